@@ -1,0 +1,47 @@
+# How every target is compiled, and what a shared library exports.
+
+add_library(kwlookup_flags INTERFACE)
+target_include_directories(kwlookup_flags INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+target_compile_features(kwlookup_flags INTERFACE cxx_std_17)
+target_compile_options(kwlookup_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-align
+  -Woverloaded-virtual)
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+if(KWLOOKUP_WERROR)
+  target_compile_options(kwlookup_flags INTERFACE -Werror)
+endif()
+
+if(KWLOOKUP_SANITIZE)
+  add_compile_options(-fsanitize=${KWLOOKUP_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KWLOOKUP_SANITIZE})
+else()
+  add_link_options(-Wl,-z,defs)
+endif()
+
+if(KWLOOKUP_HARDENING)
+  include(CheckPIESupported)
+  check_pie_supported(LANGUAGES CXX)
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -D_GLIBCXX_ASSERTIONS
+                      -fstack-protector-strong -fstack-clash-protection)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64")
+    add_compile_options(-fcf-protection)
+  endif()
+  add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endif()
+
+# Exports from `target` what the version script `map` names, and nothing else.
+function(kwlookup_export_only target map)
+  target_link_options(${target} PRIVATE
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/${map})
+endfunction()

@@ -1,0 +1,1 @@
+# What is installed, and how other projects find it.

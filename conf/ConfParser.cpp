@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+#include "conf/ConfParser.h"
+
+#include "host/LogText.h"
+#include "text/LocaleBytes.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+/// Trims white space, then one pair of quotes, of the text between `begin` and `end`.
+std::string MakeItem(const char* begin, const char* end, const LocaleBytes& bytes) {
+    bytes.Trim(begin, end);
+    if (end - begin >= 2 && *begin == '"' && end[-1] == '"') {
+        ++begin;
+        --end;
+    }
+    return std::string(begin, end);
+}
+
+/// A strict decimal: an optional sign, digits, nothing else, and within the range of Integer.
+/// `*out` is unchanged when the text is none.
+template <typename Integer>
+bool ParseDecimal(std::string_view text, Integer* out) {
+    if (!text.empty() && text[0] == '+') {
+        text.remove_prefix(1);
+        if (!text.empty() && text[0] == '-')
+            return false;
+    }
+    Integer number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end)
+        return false;
+    *out = number;
+    return true;
+}
+
+/// A number without a minus sign, times the unit that the last letter names. Wraps like Unsigned.
+template <typename Integer, typename Unsigned, typename UnitOf>
+bool ParseWithUnit(const std::string& value, UnitOf unit_of, Integer* out) {
+    std::string_view number(value);
+    Unsigned unit = 0;
+    if (!number.empty())
+        unit = unit_of(number.back());
+    if (unit != 0)
+        number.remove_suffix(1);
+    else
+        unit = 1;
+    Integer parsed = 0;
+    if (number.empty() || number[0] == '-' || !ParseDecimal(number, &parsed))
+        return false;
+    *out = static_cast<Integer>(static_cast<Unsigned>(parsed) * unit);
+    return true;
+}
+
+std::uint32_t TimeUnit(char letter) {
+    switch (letter) {
+    case 'd':
+    case 'D':
+        return 86400;
+    case 'h':
+    case 'H':
+        return 3600;
+    case 'm':
+    case 'M':
+        return 60;
+    case 's':
+    case 'S':
+        return 1;
+    default:
+        return 0;
+    }
+}
+
+std::uint64_t SizeUnit(char letter) {
+    switch (letter) {
+    case 'b':
+    case 'B':
+        return 1;
+    case 'k':
+    case 'K':
+        return 1024;
+    case 'm':
+    case 'M':
+        return 1048576;
+    case 'g':
+    case 'G':
+        return 1073741824;
+    default:
+        return 0;
+    }
+}
+
+bool IsHexDigit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+void WarnUnrecognized(const LogClass& log, const std::string& value, const char* radix) {
+    if (log.isWarnEnabled())
+        LogText(log, log4cxx::Level::LEVEL_WARN,
+                std::string("Can not recognize ") + radix + " value in [" + value + "]");
+}
+
+void WarnWrongValue(const LogClass& log, const std::string& name, const std::string& value,
+                    const char* kind) {
+    if (!name.empty() && log.isWarnEnabled())
+        LogText(log, log4cxx::Level::LEVEL_WARN,
+                "Wrong value [" + value + "] in " + kind + " variable " + name);
+}
+
+} // namespace
+
+void ConfParser::TrimString(std::string& s) {
+    if (s.size() < 2 || s.front() != '"' || s.back() != '"')
+        return;
+    s.pop_back();
+    s.erase(0, 1);
+}
+
+bool ConfParser::FixDir(std::string& dir) {
+    if (dir.empty() || dir.back() != '/')
+        dir += '/';
+    return true;
+}
+
+void ConfParser::SplitVector(const std::string& value, std::vector<std::string>& out,
+                             char separator) {
+    out.clear();
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    std::array<bool, 256> special{};
+    for (char c : {separator, '\\', '"'})
+        special[static_cast<unsigned char>(c)] = true;
+
+    // An item is the stretch of the text from `start`, unless an escape was taken out of it: then
+    // what stands before `start` has been moved to `unescaped`.
+    std::string unescaped;
+    const char* p = value.data();
+    const char* const end = p + value.size();
+    const char* start = p;
+    bool quoted = false;
+    bool item_has_escapes = false;
+    bool ends_escaped = false;
+
+    const auto finish_item = [&](const char* stop) {
+        if (!item_has_escapes) {
+            out.push_back(MakeItem(start, stop, bytes));
+            return;
+        }
+        unescaped.append(start, stop);
+        out.push_back(MakeItem(unescaped.data(), unescaped.data() + unescaped.size(), bytes));
+        unescaped.clear();
+        item_has_escapes = false;
+    };
+
+    for (;; ++p) {
+        while (p != end && !special[static_cast<unsigned char>(*p)])
+            ++p;
+        if (p == end)
+            break;
+        if (*p == '\\') {
+            const char* next = p + 1;
+            ends_escaped = next == end;
+            if (ends_escaped || special[static_cast<unsigned char>(*next)]) {
+                unescaped.append(start, p);
+                item_has_escapes = true;
+                start = next;
+            }
+            if (ends_escaped)
+                break;
+            p = next;
+        } else if (*p == '"') {
+            quoted = !quoted;
+        } else if (!quoted) {
+            finish_item(p);
+            start = p + 1;
+        }
+    }
+    if (quoted)
+        throw std::invalid_argument("can't find final '\"' symbol");
+    if (ends_escaped)
+        throw std::invalid_argument("can't find sybol after '\\'");
+    if (start != end || !unescaped.empty())
+        finish_item(end);
+}
+
+bool ConfParser::IsTrue(const std::string& value) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    for (std::string_view word : {"yes", "on", "true"})
+        if (bytes.EqualNoCase(value, word))
+            return true;
+    return false;
+}
+
+bool ConfParser::IsFalse(const std::string& value) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    for (std::string_view word : {"no", "off", "false"})
+        if (bytes.EqualNoCase(value, word))
+            return true;
+    return false;
+}
+
+bool ConfParser::IntParse(const std::string& name, const std::string& value, int* out,
+                          const LogClass& log) {
+    if (!value.empty() && value[0] == '0') {
+        unsigned number = 0;
+        if (value.size() >= 2 && (value[1] == 'x' || value[1] == 'X')) {
+            // glibc takes "0x" without a digit after it for a zero; it is no number.
+            if (value.size() < 3 || !IsHexDigit(value[2]) ||
+                std::sscanf(value.c_str(), "%x", &number) != 1) {
+                WarnUnrecognized(log, value, "hex");
+                return false;
+            }
+        } else if (std::sscanf(value.c_str(), "%o", &number) != 1) {
+            WarnUnrecognized(log, value, "oct");
+            return false;
+        }
+        *out = static_cast<int>(number);
+        return true;
+    }
+    if (ParseDecimal(value, out))
+        return true;
+    WarnWrongValue(log, name, value, "integer");
+    return false;
+}
+
+bool ConfParser::ConvertTimeValToSeconds(const std::string& name, const std::string& value,
+                                         int* out, const LogClass& log) {
+    if (ParseWithUnit<int, std::uint32_t>(value, TimeUnit, out))
+        return true;
+    WarnWrongValue(log, name, value, "time");
+    return false;
+}
+
+bool ConfParser::ConvertSizeValToBytes(const std::string& name, const std::string& value,
+                                       long long* out, const LogClass& log) {
+    if (ParseWithUnit<long long, std::uint64_t>(value, SizeUnit, out))
+        return true;
+    WarnWrongValue(log, name, value, "size");
+    return false;
+}

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/KwExport.h"
+
+#include <map>
+#include <string>
+#include <utility>
+
+/// What a storage plug-in is asked to store: named, typed values of one record, in text form.
+class KW_EXPORT KwStorageValuesMap {
+public:
+    /// The type of a column. The numbers are part of the binary interface.
+    enum Type { Int = 0, Varchar = 1, Timestamp = 2 };
+
+    /// Name to (type, text).
+    std::map<std::string, std::pair<Type, std::string>> m_values;
+};

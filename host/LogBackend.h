@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+#include "host/Logging.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/dist_sink.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+/// The one place behind every LogClass: the spdlog sink they share, and the level that is enabled.
+///
+/// Threads: any.
+class LogBackend {
+public:
+    /// Made on first use and never freed, so that objects destroyed at exit can still write.
+    static LogBackend& Instance();
+
+    static spdlog::level::level_enum SpdlogLevel(log4cxx::Level::LevelEnum level);
+
+    bool IsEnabled(log4cxx::Level::LevelEnum level) const {
+        return level <= m_level.load(std::memory_order_relaxed);
+    }
+
+    std::shared_ptr<spdlog::logger> MakeLogger(const std::string& name) const;
+
+    /// See SetLogging().
+    void Set(LogTarget target, log4cxx::Level::LevelEnum level, const std::string& name);
+
+private:
+    LogBackend();
+
+    std::shared_ptr<spdlog::sinks::dist_sink_mt> m_sink;
+    std::atomic<int> m_level{log4cxx::Level::LEVEL_WARN};
+};

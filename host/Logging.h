@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/KwExport.h"
+#include "host/LogClass.h"
+
+#include <string>
+
+/// Where the messages of every LogClass go.
+enum class LogTarget { StandardError, Syslog, File };
+
+/// Sends the messages of every LogClass, those made before included, to `target`, and enables the
+/// levels up to `level`. Before the first call it is standard error and LEVEL_WARN.
+///
+/// `name` is the program's name for syslog, or the file to append to; standard error ignores it.
+/// One event is one line: bytes outside 0x20 to 0x7e, and the backslash, come out as \xHH.
+/// Throws std::runtime_error when the file cannot be opened; the old target then stays.
+///
+/// Threads: may be called at any time, also beside writing threads.
+KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,
+                          const std::string& name = std::string());
+
+/// `text` as a log line shows it: bytes outside 0x20 to 0x7e, and the backslash, as \xHH.
+KW_EXPORT std::string PrintableText(const std::string& text);

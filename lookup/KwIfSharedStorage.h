@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/KwIfSharedObject.h"
+#include "lookup/KwIfStorage.h"
+
+/// A storage from a plug-in library. Slot order is part of the binary interface.
+class KW_EXPORT KwIfSharedStorage : public virtual KwIfSharedObject, public virtual KwIfStorage {
+public:
+    /// Tells the object that it is used as a storage.
+    virtual void SetStorage() = 0;
+};

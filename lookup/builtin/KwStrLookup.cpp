@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "lookup/builtin/KwStrLookup.h"
+
+#include "text/LocaleBytes.h"
+
+#include <algorithm>
+
+KwStrLookup::KwStrLookup(const std::string& text) : m_str(text) {}
+
+void KwStrLookup::Init(const std::string& text) {
+    m_str = text;
+}
+
+std::string KwStrLookup::GetDescription() const {
+    return std::string();
+}
+
+void KwStrLookup::InitLog(const LogClass&) {}
+
+const LogClass* KwStrLookup::GetLogPtr() const {
+    return nullptr;
+}
+
+bool KwStrLookup::Find(const KwLookupFinder& finder, std::string* res, int flags,
+                       std::string* matched) const {
+    if (!(flags & FIND_EXACT)) {
+        if (!finder.Match(m_str)) {
+            *res = finder.GetRes();
+            finder.ClearRes();
+            return !res->empty();
+        }
+    } else {
+        const KwTextRange request = finder.GetRequest();
+        const bool equal = flags & FIND_NOCASE ? LocaleBytes::Current().EqualNoCase(request, m_str)
+                                               : std::equal(request.begin(), request.end(),
+                                                            m_str.begin(), m_str.end());
+        if (!equal)
+            return false;
+    }
+    if (matched)
+        *matched = m_str;
+    return true;
+}

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#include "objects/KwObjectHolder.h"
+
+#include "conf/ConfParser.h"
+#include "host/LogText.h"
+#include "lookup/KwIfSharedObject.h"
+#include "objects/ObjectLib.h"
+#include "text/LocaleBytes.h"
+
+#include <boost/thread/locks.hpp>
+
+#include <algorithm>
+#include <dlfcn.h>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+
+boost::ptr_vector<KwObjectHolder::ObjectLib> KwObjectHolder::m_loaded_libs;
+boost::mutex KwObjectHolder::m_lock;
+std::vector<std::string> KwObjectHolder::m_errors;
+boost::weak_ptr<IfConfLoader> KwObjectHolder::m_conf_loader;
+
+namespace {
+
+std::string LoaderError() {
+    const char* text = ::dlerror();
+    return text ? text : "unknown error";
+}
+
+std::domain_error CannotLoad(const std::string& file, const std::string& reason) {
+    return std::domain_error("Cannot load shared library " + file + " because " + reason);
+}
+
+/// The address of `symbol`. Whether it is there, the loader's error tells, not the address.
+void* Resolve(void* handle, const char* symbol, const std::string& library) {
+    ::dlerror();
+    void* address = ::dlsym(handle, symbol);
+    if (const char* error = ::dlerror())
+        throw std::domain_error(std::string("Cannot resolve '") + symbol +
+                                "' from a shared library " + library + " because " + error);
+    return address;
+}
+
+} // namespace
+
+KwObjectHolder::KwObjectHolder(Filter filter, const LogClass& log)
+    : m_filter(filter), m_log(&log) {}
+
+KwObjectHolder::~KwObjectHolder() = default;
+
+std::string KwObjectHolder::GetDescription() const {
+    return m_init;
+}
+
+void KwObjectHolder::InitLog(const LogClass&) {}
+
+const LogClass* KwObjectHolder::GetLogPtr() const {
+    return m_log;
+}
+
+void KwObjectHolder::ParseObject(const std::string& item, std::string& type, std::string& params) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const std::size_t colon = item.find(':');
+    const auto type_end = item.begin() + (colon == std::string::npos ? 0 : colon);
+    if (colon == std::string::npos ||
+        std::any_of(item.begin(), type_end, [&](char c) { return bytes.IsSpace(c); })) {
+        type.clear();
+        params = item;
+        return;
+    }
+    type.resize(colon);
+    std::transform(item.begin(), type_end, type.begin(), [&](char c) { return bytes.Lower(c); });
+    if (type == "value")
+        type.clear();
+    params.assign(item, colon + 1, std::string::npos);
+}
+
+void KwObjectHolder::Init(const std::string& objects) {
+    m_init = objects;
+    ClearObjects();
+    std::vector<std::string> items;
+    ConfParser::SplitVector(m_init, items, ',');
+    for (const std::string& item : items) {
+        try {
+            InitItem(item);
+        } catch (const std::exception& error) {
+            CollectError(item, error.what());
+        }
+    }
+}
+
+void KwObjectHolder::InitItem(const std::string& item) {
+    std::string type;
+    std::string params;
+    ParseObject(item, type, params);
+    if (type.empty()) {
+        AddObject(GetDefObject(params));
+        return;
+    }
+    if (m_filter == BuiltinOnly && type != "file" && type != "value")
+        throw std::invalid_argument("can`t use this " + GetNameForLog() + " here");
+    void* added = nullptr;
+    std::unique_ptr<KwIfObject> object(GetObjectByName(type, params, added));
+    if (!object) {
+        LoadFromDynamicLibrary(type, params);
+        return;
+    }
+    object->InitLog(*m_log);
+    if (m_log->isDebugEnabled())
+        LogText(*m_log, log4cxx::Level::LEVEL_DEBUG,
+                "KwObjectHolder: Success create " + GetNameForLog() + " with name '" + type +
+                    "' and params '" + params + "'");
+    object->Init(params);
+    object.release();
+    AddObject(added);
+}
+
+void KwObjectHolder::CollectError(const std::string& item, const char* reason) const {
+    const std::string text = "Error in init " + GetNameForLog() + " [" + item + "]: " + reason;
+    try {
+        if (m_log->isErrorEnabled())
+            LogText(*m_log, log4cxx::Level::LEVEL_ERROR, text);
+    } catch (const std::exception&) {
+        // A logger that fails must not cost the items that follow; the error is collected below.
+    }
+    const boost::mutex::scoped_lock lock(m_lock);
+    m_errors.push_back(text);
+}
+
+KwObjectHolder::ObjectLib* KwObjectHolder::FindLib(const std::string& type) const {
+    const auto found = std::find_if(m_loaded_libs.begin(), m_loaded_libs.end(),
+                                    [&](const ObjectLib& lib) { return lib.IsEquel(type); });
+    return found == m_loaded_libs.end() ? nullptr : &*found;
+}
+
+void KwObjectHolder::OpenLib(const std::string& type, const std::string& file) const {
+    if (file.find('/') != std::string::npos || file.find('\0') != std::string::npos)
+        throw CannotLoad(file, "the type is not a plain name");
+    ::dlerror();
+    DlHolder handle(::dlopen(file.c_str(), RTLD_NOW));
+    if (!handle.Get())
+        throw CannotLoad(file, LoaderError());
+    if (m_log->isDebugEnabled())
+        LogText(*m_log, log4cxx::Level::LEVEL_DEBUG, "load " + file + " object library");
+    m_loaded_libs.push_back(new ObjectLib(type));
+    m_loaded_libs.back().m_dl.TakeFrom(handle);
+}
+
+void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::string& params) {
+    const std::string file = "libkw_lookup_" + type + ".so";
+    void* added = nullptr;
+    std::unique_ptr<KwIfSharedObject> object;
+    {
+        const boost::mutex::scoped_lock lock(m_lock);
+        ObjectLib* lib = FindLib(type);
+        const bool opened_here = !lib;
+        if (opened_here) {
+            OpenLib(type, file);
+            lib = FindLib(type);
+        }
+        void* factory = Resolve(lib->m_dl.Get(), GetNameFromLib(), file);
+        object.reset(CreateObject(factory, *m_log, added));
+        if (!object)
+            throw std::domain_error("Can`t create " + type + ":" + params + GetNameForLog());
+        if (m_conf_loader.expired() && object->IsNeedCofigLoading()) {
+            object.reset();
+            if (opened_here)
+                m_loaded_libs.pop_back();
+            throw std::invalid_argument("can`t use " + GetNameForLog() + " " + type + " here");
+        }
+        if (!lib->m_config_loaded)
+            object->InitLog(*m_log);
+    }
+    object->Init(params);
+    object.release();
+    AddObject(added);
+}

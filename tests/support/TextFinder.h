@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/KwLookupFinder.h"
+
+#include <string>
+
+/// The simplest finder: matches values that equal its text.
+class TextFinder : public KwLookupFinder {
+public:
+    explicit TextFinder(const std::string& text) : m_text(text) {}
+
+    bool Match(const std::string& value) const override { return value == m_text; }
+    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+
+private:
+    std::string m_text;
+};

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <utility>
+
+/// Owns an open file descriptor.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int fd) : m_fd(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+    ~FileDescriptor();
+
+    /// Opens `name`, closed on exec. Empty, with the reason in errno, when that fails.
+    static FileDescriptor OpenForReading(const std::string& name);
+
+    explicit operator bool() const { return m_fd >= 0; }
+    int Get() const { return m_fd; }
+
+private:
+    int m_fd = -1;
+};

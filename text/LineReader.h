@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+/// Reads the lines of a file descriptor, of any length and any bytes, without hiding a fault.
+///
+/// Memory: one block of 128 KiB, or the longest line when that is longer.
+/// Threads: one.
+class LineReader {
+public:
+    /// Does not own `fd`. Throws std::bad_alloc only.
+    explicit LineReader(int fd);
+
+    /// Gives the next line without its newline; the last line needs none. False at the end, and at
+    /// a read error: Error() tells which. What a last, cut line holds at an error is still given.
+    /// `line` is valid until the next call. Throws std::bad_alloc only.
+    bool Next(std::string_view& line);
+
+    /// True when Next() can give a whole line without reading, that is, without waiting.
+    bool Buffered() const;
+
+    /// The number of lines given so far.
+    std::size_t LineNumber() const { return m_line_number; }
+
+    /// The error number of the read that failed, or 0.
+    int Error() const { return m_error; }
+
+private:
+    bool Fill();
+
+    int m_fd;
+    std::vector<char> m_buffer;
+    std::size_t m_begin = 0; ///< start of what has not been given yet
+    std::size_t m_end = 0;
+    std::size_t m_line_number = 0;
+    bool m_at_end = false;
+    int m_error = 0;
+};
+
+/// read(2) that goes on after an interruption.
+std::ptrdiff_t ReadBlock(int fd, char* buffer, std::size_t size);

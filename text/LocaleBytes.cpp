@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "text/LocaleBytes.h"
+
+LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
+    const auto& ctype = std::use_facet<std::ctype<char>>(locale);
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        m_upper[byte] = ctype.toupper(c);
+        m_lower[byte] = ctype.tolower(c);
+        m_space[byte] = ctype.is(std::ctype_base::space, c) ? 1 : 0;
+    }
+}
+
+const LocaleBytes& LocaleBytes::Current() {
+    const std::locale global;
+    thread_local LocaleBytes bytes(global);
+    if (!(bytes.m_locale == global))
+        bytes = LocaleBytes(global);
+    return bytes;
+}
+
+void LocaleBytes::Trim(std::string& text) const {
+    auto begin = text.cbegin();
+    auto end = text.cend();
+    Trim(begin, end);
+    text.erase(end, text.cend());
+    text.erase(text.cbegin(), begin);
+}
