@@ -2,12 +2,11 @@
 #pragma once
 
 #include "host/KwExport.h"
+#include "lookup/KwIfLookup.h"
 
 #include <map>
 #include <string>
 #include <vector>
-
-class KwIfLookup;
 
 /// The registry of type names: which built-in creator serves a type, and which types are known at
 /// all. A known type without a creator is served by a plug-in library.
@@ -16,7 +15,7 @@ class KwIfLookup;
 /// Threads: types are registered during static initialisation; afterwards the registry is only
 /// read.
 template <typename T>
-class KwFactory {
+class KW_EXPORT KwFactory {
 public:
     /// Makes a new object, which the caller owns, or null. Gets the init data of the item.
     using Creator = T* (*)(const std::string& init_data);

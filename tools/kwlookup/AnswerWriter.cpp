@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "AnswerWriter.h"
+
+#include <cerrno>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t BLOCK_BYTES = 64 * 1024;
+
+} // namespace
+
+void AnswerWriter::Write(const std::string& text, const Answer& answer) {
+    if (m_format == Json) {
+        nlohmann::ordered_json line;
+        line["text"] = text;
+        line["result"] = answer.Shown(text);
+        if (m_explain) {
+            line["item"] = answer.item;
+            line["value"] = answer.value;
+            line["file"] = answer.file;
+        }
+        // Mail data need not be UTF-8, JSON must be.
+        m_buffer += line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    } else {
+        m_buffer += text;
+        m_buffer += '\t';
+        m_buffer += answer.Shown(text);
+        if (m_explain) {
+            for (const std::string* field : {&answer.item, &answer.value, &answer.file}) {
+                m_buffer += '\t';
+                m_buffer += *field;
+            }
+        }
+    }
+    m_buffer += '\n';
+    if (m_buffer.size() >= BLOCK_BYTES)
+        Flush();
+}
+
+void AnswerWriter::Flush() {
+    const char* begin = m_buffer.data();
+    const char* const end = begin + m_buffer.size();
+    while (begin != end && Good()) {
+        const ssize_t written =
+            ::write(STDOUT_FILENO, begin, static_cast<std::size_t>(end - begin));
+        if (written >= 0)
+            begin += written;
+        else if (errno != EINTR)
+            m_error = errno;
+    }
+    m_buffer.clear();
+}

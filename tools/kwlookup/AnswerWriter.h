@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+/// One answer: which item of the list matched a text, and with what.
+struct Answer {
+    std::string result; ///< empty for a plain match
+    std::string value;  ///< the stored value that matched, where there is one
+    std::string item;
+    std::string file; ///< what names the item's object
+
+    /// What is shown as the answer for `text`.
+    const std::string& Shown(const std::string& text) const {
+        return !result.empty() ? result : !value.empty() ? value : text;
+    }
+};
+
+/// Writes answers to standard output, a line each, in blocks.
+class AnswerWriter {
+public:
+    enum Format { Plain, Json };
+
+    AnswerWriter(Format format, bool explain) : m_format(format), m_explain(explain) {}
+
+    void Write(const std::string& text, const Answer& answer);
+
+    /// Hands over what is buffered, so that somebody who waits for an answer sees it.
+    void Flush();
+
+    /// False after a write failed; errno of that write is then in Error().
+    bool Good() const { return m_error == 0; }
+    int Error() const { return m_error; }
+
+private:
+    const Format m_format;
+    const bool m_explain;
+    std::string m_buffer;
+    int m_error = 0;
+};

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#include "ItemList.h"
+
+#include "conf/ConfParser.h"
+
+#include <algorithm>
+
+namespace {
+
+/// `item` quoted so that a list of it alone gives it back.
+std::string QuoteItem(const std::string& item) {
+    std::string quoted = "\"";
+    for (char c : item) {
+        if (c == '"' || c == '\\' || c == ',')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted + '"';
+}
+
+} // namespace
+
+ItemList::ItemList(const std::string& list, const LogClass& log) {
+    std::vector<std::string> texts;
+    ConfParser::SplitVector(list, texts, ',');
+    for (std::string& text : texts) {
+        auto holder = std::make_unique<KwLookupHolder>(log);
+        holder->Init(QuoteItem(text));
+        m_items.push_back({std::move(text), std::move(holder)});
+    }
+}
+
+std::size_t ItemList::FailedCount() const {
+    return static_cast<std::size_t>(std::count_if(m_items.begin(), m_items.end(),
+                                                  [](const Item& item) { return !item.Loaded(); }));
+}

@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// `kwlookup types`: prints the known type names, and whether each can be opened here. Returns the
+/// exit status.
+int RunTypesCommand();
