@@ -1,1 +1,77 @@
-# What is installed, and how other projects find it.
+# What is installed, and how other projects find it. A header that is not listed here is private;
+# a listed one includes listed ones only (tests/install compiles each against an installed tree).
+
+include(CMakePackageConfigHelpers)
+
+# Adds public headers to `target`. They are included by the same line in the tree and installed.
+function(kwlookup_public_headers target)
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
+endfunction()
+
+kwlookup_public_headers(kwlog
+  host/KwExport.h
+  host/LogClass.h
+  host/LogText.h
+  host/Logging.h)
+
+kwlookup_public_headers(kwlookup
+  conf/ConfParser.h
+  conf/IfConfParser.h
+  host/IfConfLoader.h
+  host/InterfaceConfHolder.h
+  host/KwStorageValuesMap.h
+  lookup/KwFactory.h
+  lookup/KwIfLookup.h
+  lookup/KwIfObject.h
+  lookup/KwIfSharedLookup.h
+  lookup/KwIfSharedObject.h
+  lookup/KwIfSharedStorage.h
+  lookup/KwIfStorage.h
+  lookup/KwKeyedFinder.h
+  lookup/KwLookupFinder.h
+  lookup/KwLookupHolder.h
+  lookup/builtin/KwDomainsLookup.h
+  lookup/builtin/KwDomainsLookup.h
+  lookup/builtin/KwFileLookup.h
+  lookup/builtin/KwStrLookup.h
+  lookup/builtin/KwVectorStrLookup.h
+  lookup/config/KwLookupAndStorageWithConfig.h
+  lookup/config/KwLookupSharedConf.h
+  lookup/config/KwLookupWithConfig.h
+  lookup/config/KwLookupAndStorageWithConfig.h
+  lookup/config/KwLookupSharedConf.h
+  lookup/config/KwLookupWithConfig.h
+  objects/KwObjectHolder.h)
+
+kwlookup_public_headers(kwhost
+  host/AddressFinder.h
+  host/ConfFile.h
+  host/ConfFileLoader.h)
+
+install(TARGETS kwlog kwlookup kwhost EXPORT kwlookupTargets
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup)
+install(TARGETS kwlookup_tool)
+install(FILES tools/kwlookup/kwlookup.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+
+# find_package(kwlookup)
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kwlookup)
+install(EXPORT kwlookupTargets NAMESPACE kwlookup:: DESTINATION ${config_dir})
+configure_package_config_file(cmake/kwlookupConfig.cmake.in kwlookupConfig.cmake
+  INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file(kwlookupConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfigVersion.cmake
+  DESTINATION ${config_dir})
+
+# pkg-config; the files name their directories relative to themselves, so a tree can be moved.
+file(RELATIVE_PATH include_from_pc
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+foreach(name kwlookup kwhost)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -31,8 +31,15 @@ public:
     void Set(LogTarget target, log4cxx::Level::LevelEnum level, const std::string& name);
 
 private:
+    /// Hands each event on to the sink of the current target.
+    class TargetSink : public spdlog::sinks::dist_sink_mt {
+    public:
+        /// The old sink goes first: the end of a syslog sink forgets the name of a later one.
+        void EnterSyslog(const std::string& name);
+    };
+
     LogBackend();
 
-    std::shared_ptr<spdlog::sinks::dist_sink_mt> m_sink;
+    std::shared_ptr<TargetSink> m_sink;
     std::atomic<int> m_level{log4cxx::Level::LEVEL_WARN};
 };

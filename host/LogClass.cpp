@@ -6,21 +6,26 @@
 
 struct LogClass::State {
     std::shared_ptr<spdlog::logger> logger;
+
+    /// A logger without a name is silent.
+    bool IsEnabled(log4cxx::Level::LevelEnum level) const {
+        return !logger->name().empty() && LogBackend::Instance().IsEnabled(level);
+    }
 };
 
 LogClass::LogClass(const std::string& name)
     : m_state(std::make_shared<State>(State{LogBackend::Instance().MakeLogger(name)})) {}
 
 bool LogClass::isDebugEnabled() const {
-    return LogBackend::Instance().IsEnabled(log4cxx::Level::LEVEL_DEBUG);
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_DEBUG);
 }
 
 bool LogClass::isWarnEnabled() const {
-    return LogBackend::Instance().IsEnabled(log4cxx::Level::LEVEL_WARN);
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_WARN);
 }
 
 bool LogClass::isErrorEnabled() const {
-    return LogBackend::Instance().IsEnabled(log4cxx::Level::LEVEL_ERROR);
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_ERROR);
 }
 
 void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) const {

@@ -28,7 +28,8 @@ public:
 /// Threads: one object may be used by any number of threads at once; assignment is not guarded.
 class KW_EXPORT LogClass {
 public:
-    /// `name` says in each line who writes. Throws std::bad_alloc only.
+    /// `name` says in each line who writes; a logger with an empty name has no level enabled.
+    /// Throws std::bad_alloc only.
     LogClass(const std::string& name);
     LogClass(const LogClass&) = default;
     LogClass& operator=(const LogClass&) = default;

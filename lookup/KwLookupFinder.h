@@ -6,9 +6,15 @@
 #include <boost/range/iterator_range_core.hpp>
 
 #include <string>
+#include <string_view>
 
 /// A range of characters inside a string that somebody else owns.
 using KwTextRange = boost::iterator_range<std::string::const_iterator>;
+
+/// The characters of `text`.
+inline std::string_view ViewOf(const KwTextRange& text) {
+    return text.empty() ? std::string_view("", 0) : std::string_view(&text.front(), text.size());
+}
 
 /// The request of one search: what is searched, and whether a stored value matches it.
 ///

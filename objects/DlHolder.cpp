@@ -2,6 +2,7 @@
 #include "objects/DlHolder.h"
 
 #include <dlfcn.h>
+#include <stdexcept>
 #include <utility>
 
 DlHolder::~DlHolder() {
@@ -16,4 +17,13 @@ void* DlHolder::Release() noexcept {
 
 void DlHolder::TakeFrom(DlHolder& other) noexcept {
     m_handle = other.Release();
+}
+
+void* DlHolder::Resolve(const char* symbol, const std::string& name) const {
+    ::dlerror();
+    void* address = ::dlsym(m_handle, symbol);
+    if (const char* error = ::dlerror())
+        throw std::domain_error(std::string("Cannot resolve '") + symbol +
+                                "' from a shared library " + name + " because " + error);
+    return address;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+
 /// Owns a handle that dlopen returned, and closes it.
 class DlHolder {
 public:
@@ -13,6 +15,11 @@ public:
 
     /// Gives the handle up, unclosed.
     void* Release() noexcept;
+
+    /// The address of `symbol`, which may be null: whether it is there, the loader's error tells.
+    /// Throws std::domain_error "Cannot resolve 'SYMBOL' from a shared library NAME because REASON"
+    /// with `name` for NAME.
+    void* Resolve(const char* symbol, const std::string& name) const;
 
     /// Takes over the handle of `other`, which is then empty. This one must be empty before.
     void TakeFrom(DlHolder& other) noexcept;

@@ -4,10 +4,10 @@
 #include "conf/ConfParser.h"
 #include "host/LogText.h"
 #include "lookup/KwIfSharedObject.h"
+#include "objects/LogErrorNoThrow.h"
 #include "objects/ObjectLib.h"
+#include "objects/RegistryLock.h"
 #include "text/LocaleBytes.h"
-
-#include <boost/thread/locks.hpp>
 
 #include <algorithm>
 #include <dlfcn.h>
@@ -29,16 +29,6 @@ std::string LoaderError() {
 
 std::domain_error CannotLoad(const std::string& file, const std::string& reason) {
     return std::domain_error("Cannot load shared library " + file + " because " + reason);
-}
-
-/// The address of `symbol`. Whether it is there, the loader's error tells, not the address.
-void* Resolve(void* handle, const char* symbol, const std::string& library) {
-    ::dlerror();
-    void* address = ::dlsym(handle, symbol);
-    if (const char* error = ::dlerror())
-        throw std::domain_error(std::string("Cannot resolve '") + symbol +
-                                "' from a shared library " + library + " because " + error);
-    return address;
 }
 
 } // namespace
@@ -117,14 +107,13 @@ void KwObjectHolder::InitItem(const std::string& item) {
 
 void KwObjectHolder::CollectError(const std::string& item, const char* reason) const {
     const std::string text = "Error in init " + GetNameForLog() + " [" + item + "]: " + reason;
-    try {
-        if (m_log->isErrorEnabled())
-            LogText(*m_log, log4cxx::Level::LEVEL_ERROR, text);
-    } catch (const std::exception&) {
-        // A logger that fails must not cost the items that follow; the error is collected below.
-    }
-    const boost::mutex::scoped_lock lock(m_lock);
+    LogErrorNoThrow(*m_log, text, "");
+    const RegistryLock lock;
     m_errors.push_back(text);
+}
+
+std::invalid_argument KwObjectHolder::CannotUse(const std::string& type) const {
+    return std::invalid_argument("can`t use " + GetNameForLog() + " " + type + " here");
 }
 
 KwObjectHolder::ObjectLib* KwObjectHolder::FindLib(const std::string& type) const {
@@ -151,14 +140,17 @@ void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::
     void* added = nullptr;
     std::unique_ptr<KwIfSharedObject> object;
     {
-        const boost::mutex::scoped_lock lock(m_lock);
+        const RegistryLock lock;
+        // A list inside a configuration that is being loaded: a plug-in there could need itself.
+        if (!lock.IsOutermost())
+            throw CannotUse(type);
         ObjectLib* lib = FindLib(type);
         const bool opened_here = !lib;
         if (opened_here) {
             OpenLib(type, file);
             lib = FindLib(type);
         }
-        void* factory = Resolve(lib->m_dl.Get(), GetNameFromLib(), file);
+        void* factory = lib->m_dl.Resolve(GetNameFromLib(), file);
         object.reset(CreateObject(factory, *m_log, added));
         if (!object)
             throw std::domain_error("Can`t create " + type + ":" + params + GetNameForLog());
@@ -166,10 +158,15 @@ void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::
             object.reset();
             if (opened_here)
                 m_loaded_libs.pop_back();
-            throw std::invalid_argument("can`t use " + GetNameForLog() + " " + type + " here");
+            throw CannotUse(type);
         }
-        if (!lib->m_config_loaded)
+        if (!lib->m_config_loaded) {
             object->InitLog(*m_log);
+            if (object->IsNeedCofigLoading()) {
+                LoadConfig(type, object.get(), *m_log);
+                lib->m_config_loaded = true;
+            }
+        }
     }
     object->Init(params);
     object.release();

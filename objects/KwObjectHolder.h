@@ -9,10 +9,12 @@
 #include <boost/thread/mutex.hpp>
 #include <boost/weak_ptr.hpp>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 class IfConfLoader;
+class InterfaceConfHolder;
 class KwIfSharedObject;
 class LogClass;
 
@@ -45,7 +47,8 @@ public:
     /// collects that text, and goes on. Reasons of its own: "can`t use this KIND here" (a plug-in
     /// type under BuiltinOnly), "Cannot load shared library FILE because REASON", "Cannot resolve
     /// 'SYMBOL' from a shared library FILE because REASON", "Can`t create TYPE:PARAMSKIND", "can`t
-    /// use KIND TYPE here" (configuration is needed and no loader is there).
+    /// use KIND TYPE here" (configuration is needed and no loader is there, or this list is itself
+    /// part of a configuration that is being loaded), and those of LoadConfig().
     void Init(const std::string& objects) override;
     /// The list last given to Init().
     std::string GetDescription() const override;
@@ -84,17 +87,53 @@ public:
     /// literal value: no colon, white space before it, or the type "value".
     static void ParseObject(const std::string& item, std::string& type, std::string& params);
 
+    /// Gives the host's configuration loader, of which a weak reference is kept: the host keeps it
+    /// alive. May be null. Not beside a load in another thread.
+    static void SetConfLoader(const boost::shared_ptr<IfConfLoader>& loader);
+
+    /// Loads the section "lookup_TYPE" into `holder` through the host's loader.
+    ///
+    /// Writes "Success load configuration for lookup_TYPE" at debug level. Throws
+    /// std::domain_error "can`t load configuratoin for TYPE: no ConfLoader object" when there is no
+    /// loader and "error in reading configuration for TYPE" when it could not read the section;
+    /// what the loader throws passes through. Called by the thread that loads plug-ins; one load at
+    /// a time.
+    static void LoadConfig(const std::string& type, InterfaceConfHolder* holder,
+                           const LogClass& log);
+
+    /// Begins a reload: loads the configuration of every plug-in type used so far again. The host
+    /// then calls Init() on its holders, and AfterReload().
+    ///
+    /// Errors that no AfterReload() reported yet are reported as it does, and nothing is reloaded.
+    /// A type that fails keeps what it had, tells "Error in configuration reload for TYPE: REASON"
+    /// at error level, and is loaded again when a list next names it. Reasons of its own: "Cannot
+    /// resolve 'CreateLookup' from a shared library TYPE because REASON", "Can`t create TYPE",
+    /// "can`t use TYPE without configuration loading", and those of LoadConfig().
+    ///
+    /// Threads: other threads may fill holders, not search those whose types it loads.
+    static void BeforeReload(const LogClass& log);
+
+    /// Ends a reload: returns when no item of any holder failed since the last report. Otherwise
+    /// writes "last lookups/storage errors:" and each collected text after two blanks at error
+    /// level, forgets them, and throws std::domain_error "Errors in lookups/storage. See above.".
+    ///
+    /// Threads: not while a holder is filled.
+    static void AfterReload(const LogClass& log);
+
 protected:
     /// Makes one object of a plug-in type and adds it. Throws the reasons listed at Init().
     void LoadFromDynamicLibrary(const std::string& type, const std::string& params);
 
 private:
     class ObjectLib;
+    class RegistryLock;
 
     void InitItem(const std::string& item);
     void CollectError(const std::string& item, const char* reason) const;
+    std::invalid_argument CannotUse(const std::string& type) const;
     ObjectLib* FindLib(const std::string& type) const;
     void OpenLib(const std::string& type, const std::string& file) const;
+    static void ReloadLib(ObjectLib& lib, const LogClass& log);
 
     std::string m_init;
     Filter m_filter;

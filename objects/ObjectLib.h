@@ -7,7 +7,7 @@
 #include <string>
 
 /// A plug-in library of the process. Never closed: objects that it made may be alive anywhere.
-class KwObjectHolder::ObjectLib {
+class __attribute__((visibility("hidden"))) KwObjectHolder::ObjectLib {
 public:
     explicit ObjectLib(const std::string& name) : m_name(name) {}
     ~ObjectLib() { m_dl.Release(); }

@@ -8,6 +8,9 @@ LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
         m_upper[byte] = ctype.toupper(c);
         m_lower[byte] = ctype.tolower(c);
         m_space[byte] = ctype.is(std::ctype_base::space, c) ? 1 : 0;
+        const int ascii_upper = byte >= 'a' && byte <= 'z' ? byte - 'a' + 'A' : byte;
+        if (static_cast<unsigned char>(m_upper[byte]) != ascii_upper)
+            m_upper_is_ascii = false;
     }
 }
 

@@ -27,6 +27,9 @@ public:
     /// The upper-case form of each byte value.
     const Table& UpperTable() const { return m_upper; }
 
+    /// True when a to z have A to Z as upper-case forms, and every other byte itself.
+    bool UpperIsAscii() const { return m_upper_is_ascii; }
+
     /// Moves `begin` and `end` inwards past white space.
     template <typename Iterator>
     void Trim(Iterator& begin, Iterator& end) const {
@@ -58,4 +61,5 @@ private:
     Table m_upper;
     Table m_lower;
     Table m_space;
+    bool m_upper_is_ascii = true;
 };

@@ -33,19 +33,25 @@ FileDescriptor Open(const std::string& file_name) {
     return file;
 }
 
-/// About how many records the file holds, so that the list need not grow while it is filled. Leaves
-/// the file at its start.
-std::size_t CountLines(int fd, const struct stat& status) {
-    std::vector<char> block(128 * 1024);
-    std::size_t lines = 1;
-    std::ptrdiff_t got;
-    while ((got = ReadBlock(fd, block.data(), block.size())) > 0)
-        lines += static_cast<std::size_t>(std::count(block.data(), block.data() + got, '\n'));
-    if (::lseek(fd, 0, SEEK_SET) != 0)
-        return 0;
+/// About how many records the file holds, judged from samples, so that the list need not grow while
+/// it is filled. Does not move the file's position, which not every file can take back.
+std::size_t EstimateRecords(int fd, off_t size) {
+    constexpr off_t SAMPLES = 16;
+    std::vector<char> sample(8 * 1024);
+    std::size_t bytes = 0, lines = 0;
+    for (off_t i = 0; i < SAMPLES; ++i) {
+        const ssize_t got = ::pread(fd, sample.data(), sample.size(), size / SAMPLES * i);
+        if (got <= 0)
+            return 0;
+        bytes += static_cast<std::size_t>(got);
+        lines += static_cast<std::size_t>(std::count(sample.data(), sample.data() + got, '\n'));
+    }
     // Where most lines can only be blank ones, their number says nothing about the records.
     constexpr std::size_t FEWEST_BYTES_A_LINE = 4;
-    return lines <= static_cast<std::size_t>(status.st_size) / FEWEST_BYTES_A_LINE ? lines : 0;
+    if (lines * FEWEST_BYTES_A_LINE > bytes)
+        return 0;
+    const double lines_a_byte = static_cast<double>(lines) / static_cast<double>(bytes);
+    return static_cast<std::size_t>(lines_a_byte * static_cast<double>(size) * 1.03) + 1;
 }
 
 } // namespace
@@ -64,7 +70,7 @@ void KwFileLookup::Init(const std::string& file_name) {
 
     std::vector<std::string> records;
     if (S_ISREG(status.st_mode))
-        records.reserve(CountLines(file.Get(), status));
+        records.reserve(EstimateRecords(file.Get(), status.st_size));
     const LocaleBytes& bytes = LocaleBytes::Current();
     LineReader lines(file.Get());
     for (std::string_view line; lines.Next(line);) {
@@ -77,9 +83,6 @@ void KwFileLookup::Init(const std::string& file_name) {
 
     const std::size_t count = records.size();
     std::string name = file_name;
-    Replace(std::move(records));
-    m_file_name.swap(name);
-
     const LogClass* log = GetLogPtr();
     if (lines.Error() != 0 && log && log->isWarnEnabled())
         LogText(*log, log4cxx::Level::LEVEL_WARN,
@@ -89,6 +92,10 @@ void KwFileLookup::Init(const std::string& file_name) {
         LogText(*log, log4cxx::Level::LEVEL_DEBUG,
                 "KwFileLookup: loaded " + std::to_string(count) + " records from " + file_name +
                     " file.");
+
+    // Last, and without fail: whatever throws above leaves the old records and their name.
+    Replace(std::move(records));
+    m_file_name.swap(name);
 }
 
 std::string KwFileLookup::GetDescription() const {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class SortedStrings;
@@ -21,9 +22,14 @@ class SortedStrings;
 /// search in the order of its own flags answers, even where the list was sorted in the other one,
 /// so a list is meant for one kind of search.
 ///
-/// Cost: a walk is linear. An exact search of a list sorted in its own order costs one hash look-up
-/// (about 0.1 us at 1,000,000 strings); in another order, or when bytes above 0x7f are searched
-/// with regard to case, it costs a binary search. The sort adds at most 16 bytes a string.
+/// A walk for a KwKeyedFinder through a long list asks an index, made by the first such walk, for
+/// the finder's keys: the same answer, and no sort. Where the list was sorted with regard to case,
+/// or the global locale has changed since, it is a walk like any other.
+///
+/// Cost: a walk is linear; one by keys costs a hash look-up a key. An exact search of a list sorted
+/// in its own order costs one hash look-up (about 0.1 us at 1,000,000 strings); in another order,
+/// or when bytes above 0x7f are searched with regard to case, it costs a binary search. The sort
+/// adds at most 16 bytes a string, the index of keys at most 24.
 ///
 /// Threads: searches may run at once, walks beside the first exact search too; only the one-time
 /// sort takes a lock. Filling the list is not guarded. At most 4,294,967,294 strings can be sorted.
@@ -58,6 +64,10 @@ protected:
 private:
     const SortedStrings& Sort(bool nocase) const;
     bool Walk(const KwLookupFinder& finder, std::string* res, std::string* matched) const;
+    std::string_view FindFirst(const KwLookupFinder& finder) const;
+    bool FindByKeys(const KwLookupFinder& finder, std::string_view& found) const;
+    const SortedStrings& KeyIndex() const;
+    void DropKeyIndex();
 
     std::vector<std::string> m_strings;
     mutable std::atomic<bool> m_sorted;
@@ -66,4 +76,7 @@ private:
     /// The sorted order of m_strings, set while m_sorted is true. The strings themselves stay where
     /// they are, so that a walk beside the first exact search reads what nobody writes.
     mutable std::unique_ptr<const SortedStrings> m_order;
+    /// The list as it was filled, for walks by keys; set while m_has_key_index is true.
+    mutable std::unique_ptr<const SortedStrings> m_key_index;
+    mutable std::atomic<bool> m_has_key_index{false};
 };

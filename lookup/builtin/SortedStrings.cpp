@@ -7,6 +7,7 @@
 #include <numeric>
 #include <random>
 #include <stdexcept>
+#include <sys/mman.h>
 
 namespace {
 
@@ -70,34 +71,44 @@ std::uint64_t Mix(std::uint64_t a, std::uint64_t b) {
     return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
+// A search is inlined into one function: the fewer its instructions, the more searches the
+// processor has waiting for memory at once.
+
 /// A keyed hash of the folded text. Without the keys nobody can choose texts that collide.
 template <typename Fold>
-std::uint64_t Hash(const Fold& fold, std::string_view text, const std::uint64_t (&seed)[2]) {
-    const char* p = text.data();
-    std::size_t left = text.size();
-    std::uint64_t state = seed[0] ^ left;
-    for (; left >= 8; p += 8, left -= 8)
-        state = Mix(state ^ fold(LoadWord(p)), seed[1]);
-    if (left > 0)
-        state = Mix(state ^ fold(LoadTail(p, left)), seed[1]);
+[[gnu::always_inline]] inline std::uint64_t Hash(const Fold& fold, std::string_view text,
+                                                 const std::uint64_t (&seed)[2]) {
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    std::uint64_t state = seed[0] ^ text.size();
+    std::uint64_t first = 0, last = 0;
+    if (text.size() >= 8) {
+        const char* p = begin;
+        for (; end - p > 16; p += 16)
+            state = Mix(fold(LoadWord(p)) ^ seed[1], fold(LoadWord(p + 8)) ^ state);
+        first = LoadWord(text.size() < 16 ? begin : end - 16);
+        last = LoadWord(end - 8);
+    } else if (!text.empty()) {
+        first = LoadTail(begin, text.size());
+    }
+    state = Mix(fold(first) ^ seed[1], fold(last) ^ state);
     return Mix(state ^ seed[1], seed[0]);
 }
 
 template <typename Fold>
-bool Equal(const Fold& fold, std::string_view left, std::string_view right) {
-    if (left.size() != right.size())
+[[gnu::always_inline]] inline bool Equal(const Fold& fold, std::string_view left,
+                                         std::string_view right) {
+    const std::size_t size = left.size();
+    if (size != right.size())
         return false;
-    const char* l = left.data();
-    const char* r = right.data();
-    std::size_t size = left.size();
-    for (; size >= 8; l += 8, r += 8, size -= 8)
-        if (fold(LoadWord(l)) != fold(LoadWord(r)))
+    const char* const l = left.data();
+    const char* const r = right.data();
+    if (size < 8)
+        return size == 0 || fold(LoadTail(l, size)) == fold(LoadTail(r, size));
+    for (std::size_t i = 0; i < size - 8; i += 8)
+        if (fold(LoadWord(l + i)) != fold(LoadWord(r + i)))
             return false;
-    return size == 0 || fold(LoadTail(l, size)) == fold(LoadTail(r, size));
-}
-
-bool Equal(const AsTheyAre&, std::string_view left, std::string_view right) {
-    return left == right;
+    return fold(LoadWord(l + size - 8)) == fold(LoadWord(r + size - 8));
 }
 
 bool LessBySignedBytes(std::string_view left, std::string_view right) {
@@ -135,13 +146,41 @@ bool IsAscii(const std::vector<std::string>& strings) {
     return true;
 }
 
-bool ChangesAsciiLettersOnly(const LocaleBytes::Table& upper) {
-    for (int byte = 0; byte < 256; ++byte) {
-        const int expected = byte >= 'a' && byte <= 'z' ? byte - 'a' + 'A' : byte;
-        if (static_cast<unsigned char>(upper[byte]) != expected)
-            return false;
-    }
-    return true;
+/// Asks for huge pages, as searches go all over the index. Only a hint, and moot when it is small.
+void AdviseHugePages(void* begin, std::size_t size) {
+    constexpr std::uintptr_t PAGE = 4096;
+    const auto first = (reinterpret_cast<std::uintptr_t>(begin) + PAGE - 1) / PAGE * PAGE;
+    const auto last = (reinterpret_cast<std::uintptr_t>(begin) + size) / PAGE * PAGE;
+    if (first < last)
+        ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+}
+
+// A slot of the index says where a text is (48 bits), its size and 8 bits of its hash, so that a
+// search finds the text without a look at its std::string, which would cost a cache miss. Texts of
+// 255 bytes and more are found through their std::string. A free slot is 0.
+using Slot = std::uint64_t;
+
+constexpr std::size_t LONG_TEXT = 255;
+
+/// The lower 16 bits of the slot of a text.
+std::uint16_t SlotKey(std::string_view text, std::uint64_t hash) {
+    return static_cast<std::uint16_t>(std::min(text.size(), LONG_TEXT) << 8 | (hash & 0xff));
+}
+
+/// 0 when the address needs more than 48 bits.
+Slot MakeSlot(const std::string& text, std::uint16_t key) {
+    const auto address = text.size() < LONG_TEXT ? reinterpret_cast<std::uintptr_t>(text.data())
+                                                 : reinterpret_cast<std::uintptr_t>(&text);
+    const Slot slot = static_cast<Slot>(address) << 16 | key;
+    return slot >> 16 == address ? slot : 0;
+}
+
+std::string_view TextOf(Slot slot) {
+    const auto address = static_cast<std::uintptr_t>(slot >> 16);
+    const std::size_t size = slot >> 8 & 0xff;
+    if (size < LONG_TEXT)
+        return std::string_view(reinterpret_cast<const char*>(address), size);
+    return *reinterpret_cast<const std::string*>(address);
 }
 
 } // namespace
@@ -152,10 +191,16 @@ SortedStrings::SortedStrings(const std::vector<std::string>& strings)
         BuildIndex();
 }
 
-SortedStrings::SortedStrings(const std::vector<std::string>& strings,
-                             const LocaleBytes::Table& upper)
-    : m_strings(strings), m_nocase(true), m_upper(upper),
-      m_ascii_upper(ChangesAsciiLettersOnly(upper)) {
+SortedStrings::SortedStrings(const std::vector<std::string>& strings, const LocaleBytes& bytes)
+    : m_strings(strings), m_nocase(true), m_upper(bytes.UpperTable()),
+      m_ascii_upper(bytes.UpperIsAscii()) {
+    BuildIndex();
+}
+
+SortedStrings::SortedStrings(const std::vector<std::string>& strings, const LocaleBytes& bytes,
+                             AsListed)
+    : m_strings(strings), m_nocase(true), m_as_listed(true), m_upper(bytes.UpperTable()),
+      m_ascii_upper(bytes.UpperIsAscii()) {
     BuildIndex();
 }
 
@@ -167,90 +212,138 @@ void SortedStrings::BuildIndex() {
         half = (static_cast<std::uint64_t>(random()) << 32 | random()) | 1;
     const auto insert_all = [this](const std::vector<std::uint32_t>* order) {
         // 15 bytes a string: full enough to be small, empty enough to end a search in one line.
-        m_slots.assign(m_strings.size() * 15 / 8 + 1, 0);
+        const std::size_t slots = m_strings.size() * 15 / 8 + 1;
+        m_slots.clear();
+        m_slots.reserve(slots);
+        AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
+        m_slots.resize(slots);
+        if (m_as_listed)
+            m_positions.assign(m_slots.size(), 0);
         if (!m_nocase)
             return InsertAll(AsTheyAre(), order);
         return m_ascii_upper ? InsertAll(AsciiUpper(), order)
                              : InsertAll(TableUpper{m_upper}, order);
     };
     // Where equal strings differ in their bytes, the sort decides which of them is found.
-    if (!insert_all(nullptr))
-        insert_all(&Order());
-    m_indexed = true;
+    Inserted inserted = insert_all(nullptr);
+    if (inserted == Inserted::Ambiguous && !m_as_listed)
+        inserted = insert_all(&Order());
+    m_indexed = inserted != Inserted::Unfit;
+    if (!m_indexed)
+        m_slots = std::vector<Slot>();
 }
 
 /// Puts every string into the empty index, in list order or in `order`; of equal ones the first.
-/// False when strings that are equal under `fold` differ in their bytes.
 template <typename Fold>
-bool SortedStrings::InsertAll(const Fold& fold, const std::vector<std::uint32_t>* order) {
-    bool unambiguous = true;
+SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
+                                                 const std::vector<std::uint32_t>* order) {
+    Inserted inserted = Inserted::All;
     const auto count = static_cast<std::uint32_t>(m_strings.size());
-    for (std::uint32_t i = 0; i < count; ++i)
-        unambiguous &= Insert(fold, order ? (*order)[i] : i);
-    return unambiguous;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::string& text = m_strings[order ? (*order)[i] : i];
+        const std::uint64_t hash = Hash(fold, text, m_seed);
+        const std::size_t place = Probe(fold, text, hash);
+        Slot& slot = m_slots[place];
+        if (slot == 0) {
+            slot = MakeSlot(text, SlotKey(text, hash));
+            if (slot == 0)
+                return Inserted::Unfit;
+            if (m_as_listed)
+                m_positions[place] = i;
+            m_longest = std::max(m_longest, text.size());
+        } else if (TextOf(slot) != text) {
+            inserted = Inserted::Ambiguous;
+        }
+    }
+    return inserted;
 }
 
+/// The place of `text`, or the free place that it would take.
 template <typename Fold>
-bool SortedStrings::Insert(const Fold& fold, std::uint32_t position) {
-    const std::string& text = m_strings[position];
-    const std::uint64_t hash = Hash(fold, text, m_seed);
-    const auto tag = static_cast<std::uint32_t>(hash);
+[[gnu::always_inline]] inline std::size_t
+SortedStrings::Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const {
+    const std::uint16_t key = SlotKey(text, hash);
     std::size_t place = static_cast<Uint128>(hash) * m_slots.size() >> 64;
-    while (m_slots[place] != 0) {
-        const Slot slot = m_slots[place];
-        if (static_cast<std::uint32_t>(slot) == tag) {
-            const std::string& other = m_strings[(slot >> 32) - 1];
-            if (Equal(fold, text, other))
-                return text == other;
-        }
+    for (Slot slot; (slot = m_slots[place]) != 0;) {
+        if (static_cast<std::uint16_t>(slot) == key && Equal(fold, text, TextOf(slot)))
+            break;
         if (++place == m_slots.size())
             place = 0;
     }
-    m_slots[place] = (static_cast<Slot>(position) + 1) << 32 | tag;
+    return place;
+}
+
+template <typename Fold>
+std::string_view SortedStrings::Lookup(const Fold& fold, std::string_view text) const {
+    const Slot slot = m_slots[Probe(fold, text, Hash(fold, text, m_seed))];
+    if (slot == 0)
+        return std::string_view();
+    return TextOf(slot);
+}
+
+template <typename Fold>
+std::string_view SortedStrings::LookupFirst(const Fold& fold,
+                                            const std::vector<std::string_view>& keys) const {
+    std::string_view first;
+    std::uint32_t first_position = 0;
+    for (const std::string_view key : keys) {
+        if (key.size() > m_longest)
+            continue;
+        const std::size_t place = Probe(fold, key, Hash(fold, key, m_seed));
+        if (m_slots[place] == 0)
+            continue;
+        const std::string_view text = TextOf(m_slots[place]);
+        const std::uint32_t position = m_as_listed ? m_positions[place] : 0;
+        if (!first.data() ||
+            (m_as_listed ? position < first_position : LessByUpper(m_upper)(text, first))) {
+            first = text;
+            first_position = position;
+        }
+    }
+    return first;
+}
+
+bool SortedStrings::FindFirstOf(const std::vector<std::string_view>& keys, const LocaleBytes& bytes,
+                                std::string_view& found) const {
+    if (!m_indexed || !m_nocase || bytes.UpperTable() != m_upper)
+        return false;
+    // Many long keys would cost more than the strings that a walk has to look at.
+    std::size_t work = 0;
+    for (const std::string_view key : keys)
+        work += key.size() > m_longest ? 0 : key.size();
+    if (work > 8 * m_strings.size())
+        return false;
+    found =
+        m_ascii_upper ? LookupFirst(AsciiUpper(), keys) : LookupFirst(TableUpper{m_upper}, keys);
     return true;
 }
 
-template <typename Fold>
-const std::string* SortedStrings::Probe(const Fold& fold, std::string_view text) const {
-    const std::uint64_t hash = Hash(fold, text, m_seed);
-    const auto tag = static_cast<std::uint32_t>(hash);
-    std::size_t place = static_cast<Uint128>(hash) * m_slots.size() >> 64;
-    while (m_slots[place] != 0) {
-        const Slot slot = m_slots[place];
-        if (static_cast<std::uint32_t>(slot) == tag) {
-            const std::string& candidate = m_strings[(slot >> 32) - 1];
-            if (Equal(fold, text, candidate))
-                return &candidate;
-        }
-        if (++place == m_slots.size())
-            place = 0;
-    }
-    return nullptr;
-}
-
 template <typename Less>
-const std::string* SortedStrings::BinarySearch(std::string_view text, Less less) const {
+std::string_view SortedStrings::BinarySearch(std::string_view text, Less less) const {
     const std::vector<std::uint32_t>& order = Order();
     const auto found = std::lower_bound(order.begin(), order.end(), text,
                                         [&](std::uint32_t position, std::string_view request) {
                                             return less(m_strings[position], request);
                                         });
     if (found == order.end() || less(text, m_strings[*found]))
-        return nullptr;
-    return &m_strings[*found];
+        return std::string_view();
+    return m_strings[*found];
 }
 
-const std::string* SortedStrings::Find(std::string_view text) const {
+std::string_view SortedStrings::Find(std::string_view text) const {
     if (m_indexed && !m_nocase)
-        return Probe(AsTheyAre(), text);
+        return Lookup(AsTheyAre(), text);
     return BinarySearch(text, LessBySignedBytes);
 }
 
-const std::string* SortedStrings::FindNoCase(std::string_view text,
-                                             const LocaleBytes::Table& upper) const {
-    if (!m_indexed || !m_nocase || upper != m_upper)
-        return BinarySearch(text, LessByUpper(upper));
-    return m_ascii_upper ? Probe(AsciiUpper(), text) : Probe(TableUpper{m_upper}, text);
+std::string_view SortedStrings::FindNoCase(std::string_view text, const LocaleBytes& bytes) const {
+    if (m_indexed && m_nocase) {
+        if (m_ascii_upper && bytes.UpperIsAscii())
+            return Lookup(AsciiUpper(), text);
+        if (bytes.UpperTable() == m_upper)
+            return Lookup(TableUpper{m_upper}, text);
+    }
+    return BinarySearch(text, LessByUpper(bytes.UpperTable()));
 }
 
 const std::vector<std::uint32_t>& SortedStrings::Order() const {

@@ -16,18 +16,20 @@ std::atomic<int> g_level{log4cxx::Level::LEVEL_DEBUG};
 
 struct LogClass::State {
     std::string name;
+
+    bool IsEnabled(int level) const { return !name.empty() && g_level >= level; }
 };
 
 LogClass::LogClass(const std::string& name) : m_state(std::make_shared<State>(State{name})) {}
 
 bool LogClass::isDebugEnabled() const {
-    return g_level >= log4cxx::Level::LEVEL_DEBUG;
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_DEBUG);
 }
 bool LogClass::isWarnEnabled() const {
-    return g_level >= log4cxx::Level::LEVEL_WARN;
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_WARN);
 }
 bool LogClass::isErrorEnabled() const {
-    return g_level >= log4cxx::Level::LEVEL_ERROR;
+    return m_state->IsEnabled(log4cxx::Level::LEVEL_ERROR);
 }
 
 void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) const {

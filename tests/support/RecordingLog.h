@@ -3,12 +3,14 @@
 
 #include "host/LogClass.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
 /// Test programs that link this replace the host's LogClass by one that keeps what is written, the
 /// way a host replaces it: by defining its members in the executable.
 ///
+/// A logger with an empty name has every level off.
 /// Threads: writing is guarded; Lines() and the setters are for the test's own thread.
 class RecordingLog {
 public:
@@ -19,6 +21,9 @@ public:
 
         bool operator==(const Line& other) const {
             return level == other.level && logger == other.logger && text == other.text;
+        }
+        friend void PrintTo(const Line& line, std::ostream* out) {
+            *out << line.level << " " << line.logger << ": " << line.text;
         }
     };
 

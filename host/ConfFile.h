@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/KwExport.h"
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+/// A configuration file, read and checked for form: sections of `key = value` lines.
+///
+/// Lines that begin with '#' or ';' are comments. A line that begins with white space goes on with
+/// the value of the line before it, after a blank. Everything after the '=', trimmed, is the value,
+/// '#', ';' and quotes included. `Key.file = NAME` takes the value from the file NAME, without its
+/// last newline. A key counts without regard to letter case, and may stand once in a section.
+///
+/// Reading keeps no state; a read file never changes. Threads: reading takes a lock, since the
+/// parser underneath has process-wide settings; everything else may be called by any thread.
+class KW_EXPORT ConfFile {
+public:
+    struct Setting {
+        std::string key;   ///< as written, without ".file"
+        std::string value; ///< of a file of its own: what that file holds
+        std::size_t line;
+        bool secret; ///< from a file of its own, or by its name a password: never to be shown
+    };
+
+    struct Section {
+        std::size_t line = 0; ///< of its first header
+        std::vector<Setting> settings;
+    };
+
+    /// No file: no section.
+    ConfFile() = default;
+
+    /// Reads `name`. Throws std::runtime_error "NAME: REASON" when the file cannot be read or
+    /// others than its owner (who must be root or the process's user) may write it, and otherwise
+    /// keeps what is wrong in Errors(). Lines may have up to 1 MiB, value files 64 KiB.
+    explicit ConfFile(const std::string& name);
+
+    const std::string& Name() const { return m_name; }
+
+    /// Everything wrong with the file's form, as "NAME:LINE: TEXT".
+    const std::vector<std::string>& Errors() const { return m_errors; }
+
+    /// The sections by name, their settings in file order.
+    const std::map<std::string, Section>& Sections() const { return m_sections; }
+
+    /// "NAME:LINE: ".
+    std::string Place(std::size_t line) const;
+
+private:
+    class Reader;
+
+    void CheckSection(std::vector<Setting>& settings);
+    void ReadValueFile(Setting& setting);
+
+    std::string m_name;
+    std::map<std::string, Section> m_sections;
+    std::vector<std::string> m_errors;
+};

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/ConfFile.h"
+#include "host/IfConfLoader.h"
+
+#include <string>
+#include <vector>
+
+class IfConfParser;
+
+/// Loads the sections of a configuration file into the objects that plug-ins bring.
+///
+/// Each key is set through ConfParser; a parameter that the file does not set gets its default.
+/// Everything wrong with a section is told at error level, with file, line and key, and makes
+/// LoadSection() return false; a secret value is told nowhere.
+///
+/// Threads: LoadSection() by one thread at a time, as the library does; SetFile() between loads.
+class KW_EXPORT ConfFileLoader : public IfConfLoader {
+public:
+    /// Without a file, every parameter has its default.
+    ConfFileLoader() = default;
+
+    /// Loads from `file` from now on. The host reads it, and decides what its errors mean.
+    void SetFile(ConfFile file) { m_file = std::move(file); }
+    const ConfFile& GetFile() const { return m_file; }
+
+    /// The name of the file.
+    std::string GetDescription() const override;
+    /// The numbers and the subsection are not used.
+    bool LoadSection(int instance, const std::string& section, int index,
+                     const std::string& subsection, int options, InterfaceConfHolder* holder,
+                     const LogClass& log) override;
+    void ReleaseLoader() override {}
+    void PrepareLoad() override {}
+    /// False: nothing is held during a load.
+    bool AcquireLoader() override { return false; }
+
+private:
+    ConfFile m_file;
+};

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+#include "lookup/config/KwLookupWithConfig.h"
+
+#include "conf/ConfParser.h"
+#include "host/LogText.h"
+#include "text/LocaleBytes.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+void Output(std::string_view piece, std::string& out, int flags,
+            KwLookupWithConfig::ExpandOutputFunc func) {
+    func(piece.data(), piece.data() + piece.size(), out, flags);
+}
+
+} // namespace
+
+KwLookupWithConfig::KwLookupWithConfig(KwLookupSharedConf* conf) : m_conf(conf) {}
+
+KwLookupWithConfig::~KwLookupWithConfig() = default;
+
+bool KwLookupWithConfig::IsNeedCofigLoading() const {
+    return true;
+}
+
+std::string KwLookupWithConfig::ParseInitData(const std::string& data) {
+    std::vector<std::string> parts;
+    ConfParser::SplitVector(data, parts, '|');
+    if (parts.empty())
+        throw std::invalid_argument("wrong empty data");
+    std::string request = std::move(parts.back());
+    LocaleBytes::Current().Trim(request);
+    if (request.empty())
+        throw std::invalid_argument("wrong empty request");
+    parts.pop_back();
+
+    if (m_local_conf) {
+        // A second call: the configuration of the first must not be asked once it is gone.
+        m_conf = const_cast<KwLookupSharedConf*>(m_local_conf->GetGlobal());
+        m_local_conf.reset();
+    }
+    if (!parts.empty()) {
+        m_local_conf.reset(CreateLocalConf());
+        if (const LogClass* log = GetLogPtr())
+            m_local_conf->SetLog(*log);
+        m_local_conf->LoadLocal(parts);
+        m_conf = m_local_conf.get();
+    }
+    return request;
+}
+
+std::string KwLookupWithConfig::ExpandFilter(const char* filter, const KwLookupFinder& finder,
+                                             int flags, ExpandOutputFunc func) const {
+    std::string result;
+    result.reserve(std::strlen(filter) + 30);
+    bool pending = false;
+    for (const char* p = filter; *p != '\0'; ++p) {
+        if (!pending) {
+            pending = *p == '$';
+            if (!pending)
+                result += *p;
+            continue;
+        }
+        pending = false;
+        switch (*p) {
+        case 's':
+            Output(ViewOf(finder.GetRequest()), result, flags, func);
+            break;
+        case 'u':
+            ExpandUsername(finder, flags, func, result);
+            break;
+        case 'd':
+            ExpandDomain(finder, flags, func, result);
+            break;
+        case '$':
+            result += '$';
+            break;
+        default:
+            throw std::invalid_argument(std::string("unrecognize expansion in '") + filter + "'");
+        }
+    }
+    return result;
+}
+
+std::string KwLookupWithConfig::ExpandFilter(const char* filter, const KwLookupFinder& finder,
+                                             int flags) const {
+    return ExpandFilter(filter, finder, flags, AssignValue);
+}
+
+const char* KwLookupWithConfig::ExpandFilter(const char* filter, const KwLookupFinder& finder,
+                                             int flags, std::string& buffer,
+                                             ExpandOutputFunc func) const {
+    if (!std::strchr(filter, '$'))
+        return filter;
+    buffer = ExpandFilter(filter, finder, flags, func);
+    return buffer.c_str();
+}
+
+const char* KwLookupWithConfig::ExpandFilter(const char* filter, const KwLookupFinder& finder,
+                                             int flags, std::string& buffer) const {
+    return ExpandFilter(filter, finder, flags, buffer, AssignValue);
+}
+
+void KwLookupWithConfig::ExpandDomain(const KwLookupFinder& finder, int flags,
+                                      ExpandOutputFunc func, std::string& out) const {
+    const std::string_view text = ViewOf(finder.GetRequest());
+    if (flags & FIND_DOMAIN) {
+        Output(text, out, flags, func);
+        return;
+    }
+    const std::size_t at = text.find('@');
+    if (at != std::string_view::npos)
+        Output(text.substr(at + 1), out, flags, func);
+}
+
+void KwLookupWithConfig::ExpandUsername(const KwLookupFinder& finder, int flags,
+                                        ExpandOutputFunc func, std::string& out) const {
+    if (flags & FIND_DOMAIN)
+        return;
+    const std::string_view text = ViewOf(finder.GetRequest());
+    Output(text.substr(0, text.find('@')), out, flags, func);
+}
+
+void KwLookupWithConfig::AssignValue(const char* begin, const char* end, std::string& out,
+                                     int flags) {
+    const bool strip = flags & FIND_STRIP_BRACKETS;
+    if (strip && begin != end && *begin == '<')
+        ++begin;
+    out.append(begin, end);
+    if (strip && !out.empty() && out.back() == '>')
+        out.pop_back();
+}
+
+void KwLookupWithConfig::QuoteOutput(const char* text, unsigned length, std::string& out) {
+    for (const char c : std::string_view(text, length)) {
+        if (c == '\n') {
+            out += "\\n";
+            continue;
+        }
+        if (c == ',' || c == '\\')
+            out += '\\';
+        out += c;
+    }
+}
+
+bool KwLookupWithConfig::CheckSkipDomains(const KwLookupFinder& finder, int flags) const {
+    const auto& domains = m_conf->GetVal<KwDomainsLookup>("SkipDomains");
+    if (domains.Empty())
+        return false;
+    const KwTextRange text = finder.GetRequest();
+    if (!domains.Find(text, flags, false))
+        return false;
+    const LogClass* log = GetLogPtr();
+    if (log && log->isDebugEnabled())
+        LogText(*log, log4cxx::Level::LEVEL_DEBUG,
+                "Skipping lookup of " + std::string(text.begin(), text.end()) +
+                    " due to SkipDomains");
+    return true;
+}

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#include "host/ConfFileLoader.h"
+
+#include "conf/IfConfParser.h"
+#include "host/InterfaceConfHolder.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <sys/stat.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+/// A configured object with a parameter of each common type.
+class Holder : public InterfaceConfHolder {
+public:
+    bool MakePreInit(boost::shared_ptr<IfConfParser> parser) override {
+        static const int default_port = 389;
+        static const std::string default_base = "dc=lan";
+        parser->Add("lookup_ldap/Port", &port, IfConfParser::VT_INT, &default_port);
+        parser->Add("lookup_ldap/Base", &base, IfConfParser::VT_STRING, &default_base);
+        parser->Add("lookup_ldap/Password", &password, IfConfParser::VT_RAW_STRING, nullptr);
+        parser->Add("lookup_ldap/Retries", &retries, IfConfParser::VT_INT, nullptr);
+        return registers;
+    }
+    void PostInit() override {
+        ++post_inits;
+        if (port == 13)
+            throw std::invalid_argument("port 13 is not lucky");
+    }
+
+    int port = -1;
+    int retries = 3;
+    std::string base = "old";
+    std::string password = "old";
+    bool registers = true;
+    int post_inits = 0;
+};
+
+class ConfFileLoaderTest : public testing::Test {
+protected:
+    void SetUp() override { RecordingLog::Reset(); }
+
+    bool Load(const std::string& text, const std::string& section = "lookup_ldap") {
+        const std::string name = m_dir.Write("kw.conf", text);
+        ::chmod(name.c_str(), 0644);
+        m_loader.SetFile(ConfFile(name));
+        return m_loader.LoadSection(0, section, 0, "", 0, &m_holder, m_log);
+    }
+
+    TempDir m_dir;
+    const std::string m_name = m_dir.Path("kw.conf");
+    ConfFileLoader m_loader;
+    Holder m_holder;
+    const LogClass m_log{"test"};
+};
+
+} // namespace
+
+TEST_F(ConfFileLoaderTest, SetsWhatTheSectionSays) {
+    ASSERT_TRUE(Load("[lookup_ldap]\nPORT = 0x10\nbase = \" dc=corp \"\n[lookup_sql]\nX = 1\n"));
+    EXPECT_EQ(m_holder.port, 16);
+    EXPECT_EQ(m_holder.base, " dc=corp ");
+    EXPECT_EQ(m_holder.post_inits, 1);
+    EXPECT_THAT(RecordingLog::Texts(2), IsEmpty());
+    EXPECT_EQ(m_loader.GetDescription(), m_name);
+    EXPECT_FALSE(m_loader.AcquireLoader());
+}
+
+TEST_F(ConfFileLoaderTest, WhatIsNotSetGetsItsDefault) {
+    ASSERT_TRUE(Load("[lookup_ldap]\nPort = 1\nBase = dc=x\nPassword = p\nRetries = 9\n"));
+    ASSERT_TRUE(Load("", "lookup_ldap"));
+    EXPECT_EQ(m_holder.port, 389);
+    EXPECT_EQ(m_holder.base, "dc=lan");
+    EXPECT_EQ(m_holder.password, "");
+    EXPECT_EQ(m_holder.retries, 9) << "a number without a default keeps its value";
+    EXPECT_EQ(m_holder.post_inits, 2);
+}
+
+TEST_F(ConfFileLoaderTest, TellsEachWrongKeyWithItsPlace) {
+    EXPECT_FALSE(Load("[lookup_ldap]\nPort = many\nHots = a\nBase = b\n"));
+    EXPECT_THAT(RecordingLog::Texts(2),
+                ElementsAre(m_name + ":2: bad value for 'Port' in [lookup_ldap]",
+                            m_name + ":3: unknown key 'Hots' in [lookup_ldap]"));
+    EXPECT_THAT(RecordingLog::Texts(3),
+                ElementsAre("Wrong value [many] in integer variable lookup_ldap/Port"));
+    EXPECT_EQ(m_holder.base, "b");
+    EXPECT_EQ(m_holder.post_inits, 0);
+}
+
+TEST_F(ConfFileLoaderTest, TellsWhatPostInitThrows) {
+    EXPECT_FALSE(Load("[lookup_ldap]\nPort = 13\n"));
+    EXPECT_THAT(RecordingLog::Texts(2),
+                ElementsAre(m_name + ": [lookup_ldap]: port 13 is not lucky"));
+}
+
+TEST_F(ConfFileLoaderTest, AHolderThatRegistersNothingIsNotLoaded) {
+    m_holder.registers = false;
+    EXPECT_FALSE(Load("[lookup_ldap]\n"));
+    EXPECT_EQ(m_holder.post_inits, 0);
+}
+
+TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
+    const std::string secret = m_dir.Write("secret", "hunter2\n");
+    ::chmod(secret.c_str(), 0600);
+    ASSERT_TRUE(Load("[lookup_ldap]\nPassword.file = " + secret + "\nPort = 1\n"));
+    EXPECT_EQ(m_holder.password, "hunter2");
+    ASSERT_TRUE(Load("[lookup_ldap]\nPassword = hunter2\n"));
+    EXPECT_EQ(m_holder.password, "hunter2");
+    EXPECT_FALSE(Load("[lookup_ldap]\nPort.file = " + secret + "\n"));
+    EXPECT_THAT(RecordingLog::Texts(2),
+                ElementsAre(m_name + ":2: bad value for 'Port' in [lookup_ldap]"));
+    const auto lines = RecordingLog::Lines();
+    EXPECT_FALSE(lines.empty());
+    for (const auto& line : lines)
+        EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
+}

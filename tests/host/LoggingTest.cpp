@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+#include "host/Logging.h"
+
+#include "host/LogText.h"
+#include "support/CapturedStandardError.h"
+#include "support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+using log4cxx::Level;
+
+namespace {
+
+/// The levels that are enabled before anybody calls SetLogging(): found out while the program
+/// starts.
+const struct DefaultLevels {
+    const LogClass log{"early"};
+    const bool error = log.isErrorEnabled();
+    const bool warn = log.isWarnEnabled();
+    const bool debug = log.isDebugEnabled();
+} g_default;
+
+std::string ReadFile(const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class Logging : public testing::Test {
+protected:
+    ~Logging() override { SetLogging(LogTarget::StandardError, Level::LEVEL_WARN); }
+
+    const TempDir m_dir;
+    const LogClass m_log{"name"};
+};
+
+TEST_F(Logging, ErrorsAndWarningsAreEnabledAtFirst) {
+    EXPECT_TRUE(g_default.error);
+    EXPECT_TRUE(g_default.warn);
+    EXPECT_FALSE(g_default.debug);
+}
+
+TEST_F(Logging, EnablesTheLevelsUpToTheGivenOne) {
+    for (const Level::LevelEnum level :
+         {Level::LEVEL_ERROR, Level::LEVEL_DEBUG, Level::LEVEL_WARN}) {
+        SCOPED_TRACE(level);
+        SetLogging(LogTarget::StandardError, level);
+        // Loggers made before follow, and so do those made later.
+        for (const LogClass& log : {g_default.log, m_log, LogClass("new")}) {
+            EXPECT_TRUE(log.isErrorEnabled());
+            EXPECT_EQ(log.isWarnEnabled(), level >= Level::LEVEL_WARN);
+            EXPECT_EQ(log.isDebugEnabled(), level >= Level::LEVEL_DEBUG);
+        }
+    }
+}
+
+TEST_F(Logging, ALoggerWithoutANameIsSilent) {
+    SetLogging(LogTarget::StandardError, Level::LEVEL_DEBUG);
+    const LogClass silent("");
+    EXPECT_FALSE(silent.isErrorEnabled());
+    EXPECT_FALSE(silent.isWarnEnabled());
+    EXPECT_FALSE(silent.isDebugEnabled());
+}
+
+TEST_F(Logging, ForcedLogWritesWhateverIsEnabled) {
+    SetLogging(LogTarget::StandardError, Level::LEVEL_ERROR);
+    const CapturedStandardError captured;
+    m_log.forcedLog(Level::LEVEL_ERROR, "one");
+    m_log.forcedLog(Level::LEVEL_WARN, "two");
+    m_log.forcedLog(Level::LEVEL_DEBUG, "three");
+    EXPECT_EQ(captured.Text(), "name: error: one\nname: warning: two\nname: debug: three\n");
+}
+
+TEST_F(Logging, CopiesAndAssignedLoggersWriteUnderTheNameOfTheOriginal) {
+    const CapturedStandardError captured;
+    LogClass log("first");
+    {
+        const LogClass other("second");
+        const LogClass copy(log);
+        copy.forcedLog(Level::LEVEL_ERROR, "1");
+        log = other;
+    }
+    log.forcedLog(Level::LEVEL_ERROR, "2");
+    const LogClass& same = log;
+    log = same;
+    log.forcedLog(Level::LEVEL_ERROR, "3");
+    EXPECT_EQ(captured.Text(), "first: error: 1\nsecond: error: 2\nsecond: error: 3\n");
+}
+
+/// Each byte of `bytes` as a log line is to show it.
+std::string Expected(const std::string& bytes) {
+    std::ostringstream text;
+    for (const char c : bytes) {
+        const int byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte > 0x7e || byte == 0x5c)
+            text << "\\x"
+                 << "0123456789abcdef"[byte / 16] << "0123456789abcdef"[byte % 16];
+        else
+            text << c;
+    }
+    return text.str();
+}
+
+std::string AllBytes() {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte)
+        bytes += static_cast<char>(byte);
+    return bytes;
+}
+
+TEST_F(Logging, PrintableTextShowsEveryByte) {
+    EXPECT_EQ(PrintableText(""), "");
+    EXPECT_EQ(PrintableText("jdoe@corp.lan ~ !"), "jdoe@corp.lan ~ !");
+    EXPECT_EQ(PrintableText("a\nb\\n\x7f\xff"), "a\\x0ab\\x5cn\\x7f\\xff");
+    EXPECT_EQ(PrintableText("\0"s), "\\x00");
+    EXPECT_EQ(PrintableText(AllBytes()), Expected(AllBytes()));
+    EXPECT_EQ(PrintableText(std::string(1 << 20, '\n')).size(), 4u << 20);
+}
+
+TEST_F(Logging, OneEventIsOneLineWhateverItsBytes) {
+    const std::string bytes = AllBytes().substr(1); // the facade takes NUL-terminated text
+    const std::string long_text(1 << 20, '\n');
+    const std::string formats = "{} {0} %s %n %v %%";
+    const CapturedStandardError captured;
+    m_log.forcedLog(Level::LEVEL_ERROR, bytes.c_str());
+    m_log.forcedLog(Level::LEVEL_ERROR, "");
+    m_log.forcedLog(Level::LEVEL_ERROR, formats.c_str());
+    m_log.forcedLog(Level::LEVEL_ERROR, long_text.c_str());
+    LogText(m_log, Level::LEVEL_ERROR, "a\0b"s);
+    EXPECT_EQ(captured.Text(), "name: error: " + Expected(bytes) +
+                                   "\n"
+                                   "name: error: \n"
+                                   "name: error: " +
+                                   formats + "\n" + "name: error: " + Expected(long_text) + "\n" +
+                                   "name: error: a\\x5c0b\n");
+}
+
+TEST_F(Logging, ANameCannotForgeALineEither) {
+    const LogClass log("a\nb %v {}\xff");
+    const CapturedStandardError captured;
+    log.forcedLog(Level::LEVEL_ERROR, "text");
+    EXPECT_EQ(captured.Text(), "a\\x0ab %v {}\\xff: error: text\n");
+}
+
+TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
+    const std::string file = m_dir.Write("log", "old line\n");
+    const CapturedStandardError captured;
+    SetLogging(LogTarget::File, Level::LEVEL_DEBUG, file);
+    m_log.forcedLog(Level::LEVEL_WARN, "a\nb");
+    g_default.log.forcedLog(Level::LEVEL_DEBUG, "c");
+    EXPECT_EQ(captured.Text(), "");
+
+    const std::string date =
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}[-+][0-9]{2}:[0-9]{2}";
+    std::istringstream lines(ReadFile(file));
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line, "old line");
+    std::getline(lines, line);
+    EXPECT_THAT(line, testing::MatchesRegex(date + " name: warning: a\\\\x0ab"));
+    std::getline(lines, line);
+    EXPECT_THAT(line, testing::MatchesRegex(date + " early: debug: c"));
+    EXPECT_FALSE(std::getline(lines, line));
+}
+
+TEST_F(Logging, TheTargetCanBeChangedAtAnyTime) {
+    const CapturedStandardError captured;
+    SetLogging(LogTarget::File, Level::LEVEL_WARN, m_dir.Path("one"));
+    m_log.forcedLog(Level::LEVEL_WARN, "in one");
+    SetLogging(LogTarget::File, Level::LEVEL_WARN, m_dir.Path("two"));
+    m_log.forcedLog(Level::LEVEL_WARN, "in two");
+    SetLogging(LogTarget::StandardError, Level::LEVEL_WARN, "ignored");
+    m_log.forcedLog(Level::LEVEL_WARN, "on standard error");
+
+    EXPECT_THAT(ReadFile(m_dir.Path("one")), testing::EndsWith("name: warning: in one\n"));
+    EXPECT_THAT(ReadFile(m_dir.Path("two")), testing::EndsWith("name: warning: in two\n"));
+    EXPECT_EQ(captured.Text(), "name: warning: on standard error\n");
+}
+
+TEST_F(Logging, AFileThatCannotBeOpenedKeepsTargetAndLevel) {
+    const std::string old_file = m_dir.Path("old");
+    SetLogging(LogTarget::File, Level::LEVEL_WARN, old_file);
+    const std::string no_directory = m_dir.Write("file", "") + "/log";
+    const std::string directory = m_dir.Path("");
+    for (const std::string& name : {no_directory, directory, ""s}) {
+        SCOPED_TRACE(name);
+        try {
+            SetLogging(LogTarget::File, Level::LEVEL_DEBUG, name);
+            ADD_FAILURE() << "no exception";
+        } catch (const std::runtime_error& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(name));
+        }
+        EXPECT_FALSE(m_log.isDebugEnabled());
+        m_log.forcedLog(Level::LEVEL_WARN, ("after " + name).c_str());
+        EXPECT_THAT(ReadFile(old_file), testing::EndsWith("name: warning: after " + name + "\n"));
+    }
+}
+
+TEST_F(Logging, AFullDiskCostsTheLineAndNothingElse) {
+    SetLogging(LogTarget::File, Level::LEVEL_WARN, "/dev/full");
+    const CapturedStandardError captured; // the logging library complains there
+    EXPECT_NO_THROW(m_log.forcedLog(Level::LEVEL_WARN, "lost"));
+    SetLogging(LogTarget::File, Level::LEVEL_WARN, m_dir.Path("log"));
+    m_log.forcedLog(Level::LEVEL_WARN, "kept");
+    EXPECT_THAT(ReadFile(m_dir.Path("log")), testing::EndsWith("name: warning: kept\n"));
+}
+
+} // namespace

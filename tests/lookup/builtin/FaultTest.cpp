@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: MIT
+
+// What the lookups do when the system fails them: no lock, no memory, no file.
+
+#include "lookup/builtin/KwFileLookup.h"
+
+#include "lookup/builtin/FailingSystem.h"
+#include "lookup/builtin/ProbeFinder.h"
+#include "lookup/builtin/StringList.h"
+#include "support/FailingAllocation.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+
+#include <boost/thread/exceptions.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
+
+std::vector<std::string> RecordsOf(const KwVectorStrLookup& list) {
+    const ProbeFinder finder("no such record");
+    std::string res;
+    EXPECT_FALSE(list.Find(finder, &res, 0, nullptr));
+    return finder.asked;
+}
+
+bool Has(const KwVectorStrLookup& list, const ProbeFinder& finder, int flags = FIND_EXACT) {
+    return list.Find(finder, nullptr, flags, nullptr);
+}
+
+class FaultTest : public testing::Test {
+protected:
+    FaultTest() : m_log("list") { RecordingLog::Reset(); }
+
+    TempDir m_dir;
+    LogClass m_log;
+};
+
+TEST_F(FaultTest, WithoutALockNoListIsCreated) {
+    std::unique_ptr<KwIfLookup> list;
+    {
+        const failing::Fault fault(failing::mutex_init, ENOMEM);
+        EXPECT_THROW(list.reset(KwFileLookup::Create("")), boost::thread_resource_error);
+        EXPECT_TRUE(fault.Happened());
+    }
+    list.reset(KwFileLookup::Create(""));
+    EXPECT_NE(list, nullptr);
+}
+
+TEST_F(FaultTest, WithoutTheLockTheListStaysUnsorted) {
+    const std::vector<std::string> values{"b", "A", "a"};
+    for (const int flags : {FIND_EXACT + 0, NOCASE}) {
+        for (const int error : {EINVAL, EAGAIN, EDEADLK}) {
+            SCOPED_TRACE(strerror(error));
+            const StringList list(values);
+            const ProbeFinder finder("b");
+            {
+                const failing::Fault fault(failing::mutex_lock, error);
+                EXPECT_THROW(Has(list, finder, flags), boost::lock_error);
+                EXPECT_TRUE(fault.Happened());
+            }
+            EXPECT_EQ(RecordsOf(list), values);
+            EXPECT_TRUE(Has(list, finder, flags));
+            EXPECT_NE(RecordsOf(list), values);
+        }
+    }
+}
+
+TEST_F(FaultTest, ASortedListIsSearchedWithoutALock) {
+    for (const char* last : {"c", "\xe9"}) {
+        for (const int flags : {FIND_EXACT + 0, NOCASE}) {
+            const StringList list({"b", "A", "a", last});
+            const ProbeFinder finder("b");
+            Has(list, finder, flags);
+            RecordsOf(list);
+            const failing::Fault fault(failing::mutex_lock, EINVAL, 0, true);
+            EXPECT_NO_THROW(Has(list, finder, flags));
+            EXPECT_NO_THROW(RecordsOf(list));
+        }
+    }
+}
+
+TEST_F(FaultTest, WithoutMemoryTheListIsSortedLater) {
+    // With 8-bit bytes and with equal strings the order itself is needed, not just an index.
+    const std::vector<std::string> lists[] = {
+        {"b", "A", "a"}, {"b", "A", "a", "\xe9"}, {"b", "A", "a", "B", "b"}};
+    for (const auto& values : lists) {
+        for (const int flags : {FIND_EXACT + 0, NOCASE}) {
+            SCOPED_TRACE(testing::PrintToString(values) + " by flags " + std::to_string(flags));
+            const ProbeFinder finder("A");
+            const StringList undisturbed(values);
+            const bool expected = Has(undisturbed, finder, flags);
+            int calls = 0;
+            for (bool failed = true; failed; ++calls) {
+                ASSERT_LT(calls, 1000);
+                const StringList list(values);
+                {
+                    const FailingAllocation allocation(calls);
+                    try {
+                        Has(list, finder, flags);
+                    } catch (const std::bad_alloc&) {
+                    }
+                    failed = allocation.HasFailed();
+                }
+                if (failed && calls == 0) {
+                    EXPECT_EQ(RecordsOf(list), values);
+                }
+                EXPECT_EQ(Has(list, finder, flags), expected);
+                EXPECT_EQ(RecordsOf(list), RecordsOf(undisturbed));
+                StringList more(values);
+                more.Init("0");
+                EXPECT_TRUE(Has(more, ProbeFinder("0"), flags));
+            }
+            EXPECT_GT(calls, 2);
+        }
+    }
+}
+
+TEST_F(FaultTest, WithoutMemoryAPushKeepsTheList) {
+    for (int calls = 0;; ++calls) {
+        ASSERT_LT(calls, 1000);
+        StringList list({"b", "a", "C"});
+        EXPECT_TRUE(Has(list, ProbeFinder("a")));
+        const std::string longer_than_inline(100, 'x');
+        bool failed = false;
+        {
+            const FailingAllocation allocation(calls);
+            try {
+                list.Init(longer_than_inline);
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            }
+        }
+        EXPECT_EQ(list.GetCount(), failed ? 3u : 4u);
+        EXPECT_TRUE(Has(list, ProbeFinder("a")));
+        EXPECT_TRUE(Has(list, ProbeFinder("b")));
+        EXPECT_EQ(Has(list, ProbeFinder(longer_than_inline)), !failed);
+        if (!failed)
+            break;
+    }
+}
+
+TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
+    const std::string old = m_dir.Write("old", "b\na\n");
+    std::string bytes;
+    for (int i = 0; i < 50; ++i)
+        bytes += std::string(i, 'x') + "\n";
+    bytes += std::string(300 * 1024, 'y'); // the buffer of lines must grow
+    const std::string name = m_dir.Write("new", bytes);
+    for (const bool with_logger : {false, true}) {
+        int calls = 0;
+        for (bool failed = true; failed; ++calls) {
+            SCOPED_TRACE("allocation " + std::to_string(calls));
+            ASSERT_LT(calls, 1000);
+            KwFileLookup list;
+            if (with_logger)
+                list.InitLog(m_log);
+            list.Init(old);
+            EXPECT_TRUE(Has(list, ProbeFinder("a")));
+            failed = false;
+            {
+                const FailingAllocation allocation(calls);
+                try {
+                    list.Init(name);
+                } catch (const std::bad_alloc&) {
+                    failed = true;
+                }
+            }
+            if (failed) {
+                EXPECT_THAT(RecordsOf(list), ElementsAre("a", "b"));
+                EXPECT_EQ(list.GetDescription(), old);
+            } else {
+                EXPECT_EQ(list.GetCount(), 50u);
+                EXPECT_EQ(list.GetDescription(), name);
+            }
+        }
+        EXPECT_GT(calls, 30);
+    }
+}
+
+TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {
+    std::string bytes;
+    for (int i = 0; i < 100000; ++i)
+        bytes += "user" + std::to_string(100000 + i) + "\n"; // 11 bytes each
+    const std::string name = m_dir.Write("list", bytes);
+    const struct {
+        off_t at;
+        std::size_t records;
+        std::string last;
+    } cases[] = {
+        {0, 0, ""},
+        {11, 1, "user100000"},
+        {12, 2, "u"}, // what is there of the last line is a record, as at the end of a file
+        {21, 2, "user100001"},
+        {128 * 1024, 11916, "user111"},
+        {500 * 11, 500, "user100499"},
+        {99999 * 11, 99999, "user199998"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.at);
+        RecordingLog::Reset();
+        KwFileLookup list;
+        list.InitLog(m_log);
+        failing::bad_sector = c.at;
+        EXPECT_NO_THROW(list.Init(name));
+        failing::bad_sector = -1;
+        EXPECT_EQ(list.GetCount(), c.records);
+        EXPECT_EQ(list.GetDescription(), name);
+        const std::vector<std::string> records = RecordsOf(list);
+        EXPECT_EQ(records.empty() ? "" : records.back(), c.last);
+        const std::string count = std::to_string(c.records);
+        const std::vector<RecordingLog::Line> expected{
+            {log4cxx::Level::LEVEL_WARN, "list",
+             "KwFileLookup: read error in " + name + " after " + count +
+                 " records: Input/output error"},
+            {log4cxx::Level::LEVEL_DEBUG, "list",
+             "KwFileLookup: loaded " + count + " records from " + name + " file."}};
+        EXPECT_EQ(RecordingLog::Lines(), expected);
+    }
+    RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
+    KwFileLookup quiet, without;
+    quiet.InitLog(m_log);
+    failing::bad_sector = 11;
+    quiet.Init(name);
+    without.Init(name);
+    failing::bad_sector = -1;
+    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_EQ(without.GetCount(), 1u);
+}
+
+TEST_F(FaultTest, AnInterruptedCallIsRepeated) {
+    const std::string name = m_dir.Write("list", "a\nb" + std::string(300 * 1024, 'x') + "\nc");
+    KwFileLookup list;
+    list.InitLog(m_log);
+    {
+        const failing::Fault fault(failing::open, EINTR);
+        failing::interrupt_reads = true;
+        EXPECT_NO_THROW(list.Init(name));
+        failing::interrupt_reads = false;
+        EXPECT_TRUE(fault.Happened());
+    }
+    EXPECT_EQ(list.GetCount(), 3u);
+    EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_WARN), IsEmpty());
+}
+
+TEST_F(FaultTest, AFileThatCanNotBeOpenedIsToldWithTheReason) {
+    const std::string name = m_dir.Write("list", "a");
+    KwFileLookup list;
+    list.Init(name);
+    for (failing::Countdown* call : {&failing::open, &failing::fstat}) {
+        for (const int error : {EACCES, EMFILE, ENOMEM, EIO}) {
+            const std::string expected = "Can not load file '" + name + "': " + strerror(error);
+            std::string text;
+            {
+                const failing::Fault fault(*call, error);
+                try {
+                    list.Init(name);
+                } catch (const std::invalid_argument& reason) {
+                    text = reason.what();
+                }
+                EXPECT_TRUE(fault.Happened());
+            }
+            EXPECT_EQ(text, expected);
+            EXPECT_EQ(list.GetCount(), 1u);
+        }
+    }
+}
+
+} // namespace

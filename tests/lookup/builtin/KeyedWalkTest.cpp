@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: MIT
+#include "lookup/KwKeyedFinder.h"
+#include "lookup/builtin/KwDomainsLookup.h"
+#include "lookup/builtin/StringList.h"
+#include "support/RecordingLog.h"
+#include "support/TestLocale.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+/// A finder of the values that equal one of its keys by the global locale. With `keyed` false it
+/// hides that it has keys, and is walked for.
+template <typename Base>
+class Keys : public Base {
+public:
+    explicit Keys(const Strings& keys) : m_keys(keys) {}
+
+    bool Match(const std::string& value) const override {
+        ++matches;
+        const auto& ctype = std::use_facet<std::ctype<char>>(m_locale);
+        const auto equal = [&](char l, char r) { return ctype.toupper(l) == ctype.toupper(r); };
+        for (const std::string& key : m_keys)
+            if (std::equal(key.begin(), key.end(), value.begin(), value.end(), equal))
+                return true;
+        return false;
+    }
+    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+
+    mutable int matches = 0;
+
+protected:
+    Strings m_keys;
+
+private:
+    const std::string m_text = "text";
+    const std::locale m_locale;
+};
+
+using HiddenKeys = Keys<KwLookupFinder>;
+
+class NamedKeys : public Keys<KwKeyedFinder> {
+public:
+    using Keys::Keys;
+    std::vector<std::string_view> GetKeys() const override {
+        return std::vector<std::string_view>(m_keys.begin(), m_keys.end());
+    }
+};
+
+struct Answer {
+    bool found;
+    std::string matched;
+    std::string res;
+
+    bool operator==(const Answer& other) const {
+        return found == other.found && matched == other.matched && res == other.res;
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const Answer& answer) {
+    return out << answer.found << " [" << answer.matched << "] [" << answer.res << "]";
+}
+
+Answer Ask(const KwIfLookup& list, const KwLookupFinder& finder, int flags = 0) {
+    Answer answer{false, "before", "before"};
+    answer.found = list.Find(finder, &answer.res, flags, &answer.matched);
+    return answer;
+}
+
+class KeyedWalk : public ::testing::Test {
+protected:
+    /// Compares the walk by keys with the one that calls Match().
+    void ExpectTheAnswerOfTheWalk(const KwIfLookup& list, const Strings& keys) {
+        const NamedKeys named(keys);
+        EXPECT_EQ(Ask(list, named), Ask(list, HiddenKeys(keys)));
+    }
+
+    std::string RandomText(std::size_t longest) {
+        static const std::string bytes = "aAbB.\xe9\xc9\0z";
+        std::string text;
+        for (auto left = random() % (longest + 1); left > 0; --left)
+            text += bytes[random() % bytes.size()];
+        return text;
+    }
+
+    Strings RandomTexts(std::size_t count, std::size_t longest) {
+        Strings texts;
+        while (texts.size() < count)
+            texts.push_back(RandomText(longest));
+        return texts;
+    }
+
+    std::mt19937 random{12};
+};
+
+TEST_F(KeyedWalk, NamesTheFirstOfTheListAsItIs) {
+    Strings values(100, "other");
+    values[20] = "B";
+    values[30] = "a";
+    values[40] = "A";
+    values[50] = "b";
+    const StringList list(values);
+    const NamedKeys finder({"a", "x", "b"});
+    EXPECT_EQ(Ask(list, finder), (Answer{true, "B", "before"}));
+    EXPECT_EQ(Ask(list, NamedKeys(Strings{"A"})), (Answer{true, "a", "before"}));
+    EXPECT_EQ(Ask(list, NamedKeys(Strings{"x", ""})), (Answer{false, "before", ""}));
+    EXPECT_EQ(Ask(list, NamedKeys(Strings{})), (Answer{false, "before", ""}));
+    EXPECT_EQ(finder.matches, 0) << "it was walked for";
+}
+
+TEST_F(KeyedWalk, IsNoSort) {
+    Strings values(100, "m");
+    values[1] = "b";
+    values[2] = "a";
+    const StringList list(values);
+    const Strings keys = {"a", "b"};
+    EXPECT_EQ(Ask(list, NamedKeys(keys)).matched, "b");
+    EXPECT_EQ(Ask(list, HiddenKeys(keys)).matched, "b") << "the order has changed";
+    EXPECT_EQ(Ask(list, NamedKeys(keys), FIND_EXACT | FIND_NOCASE).found, false);
+    EXPECT_EQ(Ask(list, NamedKeys(keys)).matched, "a") << "now it is sorted";
+    EXPECT_EQ(Ask(list, HiddenKeys(keys)).matched, "a");
+}
+
+TEST_F(KeyedWalk, SeesWhatIsPushed) {
+    StringList list{Strings(100, "other")};
+    EXPECT_FALSE(Ask(list, NamedKeys(Strings{"late"})).found);
+    list.Init("Late");
+    EXPECT_EQ(Ask(list, NamedKeys(Strings{"late"})).matched, "Late");
+    Ask(list, NamedKeys(Strings{}), FIND_EXACT | FIND_NOCASE);
+    list.Init("later");
+    EXPECT_EQ(Ask(list, NamedKeys(Strings{"later"})).matched, "later");
+}
+
+TEST_F(KeyedWalk, GivesTheAnswersOfTheWalk) {
+    const int sorts[] = {-1, FIND_EXACT, FIND_EXACT | FIND_NOCASE};
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        StringList list(RandomTexts(60 + random() % 200, 1 + random() % 6));
+        for (const int sort : sorts) {
+            if (sort >= 0) {
+                list.Init("X"); // unsorted again
+                Ask(list, HiddenKeys(Strings{}), sort);
+            }
+            for (int i = 0; i < 10; ++i)
+                ExpectTheAnswerOfTheWalk(list, RandomTexts(random() % 6, 5));
+        }
+    }
+}
+
+TEST_F(KeyedWalk, GivesTheAnswersOfTheWalkUnderChangedLocales) {
+    for (int round = 0; round < 100; ++round) {
+        SCOPED_TRACE(round);
+        StringList list(RandomTexts(100, 4));
+        const Strings keys = RandomTexts(4, 4);
+        ExpectTheAnswerOfTheWalk(list, keys);
+        const GlobalLocale latin(TestBytes::Latin1().Locale());
+        ExpectTheAnswerOfTheWalk(list, keys);
+        list.Init("X");
+        ExpectTheAnswerOfTheWalk(list, keys);
+        {
+            const GlobalLocale classic(std::locale::classic());
+            ExpectTheAnswerOfTheWalk(list, keys);
+        }
+        ExpectTheAnswerOfTheWalk(list, keys);
+    }
+}
+
+TEST_F(KeyedWalk, TakesKeysAndValuesOfAnyLength) {
+    Strings values = RandomTexts(100, 600);
+    values.push_back(std::string(1 << 20, 'x'));
+    const StringList list(values);
+    ExpectTheAnswerOfTheWalk(list, {std::string(1 << 20, 'X')});
+    ExpectTheAnswerOfTheWalk(list, {std::string(2 << 20, 'x'), values[7]});
+    for (int i = 0; i < 50; ++i)
+        ExpectTheAnswerOfTheWalk(list, {values[random() % 100], values[random() % 100]});
+}
+
+/// Hides the keys of the domain lookup's finder.
+class Unkeyed : public KwLookupFinder {
+public:
+    explicit Unkeyed(const KwLookupFinder& finder) : m_finder(finder) {}
+    bool Match(const std::string& value) const override { return m_finder.Match(value); }
+    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+
+private:
+    const KwLookupFinder& m_finder;
+};
+
+/// Asks its list in both ways, and keeps what differs.
+class BothWays : public KwIfLookup {
+public:
+    explicit BothWays(const Strings& values) : m_list(values) {}
+    void Init(const std::string&) override {}
+    std::string GetDescription() const override { return std::string(); }
+    void InitLog(const LogClass&) override {}
+    const LogClass* GetLogPtr() const override { return nullptr; }
+    bool Find(const KwLookupFinder& finder, std::string*, int flags, std::string*) const override {
+        EXPECT_NE(dynamic_cast<const KwKeyedFinder*>(&finder), nullptr);
+        const Answer answer = Ask(m_list, finder, flags);
+        EXPECT_EQ(answer, Ask(m_list, Unkeyed(finder), flags));
+        found += answer.found;
+        return answer.found;
+    }
+
+    mutable int found = 0;
+
+private:
+    StringList m_list;
+};
+
+TEST_F(KeyedWalk, AnswersForDomainsAsTheWalkDoes) {
+    RecordingLog::Silence();
+    LogClass log("domains");
+    int found = 0;
+    for (int round = 0; round < 100; ++round) {
+        SCOPED_TRACE(round);
+        KwDomainsLookup domains(log);
+        BothWays* const both = new BothWays(RandomTexts(100, 5));
+        domains.AddObject(static_cast<KwIfLookup*>(both));
+        for (int i = 0; i < 50; ++i) {
+            const std::string text = RandomText(8);
+            domains.FindDomain(KwTextRange(text.begin(), text.end()), true);
+        }
+        found += both->found;
+    }
+    EXPECT_GT(found, 500);
+}
+
+TEST_F(KeyedWalk, DomainOfAMillionDotsIsNoTrouble) {
+    RecordingLog::Silence();
+    LogClass log("domains");
+    KwDomainsLookup domains(log);
+    Strings values(100, "corp.lan");
+    values.push_back(std::string(1 << 20, '.') + "x");
+    domains.AddObject(static_cast<KwIfLookup*>(new StringList(values)));
+    const std::string text = std::string(1 << 20, '.') + "lan";
+    EXPECT_FALSE(domains.FindDomain(KwTextRange(text.begin(), text.end()), true));
+}
+
+} // namespace

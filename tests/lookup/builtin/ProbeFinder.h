@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/KwLookupFinder.h"
+
+#include <string>
+#include <vector>
+
+/// A finder that keeps the values it was asked about, in order, accepts one of them, and may
+/// produce a result of its own at another.
+class ProbeFinder : public KwLookupFinder {
+public:
+    explicit ProbeFinder(const std::string& text) : m_text(text) {}
+
+    bool Match(const std::string& value) const override {
+        asked.push_back(value);
+        if (value == result_at)
+            result = "the result of " + value;
+        return value == m_text;
+    }
+    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    std::string GetRes() const override { return result; }
+    void ClearRes() const override {
+        ++cleared;
+        result.clear();
+    }
+
+    std::string result_at = "no value at all";
+    mutable std::vector<std::string> asked;
+    mutable std::string result;
+    mutable int cleared = 0;
+
+private:
+    std::string m_text;
+};

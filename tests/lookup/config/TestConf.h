@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/config/KwLookupSharedConf.h"
+
+#include <string>
+#include <vector>
+
+/// A configuration of a few parameters. Without a parent it is a type-wide one.
+class TestConf : public KwLookupSharedConf {
+public:
+    explicit TestConf(const std::string& name = "test", const KwLookupSharedConf* parent = nullptr)
+        : KwLookupSharedConf(name), m_parent(parent ? parent : this) {}
+
+    std::vector<params_t> GetParams() const override {
+        return {Param("Port", &port, IfConfParser::VT_INT, &default_port),
+                Param("Host", &host, IfConfParser::VT_STRING),
+                Param("Secret", &secret, IfConfParser::VT_RAW_STRING, nullptr, true),
+                Param("", &unnamed, IfConfParser::VT_INT)};
+    }
+    const KwLookupSharedConf* GetGlobal() const override { return m_parent; }
+
+    void PostInit() override {
+        ++post_inits;
+        KwLookupSharedConf::PostInit();
+    }
+
+    const int default_port = 389;
+    int port = 1;
+    std::string host;
+    std::string secret;
+    int unnamed = 0;
+    int post_inits = 0;
+
+private:
+    const KwLookupSharedConf* m_parent;
+};

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/IfConfLoader.h"
+#include "objects/reload_plugins/ReloadPlugin.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/// A host's loader that records how it is called and does what a test says.
+class ScriptedLoader : public IfConfLoader {
+public:
+    /// `name` begins every recorded call.
+    explicit ScriptedLoader(std::vector<std::string>& calls, const std::string& name = "")
+        : m_calls(calls), m_name(name) {}
+    ~ScriptedLoader() override { Record("gone"); }
+
+    std::string GetDescription() const override { return "scripted"; }
+    bool LoadSection(int instance, const std::string& section, int index,
+                     const std::string& subsection, int options, InterfaceConfHolder* holder,
+                     const LogClass& log) override;
+    void ReleaseLoader() override;
+    void PrepareLoad() override;
+    bool AcquireLoader() override;
+
+    bool acquired = true;
+    bool section_is_good = true;
+    /// Run when the operation of that name ("acquire", "prepare", "load lookup_TYPE", "release")
+    /// is called, after it was recorded.
+    std::function<void(const std::string& operation)> on_call;
+    InterfaceConfHolder* last_holder = nullptr;
+    const LogClass* last_log = nullptr;
+
+private:
+    void Record(const std::string& operation);
+    void Call(const std::string& operation);
+
+    std::vector<std::string>& m_calls;
+    std::string m_name;
+};
+
+/// The state of the plug-in library that serves `type`, which is opened for it where it is not.
+ReloadPluginState& StateOf(const std::string& type);

@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+#include "objects/plugins/TestPlugin.h"
+
+PluginCounts g_counts;
+
+extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass&) {
+    ++g_counts.made;
+    throw PluginError("no connection");
+}

@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#include "objects/plugins/TestPlugin.h"
+
+PluginCounts g_counts;
+
+extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass&) {
+    return new PluginLookup;
+}

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "objects/reload_plugins/ReloadPlugin.h"
+
+ReloadPluginState g_state;

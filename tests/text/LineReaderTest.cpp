@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "text/LineReader.h"
+
+#include "support/TempDir.h"
+#include "text/FileDescriptor.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace std::string_literals;
+
+namespace {
+
+constexpr std::size_t BLOCK = 128 * 1024;
+
+struct Pipe {
+    Pipe() {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) == 0) {
+            reader = FileDescriptor(ends[0]);
+            writer = FileDescriptor(ends[1]);
+        }
+    }
+    void Write(const std::string& bytes) const {
+        EXPECT_EQ(::write(writer.Get(), bytes.data(), bytes.size()),
+                  static_cast<ssize_t>(bytes.size()));
+    }
+    FileDescriptor reader, writer;
+};
+
+std::vector<std::string> ExpectedLines(const std::string& bytes) {
+    std::istringstream in(bytes);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+TEST(LineReader, GivesTheLinesOfAFile) {
+    const TempDir dir;
+    const std::string texts[] = {
+        "",
+        "\n",
+        "\n\n",
+        "a",
+        "a\n",
+        "a\nb",
+        "a\n\nb\n",
+        "a\r\nb\r",
+        "\0\n\0\0"s,
+        "\xff\n\xfe",
+        std::string(BLOCK - 1, 'x') + "\nend",
+        std::string(BLOCK, 'x') + "\nend",
+        std::string(BLOCK + 1, 'x') + "\nend\n",
+        std::string(BLOCK - 1, 'x') + "\n",
+        std::string(BLOCK, '\n'),
+        std::string(5 * BLOCK + 7, 'x'),
+        "short\n" + std::string(3 * BLOCK, 'y') + "\nshort\n" + std::string(2 * BLOCK, 'z'),
+    };
+    for (const std::string& text : texts) {
+        SCOPED_TRACE(std::to_string(text.size()) + " bytes: " + text.substr(0, 20));
+        const FileDescriptor file = FileDescriptor::OpenForReading(dir.Write("f", text));
+        LineReader reader(file.Get());
+        std::vector<std::string> lines;
+        for (std::string_view line; reader.Next(line);) {
+            lines.emplace_back(line);
+            EXPECT_EQ(reader.LineNumber(), lines.size());
+        }
+        EXPECT_TRUE(lines == ExpectedLines(text)) << lines.size();
+        EXPECT_EQ(reader.Error(), 0);
+        std::string_view more;
+        EXPECT_FALSE(reader.Next(more));
+        EXPECT_FALSE(reader.Buffered());
+        EXPECT_EQ(reader.LineNumber(), lines.size());
+    }
+}
+
+TEST(LineReader, TellsWhatIsBuffered) {
+    Pipe pipe;
+    LineReader reader(pipe.reader.Get());
+    std::string_view line;
+    EXPECT_FALSE(reader.Buffered());
+    pipe.Write("a\nb\nc");
+    EXPECT_FALSE(reader.Buffered());
+    ASSERT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "a");
+    EXPECT_TRUE(reader.Buffered());
+    ASSERT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "b");
+    EXPECT_FALSE(reader.Buffered()) << "half a line";
+    pipe.Write("d\ne");
+    pipe.writer = FileDescriptor();
+    ASSERT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "cd");
+    ASSERT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "e");
+    EXPECT_FALSE(reader.Buffered());
+    EXPECT_FALSE(reader.Next(line));
+    EXPECT_EQ(reader.LineNumber(), 4u);
+}
+
+TEST(LineReader, JoinsALineThatComesInPieces) {
+    Pipe pipe;
+    std::thread writer([&] {
+        for (int i = 0; i < 5000; ++i)
+            pipe.Write("0123456789");
+        pipe.Write("\nx");
+        pipe.writer = FileDescriptor();
+    });
+    LineReader reader(pipe.reader.Get());
+    std::string_view line;
+    EXPECT_TRUE(reader.Next(line));
+    EXPECT_EQ(line.size(), 50000u);
+    EXPECT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "x");
+    EXPECT_FALSE(reader.Next(line));
+    writer.join();
+}
+
+TEST(LineReader, KeepsTheReasonOfAFailedRead) {
+    const TempDir dir;
+    const FileDescriptor directory = FileDescriptor::OpenForReading(dir.Path(""));
+    const struct { int fd, error; } cases[] = {{directory.Get(), EISDIR}, {-1, EBADF}};
+    for (const auto& c : cases) {
+        LineReader reader(c.fd);
+        std::string_view line;
+        EXPECT_FALSE(reader.Next(line));
+        EXPECT_EQ(reader.Error(), c.error);
+        errno = 0;
+        EXPECT_FALSE(reader.Next(line)) << "and stays there";
+        EXPECT_EQ(reader.Error(), c.error);
+    }
+}
+
+} // namespace

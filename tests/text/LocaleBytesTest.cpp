@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "text/LocaleBytes.h"
+
+#include "support/TestLocale.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+#include <thread>
+
+using namespace std::string_literals;
+
+namespace {
+
+void ExpectTablesOf(const std::locale& locale) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    for (int byte = 0; byte < 256; ++byte) {
+        SCOPED_TRACE(byte);
+        const char c = static_cast<char>(byte);
+        EXPECT_EQ(bytes.Upper(c), std::toupper(c, locale));
+        EXPECT_EQ(bytes.Lower(c), std::tolower(c, locale));
+        EXPECT_EQ(bytes.IsSpace(c), std::isspace(c, locale));
+        EXPECT_EQ(bytes.UpperTable()[static_cast<std::size_t>(byte)], std::toupper(c, locale));
+    }
+}
+
+TEST(LocaleBytes, FollowTheGlobalLocale) {
+    ExpectTablesOf(std::locale::classic());
+    {
+        TestBytes mine = TestBytes::Latin1();
+        mine.upper['a'] = '\xff';
+        mine.lower['A'] = '\x80';
+        mine.space['x'] = true;
+        const GlobalLocale global(mine.Locale());
+        ExpectTablesOf(std::locale());
+        EXPECT_EQ(LocaleBytes::Current().Upper('\xe9'), '\xc9');
+        EXPECT_TRUE(LocaleBytes::Current().IsSpace('x'));
+
+        // Another locale without a name is another locale.
+        const GlobalLocale other(TestBytes().Locale());
+        ExpectTablesOf(std::locale::classic());
+    }
+    ExpectTablesOf(std::locale::classic());
+}
+
+TEST(LocaleBytes, InTheClassicLocaleKnowAsciiOnly) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    std::string spaces;
+    for (int byte = 0; byte < 256; ++byte)
+        if (bytes.IsSpace(static_cast<char>(byte)))
+            spaces += static_cast<char>(byte);
+    EXPECT_EQ(spaces, "\t\n\v\f\r ");
+    for (int byte = 0x80; byte < 256; ++byte) {
+        EXPECT_EQ(bytes.Upper(static_cast<char>(byte)), static_cast<char>(byte));
+        EXPECT_EQ(bytes.Lower(static_cast<char>(byte)), static_cast<char>(byte));
+    }
+}
+
+TEST(LocaleBytes, AreEachThreadsOwn) {
+    const LocaleBytes* here = &LocaleBytes::Current();
+    const LocaleBytes* there = nullptr;
+    std::thread([&] { there = &LocaleBytes::Current(); }).join();
+    EXPECT_NE(here, there);
+}
+
+TEST(LocaleBytes, TrimBothEnds) {
+    const struct {
+        std::string text, expected;
+    } cases[] = {
+        {"", ""},
+        {" ", ""},
+        {" \t\n\v\f\r ", ""},
+        {"a", "a"},
+        {" a", "a"},
+        {"a ", "a"},
+        {"\r\na b\t", "a b"},
+        {"\0 a \0"s, "\0 a \0"s},
+        {"\xa0\x61\x85", "\xa0\x61\x85"},
+        {std::string(1024 * 1024, ' ') + "x", "x"},
+    };
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    for (const auto& c : cases) {
+        SCOPED_TRACE("[" + c.text.substr(0, 40) + "]");
+        std::string text = c.text;
+        bytes.Trim(text);
+        EXPECT_EQ(text, c.expected);
+
+        const char* begin = c.text.data();
+        const char* end = begin + c.text.size();
+        bytes.Trim(begin, end);
+        EXPECT_EQ(std::string(begin, end), c.expected);
+    }
+}
+
+TEST(LocaleBytes, CompareWithoutRegardToCase) {
+    const struct {
+        std::string left, right;
+        bool equal;
+    } cases[] = {
+        {"", "", true},         {"a", "A", true},         {"aB", "Ab", true},
+        {"a", "", false},       {"a", "ab", false},       {"a", "b", false},
+        {"@", "`", false},      {"[", "{", false},        {"\xe9", "\xc9", false},
+        {"\xe9", "\xe9", true}, {"a\0b"s, "A\0B"s, true}, {"a\0b"s, "A\0C"s, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.left + " and " + c.right);
+        EXPECT_EQ(LocaleBytes::Current().EqualNoCase(c.left, c.right), c.equal);
+        EXPECT_EQ(LocaleBytes::Current().EqualNoCase(std::string_view(c.right), c.left), c.equal);
+    }
+    const GlobalLocale global(TestBytes::Latin1().Locale());
+    EXPECT_TRUE(LocaleBytes::Current().EqualNoCase("\xe9"s, "\xc9"s));
+}
+
+} // namespace
