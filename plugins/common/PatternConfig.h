@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/common/PatternLimits.h"
+#include "plugins/common/TypeConfig.h"
+
+#include <string>
+#include <vector>
+
+/// The parameters of every plug-in that searches with patterns: CaseSensitive, MatchLimit,
+/// DepthLimit, HeapLimit and MaxLength (see PatternLimits for the last four).
+class PatternConfig : public TypeConfig {
+public:
+    using TypeConfig::TypeConfig;
+
+    std::vector<params_t> GetParams() const override;
+
+    /// Throws std::invalid_argument "NAME must be from LEAST to MOST" besides what the base throws.
+    void PostInit() override;
+
+    /// The limits in force, those of the lookup before those of the type.
+    PatternLimits GetLimits() const;
+
+    /// The options of Pcre2Pattern that CaseSensitive asks for.
+    unsigned GetOptions() const;
+
+private:
+    bool m_case_sensitive = false;
+    PatternLimits m_limits;
+};

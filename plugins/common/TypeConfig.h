@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/config/KwLookupSharedConf.h"
+
+#include <string>
+
+/// A configuration of a plug-in type that knows what it inherits from.
+class TypeConfig : public KwLookupSharedConf {
+public:
+    /// `name` is the section, "lookup_TYPE". `global` is the type-wide configuration for the local
+    /// one of a single lookup, which it must outlive, and null for the type-wide one itself.
+    TypeConfig(const std::string& name, const TypeConfig* global)
+        : KwLookupSharedConf(name), m_global(global) {}
+
+    const KwLookupSharedConf* GetGlobal() const override { return m_global ? m_global : this; }
+
+private:
+    const TypeConfig* m_global;
+};

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/rfile/PatternFile.h"
+
+#include "text/FileDescriptor.h"
+#include "text/LineReader.h"
+#include "text/LocaleBytes.h"
+#include "text/SystemError.h"
+
+#include <cerrno>
+#include <stdexcept>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace {
+
+std::invalid_argument CanNotLoad(const std::string& name, int error_number) {
+    return std::invalid_argument("Can not load file '" + name +
+                                 "': " + SystemErrorText(error_number));
+}
+
+std::string_view Trimmed(std::string_view text) {
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    LocaleBytes::Current().Trim(begin, end);
+    return std::string_view(begin, static_cast<std::size_t>(end - begin));
+}
+
+/// Where the slash stands that ends the pattern of `line`, which begins with one.
+std::size_t ClosingSlash(std::string_view line) {
+    for (std::size_t i = 1; i < line.size(); ++i) {
+        if (line[i] == '/')
+            return i;
+        if (line[i] == '\\')
+            ++i;
+    }
+    throw std::invalid_argument("no slash ends the pattern");
+}
+
+unsigned WithFlag(unsigned options, char flag) {
+    switch (flag) {
+    case 'i':
+        return options | Pcre2Pattern::IGNORE_CASE;
+    case 'c':
+        return options & ~unsigned(Pcre2Pattern::IGNORE_CASE);
+    case 'm':
+        return options | Pcre2Pattern::MULTI_LINE;
+    case 's':
+        return options | Pcre2Pattern::DOT_ALL;
+    case 'x':
+        return options | Pcre2Pattern::WHITE_SPACE;
+    default:
+        throw std::invalid_argument(std::string("unknown flag '") + flag + "'");
+    }
+}
+
+/// `line` is trimmed, and neither blank nor a comment.
+void AddLine(PatternList& list, std::string_view line, std::size_t number, unsigned options) {
+    if (line[0] != '/') {
+        list.Add(line, options, std::string_view(), number);
+        return;
+    }
+    // PCRE2 takes `\/` for a slash, so it can stay.
+    const std::size_t slash = ClosingSlash(line);
+    std::size_t end = slash + 1;
+    for (; end < line.size() && !LocaleBytes::Current().IsSpace(line[end]); ++end)
+        options = WithFlag(options, line[end]);
+    list.Add(line.substr(1, slash - 1), options, Trimmed(line.substr(end)), number);
+}
+
+} // namespace
+
+std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options) {
+    // A name with a NUL inside names no file; the system would open what stands before it.
+    if (name.find('\0') != std::string::npos)
+        throw CanNotLoad(name, ENOENT);
+    const FileDescriptor file = FileDescriptor::OpenForReading(name);
+    struct stat status {};
+    if (!file || ::fstat(file.Get(), &status) != 0)
+        throw CanNotLoad(name, errno);
+    if (S_ISDIR(status.st_mode))
+        throw CanNotLoad(name, EISDIR);
+
+    auto list = std::make_unique<PatternList>(name);
+    LineReader lines(file.Get());
+    for (std::string_view line; lines.Next(line);) {
+        const std::string_view text = Trimmed(line);
+        if (text.empty() || text[0] == '#')
+            continue;
+        try {
+            AddLine(*list, text, lines.LineNumber(), options);
+        } catch (const std::invalid_argument& error) {
+            throw std::invalid_argument(list->Place(lines.LineNumber()) + error.what());
+        }
+    }
+    if (lines.Error() != 0)
+        throw CanNotLoad(name, lines.Error());
+    list->Finish();
+    return list;
+}

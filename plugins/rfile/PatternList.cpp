@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/rfile/PatternList.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace {
+
+/// Where a search keeps what it would otherwise allocate each time.
+struct Scratch {
+    std::string lower;
+    std::vector<std::uint32_t> candidates;
+};
+
+void LowerInto(std::string& lower, std::string_view text) {
+    lower.resize(text.size() + LiteralIndex::PADDING);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        lower[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    }
+}
+
+} // namespace
+
+void PatternList::Add(std::string_view pattern, unsigned options, std::string_view result,
+                      std::size_t line) {
+    const auto number = static_cast<std::uint32_t>(m_rules.size());
+    m_rules.emplace_back(pattern, options, result, line);
+    std::vector<LiteralSet> literals;
+    if (!(options & Pcre2Pattern::WHITE_SPACE))
+        literals = RequiredLiterals(pattern);
+    if (literals.empty())
+        m_unfiltered.push_back(number);
+    else
+        m_index.Add(number, std::move(literals));
+}
+
+void PatternList::Finish() {
+    m_index.Build();
+}
+
+const PatternList::Rule* PatternList::Find(std::string_view text, const PatternLimits& limits,
+                                           Pcre2Pattern::Groups* groups) const {
+    static thread_local Scratch scratch;
+    LowerInto(scratch.lower, text);
+    m_index.Search(std::string_view(scratch.lower.data(), text.size()), scratch.candidates);
+
+    auto candidate = scratch.candidates.cbegin();
+    auto unfiltered = m_unfiltered.cbegin();
+    while (candidate != scratch.candidates.cend() || unfiltered != m_unfiltered.cend()) {
+        const bool take_candidate =
+            unfiltered == m_unfiltered.cend() ||
+            (candidate != scratch.candidates.cend() && *candidate < *unfiltered);
+        const Rule& rule = m_rules[take_candidate ? *candidate++ : *unfiltered++];
+        try {
+            if (rule.pattern.Search(text, limits, groups))
+                return &rule;
+        } catch (const std::runtime_error& error) {
+            throw std::runtime_error(Place(rule.line) + error.what());
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/common/Pcre2Pattern.h"
+#include "plugins/common/ResultText.h"
+#include "plugins/rfile/LiteralIndex.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A list of patterns, searched as if one after the other: the first that matches wins.
+///
+/// Patterns that require literals are tried only on texts that hold them (LiteralIndex); the others
+/// always. The answers are those of the plain loop, except that a pattern which could only fail by
+/// a limit, and never match, need not be tried.
+///
+/// Threads: filled by one; then any number may search.
+class PatternList {
+public:
+    struct Rule {
+        Rule(std::string_view pattern_text, unsigned options, std::string_view result_text,
+             std::size_t line_number)
+            : pattern(pattern_text, options), result(result_text, pattern), line(line_number) {}
+
+        Pcre2Pattern pattern;
+        ResultText result;
+        std::size_t line;
+    };
+
+    /// `name` is that of the file, for messages.
+    explicit PatternList(const std::string& name) : m_name(name) {}
+
+    /// Appends a rule; `options` are those of Pcre2Pattern. Throws what Pcre2Pattern and ResultText
+    /// throw.
+    void Add(std::string_view pattern, unsigned options, std::string_view result, std::size_t line);
+
+    /// Call once, after the last Add().
+    void Finish();
+
+    /// The first rule that matches, or null; see Pcre2Pattern::Search(), with "FILE:LINE: " before
+    /// what a rule throws.
+    const Rule* Find(std::string_view text, const PatternLimits& limits,
+                     Pcre2Pattern::Groups* groups) const;
+
+    const std::string& GetName() const { return m_name; }
+
+    /// "FILE:LINE: ".
+    std::string Place(std::size_t line) const { return m_name + ":" + std::to_string(line) + ": "; }
+
+    const std::deque<Rule>& GetRules() const { return m_rules; }
+
+    /// How many rules are tried on every text.
+    std::size_t GetUnfilteredCount() const { return m_unfiltered.size(); }
+
+private:
+    std::string m_name;
+    std::deque<Rule> m_rules;
+    std::vector<std::uint32_t> m_unfiltered; ///< in rising order
+    LiteralIndex m_index;
+};

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/rfile/RfileLookup.h"
+
+#include "plugins/rfile/PatternFile.h"
+
+#include <stdexcept>
+
+std::string RfileLookup::GetDescription() const {
+    return m_list ? m_list->GetName() : std::string();
+}
+
+void RfileLookup::Load(const std::string& text) {
+    auto list = ReadPatternFile(text, GetConfig().GetOptions());
+    const PatternLimits limits = GetConfig().GetLimits();
+    if (GetLogPtr()->isDebugEnabled())
+        LogText(*GetLogPtr(), log4cxx::Level::LEVEL_DEBUG,
+                std::string(RfileConfig::NAME) + ": loaded " +
+                    std::to_string(list->GetRules().size()) + " patterns from " + text + ", " +
+                    std::to_string(list->GetUnfilteredCount()) +
+                    " of them to be tried on every text");
+    m_list = std::move(list);
+    m_limits = limits;
+}
+
+bool RfileLookup::Search(std::string_view text, std::string* res, std::string* matched) const {
+    if (!m_limits.Allows(text.size()))
+        throw std::runtime_error(m_list->GetName() + ": " + m_limits.TooLong(text.size()));
+    Pcre2Pattern::Groups groups;
+    const PatternList::Rule* rule = m_list->Find(text, m_limits, &groups);
+    if (!rule)
+        return false;
+    if (res && !rule->result.Empty())
+        *res = rule->result.Expand(groups);
+    if (matched)
+        *matched = m_list->Place(rule->line) + rule->pattern.GetText();
+    return true;
+}
+
+/// The creator that the library calls.
+extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
+    return new RfileLookup(log);
+}

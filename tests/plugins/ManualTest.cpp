@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+// Each manual page names the parameters that its plug-in registers, with their defaults, and no
+// others.
+#include "conf/ConfParser.h"
+#include "host/LogClass.h"
+#include "lookup/KwIfSharedLookup.h"
+#include "support/RecordingLog.h"
+
+#include <boost/make_shared.hpp>
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace {
+
+/// Name to default; "" where there is none.
+using Parameters = std::map<std::string, std::string>;
+
+std::string DefaultText(IfConfParser::VarType type, const void* def) {
+    if (!def)
+        return "none";
+    switch (type) {
+    case IfConfParser::VT_BOOL:
+        return *static_cast<const bool*>(def) ? "yes" : "no";
+    case IfConfParser::VT_INT:
+        return std::to_string(*static_cast<const int*>(def));
+    case IfConfParser::VT_SIZE:
+        return std::to_string(*static_cast<const long long*>(def));
+    case IfConfParser::VT_STRING:
+        return *static_cast<const std::string*>(def);
+    default:
+        return "of another type";
+    }
+}
+
+class ParameterCollector : public IfConfParser {
+public:
+    explicit ParameterCollector(const std::string& section) : m_prefix(section + "/") {}
+
+    void Add(const std::string& name, void*, VarType type, const void* def) override {
+        EXPECT_EQ(name.substr(0, m_prefix.size()), m_prefix);
+        parameters[name.substr(m_prefix.size())] = DefaultText(type, def);
+    }
+
+    Parameters parameters;
+
+private:
+    std::string m_prefix;
+};
+
+Parameters Registered(const std::string& type) {
+    void* library = ::dlopen((PLUGIN_DIR "/libkw_lookup_" + type + ".so").c_str(), RTLD_NOW);
+    if (!library) {
+        ADD_FAILURE() << ::dlerror();
+        return {};
+    }
+    const auto create = reinterpret_cast<PluginCreator>(::dlsym(library, "CreateLookup"));
+    const LogClass log("manual");
+    const std::unique_ptr<KwIfSharedLookup> lookup(create(log));
+    const auto collector = boost::make_shared<ParameterCollector>("lookup_" + type);
+    EXPECT_TRUE(lookup->MakePreInit(collector));
+    EXPECT_TRUE(lookup->IsNeedCofigLoading());
+    // Without a configuration it is of no use, and says so.
+    EXPECT_THROW(lookup->Init("a"), std::domain_error);
+    return collector->parameters;
+}
+
+/// The items of the page's section PARAMETERS. Sizes are in bytes.
+Parameters Described(const std::string& type) {
+    std::ifstream page(SOURCE_DIR "/plugins/" + type + "/kw_lookup_" + type + ".5");
+    Parameters parameters;
+    std::string section, name;
+    for (std::string line; std::getline(page, line);) {
+        if (line.rfind(".Sh ", 0) == 0)
+            section = line.substr(4);
+        if (section != "PARAMETERS")
+            continue;
+        if (line.rfind(".It Cm ", 0) == 0)
+            name = line.substr(7);
+        const std::size_t def = line.find("Default: ");
+        if (def == std::string::npos)
+            continue;
+        std::string value = line.substr(def + 9);
+        value.resize(value.find_first_of(".,"));
+        long long bytes = 0;
+        if (value.size() > 1 && ConfParser::ConvertSizeValToBytes("", value, &bytes, LogClass("")))
+            value = std::to_string(bytes);
+        EXPECT_TRUE(parameters.emplace(name, value).second) << name;
+    }
+    return parameters;
+}
+
+class ManualTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(ManualTest, DescribesTheParameters) {
+    const Parameters registered = Registered(GetParam());
+    EXPECT_GE(registered.size(), 7u);
+    EXPECT_THAT(Described(GetParam()), testing::ContainerEq(registered));
+}
+
+INSTANTIATE_TEST_SUITE_P(Plugins, ManualTest, testing::Values("regex", "rfile"));
+
+} // namespace

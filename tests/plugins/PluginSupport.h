@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/ConfFileLoader.h"
+#include "lookup/KwLookupHolder.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "support/TextFinder.h"
+
+#include <boost/make_shared.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// Real plug-ins with a real configuration file, as a host has them.
+class PluginTest : public testing::Test {
+protected:
+    /// What a search answered.
+    struct Answer {
+        bool found;
+        std::string res;
+        std::string matched;
+
+        bool operator==(const Answer& other) const {
+            return found == other.found && res == other.res && matched == other.matched;
+        }
+        friend void PrintTo(const Answer& answer, std::ostream* out) {
+            *out << (answer.found ? "found" : "not found") << " res [" << answer.res
+                 << "] matched [" << answer.matched << "]";
+        }
+    };
+
+    PluginTest() : m_log("list") {
+        RecordingLog::Reset();
+        KwObjectHolder::SetConfLoader(m_loader);
+        Configure("");
+    }
+
+    ~PluginTest() override {
+        TakeErrors();
+        KwObjectHolder::SetConfLoader(nullptr);
+    }
+
+    /// Makes `text` the configuration, and loads it again for the plug-ins in use.
+    void Configure(const std::string& text) {
+        const std::string name = m_dir.Write("kwlookup.conf", text);
+        ::chmod(name.c_str(), 0600);
+        m_loader->SetFile(ConfFile(name));
+        TakeErrors();
+        KwObjectHolder::BeforeReload(m_log);
+    }
+
+    /// The errors of items collected since the last call; forgets all recorded lines but these.
+    std::vector<std::string> TakeErrors() {
+        RecordingLog::Reset();
+        std::vector<std::string> errors;
+        try {
+            KwObjectHolder::AfterReload(m_log);
+        } catch (const std::domain_error&) {
+            errors = RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR);
+            errors.erase(errors.begin());
+        }
+        return errors;
+    }
+
+    static Answer Ask(const KwLookupHolder& holder, const std::string& text, int flags = 0) {
+        Answer answer{false, "", ""};
+        answer.found = holder.Find(TextFinder(text), &answer.res, flags, &answer.matched);
+        return answer;
+    }
+
+    Answer AskList(const std::string& list, const std::string& text, int flags = 0) {
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        return Ask(holder, text, flags);
+    }
+
+    /// The error of the only item of `list`, which must fail.
+    std::string ErrorOf(const std::string& list) {
+        TakeErrors();
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        EXPECT_TRUE(holder.Empty());
+        const std::vector<std::string> errors = TakeErrors();
+        return errors.size() == 1 ? errors[0] : std::to_string(errors.size()) + " errors";
+    }
+
+    static Answer Miss() { return {false, "", ""}; }
+
+    TempDir m_dir;
+    LogClass m_log;
+    boost::shared_ptr<ConfFileLoader> m_loader = boost::make_shared<ConfFileLoader>();
+};
