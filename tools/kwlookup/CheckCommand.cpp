@@ -3,11 +3,15 @@
 
 #include "ExitStatus.h"
 #include "ItemList.h"
-#include "host/LogText.h"
+#include "Plugin.h"
+#include "Tell.h"
+#include "lookup/KwFactory.h"
 #include "lookup/builtin/KwVectorStrLookup.h"
 
 #include <iostream>
+#include <memory>
 #include <stdexcept>
+#include <string_view>
 
 namespace {
 
@@ -15,25 +19,64 @@ std::string Count(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
+/// Loads one section as the library does when a list first names the type.
+void LoadSection(const std::string& section, const LogClass& log) {
+    constexpr std::string_view prefix = "lookup_";
+    const std::string type =
+        section.compare(0, prefix.size(), prefix) == 0 ? section.substr(prefix.size()) : "";
+    const LookupCreator* known = KwFactory<KwIfLookup>::Instance().Lookup(type);
+    if (!known || *known)
+        throw std::runtime_error("no plug-in type has this section");
+    const std::unique_ptr<KwIfSharedLookup> object(OpenPlugin(type)(log));
+    if (!object)
+        throw std::runtime_error("the plug-in makes no object");
+    object->InitLog(log);
+    if (object->IsNeedCofigLoading())
+        KwObjectHolder::LoadConfig(type, object.get(), log);
+}
+
+bool CheckConfiguration(const Configuration& configuration, const LogClass& log) {
+    std::size_t failed = 0;
+    const ConfFile& file = configuration.File();
+    for (const auto& [name, section] : file.Sections()) {
+        try {
+            LoadSection(name, log);
+        } catch (const std::exception& error) {
+            TellError(log, file.Place(section.line) + "[" + name + "]: " + error.what());
+            ++failed;
+        }
+    }
+    std::cout << file.Name() << ": " << Count(file.Sections().size(), "section") << ", "
+              << Count(failed, "error") << std::endl;
+    return failed == 0;
+}
+
+bool CheckList(const std::string& list_text, const LogClass& log) {
+    const ItemList list(list_text, log);
+    std::size_t records = 0;
+    for (const ItemList::Item& item : list.Items()) {
+        for (const KwIfLookup& lookup : item.holder->GetObjects()) {
+            const auto* strings = dynamic_cast<const KwVectorStrLookup*>(&lookup);
+            records += strings ? strings->GetCount() : 1;
+        }
+    }
+    const std::size_t failed = list.FailedCount();
+    std::cout << Count(list.Items().size() - failed, "object") << ", " << Count(records, "record")
+              << ", " << Count(failed, "error") << std::endl;
+    return failed == 0;
+}
+
 } // namespace
 
-int RunCheckCommand(const std::string& list_text, const LogClass& log) {
+int RunCheckCommand(const std::string& list, const Configuration& configuration,
+                    const LogClass& log) {
+    bool good = !configuration.HasFile() || CheckConfiguration(configuration, log);
     try {
-        const ItemList list(list_text, log);
-        std::size_t records = 0;
-        for (const ItemList::Item& item : list.Items()) {
-            for (const KwIfLookup& lookup : item.holder->GetObjects()) {
-                const auto* strings = dynamic_cast<const KwVectorStrLookup*>(&lookup);
-                records += strings ? strings->GetCount() : 1;
-            }
-        }
-        const std::size_t failed = list.FailedCount();
-        std::cout << Count(list.Items().size() - failed, "object") << ", "
-                  << Count(records, "record") << ", " << Count(failed, "error") << std::endl;
-        return failed == 0 ? EXIT_FOUND : EXIT_BAD_LIST;
+        if (!list.empty() || !configuration.HasFile())
+            good &= CheckList(list, log);
     } catch (const std::invalid_argument& error) {
-        LogText(log, log4cxx::Level::LEVEL_ERROR,
-                "the list [" + list_text + "] cannot be read: " + error.what());
-        return EXIT_BAD_LIST;
+        TellError(log, error.what());
+        good = false;
     }
+    return good ? EXIT_FOUND : EXIT_BAD_LIST;
 }

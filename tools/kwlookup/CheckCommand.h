@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/LogClass.h"
+#include "Configuration.h"
 
 #include <string>
 
-/// `kwlookup check`: makes the objects of a list, and says how many there are and what is wrong.
-/// Returns the exit status.
-int RunCheckCommand(const std::string& list, const LogClass& log);
+/// `kwlookup check`: reads the whole configuration, opening each type that it configures, and makes
+/// the objects of a list, unless it is empty; says what there is and what is wrong. Returns the
+/// exit status.
+int RunCheckCommand(const std::string& list, const Configuration& configuration,
+                    const LogClass& log);

@@ -4,6 +4,7 @@
 #include "conf/ConfParser.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace {
 
@@ -22,7 +23,11 @@ std::string QuoteItem(const std::string& item) {
 
 ItemList::ItemList(const std::string& list, const LogClass& log) {
     std::vector<std::string> texts;
-    ConfParser::SplitVector(list, texts, ',');
+    try {
+        ConfParser::SplitVector(list, texts, ',');
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument("the list [" + list + "] cannot be read: " + error.what());
+    }
     for (std::string& text : texts) {
         auto holder = std::make_unique<KwLookupHolder>(log);
         holder->Init(QuoteItem(text));

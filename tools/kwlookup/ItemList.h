@@ -22,7 +22,8 @@ public:
         std::string Description() const { return holder->GetObjects().front().GetDescription(); }
     };
 
-    /// Keeps the address of `log`. Throws std::invalid_argument when the list cannot be split.
+    /// Keeps the address of `log`. Throws std::invalid_argument "the list [LIST] cannot be read:
+    /// REASON" when it cannot be split.
     ItemList(const std::string& list, const LogClass& log);
 
     const std::vector<Item>& Items() const { return m_items; }

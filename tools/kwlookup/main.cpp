@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "CheckCommand.h"
+#include "Configuration.h"
 #include "ExitStatus.h"
 #include "FindCommand.h"
+#include "Tell.h"
 #include "TypesCommand.h"
-#include "host/LogText.h"
+#include "WatchCommand.h"
 #include "host/Logging.h"
 #include "lookup/KwIfLookup.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <iostream>
 #include <string>
 
 namespace {
@@ -34,10 +37,35 @@ Examples:
 
 See kwlookup(1), or 'kwlookup find --help'.)";
 
+/// The options that say how a list is asked.
+struct AskFlags {
+    bool exact = false;
+    bool no_case = false;
+    bool domain = false;
+    bool strip_brackets = false;
+
+    void AddTo(CLI::App& app, Asker::Options& options) {
+        app.add_flag("--exact", exact, "Compare whole texts, with regard to letter case");
+        app.add_flag("--ignore-case", no_case, "With --exact: ignore letter case");
+        app.add_flag("--domain", domain, "The texts are bare domains");
+        app.add_flag("--strip-brackets", strip_brackets,
+                     "Leave out angle brackets where a text goes into a template");
+        app.add_flag("--all", options.all, "Ask every item, and print each one's answer");
+        app.add_flag("--explain", options.explain,
+                     "Also print the item that answered, the stored value, and its file");
+        app.add_flag("--json", options.json, "Print one JSON object a line");
+    }
+
+    int Bits() const {
+        return (exact ? FIND_EXACT : 0) | (no_case ? FIND_NOCASE : 0) | (domain ? FIND_DOMAIN : 0) |
+               (strip_brackets ? FIND_STRIP_BRACKETS : 0);
+    }
+};
+
 } // namespace
 
 int main(int argc, char** argv) {
-    const LogClass log("kwlookup");
+    LogClass log("kwlookup");
     CLI::App app("Asks lookup lists about mail addresses and domains.", "kwlookup");
     app.footer(MAIN_EXAMPLES);
     app.set_version_flag("--version", "kwlookup " KWLOOKUP_VERSION);
@@ -45,52 +73,69 @@ int main(int argc, char** argv) {
     app.fallthrough();
     bool verbose = false;
     app.add_flag("-v,--verbose", verbose, "Show the library's debug messages on standard error");
+    std::string config_file;
+    app.add_option("--config", config_file, "Configure plug-ins from this file");
 
-    FindCommand::Options find;
-    bool exact = false, no_case = false, domain = false, strip_brackets = false;
+    FindOptions find;
+    AskFlags ask_flags;
     CLI::App* find_app = app.add_subcommand("find", "Ask a list about texts");
     find_app->footer(FIND_EXAMPLES);
     find_app->add_option("LIST", find.list, "The object list")->required();
     find_app
         ->add_option("TEXT", find.texts,
                      "Addresses or domains; '-' reads them from standard input, one a line")
+        // Not as extra arguments: CLI11 takes "[10.0.0.1]" among those for a list of values.
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(argc, -1)
+        ->allow_extra_args(false)
         ->required();
-    find_app->add_flag("--exact", exact, "Compare whole texts, with regard to letter case");
-    find_app->add_flag("--ignore-case", no_case, "With --exact: ignore letter case");
-    find_app->add_flag("--domain", domain, "The texts are bare domains");
-    find_app->add_flag("--strip-brackets", strip_brackets,
-                       "Leave out angle brackets where a text goes into a template");
-    find_app->add_flag("--all", find.all, "Ask every item, and print each one's answer");
-    find_app->add_flag("--explain", find.explain,
-                       "Also print the item that answered, the stored value, and its file");
-    find_app->add_flag("--json", find.json, "Print one JSON object a line");
+    ask_flags.AddTo(*find_app, find.ask);
     find_app->add_flag("--strict", find.strict, "Ask nothing when the list has errors");
 
-    std::string check_list;
-    CLI::App* check_app = app.add_subcommand("check", "Say what is in a list, and what is wrong");
-    check_app->add_option("LIST", check_list, "The object list")->required();
+    CLI::App* watch_app =
+        app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
+                                    "and re-read configuration and list on SIGHUP");
+    watch_app->add_option("LIST", find.list, "The object list")->required();
+    ask_flags.AddTo(*watch_app, find.ask);
+
+    CLI::App* check_app =
+        app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
+    const CLI::Option* check_list = check_app->add_option("LIST", find.list, "The object list");
 
     const CLI::App* types_app =
         app.add_subcommand("types", "List the known types, and whether each can be opened here");
 
     try {
         app.parse(argc, argv);
+        if (check_app->parsed() && check_list->empty() && config_file.empty())
+            throw CLI::RequiredError("LIST or --config");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_FOUND : EXIT_USAGE;
     }
 
     SetLogging(LogTarget::StandardError,
                verbose ? log4cxx::Level::LEVEL_DEBUG : log4cxx::Level::LEVEL_WARN);
-    try {
+    const auto run = [&]() -> int {
         if (types_app->parsed())
             return RunTypesCommand();
+        Configuration configuration(config_file, log);
+        if (!configuration.Read())
+            return EXIT_BAD_LIST;
         if (check_app->parsed())
-            return RunCheckCommand(check_list, log);
-        find.flags = (exact ? FIND_EXACT : 0) | (no_case ? FIND_NOCASE : 0) |
-                     (domain ? FIND_DOMAIN : 0) | (strip_brackets ? FIND_STRIP_BRACKETS : 0);
-        return FindCommand(find, log).Run();
+            return RunCheckCommand(find.list, configuration, log);
+        find.ask.flags = ask_flags.Bits();
+        if (watch_app->parsed())
+            return RunWatchCommand(find.list, find.ask, configuration, log);
+        return RunFindCommand(find, log);
+    };
+    try {
+        const int status = run();
+        if (std::cout.flush())
+            return status;
+        TellError(log, "cannot write to standard output");
+        return EXIT_OUTPUT;
     } catch (const std::exception& error) {
-        LogText(log, log4cxx::Level::LEVEL_ERROR, error.what());
+        TellError(log, error.what());
         return EXIT_UNAVAILABLE;
     }
 }

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+#include "support/TempDir.h"
+#include "tools/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <sys/stat.h>
+
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
+
+class ToolConfig : public testing::Test {
+protected:
+    std::string Write(const std::string& name, const std::string& text) {
+        const std::string path = m_dir.Write(name, text);
+        ::chmod(path.c_str(), 0644);
+        return path;
+    }
+
+    TempDir m_dir;
+    const std::string m_conf = m_dir.Path("kw.conf");
+};
+
+using ToolWatch = ToolConfig;
+
+const char EVIL[] = "regex:^(a+)+$";
+const std::string EVIL_TEXT = std::string(40, 'a') + "!";
+
+} // namespace
+
+TEST_F(ToolConfig, ConfiguresPluginsAndItemsOverrideIt) {
+    Write("kw.conf", "[lookup_regex]\nCaseSensitive = yes\nSkipDomains = value:ours.lan\n");
+    const auto ask = [&](const std::string& list, const std::string& text) {
+        return RunTool({"--config", m_conf, "find", list, text}).status;
+    };
+    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@corp.lan"), FOUND);
+    EXPECT_EQ(ask("regex:^BOUNCE-", "bounce-1@corp.lan"), NOT_FOUND);
+    EXPECT_EQ(ask("regex:CaseSensitive=no|^BOUNCE-", "bounce-1@corp.lan"), FOUND);
+    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@ours.lan"), NOT_FOUND);
+    EXPECT_EQ(ask("regex:SkipDomains=|^BOUNCE-", "BOUNCE-1@ours.lan"), FOUND);
+    EXPECT_EQ(RunTool({"find", "regex:^BOUNCE-", "bounce-1@ours.lan"}).status, FOUND)
+        << "without a file every parameter has its default";
+}
+
+TEST_F(ToolConfig, OnErrorDecidesWhatALimitIs) {
+    Write("kw.conf", "[lookup_regex]\nOnError = exception\nMatchLimit = 100\n");
+    const ProgramResult fault = RunTool({"--config", m_conf, "find", EVIL, EVIL_TEXT});
+    EXPECT_EQ(fault.status, UNAVAILABLE);
+    EXPECT_THAT(fault.err, HasSubstr("could not answer for [" + EVIL_TEXT + "]: "));
+    EXPECT_THAT(fault.err, HasSubstr("MatchLimit"));
+
+    const ProgramResult miss =
+        RunTool({"--config", m_conf, "find", std::string(EVIL).replace(6, 0, "OnError=ignore|"),
+                 EVIL_TEXT});
+    EXPECT_EQ(miss.status, NOT_FOUND);
+    EXPECT_THAT(miss.err, HasSubstr("MatchLimit"));
+}
+
+TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
+    const std::string named = "--config=" + m_conf;
+    for (const std::string text : {"[lookup_regex]\nnonsense\n", "Lost = 1\n"}) {
+        Write("kw.conf", text);
+        for (const char* command : {"find", "watch", "check"}) {
+            SCOPED_TRACE(text + command);
+            std::vector<std::string> arguments = {named, command, "abc"};
+            if (std::string(command) == "find")
+                arguments.push_back("abc");
+            const ProgramResult result = RunTool(arguments, "abc\n");
+            EXPECT_EQ(result.status, BAD_LIST);
+            EXPECT_EQ(result.out, "");
+            EXPECT_THAT(result.err, HasSubstr("kw.conf:"));
+        }
+    }
+    Write("kw.conf", "");
+    ::chmod(m_conf.c_str(), 0666);
+    const ProgramResult refused = RunTool({named, "find", "abc", "abc"});
+    EXPECT_EQ(refused.status, BAD_LIST);
+    EXPECT_THAT(refused.err, HasSubstr("refused, others may write it"));
+}
+
+TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
+    Write("kw.conf", "[lookup_regex]\n"
+                     "OnError = exception\n"
+                     "[lookup_rfile]\n"
+                     "MaxLength = 1x\n"
+                     "Result = no such key here\n"
+                     "[lookup_oracle]\n"
+                     "[lookup_file]\n"
+                     "[regex]\n");
+    const ProgramResult result = RunTool({"--config", m_conf, "check"});
+    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.out, m_conf + ": 5 sections, 4 errors\n");
+    for (const char* part : {":4: bad value for 'MaxLength' in [lookup_rfile]",
+                             ":5: unknown key 'Result' in [lookup_rfile]", ":6: [lookup_oracle]: ",
+                             ":7: [lookup_file]: no plug-in type has this section",
+                             ":8: [regex]: no plug-in type has this section"})
+        EXPECT_THAT(result.err, HasSubstr(m_conf + part));
+
+    Write("kw.conf", "[lookup_regex]\nOnError = exception\n");
+    EXPECT_EQ(RunTool({"--config", m_conf, "check"}),
+              (ProgramResult{FOUND, m_conf + ": 1 section, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"--config", m_conf, "check", "a, regex:b"}),
+              (ProgramResult{
+                  FOUND, m_conf + ": 1 section, 0 errors\n2 objects, 2 records, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"check"}).status, USAGE);
+}
+
+TEST_F(ToolConfig, DebugMessagesShowValuesButNoSecret) {
+    const std::string secret = m_dir.Write("secret", "hunter2\n");
+    ::chmod(secret.c_str(), 0600);
+    Write("kw.conf", "[lookup_regex]\nResult.file = " + secret + "\nMaxLength = 300\n");
+    const ProgramResult result = RunTool({"-v", "--config", m_conf, "find", "regex:^x", "xyz"});
+    EXPECT_EQ(result.out, "xyz\thunter2\n");
+    EXPECT_THAT(result.err, HasSubstr("val=[300]"));
+    EXPECT_THAT(result.err, Not(HasSubstr("hunter2")));
+}
+
+TEST_F(ToolWatch, ReloadsListAndConfigurationOnHangup) {
+    const std::string list = Write("list", "a@b.lan one\n");
+    Write("kw.conf", "[lookup_regex]\nResult = first\n");
+    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^x, file:" + list}),
+                        TOOL_ENVIRONMENT);
+    const auto ask = [&](const std::string& text) {
+        tool.Write(text + "\n");
+        return tool.ReadLine();
+    };
+    EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone");
+    EXPECT_EQ(ask("xyz"), "xyz\tfirst");
+
+    Write("list", "a@b.lan two\n");
+    Write("kw.conf", "[lookup_regex]\nResult = second\n");
+    EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone") << "nothing changes before the signal";
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask("a@b.lan"), "a@b.lan\ttwo");
+    EXPECT_EQ(ask("xyz"), "xyz\tsecond");
+
+    const ProgramResult result = tool.Finish();
+    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.err, "kwlookup: reloaded\n");
+}
+
+TEST_F(ToolWatch, AFailedReloadLeavesTheOldAnswers) {
+    const std::string list = Write("list", "a@b.lan one\n");
+    Write("kw.conf", "[lookup_regex]\nResult = first\n");
+    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^x, file:" + list}),
+                        TOOL_ENVIRONMENT);
+    const auto ask = [&](const std::string& text) {
+        tool.Write(text + "\n");
+        return tool.ReadLine();
+    };
+    EXPECT_EQ(ask("xyz"), "xyz\tfirst");
+    const std::string bad_files[] = {"[lookup_regex]\nResult = second\nbroken\n",
+                                     "[lookup_regex]\nResult = second\nMaxLength = many\n",
+                                     "[lookup_regex]\nResult = second\nOnError = maybe\n"};
+    for (const std::string& bad_file : bad_files) {
+        SCOPED_TRACE(bad_file);
+        Write("kw.conf", bad_file);
+        ::kill(tool.Pid(), SIGHUP);
+        EXPECT_EQ(ask("xyz"), "xyz\tfirst");
+        EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone");
+    }
+    Write("kw.conf", "[lookup_regex]\nResult = third\n");
+    ::unlink(list.c_str());
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask("xyz"), "xyz\tfirst");
+    EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone");
+
+    Write("list", "a@b.lan four\n");
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask("xyz"), "xyz\tthird");
+    EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tfour");
+
+    const ProgramResult result = tool.Finish();
+    std::size_t failures = 0;
+    const std::string failed = "kwlookup: error: reload failed, the old list goes on: ";
+    for (std::size_t at = 0; (at = result.err.find(failed, at)) != std::string::npos; ++at)
+        ++failures;
+    EXPECT_EQ(failures, 4u) << result.err;
+}
+
+TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeMended) {
+    const std::string list = m_dir.Path("list");
+    RunningProgram tool(ToolArguments({"watch", "abc, file:" + list}), TOOL_ENVIRONMENT);
+    tool.Write("abc\n");
+    EXPECT_EQ(tool.ReadLine(), "abc\tabc");
+    Write("list", "def\n");
+    ::kill(tool.Pid(), SIGHUP);
+    tool.Write("def\n");
+    EXPECT_EQ(tool.ReadLine(), "def\tdef");
+    EXPECT_EQ(tool.Finish().status, FOUND);
+}

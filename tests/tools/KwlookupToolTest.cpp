@@ -1,0 +1,404 @@
+// SPDX-License-Identifier: MIT
+#include "support/TempDir.h"
+#include "tools/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+namespace {
+
+enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, OUTPUT = 74, UNAVAILABLE = 75, BAD_LIST = 78 };
+
+ProgramResult Answers(const std::string& out) {
+    return {FOUND, out, ""};
+}
+
+const ProgramResult NOTHING_FOUND = {NOT_FOUND, "", ""};
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+TEST(ToolFind, PrintsTextTabAndResultOrStoredValue) {
+    const TempDir dir;
+    const std::string file = "file:" + dir.Write("list", "@corp.lan 550 go away\nother.org\n");
+    EXPECT_EQ(RunTool({"find", "root@corp.lan", "root@corp.lan"}),
+              Answers("root@corp.lan\troot@corp.lan\n"));
+    EXPECT_EQ(RunTool({"find", file, "<jdoe@CORP.lan>"}),
+              Answers("<jdoe@CORP.lan>\t550 go away\n"));
+    EXPECT_EQ(RunTool({"find", file, "jdoe@other.org"}), Answers("jdoe@other.org\tother.org\n"));
+    EXPECT_EQ(RunTool({"find", "corp.lan OK", "corp.lan"}), Answers("corp.lan\tOK\n"));
+    EXPECT_EQ(RunTool({"find", file, "jdoe@else.org"}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"find", file, "a@x", "b@other.org", "c@y", "d@corp.lan"}),
+              Answers("b@other.org\tother.org\nd@corp.lan\t550 go away\n"));
+    // The plug-in matches without a value of its own.
+    EXPECT_EQ(RunTool({"find", "ldap:found", "x"}), Answers("x\tx\n"));
+}
+
+TEST(ToolFind, EveryTextIsTakenAsItIs) {
+    for (const std::string& text : {"[10.0.0.1]"s, "[a]"s, "[]"s, "[]]"s, "[a b]"s, "{}"s, "%%"s,
+                                    "a=b"s, "find"s, "types"s, "@"s, "\xff"s, "'"s, "$x"s}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(RunTool({"find", text, text}), Answers(text + "\t" + text + "\n"));
+        EXPECT_EQ(RunTool({"find", text, "no", text, "no", text}),
+                  Answers(text + "\t" + text + "\n" + text + "\t" + text + "\n"));
+    }
+    EXPECT_EQ(RunTool({"find", "a,b", "[a,b]"}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"find", "\"[a,b]\"", "[a,b]"}), Answers("[a,b]\t[a,b]\n"));
+    EXPECT_EQ(RunTool({"find", "\"\"", ""}), Answers("\t\n"));
+    EXPECT_EQ(RunTool({"find", "", ""}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"find", "--", "-x", "--json", "-x"}), Answers("-x\t-x\n"));
+    EXPECT_EQ(RunTool({"find", "value:-", "--exact", "a", "-"}, "-\n"), Answers("-\t-\n"));
+}
+
+TEST(ToolFind, OptionsMayStandAnywhere) {
+    const ProgramResult expected = Answers("{\"text\":\"a\",\"result\":\"a\"}\n");
+    EXPECT_EQ(RunTool({"find", "--json", "a", "a"}), expected);
+    EXPECT_EQ(RunTool({"find", "a", "--json", "a"}), expected);
+    EXPECT_EQ(RunTool({"find", "a", "a", "--json"}), expected);
+    EXPECT_EQ(RunTool({"find", "a", "b", "--json", "a"}), expected);
+}
+
+TEST(ToolFind, ExactComparesWholeTexts) {
+    const TempDir dir;
+    const std::string file = "file:" + dir.Write("list", "b\na x\nA\nJ\xe4@corp.lan\n");
+    EXPECT_EQ(RunTool({"find", "--exact", file, "A"}), Answers("A\tA\n"));
+    EXPECT_EQ(RunTool({"find", "--exact", file, "a"}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"find", "--exact", file, "a x"}), Answers("a x\ta x\n"));
+    EXPECT_EQ(RunTool({"find", "--exact", "corp.lan", "jdoe@corp.lan"}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"find", "--exact", "corp.lan", "<corp.lan>"}), NOTHING_FOUND);
+
+    EXPECT_EQ(RunTool({"find", "--exact", "--ignore-case", file, "a"}), Answers("a\tA\n"));
+    EXPECT_EQ(RunTool({"find", "--exact", "--ignore-case", file, "A X"}), Answers("A X\ta x\n"));
+    EXPECT_EQ(RunTool({"find", "--exact", "--ignore-case", "Root", "rOOT"}),
+              Answers("rOOT\tRoot\n"));
+    EXPECT_EQ(RunTool({"find", "--exact", "--ignore-case", file, "c"}), NOTHING_FOUND);
+}
+
+TEST(ToolFind, FlagBitsReachThePlugin) {
+    const struct {
+        std::vector<std::string> options;
+        const char* flags;
+    } cases[] = {
+        {{}, "0"},
+        {{"--exact"}, "1"},
+        {{"--ignore-case"}, "2"},
+        {{"--strip-brackets"}, "4"},
+        {{"--domain"}, "8"},
+        {{"--exact", "--ignore-case", "--strip-brackets", "--domain"}, "15"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments = {"find", "ldap:flags", "x"};
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        EXPECT_EQ(RunTool(arguments), Answers("x\t"s + c.flags + "\n"));
+    }
+}
+
+TEST(ToolFind, AllAsksEveryItem) {
+    const TempDir dir;
+    const std::string file = "file:" + dir.Write("list", "jdoe@ one\ncorp.lan two\n");
+    const std::string list = "corp.lan, " + file + ", else.org, @corp.lan three";
+    EXPECT_EQ(RunTool({"find", list, "jdoe@corp.lan"}), Answers("jdoe@corp.lan\tcorp.lan\n"));
+    EXPECT_EQ(RunTool({"find", "--all", list, "jdoe@corp.lan"}),
+              Answers("jdoe@corp.lan\tcorp.lan\njdoe@corp.lan\tone\njdoe@corp.lan\tthree\n"));
+}
+
+TEST(ToolFind, AnItemShowsNothingOfTheItemBefore) {
+    EXPECT_EQ(RunTool({"find", "--all", "--explain", "corp.lan OK, ldap:found", "corp.lan"}),
+              Answers("corp.lan\tOK\tcorp.lan OK\tcorp.lan OK\t\n"
+                      "corp.lan\tcorp.lan\tldap:found\t\tplug-in\n"));
+    const ProgramResult result =
+        RunTool({"find", "ldap:broken after a result, other.org", "corp.lan"});
+    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.out, "");
+}
+
+TEST(ToolFind, ExplainNamesItemValueAndFile) {
+    const TempDir dir;
+    const std::string name = dir.Write("list, with \"quotes\" and \\", "corp.lan\tOK\n@b.org\n");
+    std::string quoted;
+    for (const char c : "file:" + name)
+        quoted += c == '"' || c == '\\' ? "\\"s + c : std::string(1, c);
+    const std::string list = "\" root@a.org \", \"" + quoted + "\"";
+    EXPECT_EQ(RunTool({"find", "--explain", list, "jdoe@corp.lan", "x@b.org", " root@a.org "}),
+              Answers("jdoe@corp.lan\tOK\tfile:" + name + "\tcorp.lan\tOK\t" + name +
+                      "\n"
+                      "x@b.org\t@b.org\tfile:" +
+                      name + "\t@b.org\t" + name +
+                      "\n"
+                      " root@a.org \t root@a.org \t root@a.org \t root@a.org \t\n"));
+
+    const ProgramResult missed = RunTool({"find", "--explain", "a", "x\ny", "a"});
+    EXPECT_EQ(missed.status, FOUND);
+    EXPECT_EQ(missed.out, "a\ta\ta\ta\t\n");
+    EXPECT_EQ(missed.err, "kwlookup: no item answered for [x\\x0ay]\n");
+}
+
+TEST(ToolFind, JsonPrintsOneObjectALine) {
+    const TempDir dir;
+    const std::string name = dir.Write("list", "corp.lan \"OK\"\n");
+    EXPECT_EQ(RunTool({"find", "--json", "file:" + name, "a\tb@corp.lan"}),
+              Answers("{\"text\":\"a\\tb@corp.lan\",\"result\":\"\\\"OK\\\"\"}\n"));
+    EXPECT_EQ(RunTool({"find", "--json", "--explain", "file:" + name, "corp.lan"}),
+              Answers("{\"text\":\"corp.lan\",\"result\":\"\\\"OK\\\"\",\"item\":\"file:" + name +
+                      "\",\"value\":\"corp.lan \\\"OK\\\"\",\"file\":\"" + name + "\"}\n"));
+}
+
+TEST(ToolFind, JsonIsValidWhateverTheBytes) {
+    std::mt19937 random(1);
+    std::string texts;
+    for (int byte = 0; byte < 256; ++byte)
+        if (byte != '\n')
+            texts += static_cast<char>(byte) + "@corp.lan\n"s;
+    for (int line = 0; line < 500; ++line) {
+        for (auto length = random() % 20; length-- > 0;) {
+            const char byte = static_cast<char>(random());
+            texts += byte == '\n' ? '\xc3' : byte;
+        }
+        texts += "@corp.lan\n";
+    }
+    texts += "\xf4\x90\x80\x80 \xed\xa0\x80 \xc0\xaf \xe2\x80\xa8@corp.lan\n";
+    const ProgramResult result = RunTool({"find", "--json", "--explain", "corp.lan", "-"}, texts);
+    EXPECT_EQ(result.status, FOUND);
+    const std::vector<std::string> lines = Lines(result.out);
+    EXPECT_EQ(lines.size(), Lines(texts).size());
+    for (const std::string& line : lines) {
+        SCOPED_TRACE(testing::PrintToString(line));
+        const auto json = nlohmann::json::parse(line, nullptr, false);
+        ASSERT_TRUE(json.is_object());
+        EXPECT_THAT(json.at("text").get<std::string>(), testing::EndsWith("@corp.lan"));
+        EXPECT_EQ(json.at("result"), "corp.lan");
+    }
+}
+
+TEST(ToolFind, ReadsTextsFromStandardInput) {
+    // The last line needs no newline, and a carriage return at a line's end is none of the text.
+    EXPECT_EQ(RunTool({"find", "a,b,\"\"", "-"}, "a\r\nx\n\nb\r\r\na\rb\nb"),
+              Answers("a\ta\n\t\nb\tb\n"));
+    EXPECT_EQ(RunTool({"find", "a,b,c", "c", "-", "b"}, "a\n"), Answers("c\tc\na\ta\nb\tb\n"));
+    EXPECT_EQ(RunTool({"find", "a", "-", "-"}, "a\n"), Answers("a\ta\n"));
+    EXPECT_EQ(RunTool({"find", "a", "-"}, ""), NOTHING_FOUND);
+    const std::string bytes = "j\0\xe4 \x1b"s;
+    EXPECT_EQ(RunTool({"find", "--exact", "j, \\\\", "-"}, bytes + "\nj\n"), Answers("j\tj\n"));
+}
+
+TEST(ToolFind, AnswersBeforeStandardInputEnds) {
+    RunningProgram tool(ToolArguments({"find", "a,b", "b", "-"}), TOOL_ENVIRONMENT);
+    EXPECT_EQ(tool.ReadLine(), "b\tb"); // before anything is written
+    tool.Write("a\n");
+    EXPECT_EQ(tool.ReadLine(), "a\ta");
+    tool.Write("x\nb\na");
+    EXPECT_EQ(tool.ReadLine(), "b\tb");
+    tool.Write("\n");
+    EXPECT_EQ(tool.ReadLine(), "a\ta");
+    tool.Write("b");
+    EXPECT_EQ(tool.Finish(), Answers("b\tb\n"));
+}
+
+/// The most memory that a process ever had, in KiB.
+long PeakMemory(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string word; status >> word;)
+        if (word == "VmHWM:") {
+            long size = 0;
+            status >> size;
+            return size;
+        }
+    return -1;
+}
+
+TEST(ToolFind, DoesNotGrowOverAMillionLines) {
+    const std::vector<std::string> environment = {"ASAN_OPTIONS=quarantine_size_mb=1"};
+    for (const char* option : {"--all", "--exact"}) {
+        SCOPED_TRACE(option);
+        RunningProgram tool(ToolArguments({"find", option, "jdoe@corp.lan, a, b", "-"}),
+                            environment);
+        std::string block;
+        for (int line = 0; line < 500; ++line)
+            block += "nobody-" + std::to_string(line) + "@corp.lan.example\njdoe@corp.lan\n";
+        constexpr int LINES_A_BLOCK = 1000;
+        long early = 0;
+        for (int line = 0; line < 1'000'000; line += LINES_A_BLOCK) {
+            if (line == 100'000)
+                early = PeakMemory(tool.Pid());
+            tool.Write(block);
+            for (int answer = 0; answer < LINES_A_BLOCK / 2; ++answer)
+                ASSERT_EQ(tool.ReadLine(), "jdoe@corp.lan\tjdoe@corp.lan");
+        }
+        ASSERT_GT(early, 0);
+        EXPECT_LT(PeakMemory(tool.Pid()), early + 3 * 1024);
+        EXPECT_EQ(tool.Finish(), Answers(""));
+    }
+}
+
+TEST(ToolFind, VerboseShowsTheMessagesOfTheLibraryOnStandardError) {
+    const TempDir dir;
+    const std::string name = dir.Write("list", "corp.lan\n");
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"-v", "find", "file:" + name, "corp.lan"},
+             {"find", "--verbose", "file:" + name, "corp.lan"},
+         }) {
+        const ProgramResult result = RunTool(arguments);
+        EXPECT_EQ(result.status, FOUND);
+        EXPECT_EQ(result.out, "corp.lan\tcorp.lan\n");
+        EXPECT_THAT(result.err, HasSubstr("kwlookup: debug: KwFileLookup: loaded 1 records from " +
+                                          name + " file.\n"));
+        EXPECT_THAT(result.err, HasSubstr("kwlookup: debug: KwLookupHolder::Find: found corp.lan "
+                                          "matched with corp.lan (from " +
+                                          name + ")\n"));
+    }
+}
+
+TEST(ToolFind, AHostileTextCannotForgeALine) {
+    const std::string forged = "x@corp.lan\nkwlookup: error: forged";
+    const std::string escapes = "\x1b[2J\x07\xff\xc2\x9b\\x@corp.lan";
+    const ProgramResult result =
+        RunTool({"find", "-v", "--explain", "ldap:broken, other.org, corp.lan", forged, "-"},
+                escapes + "\nkwlookup: error: forged\na\0b\n"s);
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("\nkwlookup: error: forged")));
+    EXPECT_THAT(result.err,
+                HasSubstr("kwlookup: error: [ldap:broken] could not answer for "
+                          "[x@corp.lan\\x0akwlookup: error: forged]: cannot \\x1b answer\n"));
+    EXPECT_THAT(result.err, HasSubstr("[\\x1b[2J\\x07\\xff\\xc2\\x9b\\x5cx@corp.lan]"));
+    EXPECT_THAT(result.err, HasSubstr("kwlookup: no item answered for [a\\x00b]\n"));
+    for (const std::string& line : Lines(result.err)) {
+        EXPECT_THAT(line, testing::StartsWith("kwlookup: "));
+        EXPECT_THAT(line, testing::Each(testing::AllOf(testing::Ge(' '), testing::Le('~'))));
+    }
+}
+
+TEST(ToolFind, TellsAPluginThatCannotAnswer) {
+    const std::string error =
+        "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
+    EXPECT_EQ(RunTool({"find", "ldap:broken", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
+    EXPECT_EQ(RunTool({"find", "ldap:broken, y", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
+    EXPECT_EQ(RunTool({"find", "ldap:broken, x", "x"}), (ProgramResult{FOUND, "x\tx\n", error}));
+    EXPECT_EQ(RunTool({"find", "x, ldap:broken", "x"}), Answers("x\tx\n"));
+    EXPECT_EQ(RunTool({"find", "--all", "x, ldap:broken", "x"}),
+              (ProgramResult{FOUND, "x\tx\n", error}));
+    // The list itself is good.
+    EXPECT_EQ(RunTool({"find", "--strict", "ldap:broken", "x"}),
+              (ProgramResult{UNAVAILABLE, "", error}));
+    EXPECT_EQ(RunTool({"check", "ldap:broken"}), Answers("1 object, 1 record, 0 errors\n"));
+}
+
+TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
+    for (const char* command : {"exec \"$@\" >/dev/full", "exec \"$@\" >&-",
+                                "yes a | head -100000 | \"$@\" - >/dev/full"}) {
+        SCOPED_TRACE(command);
+        const ProgramResult result = RunToolInShell(command, {"find", "a", "a"});
+        EXPECT_EQ(result.status, OUTPUT);
+        EXPECT_THAT(result.err, testing::StartsWith("kwlookup: error: cannot write the answers: "));
+        EXPECT_EQ(Lines(result.err).size(), 1u);
+    }
+    // Nothing to write is no fault.
+    EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"find", "a", "b"}), NOTHING_FOUND);
+    for (const auto& arguments : {std::vector<std::string>{"check", "a"}, {"types"}}) {
+        const ProgramResult result = RunToolInShell("exec \"$@\" >/dev/full", arguments);
+        EXPECT_EQ(result.status, OUTPUT);
+        EXPECT_EQ(result.err, "kwlookup: error: cannot write to standard output\n");
+    }
+}
+
+TEST(ToolFind, TellsWhenStandardInputCannotBeRead) {
+    const struct {
+        const char* command;
+        const char* reason;
+    } cases[] = {{"exec \"$@\" </", "Is a directory"}, {"exec \"$@\" <&-", "Bad file descriptor"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.command);
+        const std::string error =
+            "kwlookup: error: cannot read standard input: "s + c.reason + "\n";
+        EXPECT_EQ(RunToolInShell(c.command, {"find", "a", "-"}),
+                  (ProgramResult{UNAVAILABLE, "", error}));
+        EXPECT_EQ(RunToolInShell(c.command, {"find", "a", "-", "a"}),
+                  (ProgramResult{FOUND, "a\ta\n", error}));
+    }
+}
+
+TEST(ToolCheck, CountsObjectsAndRecords) {
+    const TempDir dir;
+    const std::string file = "file:" + dir.Write("list", "a\n\n  \nb\na\n");
+    EXPECT_EQ(RunTool({"check", "a"}), Answers("1 object, 1 record, 0 errors\n"));
+    EXPECT_EQ(RunTool({"check", ""}), Answers("0 objects, 0 records, 0 errors\n"));
+    EXPECT_EQ(RunTool({"check", file}), Answers("1 object, 3 records, 0 errors\n"));
+    EXPECT_EQ(RunTool({"check", "x, " + file + ", ldap:found, value:y"}),
+              Answers("4 objects, 6 records, 0 errors\n"));
+    EXPECT_EQ(RunTool({"check", "a, nosuch:b"}),
+              (ProgramResult{BAD_LIST, "1 object, 1 record, 1 error\n",
+                             "kwlookup: error: Error in init lookup [nosuch:b]: unknown id "
+                             "'nosuch'\n"}));
+}
+
+TEST(ToolTypes, ListsTheKnownTypes) {
+    const ProgramResult result = RunTool({"types"});
+    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.err, "");
+    std::vector<std::string> names;
+    for (const std::string& line : Lines(result.out))
+        names.push_back(line.substr(0, line.find('\t')));
+    EXPECT_THAT(names, testing::UnorderedElementsAre("file", "ldap", "regex", "rfile", "odbc",
+                                                     "berkeley", "cdb", "postgres", "mysql",
+                                                     "firebird", "oracle", "sqlite"));
+    const std::string out = "\n" + result.out;
+    EXPECT_THAT(out, HasSubstr("\nfile\tbuilt in\n"));
+    EXPECT_THAT(out, HasSubstr("\nldap\tplug-in\n"));
+    EXPECT_THAT(out, testing::ContainsRegex("\noracle\tnot available: libkw_lookup_oracle.so: "
+                                            "cannot open shared object file"));
+}
+
+TEST(ToolUsage, WrongUsage) {
+    const std::vector<std::string> cases[] = {
+        {},
+        {"nosuch"},
+        {"find"},
+        {"find", "a"},
+        {"find", "a", "--json"},
+        {"find", "a", "a", "--nosuch"},
+        {"find", "a", "a", "-x"},
+        {"check"},
+        {"check", "a", "b"},
+        {"check", "--exact", "a"},
+        {"types", "a"},
+        {"--nosuch"},
+    };
+    for (const auto& arguments : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const ProgramResult result = RunTool(arguments);
+        EXPECT_EQ(result.status, USAGE);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(result.err, HasSubstr("--help"));
+    }
+}
+
+TEST(ToolUsage, HelpTeachesByExample) {
+    for (const auto& arguments :
+         {std::vector<std::string>{"--help"}, {"-h"}, {"find", "--help"}, {"find", "-h"}}) {
+        const ProgramResult result = RunTool(arguments);
+        EXPECT_EQ(result.status, FOUND);
+        EXPECT_EQ(result.err, "");
+        EXPECT_THAT(result.out, HasSubstr("Examples:\n  kwlookup find 'root@corp.lan, "
+                                          "file:/etc/mail/blocked' jdoe@corp.lan\n"));
+    }
+    EXPECT_THAT(RunTool({"find", "--help"}).out, HasSubstr("LIST TEXT..."));
+}
+
+TEST(ToolUsage, Version) {
+    EXPECT_EQ(RunTool({"--version"}), Answers("kwlookup " KWLOOKUP_VERSION "\n"));
+}
+
+} // namespace

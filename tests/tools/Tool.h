@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "support/RunProgram.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The environment of the tool: it finds the test's plug-in, and nobody else's.
+inline const std::vector<std::string> TOOL_ENVIRONMENT = {"LD_LIBRARY_PATH=" TOOL_PLUGIN_DIR};
+
+inline std::vector<std::string> ToolArguments(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), KWLOOKUP_TOOL);
+    return arguments;
+}
+
+/// Runs the tool with `arguments`, and `input` as its standard input.
+inline ProgramResult RunTool(std::vector<std::string> arguments, const std::string& input = "") {
+    return RunProgram(ToolArguments(std::move(arguments)), input, TOOL_ENVIRONMENT);
+}
+
+/// Runs the tool from a shell command, in which "$@" stands for the tool and its arguments.
+inline ProgramResult RunToolInShell(const std::string& command,
+                                    std::vector<std::string> arguments) {
+    std::vector<std::string> all = {"/bin/sh", "-c", command, "sh"};
+    for (std::string& argument : ToolArguments(std::move(arguments)))
+        all.push_back(std::move(argument));
+    return RunProgram(all, "", TOOL_ENVIRONMENT);
+}
+
+/// What a run is to leave behind: nothing on standard error.
+inline bool operator==(const ProgramResult& l, const ProgramResult& r) {
+    return l.status == r.status && l.out == r.out && l.err == r.err;
+}
+
+template <typename Stream>
+Stream& operator<<(Stream& stream, const ProgramResult& result) {
+    stream << "status " << result.status << "\nout [" << result.out << "]\nerr [" << result.err
+           << "]";
+    return stream;
+}

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "AnswerWriter.h"
+#include "ItemList.h"
+
+#include <string>
+
+/// Asks the items of a list about texts, and writes the answers.
+class Asker {
+public:
+    struct Options {
+        int flags = 0; ///< KwFindFlags
+        bool all = false;
+        bool explain = false;
+        bool json = false;
+    };
+
+    /// Keeps the address of `log`.
+    Asker(const Options& options, const LogClass& log);
+
+    void Ask(const ItemList& list, const std::string& text);
+
+    /// Hands over the answers so far. False, once, when they could not be written: it is told.
+    bool Flush();
+
+    /// What the tool's exit status is to say: nothing is found where an item could not be asked.
+    int Status() const;
+
+    /// Notes that something could not be asked.
+    void NoteFault() { m_fault = true; }
+
+private:
+    template <typename Finder>
+    void AskWith(const ItemList& list, const std::string& text);
+
+    const Options m_options;
+    const LogClass& m_log;
+    AnswerWriter m_writer;
+    bool m_found = false;
+    bool m_fault = false;
+};

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "Configuration.h"
+
+#include "Tell.h"
+#include "objects/KwObjectHolder.h"
+
+#include <boost/make_shared.hpp>
+
+#include <stdexcept>
+
+Configuration::Configuration(const std::string& file_name, const LogClass& log)
+    : m_file_name(file_name), m_log(log), m_loader(boost::make_shared<ConfFileLoader>()) {
+    KwObjectHolder::SetConfLoader(m_loader);
+}
+
+bool Configuration::Read() {
+    if (!HasFile())
+        return true;
+    try {
+        ConfFile file(m_file_name);
+        for (const std::string& error : file.Errors())
+            TellError(m_log, error);
+        if (!file.Errors().empty())
+            return false;
+        m_loader->SetFile(std::move(file));
+        return true;
+    } catch (const std::runtime_error& error) {
+        TellError(m_log, error.what());
+        return false;
+    }
+}

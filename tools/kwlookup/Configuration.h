@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/ConfFileLoader.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+
+/// The tool's configuration file, and the loader through which plug-ins are configured from it.
+class Configuration {
+public:
+    /// Sets the library's loader. Without a file name every parameter has its default. Keeps the
+    /// address of `log`.
+    Configuration(const std::string& file_name, const LogClass& log);
+
+    /// Reads the file. False, with what is wrong told and the file read before still in use, when
+    /// it cannot be used.
+    bool Read();
+
+    bool HasFile() const { return !m_file_name.empty(); }
+    const ConfFile& File() const { return m_loader->GetFile(); }
+    void SetFile(const ConfFile& file) { m_loader->SetFile(file); }
+
+private:
+    const std::string m_file_name;
+    const LogClass& m_log;
+    boost::shared_ptr<ConfFileLoader> m_loader;
+};

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include "InputLines.h"
+
+#include "Tell.h"
+#include "text/SystemError.h"
+
+#include <string_view>
+#include <unistd.h>
+
+InputLines::InputLines() : m_lines(STDIN_FILENO) {}
+
+bool InputLines::Next(std::string& text) {
+    std::string_view line;
+    if (!m_lines.Next(line))
+        return false;
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    text.assign(line);
+    return true;
+}
+
+bool InputLines::TellError(const LogClass& log) const {
+    if (m_lines.Error() == 0)
+        return true;
+    ::TellError(log, "cannot read standard input: " + SystemErrorText(m_lines.Error()));
+    return false;
+}

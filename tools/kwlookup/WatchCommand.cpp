@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "WatchCommand.h"
+
+#include "ExitStatus.h"
+#include "InputLines.h"
+#include "Tell.h"
+#include "host/Logging.h"
+#include "text/FileDescriptor.h"
+#include "text/SystemError.h"
+
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace {
+
+/// SIGHUP, as something to wait for beside the input.
+class HangupSignal {
+public:
+    HangupSignal() {
+        sigset_t hangup;
+        sigemptyset(&hangup);
+        sigaddset(&hangup, SIGHUP);
+        sigprocmask(SIG_BLOCK, &hangup, nullptr);
+        m_signal = FileDescriptor(::signalfd(-1, &hangup, SFD_CLOEXEC));
+        if (!m_signal)
+            throw std::runtime_error("cannot wait for SIGHUP: " + SystemErrorText(errno));
+    }
+
+    /// Waits until there is input, or its end, or the signal. True for the signal, which comes
+    /// before input that arrived after it.
+    bool Wait() {
+        pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {m_signal.Get(), POLLIN, 0}};
+        while (::poll(files, 2, -1) < 0 && errno == EINTR)
+            ;
+        signalfd_siginfo signal;
+        return files[1].revents != 0 &&
+               ::read(m_signal.Get(), &signal, sizeof(signal)) == sizeof(signal);
+    }
+
+private:
+    FileDescriptor m_signal;
+};
+
+/// The list that answers: replaced as a whole, or not at all.
+class WatchedList {
+public:
+    WatchedList(const std::string& text, Configuration& configuration, LogClass& log)
+        : m_text(text), m_configuration(configuration), m_log(log),
+          m_list(std::make_unique<ItemList>(text, log)) {
+        ForgetErrors();
+    }
+
+    const ItemList& Get() const { return *m_list; }
+
+    void Reload() {
+        const ConfFile old_file = m_configuration.File();
+        try {
+            if (!m_configuration.Read())
+                throw std::runtime_error("the configuration has errors");
+            KwObjectHolder::BeforeReload(m_log);
+            auto list = std::make_unique<ItemList>(m_text, m_log);
+            KwObjectHolder::AfterReload(m_log);
+            m_list = std::move(list);
+            std::cerr << "kwlookup: reloaded\n";
+        } catch (const std::exception& error) {
+            m_configuration.SetFile(old_file);
+            TellError(m_log, std::string("reload failed, the old list goes on: ") + error.what());
+        }
+    }
+
+private:
+    /// What is wrong with the first list has been told; a reload is not to fail for it.
+    void ForgetErrors() {
+        try {
+            KwObjectHolder::AfterReload(m_log);
+        } catch (const std::domain_error&) {
+        }
+    }
+
+    const std::string m_text;
+    Configuration& m_configuration;
+    LogClass& m_log;
+    std::unique_ptr<ItemList> m_list;
+};
+
+} // namespace
+
+int RunWatchCommand(const std::string& list_text, const Asker::Options& options,
+                    Configuration& configuration, LogClass& log) {
+    HangupSignal hangup;
+    std::unique_ptr<WatchedList> list;
+    try {
+        list = std::make_unique<WatchedList>(list_text, configuration, log);
+    } catch (const std::invalid_argument& error) {
+        TellError(log, error.what());
+        return EXIT_BAD_LIST;
+    }
+    Asker asker(options, log);
+    if (list->Get().FailedCount() != 0)
+        asker.NoteFault();
+
+    InputLines lines;
+    std::string text;
+    for (;;) {
+        if (!lines.Buffered()) {
+            if (!asker.Flush())
+                break;
+            if (hangup.Wait()) {
+                list->Reload();
+                continue;
+            }
+        }
+        if (!lines.Next(text))
+            break;
+        asker.Ask(list->Get(), text);
+    }
+    if (!lines.TellError(log))
+        asker.NoteFault();
+    asker.Flush();
+    return asker.Status();
+}
