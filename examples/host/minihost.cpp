@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// A host in two files: answers the addresses that it reads from standard input, one a line. The
+// line "reload" loads the list again.
+#include "MailList.h"
+
+#include <exception>
+#include <iostream>
+#include <string>
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::cerr << "usage: minihost LIST\n";
+        return 64;
+    }
+    const LogClass log("minihost");
+    MailList list(argv[1], log);
+    try {
+        list.Load();
+    } catch (const std::exception& error) {
+        std::cerr << "minihost: " << error.what() << '\n';
+        return 78;
+    }
+    for (std::string line, result; std::getline(std::cin, line);) {
+        try {
+            if (line == "reload") {
+                list.Load();
+                std::cout << "reloaded" << std::endl;
+            } else if (list.Ask(line, result)) {
+                std::cout << line << ": " << result << std::endl;
+            } else {
+                std::cout << line << ": not listed" << std::endl;
+            }
+        } catch (const std::exception& error) {
+            std::cout << line << " failed: " << error.what() << std::endl;
+        }
+    }
+    return 0;
+}

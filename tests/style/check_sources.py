@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Checks the C++ sources: layout, first line, include guard, and who includes whom.
+
+Usage: check_sources.py ROOT CLANG_FORMAT
+
+Who may include whom is read from the two tables in docs/architecture.md.
+"""
+import fnmatch
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+FIRST_LINE = "// SPDX-License-Identifier: MIT\n"
+FREE = ("tests", "bench", "fuzz", "examples")  # may include everything
+FOLDERS = ("conf", "host", "lookup", "objects", "plugins", "sql", "text", "tools") + FREE
+
+
+def table(text, heading):
+    """The rows of the table whose first column is headed `heading`, as lists of cells."""
+    found = re.search(rf"^\| {heading} .*\n\|[-| ]+\|\n((?:\|.*\n)+)", text, re.M)
+    rows = [line.strip("|").split("|") for line in found.group(1).splitlines()]
+    return [[cell.strip() for cell in row] for row in rows]
+
+
+def names(cell):
+    return re.findall(r"`([^`]+)`", cell)
+
+
+class Rules:
+    def __init__(self, page):
+        text = page.read_text(encoding="utf-8")
+        self.layers = [(row[0], names(row[1]), row[2].split(", ")) for row in table(text, "layer")]
+        self.libraries = [(pattern, row[1].split(", "))
+                          for row in table(text, "library") for pattern in names(row[0])]
+
+    def layer(self, path):
+        for name, patterns, allowed in self.layers:
+            if any(fnmatch.fnmatch(path, pattern) for pattern in patterns):
+                return name, allowed
+        return None, []
+
+    def fault(self, path, included):
+        """Why the file `path` may not include our file `included`, or None."""
+        name, allowed = self.layer(path)
+        other, _ = self.layer(included)
+        if other is None:
+            return f"{included} belongs to no layer"
+        if other == name or other in allowed:
+            return None
+        return f"{name} may not include {other} ({included})"
+
+    def library_fault(self, path, included):
+        name, _ = self.layer(path)
+        for pattern, users in self.libraries:
+            if fnmatch.fnmatch(included, pattern) and name not in users:
+                return f"{name} may not use <{included}>"
+        return None
+
+
+def check(root, path, rules):
+    text = (root / path).read_text(encoding="utf-8")
+    if not text.startswith(FIRST_LINE):
+        yield "the first line is not " + FIRST_LINE.strip()
+    if path.endswith(".h") and "#pragma once\n" not in text:
+        yield "no #pragma once"
+    if path.split("/")[0] in FREE:
+        return
+    if rules.layer(path)[0] is None:
+        yield "belongs to no layer of docs/architecture.md"
+        return
+    for included in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.M):
+        beside = (Path(path).parent / included).as_posix()
+        if (root / included).is_file():
+            fault = rules.fault(path, included)
+        elif path.startswith("tools/") and (root / beside).is_file():
+            fault = None
+        else:
+            fault = f"{included} is not a path from the root"
+        if fault:
+            yield fault
+    for included in re.findall(r"^\s*#\s*include\s*<([^>]+)>", text, re.M):
+        if fault := rules.library_fault(path, included):
+            yield fault
+
+
+def main():
+    root, clang_format = Path(sys.argv[1]), sys.argv[2]
+    rules = Rules(root / "docs/architecture.md")
+    paths = sorted(path.relative_to(root).as_posix() for folder in FOLDERS
+                   for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp"))
+    faults = [f"{path}: {fault}" for path in paths for fault in check(root, path, rules)]
+    print(f"{len(paths)} files, {len(faults)} faults", *faults, sep="\n", flush=True)
+    format_run = subprocess.run([clang_format, "--dry-run", "-Werror", *paths], cwd=root,
+                                check=False)
+    return 1 if faults or format_run.returncode else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
