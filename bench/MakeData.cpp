@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// Writes what the benchmarks read, always the same: the list and its keys as lines, and the list as
+// a cdb table, an SQLite table, and the source of a cdb table as postmap reads it.
+#include "bench/BenchData.h"
+
+#include <cdb.h>
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <sqlite3.h>
+#include <unistd.h>
+#include <unordered_set>
+
+namespace {
+
+void WriteFile(const std::string& name, const std::vector<std::string>& lines, const char* end) {
+    std::ofstream file(DataFile(name));
+    for (const std::string& line : lines)
+        file << line << end;
+    if (!file.flush())
+        Fail("cannot write " + DataFile(name));
+}
+
+void WriteCdb(const std::vector<std::string>& list) {
+    const int fd = ::open(DataFile("list.tinycdb").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0666);
+    struct cdb_make maker;
+    if (fd < 0 || cdb_make_start(&maker, fd) != 0)
+        Fail("cannot make " + DataFile("list.tinycdb"));
+    for (const std::string& text : list)
+        cdb_make_add(&maker, text.data(), static_cast<unsigned>(text.size()), "", 0);
+    if (cdb_make_finish(&maker) != 0 || ::close(fd) != 0)
+        Fail("cannot write " + DataFile("list.tinycdb"));
+}
+
+void WriteSqlite(const std::vector<std::string>& list) {
+    const std::string name = DataFile("list.sqlite");
+    std::remove(name.c_str());
+    sqlite3* db = nullptr;
+    sqlite3_stmt* insert = nullptr;
+    if (sqlite3_open(name.c_str(), &db) != SQLITE_OK ||
+        sqlite3_exec(db, "CREATE TABLE list (key TEXT PRIMARY KEY) WITHOUT ROWID; BEGIN", nullptr,
+                     nullptr, nullptr) != SQLITE_OK ||
+        sqlite3_prepare_v2(db, "INSERT INTO list VALUES (?)", -1, &insert, nullptr) != SQLITE_OK)
+        Fail("cannot make " + name);
+    for (const std::string& text : list) {
+        sqlite3_bind_text(insert, 1, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+        if (sqlite3_step(insert) != SQLITE_DONE)
+            Fail("cannot write " + name);
+        sqlite3_reset(insert);
+    }
+    sqlite3_finalize(insert);
+    if (sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+        Fail("cannot write " + name);
+    sqlite3_close(db);
+}
+
+} // namespace
+
+int main() {
+    AddressSource addresses(1);
+    std::unordered_set<std::string> seen;
+    const auto next_new = [&] {
+        for (;;)
+            if (const auto [text, is_new] = seen.insert(addresses.Next()); is_new)
+                return *text;
+    };
+    std::vector<std::string> list;
+    std::size_t bytes = 0;
+    while (list.size() < LIST_SIZE)
+        bytes += list.emplace_back(next_new()).size();
+
+    Random random(2);
+    std::vector<std::string> keys, keys_with_truth;
+    while (keys.size() < LIST_SIZE) {
+        const bool hit = random.Percent(50);
+        keys.push_back(hit ? list[random.Below(LIST_SIZE)] : next_new());
+        keys_with_truth.push_back((hit ? "1 " : "0 ") + keys.back());
+    }
+
+    WriteFile("list", list, "\n");
+    WriteFile("list.postmap", list, " x\n");
+    WriteFile("keys", keys, "\n");
+    WriteFile("keys-with-truth", keys_with_truth, "\n");
+    WriteCdb(list);
+    WriteSqlite(list);
+    std::printf("%zu addresses of %.1f bytes on average\n", list.size(),
+                static_cast<double>(bytes) / static_cast<double>(LIST_SIZE));
+    return 0;
+}

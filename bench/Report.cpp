@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Reads the JSON that the benchmark programs wrote and prints one table of ratios.
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// What the rounds of one benchmark measured.
+struct Figures {
+    std::vector<double> nanoseconds; ///< of one item, or of one whole run where it has no items
+    std::map<std::string, double> counters;
+
+    double Median() const {
+        std::vector<double> sorted = nanoseconds;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted.empty() ? std::nan("") : sorted[sorted.size() / 2];
+    }
+    double Best() const {
+        const auto best = std::min_element(nanoseconds.begin(), nanoseconds.end());
+        return best == nanoseconds.end() ? std::nan("") : *best;
+    }
+};
+
+using Results = std::map<std::string, Figures>;
+
+/// "case/absl/500000/iterations:1" is "case/absl", with the threads where there are some.
+std::string ShortName(const std::string& name) {
+    const std::size_t end = name.find('/', name.find('/') + 1);
+    const std::size_t threads = name.find("/threads:");
+    return name.substr(0, end) + (threads == std::string::npos ? "" : name.substr(threads));
+}
+
+bool ReadResults(const char* file_name, Results& results) {
+    const nlohmann::json document = nlohmann::json::parse(std::ifstream(file_name));
+    bool good = true;
+    for (const auto& run : document.at("benchmarks")) {
+        const std::string name = run.at("name");
+        if (run.contains("error_occurred")) {
+            std::printf("%s: %s\n", name.c_str(),
+                        run.at("error_message").get<std::string>().c_str());
+            good = false;
+            continue;
+        }
+        if (run.at("run_type") != "iteration")
+            continue;
+        Figures& figures = results[ShortName(name)];
+        // Processor time is less shaken by other programs; threads and programs need the clock.
+        const bool real = name.find("/real_time") != std::string::npos;
+        const double time = run.at(real ? "real_time" : "cpu_time");
+        const double items = run.value("items_per_second", 0.0);
+        figures.nanoseconds.push_back(items > 0 ? 1e9 / items : time);
+        for (const char* counter : {"case", "nocase", "vector"})
+            if (run.contains(counter))
+                figures.counters[counter] = run.at(counter);
+    }
+    return good;
+}
+
+void Heading(const char* heading, const char* ours = "kwlookup", const char* other = "other") {
+    std::printf("\n%-62s %9s %9s %8s  aim\n", heading, ours, other, "ratio");
+}
+
+enum class Aim { AtLeast, AtMost, None };
+
+/// A row of two figures and their ratio; none where one of them was not measured.
+void Row(const char* what, double ours, double other, double ratio, Aim aim = Aim::None,
+         double bound = 0) {
+    if (std::isnan(ratio)) {
+        std::printf("%-62s left out\n", what);
+        return;
+    }
+    std::printf("%-62s %9.4g %9.4g %8.2f", what, ours, other, ratio);
+    if (aim != Aim::None) {
+        const bool held = aim == Aim::AtLeast ? ratio >= bound : ratio <= bound;
+        std::printf("  %s %g%s", aim == Aim::AtLeast ? ">=" : "<=", bound, held ? "" : "  MISSED");
+    }
+    std::printf("\n");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Results results;
+    bool good = true;
+    for (int i = 1; i < argc; ++i)
+        good = ReadResults(argv[i], results) && good;
+
+    /// How many times as long as ours the other takes, in units of so many nanoseconds.
+    const auto against = [&](const char* what, const char* ours, const char* other, double unit,
+                             Aim aim = Aim::None, double bound = 0) {
+        const double our_time = results[ours].Median() / unit;
+        const double other_time = results[other].Median() / unit;
+        Row(what, our_time, other_time, other_time / our_time, aim, bound);
+    };
+
+    Heading("exact search with regard to case, ns");
+    const char* ours = "case/kwlookup";
+    against("textbook std::lower_bound", ours, "case/lower_bound", 1, Aim::AtLeast, 14);
+    against("absl::flat_hash_set", ours, "case/absl", 1, Aim::AtLeast, 1);
+    against("std::unordered_set", ours, "case/unordered_set", 1);
+    against("tinycdb, by mmap", ours, "case/cdb", 1);
+    against("SQLite, prepared, by mmap", ours, "case/sqlite", 1);
+
+    Heading("exact search without regard to case, ns");
+    ours = "nocase/kwlookup";
+    against("textbook std::lower_bound, a std::locale for each character", ours,
+            "nocase/lower_bound_locale", 1, Aim::AtLeast, 25);
+    against("absl::flat_hash_set asked for an upper-cased copy", ours, "nocase/absl_upper_copy", 1,
+            Aim::AtLeast, 1);
+    against("std::lower_bound, a 256-byte table made once a search", ours,
+            "nocase/lower_bound_table", 1);
+
+    Heading("loading 1,000,000 lines, ms");
+    against("std::getline and boost::trim", "load/kwlookup", "load/getline_trim", 1e6, Aim::AtLeast,
+            1.8);
+
+    Heading("splitting a list of 100,000 items, ms");
+    against("a loop that appends characters, plain items", "split_plain/kwlookup",
+            "split_plain/char_loop", 1e6, Aim::AtLeast, 1.8);
+    against("the same, 10 % quoted, 1 % escaped", "split_10_1/kwlookup", "split_10_1/char_loop",
+            1e6, Aim::AtLeast, 1.8);
+    against("the same, 40 % quoted, 20 % escaped", "split_40_20/kwlookup", "split_40_20/char_loop",
+            1e6, Aim::AtLeast, 1.8);
+
+    Heading("whole programs, 1,000,000 keys in a list of 1,000,000, s");
+    against("postmap -q - cdb:LIST, the table made before", "process/kwlookup",
+            "process/postmap_cdb", 1e9, Aim::AtLeast, 1);
+
+    Heading("two threads, million searches a second, best round", "two", "one");
+    const double two = 1e3 / results["threads/kwlookup/threads:2"].Best();
+    const double one = 1e3 / results["threads/kwlookup/threads:1"].Best();
+    Row("exact search with regard to case", two, one, two / one, Aim::AtLeast, 1.8);
+
+    Heading("splitting is linear, ms", "200,000", "100,000");
+    const double twice = results["split_10_1_twice_as_long/kwlookup"].Median() / 1e6;
+    const double once = results["split_10_1/kwlookup"].Median() / 1e6;
+    Row("10 % quoted, 1 % escaped", twice, once, twice / once, Aim::AtMost, 2.3);
+
+    Heading("what the sort adds to a string of the list, bytes", "kwlookup", "vector");
+    const double vector = results["bytes/kwlookup"].counters["vector"];
+    for (const char* order : {"case", "nocase"}) {
+        const double added = results["bytes/kwlookup"].counters[order];
+        std::printf("%-62s %9.4g %9.4g %8.2f  <= 16 bytes%s\n", order, added, vector,
+                    added / vector, added <= 16 ? "" : "  MISSED");
+    }
+    return good ? 0 : 1;
+}
