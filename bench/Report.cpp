@@ -56,7 +56,7 @@ bool ReadResults(const char* file_name, Results& results) {
         const double time = run.at(real ? "real_time" : "cpu_time");
         const double items = run.value("items_per_second", 0.0);
         figures.nanoseconds.push_back(items > 0 ? 1e9 / items : time);
-        for (const char* counter : {"case", "nocase", "vector"})
+        for (const char* counter : {"case", "nocase", "vector", "kwlookup", "loop"})
             if (run.contains(counter))
                 figures.counters[counter] = run.at(counter);
     }
@@ -117,6 +117,9 @@ int main(int argc, char** argv) {
     against("std::lower_bound, a 256-byte table made once a search", ours,
             "nocase/lower_bound_table", 1);
 
+    Heading("a list of 1,000,000 domains, sub-domains allowed, ns");
+    against("a walk over the list", "domains/kwlookup", "domains/walk", 1, Aim::AtLeast, 5000);
+
     Heading("loading 1,000,000 lines, ms");
     against("std::getline and boost::trim", "load/kwlookup", "load/getline_trim", 1e6, Aim::AtLeast,
             1.8);
@@ -150,5 +153,21 @@ int main(int argc, char** argv) {
         std::printf("%-62s %9.4g %9.4g %8.2f  <= 16 bytes%s\n", order, added, vector,
                     added / vector, added <= 16 ? "" : "  MISSED");
     }
+
+    Heading("pattern files against one address, ns");
+    against("a loop of PCRE2 with JIT, 10 patterns", "patterns10/kwlookup", "patterns10/loop", 1);
+    against("a loop of PCRE2 with JIT, 1,000 patterns", "patterns1000/kwlookup",
+            "patterns1000/loop", 1);
+    against("a loop of PCRE2 with JIT, 10,000 patterns", "patterns10000/kwlookup",
+            "patterns10000/loop", 1, Aim::AtLeast, 150);
+
+    Heading("loading 10,000 patterns, ms, and the memory they take, MB", "kwlookup", "loop");
+    const double load = results["load_patterns/kwlookup"].Median() / 1e6;
+    const double compile = results["load_patterns/loop"].Median() / 1e6;
+    Row("time, machine code on first use and of all at once", load, compile, load / compile,
+        Aim::AtMost, 3);
+    const double bytes = results["bytes_patterns/kwlookup"].counters["kwlookup"] / 1e6;
+    const double loop_bytes = results["bytes_patterns/kwlookup"].counters["loop"] / 1e6;
+    Row("memory", bytes, loop_bytes, bytes / loop_bytes);
     return good ? 0 : 1;
 }
