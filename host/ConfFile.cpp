@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <ini.h>
 #include <mutex>
@@ -124,9 +123,9 @@ private:
         }
         m_line = line;
         m_taken = false;
-        std::memcpy(buffer, line.data(), line.size());
-        buffer[line.size()] = '\n';
-        buffer[line.size() + 1] = '\0';
+        char* const end = std::copy(line.begin(), line.end(), buffer);
+        end[0] = '\n';
+        end[1] = '\0';
         return buffer;
     }
 

@@ -7,7 +7,8 @@ list=$1
 nm=$2
 library=$3
 
-symbols=$("$nm" -DC --defined-only "$library")
+# The version goes first: not every c++filt reads a name with one.
+symbols=$("$nm" -D --defined-only "$library" | sed 's/@@.*//' | c++filt)
 strangers=$(printf '%s\n' "$symbols" | awk -v list="$list" '
     BEGIN {
         while ((getline line < list) > 0)
@@ -16,10 +17,9 @@ strangers=$(printf '%s\n' "$symbols" | awk -v list="$list" '
     }
     $2 == "A" { next }  # the name of the version
     {
-        # The class: without address, version, arguments, result, "typeinfo for" and the like, and
+        # The class: without address, arguments, result, "typeinfo for" and the like, and
         # the name of the member.
         name = $0
-        sub(/@@.*/, "", name)
         sub(/[([].*/, "", name)
         sub(/.* /, "", name)
         sub(/-in-.*/, "", name)

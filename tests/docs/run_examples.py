@@ -63,7 +63,8 @@ def main():
             if printed != expected:
                 faults.append(f"{page}:{number}: $ {command}prints\n{printed}instead of\n{expected}")
 
-    code = [path.read_text(encoding="utf-8") for path in (root / "examples").rglob("*.cpp")]
+    code = [path.read_text(encoding="utf-8") for path in (root / "examples").rglob("*.[ch]*")
+            if path.suffix in (".cpp", ".h")]
     for number, block in blocks(text, "cpp"):
         if not any(block in source for source in code):
             faults.append(f"{page}:{number}: this code is in no file of examples/")

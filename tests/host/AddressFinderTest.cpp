@@ -252,16 +252,16 @@ TEST(AddressFinder, TheFirstResultStaysUntilItIsCleared) {
 
 /// What a search through a holder gives.
 struct Found {
-    bool found;
+    bool matches;
     std::string res;
     std::string matched;
 
     bool operator==(const Found& other) const {
-        return found == other.found && res == other.res && matched == other.matched;
+        return matches == other.matches && res == other.res && matched == other.matched;
     }
-    friend std::ostream& operator<<(std::ostream& out, const Found& found) {
-        return out << (found.found ? "found" : "not found") << " [" << found.res << "] ["
-                   << found.matched << "]";
+    friend std::ostream& operator<<(std::ostream& out, const Found& answer) {
+        return out << (answer.matches ? "found" : "not found") << " [" << answer.res << "] ["
+                   << answer.matched << "]";
     }
 };
 
@@ -275,7 +275,7 @@ protected:
         EXPECT_TRUE(RecordingLog::Lines().empty());
         const AddressFinder finder(text);
         Found found{};
-        found.found = holder.Find(finder, &found.res, 0, &found.matched);
+        found.matches = holder.Find(finder, &found.res, 0, &found.matched);
         EXPECT_EQ(finder.GetRes(), "") << "each item clears the result that it took";
         return found;
     }

@@ -4,13 +4,18 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace {
+
+/// How long a program that is talked to may take for an answer.
+constexpr int PATIENCE_MS = 60000;
 
 void Check(bool good, const char* what, int error = errno) {
     if (!good)
@@ -134,6 +139,15 @@ void RunningProgram::Write(const std::string& text) {
 bool RunningProgram::ReadMore() {
     m_read.erase(0, m_given);
     m_given = 0;
+    pollfd readable = {m_output.Get(), POLLIN, 0};
+    int ready;
+    do
+        ready = ::poll(&readable, 1, PATIENCE_MS);
+    while (ready < 0 && errno == EINTR);
+    Check(ready >= 0, "poll");
+    if (ready == 0)
+        throw std::runtime_error("the program is silent; on standard error it said: " +
+                                 Content(m_error));
     char block[4096];
     ssize_t got;
     do

@@ -36,7 +36,8 @@ public:
     /// Writes to its standard input. Throws std::system_error.
     void Write(const std::string& text);
 
-    /// Waits for the next line that it prints; empty at the end.
+    /// Waits for the next line that it prints; empty at the end. Throws std::runtime_error when the
+    /// program is silent for a minute.
     std::string ReadLine();
 
     void CloseInput() { m_input = FileDescriptor(); }

@@ -7,8 +7,9 @@
 #include <utility>
 #include <vector>
 
-/// The environment of the tool: it finds the test's plug-in, and nobody else's.
-inline const std::vector<std::string> TOOL_ENVIRONMENT = {"LD_LIBRARY_PATH=" TOOL_PLUGIN_DIR};
+/// The environment of the tool: it finds the test's plug-in, and after it the real ones.
+inline const std::vector<std::string> TOOL_ENVIRONMENT = {"LD_LIBRARY_PATH=" TOOL_PLUGIN_DIR
+                                                          ":" PLUGIN_DIR};
 
 inline std::vector<std::string> ToolArguments(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), KWLOOKUP_TOOL);
