@@ -143,6 +143,8 @@ private:
             return;
         }
         const std::string section = m_line.substr(1, end - 1);
+        if (end + 1 != m_line.size())
+            AddError("something follows the name of the section");
         if (section.size() > SECTION_NAME_BYTES)
             AddError("the name of the section is too long");
         Section& entry = m_file.m_sections[section];

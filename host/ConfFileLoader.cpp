@@ -63,6 +63,20 @@ private:
     std::vector<Variable> m_variables;
 };
 
+/// `text` with stars for what the secret settings say.
+std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting>& settings) {
+    for (const ConfFile::Setting& setting : settings) {
+        std::string secret = setting.secret ? setting.value : std::string();
+        // The variable may have the text without its quotes.
+        ConfParser::TrimString(secret);
+        if (secret.empty())
+            continue;
+        for (std::size_t at = 0; (at = text.find(secret, at)) != std::string::npos; at += 3)
+            text.replace(at, secret.size(), "***");
+    }
+    return text;
+}
+
 void TellError(const LogClass& log, const std::string& text) {
     if (log.isErrorEnabled())
         LogText(log, log4cxx::Level::LEVEL_ERROR, text);
@@ -83,8 +97,8 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     bool good = true;
     const auto found = m_file.Sections().find(section);
     static const std::vector<ConfFile::Setting> none;
-    for (const ConfFile::Setting& setting :
-         found == m_file.Sections().end() ? none : found->second.settings) {
+    const auto& settings = found == m_file.Sections().end() ? none : found->second.settings;
+    for (const ConfFile::Setting& setting : settings) {
         const std::string name = section + "/" + setting.key;
         const char* wrong = !parser->Knows(name)          ? "unknown key '"
                             : !parser->Set(name, setting) ? "bad value for '"
@@ -99,7 +113,8 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     try {
         holder->PostInit();
     } catch (const std::exception& error) {
-        TellError(log, m_file.Name() + ": [" + section + "]: " + error.what());
+        TellError(log,
+                  m_file.Name() + ": [" + section + "]: " + WithoutSecrets(error.what(), settings));
         return false;
     }
     return true;

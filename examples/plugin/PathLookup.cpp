@@ -22,8 +22,8 @@ std::shared_ptr<PathConfig>& Current() {
 void AppendName(const char* begin, const char* end, std::string& out, int flags) {
     std::string piece;
     KwLookupWithConfig::AssignValue(begin, end, piece, flags);
-    const bool dots = piece == "." || piece == "..";
-    if (dots || piece.find('/') != std::string::npos || piece.find('\0') != std::string::npos)
+    const bool no_name = piece.empty() || piece == "." || piece == "..";
+    if (no_name || piece.find('/') != std::string::npos || piece.find('\0') != std::string::npos)
         throw std::invalid_argument("this text names no file");
     out += piece;
 }

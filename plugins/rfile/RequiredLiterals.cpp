@@ -136,6 +136,10 @@ private:
             if (!number || Peek(size) != '}')
                 return false;
             ++size;
+            // With a zero in front RE2 takes it for literal text.
+            for (std::size_t i = 1; i + 1 < size; ++i)
+                if (!IsDigit(Peek(i - 1)) && Peek(i) == '0' && IsDigit(Peek(i + 1)))
+                    return false;
         }
         m_output += m_rest.substr(0, size);
         m_rest.remove_prefix(size);

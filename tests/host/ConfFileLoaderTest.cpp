@@ -36,6 +36,8 @@ public:
         ++post_inits;
         if (port == 13)
             throw std::invalid_argument("port 13 is not lucky");
+        if (base == password)
+            throw std::invalid_argument("Base [" + base + "] is " + password);
     }
 
     int port = -1;
@@ -119,6 +121,10 @@ TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
     EXPECT_FALSE(Load("[lookup_ldap]\nPort.file = " + secret + "\n"));
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: bad value for 'Port' in [lookup_ldap]"));
+    EXPECT_FALSE(Load("[lookup_ldap]\nPassword.file = " + secret + "\nBase.file = " + secret));
+    EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ": [lookup_ldap]: Base [***] is ***");
+    m_dir.Write("secret", "\"hunter2\"\n");
+    EXPECT_FALSE(Load("[lookup_ldap]\nPassword = hunter2\nBase.file = " + secret));
     const auto lines = RecordingLog::Lines();
     EXPECT_FALSE(lines.empty());
     for (const auto& line : lines)

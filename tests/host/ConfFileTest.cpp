@@ -98,14 +98,17 @@ TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
                                "[open\n"
                                "A = 1\n"
                                "more nonsense\n" +
-                               std::string("N = a\0b\n", 8) + "[" + std::string(60, 'x') + "]\n");
+                               std::string("N = a\0b\n", 8) + "[" + std::string(60, 'x') +
+                               "]\n[t] B = 1\n[u] # no\n");
     EXPECT_THAT(file.Errors(),
                 ElementsAre(m_name + ":1: the setting stands in no section",
                             m_name + ":3: neither a section, nor a setting, nor a comment",
                             m_name + ":4: neither a section, nor a setting, nor a comment",
                             m_name + ":6: neither a section, nor a setting, nor a comment",
                             m_name + ":7: the line holds a NUL byte",
-                            m_name + ":8: the name of the section is too long"));
+                            m_name + ":8: the name of the section is too long",
+                            m_name + ":9: something follows the name of the section",
+                            m_name + ":10: something follows the name of the section"));
     EXPECT_THAT(Shown(file, "s"), ElementsAre("5 A=1"));
 }
 

@@ -169,14 +169,15 @@ private:
     }
 
     std::string Repetition(const std::string& item, std::string& sample) {
-        static const char* const quantifiers[] = {"*", "+", "?", "{2}", "{0,3}", "{1,}", "{0}"};
+        static const char* const quantifiers[] = {"*",     "+",    "?",   "{2}",
+                                                  "{0,3}", "{1,}", "{0}", "{02}"};
         if (!OneIn(3) || item[0] == '^' || item[0] == '$' || item.substr(0, 2) == "\\b" ||
             item.substr(0, 2) == "\\B" || item.substr(0, 3) == "\\K" || item.substr(0, 2) == "a+" ||
             item.substr(0, 3) == "(?i" || item.substr(0, 3) == "(?#")
             return std::string();
         // Of a literal only the last byte is repeated.
         std::string quantifier = quantifiers[Below(std::size(quantifiers))];
-        if (quantifier == "{2}" && !sample.empty())
+        if ((quantifier == "{2}" || quantifier == "{02}") && !sample.empty())
             sample += item.back() == ')' || item.back() == ']' ? sample
                                                                : sample.substr(sample.size() - 1);
         if (OneIn(4))
@@ -309,7 +310,8 @@ TEST(RequiredLiteralsTest, AreNoneWhereNothingIsSure) {
          {"",           "ab",           "a.b.c",     ".*",        "abc|",     "(?:abc)?",
           "(abc|de)*",  "[0-9]+@",      "(?i)abc",   "abc++",     "(?>abc)",  "(?=abc)abc",
           "\\Qabc\\E",  "(*COMMIT)abc", "abc\\141",  "abc{2}{3}", "abc\\1()", "a{,3}bcd",
-          "(?P<n>abc)", "abc(?#x)",     "\\x{61}bc", "[[.a.]]",   "ab\\Ecd",  "\\pLabc"})
+          "(?P<n>abc)", "abc(?#x)",     "\\x{61}bc", "[[.a.]]",   "ab\\Ecd",  "\\pLabc",
+          "abca{02}",   "abca{0,02}",   "abca{00}"})
         EXPECT_EQ(RequiredLiterals(pattern).size(), 0u) << pattern;
 }
 

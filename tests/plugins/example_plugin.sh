@@ -25,6 +25,7 @@ expect 0 'jdoe@corp.example: found here' \
     "path:SkipDomains=|Result=here|$dir/mail/\$d/\$u" jdoe@corp.example
 expect 75 '*ask: this text names no file' "path:$dir/mail/\$d/\$u" ../../outside@corp.lan
 expect 75 '*ask: this text names no file' "path:$dir/mail/\$d/\$u" 'outside@..'
+expect 75 '*ask: this text names no file' "path:$dir/mail/\$d/\$u" '@corp.lan'
 expect 0 $'*lookup_path: this text names no file\n../x@corp.lan: not found' \
     "path:OnError=ignore|$dir/mail/\$d/\$u" ../x@corp.lan
 expect 75 '*wrong empty*Errors in lookups/storage. See above.' 'path:' jdoe@corp.lan

@@ -103,6 +103,18 @@ TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
                              ":8: [regex]: no plug-in type has this section"})
         EXPECT_THAT(result.err, HasSubstr(m_conf + part));
 
+    const std::string bad_list = "SkipDomains = a.lan, file:/no/such/file\n";
+    Write("kw.conf", "[lookup_regex]\n" + bad_list);
+    const ProgramResult bad_domains = RunTool({"--config", m_conf, "check"});
+    EXPECT_EQ(bad_domains.status, BAD_LIST);
+    EXPECT_EQ(bad_domains.out, m_conf + ": 1 section, 1 error\n");
+    for (const char* part :
+         {"Can not load file '/no/such/file'", ":1: [lookup_regex]: a list in it has errors"})
+        EXPECT_THAT(bad_domains.err, HasSubstr(part));
+    Write("kw.conf", "[lookup_regex]\n" + bad_list + "Bad = 1\n[lookup_rfile]\n");
+    EXPECT_EQ(RunTool({"--config", m_conf, "check"}).out, m_conf + ": 2 sections, 1 error\n")
+        << "the section after it is good";
+
     Write("kw.conf", "[lookup_regex]\nOnError = exception\n");
     EXPECT_EQ(RunTool({"--config", m_conf, "check"}),
               (ProgramResult{FOUND, m_conf + ": 1 section, 0 errors\n", ""}));

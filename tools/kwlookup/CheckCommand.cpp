@@ -35,16 +35,32 @@ void LoadSection(const std::string& section, const LogClass& log) {
         KwObjectHolder::LoadConfig(type, object.get(), log);
 }
 
+/// True when items of lists failed since the last call; which ones has been told.
+bool ListsFailed() {
+    try {
+        KwObjectHolder::AfterReload(LogClass(""));
+        return false;
+    } catch (const std::domain_error&) {
+        return true;
+    }
+}
+
 bool CheckConfiguration(const Configuration& configuration, const LogClass& log) {
     std::size_t failed = 0;
     const ConfFile& file = configuration.File();
     for (const auto& [name, section] : file.Sections()) {
+        std::string reason;
         try {
             LoadSection(name, log);
         } catch (const std::exception& error) {
-            TellError(log, file.Place(section.line) + "[" + name + "]: " + error.what());
-            ++failed;
+            reason = error.what();
         }
+        if (ListsFailed() && reason.empty())
+            reason = "a list in it has errors";
+        if (reason.empty())
+            continue;
+        TellError(log, file.Place(section.line) + "[" + name + "]: " + reason);
+        ++failed;
     }
     std::cout << file.Name() << ": " << Count(file.Sections().size(), "section") << ", "
               << Count(failed, "error") << std::endl;

@@ -280,6 +280,27 @@ TEST_F(SharedConf, TellsWhatIsWrongWithASetting) {
     }
 }
 
+/// A configuration with a parameter whose name is not ASCII.
+class FeeConf : public TestConf {
+public:
+    using TestConf::TestConf;
+    std::vector<params_t> GetParams() const override {
+        return {Param("Geb\xdchr", &fee, IfConfParser::VT_INT)};
+    }
+    int fee = 0;
+};
+
+TEST_F(SharedConf, ParserAndTableMayDisagreeOnLetterCase) {
+    const GlobalLocale locale(TestBytes::Latin1().Locale());
+    FeeConf conf("ldap", &wide);
+    EXPECT_EQ(LoadLocal(conf, {"GEB\xdcHR=1"}), "");
+    EXPECT_EQ(LoadLocal(conf, {" geb\xfchr = 2"}),
+              "error in ldap param parse (2) : ' geb\xfchr = 2'")
+        << "the parser folds by the global locale, the table does not";
+    EXPECT_EQ(conf.fee, 2);
+    EXPECT_EQ(conf.post_inits, 1);
+}
+
 TEST_F(SharedConf, FailingSettingLeavesTheEarlierOnesApplied) {
     EXPECT_NE(LoadLocal(local, {"Host=a", "Port=7", "Port=x", "Host=b", "OnError=exception"}), "");
     EXPECT_EQ(local.host, "a");

@@ -348,6 +348,13 @@ TEST_F(WithConfig, SkipsListedDomainsAndNotTheirSubDomains) {
     EXPECT_FALSE(IsSkipped(""));
 }
 
+TEST_F(WithConfig, AnEmptyDomainPartIsNotLookedFor) {
+    Configure({{"SkipDomains", "corp.lan,,home.lan"}});
+    EXPECT_TRUE(IsSkipped("", FIND_DOMAIN)) << "the list has an empty entry";
+    for (const char* text : {"jdoe@", "<jdoe@>", "@", ""})
+        EXPECT_FALSE(IsSkipped(text)) << text;
+}
+
 TEST_F(WithConfig, LocalListReplacesTheTypeWideOne) {
     Configure({{"SkipDomains", "corp.lan"}});
     lookup.Init("SkipDomains=home.lan|x");
