@@ -31,17 +31,15 @@ kwlookup_public_headers(kwlookup
   lookup/KwLookupFinder.h
   lookup/KwLookupHolder.h
   lookup/builtin/KwDomainsLookup.h
-  lookup/builtin/KwDomainsLookup.h
   lookup/builtin/KwFileLookup.h
   lookup/builtin/KwStrLookup.h
   lookup/builtin/KwVectorStrLookup.h
   lookup/config/KwLookupAndStorageWithConfig.h
   lookup/config/KwLookupSharedConf.h
   lookup/config/KwLookupWithConfig.h
-  lookup/config/KwLookupAndStorageWithConfig.h
-  lookup/config/KwLookupSharedConf.h
-  lookup/config/KwLookupWithConfig.h
-  objects/KwObjectHolder.h)
+  objects/KwObjectHolder.h
+  sql/KwSQLParser.h
+  sql/Utf8String.h)
 
 kwlookup_public_headers(kwhost
   host/AddressFinder.h

@@ -7,6 +7,7 @@
 #include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/KwFileLookup.h"
 #include "lookup/builtin/KwStrLookup.h"
+#include "sql/KwSQLParser.h"
 #include "support/RecordingLog.h"
 #include "support/TextFinder.h"
 
@@ -60,6 +61,7 @@ TEST(Abi, ClassesAreAbstractAndHaveOneObject) {
     ExpectClass<KwFileLookup>(false, true);
     ExpectClass<IfConfLoader>(true, false);
     ExpectClass<IfConfParser>(true, false);
+    ExpectClass<KwSQLParser>(false, false);
 }
 
 TEST(Abi, BasesAreVirtualOrNot) {

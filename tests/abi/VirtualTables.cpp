@@ -10,6 +10,7 @@
 #include "lookup/builtin/KwFileLookup.h"
 #include "lookup/builtin/KwStrLookup.h"
 #include "lookup/config/KwLookupAndStorageWithConfig.h"
+#include "sql/KwSQLParser.h"
 
 /// Overrides nothing but the destructor, so that its table is that of Class.
 template <typename Class>
@@ -41,3 +42,4 @@ template struct Probe<ConfParser>;
 template struct Probe<KwLookupSharedConf>;
 template struct Probe<KwLookupWithConfig>;
 template struct Probe<KwLookupAndStorageWithConfig>;
+template struct Probe<KwSQLParser>;
