@@ -14,6 +14,7 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -35,23 +36,25 @@ FileDescriptor Open(const std::string& file_name) {
 
 /// About how many records the file holds, judged from samples, so that the list need not grow while
 /// it is filled. Does not move the file's position, which not every file can take back.
-std::size_t EstimateRecords(int fd, off_t size) {
+std::size_t EstimateRecords(int fd, off_t size, const LocaleBytes& bytes) {
     constexpr off_t SAMPLES = 16;
     std::vector<char> sample(8 * 1024);
-    std::size_t bytes = 0, lines = 0;
+    std::size_t sampled = 0, records = 0;
     for (off_t i = 0; i < SAMPLES; ++i) {
         const ssize_t got = ::pread(fd, sample.data(), sample.size(), size / SAMPLES * i);
         if (got <= 0)
             return 0;
-        bytes += static_cast<std::size_t>(got);
-        lines += static_cast<std::size_t>(std::count(sample.data(), sample.data() + got, '\n'));
+        sampled += static_cast<std::size_t>(got);
+        const char* line = sample.data();
+        const char* const sample_end = line + got;
+        for (const char* stop; (stop = std::find(line, sample_end, '\n')) != sample_end;) {
+            const char* begin = std::exchange(line, stop + 1);
+            bytes.Trim(begin, stop);
+            records += begin != stop;
+        }
     }
-    // Where most lines can only be blank ones, their number says nothing about the records.
-    constexpr std::size_t FEWEST_BYTES_A_LINE = 4;
-    if (lines * FEWEST_BYTES_A_LINE > bytes)
-        return 0;
-    const double lines_a_byte = static_cast<double>(lines) / static_cast<double>(bytes);
-    return static_cast<std::size_t>(lines_a_byte * static_cast<double>(size) * 1.03) + 1;
+    const double records_a_byte = static_cast<double>(records) / static_cast<double>(sampled);
+    return static_cast<std::size_t>(records_a_byte * static_cast<double>(size) * 1.03) + 1;
 }
 
 } // namespace
@@ -68,10 +71,10 @@ void KwFileLookup::Init(const std::string& file_name) {
     if (S_ISDIR(status.st_mode))
         throw CanNotLoad(file_name, EISDIR);
 
+    const LocaleBytes& bytes = LocaleBytes::Current();
     std::vector<std::string> records;
     if (S_ISREG(status.st_mode))
-        records.reserve(EstimateRecords(file.Get(), status.st_size));
-    const LocaleBytes& bytes = LocaleBytes::Current();
+        records.reserve(EstimateRecords(file.Get(), status.st_size, bytes));
     LineReader lines(file.Get());
     for (std::string_view line; lines.Next(line);) {
         const char* begin = line.data();

@@ -189,6 +189,8 @@ SortedStrings::SortedStrings(const std::vector<std::string>& strings)
     : m_strings(strings), m_nocase(false) {
     if (IsAscii(m_strings))
         BuildIndex();
+    else
+        Order(); // every search needs it
 }
 
 SortedStrings::SortedStrings(const std::vector<std::string>& strings, const LocaleBytes& bytes)

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -29,6 +30,7 @@ struct Notes {
     std::string description;
     const LogClass* log = nullptr;
     bool fails = false;
+    std::function<void()> on_search;
 
     int searches = 0;
     int flags = -1;
@@ -56,6 +58,8 @@ public:
         m_notes.flags = flags;
         m_notes.res_before = res ? *res : "no string";
         m_notes.matched_pointer = matched;
+        if (m_notes.on_search)
+            m_notes.on_search();
         if (m_notes.fails)
             throw std::runtime_error("no answer");
         if (m_notes.answer && matched && !m_notes.matched.empty())
@@ -140,6 +144,20 @@ TEST_F(LookupHolder, StopsAtTheFirstMatchWithoutAResultString) {
     EXPECT_EQ(a.res_before, "") << "a lookup always gets a result string";
     EXPECT_EQ(b.searches, 1);
     EXPECT_EQ(c.searches, 0);
+}
+
+TEST_F(LookupHolder, AsksTheLookupsThatItHadWhenTheSearchBegan) {
+    a.on_search = [this, added = false]() mutable {
+        if (!added)
+            Add("b", b);
+        added = true;
+    };
+    Add("a", a);
+    std::string res;
+    EXPECT_TRUE(Find(&res, nullptr));
+    EXPECT_EQ(b.searches, 0);
+    EXPECT_TRUE(Find(&res, nullptr));
+    EXPECT_EQ(b.searches, 1);
 }
 
 TEST_F(LookupHolder, FindsNothingWhenNoLookupMatches) {

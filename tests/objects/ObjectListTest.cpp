@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/KwFactory.h"
 #include "lookup/KwLookupHolder.h"
+#include "lookup/builtin/KwStrLookup.h"
 #include "objects/TestPlugins.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
@@ -9,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -24,6 +26,21 @@ constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
 
 KwIfLookup* MakeNothing(const std::string&) {
     return nullptr;
+}
+
+int g_alive = 0;
+int g_most_alive = 0;
+
+class CountedLookup : public KwStrLookup {
+public:
+    explicit CountedLookup(const std::string& text) : KwStrLookup(text) {
+        g_most_alive = std::max(g_most_alive, ++g_alive);
+    }
+    ~CountedLookup() override { --g_alive; }
+};
+
+KwIfLookup* MakeCounted(const std::string& text) {
+    return new CountedLookup(text);
 }
 
 class ObjectList : public ::testing::Test {
@@ -81,6 +98,15 @@ TEST_F(ObjectList, IsReplacedByTheNextOne) {
     holder.Init("nosuch:x");
     EXPECT_TRUE(holder.Empty());
     EXPECT_EQ(holder.GetDescription(), "nosuch:x");
+}
+
+TEST_F(ObjectList, IsDestroyedBeforeTheNextOneIsMade) {
+    KwFactory<KwIfLookup>::Instance().Register("counted", MakeCounted);
+    holder.Init("counted:a, counted:b");
+    holder.Init("counted:c, counted:d");
+    EXPECT_THAT(Values(holder), ElementsAre("c", "d"));
+    EXPECT_EQ(g_alive, 2);
+    EXPECT_EQ(g_most_alive, 2);
 }
 
 TEST_F(ObjectList, CanBeMadeAgainFromItsDescription) {

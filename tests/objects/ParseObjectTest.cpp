@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "objects/KwObjectHolder.h"
 
+#include "support/TestLocale.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -12,6 +14,15 @@ struct Case {
     std::string type;
     std::string params;
 };
+
+void Check(const Case& c) {
+    SCOPED_TRACE(c.item.substr(0, 40));
+    std::string type = "old type";
+    std::string params = "old params";
+    KwObjectHolder::ParseObject(c.item, type, params);
+    EXPECT_EQ(type, c.type);
+    EXPECT_EQ(params, c.params);
+}
 
 TEST(ParseObject, SplitsTypeAndParams) {
     using namespace std::string_literals;
@@ -49,14 +60,25 @@ TEST(ParseObject, SplitsTypeAndParams) {
         {megabyte + ":" + megabyte, megabyte, megabyte},
         {megabyte, "", megabyte},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.item.substr(0, 40));
-        std::string type = "old type";
-        std::string params = "old params";
-        KwObjectHolder::ParseObject(c.item, type, params);
-        EXPECT_EQ(type, c.type);
-        EXPECT_EQ(params, c.params);
+    for (const Case& c : cases)
+        Check(c);
+}
+
+TEST(ParseObject, FollowsTheGlobalLocale) {
+    Check({"\xc4\xa0:x", "\xc4\xa0", "x"});
+    {
+        TestBytes bytes = TestBytes::Latin1();
+        bytes.space['_'] = true;
+        bytes.space['\t'] = false;
+        bytes.lower['!'] = 'e';
+        const GlobalLocale global(bytes.Locale());
+        Check({"\xc4:X", "\xe4", "X"});
+        Check({"\xc4\xa0:x", "", "\xc4\xa0:x"});
+        Check({"a_b:c", "", "a_b:c"});
+        Check({"a\tb:c", "a\tb", "c"});
+        Check({"VALU!:x", "", "x"});
     }
+    Check({"a_b:c", "a_b", "c"});
 }
 
 } // namespace

@@ -117,6 +117,8 @@ TEST_F(Plugin, FailureIsCollectedAndTheOtherItemsStay) {
                          LoaderMessage("libkw_lookup_absent.so")},
         {"Oracle:x", "Cannot load shared library libkw_lookup_oracle.so because " +
                          LoaderMessage("libkw_lookup_oracle.so")},
+        {"incomplete:x", "Cannot load shared library libkw_lookup_incomplete.so because " +
+                             LoaderMessage("libkw_lookup_incomplete.so")},
         {"odbc:DSN=a:b", "Can`t create odbc:DSN=a:blookup"},
         {"odbc:", "Can`t create odbc:lookup"},
         {"ODBC:X", "Can`t create odbc:Xlookup"},
@@ -149,6 +151,8 @@ TEST_F(Plugin, FailureIsCollectedAndTheOtherItemsStay) {
 TEST_F(Plugin, LoaderSaysWhatIsWrongWithALibrary) {
     EXPECT_THAT(LoaderMessage("libkw_lookup_absent.so"), ::testing::HasSubstr("No such file"));
     EXPECT_THAT(LoaderMessage("libkw_lookup_oracle.so"), ::testing::HasSubstr("ELF"));
+    EXPECT_THAT(LoaderMessage("libkw_lookup_incomplete.so"),
+                ::testing::HasSubstr("undefined symbol"));
 }
 
 TEST_F(Plugin, WithoutACreatorIsNamedWithTheLoadersMessage) {

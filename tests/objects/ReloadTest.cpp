@@ -223,6 +223,21 @@ TEST_F(Reload, LoadsEachRegisteredTypeAgainInOrder) {
     EXPECT_THAT(calls, IsEmpty()) << "the reload has loaded what this needs";
 }
 
+TEST_F(Reload, ObjectGetsTheLogBeforeItsConfigurationIsLoadedAgain) {
+    Fill();
+    const int init_logs = StateOf("first").init_logs;
+    const int inits = StateOf("first").inits;
+    int init_logs_at_the_load = 0;
+    loader->on_call = [&](const std::string& operation) {
+        if (operation == "load lookup_first")
+            init_logs_at_the_load = StateOf("first").init_logs;
+    };
+    EXPECT_EQ(BeforeReload(), "");
+    EXPECT_EQ(init_logs_at_the_load, init_logs + 1);
+    EXPECT_EQ(StateOf("first").init_logs, init_logs + 1);
+    EXPECT_EQ(StateOf("first").inits, inits) << "the throw-away object needs no init data";
+}
+
 TEST_F(Reload, LoadsWithTheLogOfTheObjectWhereItHasOne) {
     Fill();
     StateOf("first").has_own_log = true;
@@ -441,7 +456,13 @@ TEST_F(Reload, ReportTakesNoLock) {
 
 TEST_F(Reload, FirstObjectOfATypeLoadsItsConfiguration) {
     ReloadPluginState& late = StateOf("late");
+    std::vector<int> done_before_the_load;
+    loader->on_call = [&](const std::string& operation) {
+        if (operation == "acquire")
+            done_before_the_load = {late.init_logs, late.inits};
+    };
     holder.Init("late:a");
+    EXPECT_THAT(done_before_the_load, ElementsAre(1, 0)) << "InitLog, the load, Init";
     EXPECT_THAT(calls, ElementsAre("acquire", "prepare", "load lookup_late", "release"));
     EXPECT_EQ(loader->last_log, &holder_log);
     EXPECT_EQ(late.init_logs, 1);

@@ -11,8 +11,8 @@
 namespace {
 
 bool RegisterPluginTypes() {
-    for (const char* type :
-         {"absent", "configured", "foreign", "latecomer", "nested", "shared", "unlogged"})
+    for (const char* type : {"absent", "configured", "foreign", "incomplete", "latecomer", "nested",
+                             "shared", "unlogged"})
         KwFactory<KwIfLookup>::Instance().Register(type, nullptr);
     return true;
 }

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -270,6 +271,30 @@ TEST_F(KwFileLookupTest, LoadsAHundredMegabytesInOneLine) {
 TEST_F(KwFileLookupTest, LoadsManyBlankLines) {
     EXPECT_THAT(Load(std::string(1 << 20, '\n') + "a" + std::string(1 << 20, '\n')),
                 ElementsAre("a"));
+}
+
+/// The most address space that this process ever had, in KiB.
+long PeakAddressSpace() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;)
+        if (word == "VmPeak:") {
+            long size = 0;
+            status >> size;
+            return size;
+        }
+    return -1;
+}
+
+TEST_F(KwFileLookupTest, NeedsNoMemoryForBlankLines) {
+    std::string bytes;
+    for (int i = 0; i < 8 << 20; ++i)
+        bytes += "   \n";
+    const std::string name = m_dir.Write("list", bytes + "a");
+    const long before = PeakAddressSpace();
+    m_list.Init(name);
+    EXPECT_GT(before, 0);
+    EXPECT_LT(PeakAddressSpace(), before + 64 * 1024);
+    EXPECT_THAT(RecordsOf(m_list), ElementsAre("a"));
 }
 
 TEST_F(KwFileLookupTest, LoadsWhatIsNoRegularFile) {
