@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Writes what the benchmarks read, always the same: the list and its keys as lines, and the list as
-// a cdb table, an SQLite table, and the source of a cdb table as postmap reads it.
+// a cdb table, a hash and a btree of Berkeley DB, an SQLite table, and the source of a cdb table as
+// postmap reads it.
 #include "bench/BenchData.h"
 
 #include <cdb.h>
 #include <cstdio>
+#include <db.h>
 #include <fcntl.h>
 #include <fstream>
 #include <sqlite3.h>
@@ -27,9 +29,29 @@ void WriteCdb(const std::vector<std::string>& list) {
     if (fd < 0 || cdb_make_start(&maker, fd) != 0)
         Fail("cannot make " + DataFile("list.tinycdb"));
     for (const std::string& text : list)
-        cdb_make_add(&maker, text.data(), static_cast<unsigned>(text.size()), "", 0);
+        cdb_make_add(&maker, text.data(), static_cast<unsigned>(text.size()), "OK", 2);
     if (cdb_make_finish(&maker) != 0 || ::close(fd) != 0)
         Fail("cannot write " + DataFile("list.tinycdb"));
+}
+
+void WriteBerkeley(const std::string& file, DBTYPE type, const std::vector<std::string>& list) {
+    const std::string name = DataFile(file);
+    DB* db = nullptr;
+    // A cache that holds the whole table, or the random inserts take minutes.
+    if (db_create(&db, nullptr, 0) != 0 || db->set_cachesize(db, 0, 512 << 20, 1) != 0 ||
+        db->open(db, nullptr, name.c_str(), nullptr, type, DB_CREATE | DB_TRUNCATE, 0666) != 0)
+        Fail("cannot make " + name);
+    for (const std::string& text : list) {
+        DBT key = {}, value = {};
+        key.data = const_cast<char*>(text.data());
+        key.size = static_cast<u_int32_t>(text.size());
+        value.data = const_cast<char*>("OK");
+        value.size = 2;
+        if (db->put(db, nullptr, &key, &value, 0) != 0)
+            Fail("cannot write " + name);
+    }
+    if (db->close(db, 0) != 0)
+        Fail("cannot write " + name);
 }
 
 void WriteSqlite(const std::vector<std::string>& list) {
@@ -82,6 +104,8 @@ int main() {
     WriteFile("keys", keys, "\n");
     WriteFile("keys-with-truth", keys_with_truth, "\n");
     WriteCdb(list);
+    WriteBerkeley("list.hash", DB_HASH, list);
+    WriteBerkeley("list.btree", DB_BTREE, list);
     WriteSqlite(list);
     std::printf("%zu addresses of %.1f bytes on average\n", list.size(),
                 static_cast<double>(bytes) / static_cast<double>(LIST_SIZE));

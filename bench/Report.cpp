@@ -169,5 +169,17 @@ int main(int argc, char** argv) {
     const double bytes = results["bytes_patterns/kwlookup"].counters["kwlookup"] / 1e6;
     const double loop_bytes = results["bytes_patterns/kwlookup"].counters["loop"] / 1e6;
     Row("memory", bytes, loop_bytes, bytes / loop_bytes);
+
+    Heading("one search in a database of 1,000,000 records, ns", "kwlookup", "bare");
+    // Here the question is what the road to the library costs.
+    const auto road = [&](const char* what, const std::string& name, double bound) {
+        const double whole = results[name + "/kwlookup"].Median();
+        const double bare = results[name + "/bare"].Median();
+        Row(what, whole, bare, whole / bare, Aim::AtMost, bound);
+    };
+    road("cdb", "cdb", 1.3);
+    road("berkeley, a hash", "hash", 1.3);
+    road("berkeley, a btree", "btree", 1.3);
+    road("sqlite", "sqlite", 1.1);
     return good ? 0 : 1;
 }

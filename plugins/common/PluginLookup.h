@@ -55,6 +55,7 @@ public:
         KwLookupSharedConf* const conf = m_conf;
         try {
             Load(ParseInitData(init_data));
+            m_skips = !m_conf->GetVal<KwDomainsLookup>("SkipDomains").Empty();
         } catch (...) {
             m_local_conf = local_conf;
             m_conf = conf;
@@ -67,7 +68,8 @@ public:
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override {
         try {
-            return !CheckSkipDomains(finder, flags) && Search(TextOf(finder, flags), res, matched);
+            return !(m_skips && CheckSkipDomains(finder, flags)) &&
+                   Search(finder, flags, res, matched);
         } catch (const std::exception& error) {
             if (m_conf->GetOnError())
                 throw;
@@ -83,20 +85,14 @@ protected:
     /// was.
     virtual void Load(const std::string& text) = 0;
 
-    /// Searches `text`; `res` and `matched` may be null. What it throws is a failed search.
-    virtual bool Search(std::string_view text, std::string* res, std::string* matched) const = 0;
+    /// The search itself; `res` and `matched` may be null. What it throws is a failed search.
+    virtual bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+                        std::string* matched) const = 0;
 
     /// The configuration that this lookup asks.
     const Config& GetConfig() const { return static_cast<const Config&>(*m_conf); }
 
     KwLookupSharedConf* CreateLocalConf() override { return new Config(m_type_config.get()); }
-
-private:
-    static std::shared_ptr<Config>& Current() {
-        // Never freed, so that threads that end after the process began to exit find it.
-        static auto& current = *new std::shared_ptr<Config>;
-        return current;
-    }
 
     /// The searched text, under FIND_STRIP_BRACKETS without one '<' at its start and one '>' at its
     /// end.
@@ -111,7 +107,15 @@ private:
         return text;
     }
 
+private:
+    static std::shared_ptr<Config>& Current() {
+        // Never freed, so that threads that end after the process began to exit find it.
+        static auto& current = *new std::shared_ptr<Config>;
+        return current;
+    }
+
     const LogClass* m_log;
+    bool m_skips = false; ///< the configuration has SkipDomains
     std::shared_ptr<Config> m_type_config;
     std::shared_ptr<Config> m_loading; ///< between MakePreInit() and PostInit()
 };

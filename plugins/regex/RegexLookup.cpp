@@ -13,7 +13,9 @@ void RegexLookup::Load(const std::string& text) {
     m_rule = std::make_unique<Rule>(text, GetConfig());
 }
 
-bool RegexLookup::Search(std::string_view text, std::string* res, std::string* matched) const {
+bool RegexLookup::Search(const KwLookupFinder& finder, int flags, std::string* res,
+                         std::string* matched) const {
+    const std::string_view text = TextOf(finder, flags);
     const bool wants_result = res && !m_rule->result.Empty();
     Pcre2Pattern::Groups groups;
     if (!m_rule->pattern.Search(text, m_rule->limits, wants_result ? &groups : nullptr))

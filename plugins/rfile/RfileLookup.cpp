@@ -22,7 +22,9 @@ void RfileLookup::Load(const std::string& text) {
     m_limits = limits;
 }
 
-bool RfileLookup::Search(std::string_view text, std::string* res, std::string* matched) const {
+bool RfileLookup::Search(const KwLookupFinder& finder, int flags, std::string* res,
+                         std::string* matched) const {
+    const std::string_view text = TextOf(finder, flags);
     if (!m_limits.Allows(text.size()))
         throw std::runtime_error(m_list->GetName() + ": " + m_limits.TooLong(text.size()));
     Pcre2Pattern::Groups groups;

@@ -21,7 +21,8 @@ public:
 
 protected:
     void Load(const std::string& text) override;
-    bool Search(std::string_view text, std::string* res, std::string* matched) const override;
+    bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+                std::string* matched) const override;
 
 private:
     std::unique_ptr<const PatternList> m_list;

@@ -287,6 +287,9 @@ TEST(ToolFind, TellsAPluginThatCannotAnswer) {
     EXPECT_EQ(RunTool({"find", "ldap:broken", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
     EXPECT_EQ(RunTool({"find", "ldap:broken, y", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
     EXPECT_EQ(RunTool({"find", "ldap:broken, x", "x"}), (ProgramResult{FOUND, "x\tx\n", error}));
+    EXPECT_EQ(
+        RunTool({"find", "ldap:odd, x", "x"}),
+        (ProgramResult{FOUND, "x\tx\n", "kwlookup: error: [ldap:odd] could not answer for [x]\n"}));
     EXPECT_EQ(RunTool({"find", "x, ldap:broken", "x"}), Answers("x\tx\n"));
     EXPECT_EQ(RunTool({"find", "--all", "x, ldap:broken", "x"}),
               (ProgramResult{FOUND, "x\tx\n", error}));
@@ -327,6 +330,8 @@ TEST(ToolFind, TellsWhenStandardInputCannotBeRead) {
                   (ProgramResult{UNAVAILABLE, "", error}));
         EXPECT_EQ(RunToolInShell(c.command, {"find", "a", "-", "a"}),
                   (ProgramResult{FOUND, "a\ta\n", error}));
+        EXPECT_EQ(RunToolInShell(c.command, {"watch", "a"}),
+                  (ProgramResult{UNAVAILABLE, "", error}));
     }
 }
 

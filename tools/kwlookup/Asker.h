@@ -31,9 +31,6 @@ public:
     void NoteFault() { m_fault = true; }
 
 private:
-    template <typename Finder>
-    void AskWith(const ItemList& list, const std::string& text);
-
     const Options m_options;
     const LogClass& m_log;
     AnswerWriter m_writer;

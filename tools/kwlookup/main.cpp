@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "BuildCommand.h"
 #include "CheckCommand.h"
+#include "CompareCommand.h"
 #include "Configuration.h"
 #include "ExitStatus.h"
 #include "FindCommand.h"
@@ -12,8 +14,10 @@
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -28,6 +32,24 @@ Examples:
 
 Exit status: 0 found, 1 not found, 75 not found but something could not be
 asked, 78 the list has errors (--strict), 64 wrong usage.)";
+
+const char COMPARE_EXAMPLES[] = R"(
+Example:
+  kwlookup compare file:access 'cdb:Database=access.cdb|$s' < addresses
+      Does the table answer as the text file that it was made of?
+
+A line has the text and the answer of each list: "-" for no match, "+" for a
+match, "+ RESULT" for one with a result.
+Exit status: 0 no difference, 1 some, 75 something could not be asked, 78 a list
+has errors, 64 wrong usage.)";
+
+const char BUILD_EXAMPLES[] = R"(
+Example:
+  kwlookup build cdb /etc/mail/access /etc/mail/access.cdb
+  kwlookup find 'cdb:Database=/etc/mail/access.cdb|$s' jdoe@corp.lan
+
+Blank lines and lines that begin with '#' are left out. Readers go on with the
+old file until the new one is whole.)";
 
 const char MAIN_EXAMPLES[] = R"(
 Examples:
@@ -44,12 +66,16 @@ struct AskFlags {
     bool domain = false;
     bool strip_brackets = false;
 
-    void AddTo(CLI::App& app, Asker::Options& options) {
+    void AddTo(CLI::App& app) {
         app.add_flag("--exact", exact, "Compare whole texts, with regard to letter case");
         app.add_flag("--ignore-case", no_case, "With --exact: ignore letter case");
         app.add_flag("--domain", domain, "The texts are bare domains");
         app.add_flag("--strip-brackets", strip_brackets,
                      "Leave out angle brackets where a text goes into a template");
+    }
+
+    void AddTo(CLI::App& app, Asker::Options& options) {
+        AddTo(app);
         app.add_flag("--all", options.all, "Ask every item, and print each one's answer");
         app.add_flag("--explain", options.explain,
                      "Also print the item that answered, the stored value, and its file");
@@ -62,9 +88,18 @@ struct AskFlags {
     }
 };
 
+/// Takes the places of standard descriptors that are closed, so that no file that is opened later
+/// gets what is meant for them. What stands there fails in use, as a closed one does.
+void FillClosedDescriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+        if (::fcntl(fd, F_GETFD) < 0)
+            ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    FillClosedDescriptors();
     LogClass log("kwlookup");
     CLI::App app("Asks lookup lists about mail addresses and domains.", "kwlookup");
     app.footer(MAIN_EXAMPLES);
@@ -102,6 +137,27 @@ int main(int argc, char** argv) {
         app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
     const CLI::Option* check_list = check_app->add_option("LIST", find.list, "The object list");
 
+    CompareOptions compare;
+    CLI::App* compare_app = app.add_subcommand(
+        "compare", "Ask two lists the lines of standard input, and print where they differ");
+    compare_app->footer(COMPARE_EXAMPLES);
+    compare_app->add_option("LIST-A", compare.lists[0], "An object list")->required();
+    compare_app->add_option("LIST-B", compare.lists[1], "Another one")->required();
+    ask_flags.AddTo(*compare_app);
+
+    BuildOptions build;
+    CLI::App* build_app = app.add_subcommand("build", "Make a database file of a text file");
+    build_app->require_subcommand(1);
+    CLI::App* build_cdb_app = build_app->add_subcommand("cdb", "Make a cdb file");
+    build_cdb_app->footer(BUILD_EXAMPLES);
+    build_cdb_app
+        ->add_option("FILE", build.input,
+                     "Lines of a key, white space and a value; '-' reads them "
+                     "from standard input")
+        ->required();
+    build_cdb_app->add_option("OUT", build.output, "The file to make or to replace")->required();
+    build_cdb_app->add_flag("--keep-case", build.keep_case, "Do not lower-case the keys");
+
     const CLI::App* types_app =
         app.add_subcommand("types", "List the known types, and whether each can be opened here");
 
@@ -118,12 +174,16 @@ int main(int argc, char** argv) {
     const auto run = [&]() -> int {
         if (types_app->parsed())
             return RunTypesCommand();
+        if (build_app->parsed())
+            return RunBuildCommand(build, log);
         Configuration configuration(config_file, log);
         if (!configuration.Read())
             return EXIT_BAD_LIST;
         if (check_app->parsed())
             return RunCheckCommand(find.list, configuration, log);
-        find.ask.flags = ask_flags.Bits();
+        find.ask.flags = compare.flags = ask_flags.Bits();
+        if (compare_app->parsed())
+            return RunCompareCommand(compare, log);
         if (watch_app->parsed())
             return RunWatchCommand(find.list, find.ask, configuration, log);
         return RunFindCommand(find, log);

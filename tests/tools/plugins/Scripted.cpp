@@ -18,6 +18,8 @@ public:
             finder.Match("corp.lan left over");
             throw PluginError("gave up");
         }
+        if (m_script == "odd")
+            throw 1;
         if (m_script == "found")
             return true;
         if (m_script == "flags") {

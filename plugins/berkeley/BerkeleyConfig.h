@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/common/KeyConfig.h"
+
+/// The parameters of a file of keys and values.
+class BerkeleyConfig : public KeyConfig {
+public:
+    static constexpr char NAME[] = "lookup_berkeley";
+
+    explicit BerkeleyConfig(const BerkeleyConfig* global) : KeyConfig(NAME, global) {}
+};

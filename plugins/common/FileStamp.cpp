@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/common/FileStamp.h"
+
+#include "text/SystemError.h"
+
+#include <cerrno>
+#include <stdexcept>
+
+FileStamp::FileStamp(const std::string& name) {
+    if (::stat(name.c_str(), &m_stat) != 0)
+        throw std::runtime_error(name + ": " + SystemErrorText(errno));
+    // Opening a pipe would wait for a writer.
+    if (!S_ISREG(m_stat.st_mode))
+        throw std::runtime_error(name + ": not a regular file");
+}

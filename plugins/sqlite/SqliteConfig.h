@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/common/DatabaseConfig.h"
+
+#include <vector>
+
+/// The parameters Database, Timeout, in seconds, and MaxRows.
+class SqliteConfig : public DatabaseConfig {
+public:
+    static constexpr char NAME[] = "lookup_sqlite";
+
+    explicit SqliteConfig(const SqliteConfig* global) : DatabaseConfig(NAME, global) {}
+
+    std::vector<params_t> GetParams() const override;
+
+    /// Throws std::invalid_argument "Timeout must be from 0 to 86400 seconds" and "MaxRows must be
+    /// at least 1" besides what the base throws.
+    void PostInit() override;
+
+    int GetTimeout() const { return GetVal<int>("Timeout"); }
+    int GetMaxRows() const { return GetVal<int>("MaxRows"); }
+
+private:
+    static constexpr int TIMEOUT_S = 2;
+    static constexpr int MAX_ROWS = 100;
+
+    int m_timeout = TIMEOUT_S;
+    int m_max_rows = MAX_ROWS;
+};

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/sqlite/SqliteConnection.h"
+
+#include <new>
+#include <stdexcept>
+
+SqliteConnection::SqliteConnection(const std::string& name, const std::string& statement,
+                                   int timeout)
+    : m_name(name), m_stamp(name) {
+    sqlite3* db = nullptr;
+    constexpr int FLAGS = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX;
+    const int opened = ::sqlite3_open_v2(name.c_str(), &db, FLAGS, nullptr);
+    m_db.reset(db); // there is one to close even where that failed
+    if (!db)
+        throw std::bad_alloc();
+    if (opened != SQLITE_OK)
+        Fail();
+    ::sqlite3_busy_timeout(db, timeout * 1000);
+    // A name that no column has would else be taken for a text.
+    ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    ::sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    m_statement = Prepare(statement);
+    CheckSize();
+}
+
+bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values) {
+    // Ends the read transaction on every way out, so that writers can go on.
+    const auto reset = [](sqlite3_stmt* statement) {
+        ::sqlite3_reset(statement);
+        ::sqlite3_clear_bindings(statement);
+    };
+    const std::unique_ptr<sqlite3_stmt, decltype(reset)> running(m_statement.get(), reset);
+    if (::sqlite3_bind_text64(m_statement.get(), 1, value.data(), value.size(), SQLITE_STATIC,
+                              SQLITE_UTF8) != SQLITE_OK)
+        Fail();
+    int rows = 0;
+    int step;
+    while ((step = ::sqlite3_step(m_statement.get())) == SQLITE_ROW) {
+        if (++rows > max_rows)
+            throw std::runtime_error(m_name + ": more rows than MaxRows, " +
+                                     std::to_string(max_rows));
+        if (values.Wanted())
+            AddRow(values);
+    }
+    if (step != SQLITE_DONE)
+        Fail();
+    return rows > 0;
+}
+
+SqliteConnection::Statement SqliteConnection::Prepare(const std::string& text) {
+    sqlite3_stmt* prepared = nullptr;
+    if (::sqlite3_prepare_v3(m_db.get(), text.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared,
+                             nullptr) != SQLITE_OK)
+        Fail();
+    return Statement(prepared);
+}
+
+// SQLite notices when whole pages are missing; what is cut off the last one it takes for zeros.
+void SqliteConnection::CheckSize() {
+    const Statement page_size = Prepare("pragma page_size");
+    if (::sqlite3_step(page_size.get()) != SQLITE_ROW)
+        Fail();
+    if (m_stamp.GetSize() % static_cast<unsigned>(::sqlite3_column_int(page_size.get(), 0)) != 0)
+        throw std::runtime_error(m_name + ": not a whole database");
+}
+
+void SqliteConnection::AddRow(Values& values) const {
+    sqlite3_stmt* const statement = m_statement.get();
+    const int columns = ::sqlite3_column_count(statement);
+    for (int i = 0; i < columns; ++i) {
+        const unsigned char* const text = ::sqlite3_column_text(statement, i);
+        const int size = ::sqlite3_column_bytes(statement, i);
+        if (text)
+            values.Add({reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)});
+        else if (::sqlite3_errcode(m_db.get()) == SQLITE_NOMEM)
+            throw std::bad_alloc();
+    }
+}
+
+void SqliteConnection::Fail() const {
+    throw std::runtime_error(m_name + ": " + ::sqlite3_errmsg(m_db.get()));
+}

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include "support/TempDir.h"
+#include "tools/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+namespace {
+
+enum { SAME = 0, DIFFERENT = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
+
+std::string Content(const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class ToolBuild : public testing::Test {
+protected:
+    ProgramResult Build(const std::string& lines, const std::string& name = "out.cdb") const {
+        return RunTool({"build", "cdb", m_dir.Write("in", lines), m_dir.Path(name)});
+    }
+
+    std::string Table(const std::string& settings = "") const {
+        return "cdb:OnError=exception|" + settings + "Database=" + m_dir.Path("out.cdb") + "|$s";
+    }
+
+    std::string Find(const std::string& text, const std::string& settings = "") const {
+        return RunTool({"find", Table(settings), text}).out;
+    }
+
+    std::size_t FileCount() const {
+        const fs::directory_iterator files(fs::path(m_dir.Path("x")).parent_path());
+        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    }
+
+    const TempDir m_dir;
+};
+
+TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
+    EXPECT_EQ(Build("# a comment\nJDoe@corp.lan OK  yes \n\n\t \n  corp.lan\r\nroot@\t1\nroot@ 2\n"
+                    "caf\xe9 8-bit\nn\0l x\0y"s),
+              (ProgramResult{SAME, m_dir.Path("out.cdb") + ": 6 records\n", ""}));
+    EXPECT_EQ(Find("jdoe@CORP.lan"), "jdoe@CORP.lan\tOK  yes\n");
+    EXPECT_EQ(Find("corp.lan"), "corp.lan\tcorp.lan\n");
+    EXPECT_EQ(Find("root@"), "root@\t1\n");
+    EXPECT_EQ(Find("root@", "AllValues=yes|"), "root@\t1 2\n");
+    EXPECT_EQ(Find("caf\xe9"), "caf\xe9\t8-bit\n");
+    EXPECT_EQ(Find("#"), "");
+    EXPECT_EQ(RunTool({"find", Table(), "-"}, "n\0l\n"s).out, "n\0l\tx\0y\n"s);
+}
+
+TEST_F(ToolBuild, ReadsStandardInputAndKeepsCase) {
+    EXPECT_EQ(RunTool({"build", "cdb", "--keep-case", "-", m_dir.Path("out.cdb")}, "Key v\n").out,
+              m_dir.Path("out.cdb") + ": 1 record\n");
+    EXPECT_EQ(Find("Key"), "");
+    EXPECT_EQ(Find("Key", "LowerCase=no|"), "Key\tv\n");
+}
+
+TEST_F(ToolBuild, ReplacesByRenameAndKeepsTheMode) {
+    ASSERT_EQ(Build("a 1\n").status, SAME);
+    const std::string name = m_dir.Path("out.cdb");
+    ASSERT_EQ(::chmod(name.c_str(), 0640), 0);
+    fs::create_hard_link(name, m_dir.Path("old.cdb"));
+    fs::create_symlink("out.cdb", m_dir.Path("link.cdb"));
+    const std::string old = Content(name);
+    ASSERT_EQ(Build("b 2\n", "link.cdb").status, SAME);
+    EXPECT_TRUE(fs::is_symlink(m_dir.Path("link.cdb")));
+    EXPECT_EQ(Content(m_dir.Path("old.cdb")), old) << "written in place";
+    EXPECT_EQ(Find("b"), "b\t2\n");
+    struct stat status;
+    ASSERT_EQ(::stat(name.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+    EXPECT_EQ(FileCount(), 4U) << "something is left beside it";
+}
+
+TEST_F(ToolBuild, ANewFileHasTheUsualMode) {
+    const std::string in = m_dir.Write("in", "a 1\n");
+    ASSERT_EQ(RunToolInShell("umask 027; exec \"$@\"", {"build", "cdb", in, m_dir.Path("out.cdb")})
+                  .status,
+              SAME);
+    struct stat status;
+    ASSERT_EQ(::stat(m_dir.Path("out.cdb").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
+TEST_F(ToolBuild, AFailureLeavesTheOldFile) {
+    ASSERT_EQ(Build("a 1\n").status, SAME);
+    const std::string out = m_dir.Path("out.cdb");
+    const std::string directory = m_dir.Path("");
+
+    const ProgramResult unread = RunTool({"build", "cdb", directory, out});
+    EXPECT_EQ(unread.status, UNAVAILABLE);
+    EXPECT_EQ(unread.err, "kwlookup: error: " + directory + ": Is a directory\n");
+    const ProgramResult missing = RunTool({"build", "cdb", m_dir.Path("no"), out});
+    EXPECT_EQ(missing.status, UNAVAILABLE);
+    EXPECT_EQ(missing.err,
+              "kwlookup: error: " + m_dir.Path("no") + ": No such file or directory\n");
+    const std::string large = m_dir.Write("large", std::string(9000, 'x') + " y\n");
+    const ProgramResult full =
+        RunToolInShell("trap '' XFSZ; ulimit -f 8; exec \"$@\"", {"build", "cdb", large, out});
+    EXPECT_EQ(full.status, UNAVAILABLE);
+    EXPECT_EQ(full.err, "kwlookup: error: " + out + ": File too large\n");
+    const ProgramResult nowhere = RunTool({"build", "cdb", large, m_dir.Path("no/out.cdb")});
+    EXPECT_EQ(nowhere.status, UNAVAILABLE);
+    EXPECT_THAT(nowhere.err, HasSubstr("no/out.cdb: No such file or directory"));
+    const ProgramResult device = RunTool({"build", "cdb", large, "/dev/null"});
+    EXPECT_EQ(device.status, UNAVAILABLE);
+    EXPECT_EQ(device.err, "kwlookup: error: /dev/null: not a regular file\n");
+
+    EXPECT_EQ(Find("a"), "a\t1\n");
+    EXPECT_EQ(FileCount(), 3U) << "something is left beside it";
+}
+
+TEST_F(ToolBuild, ShowsProgressOnATerminalOnly) {
+    std::string lines;
+    for (int i = 0; i < 100000; ++i)
+        lines += std::to_string(i) + " x\n";
+    EXPECT_EQ(Build(lines).err, "");
+    const ProgramResult shown =
+        RunToolInShell("script -qec \"$*\" /dev/null",
+                       {"build", "cdb", m_dir.Write("in", lines), m_dir.Path("out.cdb")});
+    EXPECT_THAT(shown.out, HasSubstr("\r100000 records"));
+}
+
+TEST_F(ToolBuild, WantsAllItsArguments) {
+    EXPECT_EQ(RunTool({"build"}).status, USAGE);
+    EXPECT_EQ(RunTool({"build", "cdb"}).status, USAGE);
+    EXPECT_EQ(RunTool({"build", "cdb", "in"}).status, USAGE);
+    EXPECT_EQ(RunTool({"build", "hash", "in", "out"}).status, USAGE);
+}
+
+class ToolCompare : public ToolBuild {};
+
+TEST_F(ToolCompare, PrintsWhereTheListsDiffer) {
+    const std::string old = "file:" + m_dir.Write("old", "a 1\nb\nc 3\nd\n");
+    ASSERT_EQ(Build("a 1\nb\nc 4\ne 5\n").status, SAME);
+    EXPECT_EQ(RunTool({"compare", old, Table()}, "a\nb\nc\nd\r\ne\nf\n"),
+              (ProgramResult{DIFFERENT, "c\t+ 3\t+ 4\nd\t+\t-\ne\t-\t+ 5\n",
+                             "kwlookup: 6 asked, 3 different\n"}));
+    EXPECT_EQ(RunTool({"compare", old, Table()}, "a\nb\nf\n"),
+              (ProgramResult{SAME, "", "kwlookup: 3 asked, 0 different\n"}));
+    EXPECT_EQ(RunTool({"compare", old, old}, ""),
+              (ProgramResult{SAME, "", "kwlookup: 0 asked, 0 different\n"}));
+}
+
+TEST_F(ToolCompare, AsksWithTheFlags) {
+    const std::string input = "<A@corp.lan>\n";
+    EXPECT_EQ(RunTool({"compare", "a@corp.lan", "nothing"}, input).status, DIFFERENT);
+    EXPECT_EQ(RunTool({"compare", "--exact", "a@corp.lan", "nothing"}, input).status, SAME);
+    EXPECT_EQ(
+        RunTool({"compare", "--exact", "--ignore-case", "<a@corp.lan>", "nothing"}, input).status,
+        DIFFERENT);
+}
+
+TEST_F(ToolCompare, WhatCouldNotAnswerIsNoDifference) {
+    const std::string missing = m_dir.Path("out.cdb");
+    const ProgramResult result = RunTool({"compare", "b", Table()}, "a\nb\n");
+    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("could not answer for [a]: " + missing));
+    EXPECT_THAT(result.err, HasSubstr("kwlookup: 2 asked, 0 different\n"));
+    EXPECT_EQ(RunTool({"compare", "b", "b, " + Table()}, "b\n").status, SAME) << "it is not asked";
+}
+
+TEST_F(ToolCompare, ComparesNothingWhenAListHasErrors) {
+    const ProgramResult result = RunTool({"compare", "a", "a, nosuch:x"}, "a\n");
+    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("kwlookup: error: the list [a, nosuch:x] has errors: "
+                                      "nothing is compared\n"));
+    EXPECT_EQ(RunTool({"compare", "\"a", "a"}, "a\n").status, BAD_LIST);
+    EXPECT_EQ(RunTool({"compare", "a"}, "a\n").status, USAGE);
+}
+
+TEST_F(ToolCompare, TellsOutputThatCannotBeWritten) {
+    const ProgramResult result =
+        RunToolInShell("echo a | \"$@\" >/dev/full", {"compare", "a", "b"});
+    EXPECT_EQ(result.status, 74);
+}
+
+} // namespace

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+
+#include <string>
+
+struct BuildOptions {
+    std::string input; ///< "-" stands for standard input
+    std::string output;
+    bool keep_case = false;
+};
+
+/// `kwlookup build cdb`: turns lines "KEY VALUE" into a cdb file, which takes its name once it is
+/// whole and on the disk. Returns the exit status.
+int RunBuildCommand(const BuildOptions& options, const LogClass& log);

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "CompareCommand.h"
+
+#include "AskItem.h"
+#include "ExitStatus.h"
+#include "InputLines.h"
+#include "Tell.h"
+
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+/// What a list says of a text: "-" for no match, "+" for a plain match, "+ RESULT". Empty, once it
+/// is told, when an item before the first match could not answer.
+std::string AskList(const ItemList& list, const std::string& text, int flags, const LogClass& log) {
+    for (const ItemList::Item& item : list.Items()) {
+        Answer answer;
+        switch (AskItem(item, text, flags, log, answer)) {
+        case ItemVerdict::Match:
+            return answer.result.empty() ? "+" : "+ " + answer.result;
+        case ItemVerdict::Fault:
+            return std::string();
+        case ItemVerdict::Miss:
+            break;
+        }
+    }
+    return "-";
+}
+
+} // namespace
+
+int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
+    const auto load = [&log](const std::string& text) {
+        ItemList list(text, log);
+        // An item that is not there would make differences that are none.
+        if (list.FailedCount() != 0)
+            throw std::invalid_argument("the list [" + text + "] has errors: nothing is compared");
+        return list;
+    };
+    try {
+        const ItemList left = load(options.lists[0]);
+        const ItemList right = load(options.lists[1]);
+        InputLines lines;
+        std::string text;
+        std::size_t asked = 0, different = 0, unknown = 0;
+        while (std::cout && lines.Next(text)) {
+            ++asked;
+            const std::string answers[2] = {AskList(left, text, options.flags, log),
+                                            AskList(right, text, options.flags, log)};
+            if (answers[0].empty() || answers[1].empty()) {
+                ++unknown;
+            } else if (answers[0] != answers[1]) {
+                ++different;
+                std::cout << text << '\t' << answers[0] << '\t' << answers[1] << '\n';
+            }
+        }
+        unknown += lines.TellError(log) ? 0 : 1;
+        std::cerr << "kwlookup: " << asked << " asked, " << different << " different\n";
+        return different != 0 ? EXIT_NOT_FOUND : unknown != 0 ? EXIT_UNAVAILABLE : EXIT_FOUND;
+    } catch (const std::invalid_argument& error) {
+        TellError(log, error.what());
+        return EXIT_BAD_LIST;
+    }
+}

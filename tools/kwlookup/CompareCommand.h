@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+
+#include <string>
+
+struct CompareOptions {
+    std::string lists[2];
+    int flags = 0; ///< KwFindFlags
+};
+
+/// `kwlookup compare`: asks two lists the lines of standard input, and prints those for which they
+/// differ, in match or result. Returns the exit status: found stands for "no difference".
+int RunCompareCommand(const CompareOptions& options, const LogClass& log);
