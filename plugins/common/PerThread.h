@@ -25,9 +25,11 @@ public:
     template <typename... Arguments>
     T& Get(Arguments&&... arguments) const {
         Known& known = ThisThread();
+        if (known.last_id == m_id)
+            return *known.last;
         const auto found = known.entries.find(m_id);
         if (found != known.entries.end())
-            return *found->second.value;
+            return known.Remember(m_id, *found->second.value);
         known.ForgetOld();
         std::list<T> made;
         made.emplace_back(std::forward<Arguments>(arguments)...);
@@ -35,7 +37,7 @@ public:
         entry = {m_store, made.begin()};
         const std::lock_guard<std::mutex> lock(m_store->lock);
         m_store->values.splice(m_store->values.end(), made);
-        return *entry.value;
+        return known.Remember(m_id, *entry.value);
     }
 
 private:
@@ -53,6 +55,14 @@ private:
     struct Known {
         std::unordered_map<std::uint64_t, Entry> entries;
         std::size_t enough = 16;
+        std::uint64_t last_id = 0; ///< of the object asked last, which is often the only one
+        T* last = nullptr;
+
+        T& Remember(std::uint64_t id, T& value) {
+            last_id = id;
+            last = &value;
+            return value;
+        }
 
         /// Keeps the table in proportion to the objects that are there.
         void ForgetOld() {
@@ -81,8 +91,8 @@ private:
     }
 
     static std::uint64_t NextId() {
-        static std::atomic<std::uint64_t> next{0};
-        return next++;
+        static std::atomic<std::uint64_t> last{0};
+        return ++last;
     }
 
     std::shared_ptr<Store> m_store;

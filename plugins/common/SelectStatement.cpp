@@ -15,6 +15,12 @@ bool IsName(std::string_view text) {
     return !text.empty() && !(text[0] >= '0' && text[0] <= '9');
 }
 
+/// But for white space. To the parser, bytes that begin no word are the end of the statement.
+bool EndsWith(std::string_view text, std::string_view end) {
+    text = text.substr(0, text.find_last_not_of(" \t\n\v\f\r") + 1);
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
 void CheckName(const std::string& name) {
     if (!IsName(name))
         throw std::invalid_argument("'" + name + "' in the statement is not a name");
@@ -36,7 +42,8 @@ std::string Quoted(const std::string& name, char quote) {
 
 SelectStatement::SelectStatement(const std::string& text) {
     KwSQLParser parser(text.c_str());
-    if (text.find('\0') != std::string::npos || !parser.parse_select(false))
+    if (text.find('\0') != std::string::npos || !parser.parse_select(false) ||
+        !EndsWith(text, parser.m_where_value + "'"))
         throw std::invalid_argument("cannot read the statement '" + text +
                                     "': wait select COLUMN[, ...] from TABLE where COLUMN = "
                                     "'TEMPLATE'");

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/MakeDatabase.h"
+#include "plugins/PluginSupport.h"
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// Plug-ins that search in database files.
+class DatabaseTest : public PluginTest {
+protected:
+    /// Why the search of `list` fails under `OnError = exception`; "" when it does not.
+    std::string SearchError(const std::string& list, const std::string& text, int flags = 0) {
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        return SearchError(holder, text, flags);
+    }
+
+    static std::string SearchError(const KwLookupHolder& holder, const std::string& text,
+                                   int flags = 0) {
+        try {
+            Ask(holder, text, flags);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    /// Asks until `holds()`, for half a minute at most: a thread looks for a new file once a
+    /// second.
+    template <typename Condition>
+    static bool Eventually(Condition holds) {
+        for (int i = 0; i < 3000; ++i) {
+            if (holds())
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    static void Rename(const std::string& from, const std::string& to) {
+        std::filesystem::rename(from, to);
+    }
+
+    /// How many files this process has open.
+    static std::ptrdiff_t OpenFiles() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+
+    /// Addresses that would harm who puts them into a statement, a format or a C string.
+    static std::vector<std::string> HostileTexts() {
+        using namespace std::string_literals;
+        return {
+            "o'brien@corp.lan",
+            "' or '1'='1",
+            "'; drop table access; --",
+            "\" or \"\"=\"",
+            "\"j d\"@corp.lan",
+            "%s%n%d@corp.lan",
+            "%",
+            "_",
+            "a;b@corp.lan",
+            "-- @corp.lan",
+            "/* */",
+            "$s$d$u$$$x",
+            "?1",
+            "\\",
+            "a\\'b",
+            "a,b|c",
+            "nul\0in@corp.lan"s,
+            "\0"s,
+            "\xff\xfe\x80@\xe9.lan",
+            "j\xc3\xb6rg@corp.lan",
+            "new\nline",
+            " blank ",
+            std::string(1 << 20, 'x'),
+            std::string(1 << 20, '\''),
+        };
+    }
+};
