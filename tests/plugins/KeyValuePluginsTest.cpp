@@ -324,6 +324,7 @@ TEST_P(KeyValuePluginsTest, EveryTruncationIsAnErrorOrTheRightAnswer) {
     for (int i = 0; i < 60; ++i)
         records.emplace_back("many", std::to_string(i));
     records.emplace_back("large", std::string(1500, 'v'));
+    records.emplace_back("bay", "in the last table of a cdb file");
     const std::string name = Make(records);
     const std::string large = " " + std::string(1500, 'v');
     const auto whole = std::filesystem::file_size(name);
