@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    const LogClass m_log{""};
+    LogClass m_log{""};
     KwLookupHolder m_holder{m_log};
 };
 

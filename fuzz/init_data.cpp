@@ -129,8 +129,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text = input.substr(0, zero);
 
     // A list of skipped domains may have had errors, which the library collects.
+    LogClass silent("");
     try {
-        KwObjectHolder::AfterReload(LogClass(""));
+        KwObjectHolder::AfterReload(silent);
     } catch (const std::domain_error&) {
     }
     Lookup lookup;

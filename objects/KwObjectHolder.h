@@ -87,9 +87,13 @@ public:
     /// literal value: no colon, white space before it, or the type "value".
     static void ParseObject(const std::string& item, std::string& type, std::string& params);
 
+    /// Makes one object of a plug-in type and adds it. Throws the reasons listed at Init(). Under
+    /// BuiltinOnly too: only Init() looks at the filter.
+    void LoadFromDynamicLibrary(const std::string& type, const std::string& params);
+
     /// Gives the host's configuration loader, of which a weak reference is kept: the host keeps it
     /// alive. May be null. Not beside a load in another thread.
-    static void SetConfLoader(const boost::shared_ptr<IfConfLoader>& loader);
+    static void SetConfLoader(boost::shared_ptr<IfConfLoader> loader);
 
     /// Loads the section "lookup_TYPE" into `holder` through the host's loader.
     ///
@@ -111,18 +115,14 @@ public:
     /// "can`t use TYPE without configuration loading", and those of LoadConfig().
     ///
     /// Threads: other threads may fill holders, not search those whose types it loads.
-    static void BeforeReload(const LogClass& log);
+    static void BeforeReload(LogClass& log);
 
     /// Ends a reload: returns when no item of any holder failed since the last report. Otherwise
     /// writes "last lookups/storage errors:" and each collected text after two blanks at error
     /// level, forgets them, and throws std::domain_error "Errors in lookups/storage. See above.".
     ///
     /// Threads: not while a holder is filled.
-    static void AfterReload(const LogClass& log);
-
-protected:
-    /// Makes one object of a plug-in type and adds it. Throws the reasons listed at Init().
-    void LoadFromDynamicLibrary(const std::string& type, const std::string& params);
+    static void AfterReload(LogClass& log);
 
 private:
     class ObjectLib;

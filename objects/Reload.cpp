@@ -42,7 +42,7 @@ private:
 
 } // namespace
 
-void KwObjectHolder::SetConfLoader(const boost::shared_ptr<IfConfLoader>& loader) {
+void KwObjectHolder::SetConfLoader(boost::shared_ptr<IfConfLoader> loader) {
     m_conf_loader = loader;
 }
 
@@ -84,7 +84,7 @@ void KwObjectHolder::ReloadLib(ObjectLib& lib, const LogClass& log) {
     lib.m_config_loaded = true;
 }
 
-void KwObjectHolder::BeforeReload(const LogClass& log) {
+void KwObjectHolder::BeforeReload(LogClass& log) {
     const RegistryLock lock;
     for (ObjectLib& lib : m_loaded_libs)
         lib.m_config_loaded = false;
@@ -99,7 +99,7 @@ void KwObjectHolder::BeforeReload(const LogClass& log) {
     }
 }
 
-void KwObjectHolder::AfterReload(const LogClass& log) {
+void KwObjectHolder::AfterReload(LogClass& log) {
     if (m_errors.empty())
         return;
     if (log.isErrorEnabled()) {

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-MailList::MailList(std::string text, const LogClass& log)
+MailList::MailList(std::string text, LogClass& log)
     : m_text(std::move(text)), m_log(log), m_holder(std::make_shared<KwLookupHolder>(log)) {}
 
 void MailList::Load() {

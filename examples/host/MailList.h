@@ -13,7 +13,7 @@
 class MailList {
 public:
     /// `text` is the object list. Keeps the address of `log`. Nothing is loaded yet.
-    MailList(std::string text, const LogClass& log);
+    MailList(std::string text, LogClass& log);
 
     /// Loads the list, and puts it in place only when all of it could be loaded. Otherwise throws a
     /// std::exception, and the list loaded before stays.
@@ -24,6 +24,6 @@ public:
 
 private:
     std::string m_text;
-    const LogClass& m_log;
+    LogClass& m_log;
     std::shared_ptr<const KwLookupHolder> m_holder;
 };

@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
         std::cerr << "usage: minihost LIST\n";
         return 64;
     }
-    const LogClass log("minihost");
+    LogClass log("minihost");
     MailList list(argv[1], log);
     try {
         list.Load();

@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
         loader->SetFile(ConfFile(argv[1]));
         KwObjectHolder::SetConfLoader(loader);
 
-        const LogClass log("ask");
+        LogClass log("ask");
         KwLookupHolder list(log);
         list.Init(argv[2]);
         KwObjectHolder::AfterReload(log); // throws when an item failed

@@ -197,6 +197,27 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldAnswers) {
     EXPECT_EQ(failures, 4u) << result.err;
 }
 
+// Objects look settings up in the configuration of their type at each search.
+TEST_F(ToolWatch, AFailedReloadLeavesTheOldConfigurationOfTypes) {
+    const std::string list = Write("list", "");
+    Write("kw.conf", "[lookup_regex]\nSkipDomains = a.lan\n");
+    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^x, file:" + list}),
+                        TOOL_ENVIRONMENT);
+    const auto ask_both = [&] {
+        tool.Write("x@a.lan\nx@b.lan\n");
+        return tool.ReadLine();
+    };
+    EXPECT_EQ(ask_both(), "x@b.lan\t^x");
+    Write("kw.conf", "[lookup_regex]\nSkipDomains = b.lan\n");
+    ::unlink(list.c_str());
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask_both(), "x@b.lan\t^x");
+    Write("list", "");
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask_both(), "x@a.lan\t^x");
+    EXPECT_EQ(tool.Finish().status, FOUND);
+}
+
 TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeMended) {
     const std::string list = m_dir.Path("list");
     RunningProgram tool(ToolArguments({"watch", "abc, file:" + list}), TOOL_ENVIRONMENT);

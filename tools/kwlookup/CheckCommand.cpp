@@ -37,8 +37,9 @@ void LoadSection(const std::string& section, const LogClass& log) {
 
 /// True when items of lists failed since the last call; which ones has been told.
 bool ListsFailed() {
+    LogClass silent("");
     try {
-        KwObjectHolder::AfterReload(LogClass(""));
+        KwObjectHolder::AfterReload(silent);
         return false;
     } catch (const std::domain_error&) {
         return true;

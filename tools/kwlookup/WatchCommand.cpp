@@ -61,21 +61,29 @@ public:
 
     void Reload() {
         const ConfFile old_file = m_configuration.File();
+        if (!m_configuration.Read()) {
+            TellFailure("the configuration has errors");
+            return;
+        }
         try {
-            if (!m_configuration.Read())
-                throw std::runtime_error("the configuration has errors");
             KwObjectHolder::BeforeReload(m_log);
             auto list = std::make_unique<ItemList>(m_text, m_log);
             KwObjectHolder::AfterReload(m_log);
             m_list = std::move(list);
             std::cerr << "kwlookup: reloaded\n";
         } catch (const std::exception& error) {
+            TellFailure(error.what());
+            // The old list shares the configuration of its types with the one that failed.
             m_configuration.SetFile(old_file);
-            TellError(m_log, std::string("reload failed, the old list goes on: ") + error.what());
+            KwObjectHolder::BeforeReload(m_log);
         }
     }
 
 private:
+    void TellFailure(const std::string& reason) const {
+        TellError(m_log, "reload failed, the old list goes on: " + reason);
+    }
+
     /// What is wrong with the first list has been told; a reload is not to fail for it.
     void ForgetErrors() {
         try {
