@@ -2,6 +2,7 @@
 #include "lookup/builtin/SortedStrings.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -239,11 +240,25 @@ void SortedStrings::BuildIndex() {
 template <typename Fold>
 SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
                                                  const std::vector<std::uint32_t>* order) {
+    const auto text_at = [&](std::size_t i) -> const std::string& {
+        return m_strings[order ? (*order)[i] : i];
+    };
+    // The next slots are on their way from memory while one is filled.
+    constexpr std::size_t AHEAD = 16;
+    std::array<std::uint64_t, AHEAD> hashes;
+    const auto fetch = [&](std::size_t i) {
+        hashes[i % AHEAD] = Hash(fold, text_at(i), m_seed);
+        __builtin_prefetch(&m_slots[HomeOf(hashes[i % AHEAD])], 1);
+    };
     Inserted inserted = Inserted::All;
-    const auto count = static_cast<std::uint32_t>(m_strings.size());
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const std::string& text = m_strings[order ? (*order)[i] : i];
-        const std::uint64_t hash = Hash(fold, text, m_seed);
+    const std::size_t count = m_strings.size();
+    for (std::size_t i = 0; i < std::min(AHEAD, count); ++i)
+        fetch(i);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string& text = text_at(i);
+        const std::uint64_t hash = hashes[i % AHEAD];
+        if (i + AHEAD < count)
+            fetch(i + AHEAD);
         const std::size_t place = Probe(fold, text, hash);
         Slot& slot = m_slots[place];
         if (slot == 0) {
@@ -251,7 +266,7 @@ SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
             if (slot == 0)
                 return Inserted::Unfit;
             if (m_as_listed)
-                m_positions[place] = i;
+                m_positions[place] = static_cast<std::uint32_t>(i);
             m_longest = std::max(m_longest, text.size());
         } else if (TextOf(slot) != text) {
             inserted = Inserted::Ambiguous;
@@ -260,12 +275,17 @@ SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
     return inserted;
 }
 
+/// Where the search for a text begins.
+[[gnu::always_inline]] inline std::size_t SortedStrings::HomeOf(std::uint64_t hash) const {
+    return static_cast<Uint128>(hash) * m_slots.size() >> 64;
+}
+
 /// The place of `text`, or the free place that it would take.
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t
 SortedStrings::Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const {
     const std::uint16_t key = SlotKey(text, hash);
-    std::size_t place = static_cast<Uint128>(hash) * m_slots.size() >> 64;
+    std::size_t place = HomeOf(hash);
     for (Slot slot; (slot = m_slots[place]) != 0;) {
         if (static_cast<std::uint16_t>(slot) == key && Equal(fold, text, TextOf(slot)))
             break;

@@ -71,6 +71,7 @@ private:
     void BuildIndex();
     template <typename Fold>
     Inserted InsertAll(const Fold& fold, const std::vector<std::uint32_t>* order);
+    std::size_t HomeOf(std::uint64_t hash) const;
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const;
     template <typename Fold>

@@ -31,14 +31,14 @@ const std::string& MatchedValue(const ExactFinder&, const std::string& matched) 
 template <typename Finder>
 bool AskWith(const ItemList::Item& item, const std::string& text, int flags, Answer& answer) {
     const Finder finder(text);
-    std::string result;
-    std::string matched;
+    answer.result.clear();
+    answer.value.clear();
     // An item that was not loaded has an empty holder, which finds nothing.
-    if (!item.holder->Find(finder, &result, flags, &matched))
+    if (!item.holder->Find(finder, &answer.result, flags, &answer.value))
         return false;
     // The holder puts a blank before each result that it gathers.
-    answer.result.assign(result, result.empty() ? 0 : 1);
-    answer.value = MatchedValue(finder, matched);
+    answer.result.erase(0, 1);
+    answer.value = MatchedValue(finder, answer.value);
     return true;
 }
 

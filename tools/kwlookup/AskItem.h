@@ -12,7 +12,7 @@ enum class ItemVerdict {
     Fault ///< it could not answer, which has been told
 };
 
-/// Asks one item of a list about `text`; `flags` are KwFindFlags. A match fills the result and the
-/// value of `answer`.
+/// Asks one item of a list about `text`; `flags` are KwFindFlags. Overwrites the
+/// result and the value of `answer`, which count after a match only.
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
                     const LogClass& log, Answer& answer);

@@ -16,17 +16,16 @@ Asker::Asker(const Options& options, const LogClass& log)
 void Asker::Ask(const ItemList& list, const std::string& text) {
     bool answered = false;
     for (const ItemList::Item& item : list.Items()) {
-        Answer answer;
-        const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, answer);
+        const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, m_answer);
         m_fault |= verdict == ItemVerdict::Fault;
         if (verdict != ItemVerdict::Match)
             continue;
         answered = true;
         if (m_options.explain) {
-            answer.item = item.text;
-            answer.file = item.Description();
+            m_answer.item = item.text;
+            m_answer.file = item.Description();
         }
-        m_writer.Write(text, answer);
+        m_writer.Write(text, m_answer);
         if (!m_options.all)
             break;
     }

@@ -34,6 +34,7 @@ private:
     const Options m_options;
     const LogClass& m_log;
     AnswerWriter m_writer;
+    Answer m_answer; ///< here, so that its strings keep their memory from text to text
     bool m_found = false;
     bool m_fault = false;
 };
