@@ -5,6 +5,7 @@
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
 #include "text/SystemError.h"
+#include "text/TextFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -113,6 +114,8 @@ private:
         std::string_view line;
         if (!m_lines.Next(line))
             return nullptr;
+        if (m_lines.LineNumber() == 1)
+            line = WithoutByteOrderMark(line);
         // The newline and the terminating NUL stand in the buffer too.
         if (line.size() + 2 > size) {
             AddError("the line is too long");
@@ -222,13 +225,14 @@ void ConfFile::ReadValueFile(Setting& setting) {
         if (size > VALUE_FILE_BYTES)
             throw std::runtime_error(name + ": the value is too long");
         value.resize(size);
-        if (!value.empty() && value.back() == '\n')
-            value.pop_back();
+        for (const char end : {'\n', '\r'})
+            if (!value.empty() && value.back() == end)
+                value.pop_back();
     } catch (const std::runtime_error& error) {
         m_errors.push_back(Place(setting.line) + "'" + setting.key + "': " + error.what());
     }
 }
 
 std::string ConfFile::Place(std::size_t line) const {
-    return m_name + ":" + std::to_string(line) + ": ";
+    return m_name + (line == 0 ? "" : ":" + std::to_string(line)) + ": ";
 }

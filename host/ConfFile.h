@@ -13,7 +13,7 @@
 /// Lines that begin with '#' or ';' are comments. A line that begins with white space goes on with
 /// the value of the line before it, after a blank. Everything after the '=', trimmed, is the value,
 /// '#', ';' and quotes included. `Key.file = NAME` takes the value from the file NAME, without its
-/// last newline. A key counts without regard to letter case, and may stand once in a section.
+/// last line end. A key counts without regard to letter case, and may stand once in a section.
 ///
 /// Reading keeps no state; a read file never changes. Threads: reading takes a lock, since the
 /// parser underneath has process-wide settings; everything else may be called by any thread.
@@ -47,7 +47,7 @@ public:
     /// The sections by name, their settings in file order.
     const std::map<std::string, Section>& Sections() const { return m_sections; }
 
-    /// "NAME:LINE: ".
+    /// "NAME:LINE: "; without the line when that is 0.
     std::string Place(std::size_t line) const;
 
 private:

@@ -4,14 +4,68 @@
 #include "conf/ConfParser.h"
 #include "host/InterfaceConfHolder.h"
 #include "host/LogText.h"
+#include "lookup/KwIfObject.h"
 #include "text/LocaleBytes.h"
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <exception>
+#include <functional>
+#include <locale>
+#include <memory>
 
 namespace {
+
+using Restore = std::function<void()>;
+
+template <typename T>
+Restore KeepNumber(void* var) {
+    // Its bytes: a variable that was never set need not hold a value.
+    std::array<unsigned char, sizeof(T)> bytes;
+    std::memcpy(bytes.data(), var, sizeof(T));
+    return [var, bytes] { std::memcpy(var, bytes.data(), sizeof(T)); };
+}
+
+template <typename T>
+Restore KeepCopy(void* var) {
+    T* const value = static_cast<T*>(var);
+    return [value, copy = *value] { *value = copy; };
+}
+
+/// What gives a variable the value back that it has now.
+Restore Keep(void* var, IfConfParser::VarType type) {
+    switch (type) {
+    case IfConfParser::VT_INT:
+    case IfConfParser::VT_TIME:
+        return KeepNumber<int>(var);
+    case IfConfParser::VT_BOOL:
+        return KeepNumber<bool>(var);
+    case IfConfParser::VT_SIZE:
+        return KeepNumber<long long>(var);
+    case IfConfParser::VT_STRING:
+    case IfConfParser::VT_RAW_STRING:
+        return KeepCopy<std::string>(var);
+    case IfConfParser::VT_STRING_LIST:
+        return KeepCopy<std::vector<std::string>>(var);
+    case IfConfParser::VT_INT_LIST:
+    case IfConfParser::VT_TIME_LIST:
+        return KeepCopy<std::vector<int>>(var);
+    case IfConfParser::VT_SIZE_LIST:
+        return KeepCopy<std::vector<long long>>(var);
+    case IfConfParser::VT_OBJECT:
+    case IfConfParser::VT_OBJECT_ALT: {
+        KwIfObject* const object = static_cast<KwIfObject*>(var);
+        return [object, text = object->GetDescription()] { object->Init(text); };
+    }
+    case IfConfParser::VT_UNSET:
+        break;
+    }
+    return [] {};
+}
 
 /// Takes the registrations of a plug-in, and sets its variables.
 class SectionParser : public IfConfParser {
@@ -22,7 +76,17 @@ public:
     void Add(const std::string& name, void* var, VarType type, const void* def) override {
         m_loud.Add(name, var, type, def);
         m_silent.Add(name, var, type, def);
-        m_variables.push_back({name, var, type, def});
+        m_variables.push_back({name, var, type, def, Keep(var, type)});
+    }
+
+    /// Gives every variable the value back that it had when it was registered.
+    void RestoreAll() const noexcept {
+        for (const Variable& variable : m_variables) {
+            try {
+                variable.restore();
+            } catch (...) { // the text of an object, which may have failed before too
+            }
+        }
     }
 
     bool Knows(const std::string& name) const {
@@ -55,6 +119,7 @@ private:
         void* var;
         VarType type;
         const void* def;
+        Restore restore;
     };
 
     LogClass m_silent_log;
@@ -62,6 +127,15 @@ private:
     ConfParser m_silent;
     std::vector<Variable> m_variables;
 };
+
+/// Where the setting stands that the message `text` names; where the section does, if it names
+/// none.
+std::size_t LineOf(const std::string& text, const ConfFile::Section& section) {
+    for (const ConfFile::Setting& setting : section.settings)
+        if (boost::algorithm::icontains(text, setting.key, std::locale::classic()))
+            return setting.line;
+    return section.line;
+}
 
 /// `text` with stars for what the secret settings say.
 std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting>& settings) {
@@ -77,11 +151,6 @@ std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting
     return text;
 }
 
-void TellError(const LogClass& log, const std::string& text) {
-    if (log.isErrorEnabled())
-        LogText(log, log4cxx::Level::LEVEL_ERROR, text);
-}
-
 } // namespace
 
 std::string ConfFileLoader::GetDescription() const {
@@ -93,19 +162,24 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     const auto parser = boost::make_shared<SectionParser>(log);
     if (!holder->MakePreInit(parser))
         return false;
+    // A plug-in type that cannot be loaded keeps what it had.
+    const auto restore_all = [](const SectionParser* filled) { filled->RestoreAll(); };
+    std::unique_ptr<const SectionParser, decltype(restore_all)> undo(parser.get(), restore_all);
     parser->SetDefaults();
     bool good = true;
     const auto found = m_file.Sections().find(section);
-    static const std::vector<ConfFile::Setting> none;
-    const auto& settings = found == m_file.Sections().end() ? none : found->second.settings;
-    for (const ConfFile::Setting& setting : settings) {
+    static const ConfFile::Section none;
+    const ConfFile::Section& entry = found == m_file.Sections().end() ? none : found->second;
+    for (const ConfFile::Setting& setting : entry.settings) {
         const std::string name = section + "/" + setting.key;
         const char* wrong = !parser->Knows(name)          ? "unknown key '"
                             : !parser->Set(name, setting) ? "bad value for '"
                                                           : nullptr;
         if (!wrong)
             continue;
-        TellError(log, m_file.Place(setting.line) + wrong + setting.key + "' in [" + section + "]");
+        if (log.isErrorEnabled())
+            LogText(log, log4cxx::Level::LEVEL_ERROR,
+                    m_file.Place(setting.line) + wrong + setting.key + "' in [" + section + "]");
         good = false;
     }
     if (!good)
@@ -113,9 +187,12 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     try {
         holder->PostInit();
     } catch (const std::exception& error) {
-        TellError(log,
-                  m_file.Name() + ": [" + section + "]: " + WithoutSecrets(error.what(), settings));
+        if (log.isErrorEnabled())
+            LogText(log, log4cxx::Level::LEVEL_ERROR,
+                    m_file.Place(LineOf(error.what(), entry)) + "[" + section +
+                        "]: " + WithoutSecrets(error.what(), entry.settings));
         return false;
     }
+    undo.release();
     return true;
 }

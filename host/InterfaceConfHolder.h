@@ -18,7 +18,8 @@ public:
     virtual ~InterfaceConfHolder() = default;
 
     /// Registers the parameters of this object with `parser`, which writes the values into
-    /// variables that this object owns. False means that nothing could be registered.
+    /// variables that live as long as this object, and as nobody calls MakePreInit() again. False
+    /// means that nothing could be registered.
     virtual bool MakePreInit(boost::shared_ptr<IfConfParser> parser) = 0;
 
     /// The step after the values are in: checks and interprets them. Throws what is wrong with

@@ -99,10 +99,10 @@ bool KwLookupHolder::Find(const KwLookupFinder& finder, std::string* res, int fl
     for (std::size_t i = 0; i < count; ++i) {
         const KwIfLookup& lookup = m_objects[i];
         std::string part;
-        if (!lookup.Find(finder, &part, flags, matched))
-            continue;
         const LogClass* lookup_log = lookup.GetLogPtr();
         const LogClass* log = lookup_log ? lookup_log : own_log;
+        if (!lookup.Find(finder, &part, flags, matched))
+            continue;
         if (log && log->isDebugEnabled() && matched && !matched->empty())
             LogMatch(*log, finder, *matched, lookup);
         if (!res)

@@ -107,7 +107,7 @@ void KwObjectHolder::InitItem(const std::string& item) {
 
 void KwObjectHolder::CollectError(const std::string& item, const char* reason) const {
     const std::string text = "Error in init " + GetNameForLog() + " [" + item + "]: " + reason;
-    LogErrorNoThrow(*m_log, text, "");
+    LogErrorNoThrow(*m_log, {text});
     const RegistryLock lock;
     m_errors.push_back(text);
 }

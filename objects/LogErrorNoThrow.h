@@ -3,16 +3,21 @@
 
 #include "host/LogText.h"
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
-/// Writes `what` and `reason` at error level. A logger that fails must not cost what the caller
-/// still has to do.
-inline void LogErrorNoThrow(const LogClass& log, std::string_view what,
-                            std::string_view reason) noexcept {
+/// Writes the pieces, one after the other, at error level. A logger that fails, or too little
+/// memory for the text, must not cost what the caller still has to do.
+inline void LogErrorNoThrow(const LogClass& log,
+                            std::initializer_list<std::string_view> pieces) noexcept {
     try {
-        if (log.isErrorEnabled())
-            LogText(log, log4cxx::Level::LEVEL_ERROR, std::string(what).append(reason));
+        if (!log.isErrorEnabled())
+            return;
+        std::string text;
+        for (const std::string_view piece : pieces)
+            text += piece;
+        LogText(log, log4cxx::Level::LEVEL_ERROR, text);
     } catch (...) {
     }
 }

@@ -27,9 +27,9 @@ public:
         try {
             m_loader.ReleaseLoader();
         } catch (const std::exception& error) {
-            LogErrorNoThrow(m_log, FAILED, error.what());
+            LogErrorNoThrow(m_log, {FAILED, error.what()});
         } catch (...) {
-            LogErrorNoThrow(m_log, FAILED, "unknown error");
+            LogErrorNoThrow(m_log, {FAILED, "unknown error"});
         }
     }
 
@@ -93,8 +93,8 @@ void KwObjectHolder::BeforeReload(LogClass& log) {
         try {
             ReloadLib(lib, log);
         } catch (const std::exception& error) {
-            LogErrorNoThrow(log, "Error in configuration reload for " + lib.m_name + ": ",
-                            error.what());
+            LogErrorNoThrow(log,
+                            {"Error in configuration reload for ", lib.m_name, ": ", error.what()});
         }
     }
 }

@@ -2,15 +2,14 @@
 #include "lookup/builtin/KwFileLookup.h"
 
 #include "host/LogText.h"
-#include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
 #include "text/SystemError.h"
+#include "text/TextFile.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <memory>
-#include <stdexcept>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,21 +17,6 @@
 #include <vector>
 
 namespace {
-
-std::invalid_argument CanNotLoad(const std::string& file_name, int error_number) {
-    return std::invalid_argument("Can not load file '" + file_name +
-                                 "': " + SystemErrorText(error_number));
-}
-
-FileDescriptor Open(const std::string& file_name) {
-    // A name with a NUL inside names no file; the system would open what stands before it.
-    if (file_name.find('\0') != std::string::npos)
-        throw CanNotLoad(file_name, ENOENT);
-    FileDescriptor file = FileDescriptor::OpenForReading(file_name);
-    if (!file)
-        throw CanNotLoad(file_name, errno);
-    return file;
-}
 
 /// About how many records the file holds, judged from samples, so that the list need not grow while
 /// it is filled. Does not move the file's position, which not every file can take back.
@@ -64,12 +48,10 @@ KwIfLookup* KwFileLookup::Create(const std::string&) {
 }
 
 void KwFileLookup::Init(const std::string& file_name) {
-    const FileDescriptor file = Open(file_name);
+    const FileDescriptor file = OpenTextFile(file_name);
     struct stat status {};
     if (::fstat(file.Get(), &status) != 0)
         throw CanNotLoad(file_name, errno);
-    if (S_ISDIR(status.st_mode))
-        throw CanNotLoad(file_name, EISDIR);
 
     const LocaleBytes& bytes = LocaleBytes::Current();
     std::vector<std::string> records;
@@ -84,21 +66,22 @@ void KwFileLookup::Init(const std::string& file_name) {
             records.emplace_back(begin, end);
     }
 
-    const std::size_t count = records.size();
-    std::string name = file_name;
+    // Before anything changes: without memory for a text the old records stay.
+    const std::string count = std::to_string(records.size());
     const LogClass* log = GetLogPtr();
+    std::string name = file_name, warning, message;
     if (lines.Error() != 0 && log && log->isWarnEnabled())
-        LogText(*log, log4cxx::Level::LEVEL_WARN,
-                "KwFileLookup: read error in " + file_name + " after " + std::to_string(count) +
-                    " records: " + SystemErrorText(lines.Error()));
+        warning = "KwFileLookup: read error in " + file_name + " after " + count +
+                  " records: " + SystemErrorText(lines.Error());
     if (log && log->isDebugEnabled())
-        LogText(*log, log4cxx::Level::LEVEL_DEBUG,
-                "KwFileLookup: loaded " + std::to_string(count) + " records from " + file_name +
-                    " file.");
+        message = "KwFileLookup: loaded " + count + " records from " + file_name + " file.";
 
-    // Last, and without fail: whatever throws above leaves the old records and their name.
     Replace(std::move(records));
     m_file_name.swap(name);
+    if (!warning.empty())
+        LogText(*log, log4cxx::Level::LEVEL_WARN, warning);
+    if (!message.empty())
+        LogText(*log, log4cxx::Level::LEVEL_DEBUG, message);
 }
 
 std::string KwFileLookup::GetDescription() const {

@@ -37,13 +37,13 @@ std::string KwLookupWithConfig::ParseInitData(const std::string& data) {
         throw std::invalid_argument("wrong empty request");
     parts.pop_back();
 
-    if (m_local_conf) {
-        // A second call: the configuration of the first must not be asked once it is gone.
+    const boost::shared_ptr<KwLookupSharedConf> local_conf(parts.empty() ? nullptr
+                                                                         : CreateLocalConf());
+    // In a second call the configuration of the first must not be asked once it is gone.
+    if (m_local_conf)
         m_conf = const_cast<KwLookupSharedConf*>(m_local_conf->GetGlobal());
-        m_local_conf.reset();
-    }
-    if (!parts.empty()) {
-        m_local_conf.reset(CreateLocalConf());
+    m_local_conf = local_conf;
+    if (m_local_conf) {
         if (const LogClass* log = GetLogPtr())
             m_local_conf->SetLog(*log);
         m_local_conf->LoadLocal(parts);

@@ -39,11 +39,9 @@ public:
     }
 
     void PostInit() override {
-        const std::shared_ptr<Config> loaded = std::move(m_loading);
-        loaded->PostInit();
-        m_type_config = loaded;
-        m_conf = loaded.get();
-        Current() = loaded;
+        m_loading->PostInit();
+        m_type_config = Current() = m_loading;
+        m_conf = m_type_config.get();
     }
 
     /// Throws std::domain_error "SECTION is not loaded", and what ParseInitData() and Load() throw;
@@ -117,5 +115,5 @@ private:
     const LogClass* m_log;
     bool m_skips = false; ///< the configuration has SkipDomains
     std::shared_ptr<Config> m_type_config;
-    std::shared_ptr<Config> m_loading; ///< between MakePreInit() and PostInit()
+    std::shared_ptr<Config> m_loading; ///< what was last loaded, good or bad
 };

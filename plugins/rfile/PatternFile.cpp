@@ -1,22 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/rfile/PatternFile.h"
 
-#include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
-#include "text/SystemError.h"
+#include "text/TextFile.h"
 
-#include <cerrno>
 #include <stdexcept>
 #include <string_view>
-#include <sys/stat.h>
 
 namespace {
-
-std::invalid_argument CanNotLoad(const std::string& name, int error_number) {
-    return std::invalid_argument("Can not load file '" + name +
-                                 "': " + SystemErrorText(error_number));
-}
 
 std::string_view Trimmed(std::string_view text) {
     const char* begin = text.data();
@@ -70,20 +62,12 @@ void AddLine(PatternList& list, std::string_view line, std::size_t number, unsig
 } // namespace
 
 std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options) {
-    // A name with a NUL inside names no file; the system would open what stands before it.
-    if (name.find('\0') != std::string::npos)
-        throw CanNotLoad(name, ENOENT);
-    const FileDescriptor file = FileDescriptor::OpenForReading(name);
-    struct stat status {};
-    if (!file || ::fstat(file.Get(), &status) != 0)
-        throw CanNotLoad(name, errno);
-    if (S_ISDIR(status.st_mode))
-        throw CanNotLoad(name, EISDIR);
-
+    const FileDescriptor file = OpenTextFile(name);
     auto list = std::make_unique<PatternList>(name);
     LineReader lines(file.Get());
     for (std::string_view line; lines.Next(line);) {
-        const std::string_view text = Trimmed(line);
+        const std::string_view text =
+            Trimmed(lines.LineNumber() == 1 ? WithoutByteOrderMark(line) : line);
         if (text.empty() || text[0] == '#')
             continue;
         try {

@@ -3,6 +3,7 @@
 
 #include "conf/IfConfParser.h"
 #include "host/InterfaceConfHolder.h"
+#include "lookup/builtin/KwDomainsLookup.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 
@@ -12,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -95,14 +98,87 @@ TEST_F(ConfFileLoaderTest, TellsEachWrongKeyWithItsPlace) {
                             m_name + ":3: unknown key 'Hots' in [lookup_ldap]"));
     EXPECT_THAT(RecordingLog::Texts(3),
                 ElementsAre("Wrong value [many] in integer variable lookup_ldap/Port"));
-    EXPECT_EQ(m_holder.base, "b");
+    EXPECT_EQ(m_holder.base, "old") << "nothing stays of a section with errors";
     EXPECT_EQ(m_holder.post_inits, 0);
 }
 
 TEST_F(ConfFileLoaderTest, TellsWhatPostInitThrows) {
     EXPECT_FALSE(Load("[lookup_ldap]\nPort = 13\n"));
     EXPECT_THAT(RecordingLog::Texts(2),
-                ElementsAre(m_name + ": [lookup_ldap]: port 13 is not lucky"));
+                ElementsAre(m_name + ":2: [lookup_ldap]: port 13 is not lucky"));
+}
+
+/// A configured object with a parameter of every type, whose values live as long as it does.
+class Everything : public InterfaceConfHolder {
+public:
+    explicit Everything(const LogClass& log) : object(log) {}
+
+    bool MakePreInit(boost::shared_ptr<IfConfParser> parser) override {
+        const auto add = [&](const char* name, void* var, IfConfParser::VarType type) {
+            parser->Add(std::string("all/") + name, var, type, nullptr);
+        };
+        add("Int", &number, IfConfParser::VT_INT);
+        add("Bool", &flag, IfConfParser::VT_BOOL);
+        add("Time", &time, IfConfParser::VT_TIME);
+        add("Size", &size, IfConfParser::VT_SIZE);
+        add("String", &text, IfConfParser::VT_STRING);
+        add("Raw", &raw, IfConfParser::VT_RAW_STRING);
+        add("Strings", &texts, IfConfParser::VT_STRING_LIST);
+        add("Ints", &numbers, IfConfParser::VT_INT_LIST);
+        add("Times", &times, IfConfParser::VT_TIME_LIST);
+        add("Sizes", &sizes, IfConfParser::VT_SIZE_LIST);
+        add("Object", &object, IfConfParser::VT_OBJECT);
+        return true;
+    }
+    void PostInit() override {
+        if (number == 13)
+            throw std::invalid_argument("13 is not lucky");
+    }
+
+    auto Values() const {
+        return std::make_tuple(number, flag, time, size, text, raw, texts, numbers, times, sizes,
+                               object.GetDescription(), object.GetObjects().size());
+    }
+
+    int number = 0;
+    bool flag = false;
+    int time = 0;
+    long long size = 0;
+    std::string text, raw;
+    std::vector<std::string> texts;
+    std::vector<int> numbers, times;
+    std::vector<long long> sizes;
+    KwDomainsLookup object;
+};
+
+TEST_F(ConfFileLoaderTest, AFailedLoadLeavesEveryVariableAsItWas) {
+    const auto load = [&](Everything& holder, const std::string& settings) {
+        const std::string name = m_dir.Write("kw.conf", "[all]\n" + settings);
+        ::chmod(name.c_str(), 0644);
+        m_loader.SetFile(ConfFile(name));
+        return m_loader.LoadSection(0, "all", 0, "", 0, &holder, m_log);
+    };
+    Everything holder(m_log);
+    ASSERT_TRUE(load(holder, "Int = 1\nBool = yes\nTime = 2m\nSize = 3k\nString = s\nRaw = \"r\"\n"
+                             "Strings = a, b\nInts = 1, 2\nTimes = 1h\nSizes = 1g\n"
+                             "Object = corp.lan, home.lan\n"));
+    const auto before = holder.Values();
+    const std::string changes = "Int = 2\nBool = no\nTime = 3m\nSize = 4k\nString = t\nRaw = q\n"
+                                "Strings = c\nInts = 3\nTimes = 2h\nSizes = 2g\nObject = x.lan\n";
+    Everything changed(m_log);
+    ASSERT_TRUE(load(changed, changes));
+    EXPECT_NE(changed.Values(), before);
+    for (const std::string bad :
+         {"NoSuch = 1\n", "Ints = 1, x\n", "Object = \"a\n", "Int = 13\n"}) {
+        SCOPED_TRACE(bad);
+        const std::string key = bad.substr(0, bad.find(' ') + 1);
+        std::string settings = changes;
+        const std::size_t same = ("\n" + settings).find("\n" + key);
+        if (same != std::string::npos)
+            settings.erase(same, settings.find('\n', same) + 1 - same);
+        EXPECT_FALSE(load(holder, settings + bad));
+        EXPECT_EQ(holder.Values(), before);
+    }
 }
 
 TEST_F(ConfFileLoaderTest, AHolderThatRegistersNothingIsNotLoaded) {
@@ -122,7 +198,7 @@ TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: bad value for 'Port' in [lookup_ldap]"));
     EXPECT_FALSE(Load("[lookup_ldap]\nPassword.file = " + secret + "\nBase.file = " + secret));
-    EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ": [lookup_ldap]: Base [***] is ***");
+    EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ":3: [lookup_ldap]: Base [***] is ***");
     m_dir.Write("secret", "\"hunter2\"\n");
     EXPECT_FALSE(Load("[lookup_ldap]\nPassword = hunter2\nBase.file = " + secret));
     const auto lines = RecordingLog::Lines();

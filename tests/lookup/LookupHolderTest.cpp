@@ -466,6 +466,17 @@ TEST_F(LookupHolder, PrecedesEachResultByABlankAtEveryDepth) {
     EXPECT_EQ(res, "  a b");
 }
 
+TEST_F(LookupHolder, WritesThroughTheLoggerFromBeforeTheSearch) {
+    a.matched = "value";
+    a.on_search = [this] { a.log = &own_log; };
+    Add("a", a);
+    std::string matched;
+    EXPECT_TRUE(Find(nullptr, &matched));
+    EXPECT_EQ(RecordingLog::Lines().back().logger, "holder");
+    EXPECT_TRUE(Find(nullptr, &matched));
+    EXPECT_EQ(RecordingLog::Lines().back().logger, "lookup");
+}
+
 TEST_F(LookupHolder, SearchesDomainsAndStopsAtTheFirst) {
     a.answer = false;
     Add("a", a);

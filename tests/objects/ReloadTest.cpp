@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/KwLookupHolder.h"
 #include "objects/ReloadSupport.h"
+#include "support/FailingAllocation.h"
 #include "support/RecordingLog.h"
 
 #include <boost/make_shared.hpp>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -334,6 +336,28 @@ TEST_F(Reload, FailureInAnyStepIsToldAndTheNextTypeIsReloaded) {
         EXPECT_EQ(holder.GetObjects().size(), 3U);
         holder.Init("");
     }
+}
+
+TEST_F(Reload, WithoutMemoryForAMessageTheNextTypeIsStillReloaded) {
+    Fill();
+    StateOf("second").needs_config = true;
+    std::size_t reloads = 0;
+    for (long nth = 0; nth < 30; ++nth) {
+        SCOPED_TRACE(nth);
+        std::optional<FailingAllocation> failure;
+        loader->on_call = [&](const std::string& operation) {
+            if (operation == "load lookup_second") {
+                failure.emplace(nth);
+                throw std::runtime_error("a reason that is too long to be kept without memory");
+            }
+        };
+        Forget();
+        EXPECT_EQ(BeforeReload(), "");
+        failure.reset();
+        reloads += Loaded().back() == "load lookup_third";
+    }
+    EXPECT_GT(reloads, 20U) << "memory for the call itself may be missing";
+    loader->on_call = nullptr;
 }
 
 TEST_F(Reload, FailingLogDoesNotKeepTheNextTypeFromItsReload) {

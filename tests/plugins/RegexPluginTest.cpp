@@ -150,7 +150,7 @@ TEST_F(RegexPluginTest, ValuesAreChecked) {
         ASSERT_TRUE(AskList("regex:a", "a").found);
         Configure("[lookup_regex]\n" + test.setting + "\n");
         EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR),
-                    Contains(HasSubstr("kwlookup.conf: [lookup_regex]: " + test.reason)));
+                    Contains(HasSubstr("kwlookup.conf:2: [lookup_regex]: " + test.reason)));
         Configure("");
     }
 }

@@ -48,6 +48,12 @@ TEST_F(RfilePluginTest, TheFirstMatchInFileOrderWins) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
+TEST_F(RfilePluginTest, AByteOrderMarkIsNoPartOfTheFirstPattern) {
+    const std::string file = m_dir.Write("patterns", "\xef\xbb\xbf^a\n\xef\xbb\xbf^b\n");
+    EXPECT_TRUE(AskList("rfile:" + file, "a").found);
+    EXPECT_FALSE(AskList("rfile:" + file, "b").found);
+}
+
 TEST_F(RfilePluginTest, Flags) {
     struct Case {
         std::string line;

@@ -176,7 +176,9 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
                     failed = true;
                 }
             }
-            if (failed) {
+            // The logger is told once the file is loaded.
+            const bool told = with_logger && list.GetDescription() == name;
+            if (failed && !told) {
                 EXPECT_THAT(RecordsOf(list), ElementsAre("a", "b"));
                 EXPECT_EQ(list.GetDescription(), old);
             } else {

@@ -167,6 +167,20 @@ TEST_F(Domains, AsksTheListForTheDomainWithItsOwnFlags) {
     EXPECT_TRUE(spy->requests[2].has_res);
 }
 
+TEST_F(Domains, TheFirstMemberThatMatchesEndsTheSearch) {
+    Spy* const spies[] = {new Spy, new Spy};
+    for (Spy* const spy : spies) {
+        spy->answer = true;
+        domains.AddObject(static_cast<KwIfLookup*>(spy));
+    }
+    for (const bool allow_subdomains : {false, true}) {
+        EXPECT_TRUE(FindDomain("corp.lan", allow_subdomains));
+        EXPECT_TRUE(FindAddr("jdoe@corp.lan", allow_subdomains));
+    }
+    EXPECT_EQ(spies[0]->requests.size(), 4U);
+    EXPECT_EQ(spies[1]->requests.size(), 0U);
+}
+
 TEST_F(Domains, EmptyDomainIsNotSearchedFor) {
     Spy* const spy = new Spy;
     spy->answer = true;

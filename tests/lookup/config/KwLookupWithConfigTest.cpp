@@ -355,6 +355,25 @@ TEST_F(WithConfig, AnEmptyDomainPartIsNotLookedFor) {
         EXPECT_FALSE(IsSkipped(text)) << text;
 }
 
+TEST_F(WithConfig, WithoutSkippedDomainsTheTextIsNotEvenAskedFor) {
+    class AskedFinder : public TextFinder {
+    public:
+        using TextFinder::TextFinder;
+        KwTextRange GetRequest() const override {
+            ++asked;
+            return TextFinder::GetRequest();
+        }
+        mutable int asked = 0;
+    };
+    Configure({});
+    const AskedFinder finder("jdoe@corp.lan");
+    EXPECT_FALSE(lookup.CheckSkipDomains(finder, 0));
+    EXPECT_EQ(finder.asked, 0);
+    Configure({{"SkipDomains", "corp.lan"}});
+    EXPECT_TRUE(lookup.CheckSkipDomains(finder, 0));
+    EXPECT_EQ(finder.asked, 1);
+}
+
 TEST_F(WithConfig, LocalListReplacesTheTypeWideOne) {
     Configure({{"SkipDomains", "corp.lan"}});
     lookup.Init("SkipDomains=home.lan|x");

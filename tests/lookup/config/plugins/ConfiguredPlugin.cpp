@@ -7,7 +7,7 @@
 namespace {
 
 TestConf& TypeConf() {
-    static TestConf conf("lookup_configured");
+    static TestConf conf(PLUGIN_SECTION);
     return conf;
 }
 
@@ -44,7 +44,7 @@ public:
 
 protected:
     KwLookupSharedConf* CreateLocalConf() override {
-        return new TestConf("lookup_configured", &TypeConf());
+        return new TestConf(PLUGIN_SECTION, &TypeConf());
     }
 
 private:
