@@ -19,10 +19,10 @@ void MailList::Load() {
 bool MailList::Ask(const std::string& address, std::string& result) const {
     const std::shared_ptr<const KwLookupHolder> holder = std::atomic_load(&m_holder);
     const AddressFinder finder(address);
-    std::string gathered;
-    if (!holder->Find(finder, &gathered, 0, nullptr))
+    std::string gathered, matched;
+    if (!holder->Find(finder, &gathered, 0, &matched))
         return false;
     // Each result that the items gave stands after a blank; without any it is a plain match.
-    result = gathered.empty() ? finder.GetMatchedValue() : gathered.substr(1);
+    result = gathered.empty() ? matched : gathered.substr(1);
     return true;
 }

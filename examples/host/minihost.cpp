@@ -2,6 +2,9 @@
 // A host in two files: answers the addresses that it reads from standard input, one a line. The
 // line "reload" loads the list again.
 #include "MailList.h"
+#include "host/ConfFileLoader.h"
+
+#include <boost/make_shared.hpp>
 
 #include <exception>
 #include <iostream>
@@ -13,6 +16,9 @@ int main(int argc, char** argv) {
         return 64;
     }
     LogClass log("minihost");
+    // Plug-ins are configured through this: without a file, every parameter has its default.
+    const auto loader = boost::make_shared<ConfFileLoader>();
+    KwObjectHolder::SetConfLoader(loader);
     MailList list(argv[1], log);
     try {
         list.Load();

@@ -55,6 +55,8 @@ def main():
     asked = 0
     with tempfile.TemporaryDirectory() as directory:
         shutil.copytree(root / "examples", f"{directory}/examples")
+        # A configuration that others may write is refused, and a umask may let a group write it.
+        subprocess.run(["chmod", "-R", "go-w", f"{directory}/examples"], check=True)
         os.mkdir(f"{directory}/build")
         os.symlink(tool, f"{directory}/build/kwlookup")
         for number, command, expected in commands(text):

@@ -5,7 +5,7 @@
 set -euo pipefail
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
-list="ads.example reject, file:$directory/listed"
+list="ads.example reject, regex:^bulk-[0-9]+@, file:$directory/listed"
 
 # expect QUESTION ANSWER: asks the running host.
 expect() {
@@ -21,6 +21,7 @@ talk() {
     coproc host { "$program" "$list" 2>"$directory/log"; }
     expect jdoe@corp.lan 'jdoe@corp.lan: corp.lan'
     expect x@ads.example 'x@ads.example: reject'
+    expect bulk-7@other.example 'bulk-7@other.example: ^bulk-[0-9]+@'
     expect jdoe@other.example 'jdoe@other.example: not listed'
 
     echo 'other.example greylist' >"$directory/listed"
