@@ -24,6 +24,10 @@ BerkeleyDatabase::BerkeleyDatabase(const std::string& name) : m_name(name), m_st
         Fail(error);
     m_db.reset(db);
     db->set_errcall(db, IgnoreMessage);
+    // A damaged page is to fail the searches that need it, not all of them from then on.
+    DB_ENV* const environment = db->get_env(db);
+    if (const int error = environment->set_flags(environment, DB_NOPANIC, 1))
+        Fail(error);
     if (const int error = db->open(db, nullptr, name.c_str(), nullptr, DB_UNKNOWN, DB_RDONLY, 0))
         Fail(error);
     DBTYPE type = DB_UNKNOWN;
@@ -90,7 +94,8 @@ void BerkeleyDatabase::CheckSize(u_int32_t Stat::*pages, u_int32_t Stat::*page_s
 }
 
 void BerkeleyDatabase::Fail(int error) const {
-    const bool foreign = error == EINVAL || error == DB_OLD_VERSION || error == DB_PAGE_NOTFOUND;
+    const bool foreign = error == EINVAL || error == DB_OLD_VERSION || error == DB_PAGE_NOTFOUND ||
+                         error == DB_RUNRECOVERY;
     throw std::runtime_error(m_name + ": " +
                              (foreign ? "not a whole Berkeley DB file" : ::db_strerror(error)));
 }

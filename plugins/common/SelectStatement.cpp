@@ -7,23 +7,32 @@
 
 namespace {
 
+bool IsLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 bool IsName(std::string_view text) {
     for (const char c : text)
-        if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-              c == '_'))
+        if (!IsLetter(c) && !(c >= '0' && c <= '9') && c != '_')
             return false;
-    return !text.empty() && !(text[0] >= '0' && text[0] <= '9');
+    return !text.empty() && IsLetter(text[0]);
 }
 
-/// But for white space. To the parser, bytes that begin no word are the end of the statement.
-bool EndsWith(std::string_view text, std::string_view end) {
-    text = text.substr(0, text.find_last_not_of(" \t\n\v\f\r") + 1);
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+bool IsTable(std::string_view text) {
+    const std::size_t dot = text.find('.');
+    return IsName(text.substr(0, dot)) &&
+           (dot == std::string_view::npos || IsName(text.substr(dot + 1)));
 }
 
-void CheckName(const std::string& name) {
-    if (!IsName(name))
+void Check(bool is_name, const std::string& name) {
+    if (!is_name)
         throw std::invalid_argument("'" + name + "' in the statement is not a name");
+}
+
+[[noreturn]] void RefuseStatement(const std::string& text) {
+    throw std::invalid_argument("cannot read the statement '" + text +
+                                "': wait select COLUMN[, ...] from TABLE where COLUMN = "
+                                "'TEMPLATE'");
 }
 
 /// `name` with each of its parts between quotes.
@@ -42,20 +51,17 @@ std::string Quoted(const std::string& name, char quote) {
 
 SelectStatement::SelectStatement(const std::string& text) {
     KwSQLParser parser(text.c_str());
-    if (text.find('\0') != std::string::npos || !parser.parse_select(false) ||
-        !EndsWith(text, parser.m_where_value + "'"))
-        throw std::invalid_argument("cannot read the statement '" + text +
-                                    "': wait select COLUMN[, ...] from TABLE where COLUMN = "
-                                    "'TEMPLATE'");
+    if (text.find('\0') != std::string::npos || !parser.parse_select(false))
+        RefuseStatement(text);
     for (const std::string& column : parser.m_names)
-        if (column != "*")
-            CheckName(column);
-    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
-        end = parser.m_table.find('.', begin);
-        if (!IsName(std::string_view(parser.m_table).substr(begin, end - begin)))
-            throw std::invalid_argument("'" + parser.m_table + "' in the statement is not a name");
-    }
-    CheckName(parser.m_where_column);
+        Check(column == "*" || IsName(column), column);
+    Check(IsTable(parser.m_table), parser.m_table);
+    Check(IsName(parser.m_where_column), parser.m_where_column);
+    // To the parser, bytes that begin no word are the end of the statement. Names hold no quotes,
+    // so the first one opens the value.
+    const std::size_t close = text.find('\'') + 1 + parser.m_where_value.size();
+    if (text.find_first_not_of(" \t\n\v\f\r", close + 1) != std::string::npos)
+        RefuseStatement(text);
     m_columns = parser.m_names;
     m_table = parser.m_table;
     m_where_column = parser.m_where_column;

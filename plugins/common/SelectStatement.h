@@ -11,8 +11,8 @@
 class SelectStatement {
 public:
     /// Throws std::invalid_argument "cannot read the statement 'TEXT': ...", and "'NAME' in the
-    /// statement is not a name" for what is not letters, digits and '_', a letter or '_' first; a
-    /// table may have several such names with dots between.
+    /// statement is not a name" for what is not letters, digits and '_', a letter first; a table
+    /// may be two such names with a dot between.
     explicit SelectStatement(const std::string& text);
 
     const std::string& GetTemplate() const { return m_template; }

@@ -21,7 +21,7 @@ SqliteConnection::SqliteConnection(const std::string& name, const std::string& s
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     m_statement = Prepare(statement);
-    CheckSize();
+    CheckFile();
 }
 
 bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values) {
@@ -56,13 +56,23 @@ SqliteConnection::Statement SqliteConnection::Prepare(const std::string& text) {
     return Statement(prepared);
 }
 
-// SQLite notices when whole pages are missing; what is cut off the last one it takes for zeros.
-void SqliteConnection::CheckSize() {
-    const Statement page_size = Prepare("pragma page_size");
-    if (::sqlite3_step(page_size.get()) != SQLITE_ROW)
+SqliteConnection::Statement SqliteConnection::Pragma(const std::string& name) {
+    Statement pragma = Prepare("pragma " + name);
+    if (::sqlite3_step(pragma.get()) != SQLITE_ROW)
         Fail();
+    return pragma;
+}
+
+void SqliteConnection::CheckFile() {
+    // SQLite notices when whole pages are missing; what is cut off the last one it takes for zeros.
+    const Statement page_size = Pragma("page_size");
     if (m_stamp.GetSize() % static_cast<unsigned>(::sqlite3_column_int(page_size.get(), 0)) != 0)
         throw std::runtime_error(m_name + ": not a whole database");
+    // In another encoding bytes that are not UTF-8 would become characters, and match those.
+    const Statement encoding = Pragma("encoding");
+    const unsigned char* const text = ::sqlite3_column_text(encoding.get(), 0);
+    if (::sqlite3_stricmp(reinterpret_cast<const char*>(text), "UTF-8") != 0)
+        throw std::runtime_error(m_name + ": not in UTF-8");
 }
 
 void SqliteConnection::AddRow(Values& values) const {

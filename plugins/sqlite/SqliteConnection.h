@@ -15,7 +15,7 @@
 class SqliteConnection {
 public:
     /// `timeout` is the time in seconds to wait for a lock. Throws std::runtime_error "NAME:
-    /// REASON".
+    /// REASON", also for a database that is not whole, or not in UTF-8.
     SqliteConnection(const std::string& name, const std::string& statement, int timeout);
 
     /// True while the name stands for the file that is open; what is written to it is seen without
@@ -36,7 +36,8 @@ private:
 
     [[noreturn]] void Fail() const;
     Statement Prepare(const std::string& text);
-    void CheckSize();
+    Statement Pragma(const std::string& name);
+    void CheckFile();
     void AddRow(Values& values) const;
 
     const std::string m_name;

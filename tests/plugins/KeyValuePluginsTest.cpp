@@ -388,6 +388,20 @@ TEST_P(KeyValuePluginsTest, ALinkThatIsTurnedIsNoticed) {
     EXPECT_TRUE(Eventually([&] { return Ask(holder, "a").res == " two"; }));
 }
 
+TEST_P(KeyValuePluginsTest, AFileThatIsWrittenInPlaceIsNoticed) {
+    const std::string name = Make({{"a", "old"}});
+    KwLookupHolder holder(m_log);
+    holder.Init(Strict(name));
+    EXPECT_EQ(Ask(holder, "a").res, " old");
+    Records records{{"a", "new"}};
+    for (int i = 0; i < 500; ++i)
+        records.emplace_back(std::to_string(i), "more");
+    m_dir.Write("table", ReadAll(Make(records, "next")));
+    // Until the second is over the old one would be asked, whose pages are no more.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    EXPECT_EQ(Ask(holder, "a").res, " new");
+}
+
 TEST_P(KeyValuePluginsTest, LeavesNoFileOpen) {
     const std::string name = Make({{"a", "1"}});
     const std::string bad = m_dir.Write("bad", std::string(5000, 'x'));
@@ -457,6 +471,31 @@ TEST_F(BerkeleyPluginTest, OtherKindsOfFilesAreErrors) {
 TEST_F(BerkeleyPluginTest, AFileOfSeveralDatabasesIsAnError) {
     Load({"-t", "hash", "-c", "database=one"}, "a\n1\n");
     EXPECT_EQ(SearchError(m_item, "a"), m_name + ": holds several databases");
+}
+
+TEST_F(BerkeleyPluginTest, ADamagedPageFailsItsKeysOnly) {
+    std::string input;
+    for (int i = 100; i < 300; ++i)
+        input += "key" + std::to_string(i) + "\nvalue" + std::to_string(i) + "\n";
+    for (const char* type : {"hash", "btree"}) {
+        SCOPED_TRACE(type);
+        ::unlink(m_name.c_str());
+        Load({"-t", type, "-c", "db_pagesize=512", "-c", "chksum=1"}, input);
+        EXPECT_EQ(AskList(m_item, "key177").res, " value177");
+        const auto before = OpenFiles();
+        std::string bytes = ReadAll(m_name);
+        bytes.at(bytes.find("value177")) ^= 1;
+        m_dir.Write("table", bytes);
+        {
+            KwLookupHolder holder(m_log);
+            holder.Init(m_item);
+            for (int i = 0; i < 3; ++i) {
+                EXPECT_EQ(Ask(holder, "key100").res, " value100");
+                EXPECT_EQ(SearchError(holder, "key177"), m_name + ": not a whole Berkeley DB file");
+            }
+        }
+        EXPECT_EQ(OpenFiles(), before);
+    }
 }
 
 TEST_F(BerkeleyPluginTest, FilesOfTheOtherByteOrderAnswer) {

@@ -12,7 +12,6 @@
 namespace {
 
 using namespace std::string_literals;
-using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -185,10 +184,14 @@ TEST_F(SqlitePluginTest, ABadItemFailsWhenItIsLoaded) {
     for (const Case& test : cases)
         EXPECT_EQ(ErrorOf("\"sqlite:" + test.rest + "\""),
                   "  Error in init lookup [sqlite:" + test.rest + "]: " + test.reason);
-    for (const char* setting : {"MaxRows = 0", "Timeout = 2d"}) {
-        Configure("[lookup_sqlite]\n"s + setting + "\n");
-        EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR),
-                    Contains(AnyOf(HasSubstr("MaxRows must be"), HasSubstr("Timeout must be"))));
+    const Case settings[] = {
+        {"MaxRows = 0", "MaxRows must be at least 1"},
+        {"Timeout = 2d", "Timeout must be from 0 to 86400 seconds"},
+    };
+    for (const Case& test : settings) {
+        RecordingLog::Reset();
+        Configure("[lookup_sqlite]\n" + test.rest + "\n");
+        EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR), Contains(testing::EndsWith(test.reason)));
     }
 }
 
@@ -322,6 +325,17 @@ TEST_F(SqlitePluginTest, WhatIsNoDatabaseIsAnError) {
     ASSERT_EQ(::chmod(m_name.c_str(), 0), 0);
     EXPECT_EQ(SearchError(Item(), "a"),
               ::geteuid() == 0 ? "" : m_name + ": unable to open database file");
+}
+
+// It would turn what is not UTF-8 in a value into other characters, and so match other values.
+TEST_F(SqlitePluginTest, ADatabaseThatIsNotInUtf8IsAnError) {
+    for (const char* encoding : {"UTF-16le", "UTF-16be"}) {
+        const std::string name = m_dir.Path(encoding);
+        RunSql(name, "pragma encoding = '"s + encoding +
+                         "'; create table access (address text, result text);"
+                         "insert into access values (char(65533), 'wrong');");
+        EXPECT_EQ(SearchError(Item(name), "\xff"), name + ": not in UTF-8");
+    }
 }
 
 TEST_F(SqlitePluginTest, EveryTruncationIsAnErrorOrTheRightAnswer) {
