@@ -104,6 +104,15 @@ TEST_F(Plugin, EveryObjectOfATypeWithoutConfigurationGetsTheLog) {
     EXPECT_EQ(other.GetObjects()[0].GetLogPtr(), &other_log);
 }
 
+TEST_F(Plugin, AHostMayLoadASingleObject) {
+    holder.LoadFromDynamicLibrary("ldap", "one");
+    EXPECT_EQ(holder.GetObjects().size(), 1U);
+    EXPECT_THROW(holder.LoadFromDynamicLibrary("absent", "x"), std::domain_error);
+    KwLookupHolder builtin_only(log, KwObjectHolder::BuiltinOnly);
+    builtin_only.LoadFromDynamicLibrary("ldap", "one");
+    EXPECT_EQ(builtin_only.GetObjects().size(), 1U);
+}
+
 struct Failure {
     const char* item;
     std::string reason;

@@ -5,11 +5,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
@@ -43,11 +47,17 @@ protected:
         return static_cast<std::size_t>(std::distance(begin(files), end(files)));
     }
 
+    void WaitForFiles(std::size_t count) const {
+        for (int i = 0; i < 60000 && FileCount() != count; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
     const TempDir m_dir;
 };
 
 TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
-    EXPECT_EQ(Build("# a comment\nJDoe@corp.lan OK  yes \n\n\t \n  corp.lan\r\nroot@\t1\nroot@ 2\n"
+    EXPECT_EQ(Build("# a comment\n\t# another\nJDoe@corp.lan OK  yes \n\n\t \n  "
+                    "corp.lan\r\nroot@\t1\nroot@ 2\n"
                     "caf\xe9 8-bit\nn\0l x\0y"s),
               (ProgramResult{SAME, m_dir.Path("out.cdb") + ": 6 records\n", ""}));
     EXPECT_EQ(Find("jdoe@CORP.lan"), "jdoe@CORP.lan\tOK  yes\n");
@@ -81,6 +91,114 @@ TEST_F(ToolBuild, ReplacesByRenameAndKeepsTheMode) {
     ASSERT_EQ(::stat(name.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(FileCount(), 4U) << "something is left beside it";
+}
+
+TEST_F(ToolBuild, FollowsLinksToWhatIsNotThereYet) {
+    fs::create_directory(m_dir.Path("tables"));
+    fs::create_symlink("tables/second", m_dir.Path("first"));
+    fs::create_symlink(m_dir.Path("out.cdb"), m_dir.Path("tables/second"));
+    ASSERT_EQ(Build("a 1\n", "first").status, SAME);
+    EXPECT_TRUE(fs::is_symlink(m_dir.Path("first")));
+    EXPECT_EQ(Find("a"), "a\t1\n");
+
+    fs::create_symlink("loop", m_dir.Path("loop"));
+    const ProgramResult loop = Build("a 1\n", "loop");
+    EXPECT_EQ(loop.status, UNAVAILABLE);
+    EXPECT_THAT(loop.err, HasSubstr("Too many levels of symbolic links"));
+    EXPECT_TRUE(fs::is_symlink(m_dir.Path("loop")));
+}
+
+TEST_F(ToolBuild, DoesNotReplaceWhatItReads) {
+    const std::string in = m_dir.Write("in", "a 1\n");
+    fs::create_symlink("in", m_dir.Path("link"));
+    fs::create_hard_link(in, m_dir.Path("hard"));
+    for (const std::string& out : {in, m_dir.Path("link"), m_dir.Path("hard")}) {
+        const ProgramResult result = RunTool({"build", "cdb", in, out});
+        EXPECT_EQ(result.status, UNAVAILABLE);
+        EXPECT_EQ(result.err, "kwlookup: error: " + out + ": is the file to read\n");
+    }
+    EXPECT_EQ(RunToolInShell("exec \"$@\" <'" + in + "'", {"build", "cdb", "-", in}).status,
+              UNAVAILABLE);
+    EXPECT_EQ(Content(in), "a 1\n");
+    EXPECT_EQ(FileCount(), 3U);
+}
+
+// Who could read the old file, as its owner or its group, can read the new one.
+TEST_F(ToolBuild, KeepsOwnerAndGroup) {
+    if (::geteuid() != 0)
+        return; // gives no file away
+    ASSERT_EQ(Build("a 1\n").status, SAME);
+    const std::string out = m_dir.Path("out.cdb");
+    const std::string in = m_dir.Write("in", "b 2\n");
+    ASSERT_EQ(::chmod(out.c_str(), 0640), 0);
+    ASSERT_EQ(::chown(out.c_str(), 1234, 4321), 0);
+    struct Case {
+        std::string how;
+        int status;
+        unsigned owner;
+    };
+    const std::string without = "setpriv --bounding-set -chown --groups ";
+    for (const Case& test : {Case{"", SAME, 1234}, Case{without + "1", UNAVAILABLE, 1234},
+                             Case{without + "4321", SAME, 0}}) {
+        SCOPED_TRACE(test.how);
+        const ProgramResult result =
+            RunToolInShell(test.how + " \"$@\"", {"build", "cdb", in, out});
+        EXPECT_EQ(result.status, test.status);
+        EXPECT_EQ(result.err, test.status == SAME
+                                  ? ""
+                                  : "kwlookup: error: " + out +
+                                        ": cannot keep its group: Operation not permitted\n");
+        struct stat status;
+        ASSERT_EQ(::stat(out.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, test.owner);
+        EXPECT_EQ(status.st_gid, 4321U);
+        EXPECT_EQ(status.st_mode & 07777, 0640U);
+        EXPECT_EQ(FileCount(), 2U);
+    }
+}
+
+TEST_F(ToolBuild, ADirectoryThatCannotBeReadFailsItInTime) {
+    fs::create_directory(m_dir.Path("dark"));
+    ASSERT_EQ(Build("a 1\n", "dark/out.cdb").status, SAME);
+    const std::string out = m_dir.Path("dark/out.cdb");
+    const std::string old = Content(out);
+    ASSERT_EQ(::chmod(m_dir.Path("dark").c_str(), 0300), 0);
+    const std::string powerless =
+        ::geteuid() == 0 ? "setpriv --bounding-set -dac_override,-dac_read_search " : "";
+    const ProgramResult result =
+        RunToolInShell(powerless + "\"$@\"", {"build", "cdb", m_dir.Write("in", "b 2\n"), out});
+    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.err, "kwlookup: error: " + out + ": Permission denied\n");
+    ASSERT_EQ(::chmod(m_dir.Path("dark").c_str(), 0700), 0);
+    EXPECT_EQ(Content(out), old);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_dir.Path("dark")), {}), 1);
+}
+
+TEST_F(ToolBuild, ASignalLeavesTheOldFile) {
+    ASSERT_EQ(Build("a 1\n").status, SAME);
+    const std::string old = Content(m_dir.Path("out.cdb"));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        RunningProgram build(ToolArguments({"build", "cdb", "-", m_dir.Path("out.cdb")}),
+                             TOOL_ENVIRONMENT);
+        build.Write("b 2\n");
+        WaitForFiles(3);
+        ::kill(build.Pid(), signal);
+        EXPECT_EQ(build.Finish().status, 128 + signal);
+        EXPECT_EQ(Content(m_dir.Path("out.cdb")), old);
+        EXPECT_EQ(FileCount(), 2U) << "something is left beside it";
+    }
+}
+
+TEST_F(ToolBuild, IgnoredSignalsStayIgnored) {
+    std::vector<std::string> arguments = {"/bin/sh", "-c", "trap '' HUP; exec \"$@\"", "sh"};
+    for (std::string& argument : ToolArguments({"build", "cdb", "-", m_dir.Path("out.cdb")}))
+        arguments.push_back(std::move(argument));
+    RunningProgram build(arguments, TOOL_ENVIRONMENT);
+    build.Write("b 2\n");
+    WaitForFiles(1);
+    ::kill(build.Pid(), SIGHUP);
+    EXPECT_EQ(build.Finish().status, SAME);
+    EXPECT_EQ(Find("b"), "b\t2\n");
 }
 
 TEST_F(ToolBuild, ANewFileHasTheUsualMode) {
@@ -129,7 +247,13 @@ TEST_F(ToolBuild, ShowsProgressOnATerminalOnly) {
     const ProgramResult shown =
         RunToolInShell("script -qec \"$*\" /dev/null",
                        {"build", "cdb", m_dir.Write("in", lines), m_dir.Path("out.cdb")});
-    EXPECT_THAT(shown.out, HasSubstr("\r100000 records"));
+    EXPECT_THAT(shown.out, HasSubstr("\r100000 records\r\x1b[K" + m_dir.Path("out.cdb") + ": "));
+    // 2 MB, which its records fit in, but not its tables.
+    const ProgramResult failed =
+        RunToolInShell("trap '' XFSZ; ulimit -f 4000; script -qec \"$*\" /dev/null",
+                       {"build", "cdb", m_dir.Path("in"), m_dir.Path("out.cdb")});
+    EXPECT_THAT(failed.out, HasSubstr("\r100000 records\r\x1b[Kkwlookup: error: " +
+                                      m_dir.Path("out.cdb") + ": File too large"));
 }
 
 TEST_F(ToolBuild, WantsAllItsArguments) {
@@ -170,6 +294,14 @@ TEST_F(ToolCompare, WhatCouldNotAnswerIsNoDifference) {
     EXPECT_THAT(result.err, HasSubstr("could not answer for [a]: " + missing));
     EXPECT_THAT(result.err, HasSubstr("kwlookup: 2 asked, 0 different\n"));
     EXPECT_EQ(RunTool({"compare", "b", "b, " + Table()}, "b\n").status, SAME) << "it is not asked";
+}
+
+TEST_F(ToolCompare, AnIgnoredErrorIsAMiss) {
+    const std::string missing = "cdb:Database=" + m_dir.Path("no") + "|$s";
+    const ProgramResult result = RunTool({"compare", "a", missing}, "a\nb\n");
+    EXPECT_EQ(result.status, DIFFERENT);
+    EXPECT_EQ(result.out, "a\t+\t-\n");
+    EXPECT_THAT(result.err, HasSubstr(m_dir.Path("no") + ": No such file or directory"));
 }
 
 TEST_F(ToolCompare, ComparesNothingWhenAListHasErrors) {

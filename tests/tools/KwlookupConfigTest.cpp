@@ -85,6 +85,42 @@ TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
     EXPECT_THAT(refused.err, HasSubstr("refused, others may write it"));
 }
 
+// A list of domains to skip that is not there would let through what it is to keep.
+TEST_F(ToolConfig, AListInTheSettingsThatFailsCountsForItsItem) {
+    const std::string list = "regex:SkipDomains=file:/no/such/list|^a";
+    const std::string reason = "Can not load file '/no/such/list'";
+    const auto run = [&](std::vector<std::string> arguments) {
+        const ProgramResult result = RunTool(std::move(arguments), "b\n");
+        EXPECT_THAT(result.err, HasSubstr(reason));
+        return std::to_string(result.status) + " " + result.out;
+    };
+    const std::string bad_list = std::to_string(BAD_LIST);
+    EXPECT_EQ(run({"check", list}), bad_list + " 1 object, 1 record, 1 error\n");
+    EXPECT_EQ(run({"find", "--strict", list, "abc"}), bad_list + " ");
+    EXPECT_EQ(run({"find", list, "b"}), std::to_string(UNAVAILABLE) + " ");
+    EXPECT_EQ(run({"find", list, "abc"}), "0 abc\t^a\n");
+    EXPECT_EQ(run({"compare", list, "abc"}), bad_list + " ");
+    Write("kw.conf", "[lookup_regex]\nSkipDomains = file:/no/such/list\n");
+    EXPECT_EQ(run({"--config", m_conf, "find", "regex:^a", "b"}),
+              std::to_string(UNAVAILABLE) + " ");
+    EXPECT_EQ(run({"--config", m_conf, "find", "--strict", "regex:^a", "b"}), bad_list + " ");
+}
+
+TEST_F(ToolConfig, EachCommandReadsTheFile) {
+    const std::vector<std::string> commands[] = {
+        {"types"}, {"build", "cdb", "in", "out"}, {"find", "a", "a"}, {"check"}};
+    for (const std::vector<std::string>& command : commands) {
+        SCOPED_TRACE(command.front());
+        std::vector<std::string> arguments = {"--config", m_dir.Path("none")};
+        arguments.insert(arguments.end(), command.begin(), command.end());
+        EXPECT_EQ(RunTool(arguments).status, BAD_LIST);
+        arguments[1] = "";
+        const ProgramResult unnamed = RunTool(arguments);
+        EXPECT_EQ(unnamed.status, USAGE);
+        EXPECT_THAT(unnamed.err, HasSubstr("--config: the file name is empty"));
+    }
+}
+
 TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
     Write("kw.conf", "[lookup_regex]\n"
                      "OnError = exception\n"
@@ -197,25 +233,48 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldAnswers) {
     EXPECT_EQ(failures, 4u) << result.err;
 }
 
-// Objects look settings up in the configuration of their type at each search.
+// The objects of this plug-in ask the configuration of their type at each search.
 TEST_F(ToolWatch, AFailedReloadLeavesTheOldConfigurationOfTypes) {
     const std::string list = Write("list", "");
-    Write("kw.conf", "[lookup_regex]\nSkipDomains = a.lan\n");
-    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^x, file:" + list}),
+    Write("kw.conf", "[lookup_odbc]\nHost = old\n");
+    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "odbc:$s, file:" + list}),
                         TOOL_ENVIRONMENT);
-    const auto ask_both = [&] {
-        tool.Write("x@a.lan\nx@b.lan\n");
+    const auto ask = [&] {
+        tool.Write("x\n");
         return tool.ReadLine();
     };
-    EXPECT_EQ(ask_both(), "x@b.lan\t^x");
-    Write("kw.conf", "[lookup_regex]\nSkipDomains = b.lan\n");
+    EXPECT_EQ(ask(), "x\told:389 x");
     ::unlink(list.c_str());
-    ::kill(tool.Pid(), SIGHUP);
-    EXPECT_EQ(ask_both(), "x@b.lan\t^x");
+    for (const char* change : {"Host = new\n", "Host = new\nPort = many\n", "OnError = never\n"}) {
+        SCOPED_TRACE(change);
+        Write("kw.conf", std::string("[lookup_odbc]\n") + change);
+        ::kill(tool.Pid(), SIGHUP);
+        EXPECT_EQ(ask(), "x\told:389 x");
+    }
     Write("list", "");
+    Write("kw.conf", "[lookup_odbc]\nHost = new\n");
     ::kill(tool.Pid(), SIGHUP);
-    EXPECT_EQ(ask_both(), "x@a.lan\t^x");
+    EXPECT_EQ(ask(), "x\tnew:389 x");
     EXPECT_EQ(tool.Finish().status, FOUND);
+}
+
+TEST_F(ToolWatch, AFaultThatIsMendedIsGoneWithTheNextReload) {
+    const std::string skipped = Write("skipped", "a.lan\n");
+    Write("kw.conf", "[lookup_regex]\nSkipDomains = file:" + skipped + "\n");
+    RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^b"}), TOOL_ENVIRONMENT);
+    const auto ask = [&] {
+        tool.Write("b@a.lan\nb@b.lan\n");
+        return tool.ReadLine();
+    };
+    EXPECT_EQ(ask(), "b@b.lan\t^b");
+    ::unlink(skipped.c_str());
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask(), "b@b.lan\t^b");
+    Write("skipped", "b.lan\n");
+    ::kill(tool.Pid(), SIGHUP);
+    EXPECT_EQ(ask(), "b@a.lan\t^b");
+    const ProgramResult result = tool.Finish();
+    EXPECT_THAT(result.err, HasSubstr("kwlookup: reloaded\n"));
 }
 
 TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeMended) {

@@ -120,7 +120,7 @@ TEST(ToolFind, AllAsksEveryItem) {
 TEST(ToolFind, AnItemShowsNothingOfTheItemBefore) {
     EXPECT_EQ(RunTool({"find", "--all", "--explain", "corp.lan OK, ldap:found", "corp.lan"}),
               Answers("corp.lan\tOK\tcorp.lan OK\tcorp.lan OK\t\n"
-                      "corp.lan\tcorp.lan\tldap:found\t\tplug-in\n"));
+                      "corp.lan\tcorp.lan\tldap:found\t\t\n"));
     const ProgramResult result =
         RunTool({"find", "ldap:broken after a result, other.org", "corp.lan"});
     EXPECT_EQ(result.status, UNAVAILABLE);
@@ -310,6 +310,8 @@ TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
     }
     // Nothing to write is no fault.
     EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"find", "a", "b"}), NOTHING_FOUND);
+    for (const char* help : {"--help", "--version"})
+        EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {help}).status, OUTPUT);
     for (const auto& arguments : {std::vector<std::string>{"check", "a"}, {"types"}}) {
         const ProgramResult result = RunToolInShell("exec \"$@\" >/dev/full", arguments);
         EXPECT_EQ(result.status, OUTPUT);
@@ -388,6 +390,7 @@ TEST(ToolUsage, WrongUsage) {
         EXPECT_EQ(result.out, "");
         EXPECT_THAT(result.err, HasSubstr("--help"));
     }
+    EXPECT_THAT(RunTool({"nosuch"}).err, HasSubstr("nosuch"));
 }
 
 TEST(ToolUsage, HelpTeachesByExample) {
@@ -400,6 +403,10 @@ TEST(ToolUsage, HelpTeachesByExample) {
                                           "file:/etc/mail/blocked' jdoe@corp.lan\n"));
     }
     EXPECT_THAT(RunTool({"find", "--help"}).out, HasSubstr("LIST TEXT..."));
+    for (const char* command : {"find", "watch", "check", "compare", "types"}) {
+        const std::string help = RunTool({command, "--help"}).out;
+        EXPECT_THAT(help.substr(help.find("Example")), HasSubstr(std::string(" ") + command));
+    }
 }
 
 TEST(ToolUsage, Version) {

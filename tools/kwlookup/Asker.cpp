@@ -23,7 +23,7 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
         answered = true;
         if (m_options.explain) {
             m_answer.item = item.text;
-            m_answer.file = item.Description();
+            m_answer.file = item.File();
         }
         m_writer.Write(text, m_answer);
         if (!m_options.all)

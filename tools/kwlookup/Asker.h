@@ -21,7 +21,7 @@ public:
 
     void Ask(const ItemList& list, const std::string& text);
 
-    /// Hands over the answers so far. False, once, when they could not be written: it is told.
+    /// Hands over the answers so far. False once they could not be written, which is told then.
     bool Flush();
 
     /// What the tool's exit status is to say: nothing is found where an item could not be asked.

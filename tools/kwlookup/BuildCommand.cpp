@@ -2,8 +2,6 @@
 #include "BuildCommand.h"
 
 #include "CdbWriter.h"
-#include "ExitStatus.h"
-#include "Tell.h"
 #include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
@@ -14,12 +12,14 @@
 #include <cstdio>
 #include <iostream>
 #include <limits>
+#include <stdexcept>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-/// Tells a user at a terminal how far it is.
+/// Tells a user at a terminal how far it is, until it is destroyed.
 class Progress {
 public:
     ~Progress() {
@@ -47,21 +47,14 @@ void LowerCase(std::string& key) {
             c = static_cast<char>(c - 'A' + 'a');
 }
 
-} // namespace
+bool IsSameFile(int fd, const std::string& name) {
+    struct stat open, named;
+    return ::fstat(fd, &open) == 0 && ::stat(name.c_str(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
 
-int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
-    FileDescriptor file;
-    int fd = STDIN_FILENO;
-    if (options.input != "-") {
-        file = FileDescriptor::OpenForReading(options.input);
-        fd = file.Get();
-        if (!file) {
-            TellError(log, options.input + ": " + SystemErrorText(errno));
-            return EXIT_UNAVAILABLE;
-        }
-    }
-
-    CdbWriter writer(options.output);
+/// Returns the number of records.
+std::size_t AddRecords(int fd, const BuildOptions& options, CdbWriter& writer) {
     LineReader lines(fd);
     Progress progress;
     std::size_t records = 0;
@@ -74,11 +67,9 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
         bytes.Trim(begin, end);
         if (begin == end || *begin == '#')
             continue;
-        if (static_cast<std::size_t>(end - begin) > std::numeric_limits<std::int32_t>::max()) {
-            TellError(log, options.input + ":" + std::to_string(lines.LineNumber()) +
-                               ": the line is too long");
-            return EXIT_UNAVAILABLE;
-        }
+        if (static_cast<std::size_t>(end - begin) > std::numeric_limits<std::int32_t>::max())
+            throw std::runtime_error(options.input + ":" + std::to_string(lines.LineNumber()) +
+                                     ": the line is too long");
         const char* const key_end =
             std::find_if(begin, end, [&bytes](char c) { return bytes.IsSpace(c); });
         key.assign(begin, key_end);
@@ -88,11 +79,26 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
         writer.Add(key, {begin, static_cast<std::size_t>(end - begin)});
         progress.Show(++records);
     }
-    if (lines.Error() != 0) {
-        TellError(log, options.input + ": " + SystemErrorText(lines.Error()));
-        return EXIT_UNAVAILABLE;
+    if (lines.Error() != 0)
+        throw std::runtime_error(options.input + ": " + SystemErrorText(lines.Error()));
+    return records;
+}
+
+} // namespace
+
+void RunBuildCommand(const BuildOptions& options) {
+    FileDescriptor file;
+    int fd = STDIN_FILENO;
+    if (options.input != "-") {
+        file = FileDescriptor::OpenForReading(options.input);
+        fd = file.Get();
+        if (!file)
+            throw std::runtime_error(options.input + ": " + SystemErrorText(errno));
     }
+    if (IsSameFile(fd, options.output))
+        throw std::runtime_error(options.output + ": is the file to read");
+    CdbWriter writer(options.output);
+    const std::size_t records = AddRecords(fd, options, writer);
     writer.Finish();
     std::cout << options.output << ": " << records << (records == 1 ? " record\n" : " records\n");
-    return EXIT_FOUND;
 }

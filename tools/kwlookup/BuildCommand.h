@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/LogClass.h"
-
 #include <string>
 
 struct BuildOptions {
@@ -12,5 +10,5 @@ struct BuildOptions {
 };
 
 /// `kwlookup build cdb`: turns lines "KEY VALUE" into a cdb file, which takes its name once it is
-/// whole and on the disk. Returns the exit status.
-int RunBuildCommand(const BuildOptions& options, const LogClass& log);
+/// whole and on the disk. Throws std::runtime_error "FILE: REASON".
+void RunBuildCommand(const BuildOptions& options);

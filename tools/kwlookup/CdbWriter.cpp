@@ -14,6 +14,21 @@
 
 namespace {
 
+/// What `name` stands for once links are followed, be it there or not.
+std::string FollowLinks(std::filesystem::path name) {
+    constexpr int MAX_LINKS = 40; // more are an error to the system, too
+    std::error_code no_link;
+    for (int i = 0; i < MAX_LINKS && std::filesystem::is_symlink(name, no_link); ++i)
+        name = name.parent_path() / std::filesystem::read_symlink(name);
+    return name.string();
+}
+
+/// The directory of the file `name`.
+std::string DirectoryOf(const std::string& name) {
+    const std::string parent = std::filesystem::path(name).parent_path().string();
+    return parent.empty() ? "." : parent;
+}
+
 /// The mode of a file that a program makes anew.
 mode_t NewMode() {
     const mode_t mask = ::umask(0);
@@ -23,25 +38,30 @@ mode_t NewMode() {
 
 } // namespace
 
-CdbWriter::CdbWriter(const std::string& name) : m_name(name) {
-    std::error_code no_such_file;
-    const std::filesystem::path target = std::filesystem::canonical(name, no_such_file);
-    if (!no_such_file)
-        m_name = target.string();
+CdbWriter::CdbWriter(const std::string& name)
+    : m_name(FollowLinks(name)), m_new_name(m_name + ".XXXXXX"),
+      m_remove_on_signal(m_new_name.c_str()) {
     struct stat old;
     const bool exists = ::stat(m_name.c_str(), &old) == 0;
+    if (!exists && errno != ENOENT)
+        Fail();
     if (exists && !S_ISREG(old.st_mode))
         throw std::runtime_error(m_name + ": not a regular file");
-    m_new_name = m_name + ".XXXXXX";
+    m_directory = FileDescriptor::OpenForReading(DirectoryOf(m_name));
+    if (!m_directory)
+        Fail();
     m_file = FileDescriptor(::mkostemp(m_new_name.data(), O_CLOEXEC));
     if (!m_file)
         Fail();
-    if (::fchmod(m_file.Get(), exists ? old.st_mode & 07777 : NewMode()) != 0 ||
-        ::cdb_make_start(&m_make, m_file.Get()) != 0) {
-        const int error = errno;
+    try {
+        if (exists)
+            KeepOwner(old);
+        if (::fchmod(m_file.Get(), exists ? old.st_mode & 07777 : NewMode()) != 0 ||
+            ::cdb_make_start(&m_make, m_file.Get()) != 0)
+            Fail();
+    } catch (...) {
         ::unlink(m_new_name.c_str());
-        errno = error;
-        Fail();
+        throw;
     }
 }
 
@@ -65,17 +85,19 @@ void CdbWriter::Finish() {
         std::rename(m_new_name.c_str(), m_name.c_str()) != 0)
         Fail();
     m_new_name.clear();
-    SyncDirectory();
+    // The new name, too, is to outlive a crash of the machine.
+    if (::fsync(m_directory.Get()) != 0)
+        Fail();
 }
 
 void CdbWriter::Fail() const {
     throw std::runtime_error(m_name + ": " + SystemErrorText(errno));
 }
 
-/// The new name, too, is to outlive a crash of the machine.
-void CdbWriter::SyncDirectory() const {
-    const std::string parent = std::filesystem::path(m_name).parent_path().string();
-    const FileDescriptor directory = FileDescriptor::OpenForReading(parent.empty() ? "." : parent);
-    if (!directory || ::fsync(directory.Get()) != 0)
-        Fail();
+// Only root gives files away; but as its group others may read the old file.
+void CdbWriter::KeepOwner(const struct stat& old) const {
+    constexpr uid_t SAME_OWNER = static_cast<uid_t>(-1);
+    if (::fchown(m_file.Get(), old.st_uid, old.st_gid) != 0 &&
+        ::fchown(m_file.Get(), SAME_OWNER, old.st_gid) != 0)
+        throw std::runtime_error(m_name + ": cannot keep its group: " + SystemErrorText(errno));
 }

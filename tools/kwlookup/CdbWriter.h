@@ -1,19 +1,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "RemoveOnSignal.h"
 #include "text/FileDescriptor.h"
 
 #include <cdb.h>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 /// Writes a cdb file beside the one that it is to replace, so that no reader ever sees half of it.
-/// All operations throw std::runtime_error "NAME: REASON".
+/// All operations throw std::runtime_error "NAME: REASON". A signal that ends the process leaves
+/// nothing of the new file, as RemoveOnSignal has it.
 ///
 /// Threads: one.
 class CdbWriter {
 public:
-    /// `name` is the file to make or to replace, whose mode the new one gets; links are followed.
+    /// `name` is the file to make or to replace; links are followed. The new file gets the mode and
+    /// the group of the old one, and its owner where the system allows it.
     explicit CdbWriter(const std::string& name);
     /// Without Finish() nothing is left of the new file.
     ~CdbWriter();
@@ -27,10 +31,12 @@ public:
 
 private:
     [[noreturn]] void Fail() const;
-    void SyncDirectory() const;
+    void KeepOwner(const struct stat& old) const;
 
-    std::string m_name;
-    std::string m_new_name;
+    const std::string m_name;
+    std::string m_new_name; ///< empty once it is no more
+    const RemoveOnSignal m_remove_on_signal;
+    FileDescriptor m_directory;
     FileDescriptor m_file;
     cdb_make m_make = {};
     bool m_finished = false;

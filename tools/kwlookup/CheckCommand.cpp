@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "CheckCommand.h"
 
+#include "CollectedErrors.h"
 #include "ExitStatus.h"
 #include "ItemList.h"
 #include "Plugin.h"
@@ -35,17 +36,6 @@ void LoadSection(const std::string& section, const LogClass& log) {
         KwObjectHolder::LoadConfig(type, object.get(), log);
 }
 
-/// True when items of lists failed since the last call; which ones has been told.
-bool ListsFailed() {
-    LogClass silent("");
-    try {
-        KwObjectHolder::AfterReload(silent);
-        return false;
-    } catch (const std::domain_error&) {
-        return true;
-    }
-}
-
 bool CheckConfiguration(const Configuration& configuration, const LogClass& log) {
     std::size_t failed = 0;
     const ConfFile& file = configuration.File();
@@ -56,7 +46,7 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
         } catch (const std::exception& error) {
             reason = error.what();
         }
-        if (ListsFailed() && reason.empty())
+        if (TakeCollectedErrors() && reason.empty())
             reason = "a list in it has errors";
         if (reason.empty())
             continue;
@@ -70,16 +60,17 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
 
 bool CheckList(const std::string& list_text, const LogClass& log) {
     const ItemList list(list_text, log);
-    std::size_t records = 0;
+    std::size_t objects = 0, records = 0;
     for (const ItemList::Item& item : list.Items()) {
         for (const KwIfLookup& lookup : item.holder->GetObjects()) {
+            ++objects;
             const auto* strings = dynamic_cast<const KwVectorStrLookup*>(&lookup);
             records += strings ? strings->GetCount() : 1;
         }
     }
     const std::size_t failed = list.FailedCount();
-    std::cout << Count(list.Items().size() - failed, "object") << ", " << Count(records, "record")
-              << ", " << Count(failed, "error") << std::endl;
+    std::cout << Count(objects, "object") << ", " << Count(records, "record") << ", "
+              << Count(failed, "error") << std::endl;
     return failed == 0;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ItemList.h"
 
+#include "CollectedErrors.h"
 #include "conf/ConfParser.h"
 
 #include <algorithm>
@@ -31,11 +32,20 @@ ItemList::ItemList(const std::string& list, const LogClass& log) {
     for (std::string& text : texts) {
         auto holder = std::make_unique<KwLookupHolder>(log);
         holder->Init(QuoteItem(text));
-        m_items.push_back({std::move(text), std::move(holder)});
+        const bool failed = TakeCollectedErrors();
+        m_items.push_back({std::move(text), std::move(holder), failed});
     }
 }
 
 std::size_t ItemList::FailedCount() const {
     return static_cast<std::size_t>(std::count_if(m_items.begin(), m_items.end(),
-                                                  [](const Item& item) { return !item.Loaded(); }));
+                                                  [](const Item& item) { return item.failed; }));
+}
+
+std::string ItemList::Item::File() const {
+    std::string type, params;
+    KwObjectHolder::ParseObject(text, type, params);
+    if (holder->Empty() || (type != "file" && type != "rfile"))
+        return std::string();
+    return holder->GetObjects().front().GetDescription();
 }

@@ -10,16 +10,17 @@
 #include <vector>
 
 /// An object list, item by item: each in a holder of its own, so that an answer can be traced to
-/// its item. The library has told what is wrong with an item that was not loaded.
+/// its item. The library has told what is wrong with an item that failed.
 class ItemList {
 public:
     struct Item {
         std::string text;
         std::unique_ptr<KwLookupHolder> holder;
+        /// It was not loaded, or a list in its settings, or in those of its type, has errors.
+        bool failed;
 
-        bool Loaded() const { return !holder->Empty(); }
-        /// What names the object of a loaded item: the file of a file lookup.
-        std::string Description() const { return holder->GetObjects().front().GetDescription(); }
+        /// The file whose lines are its stored values; empty where there is none.
+        std::string File() const;
     };
 
     /// Keeps the address of `log`. Throws std::invalid_argument "the list [LIST] cannot be read:

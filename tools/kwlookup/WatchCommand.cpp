@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "WatchCommand.h"
 
+#include "CollectedErrors.h"
 #include "ExitStatus.h"
 #include "InputLines.h"
 #include "Tell.h"
@@ -53,9 +54,7 @@ class WatchedList {
 public:
     WatchedList(const std::string& text, Configuration& configuration, LogClass& log)
         : m_text(text), m_configuration(configuration), m_log(log),
-          m_list(std::make_unique<ItemList>(text, log)) {
-        ForgetErrors();
-    }
+          m_list(std::make_unique<ItemList>(text, log)) {}
 
     const ItemList& Get() const { return *m_list; }
 
@@ -67,8 +66,10 @@ public:
         }
         try {
             KwObjectHolder::BeforeReload(m_log);
+            const bool bad_configuration = TakeCollectedErrors();
             auto list = std::make_unique<ItemList>(m_text, m_log);
-            KwObjectHolder::AfterReload(m_log);
+            if (bad_configuration || list->FailedCount() != 0)
+                throw std::runtime_error("items have errors");
             m_list = std::move(list);
             std::cerr << "kwlookup: reloaded\n";
         } catch (const std::exception& error) {
@@ -76,20 +77,13 @@ public:
             // The old list shares the configuration of its types with the one that failed.
             m_configuration.SetFile(old_file);
             KwObjectHolder::BeforeReload(m_log);
+            TakeCollectedErrors();
         }
     }
 
 private:
     void TellFailure(const std::string& reason) const {
         TellError(m_log, "reload failed, the old list goes on: " + reason);
-    }
-
-    /// What is wrong with the first list has been told; a reload is not to fail for it.
-    void ForgetErrors() {
-        try {
-            KwObjectHolder::AfterReload(m_log);
-        } catch (const std::domain_error&) {
-        }
     }
 
     const std::string m_text;

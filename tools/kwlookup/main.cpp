@@ -35,21 +35,42 @@ asked, 78 the list has errors (--strict), 64 wrong usage.)";
 
 const char COMPARE_EXAMPLES[] = R"(
 Example:
-  kwlookup compare file:access 'cdb:Database=access.cdb|$s' < addresses
+  kwlookup compare file:access 'cdb:OnError=exception|Database=access.cdb|$s' \
+          < addresses
       Does the table answer as the text file that it was made of?
 
 A line has the text and the answer of each list: "-" for no match, "+" for a
-match, "+ RESULT" for one with a result.
+match, "+ RESULT" for one with a result. An error that a plug-in is told to
+ignore is no match, so tell it "OnError=exception".
 Exit status: 0 no difference, 1 some, 75 something could not be asked, 78 a list
 has errors, 64 wrong usage.)";
+
+const char WATCH_EXAMPLES[] = R"(
+Example:
+  kwlookup --config /etc/kwlookup.conf watch 'rfile:/etc/mail/patterns'
+      Answers each line that comes; "kill -HUP" makes it read both files again.)";
+
+const char CHECK_EXAMPLES[] = R"(
+Examples:
+  kwlookup check 'root@corp.lan, file:/etc/mail/blocked'
+      How many objects and records, and what is wrong with which item?
+  kwlookup --config /etc/kwlookup.conf check
+      Can every section of the configuration be used?
+
+Exit status: 0 nothing is wrong, 78 something is, 64 wrong usage.)";
+
+const char TYPES_EXAMPLES[] = R"(
+Example:
+  kwlookup types
+      Which types can lists have here, and why not the others?)";
 
 const char BUILD_EXAMPLES[] = R"(
 Example:
   kwlookup build cdb /etc/mail/access /etc/mail/access.cdb
   kwlookup find 'cdb:Database=/etc/mail/access.cdb|$s' jdoe@corp.lan
 
-Blank lines and lines that begin with '#' are left out. Readers go on with the
-old file until the new one is whole.)";
+Blank lines and lines that begin with '#', indented or not, are left out.
+Readers go on with the old file until the new one is whole.)";
 
 const char MAIN_EXAMPLES[] = R"(
 Examples:
@@ -104,12 +125,14 @@ int main(int argc, char** argv) {
     CLI::App app("Asks lookup lists about mail addresses and domains.", "kwlookup");
     app.footer(MAIN_EXAMPLES);
     app.set_version_flag("--version", "kwlookup " KWLOOKUP_VERSION);
-    app.require_subcommand(1);
     app.fallthrough();
     bool verbose = false;
     app.add_flag("-v,--verbose", verbose, "Show the library's debug messages on standard error");
     std::string config_file;
-    app.add_option("--config", config_file, "Configure plug-ins from this file");
+    app.add_option("--config", config_file, "Configure plug-ins from this file")
+        ->check([](const std::string& name) {
+            return std::string(name.empty() ? "the file name is empty" : "");
+        });
 
     FindOptions find;
     AskFlags ask_flags;
@@ -130,11 +153,13 @@ int main(int argc, char** argv) {
     CLI::App* watch_app =
         app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
                                     "and re-read configuration and list on SIGHUP");
+    watch_app->footer(WATCH_EXAMPLES);
     watch_app->add_option("LIST", find.list, "The object list")->required();
     ask_flags.AddTo(*watch_app, find.ask);
 
     CLI::App* check_app =
         app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
+    check_app->footer(CHECK_EXAMPLES);
     const CLI::Option* check_list = check_app->add_option("LIST", find.list, "The object list");
 
     CompareOptions compare;
@@ -158,27 +183,33 @@ int main(int argc, char** argv) {
     build_cdb_app->add_option("OUT", build.output, "The file to make or to replace")->required();
     build_cdb_app->add_flag("--keep-case", build.keep_case, "Do not lower-case the keys");
 
-    const CLI::App* types_app =
+    CLI::App* types_app =
         app.add_subcommand("types", "List the known types, and whether each can be opened here");
+    types_app->footer(TYPES_EXAMPLES);
 
     try {
         app.parse(argc, argv);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A command");
         if (check_app->parsed() && check_list->empty() && config_file.empty())
             throw CLI::RequiredError("LIST or --config");
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_FOUND : EXIT_USAGE;
+        const bool asked_for = app.exit(error) == 0;
+        return !std::cout.flush() ? EXIT_OUTPUT : asked_for ? EXIT_FOUND : EXIT_USAGE;
     }
 
     SetLogging(LogTarget::StandardError,
                verbose ? log4cxx::Level::LEVEL_DEBUG : log4cxx::Level::LEVEL_WARN);
     const auto run = [&]() -> int {
-        if (types_app->parsed())
-            return RunTypesCommand();
-        if (build_app->parsed())
-            return RunBuildCommand(build, log);
         Configuration configuration(config_file, log);
         if (!configuration.Read())
             return EXIT_BAD_LIST;
+        if (types_app->parsed())
+            return RunTypesCommand();
+        if (build_app->parsed()) {
+            RunBuildCommand(build);
+            return EXIT_FOUND;
+        }
         if (check_app->parsed())
             return RunCheckCommand(find.list, configuration, log);
         find.ask.flags = compare.flags = ask_flags.Bits();

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "CollectedErrors.h"
+
+#include "host/LogClass.h"
+#include "objects/KwObjectHolder.h"
+
+#include <stdexcept>
+
+bool TakeCollectedErrors() {
+    LogClass silent("");
+    try {
+        KwObjectHolder::AfterReload(silent);
+        return false;
+    } catch (const std::domain_error&) {
+        return true;
+    }
+}

@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// True when items of lists failed since the last call, those of lists in a configuration included.
+/// The library told which when they failed; they are forgotten.
+bool TakeCollectedErrors();

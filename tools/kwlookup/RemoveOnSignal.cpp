@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#include "RemoveOnSignal.h"
+
+#include <cstddef>
+#include <unistd.h>
+
+namespace {
+
+constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
+
+const char* volatile file = nullptr;
+
+extern "C" void RemoveAndEnd(int signal) {
+    ::unlink(file);
+    ::raise(signal); // comes when this returns, and does what it does by default
+}
+
+} // namespace
+
+RemoveOnSignal::RemoveOnSignal(const char* name) {
+    file = name;
+    struct sigaction action = {};
+    action.sa_handler = RemoveAndEnd;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (std::size_t i = 0; i < m_before.size(); ++i) {
+        ::sigaction(SIGNALS[i], nullptr, &m_before[i]);
+        if (m_before[i].sa_handler != SIG_IGN)
+            ::sigaction(SIGNALS[i], &action, nullptr);
+    }
+}
+
+RemoveOnSignal::~RemoveOnSignal() {
+    for (std::size_t i = 0; i < m_before.size(); ++i)
+        ::sigaction(SIGNALS[i], &m_before[i], nullptr);
+}
