@@ -7,7 +7,9 @@
 #include "plugins/common/PluginLookup.h"
 #include "plugins/common/QueryTemplate.h"
 #include "plugins/common/Values.h"
+#include "text/AsciiLower.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -48,7 +50,7 @@ protected:
         if (key.size() >= std::numeric_limits<std::uint32_t>::max())
             throw std::length_error("the key is too long");
         if (table.lower_case)
-            LowerCase(key);
+            std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
         Database& database =
             table.files.Get().Get([&table] { return std::make_unique<Database>(table.name); });
 
@@ -85,13 +87,6 @@ private:
         KeyConfig::Nul nul;
         PerThread<CurrentFile<Database>> files;
     };
-
-    /// Of A to Z only: what is in a file does not depend on the locale of whoever reads it.
-    static void LowerCase(std::string& text) {
-        for (char& c : text)
-            if (c >= 'A' && c <= 'Z')
-                c = static_cast<char>(c - 'A' + 'a');
-    }
 
     std::unique_ptr<const Table> m_table;
 };

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/rfile/PatternList.h"
 
+#include "text/AsciiLower.h"
+
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -15,10 +18,7 @@ struct Scratch {
 
 void LowerInto(std::string& lower, std::string_view text) {
     lower.resize(text.size() + LiteralIndex::PADDING);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        lower[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-    }
+    std::transform(text.begin(), text.end(), lower.begin(), AsciiLower);
 }
 
 } // namespace

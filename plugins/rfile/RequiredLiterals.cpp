@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/rfile/RequiredLiterals.h"
 
+#include "text/AsciiLower.h"
+
 #include <algorithm>
 #include <re2/filtered_re2.h>
 #include <re2/re2.h>
@@ -73,10 +75,8 @@ private:
 
     bool WriteByte(char c) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c >= 'A' && c <= 'Z')
-            m_output += static_cast<char>(c - 'A' + 'a');
-        else if (IsAlphaNumeric(c))
-            m_output += c;
+        if (IsAlphaNumeric(c))
+            m_output += AsciiLower(c);
         else
             (m_output += "\\x").append({HEX_DIGITS[byte >> 4], HEX_DIGITS[byte & 15]});
         return true;

@@ -2,6 +2,7 @@
 #include "BuildCommand.h"
 
 #include "CdbWriter.h"
+#include "text/AsciiLower.h"
 #include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
@@ -40,13 +41,6 @@ private:
     bool m_shown = false;
 };
 
-/// A to Z only, as the plug-ins do it with the texts that they search.
-void LowerCase(std::string& key) {
-    for (char& c : key)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-}
-
 bool IsSameFile(int fd, const std::string& name) {
     struct stat open, named;
     return ::fstat(fd, &open) == 0 && ::stat(name.c_str(), &named) == 0 &&
@@ -74,7 +68,7 @@ std::size_t AddRecords(int fd, const BuildOptions& options, CdbWriter& writer) {
             std::find_if(begin, end, [&bytes](char c) { return bytes.IsSpace(c); });
         key.assign(begin, key_end);
         if (!options.keep_case)
-            LowerCase(key);
+            std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
         begin = std::find_if(key_end, end, [&bytes](char c) { return !bytes.IsSpace(c); });
         writer.Add(key, {begin, static_cast<std::size_t>(end - begin)});
         progress.Show(++records);
