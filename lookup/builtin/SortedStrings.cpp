@@ -96,6 +96,17 @@ template <typename Fold>
     return Mix(state ^ seed[1], seed[0]);
 }
 
+/// A place among `count`, by the upper bits of a hash.
+[[gnu::always_inline]] inline std::size_t PlaceOf(std::uint64_t hash, std::size_t count) {
+    return static_cast<Uint128>(hash) * count >> 64;
+}
+
+/// Up to four bits of a word, by the lower bits of a hash.
+[[gnu::always_inline]] inline std::uint64_t FilterBits(std::uint64_t hash) {
+    const auto bit = [hash](int shift) { return std::uint64_t(1) << (hash >> shift & 63); };
+    return bit(0) | bit(6) | bit(12) | bit(18);
+}
+
 template <typename Fold>
 [[gnu::always_inline]] inline bool Equal(const Fold& fold, std::string_view left,
                                          std::string_view right) {
@@ -214,8 +225,9 @@ void SortedStrings::BuildIndex() {
     for (std::uint64_t& half : m_seed)
         half = (static_cast<std::uint64_t>(random()) << 32 | random()) | 1;
     const auto insert_all = [this](const std::vector<std::uint32_t>* order) {
-        // 15 bytes a string: full enough to be small, empty enough to end a search in one line.
-        const std::size_t slots = m_strings.size() * 15 / 8 + 1;
+        // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
+        const std::size_t slots = m_strings.size() * 29 / 16 + 1;
+        m_filter.assign(m_strings.size() / 8 + 1, 0);
         m_slots.clear();
         m_slots.reserve(slots);
         AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
@@ -233,7 +245,7 @@ void SortedStrings::BuildIndex() {
         inserted = insert_all(&Order());
     m_indexed = inserted != Inserted::Unfit;
     if (!m_indexed)
-        m_slots = std::vector<Slot>();
+        m_slots = m_filter = std::vector<std::uint64_t>();
 }
 
 /// Puts every string into the empty index, in list order or in `order`; of equal ones the first.
@@ -248,7 +260,7 @@ SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
     std::array<std::uint64_t, AHEAD> hashes;
     const auto fetch = [&](std::size_t i) {
         hashes[i % AHEAD] = Hash(fold, text_at(i), m_seed);
-        __builtin_prefetch(&m_slots[HomeOf(hashes[i % AHEAD])], 1);
+        __builtin_prefetch(&m_slots[PlaceOf(hashes[i % AHEAD], m_slots.size())], 1);
     };
     Inserted inserted = Inserted::All;
     const std::size_t count = m_strings.size();
@@ -268,6 +280,7 @@ SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
             if (m_as_listed)
                 m_positions[place] = static_cast<std::uint32_t>(i);
             m_longest = std::max(m_longest, text.size());
+            m_filter[PlaceOf(hash, m_filter.size())] |= FilterBits(hash);
         } else if (TextOf(slot) != text) {
             inserted = Inserted::Ambiguous;
         }
@@ -275,9 +288,13 @@ SortedStrings::Inserted SortedStrings::InsertAll(const Fold& fold,
     return inserted;
 }
 
-/// Where the search for a text begins.
-[[gnu::always_inline]] inline std::size_t SortedStrings::HomeOf(std::uint64_t hash) const {
-    return static_cast<Uint128>(hash) * m_slots.size() >> 64;
+/// False for most of the texts that are not in the index, at the cost of one word of a table that
+/// is small enough to stay in the processor's cache.
+[[gnu::always_inline]] inline bool SortedStrings::MayHold(std::uint64_t hash) const {
+    // The slot is on its way from memory meanwhile.
+    __builtin_prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
+    const std::uint64_t bits = FilterBits(hash);
+    return (m_filter[PlaceOf(hash, m_filter.size())] & bits) == bits;
 }
 
 /// The place of `text`, or the free place that it would take.
@@ -285,7 +302,7 @@ template <typename Fold>
 [[gnu::always_inline]] inline std::size_t
 SortedStrings::Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const {
     const std::uint16_t key = SlotKey(text, hash);
-    std::size_t place = HomeOf(hash);
+    std::size_t place = PlaceOf(hash, m_slots.size());
     for (Slot slot; (slot = m_slots[place]) != 0;) {
         if (static_cast<std::uint16_t>(slot) == key && Equal(fold, text, TextOf(slot)))
             break;
@@ -297,7 +314,10 @@ SortedStrings::Probe(const Fold& fold, std::string_view text, std::uint64_t hash
 
 template <typename Fold>
 std::string_view SortedStrings::Lookup(const Fold& fold, std::string_view text) const {
-    const Slot slot = m_slots[Probe(fold, text, Hash(fold, text, m_seed))];
+    const std::uint64_t hash = Hash(fold, text, m_seed);
+    if (!MayHold(hash))
+        return std::string_view();
+    const Slot slot = m_slots[Probe(fold, text, hash)];
     if (slot == 0)
         return std::string_view();
     return TextOf(slot);
@@ -311,7 +331,10 @@ std::string_view SortedStrings::LookupFirst(const Fold& fold,
     for (const std::string_view key : keys) {
         if (key.size() > m_longest)
             continue;
-        const std::size_t place = Probe(fold, key, Hash(fold, key, m_seed));
+        const std::uint64_t hash = Hash(fold, key, m_seed);
+        if (!MayHold(hash))
+            continue;
+        const std::size_t place = Probe(fold, key, hash);
         if (m_slots[place] == 0)
             continue;
         const std::string_view text = TextOf(m_slots[place]);

@@ -24,9 +24,9 @@
 /// The same index serves a list in the order that it has, for walks that look for a few keys.
 ///
 /// The strings belong to the caller and must neither change nor move while this object lives.
-/// Memory: 15 bytes a string for the index, 4 for the order where it is needed, 8 for the positions
-/// in a list as it is.
-/// Threads: searches may run at once; making the order takes a lock, once.
+/// Memory: 15.5 bytes a string for the index, 4 for the order where it is needed, 8 for the
+/// positions in a list as it is. Threads: searches may run at once; making the order takes a lock,
+/// once.
 class SortedStrings {
 public:
     /// The order by bytes. Throws std::bad_alloc or std::length_error (too many strings).
@@ -71,7 +71,7 @@ private:
     void BuildIndex();
     template <typename Fold>
     Inserted InsertAll(const Fold& fold, const std::vector<std::uint32_t>* order);
-    std::size_t HomeOf(std::uint64_t hash) const;
+    bool MayHold(std::uint64_t hash) const;
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const;
     template <typename Fold>
@@ -89,6 +89,7 @@ private:
     bool m_indexed = false;
     std::uint64_t m_seed[2] = {};
     std::vector<std::uint64_t> m_slots;
+    std::vector<std::uint64_t> m_filter;    ///< of the hashes in m_slots
     std::vector<std::uint32_t> m_positions; ///< of the strings in m_slots, in a list as it is
     std::size_t m_longest = 0;
 
