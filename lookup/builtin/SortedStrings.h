@@ -24,9 +24,9 @@
 /// The same index serves a list in the order that it has, for walks that look for a few keys.
 ///
 /// The strings belong to the caller and must neither change nor move while this object lives.
-/// Memory: 15.5 bytes a string for the index, 4 for the order where it is needed, 8 for the
-/// positions in a list as it is. Threads: searches may run at once; making the order takes a lock,
-/// once.
+/// Memory: 15.5 bytes a string for the index, 4 for the order where needed, 8 for the positions in
+/// a list as it is.
+/// Threads: searches may run at once; making the order takes a lock, once.
 class SortedStrings {
 public:
     /// The order by bytes. Throws std::bad_alloc or std::length_error (too many strings).
