@@ -7,7 +7,7 @@
 #include "lookup/KwIfObject.h"
 #include "text/LocaleBytes.h"
 
-#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/find.hpp>
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
@@ -128,13 +128,20 @@ private:
     std::vector<Variable> m_variables;
 };
 
-/// Where the setting stands that the message `text` names; where the section does, if it names
-/// none.
+/// Where the setting stands that the message `text` names first; where the section does, if it
+/// names none.
 std::size_t LineOf(const std::string& text, const ConfFile::Section& section) {
-    for (const ConfFile::Setting& setting : section.settings)
-        if (boost::algorithm::icontains(text, setting.key, std::locale::classic()))
-            return setting.line;
-    return section.line;
+    std::size_t line = section.line;
+    auto first = text.end();
+    for (const ConfFile::Setting& setting : section.settings) {
+        const auto named =
+            boost::algorithm::ifind_first(text, setting.key, std::locale::classic()).begin();
+        if (named < first) {
+            first = named;
+            line = setting.line;
+        }
+    }
+    return line;
 }
 
 /// `text` with stars for what the secret settings say.

@@ -13,8 +13,8 @@ class IfConfParser;
 ///
 /// Each key is set through ConfParser; a parameter that the file does not set gets its default.
 /// Everything wrong with a section is told at error level, with file, line and key, and makes
-/// LoadSection() return false, with every variable as it was before; a secret value is told
-/// nowhere.
+/// LoadSection() return false, with every variable as it was before, and every object initialised
+/// again with the text that it had; a secret value is told nowhere.
 ///
 /// Threads: LoadSection() by one thread at a time, as the library does; SetFile() between loads.
 class KW_EXPORT ConfFileLoader : public IfConfLoader {

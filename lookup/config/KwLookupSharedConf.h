@@ -53,8 +53,8 @@ public:
     virtual bool MakePreInit(boost::shared_ptr<IfConfParser> parser);
 
     /// The step after the values are in. A derived class that interprets values of its own calls
-    /// this one too. Throws std::invalid_argument "Wrong OnError setting [VALUE]: wait 'ignore' or
-    /// 'exception'".
+    /// this one too, and last, so that what it throws itself leaves GetOnError() as it was. Throws
+    /// std::invalid_argument "Wrong OnError setting [VALUE]: wait 'ignore' or 'exception'".
     virtual void PostInit();
 
     /// Applies `settings`, each of the form NAME=VALUE, to a local configuration; white space

@@ -37,12 +37,10 @@ std::string KwLookupWithConfig::ParseInitData(const std::string& data) {
         throw std::invalid_argument("wrong empty request");
     parts.pop_back();
 
-    const boost::shared_ptr<KwLookupSharedConf> local_conf(parts.empty() ? nullptr
-                                                                         : CreateLocalConf());
     // In a second call the configuration of the first must not be asked once it is gone.
     if (m_local_conf)
         m_conf = const_cast<KwLookupSharedConf*>(m_local_conf->GetGlobal());
-    m_local_conf = local_conf;
+    m_local_conf.reset(parts.empty() ? nullptr : CreateLocalConf());
     if (m_local_conf) {
         if (const LogClass* log = GetLogPtr())
             m_local_conf->SetLog(*log);

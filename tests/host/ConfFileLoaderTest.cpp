@@ -106,6 +106,11 @@ TEST_F(ConfFileLoaderTest, TellsWhatPostInitThrows) {
     EXPECT_FALSE(Load("[lookup_ldap]\nPort = 13\n"));
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: [lookup_ldap]: port 13 is not lucky"));
+    RecordingLog::Reset();
+    EXPECT_FALSE(Load("[lookup_ldap]\nPort = 1\nBase = port\nPassword = port\n"));
+    EXPECT_THAT(RecordingLog::Texts(2),
+                ElementsAre(m_name + ":3: [lookup_ldap]: Base [***] is ***"))
+        << "the setting that is named first, whatever its value says";
 }
 
 /// A configured object with a parameter of every type, whose values live as long as it does.

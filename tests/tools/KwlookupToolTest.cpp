@@ -381,6 +381,8 @@ TEST(ToolUsage, WrongUsage) {
         {"check", "a", "b"},
         {"check", "--exact", "a"},
         {"types", "a"},
+        {"types", "find", "a", "b"},
+        {"watch", "a", "types"},
         {"--nosuch"},
     };
     for (const auto& arguments : cases) {
@@ -391,6 +393,8 @@ TEST(ToolUsage, WrongUsage) {
         EXPECT_THAT(result.err, HasSubstr("--help"));
     }
     EXPECT_THAT(RunTool({"nosuch"}).err, HasSubstr("nosuch"));
+    EXPECT_EQ(RunTool({"check", "types"}), Answers("1 object, 1 record, 0 errors\n"))
+        << "a list may be named as a command is";
 }
 
 TEST(ToolUsage, HelpTeachesByExample) {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <limits>
@@ -91,6 +92,7 @@ void RunBuildCommand(const BuildOptions& options) {
     }
     if (IsSameFile(fd, options.output))
         throw std::runtime_error(options.output + ": is the file to read");
+    std::signal(SIGXFSZ, SIG_IGN); // a file that gets too large is an error like others
     CdbWriter writer(options.output);
     const std::size_t records = AddRecords(fd, options, writer);
     writer.Finish();

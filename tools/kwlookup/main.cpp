@@ -125,6 +125,7 @@ int main(int argc, char** argv) {
     CLI::App app("Asks lookup lists about mail addresses and domains.", "kwlookup");
     app.footer(MAIN_EXAMPLES);
     app.set_version_flag("--version", "kwlookup " KWLOOKUP_VERSION);
+    app.require_subcommand(0, 1); // that there is one is checked below, to name a wrong one first
     app.fallthrough();
     bool verbose = false;
     app.add_flag("-v,--verbose", verbose, "Show the library's debug messages on standard error");
