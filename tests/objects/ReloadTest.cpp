@@ -340,7 +340,6 @@ TEST_F(Reload, FailureInAnyStepIsToldAndTheNextTypeIsReloaded) {
 
 TEST_F(Reload, WithoutMemoryForAMessageTheNextTypeIsStillReloaded) {
     Fill();
-    StateOf("second").needs_config = true;
     std::size_t reloads = 0;
     for (long nth = 0; nth < 30; ++nth) {
         SCOPED_TRACE(nth);

@@ -143,13 +143,7 @@ TEST_P(KeyValuePluginsTest, Answers) {
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.rest + " on " + test.text + " flags " + std::to_string(test.flags));
-        KwLookupHolder holder(m_log);
-        holder.Init(Strict(name, test.rest));
-        EXPECT_EQ(Ask(holder, test.text, test.flags), test.answer);
-        // Again with the file open, and when nobody wants to know more.
-        EXPECT_EQ(Ask(holder, test.text, test.flags), test.answer);
-        EXPECT_EQ(holder.Find(TextFinder(test.text), nullptr, test.flags, nullptr),
-                  test.answer.found);
+        ExpectAnswer(Strict(name, test.rest), test.text, test.flags, test.answer);
     }
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }

@@ -79,6 +79,17 @@ protected:
         return Ask(holder, text, flags);
     }
 
+    /// Asks twice, since the second search finds its source open, and once as somebody who wants to
+    /// know no more than whether there is a match.
+    void ExpectAnswer(const std::string& list, const std::string& text, int flags,
+                      const Answer& answer) {
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        EXPECT_EQ(Ask(holder, text, flags), answer);
+        EXPECT_EQ(Ask(holder, text, flags), answer);
+        EXPECT_EQ(holder.Find(TextFinder(text), nullptr, flags, nullptr), answer.found);
+    }
+
     /// The error of the only item of `list`, which must fail.
     std::string ErrorOf(const std::string& list) {
         TakeErrors();

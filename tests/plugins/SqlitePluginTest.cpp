@@ -138,13 +138,7 @@ TEST_F(SqlitePluginTest, Answers) {
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.statement + " on " + test.text);
-        KwLookupHolder holder(m_log);
-        holder.Init(Item(m_name, test.statement));
-        EXPECT_EQ(Ask(holder, test.text, test.flags), test.answer);
-        // Again with the connection open, and when nobody wants to know more.
-        EXPECT_EQ(Ask(holder, test.text, test.flags), test.answer);
-        EXPECT_EQ(holder.Find(TextFinder(test.text), nullptr, test.flags, nullptr),
-                  test.answer.found);
+        ExpectAnswer(Item(m_name, test.statement), test.text, test.flags, test.answer);
     }
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
