@@ -15,7 +15,9 @@
 
 #include <exception>
 #include <fcntl.h>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <unistd.h>
 
@@ -80,34 +82,123 @@ Examples:
 
 See kwlookup(1), or 'kwlookup find --help'.)";
 
-/// The options that say how a list is asked.
-struct AskFlags {
-    bool exact = false;
-    bool no_case = false;
-    bool domain = false;
-    bool strip_brackets = false;
+/// What the command line asks for; empty when it names no command.
+using Command = std::function<int(Configuration&, LogClass&)>;
 
-    void AddTo(CLI::App& app) {
-        app.add_flag("--exact", exact, "Compare whole texts, with regard to letter case");
-        app.add_flag("--ignore-case", no_case, "With --exact: ignore letter case");
-        app.add_flag("--domain", domain, "The texts are bare domains");
-        app.add_flag("--strip-brackets", strip_brackets,
-                     "Leave out angle brackets where a text goes into a template");
-    }
+/// The options that say how a list is asked, which set the bits of `flags`.
+void AddAskFlags(CLI::App& app, int& flags) {
+    const auto add = [&](const char* name, int bit, const char* description) {
+        app.add_flag_callback(
+            name, [&flags, bit] { flags |= bit; }, description);
+    };
+    add("--exact", FIND_EXACT, "Compare whole texts, with regard to letter case");
+    add("--ignore-case", FIND_NOCASE, "With --exact: ignore letter case");
+    add("--domain", FIND_DOMAIN, "The texts are bare domains");
+    add("--strip-brackets", FIND_STRIP_BRACKETS,
+        "Leave out angle brackets where a text goes into a template");
+}
 
-    void AddTo(CLI::App& app, Asker::Options& options) {
-        AddTo(app);
-        app.add_flag("--all", options.all, "Ask every item, and print each one's answer");
-        app.add_flag("--explain", options.explain,
-                     "Also print the item that answered, the stored value, and its file");
-        app.add_flag("--json", options.json, "Print one JSON object a line");
-    }
+/// Those, and the options that say what an answer looks like.
+void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
+    AddAskFlags(app, options.flags);
+    app.add_flag("--all", options.all, "Ask every item, and print each one's answer");
+    app.add_flag("--explain", options.explain,
+                 "Also print the item that answered, the stored value, and its file");
+    app.add_flag("--json", options.json, "Print one JSON object a line");
+}
 
-    int Bits() const {
-        return (exact ? FIND_EXACT : 0) | (no_case ? FIND_NOCASE : 0) | (domain ? FIND_DOMAIN : 0) |
-               (strip_brackets ? FIND_STRIP_BRACKETS : 0);
-    }
-};
+void AddFind(CLI::App& app, int argument_count, Command& command) {
+    const auto options = std::make_shared<FindOptions>();
+    CLI::App& find = *app.add_subcommand("find", "Ask a list about texts");
+    find.footer(FIND_EXAMPLES);
+    find.add_option("LIST", options->list, "The object list")->required();
+    find.add_option("TEXT", options->texts,
+                    "Addresses or domains; '-' reads them from standard input, one a line")
+        // Not as extra arguments: CLI11 takes "[10.0.0.1]" among those for a list of values.
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(argument_count, -1)
+        ->allow_extra_args(false)
+        ->required();
+    AddAnswerOptions(find, options->ask);
+    find.add_flag("--strict", options->strict, "Ask nothing when the list has errors");
+    find.callback([options, &command] {
+        command = [options](Configuration&, LogClass& log) {
+            return RunFindCommand(*options, log);
+        };
+    });
+}
+
+void AddWatch(CLI::App& app, Command& command) {
+    const auto options = std::make_shared<FindOptions>();
+    CLI::App& watch =
+        *app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
+                                     "and re-read configuration and list on SIGHUP");
+    watch.footer(WATCH_EXAMPLES);
+    watch.add_option("LIST", options->list, "The object list")->required();
+    AddAnswerOptions(watch, options->ask);
+    watch.callback([options, &command] {
+        command = [options](Configuration& configuration, LogClass& log) {
+            return RunWatchCommand(options->list, options->ask, configuration, log);
+        };
+    });
+}
+
+void AddCheck(CLI::App& app, const std::string& config_file, Command& command) {
+    const auto list = std::make_shared<std::string>();
+    CLI::App& check =
+        *app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
+    check.footer(CHECK_EXAMPLES);
+    const CLI::Option* const given = check.add_option("LIST", *list, "The object list");
+    check.callback([list, given, &config_file, &command] {
+        if (given->empty() && config_file.empty())
+            throw CLI::RequiredError("LIST or --config");
+        command = [list](Configuration& configuration, LogClass& log) {
+            return RunCheckCommand(*list, configuration, log);
+        };
+    });
+}
+
+void AddCompare(CLI::App& app, Command& command) {
+    const auto options = std::make_shared<CompareOptions>();
+    CLI::App& compare = *app.add_subcommand(
+        "compare", "Ask two lists the lines of standard input, and print where they differ");
+    compare.footer(COMPARE_EXAMPLES);
+    compare.add_option("LIST-A", options->lists[0], "An object list")->required();
+    compare.add_option("LIST-B", options->lists[1], "Another one")->required();
+    AddAskFlags(compare, options->flags);
+    compare.callback([options, &command] {
+        command = [options](Configuration&, LogClass& log) {
+            return RunCompareCommand(*options, log);
+        };
+    });
+}
+
+void AddBuild(CLI::App& app, Command& command) {
+    const auto options = std::make_shared<BuildOptions>();
+    CLI::App& build = *app.add_subcommand("build", "Make a database file of a text file");
+    build.require_subcommand(1);
+    CLI::App& cdb = *build.add_subcommand("cdb", "Make a cdb file");
+    cdb.footer(BUILD_EXAMPLES);
+    cdb.add_option("FILE", options->input,
+                   "Lines of a key, white space and a value; '-' reads them from standard input")
+        ->required();
+    cdb.add_option("OUT", options->output, "The file to make or to replace")->required();
+    cdb.add_flag("--keep-case", options->keep_case, "Do not lower-case the keys");
+    cdb.callback([options, &command] {
+        command = [options](Configuration&, LogClass&) {
+            RunBuildCommand(*options);
+            return EXIT_FOUND;
+        };
+    });
+}
+
+void AddTypes(CLI::App& app, Command& command) {
+    CLI::App& types =
+        *app.add_subcommand("types", "List the known types, and whether each can be opened here");
+    types.footer(TYPES_EXAMPLES);
+    types.callback(
+        [&command] { command = [](Configuration&, LogClass&) { return RunTypesCommand(); }; });
+}
 
 /// Takes the places of standard descriptors that are closed, so that no file that is opened later
 /// gets what is meant for them. What stands there fails in use, as a closed one does.
@@ -134,66 +225,18 @@ int main(int argc, char** argv) {
         ->check([](const std::string& name) {
             return std::string(name.empty() ? "the file name is empty" : "");
         });
-
-    FindOptions find;
-    AskFlags ask_flags;
-    CLI::App* find_app = app.add_subcommand("find", "Ask a list about texts");
-    find_app->footer(FIND_EXAMPLES);
-    find_app->add_option("LIST", find.list, "The object list")->required();
-    find_app
-        ->add_option("TEXT", find.texts,
-                     "Addresses or domains; '-' reads them from standard input, one a line")
-        // Not as extra arguments: CLI11 takes "[10.0.0.1]" among those for a list of values.
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->expected(argc, -1)
-        ->allow_extra_args(false)
-        ->required();
-    ask_flags.AddTo(*find_app, find.ask);
-    find_app->add_flag("--strict", find.strict, "Ask nothing when the list has errors");
-
-    CLI::App* watch_app =
-        app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
-                                    "and re-read configuration and list on SIGHUP");
-    watch_app->footer(WATCH_EXAMPLES);
-    watch_app->add_option("LIST", find.list, "The object list")->required();
-    ask_flags.AddTo(*watch_app, find.ask);
-
-    CLI::App* check_app =
-        app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
-    check_app->footer(CHECK_EXAMPLES);
-    const CLI::Option* check_list = check_app->add_option("LIST", find.list, "The object list");
-
-    CompareOptions compare;
-    CLI::App* compare_app = app.add_subcommand(
-        "compare", "Ask two lists the lines of standard input, and print where they differ");
-    compare_app->footer(COMPARE_EXAMPLES);
-    compare_app->add_option("LIST-A", compare.lists[0], "An object list")->required();
-    compare_app->add_option("LIST-B", compare.lists[1], "Another one")->required();
-    ask_flags.AddTo(*compare_app);
-
-    BuildOptions build;
-    CLI::App* build_app = app.add_subcommand("build", "Make a database file of a text file");
-    build_app->require_subcommand(1);
-    CLI::App* build_cdb_app = build_app->add_subcommand("cdb", "Make a cdb file");
-    build_cdb_app->footer(BUILD_EXAMPLES);
-    build_cdb_app
-        ->add_option("FILE", build.input,
-                     "Lines of a key, white space and a value; '-' reads them "
-                     "from standard input")
-        ->required();
-    build_cdb_app->add_option("OUT", build.output, "The file to make or to replace")->required();
-    build_cdb_app->add_flag("--keep-case", build.keep_case, "Do not lower-case the keys");
-
-    CLI::App* types_app =
-        app.add_subcommand("types", "List the known types, and whether each can be opened here");
-    types_app->footer(TYPES_EXAMPLES);
+    Command command;
+    AddFind(app, argc, command);
+    AddWatch(app, command);
+    AddCheck(app, config_file, command);
+    AddCompare(app, command);
+    AddBuild(app, command);
+    AddTypes(app, command);
 
     try {
         app.parse(argc, argv);
-        if (app.get_subcommands().empty())
+        if (!command)
             throw CLI::RequiredError("A command");
-        if (check_app->parsed() && check_list->empty() && config_file.empty())
-            throw CLI::RequiredError("LIST or --config");
     } catch (const CLI::ParseError& error) {
         const bool asked_for = app.exit(error) == 0;
         return !std::cout.flush() ? EXIT_OUTPUT : asked_for ? EXIT_FOUND : EXIT_USAGE;
@@ -201,27 +244,9 @@ int main(int argc, char** argv) {
 
     SetLogging(LogTarget::StandardError,
                verbose ? log4cxx::Level::LEVEL_DEBUG : log4cxx::Level::LEVEL_WARN);
-    const auto run = [&]() -> int {
-        Configuration configuration(config_file, log);
-        if (!configuration.Read())
-            return EXIT_BAD_LIST;
-        if (types_app->parsed())
-            return RunTypesCommand();
-        if (build_app->parsed()) {
-            RunBuildCommand(build);
-            return EXIT_FOUND;
-        }
-        if (check_app->parsed())
-            return RunCheckCommand(find.list, configuration, log);
-        find.ask.flags = compare.flags = ask_flags.Bits();
-        if (compare_app->parsed())
-            return RunCompareCommand(compare, log);
-        if (watch_app->parsed())
-            return RunWatchCommand(find.list, find.ask, configuration, log);
-        return RunFindCommand(find, log);
-    };
     try {
-        const int status = run();
+        Configuration configuration(config_file, log);
+        const int status = configuration.Read() ? command(configuration, log) : EXIT_BAD_LIST;
         if (std::cout.flush())
             return status;
         TellError(log, "cannot write to standard output");
