@@ -1,72 +1,80 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/cdb/CdbDatabase.h"
 
-#include "text/FileDescriptor.h"
-#include "text/SystemError.h"
-
-#include <cerrno>
-#include <cstdint>
+#include <algorithm>
+#include <cdb.h>
 #include <stdexcept>
 
 namespace {
 
-constexpr unsigned TABLES = 256;
-constexpr unsigned HEADER_BYTES = TABLES * 8;
-constexpr unsigned SLOT_BYTES = 8;
+// Two numbers each: position and count of a table, hash and position of a slot, lengths of a
+// record.
+constexpr unsigned PAIR_BYTES = 8;
+
+std::uint32_t Number(const char* bytes) {
+    return ::cdb_unpack(reinterpret_cast<const unsigned char*>(bytes));
+}
 
 } // namespace
 
-CdbDatabase::CdbDatabase(const std::string& name) : m_name(name), m_stamp(name) {
-    const FileDescriptor file = FileDescriptor::OpenForReading(name);
-    if (!file)
-        Fail(errno);
-    if (::cdb_init(&m_cdb, file.Get()) != 0)
-        Fail(errno);
-    try {
-        CheckTables();
-    } catch (...) {
-        ::cdb_free(&m_cdb);
-        throw;
+CdbDatabase::CdbDatabase(const std::string& name)
+    : m_file(FileBytes::Open(name)), m_data_end(m_file->GetSize()) {
+    const std::size_t header_bytes = m_tables.size() * PAIR_BYTES;
+    const char* pair = Read(0, header_bytes);
+    for (Table& table : m_tables) {
+        table = {Number(pair), Number(pair + 4)};
+        pair += PAIR_BYTES;
+        const std::uint64_t end = table.begin + std::uint64_t(table.slots) * PAIR_BYTES;
+        // The tables stand at the end of the file: where they are whole, so is the rest.
+        if (table.begin < header_bytes || end > m_file->GetSize())
+            Fail();
+        m_data_end = std::min<std::uint64_t>(m_data_end, table.begin);
     }
-}
-
-CdbDatabase::~CdbDatabase() {
-    ::cdb_free(&m_cdb);
+    m_file->CheckUnchanged();
 }
 
 bool CdbDatabase::Find(std::string_view key, bool all, Values& values) {
-    struct cdb_find search; // a function has that name too
-    int found = ::cdb_findinit(&search, &m_cdb, key.data(), static_cast<unsigned>(key.size()));
-    bool any = false;
-    while (found > 0 && (found = ::cdb_findnext(&search)) > 0) {
-        any = true;
-        const unsigned length = cdb_datalen(&m_cdb);
-        const void* value = ::cdb_get(&m_cdb, length, cdb_datapos(&m_cdb));
-        if (!value)
-            Fail(errno);
-        values.Add({static_cast<const char*>(value), length});
-        if (!all)
-            return true;
+    const std::uint32_t hash = ::cdb_hash(key.data(), static_cast<unsigned>(key.size()));
+    const Table table = m_tables[hash % m_tables.size()];
+    bool found = false;
+    std::uint32_t slot = table.slots ? hash / m_tables.size() % table.slots : 0;
+    for (std::uint32_t i = 0; i < table.slots && (all || !found); ++i) {
+        const char* pair = Read(table.begin + std::uint64_t(slot) * PAIR_BYTES, PAIR_BYTES);
+        const std::uint32_t record = Number(pair + 4);
+        if (record == 0)
+            break;
+        if (Number(pair) == hash)
+            found |= AddIfEqual(record, key, values);
+        slot = slot + 1 == table.slots ? 0 : slot + 1;
     }
-    if (found < 0)
-        Fail(errno);
-    return any;
+    m_file->CheckUnchanged();
+    return found;
 }
 
-void CdbDatabase::Fail(int error) const {
-    throw std::runtime_error(m_name + ": " +
-                             (error == EPROTO ? "not a whole cdb file" : SystemErrorText(error)));
+bool CdbDatabase::AddIfEqual(std::uint64_t record, std::string_view key, Values& values) {
+    const char* lengths = Read(record, PAIR_BYTES);
+    const std::uint64_t key_length = Number(lengths);
+    const std::uint64_t value_length = Number(lengths + 4);
+    const std::uint64_t begin = record + PAIR_BYTES;
+    if (record < m_tables.size() * PAIR_BYTES || begin + key_length + value_length > m_data_end)
+        Fail();
+    if (key_length != key.size())
+        return false;
+    const std::string_view bytes(Read(begin, key_length + value_length), key_length + value_length);
+    if (bytes.substr(0, key_length) != key)
+        return false;
+    values.Add(bytes.substr(key_length));
+    return true;
 }
 
-// The tables stand at the end of the file: where they are whole, so is the rest.
-void CdbDatabase::CheckTables() {
-    const auto* table = static_cast<const unsigned char*>(::cdb_get(&m_cdb, HEADER_BYTES, 0));
-    if (!table)
-        Fail(EPROTO);
-    for (unsigned i = 0; i < TABLES; ++i, table += 8) {
-        const std::uint64_t begin = ::cdb_unpack(table);
-        const std::uint64_t slots = ::cdb_unpack(table + 4);
-        if (begin < HEADER_BYTES || begin + slots * SLOT_BYTES > m_cdb.cdb_fsize)
-            Fail(EPROTO);
-    }
+// The bytes hold until the next call.
+const char* CdbDatabase::Read(std::uint64_t offset, std::size_t length) {
+    const std::string_view bytes = m_file->Read(offset, length, m_buffer);
+    if (bytes.size() != length)
+        Fail();
+    return bytes.data();
+}
+
+void CdbDatabase::Fail() const {
+    throw std::runtime_error(m_file->GetName() + ": not a whole cdb file");
 }

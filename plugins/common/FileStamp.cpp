@@ -7,7 +7,15 @@
 #include <stdexcept>
 
 FileStamp::FileStamp(const std::string& name) {
-    if (::stat(name.c_str(), &m_stat) != 0)
+    Check(name, ::stat(name.c_str(), &m_stat));
+}
+
+FileStamp::FileStamp(const std::string& name, int file) {
+    Check(name, ::fstat(file, &m_stat));
+}
+
+void FileStamp::Check(const std::string& name, int status) const {
+    if (status != 0)
         throw std::runtime_error(name + ": " + SystemErrorText(errno));
     // Opening a pipe would wait for a writer.
     if (!S_ISREG(m_stat.st_mode))

@@ -12,6 +12,9 @@ public:
     /// for what is not a regular file.
     explicit FileStamp(const std::string& name);
 
+    /// Of the open file `file`; `name` is for the message.
+    FileStamp(const std::string& name, int file);
+
     /// The same file, whatever was written to it since.
     bool IsSameFile(const FileStamp& other) const {
         return m_stat.st_dev == other.m_stat.st_dev && m_stat.st_ino == other.m_stat.st_ino;
@@ -28,5 +31,7 @@ public:
     std::uint64_t GetSize() const { return static_cast<std::uint64_t>(m_stat.st_size); }
 
 private:
+    void Check(const std::string& name, int status) const;
+
     struct stat m_stat = {};
 };

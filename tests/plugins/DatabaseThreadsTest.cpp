@@ -2,7 +2,10 @@
 // Searches in several threads while the file is replaced.
 #include "plugins/DatabaseSupport.h"
 
+#include "plugins/common/FileBytes.h"
+
 #include <atomic>
+#include <fstream>
 #include <set>
 #include <thread>
 
@@ -55,6 +58,21 @@ protected:
         }
         versions.insert(Ask(holder, "version").res);
         return wrong;
+    }
+
+    /// Cuts the file short, and writes another version into it in place.
+    void Rewrite(int version, std::uintmax_t size) {
+        using std::chrono::milliseconds;
+        const std::string name = m_dir.Path("table");
+        std::filesystem::resize_file(name, std::filesystem::file_size(Version(version)) / 2);
+        // Times of change are some milliseconds apart, or they are equal.
+        std::this_thread::sleep_for(milliseconds(10));
+        {
+            std::ifstream in(Version(version), std::ios::binary);
+            std::fstream(name, std::ios::binary | std::ios::in | std::ios::out) << in.rdbuf();
+        }
+        std::filesystem::resize_file(name, std::max(size, std::filesystem::file_size(name)));
+        std::this_thread::sleep_for(milliseconds(10));
     }
 
     std::string m_list;
@@ -126,6 +144,68 @@ TEST_P(DatabaseThreadsTest, ListsComeAndGoWhileThreadsStay) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, DatabaseThreadsTest,
                          testing::Values("cdb", "hash", "btree", "sqlite"),
+                         [](const auto& test) { return std::string(test.param); });
+
+/// The formats that are read without SQLite.
+class RewrittenFileTest : public DatabaseThreadsTest {
+protected:
+    /// How many answers are not those of some version; a failed search is none.
+    int WrongOrFailed(const KwLookupHolder& holder) {
+        int wrong = 0;
+        const auto ask = [&](const std::string& key, const std::string& res) {
+            try {
+                const Answer answer = Ask(holder, key);
+                wrong += !answer.found || answer.res.compare(0, res.size(), res) != 0;
+            } catch (const std::runtime_error& error) {
+                const std::string reason = error.what();
+                wrong += reason.find(": not a whole ") == std::string::npos &&
+                         reason.find(": written to while it was read") == std::string::npos;
+                ++m_failed;
+            }
+        };
+        ask("version", " v");
+        ask("key17", " value17");
+        return wrong;
+    }
+
+    std::atomic<int> m_failed{0};
+};
+
+TEST_P(RewrittenFileTest, FailsOrAnswers) {
+    for (const std::uintmax_t size :
+         {std::uintmax_t(0), std::uintmax_t(FileBytes::COPY_LIMIT) + 1}) {
+        SCOPED_TRACE(size);
+        Replace(0);
+        std::filesystem::resize_file(
+            m_dir.Path("table"), std::max(size, std::filesystem::file_size(m_dir.Path("table"))));
+        KwLookupHolder holder(m_log);
+        holder.Init(m_list);
+        std::atomic<int> wrong{0};
+        std::atomic<bool> stop{false};
+        std::vector<std::thread> threads;
+        threads.emplace_back([&] {
+            while (!stop)
+                wrong += WrongOrFailed(holder);
+        });
+        threads.emplace_back([&] {
+            while (!stop) {
+                KwLookupHolder opened(m_log);
+                opened.Init(m_list);
+                wrong += WrongOrFailed(opened);
+            }
+        });
+        m_failed = 0;
+        for (int round = 0; round < 20; ++round)
+            Rewrite(round % VERSIONS, size);
+        stop = true;
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(wrong, 0);
+        EXPECT_GT(m_failed, 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, RewrittenFileTest, testing::Values("cdb"),
                          [](const auto& test) { return std::string(test.param); });
 
 } // namespace
