@@ -17,6 +17,7 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <utility>
 
 namespace {
@@ -25,6 +26,8 @@ constexpr int LINE_BYTES = 1024 * 1024;
 constexpr std::size_t VALUE_FILE_BYTES = 64 * 1024;
 /// The parser underneath cuts longer section names without a word.
 constexpr std::size_t SECTION_NAME_BYTES = 49;
+/// Plug-ins have a dozen parameters: a longer section is not one of ours.
+constexpr std::size_t SECTION_KEYS = 10000;
 
 constexpr std::string_view FILE_SUFFIX = ".file";
 
@@ -43,6 +46,12 @@ FileDescriptor OpenTrusted(const std::string& name) {
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
         throw std::runtime_error(name + ": refused, it belongs to another user");
     return file;
+}
+
+std::string UpperCase(std::string text) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    std::transform(text.begin(), text.end(), text.begin(), [&](char c) { return bytes.Upper(c); });
+    return text;
 }
 
 bool IsPasswordName(std::string key) {
@@ -166,7 +175,16 @@ private:
         if (*section == '\0')
             AddError("the setting stands in no section");
         auto& settings = m_file.m_sections[section].settings;
-        Setting setting{key, value, m_lines.LineNumber(), false};
+        if (settings.size() > SECTION_KEYS) {
+            m_last = nullptr;
+            return;
+        }
+        // The parser underneath takes either.
+        if (m_line[m_line.find_first_of("=:")] == ':')
+            AddError("'=' must follow the key, not ':'");
+        if (settings.size() == SECTION_KEYS)
+            AddError("the section has more than " + std::to_string(SECTION_KEYS) + " keys");
+        Setting setting{key, value, m_lines.LineNumber(), false, false};
         setting.secret = IsPasswordName(setting.key);
         settings.push_back(setting);
         m_last = &settings.back();
@@ -192,20 +210,19 @@ ConfFile::ConfFile(const std::string& name) : m_name(name) {
 }
 
 void ConfFile::CheckSection(std::vector<Setting>& settings) {
-    const LocaleBytes& bytes = LocaleBytes::Current();
-    for (auto setting = settings.begin(); setting != settings.end(); ++setting) {
-        if (HasSuffixNoCase(setting->key, FILE_SUFFIX)) {
-            setting->key.resize(setting->key.size() - FILE_SUFFIX.size());
-            setting->secret = true;
-            ReadValueFile(*setting);
+    std::unordered_map<std::string, std::size_t> lines; // by key
+    for (Setting& setting : settings) {
+        if (HasSuffixNoCase(setting.key, FILE_SUFFIX)) {
+            setting.key.resize(setting.key.size() - FILE_SUFFIX.size());
+            setting.secret = true;
+            setting.from_file = true;
+            ReadValueFile(setting);
         }
-        const auto earlier = std::find_if(settings.begin(), setting, [&](const Setting& other) {
-            return bytes.EqualNoCase(other.key, setting->key);
-        });
-        if (earlier != setting)
-            m_errors.push_back(Place(setting->line) + "'" + setting->key +
+        const auto [first, is_first] = lines.try_emplace(UpperCase(setting.key), setting.line);
+        if (!is_first)
+            m_errors.push_back(Place(setting.line) + "'" + setting.key +
                                "' is set a second time, after line " +
-                               std::to_string(earlier->line));
+                               std::to_string(first->second));
     }
 }
 
@@ -213,6 +230,10 @@ void ConfFile::ReadValueFile(Setting& setting) {
     try {
         const std::string name = std::exchange(setting.value, std::string());
         const FileDescriptor file = OpenTrusted(name);
+        struct stat status {};
+        if (::fstat(file.Get(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH)))
+            m_warnings.push_back(Place(setting.line) + "'" + setting.key + "': " + name +
+                                 ": others may read it (chmod go-r)");
         std::string& value = setting.value;
         value.resize(VALUE_FILE_BYTES + 1);
         std::size_t size = 0;

@@ -13,7 +13,8 @@
 /// Lines that begin with '#' or ';' are comments. A line that begins with white space goes on with
 /// the value of the line before it, after a blank. Everything after the '=', trimmed, is the value,
 /// '#', ';' and quotes included. `Key.file = NAME` takes the value from the file NAME, without its
-/// last line end. A key counts without regard to letter case, and may stand once in a section.
+/// last line end. A key counts without regard to letter case, and may stand once in a section. A
+/// section has up to 10,000 keys.
 ///
 /// Reading keeps no state; a read file never changes. Threads: reading takes a lock, since the
 /// parser underneath has process-wide settings; everything else may be called by any thread.
@@ -23,7 +24,8 @@ public:
         std::string key;   ///< as written, without ".file"
         std::string value; ///< of a file of its own: what that file holds
         std::size_t line;
-        bool secret; ///< from a file of its own, or by its name a password: never to be shown
+        bool secret;    ///< from a file of its own, or by its name a password: never to be shown
+        bool from_file; ///< from a file of its own
     };
 
     struct Section {
@@ -44,6 +46,10 @@ public:
     /// Everything wrong with the file's form, as "NAME:LINE: TEXT".
     const std::vector<std::string>& Errors() const { return m_errors; }
 
+    /// What the administrator should know, as "NAME:LINE: TEXT": value files that others than
+    /// their owner may read.
+    const std::vector<std::string>& Warnings() const { return m_warnings; }
+
     /// The sections by name, their settings in file order.
     const std::map<std::string, Section>& Sections() const { return m_sections; }
 
@@ -59,4 +65,5 @@ private:
     std::string m_name;
     std::map<std::string, Section> m_sections;
     std::vector<std::string> m_errors;
+    std::vector<std::string> m_warnings;
 };

@@ -33,11 +33,12 @@ public:
         known.ForgetOld();
         std::list<T> made;
         made.emplace_back(std::forward<Arguments>(arguments)...);
-        Entry& entry = known.entries[m_id];
-        entry = {m_store, made.begin()};
+        const auto value = made.begin();
         const std::lock_guard<std::mutex> lock(m_store->lock);
+        // Last what may throw: an entry always has its value in the store.
+        known.entries.emplace(m_id, Entry{m_store, value});
         m_store->values.splice(m_store->values.end(), made);
-        return known.Remember(m_id, *entry.value);
+        return known.Remember(m_id, *value);
     }
 
 private:

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
@@ -62,7 +63,7 @@ TEST_F(ConfFileTest, ReadsSectionsSettingsAndComments) {
                                "\n"
                                "Result=a = b\n"
                                "[lookup_ldap]\r\n"
-                               "Host:ldap.corp.lan\r\n"
+                               "Host=ldap.corp.lan\r\n"
                                "[empty]\n"
                                "[lookup_regex]\n"
                                "MaxLength = 1k");
@@ -110,6 +111,58 @@ TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
                             m_name + ":9: something follows the name of the section",
                             m_name + ":10: something follows the name of the section"));
     EXPECT_THAT(Shown(file, "s"), ElementsAre("5 A=1"));
+}
+
+TEST_F(ConfFileTest, RefusesAColonAfterTheKey) {
+    const ConfFile file = Read("[s]\nA : 1\nB:2\n  : more of B\nC = a:b\nD:e = f\n");
+    const std::string reason = "'=' must follow the key, not ':'";
+    EXPECT_THAT(file.Errors(), ElementsAre(m_name + ":2: " + reason, m_name + ":3: " + reason,
+                                           m_name + ":6: " + reason));
+}
+
+TEST_F(ConfFileTest, RefusesALongSection) {
+    const auto read = [&](int keys) {
+        std::string text = "[other]\nA = 1\n[s]\n";
+        for (int i = 0; i < keys; ++i)
+            text += "Key" + std::to_string(i) + " = 1\n  more\n";
+        return Read(text + "[t]\nA = 1\n");
+    };
+    EXPECT_THAT(read(10000).Errors(), IsEmpty());
+    for (const int keys : {10001, 10002, 20000}) {
+        const ConfFile file = read(keys);
+        EXPECT_THAT(file.Errors(),
+                    ElementsAre(m_name + ":20004: the section has more than 10000 keys"));
+        EXPECT_EQ(file.Sections().at("s").settings.size(), 10001u);
+        EXPECT_THAT(Shown(file, "t"), ElementsAre(testing::HasSubstr("A=1")));
+    }
+}
+
+// A comparison of each key with each other takes minutes here.
+TEST_F(ConfFileTest, ReadsManyKeysInLinearTime) {
+    std::string text;
+    for (int section = 0; section < 50; ++section) {
+        text += "[s" + std::to_string(section) + "]\n";
+        for (int i = 0; i < 10000; ++i)
+            text += "Key" + std::to_string(i) + " = 1\n";
+    }
+    const std::clock_t begin = std::clock();
+    EXPECT_THAT(Read(text).Errors(), IsEmpty());
+    EXPECT_LT(std::clock() - begin, 20 * CLOCKS_PER_SEC);
+}
+
+TEST_F(ConfFileTest, WarnsOfValueFilesThatOthersMayRead) {
+    const std::string file = Write("value", "v\n");
+    const std::string text = "[s]\nA.file = " + file + "\n";
+    const auto warning = m_name + ":2: 'A': " + file + ": others may read it (chmod go-r)";
+    for (const mode_t mode : {0644, 0640, 0604}) {
+        ::chmod(file.c_str(), mode);
+        EXPECT_THAT(Read(text).Warnings(), ElementsAre(warning)) << mode;
+        EXPECT_THAT(Read(text).Errors(), IsEmpty());
+    }
+    for (const mode_t mode : {0600, 0400, 0711}) {
+        ::chmod(file.c_str(), mode);
+        EXPECT_THAT(Read(text).Warnings(), IsEmpty()) << mode;
+    }
 }
 
 TEST_F(ConfFileTest, TellsAKeySetTwiceWhateverItsLetterCase) {

@@ -20,6 +20,8 @@ bool Configuration::Read() {
         ConfFile file(m_file_name);
         for (const std::string& error : file.Errors())
             TellError(m_log, error);
+        for (const std::string& warning : file.Warnings())
+            TellWarning(m_log, warning);
         if (!file.Errors().empty())
             return false;
         m_loader->SetFile(std::move(file));
