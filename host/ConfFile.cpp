@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/ConfFile.h"
 
+#include "host/PasswordName.h"
 #include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
@@ -52,15 +53,6 @@ std::string UpperCase(std::string text) {
     const LocaleBytes& bytes = LocaleBytes::Current();
     std::transform(text.begin(), text.end(), text.begin(), [&](char c) { return bytes.Upper(c); });
     return text;
-}
-
-bool IsPasswordName(std::string key) {
-    const LocaleBytes& bytes = LocaleBytes::Current();
-    std::transform(key.begin(), key.end(), key.begin(), [&](char c) { return bytes.Lower(c); });
-    for (const char* word : {"password", "passwd", "secret"})
-        if (key.find(word) != std::string::npos)
-            return true;
-    return false;
 }
 
 bool HasSuffixNoCase(std::string_view text, std::string_view suffix) {

@@ -2,8 +2,10 @@
 #include "host/ConfFileLoader.h"
 
 #include "conf/ConfParser.h"
+#include "conf/NumberRange.h"
 #include "host/InterfaceConfHolder.h"
 #include "host/LogText.h"
+#include "host/Logging.h"
 #include "lookup/KwIfObject.h"
 #include "text/LocaleBytes.h"
 
@@ -17,6 +19,9 @@
 #include <functional>
 #include <locale>
 #include <memory>
+
+/// A host's own libkwlog need not have it.
+__attribute__((weak)) void HideInMessages(const std::string& secret);
 
 namespace {
 
@@ -89,13 +94,6 @@ public:
         }
     }
 
-    bool Knows(const std::string& name) const {
-        const LocaleBytes& bytes = LocaleBytes::Current();
-        return std::any_of(m_variables.begin(), m_variables.end(), [&](const Variable& variable) {
-            return bytes.EqualNoCase(variable.name, name);
-        });
-    }
-
     /// Gives every variable its default, or else what an empty text makes of it.
     void SetDefaults() {
         for (const Variable& variable : m_variables) {
@@ -108,9 +106,27 @@ public:
         }
     }
 
-    /// False when the value is bad. The parser tells why, unless the value is secret.
-    bool Set(const std::string& name, const ConfFile::Setting& setting) {
-        return (setting.secret ? m_silent : m_loud).SetNewVal(name, setting.value);
+    /// Sets the variable `prefix` + the setting's key. What is wrong with the setting, in words
+    /// that hold nothing of its value; empty when all is well. The parser tells more of a bad
+    /// value, unless it is secret.
+    std::string Set(const std::string& prefix, const ConfFile::Setting& setting) {
+        const std::string name = prefix + setting.key;
+        const LocaleBytes& bytes = LocaleBytes::Current();
+        const auto variable =
+            std::find_if(m_variables.begin(), m_variables.end(),
+                         [&](const Variable& v) { return bytes.EqualNoCase(v.name, name); });
+        if (variable == m_variables.end())
+            return "unknown key '" + setting.key + "'";
+        const bool object = variable->type == VT_OBJECT || variable->type == VT_OBJECT_ALT;
+        if (object && setting.from_file)
+            return "'" + setting.key + ".file' for a list, whose items messages show (write '" +
+                   setting.key + " = file:NAME')";
+        const std::string passed = PassedRange(variable->type, setting.value);
+        if (!passed.empty())
+            return "'" + setting.key + "' " + passed;
+        if (!(setting.secret ? m_silent : m_loud).SetNewVal(name, setting.value))
+            return "bad value for '" + setting.key + "'";
+        return std::string();
     }
 
 private:
@@ -144,7 +160,7 @@ std::size_t LineOf(const std::string& text, const ConfFile::Section& section) {
     return line;
 }
 
-/// `text` with stars for what the secret settings say.
+/// `text` with stars for what the secret settings say, however short.
 std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting>& settings) {
     for (const ConfFile::Setting& setting : settings) {
         std::string secret = setting.secret ? setting.value : std::string();
@@ -178,15 +194,14 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     static const ConfFile::Section none;
     const ConfFile::Section& entry = found == m_file.Sections().end() ? none : found->second;
     for (const ConfFile::Setting& setting : entry.settings) {
-        const std::string name = section + "/" + setting.key;
-        const char* wrong = !parser->Knows(name)          ? "unknown key '"
-                            : !parser->Set(name, setting) ? "bad value for '"
-                                                          : nullptr;
-        if (!wrong)
+        if (setting.secret && HideInMessages)
+            HideInMessages(setting.value); // a plug-in may tell it at any time
+        const std::string wrong = parser->Set(section + "/", setting);
+        if (wrong.empty())
             continue;
         if (log.isErrorEnabled())
             LogText(log, log4cxx::Level::LEVEL_ERROR,
-                    m_file.Place(setting.line) + wrong + setting.key + "' in [" + section + "]");
+                    m_file.Place(setting.line) + wrong + " in [" + section + "]");
         good = false;
     }
     if (!good)

@@ -14,7 +14,9 @@ class IfConfParser;
 /// Each key is set through ConfParser; a parameter that the file does not set gets its default.
 /// Everything wrong with a section is told at error level, with file, line and key, and makes
 /// LoadSection() return false, with every variable as it was before, and every object initialised
-/// again with the text that it had; a secret value is told nowhere.
+/// again with the text that it had. A number that its variable cannot hold is wrong, and so is a
+/// list (VT_OBJECT) from a file of its own, since messages show the items of lists. Secret values
+/// are told nowhere, and HideInMessages() is called with each.
 ///
 /// Threads: LoadSection() by one thread at a time, as the library does; SetFile() between loads.
 class KW_EXPORT ConfFileLoader : public IfConfLoader {

@@ -29,5 +29,5 @@ bool LogClass::isErrorEnabled() const {
 }
 
 void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) const {
-    m_state->logger->log(LogBackend::SpdlogLevel(level), PrintableText(text));
+    m_state->logger->log(LogBackend::SpdlogLevel(level), PrintableText(WithoutSecrets(text)));
 }

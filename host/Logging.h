@@ -20,5 +20,17 @@ enum class LogTarget { StandardError, Syslog, File };
 KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,
                           const std::string& name = std::string());
 
-/// `text` as a log line shows it: bytes outside 0x20 to 0x7e, and the backslash, as \xHH.
+/// `text` with every byte that a log line cannot show escaped: bytes outside 0x20 to 0x7e, and the
+/// backslash, as \xHH.
 KW_EXPORT std::string PrintableText(const std::string& text);
+
+/// Lets every message show *** for `secret` from now on, in whatever text it appears. Blanks and
+/// one pair of quotes around it do not count. A secret of less than 4 bytes is not looked for: it
+/// would be found by chance. Threads: any.
+KW_EXPORT void HideInMessages(const std::string& secret);
+
+/// `text` with *** for every secret that HideInMessages() was given, and for the value of every
+/// setting in it that is named like a password, as in "ldap:BindPassword=...|uid=$u". Our LogClass
+/// does this to each line; a host's own does well to. Cost: linear in the text, for each secret.
+/// Threads: any.
+KW_EXPORT std::string WithoutSecrets(const std::string& text);

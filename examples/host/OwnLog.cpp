@@ -2,6 +2,7 @@
 // The host's logger in place of the one in libkwlog: lines on standard error with the level in
 // front, as a service manager reads them.
 #include "host/LogClass.h"
+#include "host/Logging.h"
 
 #include <cstdio>
 
@@ -30,7 +31,7 @@ void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) cons
                                                                : 7;
     // Texts hold bytes from strangers: one event stays one line.
     std::string line;
-    for (const char* c = text; *c; ++c)
-        line += *c >= 0x20 && *c <= 0x7e ? *c : '?';
+    for (const char c : WithoutSecrets(text))
+        line += c >= 0x20 && c <= 0x7e ? c : '?';
     std::fprintf(stderr, "<%d>%s: %s\n", priority, m_state->name.c_str(), line.c_str());
 }

@@ -4,6 +4,7 @@
 #include "lookup/config/KwLookupSharedConf.h"
 
 #include <string>
+#include <vector>
 
 /// A configuration of a plug-in type that knows what it inherits from.
 class TypeConfig : public KwLookupSharedConf {
@@ -12,6 +13,10 @@ public:
     /// one of a single lookup, which it must outlive, and null for the type-wide one itself.
     TypeConfig(const std::string& name, const TypeConfig* global)
         : KwLookupSharedConf(name), m_global(global) {}
+
+    /// Throws std::invalid_argument "NAME must be at most LIMIT" or "NAME must be from LEAST to
+    /// MOST" for a number that the parameter cannot hold, besides what the base throws.
+    void LoadLocal(const std::vector<std::string>& settings) override;
 
     const KwLookupSharedConf* GetGlobal() const override { return m_global ? m_global : this; }
 

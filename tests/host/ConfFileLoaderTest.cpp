@@ -39,6 +39,8 @@ public:
         ++post_inits;
         if (port == 13)
             throw std::invalid_argument("port 13 is not lucky");
+        if (base == "bad" || base == " bad ")
+            throw std::invalid_argument("Base is [" + base + "]");
         if (base == password)
             throw std::invalid_argument("Base [" + base + "] is " + password);
     }
@@ -186,6 +188,93 @@ TEST_F(ConfFileLoaderTest, AFailedLoadLeavesEveryVariableAsItWas) {
     }
 }
 
+TEST_F(ConfFileLoaderTest, RefusesNumbersThatDoNotFit) {
+    const auto load = [&](const std::string& setting) {
+        const std::string name = m_dir.Write("kw.conf", "[all]\n" + setting + "\n");
+        ::chmod(name.c_str(), 0644);
+        m_loader.SetFile(ConfFile(name));
+        Everything holder(m_log);
+        RecordingLog::Reset();
+        const bool good = m_loader.LoadSection(0, "all", 0, "", 0, &holder, m_log);
+        const auto errors = RecordingLog::Texts(2);
+        return good ? "good" : errors.size() == 1 ? errors[0] : "no error";
+    };
+    for (const char* setting : {"Int = 2147483647",
+                                "Int = -2147483648",
+                                "Int = +0",
+                                "Int = 0x7fffffff",
+                                "Int = 0",
+                                "Int = 017777777777",
+                                "Int = 0x1fzz99999999999",
+                                "Time = 24855d",
+                                "Time = 596523h",
+                                "Time = 35791394m",
+                                "Time = 2147483647",
+                                "Time = 2147483647s",
+                                "Time = +1d",
+                                "Size = 9223372036854775807",
+                                "Size = 9223372036854775807b",
+                                "Size = 8589934591g",
+                                "Size = 9007199254740991k",
+                                "Size = 8796093022207M",
+                                "Ints = 1, 0x7fffffff",
+                                "Times = 24855d, 1",
+                                "Sizes = 8589934591g",
+                                "Int =",
+                                "Time = ",
+                                "String = 9999999999999"})
+        EXPECT_EQ(load(setting), "good") << setting;
+    const std::string int_range = " must be from -2147483648 to 2147483647";
+    const std::string time_range = " must be at most 2147483647 seconds";
+    const std::string size_range = " must be at most 9223372036854775807 bytes";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"Int = 2147483648", "'Int'" + int_range},
+        {"Int = -2147483649", "'Int'" + int_range},
+        {"Int = 0x80000000", "'Int'" + int_range},
+        {"Int = 0xffffffff", "'Int'" + int_range},
+        {"Int = 0X100000000", "'Int'" + int_range},
+        {"Int = 020000000000", "'Int'" + int_range},
+        {"Int = 99999999999999999999999", "'Int'" + int_range},
+        {"Time = 24856d", "'Time'" + time_range},
+        {"Time = 49711D", "'Time'" + time_range},
+        {"time = 596524h", "'time'" + time_range},
+        {"Time = 35791395m", "'Time'" + time_range},
+        {"Time = 2147483648s", "'Time'" + time_range},
+        {"Time = 99999999999999999999999", "'Time'" + time_range},
+        {"Size = 8589934592g", "'Size'" + size_range},
+        {"Size = 18014398509481989k", "'Size'" + size_range},
+        {"Size = +9223372036854775808", "'Size'" + size_range},
+        {"Ints = 1, 2147483648", "'Ints'" + int_range},
+        {"Times = 1h, 30000d, 1h", "'Times'" + time_range},
+        {"Sizes = 1, 9223372036854775808b", "'Sizes'" + size_range},
+        {"Int = 1x99999999999", "bad value for 'Int'"},
+        {"Int = +-99999999999", "bad value for 'Int'"},
+        {"Time = d", "bad value for 'Time'"},
+        {"Time = -99999d", "bad value for 'Time'"},
+        {"Time = 99999999999w", "bad value for 'Time'"},
+        {"Size = 1.5g", "bad value for 'Size'"},
+        {"Ints = 1, , 2", "bad value for 'Ints'"},
+        {"Sizes = \"99999999999g", "bad value for 'Sizes'"}};
+    for (const auto& [setting, reason] : cases)
+        EXPECT_EQ(load(setting), m_name + ":2: " + reason + " in [all]") << setting;
+}
+
+// Every message about a list shows its items.
+TEST_F(ConfFileLoaderTest, AListCannotComeFromAFileOfItsOwn) {
+    const std::string secret = m_dir.Write("secret", "file:/hunter2\n");
+    ::chmod(secret.c_str(), 0600);
+    const std::string name = m_dir.Write("kw.conf", "[all]\nObject.file = " + secret + "\n");
+    ::chmod(name.c_str(), 0644);
+    m_loader.SetFile(ConfFile(name));
+    Everything holder(m_log);
+    EXPECT_FALSE(m_loader.LoadSection(0, "all", 0, "", 0, &holder, m_log));
+    EXPECT_THAT(RecordingLog::Texts(2),
+                ElementsAre(m_name + ":2: 'Object.file' for a list, whose items messages show "
+                                     "(write 'Object = file:NAME') in [all]"));
+    for (const auto& line : RecordingLog::Lines())
+        EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
+}
+
 TEST_F(ConfFileLoaderTest, AHolderThatRegistersNothingIsNotLoaded) {
     m_holder.registers = false;
     EXPECT_FALSE(Load("[lookup_ldap]\n"));
@@ -206,6 +295,12 @@ TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
     EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ":3: [lookup_ldap]: Base [***] is ***");
     m_dir.Write("secret", "\"hunter2\"\n");
     EXPECT_FALSE(Load("[lookup_ldap]\nPassword = hunter2\nBase.file = " + secret));
+    // The variable has it without its quotes; too short to be looked for in every message.
+    for (const std::string quoted : {"bad", "\"bad\"", "\" bad \"\n"}) {
+        m_dir.Write("secret", quoted);
+        EXPECT_FALSE(Load("[lookup_ldap]\nBase.file = " + secret));
+        EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ":2: [lookup_ldap]: Base is [***]");
+    }
     const auto lines = RecordingLog::Lines();
     EXPECT_FALSE(lines.empty());
     for (const auto& line : lines)

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace std::string_literals;
@@ -171,6 +172,57 @@ TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
     std::getline(lines, line);
     EXPECT_THAT(line, testing::MatchesRegex(date + " early: debug: c"));
     EXPECT_FALSE(std::getline(lines, line));
+}
+
+TEST_F(Logging, HidesTheSecretsThatItIsGiven) {
+    HideInMessages(" \"s3cret\"\n");
+    HideInMessages("s3cret and more");
+    HideInMessages("a\0b\xff"s);
+    HideInMessages("1=|");
+    HideInMessages("  ");
+    const std::pair<std::string, std::string> cases[] = {
+        {"no such thing", "no such thing"}, {"s3cret", "***"},
+        {"[s3crets3cret]", "[******]"},     {"s3cret and more", "***"},
+        {"s3cret and mor", "*** and mor"},  {"S3CRET s3cre", "S3CRET s3cre"},
+        {"x a\0b\xff"s, "x ***"},           {"1=| ", "1=| "},
+    };
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(WithoutSecrets(text), shown);
+        const CapturedStandardError captured;
+        LogText(m_log, Level::LEVEL_WARN, text);
+        EXPECT_EQ(captured.Text(), "name: warning: " + shown + "\n");
+    }
+}
+
+TEST_F(Logging, HidesTheValuesOfSettingsNamedLikePasswords) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"[ldap:Password=p|uid=$u]: no", "[ldap:Password=***|uid=$u]: no"},
+        {"[ldap:A=1| bindPASSWD = p q |uid=$u]: no", "[ldap:A=1| bindPASSWD =***|uid=$u]: no"},
+        {"[x:Client-Secret=a|secret_2=b|Host=h|$s]",
+         "[x:Client-Secret=***|secret_2=***|Host=h|$s]"},
+        {"[x:Password=a\"b|c\"d|$s]: no", "[x:Password=***|$s]: no"},
+        {"[x:\"Password=b|c\"|$s]: no", "[x:\"Password=***\"|$s]: no"},
+        {"[x:Password=b\\|c\\\\|$s]: no", "[x:Password=***|$s]: no"},
+        {"[x:Password=a]: b|$s]: x", "[x:Password=***|$s]: x"},
+        {"[x:Password=a]: b]: no", "[x:Password=***]: no"},
+        {"error: 'Password=p'", "error: 'Password=***'"},
+        {"setting: 'Password=a|b]: c'", "setting: 'Password=***'"},
+        {"setting: 'Password=p", "setting: 'Password=***"},
+        {"[x:Password=p|$s]: wrong 'Password=p'", "[x:Password=***|$s]: wrong 'Password=***'"},
+        {"Password=", "Password=***"},
+        {"= == |Password", "= == |Password"},
+        {"Passwor=d|Pass=word", "Passwor=d|Pass=word"},
+        {"SetNewVal: variable =[Password] val=[a] val=[b]",
+         "SetNewVal: variable =[Password] val=[***]"},
+        {"SetNewVal: variable =[lookup_x/BindSecret] val=[a|b]",
+         "SetNewVal: variable =[lookup_x/BindSecret] val=[***]"},
+        {"SetNewVal: variable =[Port] val=[password]",
+         "SetNewVal: variable =[Port] val=[password]"},
+    };
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(WithoutSecrets(text), shown);
+        EXPECT_EQ(WithoutSecrets(shown), shown) << "again";
+    }
 }
 
 TEST_F(Logging, TheTargetCanBeChangedAtAnyTime) {

@@ -129,6 +129,21 @@ TEST_F(RegexPluginTest, ABadPatternFailsItsItemOnly) {
     EXPECT_TRUE(AskList("regex:(, regex:b", "abc").found);
 }
 
+TEST_F(RegexPluginTest, ANumberThatDoesNotFitFailsTheItem) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"MaxLength=18014398509481989k", "MaxLength must be from 1 to 2147483647"},
+        {"maxlength = 9223372036854775808 ", "MaxLength must be from 1 to 2147483647"},
+        {"HeapLimit=8589934592g", "HeapLimit must be from 32768 to 1073741824"},
+        {"MatchLimit=0xffffffff1", "MatchLimit must be from -2147483648 to 2147483647"},
+        {"OnError=ignore|DepthLimit=2147483648|MaxLength=9",
+         "DepthLimit must be from -2147483648 to 2147483647"},
+    };
+    for (const auto& [settings, reason] : cases) {
+        const std::string item = "regex:" + settings + "|a";
+        EXPECT_EQ(ErrorOf(item), "  Error in init lookup [" + item + "]: " + reason);
+    }
+}
+
 TEST_F(RegexPluginTest, ValuesAreChecked) {
     struct Case {
         std::string setting;

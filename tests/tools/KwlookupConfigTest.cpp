@@ -170,6 +170,59 @@ TEST_F(ToolConfig, DebugMessagesShowValuesButNoSecret) {
     EXPECT_THAT(result.err, Not(HasSubstr("hunter2")));
 }
 
+// Whatever goes wrong, with every message on: the value of a KEY.file, and a password in an item.
+TEST_F(ToolConfig, NoSecretIsInAnyMessage) {
+    const std::string secret = m_dir.Write("secret", "");
+    ::chmod(secret.c_str(), 0600);
+    struct Case {
+        std::string section;
+        std::string value; ///< of the file of its own
+        std::string list;
+    };
+    const Case cases[] = {
+        {"[lookup_cdb]\nDatabase.file = ", "/S3CRET\n", "cdb:$s"},
+        {"[lookup_cdb]\nDatabase.file = ", "\"/S3CRET\"\n", "cdb:OnError=exception|$s"},
+        {"[lookup_cdb]\nSkipDomains.file = ", "file:/S3CRET", "cdb:$s"},
+        {"[lookup_regex]\nSkipDomains.file = ", "\"S3CRET", "regex:x"},
+        {"[lookup_regex]\nResult.file = ", "S3CRET$x", "regex:x"},
+        {"[lookup_regex]\nOnError.file = ", "S3CRET", "regex:x"},
+        {"[lookup_regex]\nMaxLength.file = ", "S3CRET", "regex:x"},
+        {"[lookup_regex]\nNoSuch.file = ", "S3CRET", "regex:x"},
+        {"", "", "regex:Password=S3CRET|^x"},
+        {"", "", "regex: bindpassword = \"S3CRET\" | ^x"},
+        {"", "", "regex:\"Secret=a|S3CRET\"|^x"},
+        {"", "", "nosuch:Password=S3CRET|^x"},
+        {"", "", "ldap:Password=S3CRET"},
+        {"", "", "\"regex:Password=S3CRET|^x"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.section + test.value + " " + test.list);
+        m_dir.Write("secret", test.value);
+        Write("kw.conf", test.section.empty() ? "" : test.section + secret + "\n");
+        for (std::vector<std::string> command : {std::vector<std::string>{"check", test.list},
+                                                 {"find", test.list, "xyz"},
+                                                 {"find", "--explain", test.list, "xyz"},
+                                                 {"compare", test.list, "a"}}) {
+            command.insert(command.begin(), {"-v", "--config", m_conf});
+            const ProgramResult result = RunTool(command, "xyz\n");
+            EXPECT_THAT(result.out + result.err, Not(HasSubstr("S3CRET")));
+            EXPECT_NE(result.err, "");
+        }
+    }
+}
+
+TEST_F(ToolConfig, WarnsOfASecretThatOthersMayRead) {
+    const std::string secret = Write("secret", "found\n");
+    Write("kw.conf", "[lookup_regex]\nResult.file = " + secret + "\n");
+    const std::string warning = "kwlookup: warning: " + m_conf + ":2: 'Result': " + secret +
+                                ": others may read it (chmod go-r)\n";
+    EXPECT_EQ(RunTool({"--config", m_conf, "find", "regex:x", "x"}),
+              (ProgramResult{FOUND, "x\tfound\n", warning}));
+    ::chmod(secret.c_str(), 0600);
+    EXPECT_EQ(RunTool({"--config", m_conf, "find", "regex:x", "x"}),
+              (ProgramResult{FOUND, "x\tfound\n", ""}));
+}
+
 TEST_F(ToolWatch, ReloadsListAndConfigurationOnHangup) {
     const std::string list = Write("list", "a@b.lan one\n");
     Write("kw.conf", "[lookup_regex]\nResult = first\n");

@@ -22,7 +22,7 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
             continue;
         answered = true;
         if (m_options.explain) {
-            m_answer.item = item.text;
+            m_answer.item = WithoutSecrets(item.text);
             m_answer.file = item.File();
         }
         m_writer.Write(text, m_answer);

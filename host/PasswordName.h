@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/AsciiLower.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+/// Does the name of a setting say that its value is a password?
+inline bool IsPasswordName(std::string_view name) {
+    std::string lower(name);
+    std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
+    for (const char* word : {"password", "passwd", "secret"})
+        if (lower.find(word) != std::string::npos)
+            return true;
+    return false;
+}
