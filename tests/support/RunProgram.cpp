@@ -80,9 +80,20 @@ pid_t Spawn(std::vector<std::string> arguments, const std::vector<std::string>& 
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
+    // A background job has signals that are ignored, and so would its children.
+    sigset_t every;
+    sigset_t none;
+    sigfillset(&every);
+    sigemptyset(&none);
+    posix_spawnattr_t signals;
+    posix_spawnattr_init(&signals);
+    posix_spawnattr_setflags(&signals, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setsigdefault(&signals, &every);
+    posix_spawnattr_setsigmask(&signals, &none);
     pid_t pid = -1;
-    const int failure = ::posix_spawn(&pid, arguments.front().c_str(), &actions, nullptr,
+    const int failure = ::posix_spawn(&pid, arguments.front().c_str(), &actions, &signals,
                                       Pointers(arguments).data(), Pointers(variables).data());
+    posix_spawnattr_destroy(&signals);
     posix_spawn_file_actions_destroy(&actions);
     Check(failure == 0, "posix_spawn", failure);
     return pid;

@@ -16,6 +16,7 @@ struct ProgramResult {
 
 /// Runs `arguments`, of which the first is the program's file, to its end. `input` is its standard
 /// input, as a file; `environment` holds "NAME=VALUE" texts that are added to ours.
+/// No signal is ignored or blocked in it, whatever we do with signals.
 /// Throws std::system_error when it cannot be started.
 ProgramResult RunProgram(const std::vector<std::string>& arguments, const std::string& input = "",
                          const std::vector<std::string>& environment = {});
