@@ -4,11 +4,12 @@
 # The sourcing script has changed to the root of the tree.
 
 # What the library and the tool are built with.
-build_packages=(cmake g++ libboost-dev libcdb-dev libcli11-dev libdb5.3-dev libinih-dev
+build_packages=(cmake g++ libboost-dev libcdb-dev libcli11-dev libinih-dev
     libpcre2-dev libre2-dev libspdlog-dev libsqlite3-dev ninja-build nlohmann-json3-dev pkg-config)
 
 # What the tests need besides.
-test_packages=(clang clang-format-14 db5.3-util libclang-rt-14-dev libgmock-dev libgtest-dev
+test_packages=(clang clang-format-14 db5.3-util libclang-rt-14-dev libdb5.3-dev libgmock-dev
+    libgtest-dev
     mandoc python3 sqlite3 tinycdb)
 
 jobs=$(nproc)

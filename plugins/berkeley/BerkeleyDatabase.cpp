@@ -1,101 +1,388 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/berkeley/BerkeleyDatabase.h"
 
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
-#include <sys/stat.h>
 
 namespace {
 
-std::string_view TextOf(const DBT& value) {
-    return {static_cast<const char*>(value.data), value.size};
+constexpr std::size_t HEAD_BYTES = 512;
+constexpr std::size_t HEAD_CHECKSUM = 492;
+
+constexpr std::uint32_t TREE_MAGIC = 0x053162;
+constexpr std::uint32_t HASH_MAGIC = 0x061561;
+constexpr std::uint32_t QUEUE_MAGIC = 0x042253;
+constexpr std::uint32_t HEAP_MAGIC = 0x074582;
+
+constexpr std::uint8_t HASH_HEAD_TYPE = 8;
+constexpr std::uint8_t TREE_HEAD_TYPE = 9;
+
+// Flags of a btree.
+constexpr std::uint32_t NUMBERED = 0x02;
+constexpr std::uint32_t SEVERAL = 0x20;
+constexpr std::uint32_t COMPRESSED = 0x80;
+
+/// FNV-1, which the format has used since its version 5.
+std::uint32_t HashOf(std::string_view key) {
+    std::uint32_t hash = 0;
+    for (const char c : key)
+        hash = (hash * 16777619) ^ static_cast<unsigned char>(c);
+    return hash;
 }
 
-/// Errors come back as numbers; nothing is written to standard error.
-void IgnoreMessage(const DB_ENV*, const char*, const char*) {}
+/// The number of the group that `bucket` was made with; each doubles the table.
+unsigned GroupOf(std::uint32_t bucket) {
+    unsigned group = 0;
+    while ((std::uint64_t(1) << group) < std::uint64_t(bucket) + 1)
+        ++group;
+    return group;
+}
 
 } // namespace
 
-BerkeleyDatabase::BerkeleyDatabase(const std::string& name) : m_name(name), m_stamp(name) {
-    DB* db = nullptr;
-    if (const int error = ::db_create(&db, nullptr, 0))
-        Fail(error);
-    m_db.reset(db);
-    db->set_errcall(db, IgnoreMessage);
-    // A damaged page is to fail the searches that need it, not all of them from then on.
-    DB_ENV* const environment = db->get_env(db);
-    if (const int error = environment->set_flags(environment, DB_NOPANIC, 1))
-        Fail(error);
-    if (const int error = db->open(db, nullptr, name.c_str(), nullptr, DB_UNKNOWN, DB_RDONLY, 0))
-        Fail(error);
-    DBTYPE type = DB_UNKNOWN;
-    if (const int error = db->get_type(db, &type))
-        Fail(error);
-    if (type != DB_HASH && type != DB_BTREE)
-        throw std::runtime_error(m_name + ": neither a hash nor a btree");
-    if (db->get_multiple(db))
-        throw std::runtime_error(m_name + ": holds several databases");
-    if (type == DB_HASH)
-        CheckSize(&DB_HASH_STAT::hash_pagecnt, &DB_HASH_STAT::hash_pagesize);
-    else
-        CheckSize(&DB_BTREE_STAT::bt_pagecnt, &DB_BTREE_STAT::bt_pagesize);
+BerkeleyDatabase::BerkeleyDatabase(const std::string& name)
+    : m_file(FileBytes::Open(name)), m_format(ReadFormat()), m_page(m_format),
+      m_value_page(m_format), m_overflow_page(m_format), m_checked(m_file->IsCopy() ? m_pages : 0),
+      m_buckets(m_is_hash ? m_checked.size() : 0) {}
+
+BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
+    const auto fail = [this](const char* reason) {
+        throw std::runtime_error(m_file->GetName() + ": " + reason);
+    };
+    constexpr char NOT_WHOLE[] = "not a whole Berkeley DB file";
+    std::string buffer;
+    const std::string_view head = m_file->Read(0, HEAD_BYTES, buffer);
+    if (head.size() != HEAD_BYTES)
+        fail(NOT_WHOLE);
+    bool swapped = false;
+    const auto number = [&](std::size_t at) {
+        return BerkeleyPage::ToNumber<std::uint32_t>(head.substr(at, 4), swapped);
+    };
+    const auto is_known = [](std::uint32_t magic) {
+        return magic == TREE_MAGIC || magic == HASH_MAGIC || magic == QUEUE_MAGIC ||
+               magic == HEAP_MAGIC;
+    };
+    swapped = !is_known(number(12));
+    const std::uint32_t magic = number(12), version = number(16), flags = number(48);
+    if (!is_known(magic))
+        fail(NOT_WHOLE);
+    m_is_hash = magic == HASH_MAGIC;
+    if ((magic != TREE_MAGIC && !m_is_hash) || (!m_is_hash && flags & NUMBERED))
+        fail("neither a hash nor a btree");
+    if (!m_is_hash && flags & SEVERAL)
+        fail("holds several databases");
+
+    const BerkeleyPage::Format format{m_file.get(), number(20), swapped, (head[26] & 1) != 0};
+    const bool version_known =
+        m_is_hash ? version >= 7 && version <= 9 : version == 8 || version == 9;
+    const bool size_known =
+        format.size >= 512 && format.size <= 0x10000 && (format.size & (format.size - 1)) == 0;
+    const std::uint8_t type = m_is_hash ? HASH_HEAD_TYPE : TREE_HEAD_TYPE;
+    const bool encrypted = head[24] != 0, partitioned = (head[26] & ~1) != 0;
+    if (!version_known || !size_known || encrypted || partitioned || head[25] != type ||
+        number(8) != 0 || (!m_is_hash && flags & COMPRESSED))
+        fail(NOT_WHOLE);
+    if (format.checksums && number(HEAD_CHECKSUM) != BerkeleyPage::Checksum(head, HEAD_CHECKSUM))
+        fail(NOT_WHOLE);
+    const std::uint64_t pages = std::uint64_t(number(32)) + 1;
+    if (pages > m_file->GetSize() / format.size)
+        fail(NOT_WHOLE);
+    m_pages = static_cast<std::uint32_t>(pages);
+    if (!m_is_hash) {
+        m_root = number(88);
+        if (number(76) < 2) // the least keys of a page
+            fail(NOT_WHOLE);
+        return format;
+    }
+    m_last_bucket = number(72);
+    m_high_mask = number(76);
+    m_low_mask = number(80);
+    m_keys = number(88);
+    for (std::size_t i = 0; i < m_groups.size(); ++i)
+        m_groups[i] = number(96 + 4 * i);
+    constexpr char KNOWN_KEY[] = "%$sniglet^&"; // its hash, NUL included, tells the function
+    if ((m_high_mask & (m_high_mask + 1)) != 0 || m_low_mask != m_high_mask >> 1 ||
+        m_last_bucket > m_high_mask || (m_last_bucket <= m_low_mask && m_last_bucket != 0) ||
+        number(92) != HashOf({KNOWN_KEY, sizeof(KNOWN_KEY)}))
+        fail(NOT_WHOLE);
+    return format;
 }
 
-bool BerkeleyDatabase::Find(std::string_view text, bool all, Values& values) {
-    DBT key = {};
-    key.data = const_cast<char*>(text.data());
-    key.size = static_cast<u_int32_t>(text.size());
-    if (all)
-        return FindAll(key, values);
-    DBT value = {};
-    const int error = m_db->get(m_db.get(), nullptr, &key, &value, 0);
-    if (error == DB_NOTFOUND)
+bool BerkeleyDatabase::Find(std::string_view key, bool all, Values& values) {
+    const bool found = m_is_hash ? FindInHash(key, all, values) : FindInTree(key, all, values);
+    m_file->CheckUnchanged();
+    return found;
+}
+
+bool BerkeleyDatabase::FindInHash(std::string_view key, bool all, Values& values) {
+    const std::uint32_t bucket = BucketOf(key);
+    if (!ReadBucket(bucket))
         return false;
-    if (error != 0)
-        Fail(error);
-    values.Add(TextOf(value));
+    for (std::uint32_t i = 0; i < m_pages; ++i) {
+        for (unsigned at = 0; at < m_page.GetCount(); at += 2)
+            if (KeyBytes(m_page.GetItem(at)) == key)
+                return AddValue(m_page, at + 1, all, values);
+        const std::uint32_t last = m_page.GetNumber(), next = m_page.GetNext();
+        if (next == 0) {
+            if ((HashOf(key) & m_high_mask) != bucket)
+                CheckUnused(HashOf(key) & m_high_mask);
+            return false;
+        }
+        Read(m_page, next);
+        CheckHashPage(bucket, last);
+    }
+    Fail();
+}
+
+std::uint32_t BerkeleyDatabase::BucketOf(std::string_view key) const {
+    const std::uint32_t hash = HashOf(key);
+    const std::uint32_t bucket = hash & m_high_mask;
+    return bucket > m_last_bucket ? hash & m_low_mask : bucket;
+}
+
+std::uint64_t BerkeleyDatabase::PageOfBucket(std::uint32_t bucket) const {
+    return std::uint64_t(bucket) + m_groups[GroupOf(bucket)];
+}
+
+// False for a bucket that was never used: its page was never written and is zeros. Damage may look
+// the same.
+bool BerkeleyDatabase::ReadBucket(std::uint32_t bucket) {
+    const std::uint64_t number = PageOfBucket(bucket);
+    Read(m_page, number);
+    if (m_page.IsZero()) {
+        CheckKeyCount();
+        return false;
+    }
+    CheckHashPage(bucket, 0);
     return true;
 }
 
-bool BerkeleyDatabase::FindAll(DBT& key, Values& values) {
-    DBC* opened = nullptr;
-    if (const int error = m_db->cursor(m_db.get(), nullptr, &opened, 0))
-        Fail(error);
-    const std::unique_ptr<DBC, Close> cursor(opened);
-    DBT value = {};
-    int error = opened->get(opened, &key, &value, DB_SET);
-    if (error == DB_NOTFOUND)
+// A key whose own bucket is not made yet is kept with those of another; that there is a record in
+// its own tells a wrong number of buckets.
+void BerkeleyDatabase::CheckUnused(std::uint32_t bucket) {
+    const std::uint64_t number = PageOfBucket(bucket);
+    if (m_groups[GroupOf(bucket)] == 0 || number >= m_pages)
+        return;
+    m_page.Read(static_cast<std::uint32_t>(number));
+    if (m_page.IsHash() && m_page.IsInPlace() && m_page.GetPrevious() == 0 &&
+        m_page.GetCount() > 0 && (HashOf(KeyBytes(m_page.GetItem(0))) & m_high_mask) == bucket)
+        Fail();
+}
+
+// Programs that lock the file do not keep the number, which then is too small.
+void BerkeleyDatabase::CheckKeyCount() {
+    if (m_counted)
+        return;
+    std::uint64_t keys = 0;
+    for (std::uint32_t number = 1; number < m_pages; ++number) {
+        m_page.Read(number);
+        if (m_page.IsHash() && m_page.IsInPlace())
+            keys += m_page.GetCount() / 2;
+    }
+    if (keys < m_keys)
+        Fail();
+    m_counted = true;
+}
+
+bool BerkeleyDatabase::FindInTree(std::string_view key, bool all, Values& values) {
+    bool leftmost = true, rightmost = true;
+    Read(m_page, m_root);
+    while (m_page.GetType() == BerkeleyPage::TREE_INNER) {
+        const unsigned level = m_page.GetLevel(), count = m_page.GetCount();
+        unsigned child = 0; // the last one whose first key is not greater
+        for (unsigned end = count; end - child > 1;) {
+            const unsigned middle = child + (end - child) / 2;
+            (Compare(key, m_page, middle) < 0 ? end : child) = middle;
+        }
+        leftmost = leftmost && child == 0;
+        rightmost = rightmost && child + 1 == count;
+        Read(m_page, m_page.GetChild(child));
+        if (m_page.GetLevel() + 1 != level)
+            Fail();
+    }
+    if (m_page.GetType() != BerkeleyPage::TREE_LEAF || m_page.GetLevel() != 1)
+        Fail();
+    const Place place = PlaceOf(key);
+    if (!place.found) {
+        CheckNeighbours(key, place, leftmost, rightmost);
         return false;
-    for (; error == 0; error = opened->get(opened, &key, &value, DB_NEXT_DUP))
-        values.Add(TextOf(value));
-    if (error != DB_NOTFOUND)
-        Fail(error);
-    return true;
+    }
+    const std::size_t begin = m_page.GetBegin(place.index);
+    bool found = false;
+    for (unsigned i = place.index; i < m_page.GetCount() && m_page.GetBegin(i) == begin; i += 2) {
+        found |= AddValue(m_page, i + 1, all, values);
+        if (found && !all)
+            break;
+    }
+    return found;
 }
 
-// A page behind the end of the file would be taken for an empty one.
-template <typename Stat>
-void BerkeleyDatabase::CheckSize(u_int32_t Stat::*pages, u_int32_t Stat::*page_size) {
-    void* made = nullptr;
-    if (const int error = m_db->stat(m_db.get(), nullptr, &made, DB_FAST_STAT))
-        Fail(error);
-    const std::unique_ptr<void, decltype(&std::free)> owned(made, std::free);
-    const Stat& sizes = *static_cast<const Stat*>(made);
-    int file = -1;
-    if (const int error = m_db->fd(m_db.get(), &file))
-        Fail(error);
-    struct stat status;
-    if (::fstat(file, &status) != 0)
-        Fail(errno);
-    if (status.st_size < std::int64_t(sizes.*pages) * (sizes.*page_size))
-        Fail(DB_PAGE_NOTFOUND);
+BerkeleyDatabase::Place BerkeleyDatabase::PlaceOf(std::string_view key) {
+    unsigned begin = 0, end = m_page.GetCount() / 2;
+    while (begin < end) {
+        unsigned middle = begin + (end - begin) / 2;
+        const int order = Compare(key, m_page, 2 * middle);
+        if (order == 0) {
+            while (middle > 0 && m_page.GetBegin(2 * middle) == m_page.GetBegin(2 * middle - 2))
+                --middle;
+            return {2 * middle, true};
+        }
+        if (order < 0)
+            end = middle;
+        else
+            begin = middle + 1;
+    }
+    return {2 * begin, false};
 }
 
-void BerkeleyDatabase::Fail(int error) const {
-    const bool foreign = error == EINVAL || error == DB_OLD_VERSION || error == DB_PAGE_NOTFOUND ||
-                         error == DB_RUNRECOVERY;
-    throw std::runtime_error(m_name + ": " +
-                             (foreign ? "not a whole Berkeley DB file" : ::db_strerror(error)));
+// A key that is not on its leaf is on no other one, unless a page above led to the wrong leaf: then
+// one beside it has a key that should have come first.
+void BerkeleyDatabase::CheckNeighbours(std::string_view key, Place place, bool leftmost,
+                                       bool rightmost) {
+    const std::uint32_t previous = m_page.GetPrevious(), next = m_page.GetNext();
+    if (leftmost != (previous == 0) || rightmost != (next == 0))
+        Fail();
+    BerkeleyPage& beside = m_value_page;
+    if (place.index == m_page.GetCount() && next != 0) {
+        Read(beside, next);
+        if (beside.GetType() != BerkeleyPage::TREE_LEAF ||
+            beside.GetPrevious() != m_page.GetNumber() ||
+            (beside.GetCount() > 0 && Compare(key, beside, 0) >= 0))
+            Fail();
+    }
+    if (place.index == 0 && previous != 0) {
+        Read(beside, previous);
+        if (beside.GetType() != BerkeleyPage::TREE_LEAF || beside.GetNext() != m_page.GetNumber() ||
+            (beside.GetCount() > 0 && Compare(key, beside, beside.GetCount() - 2) <= 0))
+            Fail();
+    }
+}
+
+int BerkeleyDatabase::Compare(std::string_view key, const BerkeleyPage& page, unsigned i) {
+    return key.compare(KeyBytes(page.GetItem(i)));
+}
+
+bool BerkeleyDatabase::AddValue(const BerkeleyPage& page, unsigned i, bool all, Values& values) {
+    const BerkeleyPage::Item item = page.GetItem(i);
+    if (item.deleted)
+        return false;
+    switch (item.kind) {
+    case BerkeleyPage::Item::BYTES:
+        values.Add(item.bytes);
+        return true;
+    case BerkeleyPage::Item::OVERFLOW_CHAIN:
+        ReadOverflow(item, m_long_value);
+        values.Add(m_long_value);
+        return true;
+    case BerkeleyPage::Item::VALUE_LIST:
+        return AddList(item.bytes, all, values);
+    case BerkeleyPage::Item::VALUE_TREE:
+        if (&page == &m_value_page)
+            Fail(); // there are no trees in trees
+        return AddTree(item.page, all, values);
+    }
+    Fail();
+}
+
+// Each value has its length before and behind it.
+bool BerkeleyDatabase::AddList(std::string_view list, bool all, Values& values) {
+    const auto number = [&](std::size_t at) {
+        if (at + 2 > list.size())
+            Fail();
+        return BerkeleyPage::ToNumber<std::uint16_t>(list.substr(at, 2), m_format.swapped);
+    };
+    bool found = false;
+    while (!list.empty() && (all || !found)) {
+        const std::size_t length = number(0);
+        if (number(2 + length) != length)
+            Fail();
+        values.Add(list.substr(2, length));
+        list.remove_prefix(length + 4);
+        found = true;
+    }
+    return found;
+}
+
+// The values of one key, which are too many for a page.
+bool BerkeleyDatabase::AddTree(std::uint32_t root, bool all, Values& values) {
+    BerkeleyPage& page = m_value_page;
+    Read(page, root);
+    while (page.IsInner()) {
+        const unsigned level = page.GetLevel();
+        Read(page, page.GetChild(0));
+        if (page.GetLevel() + 1 != level)
+            Fail();
+    }
+    bool found = false;
+    std::uint32_t previous = 0;
+    for (std::uint32_t pages = 0; pages < m_pages; ++pages) {
+        if ((page.GetType() != BerkeleyPage::SORTED_VALUES &&
+             page.GetType() != BerkeleyPage::NUMBERED_LEAF) ||
+            page.GetPrevious() != previous)
+            Fail();
+        for (unsigned i = 0; i < page.GetCount(); ++i) {
+            found |= AddValue(page, i, all, values);
+            if (found && !all)
+                return true;
+        }
+        if (page.GetNext() == 0)
+            return found;
+        previous = page.GetNumber();
+        Read(page, page.GetNext());
+    }
+    Fail();
+}
+
+// Holds until the next call.
+std::string_view BerkeleyDatabase::KeyBytes(const BerkeleyPage::Item& item) {
+    if (item.kind == BerkeleyPage::Item::BYTES)
+        return item.bytes;
+    if (item.kind != BerkeleyPage::Item::OVERFLOW_CHAIN)
+        Fail();
+    ReadOverflow(item, m_long_key);
+    return m_long_key;
+}
+
+void BerkeleyDatabase::ReadOverflow(const BerkeleyPage::Item& item, std::string& bytes) {
+    bytes.clear();
+    if (item.length > m_file->GetSize())
+        Fail();
+    std::uint32_t number = item.page, previous = 0;
+    while (bytes.size() < item.length) {
+        Read(m_overflow_page, number);
+        const std::string_view part = m_overflow_page.GetOverflow();
+        if (m_overflow_page.GetPrevious() != previous || part.empty() ||
+            part.size() > item.length - bytes.size())
+            Fail();
+        bytes += part;
+        previous = number;
+        number = m_overflow_page.GetNext();
+    }
+    if (number != 0)
+        Fail();
+}
+
+// Pages of a copy stay as they were checked.
+void BerkeleyDatabase::Read(BerkeleyPage& page, std::uint64_t number) {
+    if (number == 0 || number >= m_pages)
+        Fail();
+    page.Read(static_cast<std::uint32_t>(number));
+    if (page.IsZero() || (m_file->IsCopy() && m_checked[number]))
+        return;
+    page.Check();
+    if (m_file->IsCopy())
+        m_checked[number] = true;
+}
+
+// All keys on a page of a hash are of one bucket.
+void BerkeleyDatabase::CheckHashPage(std::uint32_t bucket, std::uint32_t previous) {
+    if (!m_page.IsHash() || m_page.GetPrevious() != previous)
+        Fail();
+    const std::uint32_t number = m_page.GetNumber();
+    if (m_file->IsCopy() && m_buckets[number] == bucket + 1)
+        return;
+    for (unsigned i = 0; i < m_page.GetCount(); i += 2)
+        if (BucketOf(KeyBytes(m_page.GetItem(i))) != bucket)
+            Fail();
+    if (m_file->IsCopy())
+        m_buckets[number] = bucket + 1;
 }

@@ -1,15 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/FileStamp.h"
+#include "plugins/berkeley/BerkeleyPage.h"
+#include "plugins/common/FileBytes.h"
 #include "plugins/common/Values.h"
 
-#include <db.h>
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
-/// An open Berkeley DB file, a hash or a btree, read without an environment.
+/// An open Berkeley DB file, a hash or a btree.
+///
+/// The library of the format is not asked: on a damaged file it may crash, search for ever, write,
+/// or miss a key, also after its own verification found nothing. What is read here is checked page
+/// by page, before it is believed.
 ///
 /// Threads: one at a time.
 class BerkeleyDatabase {
@@ -20,24 +27,49 @@ public:
 
     /// True while the name stands for the file as it was when it was opened. Throws
     /// std::runtime_error "NAME: REASON".
-    bool IsCurrent() const { return FileStamp(m_name).IsUnchanged(m_stamp); }
+    bool IsCurrent() const { return m_file->IsCurrent(); }
 
     /// Adds the value of the first record with this key to `values`, or of each, in the order of
     /// the file; false when there is none. Throws std::runtime_error "NAME: REASON".
     bool Find(std::string_view key, bool all, Values& values);
 
 private:
-    struct Close {
-        void operator()(DB* db) const { db->close(db, DB_NOSYNC); }
-        void operator()(DBC* cursor) const { cursor->close(cursor); }
+    /// Where a record with some key is on a leaf, or would be.
+    struct Place {
+        unsigned index;
+        bool found;
     };
 
-    [[noreturn]] void Fail(int error) const;
-    template <typename Stat>
-    void CheckSize(u_int32_t Stat::*pages, u_int32_t Stat::*page_size);
-    bool FindAll(DBT& key, Values& values);
+    BerkeleyPage::Format ReadFormat();
+    bool FindInHash(std::string_view key, bool all, Values& values);
+    bool FindInTree(std::string_view key, bool all, Values& values);
+    std::uint64_t PageOfBucket(std::uint32_t bucket) const;
+    std::uint32_t BucketOf(std::string_view key) const;
+    bool ReadBucket(std::uint32_t bucket);
+    void CheckUnused(std::uint32_t bucket);
+    void CheckKeyCount();
+    Place PlaceOf(std::string_view key);
+    void CheckNeighbours(std::string_view key, Place place, bool leftmost, bool rightmost);
+    int Compare(std::string_view key, const BerkeleyPage& page, unsigned i);
+    bool AddValue(const BerkeleyPage& page, unsigned i, bool all, Values& values);
+    bool AddList(std::string_view list, bool all, Values& values);
+    bool AddTree(std::uint32_t root, bool all, Values& values);
+    std::string_view KeyBytes(const BerkeleyPage::Item& item);
+    void ReadOverflow(const BerkeleyPage::Item& item, std::string& bytes);
+    void Read(BerkeleyPage& page, std::uint64_t number);
+    void CheckHashPage(std::uint32_t bucket, std::uint32_t previous);
+    [[noreturn]] void Fail() const { m_page.Fail(); }
 
-    const std::string m_name;
-    const FileStamp m_stamp; ///< taken before the file is opened: an older one only reopens it
-    std::unique_ptr<DB, Close> m_db;
+    const std::shared_ptr<const FileBytes> m_file;
+    bool m_is_hash = false;
+    bool m_counted = false; ///< a hash has as many keys as it says
+    std::uint32_t m_pages = 0;
+    std::uint32_t m_root = 0; ///< of a btree
+    std::uint32_t m_last_bucket = 0, m_high_mask = 0, m_low_mask = 0, m_keys = 0;
+    std::array<std::uint32_t, 32> m_groups = {}; ///< of buckets: their first pages
+    const BerkeleyPage::Format m_format;
+    BerkeleyPage m_page, m_value_page, m_overflow_page;
+    std::vector<bool> m_checked;          ///< pages of a copy
+    std::vector<std::uint32_t> m_buckets; ///< whose keys are on those pages, and one; 0 at first
+    std::string m_long_key, m_long_value;
 };

@@ -20,8 +20,8 @@
 /// Threads: any; a file is copied once for all of them.
 class FileBytes {
 public:
-    /// Holds a table of a million records; a copy takes some 30 ms.
-    static constexpr std::uint64_t COPY_LIMIT = 64 << 20;
+    /// A table of a million addresses fits, in each format; to copy it takes some 50 ms.
+    static constexpr std::uint64_t COPY_LIMIT = 128 << 20;
 
     /// Gives the bytes that are open already when the file is still the same. Throws
     /// std::runtime_error "NAME: REASON", also for what is not a regular file, and for a file that

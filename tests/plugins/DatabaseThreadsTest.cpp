@@ -205,7 +205,7 @@ TEST_P(RewrittenFileTest, FailsOrAnswers) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, RewrittenFileTest, testing::Values("cdb"),
+INSTANTIATE_TEST_SUITE_P(Formats, RewrittenFileTest, testing::Values("cdb", "hash", "btree"),
                          [](const auto& test) { return std::string(test.param); });
 
 } // namespace

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/berkeley/BerkeleyPage.h"
+
+#include <stdexcept>
+
+namespace {
+
+// The first byte of an item of a hash, the third one of an item of a tree.
+enum HashKind { HASH_BYTES = 1, HASH_VALUE_LIST, HASH_OVERFLOW, HASH_VALUE_TREE };
+enum TreeKind { TREE_BYTES = 1, TREE_VALUE_TREE, TREE_OVERFLOW, TREE_DELETED = 0x80 };
+
+// Bytes before the key of an item.
+constexpr std::size_t LEAF_ITEM_HEADER = 3;
+constexpr std::size_t INNER_ITEM_HEADER = 12;
+
+std::size_t RoundUp(std::size_t size) {
+    return (size + 3) & ~std::size_t(3);
+}
+
+} // namespace
+
+std::uint32_t BerkeleyPage::Checksum(std::string_view page, std::size_t at) {
+    std::uint32_t sum = 0;
+    for (std::size_t i = 0; i < page.size(); ++i)
+        sum = sum * 33 + (i - at < sizeof(sum) ? 0 : static_cast<unsigned char>(page[i]));
+    return sum;
+}
+
+void BerkeleyPage::Read(std::uint32_t number) {
+    m_number = number;
+    m_bytes = m_format.file->Read(std::uint64_t(number) * m_format.size, m_format.size, m_buffer);
+    if (m_bytes.size() != m_format.size)
+        Fail();
+}
+
+void BerkeleyPage::Check() const {
+    constexpr std::size_t CHECKSUM_OFFSET = HEADER_BYTES + 2;
+    if (!IsInPlace())
+        Fail();
+    if (m_format.checksums &&
+        Get<std::uint32_t>(CHECKSUM_OFFSET) != Checksum(m_bytes, CHECKSUM_OFFSET))
+        Fail();
+    if (GetType() == OVERFLOW_PART) {
+        GetOverflow();
+        return;
+    }
+    const bool pairs = IsHash() || GetType() == TREE_LEAF;
+    if (pairs && GetCount() % 2 != 0)
+        Fail();
+    std::size_t used = 0;
+    for (unsigned i = 0; i < GetCount(); ++i) {
+        const bool again =
+            GetType() == TREE_LEAF && i >= 2 && i % 2 == 0 && GetBegin(i) == GetBegin(i - 2);
+        if (!again)
+            used += GetItem(i).used;
+    }
+    if (GetFreeEnd() + used != m_format.size)
+        Fail();
+    if (GetType() == TREE_LEAF)
+        CheckOrder(0, 2);
+    if (GetType() == TREE_INNER)
+        CheckOrder(1, 1); // the first key stands for all that are less
+}
+
+// Keys of another page are not compared.
+void BerkeleyPage::CheckOrder(unsigned first, unsigned step) const {
+    for (unsigned i = first; i + step < GetCount(); i += step) {
+        if (GetBegin(i) == GetBegin(i + step))
+            continue;
+        const Item item = GetItem(i), next = GetItem(i + step);
+        if (item.kind == Item::BYTES && next.kind == Item::BYTES && item.bytes >= next.bytes)
+            Fail();
+    }
+}
+
+std::size_t BerkeleyPage::GetBegin(unsigned i) const {
+    if (i >= GetCount())
+        Fail();
+    const std::size_t begin = Get<std::uint16_t>(DataBegin() + 2 * std::size_t(i));
+    if (begin < DataBegin() + 2 * std::size_t(GetCount()))
+        Fail();
+    return begin;
+}
+
+BerkeleyPage::Item BerkeleyPage::GetItem(unsigned i) const {
+    const std::size_t begin = GetBegin(i);
+    switch (GetType()) {
+    case HASH:
+    case HASH_UNSORTED:
+        return HashItem(begin, i == 0 ? m_format.size : GetBegin(i - 1));
+    case TREE_LEAF:
+    case SORTED_VALUES:
+    case NUMBERED_LEAF:
+        return TreeItem(begin, LEAF_ITEM_HEADER);
+    case TREE_INNER:
+        return TreeItem(begin, INNER_ITEM_HEADER);
+    case NUMBERED_INNER:
+        return {Item::BYTES, false, {}, 0, 0, 8};
+    case OVERFLOW_PART:
+        break;
+    }
+    Fail();
+}
+
+BerkeleyPage::Item BerkeleyPage::TreeItem(std::size_t begin, std::size_t header) const {
+    const std::size_t length = Get<std::uint16_t>(begin);
+    const unsigned kind = Get<std::uint8_t>(begin + 2);
+    const bool deleted = kind & TREE_DELETED;
+    // On an inner page the chain stands where the key would.
+    const std::size_t chain = header == INNER_ITEM_HEADER ? begin + header : begin;
+    const std::size_t chain_used = chain - begin + 12;
+    switch (kind & ~unsigned(TREE_DELETED)) {
+    case TREE_BYTES:
+        return {Item::BYTES, deleted, Bytes(begin + header, length),
+                0,           0,       RoundUp(header + length)};
+    case TREE_VALUE_TREE:
+        return {Item::VALUE_TREE, deleted, {}, Get<std::uint32_t>(chain + 4), 0, chain_used};
+    case TREE_OVERFLOW:
+        return {Item::OVERFLOW_CHAIN,          deleted,   {}, Get<std::uint32_t>(chain + 4),
+                Get<std::uint32_t>(chain + 8), chain_used};
+    }
+    Fail();
+}
+
+BerkeleyPage::Item BerkeleyPage::HashItem(std::size_t begin, std::size_t end) const {
+    if (begin >= end)
+        Fail();
+    const std::size_t used = end - begin;
+    switch (Get<std::uint8_t>(begin)) {
+    case HASH_BYTES:
+        return {Item::BYTES, false, Bytes(begin + 1, used - 1), 0, 0, used};
+    case HASH_VALUE_LIST:
+        return {Item::VALUE_LIST, false, Bytes(begin + 1, used - 1), 0, 0, used};
+    case HASH_OVERFLOW:
+        return {Item::OVERFLOW_CHAIN,          false, {}, Get<std::uint32_t>(begin + 4),
+                Get<std::uint32_t>(begin + 8), used};
+    case HASH_VALUE_TREE:
+        return {Item::VALUE_TREE, false, {}, Get<std::uint32_t>(begin + 4), 0, used};
+    }
+    Fail();
+}
+
+std::uint32_t BerkeleyPage::GetChild(unsigned i) const {
+    if (!IsInner())
+        Fail();
+    const std::size_t begin = GetBegin(i);
+    return Get<std::uint32_t>(GetType() == NUMBERED_INNER ? begin : begin + 4);
+}
+
+std::string_view BerkeleyPage::GetOverflow() const {
+    if (GetType() != OVERFLOW_PART)
+        Fail();
+    return Bytes(DataBegin(), Get<std::uint16_t>(22));
+}
+
+// Items lie behind it, up to the end of the page.
+std::size_t BerkeleyPage::GetFreeEnd() const {
+    const std::size_t end = Get<std::uint16_t>(22);
+    return end == 0 ? 0x10000 : end; // an empty page of 64 KiB
+}
+
+void BerkeleyPage::Fail() const {
+    throw std::runtime_error(m_format.file->GetName() + ": not a whole Berkeley DB file");
+}
+
+std::string_view BerkeleyPage::Bytes(std::size_t offset, std::size_t length) const {
+    if (offset > m_bytes.size() || m_bytes.size() - offset < length)
+        Fail();
+    return m_bytes.substr(offset, length);
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/common/FileBytes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+/// One page of a Berkeley DB file. No operation reads outside of the page, whatever it holds; what
+/// does not fit throws std::runtime_error "NAME: not a whole Berkeley DB file".
+///
+/// Threads: one at a time.
+class BerkeleyPage {
+public:
+    /// What the file's first page says of all others.
+    struct Format {
+        const FileBytes* file; ///< outlives the page
+        std::uint32_t size;
+        bool swapped; ///< made on a machine of the other byte order
+        bool checksums;
+    };
+
+    /// The types of pages that a search may come to, by their numbers in the file.
+    enum Type : std::uint8_t {
+        HASH_UNSORTED = 2, ///< of older releases
+        TREE_INNER = 3,
+        NUMBERED_INNER = 4, ///< of the values of one key, in the order of their insertion
+        TREE_LEAF = 5,
+        NUMBERED_LEAF = 6,
+        OVERFLOW_PART = 7, ///< of a key or a value that is too long for a page
+        SORTED_VALUES = 12,
+        HASH = 13
+    };
+
+    /// A key or what belongs to one.
+    struct Item {
+        enum Kind { BYTES, OVERFLOW_CHAIN, VALUE_LIST, VALUE_TREE };
+        Kind kind;
+        bool deleted;
+        std::string_view bytes; ///< of BYTES, and of the VALUE_LIST
+        std::uint32_t page;     ///< the first one of the chain, the root of the tree
+        std::uint32_t length;   ///< of all bytes of the chain
+        std::size_t used;       ///< bytes of this page
+    };
+
+    static constexpr std::size_t HEADER_BYTES = 26;
+
+    /// A number of the file; `bytes` has as many as `Number`.
+    template <typename Number>
+    static Number ToNumber(std::string_view bytes, bool swapped) {
+        char ordered[sizeof(Number)] = {};
+        bytes.copy(ordered, sizeof(ordered));
+        if (swapped)
+            std::reverse(ordered, ordered + sizeof(ordered));
+        Number number;
+        std::memcpy(&number, ordered, sizeof(number));
+        return number;
+    }
+
+    /// The checksum of a page whose own checksum stands at `at`.
+    static std::uint32_t Checksum(std::string_view page, std::size_t at);
+
+    explicit BerkeleyPage(const Format& format) : m_format(format) {}
+
+    /// Reads page `number`, and believes nothing of it yet.
+    void Read(std::uint32_t number);
+
+    /// Looks at all of the page: its number, its checksum, whether its items fill what they should,
+    /// and their order.
+    void Check() const;
+
+    /// Is it the page that it says it is?
+    bool IsInPlace() const { return Get<std::uint32_t>(8) == m_number; }
+    bool IsZero() const { return m_bytes.find_first_not_of('\0') == std::string_view::npos; }
+    std::uint32_t GetNumber() const { return m_number; }
+    std::uint32_t GetPrevious() const { return Get<std::uint32_t>(12); }
+    std::uint32_t GetNext() const { return Get<std::uint32_t>(16); }
+    unsigned GetCount() const { return Get<std::uint16_t>(20); }
+    unsigned GetLevel() const { return Get<std::uint8_t>(24); }
+    Type GetType() const { return Type(Get<std::uint8_t>(25)); }
+    bool IsHash() const { return GetType() == HASH || GetType() == HASH_UNSORTED; }
+    bool IsInner() const { return GetType() == TREE_INNER || GetType() == NUMBERED_INNER; }
+
+    /// Where item `i` begins: several keys of a leaf may be one.
+    std::size_t GetBegin(unsigned i) const;
+    Item GetItem(unsigned i) const;
+    /// The page below item `i` of an inner page.
+    std::uint32_t GetChild(unsigned i) const;
+    /// What the page has of a long key or value.
+    std::string_view GetOverflow() const;
+
+    [[noreturn]] void Fail() const;
+
+private:
+    template <typename Number>
+    Number Get(std::size_t offset) const {
+        return ToNumber<Number>(Bytes(offset, sizeof(Number)), m_format.swapped);
+    }
+    std::string_view Bytes(std::size_t offset, std::size_t length) const;
+    std::size_t DataBegin() const { return m_format.checksums ? HEADER_BYTES + 6 : HEADER_BYTES; }
+    std::size_t GetFreeEnd() const;
+    Item TreeItem(std::size_t begin, std::size_t header) const;
+    Item HashItem(std::size_t begin, std::size_t end) const;
+    void CheckOrder(unsigned first, unsigned step) const;
+
+    Format m_format;
+    std::uint32_t m_number = 0;
+    std::string_view m_bytes;
+    std::string m_buffer;
+};
