@@ -27,6 +27,7 @@ std::vector<KwLookupSharedConf::params_t> PatternConfig::GetParams() const {
         Param("DepthLimit", &m_limits.depth, Parser::VT_INT, &DEFAULTS.depth),
         Param("HeapLimit", &m_limits.heap, Parser::VT_SIZE, &DEFAULTS.heap),
         Param("MaxLength", &m_limits.length, Parser::VT_SIZE, &DEFAULTS.length),
+        Param("SearchTime", &m_limits.time, Parser::VT_INT, &DEFAULTS.time),
     };
 }
 
@@ -37,6 +38,7 @@ void PatternConfig::PostInit() {
     CheckRange("DepthLimit", m_limits.depth, 1, LARGEST);
     CheckRange("HeapLimit", m_limits.heap, 32 * 1024, 1024 * 1024 * 1024);
     CheckRange("MaxLength", m_limits.length, 1, LARGEST);
+    CheckRange("SearchTime", m_limits.time, 1, LARGEST);
 }
 
 PatternLimits PatternConfig::GetLimits() const {
@@ -45,6 +47,7 @@ PatternLimits PatternConfig::GetLimits() const {
     limits.depth = GetVal<int>("DepthLimit");
     limits.heap = GetVal<long long>("HeapLimit");
     limits.length = GetVal<long long>("MaxLength");
+    limits.time = GetVal<int>("SearchTime");
     return limits;
 }
 

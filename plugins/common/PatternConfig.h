@@ -8,7 +8,7 @@
 #include <vector>
 
 /// The parameters of every plug-in that searches with patterns: CaseSensitive, MatchLimit,
-/// DepthLimit, HeapLimit and MaxLength (see PatternLimits for the last four).
+/// DepthLimit, HeapLimit, MaxLength and SearchTime (see PatternLimits for all but the first).
 class PatternConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "plugins/common/PatternLimits.h"
+#include "plugins/common/SearchTime.h"
 
 #include <array>
 #include <cstdint>
@@ -45,7 +46,20 @@ public:
     ///
     /// Throws std::runtime_error "pattern 'PATTERN': REASON" when a limit ends the search or PCRE2
     /// fails, with the name and the value of the limit in REASON, and std::bad_alloc.
-    bool Search(std::string_view text, const PatternLimits& limits, Groups* groups) const;
+    ///
+    /// The limit of time is `time`, which other searches may share; it is looked at before every
+    /// 513 places of the text where a match may begin.
+    bool Search(std::string_view text, const PatternLimits& limits, Groups* groups,
+                const SearchTime& time) const;
+
+    /// The same with all the time that `limits` gives.
+    bool Search(std::string_view text, const PatternLimits& limits, Groups* groups) const {
+        MakeMachineCode();
+        return Search(text, limits, groups, SearchTime(limits.time));
+    }
+
+    /// Makes the machine code, so that no search spends its time on that.
+    void MakeMachineCode() const;
 
     const std::string& GetText() const { return m_text; }
 
@@ -60,4 +74,5 @@ private:
     std::string m_text;
     std::unique_ptr<pcre2_real_code_8, FreeCode> m_code;
     mutable std::once_flag m_machine_code_made;
+    bool m_in_parts; ///< may be searched for in a part of the text after the other
 };

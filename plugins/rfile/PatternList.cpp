@@ -38,6 +38,8 @@ void PatternList::Add(std::string_view pattern, unsigned options, std::string_vi
 
 void PatternList::Finish() {
     m_index.Build();
+    for (const std::uint32_t number : m_unfiltered)
+        m_rules[number].pattern.MakeMachineCode();
 }
 
 const PatternList::Rule* PatternList::Find(std::string_view text, const PatternLimits& limits,
@@ -46,6 +48,10 @@ const PatternList::Rule* PatternList::Find(std::string_view text, const PatternL
     LowerInto(scratch.lower, text);
     m_index.Search(std::string_view(scratch.lower.data(), text.size()), scratch.candidates);
 
+    for (const std::uint32_t number : scratch.candidates)
+        m_rules[number].pattern.MakeMachineCode();
+
+    const SearchTime time(limits.time);
     auto candidate = scratch.candidates.cbegin();
     auto unfiltered = m_unfiltered.cbegin();
     while (candidate != scratch.candidates.cend() || unfiltered != m_unfiltered.cend()) {
@@ -54,7 +60,7 @@ const PatternList::Rule* PatternList::Find(std::string_view text, const PatternL
             (candidate != scratch.candidates.cend() && *candidate < *unfiltered);
         const Rule& rule = m_rules[take_candidate ? *candidate++ : *unfiltered++];
         try {
-            if (rule.pattern.Search(text, limits, groups))
+            if (rule.pattern.Search(text, limits, groups, time))
                 return &rule;
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(Place(rule.line) + error.what());

@@ -4,9 +4,16 @@
 #include <new>
 #include <stdexcept>
 
+namespace {
+
+/// Instructions of SQLite between two looks at the clock: a look costs less than one of them.
+constexpr int INSTRUCTIONS = 100;
+
+} // namespace
+
 SqliteConnection::SqliteConnection(const std::string& name, const std::string& statement,
-                                   int timeout)
-    : m_name(name), m_stamp(name) {
+                                   int timeout, int search_time)
+    : m_name(name), m_stamp(name), m_search_time(search_time) {
     sqlite3* db = nullptr;
     constexpr int FLAGS = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX;
     const int opened = ::sqlite3_open_v2(name.c_str(), &db, FLAGS, nullptr);
@@ -16,6 +23,7 @@ SqliteConnection::SqliteConnection(const std::string& name, const std::string& s
     if (opened != SQLITE_OK)
         Fail();
     ::sqlite3_busy_timeout(db, timeout * 1000);
+    ::sqlite3_progress_handler(db, INSTRUCTIONS, IsTimeOver, this);
     // A name that no column has would else be taken for a text.
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
@@ -25,6 +33,7 @@ SqliteConnection::SqliteConnection(const std::string& name, const std::string& s
 }
 
 bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values) {
+    m_time.reset();
     // Ends the read transaction on every way out, so that writers can go on.
     const auto reset = [](sqlite3_stmt* statement) {
         ::sqlite3_reset(statement);
@@ -43,9 +52,19 @@ bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values
         if (values.Wanted())
             AddRow(values);
     }
+    if (step == SQLITE_INTERRUPT)
+        throw std::runtime_error(m_name + ": " + m_time->Reason());
     if (step != SQLITE_DONE)
         Fail();
     return rows > 0;
+}
+
+int SqliteConnection::IsTimeOver(void* connection) {
+    auto& time = static_cast<SqliteConnection*>(connection)->m_time;
+    // The first instructions wait for the lock, which has a time of its own.
+    if (!time)
+        time.emplace(static_cast<SqliteConnection*>(connection)->m_search_time);
+    return time->IsOver();
 }
 
 SqliteConnection::Statement SqliteConnection::Prepare(const std::string& text) {

@@ -6,7 +6,8 @@
 SqliteLookup::Query::Query(const std::string& statement_text, const SqliteConfig& config)
     : text(statement_text), select(statement_text), value(select.GetTemplate()),
       statement(select.Text('"', "?1")), database(config.GetDatabase()),
-      timeout(config.GetTimeout()), max_rows(config.GetMaxRows()) {}
+      timeout(config.GetTimeout()), search_time(config.GetSearchTime()),
+      max_rows(config.GetMaxRows()) {}
 
 std::string SqliteLookup::GetDescription() const {
     return m_query ? m_query->text : std::string();
@@ -23,7 +24,8 @@ bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* 
     if (!query.value.Expand(*this, finder, flags, value))
         return false;
     SqliteConnection& connection = query.connections.Get().Get([&query] {
-        return std::make_unique<SqliteConnection>(query.database, query.statement, query.timeout);
+        return std::make_unique<SqliteConnection>(query.database, query.statement, query.timeout,
+                                                  query.search_time);
     });
     std::string result;
     Values values(res ? &result : nullptr);

@@ -38,6 +38,7 @@ private:
         std::string statement;
         std::string database;
         int timeout;
+        int search_time;
         int max_rows;
         PerThread<CurrentFile<SqliteConnection>> connections;
     };

@@ -168,6 +168,19 @@ TEST_P(KeyValuePluginsTest, TheSectionSetsWhatItemsLeaveOpen) {
     EXPECT_NE(SearchError(Type() + ":Database=" + m_dir.Path("none") + "|$s", "a"), "");
 }
 
+// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+TEST_P(KeyValuePluginsTest, HasTheDocumentedDefaults) {
+    const std::string name = Make({{"a", "1"}, {"a", "2"}, {"A", "3"}, {"n\0"s, "4"}});
+    ASSERT_TRUE(AskList(Item(name), "a").found);
+    for (const bool with_values : {true, false}) {
+        if (!with_values)
+            ConfigureNothing();
+        EXPECT_EQ(AskList(Item(name), "A"), (Answer{true, " 1", "a"}));
+        EXPECT_EQ(AskList(Item(name), "n"), Miss());
+        EXPECT_EQ(AskList(Item(m_dir.Path("none")), "a"), Miss());
+    }
+}
+
 TEST_P(KeyValuePluginsTest, ABadItemFailsWhenItIsLoaded) {
     struct Case {
         std::string item;

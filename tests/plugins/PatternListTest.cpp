@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/rfile/PatternList.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <optional>
 #include <random>
 #include <set>
@@ -111,10 +113,16 @@ private:
         case 8: {
             // What is not looked into must still be found.
             static const char* const others[][2] = {
-                {"\\Qa.b\\E", "a.b"},  {"\\x{61}", "a"}, {"(?i)mail", "MAIL"},
-                {"\\141", "a"},        {"a++", "aaa"},   {"(?>corp)", "corp"},
-                {"[[:^alpha:]]", "7"}, {"{x", "{x"},     {"a{,2}", "a{,2}"},
-                {"(?#no)lan", "lan"},  {"\\K", ""},      {"x{2}{2}", "xxxx"}};
+                {"\\Qa.b\\E", "a.b"},  {"\\x{61}", "a"},
+                {"(?i)mail", "MAIL"},  {"\\141", "a"},
+                {"a++", "aaa"},        {"(?>corp)", "corp"},
+                {"[[:^alpha:]]", "7"}, {"{x", "{x"},
+                {"a{,2}", "a{,2}"},    {"(?#no)lan", "lan"},
+                {"\\K", ""},           {"x{2}{2}", "xxxx"},
+                {"(?#(corp)", ""},     {"(?#[mail)", ""},
+                {"[[:a:\\]]]", "a]"},  {"[[:a:]", "a"},
+                {"[[:a]bcd", ":bcd"},  {"[[:alpha:\\]]]", "a]"},
+                {"[[.a.\\]]]", ".]"},  {"[[:x]news:]", "xnews:]"}};
             const auto& other = others[Below(std::size(others))];
             sample = other[1];
             return other[0];
@@ -226,6 +234,7 @@ TEST_P(PatternListRandomTest, AnswersAsTheLoopDoes) {
     PatternLimits limits;
     limits.match = 100000;
     limits.length = 1000000;
+    limits.time = 1000000;
     std::size_t found = 0, filtered = 0;
     for (int round = 0; round < 60; ++round) {
         PatternList list("random");
@@ -307,11 +316,11 @@ TEST(RequiredLiteralsTest, AreFound) {
 
 TEST(RequiredLiteralsTest, AreNoneWhereNothingIsSure) {
     for (const char* pattern :
-         {"",           "ab",           "a.b.c",     ".*",        "abc|",     "(?:abc)?",
-          "(abc|de)*",  "[0-9]+@",      "(?i)abc",   "abc++",     "(?>abc)",  "(?=abc)abc",
-          "\\Qabc\\E",  "(*COMMIT)abc", "abc\\141",  "abc{2}{3}", "abc\\1()", "a{,3}bcd",
-          "(?P<n>abc)", "abc(?#x)",     "\\x{61}bc", "[[.a.]]",   "ab\\Ecd",  "\\pLabc",
-          "abca{02}",   "abca{0,02}",   "abca{00}"})
+         {"",           "ab",           "a.b.c",     ".*",          "abc|",         "(?:abc)?",
+          "(abc|de)*",  "[0-9]+@",      "(?i)abc",   "abc++",       "(?>abc)",      "(?=abc)abc",
+          "\\Qabc\\E",  "(*COMMIT)abc", "abc\\141",  "abc{2}{3}",   "abc\\1()",     "a{,3}bcd",
+          "(?P<n>abc)", "abc(?#x)",     "\\x{61}bc", "[[.a.]]",     "ab\\Ecd",      "\\pLabc",
+          "abca{02}",   "abca{0,02}",   "abca{00}",  "ab(?#(xyz)c", "[[:a:\\]]]bcd"})
         EXPECT_EQ(RequiredLiterals(pattern).size(), 0u) << pattern;
 }
 
@@ -377,6 +386,48 @@ TEST(PatternListTest, ManyPatternsOfOneLiteral) {
     list.Finish();
     EXPECT_EQ(Find(list, "bounce-499", PatternLimits()), 499);
     EXPECT_EQ(Find(list, "bounce-500", PatternLimits()), -1);
+}
+
+TEST(PatternListTest, TheTimeIsForAllPatternsTogether) {
+    PatternList list("lists/p");
+    for (std::size_t i = 0; i < 3000; ++i)
+        list.Add("[a-z]*[a-z]*[0-9]{" + std::to_string(3 + i % 90) + "}$", 0, "", i);
+    list.Finish();
+    std::string text(502, 'a');
+    for (std::size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>('a' + i % 8);
+    for (const int time : {50, 1}) {
+        PatternLimits limits;
+        limits.time = time;
+        const std::clock_t begin = std::clock();
+        try {
+            list.Find(text, limits, nullptr);
+            ADD_FAILURE() << "no error";
+        } catch (const std::runtime_error& error) {
+            EXPECT_THAT(error.what(),
+                        testing::MatchesRegex("lists/p:[0-9]+: pattern '.*': search time exceeded; "
+                                              "SearchTime is " +
+                                              std::to_string(time) + " ms"));
+        }
+        EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 10);
+    }
+    // The next search has time of its own.
+    PatternLimits limits;
+    EXPECT_EQ(limits.time, 50);
+    EXPECT_EQ(Find(list, "jdoe@corp.lan123", limits), 0);
+    limits.time = 1000000;
+    EXPECT_EQ(Find(list, text, limits), -1);
+}
+
+// The machine code of so many patterns takes longer than that.
+TEST(PatternListTest, TheFirstSearchHasItsTimeForItself) {
+    for (const std::string pattern : {"bounce-[0-9]{", "^[a-z][0-9]{"}) {
+        PatternList list("f");
+        for (std::size_t i = 0; i < 6000; ++i)
+            list.Add(pattern + std::to_string(1 + i % 99) + "}@", 0, "", i);
+        list.Finish();
+        EXPECT_EQ(Find(list, "bounce-x@corp.lan", PatternLimits()), -1);
+    }
 }
 
 TEST(PatternListTest, AnEmptyListMatchesNothing) {

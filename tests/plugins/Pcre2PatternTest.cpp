@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -147,6 +148,61 @@ TEST(Pcre2PatternTest, ALimitIsAnErrorThatNamesPatternAndParameter) {
         EXPECT_EQ(reason, "pattern '" + test.pattern + "': " + test.reason);
     }
     EXPECT_FALSE(Pcre2Pattern("a", 0).Search(std::string(512, 'b'), usual, nullptr));
+}
+
+TEST(Pcre2PatternTest, TheTimeEndsALongSearch) {
+    PatternLimits limits;
+    limits.length = 10000000;
+    limits.match = 100000000;
+    limits.heap = 64 * 1024 * 1024;
+    limits.time = 20;
+    const std::string text(1000000, 'a');
+    const std::string pattern = "a.{0,2000}[b]";
+    const std::clock_t begin = std::clock();
+    EXPECT_EQ(
+        What<std::runtime_error>([&] { Pcre2Pattern(pattern, 0).Search(text, limits, nullptr); }),
+        "pattern '" + pattern + "': search time exceeded; SearchTime is 20 ms");
+    EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 2);
+}
+
+// Long texts are searched in parts; a verb before the pattern, which changes nothing, prevents it.
+TEST(Pcre2PatternTest, ALongTextIsSearchedAsAWhole) {
+    PatternLimits limits;
+    limits.length = 10000;
+    limits.match = 10000000;
+    limits.time = 1000000;
+    const auto found = [&](const std::string& pattern, const std::string& text) {
+        Pcre2Pattern::Groups groups;
+        if (!Pcre2Pattern(pattern, MULTI_LINE).Search(text, limits, &groups))
+            return std::string("nothing");
+        return std::to_string(groups[0].data() - text.data()) + ":" + Bytes(groups[0]) + ":" +
+               Bytes(groups[1]);
+    };
+    std::size_t matches = 0;
+    for (const std::string pattern :
+         {"b",     "(a)b",  "^b",     "b$",     "(?<=(a))b", "(?<!a)b",       "\\bb",
+          "\\Bb+", "a\\Kb", "(b).*b", ".*b",    "(?s).*b",   "(b)(?s:.*)\\1", "[^a]+$",
+          "\\Ab",  "b\\z",  "b?$",    "\\n(b)", "(?=(b))",   "b|\\z"}) {
+        for (const std::size_t place :
+             {0u, 1u, 511u, 512u, 513u, 514u, 1024u, 1025u, 1026u, 1027u}) {
+            for (const std::string piece : {"b", "\nb", "ab\n", "bab", " b "}) {
+                for (const std::size_t rest : {0u, 1u, 600u}) {
+                    const std::string text =
+                        std::string(place, 'a') + piece + std::string(rest, 'a');
+                    const std::string whole = found("(*LIMIT_HEAP=1000000)" + pattern, text);
+                    EXPECT_EQ(found(pattern, text), whole) << pattern << " at " << place;
+                    matches += whole != "nothing";
+                }
+            }
+        }
+    }
+    EXPECT_GT(matches, 1000u);
+    // What would mean something else in a part.
+    const std::string text = std::string(513, 'a') + "ab" + std::string(600, 'x');
+    EXPECT_EQ(found("\\Gb|\\Gab", text), "nothing");
+    EXPECT_EQ(found("y|\\Gab", text), "nothing");
+    EXPECT_EQ(found("a(*COMMIT)b", text), "nothing");
+    EXPECT_EQ(found("a++(*SKIP)y|ab", text), "nothing");
 }
 
 TEST(Pcre2PatternTest, ALimitOfOneSearchIsNotThatOfTheNext) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "conf/ConfParser.h"
 #include "host/ConfFileLoader.h"
+#include "host/InterfaceConfHolder.h"
 #include "lookup/KwLookupHolder.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
@@ -15,6 +17,21 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+/// A host that has plug-ins register their parameters, and sets none.
+class LoaderWithoutValues : public IfConfLoader {
+public:
+    std::string GetDescription() const override { return "no values"; }
+    bool LoadSection(int, const std::string&, int, const std::string&, int,
+                     InterfaceConfHolder* holder, const LogClass& log) override {
+        const bool good = holder->MakePreInit(boost::make_shared<ConfParser>(log));
+        holder->PostInit();
+        return good;
+    }
+    void ReleaseLoader() override {}
+    void PrepareLoad() override {}
+    bool AcquireLoader() override { return false; }
+};
 
 /// Real plug-ins with a real configuration file, as a host has them.
 class PluginTest : public testing::Test {
@@ -52,6 +69,24 @@ protected:
         m_loader->SetFile(ConfFile(name));
         TakeErrors();
         KwObjectHolder::BeforeReload(m_log);
+    }
+
+    /// Lets a host without values of its own load the plug-ins in use again.
+    void ConfigureNothing() {
+        TakeErrors();
+        m_without_values = boost::make_shared<LoaderWithoutValues>();
+        KwObjectHolder::SetConfLoader(m_without_values);
+        KwObjectHolder::BeforeReload(m_log);
+    }
+
+    /// What a search that fails throws.
+    std::string SearchErrorOf(const std::string& list, const std::string& text) {
+        try {
+            AskList(list, text);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "nothing was thrown";
     }
 
     /// The errors of items collected since the last call; forgets all recorded lines but these.
@@ -105,4 +140,5 @@ protected:
     TempDir m_dir;
     LogClass m_log;
     boost::shared_ptr<ConfFileLoader> m_loader = boost::make_shared<ConfFileLoader>();
+    boost::shared_ptr<LoaderWithoutValues> m_without_values;
 };

@@ -154,6 +154,7 @@ TEST_F(RegexPluginTest, ValuesAreChecked) {
         {"DepthLimit=-1", "DepthLimit must be from 1 to 2147483647"},
         {"HeapLimit=31k", "HeapLimit must be from 32768 to 1073741824"},
         {"HeapLimit=2g", "HeapLimit must be from 32768 to 1073741824"},
+        {"SearchTime=0", "SearchTime must be from 1 to 2147483647"},
         {"MaxLength=0", "MaxLength must be from 1 to 2147483647"},
         {"OnError=never", "Wrong OnError setting [never]: wait 'ignore' or 'exception'"},
     };
@@ -167,6 +168,36 @@ TEST_F(RegexPluginTest, ValuesAreChecked) {
         EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR),
                     Contains(HasSubstr("kwlookup.conf:2: [lookup_regex]: " + test.reason)));
         Configure("");
+    }
+}
+
+TEST_F(RegexPluginTest, TheEdgesOfWhatIsAllowed) {
+    for (const std::string setting :
+         {"MatchLimit=1", "MatchLimit=2147483647", "DepthLimit=1", "DepthLimit=2147483647",
+          "HeapLimit=32k", "HeapLimit=1g", "MaxLength=1", "MaxLength=2147483647", "SearchTime=1",
+          "SearchTime=2147483647"}) {
+        SCOPED_TRACE(setting);
+        EXPECT_TRUE(AskList("regex:" + setting + "|a", "a").found);
+        EXPECT_THAT(TakeErrors(), IsEmpty());
+        Configure("[lookup_regex]\n" + setting + "\n");
+        EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR), IsEmpty());
+        EXPECT_TRUE(AskList("regex:a", "a").found);
+    }
+}
+
+// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+TEST_F(RegexPluginTest, HasTheDocumentedDefaults) {
+    ASSERT_TRUE(AskList("regex:a", "a").found);
+    for (const bool with_values : {true, false}) {
+        if (!with_values)
+            ConfigureNothing();
+        const std::string fails = "regex:OnError=exception|";
+        EXPECT_TRUE(AskList("regex:ABC", "abc").found);
+        EXPECT_FALSE(AskList(std::string("regex:") + EVIL, EVIL_TEXT).found) << "ignored";
+        EXPECT_EQ(SearchErrorOf(fails + EVIL, EVIL_TEXT), EVIL_REASON);
+        EXPECT_EQ(SearchErrorOf(fails + "b", std::string(513, 'a')),
+                  "pattern 'b': the text has 513 bytes; MaxLength is 512");
+        EXPECT_EQ(AskList("regex:a", "a").res, "");
     }
 }
 

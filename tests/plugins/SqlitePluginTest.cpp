@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 
 namespace {
@@ -171,6 +172,8 @@ TEST_F(SqlitePluginTest, ABadItemFailsWhenItIsLoaded) {
         {"Database=/x|Timeout=30000d|" + STATEMENT, "Timeout must be from 0 to 86400 seconds"},
         {"Database=/x|Timeout=25h|" + STATEMENT, "Timeout must be from 0 to 86400 seconds"},
         {"Database=/x|Timeout=49711d|" + STATEMENT, "Timeout must be from 0 to 86400 seconds"},
+        {"Database=/x|SearchTime=-1|" + STATEMENT, "SearchTime must be from 0 to 86400000"},
+        {"Database=/x|SearchTime=86400001|" + STATEMENT, "SearchTime must be from 0 to 86400000"},
         {"Database=/x|MaxRows=0x100000001|" + STATEMENT,
          "MaxRows must be from -2147483648 to 2147483647"},
         {"Database=/x|Timeout=soon|" + STATEMENT,
@@ -376,6 +379,86 @@ TEST_F(SqlitePluginTest, WhatOthersCommitIsSeen) {
     other.Start("alter table access rename column gone to result;");
     other.Finish();
     EXPECT_EQ(Ask(holder, "new").res, " 1");
+}
+
+TEST_F(SqlitePluginTest, ASearchThatLastsIsAnError) {
+    // Counts for minutes.
+    RunSql(m_name,
+           "create view slow as select 'x' as address, count(*) as result from (with "
+           "recursive n(i) as (select 1 union all select i + 1 from n where i < 1000000000) "
+           "select i from n);");
+    const std::string slow = "select result from slow where address = '$s'";
+    struct Case {
+        std::string settings;
+        std::string milliseconds;
+    };
+    const Case cases[] = {{"SearchTime=100|", "100"},
+                          {"Timeout=0|", "1000"},
+                          {"Timeout=1|", "1000"},
+                          {"Timeout=1|SearchTime=0|", "1000"},
+                          {"Timeout=1d|SearchTime=7|", "7"},
+                          {"", "2000"}};
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.settings);
+        KwLookupHolder holder(m_log);
+        holder.Init(Item(m_name, test.settings + slow));
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(SearchError(holder, "x"),
+                  m_name + ": search time exceeded; SearchTime is " + test.milliseconds + " ms");
+        const std::chrono::duration<double, std::milli> took =
+            std::chrono::steady_clock::now() - begin;
+        EXPECT_GE(took.count(), std::stod(test.milliseconds));
+        EXPECT_LT(took.count(), std::stod(test.milliseconds) + 1500);
+    }
+    // A miss under ignore; and the connection that was interrupted answers again.
+    KwLookupHolder holder(m_log);
+    holder.Init("\"sqlite:SearchTime=50|Database=" + m_name + "|" + slow + "\"");
+    RecordingLog::Reset();
+    EXPECT_FALSE(Ask(holder, "x").found);
+    EXPECT_THAT(
+        RecordingLog::Texts(LEVEL_ERROR),
+        ElementsAre("lookup_sqlite: " + m_name + ": search time exceeded; SearchTime is 50 ms"));
+    RunSql(m_name, "drop view slow; create view slow as select 'x' as address, 'fast' as result;");
+    EXPECT_EQ(Ask(holder, "x").res, " fast");
+}
+
+// The wait for a lock has a time of its own.
+TEST_F(SqlitePluginTest, AWaitForALockIsNoSearchTime) {
+    RunSql(m_name, "with recursive n(i) as (select 1 union all select i + 1 from n where i < 5000) "
+                   "insert into access select 'user' || i, 'r', '' from n;");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_name, "Timeout=1m|SearchTime=300|" + STATEMENT));
+    EXPECT_TRUE(Ask(holder, "jdoe@corp.lan").found);
+    OtherProcess other(m_name);
+    other.Start("begin exclusive; delete from access;");
+    other.Finish();
+    other.Start(".system sleep 0.7\nrollback;");
+    EXPECT_EQ(Ask(holder, "user4999").res, " r");
+    other.Finish();
+}
+
+// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+TEST_F(SqlitePluginTest, HasTheDocumentedDefaults) {
+    RunSql(m_name,
+           "with recursive n(i) as (select 1 union all select i + 1 from n where i < 101) insert "
+           "into access select iif(i > 100, 'more', 'many'), 'r', '' from n; insert into access "
+           "select 'more', 'r', '' from access where address = 'many';");
+    KwLookupHolder first(m_log);
+    first.Init(Item());
+    for (const bool with_values : {true, false}) {
+        if (!with_values)
+            ConfigureNothing();
+        EXPECT_EQ(ErrorOf("\"sqlite:" + STATEMENT + "\""),
+                  "  Error in init lookup [sqlite:" + STATEMENT + "]: Database is not set");
+        EXPECT_TRUE(AskList(Item(), "many").found);
+        EXPECT_EQ(SearchError(Item(), "more"), m_name + ": more rows than MaxRows, 100");
+        OtherProcess other(m_name);
+        other.Start("begin exclusive; delete from access;");
+        other.Finish();
+        other.Start(".system sleep 0.5\nrollback;");
+        EXPECT_EQ(AskList(Item(), "jdoe@corp.lan").res, " OK");
+        other.Finish();
+    }
 }
 
 TEST_F(SqlitePluginTest, ALockThatLastsIsAnError) {
