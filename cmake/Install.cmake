@@ -21,6 +21,7 @@ kwlookup_public_headers(kwlookup
   host/InterfaceConfHolder.h
   host/KwStorageValuesMap.h
   lookup/KwFactory.h
+  lookup/KwFinderKeys.h
   lookup/KwIfLookup.h
   lookup/KwIfObject.h
   lookup/KwIfSharedLookup.h

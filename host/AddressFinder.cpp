@@ -1,49 +1,83 @@
 // SPDX-License-Identifier: MIT
 #include "host/AddressFinder.h"
 
+#include "lookup/VirtualTable.h"
 #include "text/LocaleBytes.h"
 
-AddressFinder::AddressFinder(const std::string& text) : m_text(text), m_address(m_text) {
-    if (m_address.size() >= 2 && m_address.front() == '<' && m_address.back() == '>') {
-        m_address.remove_prefix(1);
-        m_address.remove_suffix(1);
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+/// The last '@' of `text`, which may be long. Its size where there is none.
+std::size_t LastAt(std::string_view text) {
+    const void* const at = ::memrchr(text.data(), '@', text.size());
+    return at ? static_cast<std::size_t>(static_cast<const char*>(at) - text.data()) : text.size();
+}
+
+} // namespace
+
+AddressFinder::AddressFinder(const std::string& text) {
+    const bool brackets = text.size() >= 2 && text.front() == '<' && text.back() == '>';
+    const std::size_t begin = brackets ? 1 : 0;
+    const std::size_t size = text.size() - 2 * begin;
+    const std::size_t at = LastAt(std::string_view(text).substr(begin, size));
+    const bool bare = at == size;
+    if (bare) {
+        m_text.reserve(text.size() + 1 + size);
+        m_text.append(text).append(1, '@').append(text, begin, size);
+    } else {
+        m_text = text;
     }
-    const std::size_t at = m_address.rfind('@');
-    const std::size_t domain = at == std::string_view::npos ? 0 : at + 1;
-    m_local = m_address.substr(0, domain);
-    m_domain = m_address.substr(domain);
+    const std::string_view all = m_text;
+    m_request = all.substr(0, text.size());
+    m_address = all.substr(begin, size);
+    m_local = bare ? std::string_view() : m_address.substr(0, at + 1);
+    m_domain = bare ? all.substr(text.size() + 1) : m_address.substr(at + 1);
 }
 
 bool AddressFinder::Match(const std::string& value) const {
-    if (!m_result.empty())
+    if (HasRes())
         return false;
     const LocaleBytes& bytes = LocaleBytes::Current();
-    auto begin = value.begin();
-    auto end = value.end();
+    const char* begin = value.data();
+    const char* end = begin + value.size();
     bytes.Trim(begin, end);
-    auto key_end = begin;
-    while (key_end != end && !bytes.IsSpace(*key_end))
-        ++key_end;
-    const std::string_view key(value.data() + (begin - value.begin()), key_end - begin);
-    if (IsKey(key)) {
-        auto result = key_end;
+    const char* const key_end = std::find_if(begin, end, [&](char c) { return bytes.IsSpace(c); });
+    if (IsKey(std::string_view(begin, static_cast<std::size_t>(key_end - begin)), bytes)) {
+        const char* result = key_end;
         bytes.Trim(result, end);
-        m_result.assign(result, end);
-    } else if (!bytes.EqualNoCase(value, m_text)) {
-        return false;
+        const auto result_begin = static_cast<std::size_t>(result - value.data());
+        m_result = Keep(value).substr(result_begin, static_cast<std::size_t>(end - result));
+        if (!m_result.empty())
+            NoteRes();
+        return m_result.empty();
     }
-    m_matched_value = value;
-    return m_result.empty();
+    if (!bytes.EqualNoCase(value, m_request))
+        return false;
+    Keep(value);
+    return true;
 }
 
-bool AddressFinder::IsKey(std::string_view key) const {
-    const LocaleBytes& bytes = LocaleBytes::Current();
+/// The finder's own copy of `value`.
+std::string_view AddressFinder::Keep(const std::string& value) const {
+    if (value.size() > m_short_value.size()) {
+        m_long_value = value;
+        m_value = m_long_value;
+    } else {
+        std::copy(value.begin(), value.end(), m_short_value.begin());
+        m_value = std::string_view(m_short_value.data(), value.size());
+    }
+    return m_value;
+}
+
+bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const {
     const auto equal = [&](std::string_view l, std::string_view r) {
         return bytes.EqualNoCase(l, r);
     };
     if (key.empty())
-        return m_text.empty();
-    if (equal(key, m_text) || equal(key, m_address))
+        return m_request.empty();
+    if (equal(key, m_request) || equal(key, m_address))
         return true;
     if (key.size() > 1 && key.back() == '@')
         return equal(key, m_local);
@@ -58,13 +92,45 @@ bool AddressFinder::IsKey(std::string_view key) const {
 }
 
 KwTextRange AddressFinder::GetRequest() const {
-    return KwTextRange(m_text.begin(), m_text.end());
+    return KwTextRange(m_text.begin(),
+                       m_text.begin() + static_cast<std::ptrdiff_t>(m_request.size()));
 }
 
 std::string AddressFinder::GetRes() const {
-    return m_result;
+    return HasRes() ? std::string(m_result) : std::string();
 }
 
-void AddressFinder::ClearRes() const {
-    m_result.clear();
+KwKeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
+    return FIRST_WORD;
+}
+
+bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
+    // A derived class may match what it likes.
+    static const void* const table = VirtualTableOf(AddressFinder(std::string()));
+    if (VirtualTableOf(*this) != table)
+        return false;
+    // A value that equals the text as a whole begins with the first word of the text.
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const char* begin = m_request.data();
+    const char* const end = begin + m_request.size();
+    while (begin != end && bytes.IsSpace(*begin))
+        ++begin;
+    const std::string_view rest(begin, static_cast<std::size_t>(end - begin));
+    const std::string_view reach = rest.substr(0, keys.Longest() + 1);
+    const auto word_end =
+        std::find_if(reach.begin(), reach.end(), [&](char c) { return bytes.IsSpace(c); });
+    keys.Add(reach.substr(0, static_cast<std::size_t>(word_end - reach.begin())));
+    if (m_address.size() != m_request.size())
+        keys.Add(m_address);
+    keys.Add(m_local);
+    if (m_domain.empty())
+        return true;
+    keys.Add(m_domain);
+    keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
+    keys.AddEndings(m_domain, true);
+    return true;
+}
+
+const std::string& AddressFinder::GetMatchedValue() const {
+    return m_matched_value.assign(m_value);
 }

@@ -1,19 +1,45 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "lookup/KwFinderKeys.h"
 #include "lookup/KwLookupFinder.h"
 
-#include <string_view>
-#include <vector>
-
-/// A finder that can name every value that it matches, so that a long list need not be walked.
+/// A finder that can name the keys that it looks for, so that a long list need not be walked.
 ///
-/// A lookup may ask it for its keys in place of calling Match() for each stored value; one that
-/// does not know this class calls Match(), with the same answer. Match() of such a finder is true
-/// exactly for the values that equal one of its keys without regard to case (the upper-case forms
-/// of the global locale), and it makes no result of its own.
+/// A list may look for the keys in an index and call Match() only for the stored values that have
+/// one of them, in the order of the list; one that does not know this class calls Match() for every
+/// value, with the same answer. So for a value without any of the keys Match() must be false and
+/// change nothing. It may be false for a value that has one.
+///
+/// A finder may make a result of its own. Then it overrides GetRes(), calls NoteRes() when Match()
+/// has made the result, and is done with it: until ClearRes(), Match() is false for every value and
+/// changes nothing.
+///
+/// A list knows such a finder by its slot for ClearRes(), which no class but this one fills. It
+/// asks nothing for the finder's type information, so a program may be built without any. Where the
+/// slot cannot be told, because a program was linked in an unusual way, the list is walked.
 class KW_EXPORT KwKeyedFinder : public KwLookupFinder {
 public:
-    /// The keys, in any order. They are valid as long as the finder lives.
-    virtual std::vector<std::string_view> GetKeys() const = 0;
+    /// What of a stored value a key must equal without regard to case, by the upper-case forms of
+    /// the global locale.
+    enum KeyPart {
+        WHOLE_VALUE,
+        FIRST_WORD ///< up to the first white space after any at the beginning; may be empty
+    };
+
+    void ClearRes() const final;
+
+    virtual KeyPart GetKeyPart() const = 0;
+
+    /// Adds all keys to `keys`, in any order. False when they cannot be named: the list is walked.
+    virtual bool GetKeys(KwFinderKeys& keys) const = 0;
+
+    /// True from NoteRes() to ClearRes().
+    bool HasRes() const { return m_has_res; }
+
+protected:
+    void NoteRes() const { m_has_res = true; }
+
+private:
+    mutable bool m_has_res = false;
 };

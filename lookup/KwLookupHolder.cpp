@@ -3,6 +3,7 @@
 
 #include "host/LogText.h"
 #include "lookup/KwFactory.h"
+#include "lookup/VirtualTable.h"
 #include "lookup/builtin/KwFileLookup.h"
 #include "lookup/builtin/KwStrLookup.h"
 
@@ -24,6 +25,13 @@ const bool g_mysql = Factory::Instance().Register("mysql", nullptr);
 const bool g_firebird = Factory::Instance().Register("firebird", nullptr);
 const bool g_oracle = Factory::Instance().Register("oracle", nullptr);
 const bool g_sqlite = Factory::Instance().Register("sqlite", nullptr);
+
+/// Null for any other class, one derived from it too. Items of plug-ins need not have type
+/// information.
+const KwFileLookup* AsFileLookup(const KwIfLookup& lookup) {
+    static const void* const table = VirtualTableOf<KwIfLookup>(KwFileLookup());
+    return VirtualTableOf(lookup) == table ? static_cast<const KwFileLookup*>(&lookup) : nullptr;
+}
 
 void LogMatch(const LogClass& log, const KwLookupFinder& finder, const std::string& matched,
               const KwIfLookup& lookup) {
@@ -114,4 +122,14 @@ bool KwLookupHolder::Find(const KwLookupFinder& finder, std::string* res, int fl
         }
     }
     return found;
+}
+
+void KwLookupHolder::Fetch(const KwLookupFinder* const* finders, std::size_t count,
+                           int flags) const noexcept {
+    try {
+        for (const KwIfLookup& lookup : m_objects)
+            if (const KwFileLookup* file = AsFileLookup(lookup))
+                file->Fetch(finders, count, flags);
+    } catch (...) { // no lock for the file lookup to compare with: a hint less
+    }
 }

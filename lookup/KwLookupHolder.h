@@ -7,6 +7,7 @@
 
 #include <boost/ptr_container/ptr_vector.hpp>
 
+#include <cstddef>
 #include <string>
 
 /// An ordered list of lookups, made from an object list and searched as one lookup.
@@ -54,6 +55,10 @@ public:
     /// lookup's own logger or else the holder's. What a lookup throws is not caught.
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override;
+
+    /// KwVectorStrLookup::Fetch() for the "file" items of the list, as it is called when `finders`
+    /// are about to be searched for. Other items are not asked.
+    void Fetch(const KwLookupFinder* const* finders, std::size_t count, int flags) const noexcept;
 
     /// The lookups in search order. They stay the holder's.
     const boost::ptr_vector<KwIfLookup>& GetObjects() const { return m_objects; }

@@ -29,3 +29,17 @@ void LocaleBytes::Trim(std::string& text) const {
     text.erase(end, text.cend());
     text.erase(text.cbegin(), begin);
 }
+
+bool LocaleBytes::UpperKeepsMarks() const {
+    std::array<int, 256> marks; // of each upper-case form
+    marks.fill(-1);
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const int mark = c == '.' ? 2 : IsSpace(c) ? 1 : 0;
+        int& known = marks[static_cast<unsigned char>(Upper(c))];
+        if (known != -1 && known != mark)
+            return false;
+        known = mark;
+    }
+    return true;
+}

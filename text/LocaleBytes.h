@@ -30,6 +30,15 @@ public:
     /// True when a to z have A to Z as upper-case forms, and every other byte itself.
     bool UpperIsAscii() const { return m_upper_is_ascii; }
 
+    /// True when texts with the same upper-case forms have white space and dots at the same places,
+    /// as in every locale that people use.
+    bool UpperKeepsMarks() const;
+
+    /// True when both say the same of every byte.
+    bool SameTables(const LocaleBytes& other) const {
+        return m_locale == other.m_locale || (m_upper == other.m_upper && m_space == other.m_space);
+    }
+
     /// Moves `begin` and `end` inwards past white space.
     template <typename Iterator>
     void Trim(Iterator& begin, Iterator& end) const {

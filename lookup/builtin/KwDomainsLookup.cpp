@@ -1,52 +1,53 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/builtin/KwDomainsLookup.h"
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/VirtualTable.h"
+#include "lookup/builtin/DomainKeys.h"
 #include "text/LocaleBytes.h"
-
-#include <algorithm>
 
 namespace {
 
 /// The request for one domain.
-class Finder : public KwKeyedFinder {
+class Finder : public KwLookupFinder {
 public:
-    Finder(const KwTextRange& text, bool exact) : m_text(text), m_exact(exact) {}
+    Finder(const KwTextRange& text, bool exact)
+        : m_begin(text.begin()), m_end(text.end()), m_exact(exact) {}
 
     bool Match(const std::string& entry) const override;
-    KwTextRange GetRequest() const override { return m_text; }
-    std::vector<std::string_view> GetKeys() const override;
+    KwTextRange GetRequest() const override { return KwTextRange(m_begin, m_end); }
+
+    bool IsExact() const { return m_exact; }
 
 private:
-    KwTextRange m_text;
+    KwTextRange::const_iterator m_begin;
+    KwTextRange::const_iterator m_end;
     bool m_exact;
-    const LocaleBytes& m_bytes = LocaleBytes::Current();
 };
 
 bool Finder::Match(const std::string& entry) const {
-    const std::string_view text = ViewOf(m_text);
-    if (text.size() == entry.size())
-        return m_bytes.EqualNoCase(text, entry);
-    if (m_exact || text.size() < entry.size())
+    const std::string_view text = ViewOf(GetRequest());
+    if (text.size() < entry.size() || (m_exact && text.size() != entry.size()))
         return false;
     const std::string_view ending = text.substr(text.size() - entry.size());
-    return text[text.size() - entry.size() - 1] == '.' && m_bytes.EqualNoCase(ending, entry);
-}
-
-/// The text and, with sub-domains, what follows each of its dots.
-std::vector<std::string_view> Finder::GetKeys() const {
-    std::vector<std::string_view> keys = {ViewOf(m_text)};
-    if (m_exact)
-        return keys;
-    std::string_view rest = keys.front();
-    for (std::size_t dot; (dot = rest.find('.')) != std::string_view::npos;) {
-        rest.remove_prefix(dot + 1);
-        keys.push_back(rest);
-    }
-    return keys;
+    if (text.size() != entry.size() && text[text.size() - entry.size() - 1] != '.')
+        return false;
+    return LocaleBytes::Current().EqualNoCase(ending, entry);
 }
 
 } // namespace
+
+bool IsDomainFinder(const KwLookupFinder& finder) {
+    static const void* const table = VirtualTableOf(Finder(KwTextRange(), false));
+    return VirtualTableOf(finder) == table;
+}
+
+void AddDomainKeys(const KwLookupFinder& finder, KwFinderKeys& keys) {
+    const auto& domain = static_cast<const Finder&>(finder);
+    const std::string_view text = ViewOf(domain.GetRequest());
+    keys.Add(text);
+    if (!domain.IsExact())
+        keys.AddEndings(text, false);
+}
 
 bool KwDomainsLookup::Find(const KwTextRange& text, int flags, bool allow_subdomains) const {
     return flags & FIND_DOMAIN ? FindDomain(text, allow_subdomains)
@@ -59,12 +60,11 @@ bool KwDomainsLookup::FindDomain(const KwTextRange& domain, bool allow_subdomain
 }
 
 bool KwDomainsLookup::FindAddr(const KwTextRange& address, bool allow_subdomains) const {
-    auto begin = std::find(address.begin(), address.end(), '@');
+    const std::size_t at = ViewOf(address).find('@');
+    auto begin = address.begin();
     auto end = address.end();
-    if (begin == end) {
-        begin = address.begin();
-    } else {
-        ++begin;
+    if (at != std::string_view::npos) {
+        begin += static_cast<std::ptrdiff_t>(at) + 1;
         if (*(end - 1) == '>')
             --end;
     }

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/builtin/KwVectorStrLookup.h"
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/builtin/KeyIndexes.h"
+#include "lookup/builtin/KeySource.h"
 #include "lookup/builtin/SortedStrings.h"
 #include "text/LocaleBytes.h"
 
+#include <algorithm>
+#include <array>
+#include <limits>
 #include <string_view>
 
 namespace {
@@ -14,7 +18,8 @@ constexpr std::size_t LONG_LIST = 64;
 
 } // namespace
 
-KwVectorStrLookup::KwVectorStrLookup() : m_sorted(false), m_log(nullptr) {}
+KwVectorStrLookup::KwVectorStrLookup()
+    : m_sorted(false), m_log(nullptr), m_key_indexes(std::make_unique<KeyIndexes>()) {}
 
 KwVectorStrLookup::~KwVectorStrLookup() = default;
 
@@ -27,25 +32,21 @@ const LogClass* KwVectorStrLookup::GetLogPtr() const {
 }
 
 void KwVectorStrLookup::Push(std::string& value) {
-    if (m_sorted.load(std::memory_order_relaxed)) {
+    if (m_sorted.load(std::memory_order_relaxed))
         m_strings = m_order->TakeInOrder(m_strings);
-        m_sorted.store(false, std::memory_order_relaxed);
-        m_order.reset();
-    }
-    DropKeyIndex();
+    DropOrder();
     m_strings.push_back(value);
 }
 
 void KwVectorStrLookup::Replace(std::vector<std::string>&& strings) {
-    m_sorted.store(false, std::memory_order_relaxed);
-    m_order.reset();
-    DropKeyIndex();
+    DropOrder();
     m_strings = std::move(strings);
 }
 
-void KwVectorStrLookup::DropKeyIndex() {
-    m_has_key_index.store(false, std::memory_order_relaxed);
-    m_key_index.reset();
+void KwVectorStrLookup::DropOrder() {
+    m_key_indexes->Reset(); // they may use the order
+    m_sorted.store(false, std::memory_order_relaxed);
+    m_order.reset();
 }
 
 bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int flags,
@@ -54,7 +55,8 @@ bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int
         return Walk(finder, res, matched);
 
     const bool nocase = flags & FIND_NOCASE;
-    const SortedStrings& order = m_sorted.load(std::memory_order_acquire) ? *m_order : Sort(nocase);
+    const SortedStrings* const sorted = Sorted();
+    const SortedStrings& order = sorted ? *sorted : Sort(nocase);
     const std::string_view text = ViewOf(finder.GetRequest());
     const std::string_view found =
         nocase ? order.FindNoCase(text, LocaleBytes::Current()) : order.Find(text);
@@ -65,11 +67,15 @@ bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int
     return true;
 }
 
+const SortedStrings* KwVectorStrLookup::Sorted() const {
+    return m_sorted.load(std::memory_order_acquire) ? m_order.get() : nullptr;
+}
+
 const SortedStrings& KwVectorStrLookup::Sort(bool nocase) const {
     boost::mutex::scoped_lock lock(m_lock);
     if (!m_sorted.load(std::memory_order_relaxed)) {
-        m_order = nocase ? std::make_unique<SortedStrings>(m_strings, LocaleBytes::Current())
-                         : std::make_unique<SortedStrings>(m_strings);
+        m_order =
+            std::make_unique<SortedStrings>(m_strings, nocase ? &LocaleBytes::Current() : nullptr);
         m_sorted.store(true, std::memory_order_release);
     }
     return *m_order;
@@ -77,12 +83,10 @@ const SortedStrings& KwVectorStrLookup::Sort(bool nocase) const {
 
 bool KwVectorStrLookup::Walk(const KwLookupFinder& finder, std::string* res,
                              std::string* matched) const {
-    std::string_view found;
-    if (!FindByKeys(finder, found))
-        found = FindFirst(finder);
-    if (found.data()) {
+    const std::string* found = FindFirst(finder);
+    if (found) {
         if (matched)
-            matched->assign(found);
+            matched->assign(*found);
         return true;
     }
     *res = finder.GetRes();
@@ -90,37 +94,73 @@ bool KwVectorStrLookup::Walk(const KwLookupFinder& finder, std::string* res,
     return !res->empty();
 }
 
-std::string_view KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) const {
-    if (m_sorted.load(std::memory_order_acquire)) {
-        for (const auto position : m_order->Order())
+/// The first string that the finder's Match accepts, or null.
+const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) const {
+    if (m_strings.size() >= LONG_LIST) {
+        if (const KeySource source(finder); source) {
+            if (const KeyIndex* const index = IndexFor(source)) {
+                const std::string* found = nullptr;
+                switch (index->Find(finder, source, found)) {
+                case KeyIndex::Answer::Match:
+                    return found;
+                case KeyIndex::Answer::NoMatch:
+                    return nullptr;
+                case KeyIndex::Answer::Unknown:
+                    break;
+                }
+            }
+        }
+    }
+    if (const SortedStrings* const sorted = Sorted()) {
+        for (const auto position : sorted->Order().Get())
             if (finder.Match(m_strings[position]))
-                return m_strings[position];
+                return &m_strings[position];
     } else {
         for (const std::string& value : m_strings)
             if (finder.Match(value))
-                return value;
+                return &value;
     }
-    return std::string_view();
+    return nullptr;
 }
 
-bool KwVectorStrLookup::FindByKeys(const KwLookupFinder& finder, std::string_view& found) const {
-    if (m_strings.size() < LONG_LIST)
-        return false;
-    const auto* keyed = dynamic_cast<const KwKeyedFinder*>(&finder);
-    if (!keyed)
-        return false;
-    const SortedStrings& order = m_sorted.load(std::memory_order_acquire) ? *m_order : KeyIndex();
-    return order.FindFirstOf(keyed->GetKeys(), LocaleBytes::Current(), found);
-}
-
-const SortedStrings& KwVectorStrLookup::KeyIndex() const {
-    if (!m_has_key_index.load(std::memory_order_acquire)) {
-        const boost::mutex::scoped_lock lock(m_lock);
-        if (!m_has_key_index.load(std::memory_order_relaxed)) {
-            m_key_index = std::make_unique<SortedStrings>(m_strings, LocaleBytes::Current(),
-                                                          SortedStrings::AS_LISTED);
-            m_has_key_index.store(true, std::memory_order_release);
+/// Null where a walk is to answer.
+const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
+    if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
+        return nullptr;
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const SortedStrings* const sorted = Sorted();
+    const KeyIndex* index = m_key_indexes->Get(source.GetKeyPart(), sorted != nullptr);
+    if (!index) {
+        try {
+            index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->Order() : nullptr,
+                                              source.GetKeyPart(), bytes);
+        } catch (const std::exception&) { // the walk does without
+            return nullptr;
         }
     }
-    return *m_key_index;
+    return index->AnswersUnder(bytes) ? index : nullptr;
+}
+
+void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t count,
+                              int flags) const noexcept {
+    constexpr std::size_t AT_ONCE = 32;
+    try {
+        const SortedStrings* const sorted = Sorted();
+        for (; count != 0; finders += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {
+            const std::size_t size = std::min(count, AT_ONCE);
+            if (!(flags & FIND_EXACT)) {
+                for (const auto part : {KwKeyedFinder::WHOLE_VALUE, KwKeyedFinder::FIRST_WORD})
+                    if (const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr))
+                        index->Fetch(finders, size);
+            } else if (sorted) {
+                std::array<std::string_view, AT_ONCE> texts;
+                std::size_t asked = 0;
+                for (std::size_t i = 0; i < size; ++i)
+                    if (finders[i])
+                        texts[asked++] = ViewOf(finders[i]->GetRequest());
+                sorted->Fetch(texts.data(), asked, flags & FIND_NOCASE);
+            }
+        }
+    } catch (...) { // a hint that cannot be given is none
+    }
 }

@@ -56,17 +56,12 @@ const MatchCase DOMAIN_KEYS[] = {
 };
 
 const MatchCase SUBDOMAIN_KEYS[] = {
-    {"jdoe@mail.corp.lan", ".corp.lan", Plain},
-    {"jdoe@a.b.corp.lan", ".corp.lan", Plain},
-    {"mail.corp.lan", ".corp.lan", Plain},
-    {"<jdoe@MAIL.CORP.LAN>", ".corp.lan", Plain},
-    {"jdoe@mail.corp.lan", ".lan", Plain},
-    {"jdoe@corp.lan", ".corp.lan", No},
-    {"corp.lan", ".corp.lan", No},
-    {"jdoe@mailcorp.lan", ".corp.lan", No},
-    {"jdoe@mail.corp.lan.org", ".corp.lan", No},
-    {"jdoe@.corp.lan", ".corp.lan", No},
-    {"jdoe@corp.lan.", ".", No},
+    {"jdoe@mail.corp.lan", ".corp.lan", Plain}, {"jdoe@a.b.corp.lan", ".corp.lan", Plain},
+    {"mail.corp.lan", ".corp.lan", Plain},      {"<jdoe@MAIL.CORP.LAN>", ".corp.lan", Plain},
+    {"jdoe@mail.corp.lan", ".lan", Plain},      {"jdoe@corp.x", ".x", Plain},
+    {"jdoe@corp.lan", ".corp.lan", No},         {"corp.lan", ".corp.lan", No},
+    {"jdoe@mailcorp.lan", ".corp.lan", No},     {"jdoe@mail.corp.lan.org", ".corp.lan", No},
+    {"jdoe@.corp.lan", ".corp.lan", No},        {"jdoe@corp.lan.", ".", No},
     {"a.corp.lan@other.org", ".corp.lan", No},
 };
 

@@ -251,6 +251,30 @@ private:
     PlainList m_plain;
 };
 
+TEST(BinarySearch, FindsTheSameOfManyCaseVariants) {
+    // More than the 16 that std::sort leaves as they come.
+    for (int variants : {15, 16, 17, 40, 200}) {
+        StringList list;
+        PlainList plain;
+        for (int i = 0; i < variants; ++i) {
+            std::string text = "case-variant";
+            for (std::size_t bit = 0; bit < 10; ++bit)
+                if ((i * 37 >> bit & 1) != 0)
+                    text[bit < 4 ? bit : bit + 1] -= 'a' - 'A';
+            for (const std::string& value : {text, "other" + std::to_string(i * 7 % 10)}) {
+                list.Init(value);
+                plain.Push(value);
+            }
+        }
+        for (const std::string text : {"case-variant", "CASE-VARIANT", "OTHER3"}) {
+            std::string expected, matched;
+            EXPECT_TRUE(plain.Find(text, NOCASE, &expected));
+            EXPECT_TRUE(list.Find(ProbeFinder(text), nullptr, NOCASE, &matched));
+            EXPECT_EQ(matched, expected) << variants << " variants";
+        }
+    }
+}
+
 TEST(BinarySearch, AnswersAsThePlainOne) {
     for (unsigned seed = 1; seed <= 250; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

@@ -4,6 +4,7 @@
 
 #include "lookup/builtin/KwFileLookup.h"
 
+#include "host/AddressFinder.h"
 #include "lookup/builtin/FailingSystem.h"
 #include "lookup/builtin/ProbeFinder.h"
 #include "lookup/builtin/StringList.h"
@@ -87,6 +88,29 @@ TEST_F(FaultTest, ASortedListIsSearchedWithoutALock) {
             EXPECT_NO_THROW(Has(list, finder, flags));
             EXPECT_NO_THROW(RecordsOf(list));
         }
+    }
+}
+
+TEST_F(FaultTest, AfterTheFirstExactSearchNoSearchTakesALock) {
+    std::vector<std::string> many(100, "b");
+    many.back() = "a";
+    const std::vector<std::string> lists[] = {{"b", "a"}, {"b", "A", "a", "\xe9"}, many};
+    const AddressFinder address("x@a");
+    std::string res;
+    for (const auto& values : lists) {
+        for (const int first : {FIND_EXACT + 0, NOCASE}) {
+            const StringList list(values);
+            const ProbeFinder finder("b");
+            EXPECT_TRUE(Has(list, finder, first));
+            const failing::Fault fault(failing::mutex_lock, EINVAL, 0, true);
+            EXPECT_NO_THROW(EXPECT_TRUE(Has(list, finder, FIND_EXACT)));
+            EXPECT_NO_THROW(EXPECT_TRUE(Has(list, finder, NOCASE)));
+            EXPECT_NO_THROW(EXPECT_EQ(RecordsOf(list).size(), values.size()));
+            EXPECT_NO_THROW(EXPECT_TRUE(list.Find(address, &res, 0, nullptr)));
+        }
+        const StringList unsorted(values);
+        const failing::Fault fault(failing::mutex_lock, EINVAL, 0, true);
+        EXPECT_NO_THROW(EXPECT_TRUE(unsorted.Find(address, &res, 0, nullptr)));
     }
 }
 

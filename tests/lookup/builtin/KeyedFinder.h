@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <locale>
 #include <string>
-#include <string_view>
 #include <vector>
 
 /// Matches what equals one of its keys.
@@ -21,8 +20,11 @@ public:
     KwTextRange GetRequest() const override {
         return KwTextRange(m_keys[0].begin(), m_keys[0].end());
     }
-    std::vector<std::string_view> GetKeys() const override {
-        return std::vector<std::string_view>(m_keys.begin(), m_keys.end());
+    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    bool GetKeys(KwFinderKeys& keys) const override {
+        for (const std::string& key : m_keys)
+            keys.Add(key);
+        return true;
     }
 
 private:

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/builtin/FoldedHash.h"
+#include "lookup/builtin/HashFilter.h"
+#include "lookup/builtin/KeySource.h"
+#include "lookup/builtin/SortedOrder.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A hash index of the parts of strings that keys of finders are compared with, by upper-case
+/// forms.
+///
+/// The strings belong to the caller and must neither change nor move.
+/// Memory: 15.5 bytes a string, and 4 more where a part stands in several strings.
+class KeyIndex {
+public:
+    /// Of `strings` as they are listed, or in `order`. Keeps the tables of `bytes`.
+    /// Throws std::bad_alloc, or another std::exception when the system has no random numbers.
+    KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
+             KwKeyedFinder::KeyPart part, const LocaleBytes& bytes);
+
+    /// False when the index cannot answer under `bytes`, the tables of the global locale.
+    bool AnswersUnder(const LocaleBytes& bytes) const {
+        return m_usable && bytes.SameTables(m_bytes);
+    }
+
+    enum class Answer {
+        Match,
+        NoMatch,
+        Unknown ///< the finder did not name its keys; it was asked for no value
+    };
+
+    /// Asks the finder for each string that has one of its keys, in order, until one matches: that
+    /// one is `found`. Throws what Match() throws, and std::bad_alloc before the first Match().
+    Answer Find(const KwLookupFinder& finder, const KeySource& source,
+                const std::string*& found) const;
+
+    /// Brings into the cache what Find() needs for each finder that is not null.
+    void Fetch(const KwLookupFinder* const* finders, std::size_t count) const;
+
+private:
+    struct Slot {
+        std::uint32_t tag;  ///< the lower bits of the hash
+        std::uint32_t rank; ///< of the first string with this part, counted from 1; 0: free
+    };
+    class Candidates;
+    class Places;
+
+    const std::string& TextAt(std::uint32_t rank) const {
+        return m_strings[m_order ? m_order->Get()[rank - 1] : rank - 1];
+    }
+    std::string_view PartOf(std::string_view text) const;
+    template <typename Use>
+    auto WithFold(const Use& use) const;
+    template <typename Fold>
+    void InsertAll(const Fold& fold);
+    template <typename Fold>
+    std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
+    std::uint64_t HashOf(std::string_view key) const;
+    std::uint32_t FirstRank(std::string_view key) const;
+    bool HoldsSize(std::size_t size) const { return size < m_sizes.size() && m_sizes[size]; }
+    void Measure(std::string_view part);
+
+    const std::vector<std::string>& m_strings;
+    const SortedOrder* const m_order;
+    const KwKeyedFinder::KeyPart m_part;
+    const LocaleBytes m_bytes;
+    const bool m_usable;
+    const HashSeed m_seed;
+    std::size_t m_longest = 0;
+    std::size_t m_deepest = 0;
+    std::vector<bool> m_sizes; ///< those that parts have, so that most keys need no hash
+    HashFilter m_filter;
+    std::vector<Slot> m_slots;
+    std::vector<std::uint32_t> m_next; ///< the rank of the next string with the same part, or 0
+};

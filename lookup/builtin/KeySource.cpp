@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include "lookup/builtin/KeySource.h"
+
+#include "lookup/VirtualTable.h"
+#include "lookup/builtin/DomainKeys.h"
+
+namespace {
+
+constexpr std::size_t CLEAR_RES = 5; // two destructors, Match, GetRequest and GetRes before it
+
+class KeylessFinder : public KwKeyedFinder {
+public:
+    bool Match(const std::string&) const override { return false; }
+    KwTextRange GetRequest() const override { return KwTextRange(); }
+    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    bool GetKeys(KwFinderKeys&) const override { return true; }
+};
+
+bool IsKeyed(const KwLookupFinder& finder) {
+    static const void* const clear_res = SlotOf(KeylessFinder(), CLEAR_RES);
+    return SlotOf(finder, CLEAR_RES) == clear_res;
+}
+
+} // namespace
+
+KeySource::KeySource(const KwLookupFinder& finder) {
+    if (IsKeyed(finder))
+        m_keyed = static_cast<const KwKeyedFinder*>(&finder);
+    else if (IsDomainFinder(finder))
+        m_domain = &finder;
+}
+
+bool KeySource::GetKeys(KwFinderKeys& keys) const {
+    if (m_keyed)
+        return m_keyed->GetKeys(keys);
+    AddDomainKeys(*m_domain, keys);
+    return true;
+}

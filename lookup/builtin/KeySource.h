@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/KwKeyedFinder.h"
+
+/// What a finder that may be anybody's can say of its keys.
+///
+/// A keyed finder is known by its slot for ClearRes(), and the finder of the domains lookup by its
+/// virtual table. Nothing else is read of any finder, and nothing is called.
+class KeySource {
+public:
+    explicit KeySource(const KwLookupFinder& finder);
+
+    /// False for a finder that names no keys: the rest must not be asked then.
+    explicit operator bool() const { return m_keyed || m_domain; }
+
+    KwKeyedFinder::KeyPart GetKeyPart() const {
+        return m_keyed ? m_keyed->GetKeyPart() : KwKeyedFinder::WHOLE_VALUE;
+    }
+    bool GetKeys(KwFinderKeys& keys) const;
+
+    /// True when no value will match any more.
+    bool IsDone() const { return m_keyed && m_keyed->HasRes(); }
+
+private:
+    const KwKeyedFinder* m_keyed = nullptr;
+    const KwLookupFinder* m_domain = nullptr;
+};

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "lookup/builtin/TextIndex.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+// A slot says where a text is (48 bits), its size and 8 bits of its hash, so that a search finds
+// the text without a look at its std::string, which would cost a cache miss. Texts of 255 bytes and
+// more are found through their std::string. A free slot is 0.
+
+constexpr std::size_t LONG_TEXT = 255;
+
+/// The lower 16 bits of the slot of a text.
+std::uint16_t SlotKey(std::string_view text, std::uint64_t hash) {
+    return static_cast<std::uint16_t>(std::min(text.size(), LONG_TEXT) << 8 | (hash & 0xff));
+}
+
+/// 0 when the address needs more than 48 bits.
+std::uint64_t MakeSlot(const std::string& text, std::uint16_t key) {
+    const auto address = text.size() < LONG_TEXT ? reinterpret_cast<std::uintptr_t>(text.data())
+                                                 : reinterpret_cast<std::uintptr_t>(&text);
+    const std::uint64_t slot = static_cast<std::uint64_t>(address) << 16 | key;
+    return slot >> 16 == address ? slot : 0;
+}
+
+const void* AddressOf(std::uint64_t slot) {
+    return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(slot >> 16));
+}
+
+std::string_view TextOf(std::uint64_t slot) {
+    const std::size_t size = slot >> 8 & 0xff;
+    if (size < LONG_TEXT)
+        return std::string_view(static_cast<const char*>(AddressOf(slot)), size);
+    return *static_cast<const std::string*>(AddressOf(slot));
+}
+
+} // namespace
+
+template <typename Use>
+[[gnu::always_inline]] inline auto TextIndex::WithFold(const Use& use) const {
+    if (!m_nocase)
+        return use(AsTheyAre());
+    return m_ascii_upper ? use(AsciiUpper()) : use(TableUpper{m_upper});
+}
+
+TextIndex::TextIndex(const std::vector<std::string>& strings, const LocaleBytes* nocase,
+                     const SortedOrder* order)
+    : m_nocase(nocase != nullptr), m_ascii_upper(nocase && nocase->UpperIsAscii()),
+      m_seed(HashSeed::Random()), m_filter(strings.size()) {
+    if (nocase)
+        m_upper = nocase->UpperTable();
+    // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
+    const std::size_t slots = strings.size() * 29 / 16 + 1;
+    m_slots.reserve(slots);
+    AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
+    m_slots.resize(slots);
+    WithFold([&](const auto& fold) { InsertAll(fold, strings, order); });
+}
+
+template <typename Fold>
+void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& strings,
+                          const SortedOrder* order) {
+    const auto text_at = [&](std::size_t i) -> const std::string& {
+        return strings[order ? order->Get()[i] : i];
+    };
+    // While one slot is filled, the next ones are on their way: about as many as a processor
+    // fetches at once.
+    constexpr std::size_t AHEAD = 16;
+    std::array<std::uint64_t, AHEAD> hashes;
+    const auto fetch = [&](std::size_t i) {
+        hashes[i % AHEAD] = Hash(fold, text_at(i), m_seed);
+        Prefetch(&m_slots[PlaceOf(hashes[i % AHEAD], m_slots.size())]);
+    };
+    const std::size_t count = strings.size();
+    for (std::size_t i = 0; i < std::min(AHEAD, count); ++i)
+        fetch(i);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string& text = text_at(i);
+        const std::uint64_t hash = hashes[i % AHEAD];
+        if (i + AHEAD < count)
+            fetch(i + AHEAD);
+        Slot& slot = m_slots[Probe(fold, text, hash)];
+        if (slot == 0) {
+            slot = MakeSlot(text, SlotKey(text, hash));
+            m_unfit |= slot == 0;
+            m_filter.Add(hash);
+        } else if (TextOf(slot) != text) {
+            m_ambiguous = true;
+        }
+    }
+}
+
+/// The place of `text`, or the free place that it would take.
+template <typename Fold>
+[[gnu::always_inline]] inline std::size_t TextIndex::Probe(const Fold& fold, std::string_view text,
+                                                           std::uint64_t hash) const {
+    const std::uint16_t key = SlotKey(text, hash);
+    std::size_t place = PlaceOf(hash, m_slots.size());
+    for (Slot slot; (slot = m_slots[place]) != 0;) {
+        if (static_cast<std::uint16_t>(slot) == key && Equal(fold, text, TextOf(slot)))
+            break;
+        if (++place == m_slots.size())
+            place = 0;
+    }
+    return place;
+}
+
+std::string_view TextIndex::Find(std::string_view text) const {
+    return WithFold([&](const auto& fold) {
+        const std::uint64_t hash = Hash(fold, text, m_seed);
+        // The slot is on its way from memory while the filter is asked.
+        Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
+        if (!m_filter.MayHold(hash))
+            return std::string_view();
+        const Slot slot = m_slots[Probe(fold, text, hash)];
+        return slot == 0 ? std::string_view() : TextOf(slot);
+    });
+}
+
+void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
+    // First the slots of several texts, then, once they are here, the strings that they name.
+    constexpr std::size_t AT_ONCE = 16;
+    struct Question {
+        std::size_t place;
+        std::uint16_t key;
+    };
+    std::array<Question, AT_ONCE> questions;
+    for (std::size_t begin = 0; begin < count; begin += AT_ONCE) {
+        const std::size_t end = std::min(begin + AT_ONCE, count);
+        std::size_t asked = 0;
+        for (std::size_t i = begin; i < end; ++i) {
+            const std::uint64_t hash =
+                WithFold([&](const auto& fold) { return Hash(fold, texts[i], m_seed); });
+            if (!m_filter.MayHold(hash))
+                continue;
+            questions[asked] = {PlaceOf(hash, m_slots.size()), SlotKey(texts[i], hash)};
+            Prefetch(&m_slots[questions[asked++].place]);
+        }
+        for (std::size_t i = 0; i < asked; ++i) {
+            std::size_t place = questions[i].place;
+            for (Slot slot; (slot = m_slots[place]) != 0;) {
+                if (static_cast<std::uint16_t>(slot) == questions[i].key) {
+                    Prefetch(AddressOf(slot));
+                    break;
+                }
+                if (++place == m_slots.size())
+                    place = 0;
+            }
+        }
+    }
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/builtin/FoldedHash.h"
+#include "lookup/builtin/HashFilter.h"
+#include "lookup/builtin/SortedOrder.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A hash index of whole strings, by their bytes or by their upper-case forms.
+///
+/// The strings belong to the caller and must neither change nor move.
+/// Memory: 15.5 bytes a string.
+class TextIndex {
+public:
+    /// By bytes, or by the upper-case forms of `nocase`, which are copied. Of equal strings the
+    /// first is kept: the first of the list, or of `order`.
+    /// Throws std::bad_alloc, or another std::exception when the system has no random numbers.
+    TextIndex(const std::vector<std::string>& strings, const LocaleBytes* nocase,
+              const SortedOrder* order = nullptr);
+
+    /// Some strings are at an address that a slot cannot hold: the index must not be asked.
+    bool IsUnfit() const { return m_unfit; }
+
+    /// Some strings that are equal under the index differ in their bytes.
+    bool IsAmbiguous() const { return m_ambiguous; }
+
+    /// The string that equals `text`. Its data() is null where there is none.
+    std::string_view Find(std::string_view text) const;
+
+    /// Brings into the cache what Find() needs for each of `texts`.
+    void Fetch(const std::string_view* texts, std::size_t count) const;
+
+private:
+    using Slot = std::uint64_t;
+
+    template <typename Use>
+    auto WithFold(const Use& use) const;
+    template <typename Fold>
+    void InsertAll(const Fold& fold, const std::vector<std::string>& strings,
+                   const SortedOrder* order);
+    template <typename Fold>
+    std::size_t Probe(const Fold& fold, std::string_view text, std::uint64_t hash) const;
+
+    const bool m_nocase;
+    LocaleBytes::Table m_upper{};
+    const bool m_ascii_upper; ///< m_upper changes a to z, and nothing else
+    bool m_unfit = false;
+    bool m_ambiguous = false;
+    const HashSeed m_seed;
+    HashFilter m_filter;
+    std::vector<Slot> m_slots;
+};

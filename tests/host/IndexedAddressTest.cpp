@@ -1,0 +1,422 @@
+// SPDX-License-Identifier: MIT
+// Random lists searched for addresses by an index and by a walk: nothing may differ.
+#include "host/AddressFinder.h"
+#include "lookup/KwLookupHolder.h"
+#include "lookup/builtin/KwFileLookup.h"
+#include "lookup/builtin/StringList.h"
+#include "support/FailingAllocation.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "support/TestLocale.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+/// Hides that the finder has keys, so that it is walked for.
+class Walked : public KwLookupFinder {
+public:
+    explicit Walked(const KwLookupFinder& finder) : m_finder(finder) {}
+    bool Match(const std::string& value) const override { return m_finder.Match(value); }
+    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    std::string GetRes() const override { return m_finder.GetRes(); }
+    void ClearRes() const override { m_finder.ClearRes(); }
+
+private:
+    const KwLookupFinder& m_finder;
+};
+
+/// All that can be seen after a search.
+struct Seen {
+    bool found;
+    std::string res;
+    std::string matched;
+    std::string left_res;
+    std::string left_value;
+
+    bool operator==(const Seen& other) const {
+        return found == other.found && res == other.res && matched == other.matched &&
+               left_res == other.left_res && left_value == other.left_value;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const Seen& seen) {
+        return out << seen.found
+                   << testing::PrintToString(
+                          Strings{seen.res, seen.matched, seen.left_res, seen.left_value});
+    }
+};
+
+class Random {
+public:
+    explicit Random(unsigned seed) : m_engine(seed) {}
+    std::size_t Below(std::size_t end) { return m_engine() % end; }
+    bool OneIn(std::size_t n) { return Below(n) == 0; }
+    template <typename Container>
+    const auto& Of(const Container& container) {
+        return container[Below(std::size(container))];
+    }
+
+private:
+    std::mt19937 m_engine;
+};
+
+std::locale OddLocale(Random& random) {
+    TestBytes bytes;
+    for (int i = 0; i < 3; ++i) {
+        bytes.upper[random.Below(256)] = random.Of(std::string(".@aA \xe9"));
+        bytes.upper[static_cast<unsigned char>(random.Of(std::string(".@abx \xe9")))] =
+            static_cast<char>(random.Below(256));
+        bytes.space[static_cast<unsigned char>(random.Of(std::string("ab.@ \t\xe9")))] ^= true;
+    }
+    return bytes.Locale();
+}
+
+std::locale RandomLocale(Random& random) {
+    switch (random.Below(4)) {
+    case 0:
+        return TestBytes::Latin1().Locale();
+    case 1:
+        return OddLocale(random);
+    default:
+        return std::locale::classic();
+    }
+}
+
+/// Makes texts that are often each other's addresses, domains, parents and local parts.
+class Texts {
+public:
+    explicit Texts(Random& random) : m_random(random) {
+        static const std::string ALPHABETS[] = {
+            "ab", "aAb", "abcdefgh", "a\xe9\xc9", "a.b@ ", std::string("a\0B", 3), "a\xa0\x80 \t"};
+        m_alphabet = random.Of(ALPHABETS);
+        if (random.OneIn(8))
+            for (int byte = 0; byte < 256; ++byte)
+                m_alphabet += static_cast<char>(byte);
+        m_labels = 1 + random.Below(20);
+    }
+
+    std::string Text() {
+        std::string text;
+        if (m_random.OneIn(10)) { // anything
+            for (std::size_t left = m_random.Below(12); left > 0; --left)
+                text += m_random.Of(std::string("aA.@<> \t\r\v\f\n\xa0\xe9\0b", 16));
+            return text;
+        }
+        if (!m_random.OneIn(3))
+            text = Label() + "@";
+        const std::string domain = Domain();
+        text += domain;
+        if (m_random.OneIn(8))
+            text = "<" + text + ">";
+        if (m_random.OneIn(12))
+            text = Blanks() + text + Blanks() + Label();
+        return text;
+    }
+
+    std::string Value() {
+        std::string key;
+        switch (m_random.Below(7)) {
+        case 0:
+            key = Label() + "@" + Domain();
+            break;
+        case 1:
+            key = Label() + "@";
+            break;
+        case 2:
+            key = "." + Domain();
+            break;
+        case 3:
+            key = "@" + Domain();
+            break;
+        case 4:
+            key = Text();
+            break;
+        default:
+            key = Domain();
+        }
+        if (m_random.OneIn(6))
+            key = Blanks() + key;
+        if (m_random.OneIn(3))
+            key += Blanks() + (m_random.OneIn(2) ? Label() + Blanks() + Label() : "");
+        return key;
+    }
+
+private:
+    std::string Label() {
+        std::mt19937 engine(static_cast<unsigned>(m_random.Below(m_labels)));
+        std::string label;
+        for (std::size_t left = engine() % 5; left > 0; --left)
+            label += m_alphabet[engine() % m_alphabet.size()];
+        if (m_random.OneIn(4))
+            for (char& c : label)
+                c = std::toupper(c, std::locale());
+        return label;
+    }
+
+    std::string Domain() {
+        std::string domain = Label();
+        while (m_random.OneIn(2))
+            domain += "." + Label();
+        return domain;
+    }
+
+    std::string Blanks() { return m_random.Of(Strings{" ", "\t", "  ", " \r", "\v\f", "\xa0"}); }
+
+    Random& m_random;
+    std::string m_alphabet;
+    std::size_t m_labels;
+};
+
+Seen Search(const KwIfLookup& list, const AddressFinder& finder, const KwLookupFinder& asked) {
+    Seen seen{false, "before", "before", "", ""};
+    seen.found = list.Find(asked, &seen.res, 0, &seen.matched);
+    seen.left_res = finder.GetRes();
+    seen.left_value = finder.GetMatchedValue();
+    return seen;
+}
+
+/// Returns whether there was a match.
+bool Compare(const KwIfLookup& list, const std::string& text) {
+    const AddressFinder by_index(text), by_walk(text);
+    const Seen seen = Search(list, by_index, by_index);
+    EXPECT_EQ(seen, Search(list, by_walk, Walked(by_walk))) << testing::PrintToString(text);
+    return seen.found;
+}
+
+TEST(IndexedAddress, IsAnsweredAsByAWalk) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+    int found = 0;
+    for (unsigned seed = 1; seed <= 100 || std::chrono::steady_clock::now() < end; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Random random(seed);
+        const bool may_change_locale = random.OneIn(2);
+        const GlobalLocale global(may_change_locale ? RandomLocale(random) : std::locale());
+        Texts texts(random);
+        StringList list;
+        Strings values;
+        for (std::size_t left = 64 + random.Below(100); left > 0; --left) {
+            values.push_back(values.empty() || !random.OneIn(6) ? texts.Value()
+                                                                : random.Of(values));
+            list.Init(values.back());
+        }
+        for (int i = 0; i < 60; ++i) {
+            if (random.OneIn(40))
+                list.Init(texts.Value());
+            if (random.OneIn(25))
+                list.Find(AddressFinder("x"), nullptr,
+                          FIND_EXACT | (random.OneIn(2) ? FIND_NOCASE : 0), nullptr);
+            if (may_change_locale && random.OneIn(20))
+                std::locale::global(RandomLocale(random));
+            std::string text = random.OneIn(4) ? random.Of(values) : texts.Text();
+            found += Compare(list, text);
+            if (testing::Test::HasFailure())
+                return;
+        }
+    }
+    EXPECT_GT(found, 1000);
+}
+
+/// A hundred values that match nothing, and `values`.
+Strings Padded(const Strings& values) {
+    Strings all;
+    for (int i = 0; i < 100; ++i)
+        all.push_back("nobody" + std::to_string(i) + "@nowhere.lan result");
+    all.insert(all.begin() + 50, values.begin(), values.end());
+    return all;
+}
+
+/// Matches the word "anything" too, which its base class does not know.
+class WiderFinder : public AddressFinder {
+public:
+    using AddressFinder::AddressFinder;
+    bool Match(const std::string& value) const override {
+        return value == "anything" || AddressFinder::Match(value);
+    }
+};
+
+TEST(IndexedAddress, AFinderDerivedFromItIsWalkedFor) {
+    const StringList list(Padded({"anything"}));
+    std::string res, matched;
+    EXPECT_TRUE(list.Find(WiderFinder("jdoe@corp.lan"), &res, 0, &matched));
+    EXPECT_EQ(matched, "anything");
+    EXPECT_FALSE(list.Find(AddressFinder("jdoe@corp.lan"), &res, 0, nullptr));
+}
+
+TEST(IndexedAddress, ALongerLoadOfOneFileReplacesTheIndex) {
+    const TempDir dir;
+    std::string first, second;
+    for (int i = 0; i < 100; ++i) {
+        first += "old" + std::to_string(i) + ".lan\n";
+        second += "new" + std::to_string(i) + ".lan\n";
+    }
+    KwFileLookup list;
+    std::string res;
+    for (const int flags : {0, FIND_EXACT + 0, FIND_EXACT | FIND_NOCASE}) {
+        SCOPED_TRACE(flags);
+        list.Init(dir.Write("list", first));
+        EXPECT_TRUE(list.Find(AddressFinder("old7.lan"), &res, flags, nullptr));
+        EXPECT_TRUE(list.Find(AddressFinder("old7.lan"), &res, 0, nullptr));
+        list.Init(dir.Write("list", second));
+        EXPECT_TRUE(list.Find(AddressFinder("new7.lan"), &res, 0, nullptr));
+        EXPECT_FALSE(list.Find(AddressFinder("old7.lan"), &res, 0, nullptr));
+        EXPECT_FALSE(list.Find(AddressFinder("old7.lan"), &res, flags, nullptr));
+    }
+}
+
+TEST(IndexedAddress, ManyEqualKeysAreAskedInTheirOrder) {
+    StringList list;
+    std::string value;
+    for (int i = 0; i < 200000; ++i) {
+        value = "corp.lan";
+        list.Push(value);
+        value = "CORP.lan result " + std::to_string(i);
+        list.Push(value);
+    }
+    std::string res, matched;
+    EXPECT_TRUE(list.Find(AddressFinder("jdoe@corp.lan"), &res, 0, &matched));
+    EXPECT_EQ(matched, "corp.lan");
+
+    StringList results;
+    for (int i = 0; i < 200000; ++i) {
+        value = "corp.lan result " + std::to_string(i);
+        results.Push(value);
+    }
+    for (int i = 0; i < 1000; ++i) // each would take a millisecond to walk
+        EXPECT_TRUE(results.Find(AddressFinder("jdoe@corp.lan"), &res, 0, nullptr));
+    EXPECT_EQ(res, "result 0");
+}
+
+/// How long `searches` searches for `text` take, in microseconds each.
+double TimeOf(const KwIfLookup& list, const std::string& text, int searches) {
+    std::string res;
+    list.Find(AddressFinder("x"), &res, 0, nullptr);
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < searches; ++i)
+        list.Find(AddressFinder(text), &res, 0, nullptr);
+    const std::chrono::duration<double, std::micro> time = std::chrono::steady_clock::now() - begin;
+    return time.count() / searches;
+}
+
+TEST(IndexedAddress, NoTextIsSlow) {
+    constexpr std::size_t SIZE = 64 * 1024;
+    const std::string fill(SIZE, 'x'), dots(SIZE, '.');
+    std::string labels, ats;
+    while (labels.size() < SIZE) {
+        labels += "a.";
+        ats += "@.";
+    }
+    const StringList lists[] = {
+        StringList(Padded({"corp.lan"})),
+        StringList(Padded({fill, std::string(3 * SIZE, 'y')})),
+        StringList(Padded({dots + "x", "@" + dots.substr(7) + "x", labels + "b"})),
+    };
+    for (const StringList& list : lists)
+        for (const std::string& text :
+             {fill, "x@" + dots, dots, dots + "lan", labels + "corp.lan", "x@" + labels, ats,
+              std::string(SIZE, ' '), "<" + labels + ">", std::string(SIZE, '@')})
+            // The aim is 50; sanitizers and other work on the machine are no fault.
+            EXPECT_LT(TimeOf(list, text, 20), 5000) << text.substr(0, 10) << "...";
+}
+
+TEST(IndexedAddress, ASearchAllocatesNothing) {
+    RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
+    const LogClass log("test");
+    const TempDir dir;
+    std::string lines;
+    for (const std::string& line :
+         Padded({"jdoe@mail.corp.lan REJECT", "a-rather-long-name@corp.lan reject", ".corp.lan no",
+                 "root@", "plain.lan"}))
+        lines += line + "\n";
+    KwLookupHolder holder(log);
+    holder.Init("file:" + dir.Write("list", lines));
+    const AddressFinder warm("x");
+    std::string res;
+    holder.Find(warm, &res, 0, nullptr);
+    for (const std::string text :
+         {"jdoe@mail.corp.lan", "<jdoe@mail.corp.lan>", "A-rather-long-name@corp.lan",
+          "somebody.else@a.b.c.d.corp.lan", "root@of.another.domain.lan", "x@plain.lan",
+          "plain.lan", "not-on-the-list@anywhere.example.com", "two words", ""}) {
+        const AddressFinder finder(text);
+        res.clear();
+        const FailingAllocation allocation(0);
+        holder.Find(finder, &res, 0, nullptr);
+        EXPECT_FALSE(allocation.HasFailed()) << text;
+    }
+}
+
+TEST(IndexedAddress, WithoutMemoryForAnIndexItIsWalkedFor) {
+    const Strings values = Padded({"corp.lan OK"});
+    for (const bool sorted : {false, true}) {
+        int calls = 0;
+        for (bool failed = true; failed; ++calls) {
+            ASSERT_LT(calls, 100);
+            const StringList list(values);
+            std::string res;
+            if (sorted) {
+                list.Find(AddressFinder("x"), nullptr, FIND_EXACT, nullptr);
+                list.Find(Walked(AddressFinder("x")), &res, 0, nullptr);
+            }
+            const AddressFinder finder("jdoe@corp.lan");
+            bool found = false;
+            {
+                const FailingAllocation allocation(calls);
+                EXPECT_NO_THROW(found = list.Find(finder, &res, 0, nullptr));
+                failed = allocation.HasFailed();
+            }
+            EXPECT_TRUE(found);
+            EXPECT_EQ(res, "OK");
+        }
+        EXPECT_GT(calls, 3);
+    }
+}
+
+TEST(IndexedAddress, FetchingChangesNoAnswer) {
+    RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
+    const LogClass log("test");
+    const TempDir dir;
+    std::string lines;
+    for (const std::string& line : Padded({"corp.lan OK", "jdoe@other.lan", std::string(300, 'x')}))
+        lines += line + "\n";
+    const std::string file = dir.Write("list", lines);
+    const Strings texts = {"jdoe@corp.lan",
+                           "jdoe@other.lan",
+                           "nobody7@nowhere.lan result",
+                           std::string(300, 'x'),
+                           "",
+                           "a.b.c.d.e.f@g.h.i.j.k.l.m"};
+    for (const int flags : {0, FIND_EXACT + 0, FIND_EXACT | FIND_NOCASE}) {
+        SCOPED_TRACE(flags);
+        KwLookupHolder holder(log), plain(log);
+        for (KwLookupHolder* each : {&holder, &plain})
+            each->Init("literal, file:" + file);
+        for (int round = 0; round < 3; ++round) {
+            std::vector<std::unique_ptr<AddressFinder>> finders;
+            std::vector<const KwLookupFinder*> pointers = {nullptr};
+            for (int i = 0; i < 50; ++i) {
+                finders.push_back(std::make_unique<AddressFinder>(texts[i % texts.size()]));
+                pointers.push_back(finders.back().get());
+            }
+            holder.Fetch(pointers.data(), pointers.size(), flags);
+            holder.Fetch(pointers.data(), 0, flags);
+            for (const auto& finder : finders) {
+                const KwTextRange request = finder->GetRequest();
+                const AddressFinder other(std::string(request.begin(), request.end()));
+                std::string res[2], matched[2];
+                EXPECT_EQ(holder.Find(*finder, &res[0], flags, &matched[0]),
+                          plain.Find(other, &res[1], flags, &matched[1]));
+                EXPECT_EQ(res[0], res[1]);
+                EXPECT_EQ(matched[0], matched[1]);
+            }
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// Compiled with -fno-rtti.
+#include "lookup/builtin/UntypedFinders.h"
+
+#include "lookup/KwKeyedFinder.h"
+
+#ifdef __GXX_RTTI
+#error "this file is to be compiled without run-time type information"
+#endif
+
+namespace {
+
+class Plain : public KwLookupFinder {
+public:
+    explicit Plain(const std::string& text) : m_text(text) {}
+    bool Match(const std::string& value) const override { return value == m_text; }
+    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+
+private:
+    const std::string m_text;
+};
+
+class Keyed : public KwKeyedFinder {
+public:
+    Keyed(const std::string& text, int& matches) : m_text(text), m_matches(matches) {}
+    bool Match(const std::string& value) const override {
+        ++m_matches;
+        return value == m_text;
+    }
+    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    bool GetKeys(KwFinderKeys& keys) const override {
+        keys.Add(m_text);
+        return true;
+    }
+
+private:
+    const std::string m_text;
+    int& m_matches;
+};
+
+} // namespace
+
+std::unique_ptr<KwLookupFinder> MakeUntypedFinder(const std::string& text) {
+    return std::make_unique<Plain>(text);
+}
+
+std::unique_ptr<KwLookupFinder> MakeUntypedKeyedFinder(const std::string& text, int& matches) {
+    return std::make_unique<Keyed>(text, matches);
+}
