@@ -43,7 +43,7 @@ bool AddressFinder::Match(const std::string& value) const {
     const char* begin = value.data();
     const char* end = begin + value.size();
     bytes.Trim(begin, end);
-    const char* const key_end = std::find_if(begin, end, [&](char c) { return bytes.IsSpace(c); });
+    const char* const key_end = bytes.FindSpace(begin, end);
     if (IsKey(std::string_view(begin, static_cast<std::size_t>(key_end - begin)), bytes)) {
         const char* result = key_end;
         bytes.Trim(result, end);
@@ -73,7 +73,7 @@ std::string_view AddressFinder::Keep(const std::string& value) const {
 
 bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const {
     const auto equal = [&](std::string_view l, std::string_view r) {
-        return bytes.EqualNoCase(l, r);
+        return l == r || bytes.EqualNoCase(l, r); // mostly in the same letters
     };
     if (key.empty())
         return m_request.empty();
@@ -115,11 +115,10 @@ bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
     const char* const end = begin + m_request.size();
     while (begin != end && bytes.IsSpace(*begin))
         ++begin;
-    const std::string_view rest(begin, static_cast<std::size_t>(end - begin));
-    const std::string_view reach = rest.substr(0, keys.Longest() + 1);
-    const auto word_end =
-        std::find_if(reach.begin(), reach.end(), [&](char c) { return bytes.IsSpace(c); });
-    keys.Add(reach.substr(0, static_cast<std::size_t>(word_end - reach.begin())));
+    const auto left = static_cast<std::size_t>(end - begin);
+    const char* const reach = left > keys.Longest() ? begin + keys.Longest() + 1 : end;
+    keys.Add(
+        std::string_view(begin, static_cast<std::size_t>(bytes.FindSpace(begin, reach) - begin)));
     if (m_address.size() != m_request.size())
         keys.Add(m_address);
     keys.Add(m_local);

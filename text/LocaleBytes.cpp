@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "text/LocaleBytes.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
 LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
     const auto& ctype = std::use_facet<std::ctype<char>>(locale);
     for (int byte = 0; byte < 256; ++byte) {
@@ -8,6 +12,8 @@ LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
         m_upper[byte] = ctype.toupper(c);
         m_lower[byte] = ctype.tolower(c);
         m_space[byte] = ctype.is(std::ctype_base::space, c) ? 1 : 0;
+        if (IsSpace(c) && byte > ' ')
+            m_space_is_control = false;
         const int ascii_upper = byte >= 'a' && byte <= 'z' ? byte - 'a' + 'A' : byte;
         if (static_cast<unsigned char>(m_upper[byte]) != ascii_upper)
             m_upper_is_ascii = false;
@@ -28,6 +34,21 @@ void LocaleBytes::Trim(std::string& text) const {
     Trim(begin, end);
     text.erase(end, text.cend());
     text.erase(text.cbegin(), begin);
+}
+
+const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
+    constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
+    // Eight bytes at once: whether any is a blank or less.
+    for (; m_space_is_control && end - begin >= 8; begin += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, begin, sizeof(word));
+        if (((word - (' ' + 1) * EACH_BYTE) & ~word & 0x80 * EACH_BYTE) == 0)
+            continue;
+        for (int i = 0; i < 8; ++i)
+            if (IsSpace(begin[i]))
+                return begin + i;
+    }
+    return std::find_if(begin, end, [this](char c) { return IsSpace(c); });
 }
 
 bool LocaleBytes::UpperKeepsMarks() const {

@@ -39,6 +39,9 @@ public:
         return m_locale == other.m_locale || (m_upper == other.m_upper && m_space == other.m_space);
     }
 
+    /// The first white space from `begin` on, or `end`. Quick where the locale has the usual kinds.
+    const char* FindSpace(const char* begin, const char* end) const;
+
     /// Moves `begin` and `end` inwards past white space.
     template <typename Iterator>
     void Trim(Iterator& begin, Iterator& end) const {
@@ -71,4 +74,5 @@ private:
     Table m_lower;
     Table m_space;
     bool m_upper_is_ascii = true;
+    bool m_space_is_control = true; ///< no byte above a blank is white space
 };

@@ -12,98 +12,82 @@ template <typename Use>
     return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.UpperTable()});
 }
 
-/// Takes the keys of one search, and keeps the first string of each that is there.
-class KeyIndex::Candidates final : public KwFinderKeys {
+/// Takes the keys of one search, or of several to come.
+class KeyIndex::Keys final : public KwFinderKeys {
 public:
-    explicit Candidates(const KeyIndex& index)
+    struct Key {
+        std::string_view text;
+        std::uint64_t hash;
+    };
+
+    explicit Keys(const KeyIndex& index)
         : KwFinderKeys(index.m_longest, index.m_deepest), m_index(index) {}
 
-    /// The string next in order, or 0.
+    /// Drops most of the keys that are not there, and brings the slots of the others.
+    void Sift() {
+        const auto end = std::remove_if(m_keys.begin(), m_keys.end(), [this](const Key& key) {
+            if (!m_index.m_filter.MayHold(key.hash))
+                return true;
+            const std::size_t place = PlaceOf(key.hash, m_index.m_slots.size());
+            Prefetch(&m_index.m_slots[place]);
+            Prefetch(&m_index.m_ranks[place]);
+            return false;
+        });
+        m_keys.erase(end, m_keys.end());
+    }
+
+    auto begin() const { return m_keys.begin(); }
+    auto end() const { return m_keys.end(); }
+
+private:
+    void Take(std::string_view key) override {
+        if (!m_index.HoldsSize(key.size()))
+            return;
+        const std::uint64_t hash =
+            m_index.WithFold([&](const auto& fold) { return Hash(fold, key, m_index.m_seed); });
+        m_index.m_filter.Fetch(hash);
+        m_keys.push_back({key, hash});
+    }
+
+    const KeyIndex& m_index;
+    boost::container::small_vector<Key, 64> m_keys; ///< an address has rarely more than ten
+};
+
+/// The strings with one of the keys of a search.
+class KeyIndex::Candidates {
+public:
+    Candidates(const KeyIndex& index, const Keys& keys) : m_index(index) {
+        for (const Keys::Key& key : keys) {
+            const std::size_t place = index.WithFold(
+                [&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
+            const std::uint32_t rank = index.m_ranks[place];
+            // A finder may name a key twice.
+            if (rank != 0 && std::find(m_ranks.begin(), m_ranks.end(), rank) == m_ranks.end())
+                Push(rank);
+        }
+    }
+
+    /// The rank of the string next in order, or 0.
     std::uint32_t Next() {
         if (m_ranks.empty())
             return 0;
-        if (m_ranks.size() > 1)
-            std::pop_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
+        std::pop_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
         const std::uint32_t rank = m_ranks.back();
-        const std::uint32_t next = m_index.m_next.empty() ? 0 : m_index.m_next[rank - 1];
-        if (next == 0) {
-            m_ranks.pop_back();
-        } else {
-            m_ranks.back() = next;
-            std::push_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
-        }
+        m_ranks.pop_back();
+        if (!m_index.m_next.empty() && m_index.m_next[rank - 1] != 0)
+            Push(m_index.m_next[rank - 1]);
         return rank;
     }
 
 private:
-    void Take(std::string_view key) override {
-        const std::uint32_t rank = m_index.FirstRank(key);
-        // A finder may name a key twice.
-        if (rank == 0 || std::find(m_ranks.begin(), m_ranks.end(), rank) != m_ranks.end())
-            return;
+    void Push(std::uint32_t rank) {
         m_ranks.push_back(rank);
         std::push_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
     }
 
     const KeyIndex& m_index;
-    /// A heap, the least on top. An address has rarely more keys on a list.
+    /// The next string of each key, as a heap with the first on top.
     boost::container::small_vector<std::uint32_t, 16> m_ranks;
-};
-
-/// Takes the keys of several searches to come, and keeps where to look for them.
-class KeyIndex::Places final : public KwFinderKeys {
-public:
-    explicit Places(const KeyIndex& index)
-        : KwFinderKeys(index.m_longest, index.m_deepest), m_index(index) {}
-
-    /// Now that the slots are here, brings the strings.
-    void FetchStrings() {
-        std::size_t found = 0;
-        for (std::size_t i = 0; i < m_count; ++i)
-            if (const std::uint32_t rank = RankAt(m_places[i])) {
-                const std::string& text = m_index.TextAt(rank);
-                Prefetch(&text);
-                m_texts[found++] = &text;
-            }
-        for (std::size_t i = 0; i < found; ++i)
-            Prefetch(m_texts[i]->data());
-        m_count = 0;
-    }
-
-private:
-    struct Place {
-        std::size_t place;
-        std::uint32_t tag;
-    };
-
-    void Take(std::string_view key) override {
-        if (m_count == m_places.size() || !m_index.HoldsSize(key.size()))
-            return;
-        const std::uint64_t hash = m_index.HashOf(key);
-        if (!m_index.m_filter.MayHold(hash))
-            return;
-        const std::size_t place = PlaceOf(hash, m_index.m_slots.size());
-        Prefetch(&m_index.m_slots[place]);
-        m_places[m_count++] = {place, static_cast<std::uint32_t>(hash)};
-    }
-
-    std::uint32_t RankAt(const Place& wanted) const {
-        const std::vector<Slot>& slots = m_index.m_slots;
-        for (std::size_t place = wanted.place; slots[place].rank != 0;) {
-            if (slots[place].tag == wanted.tag)
-                return slots[place].rank;
-            if (++place == slots.size())
-                place = 0;
-        }
-        return 0;
-    }
-
-    static constexpr std::size_t AT_ONCE = 64; // about two for each of the finders of a batch
-
-    const KeyIndex& m_index;
-    std::array<Place, AT_ONCE> m_places;
-    std::array<const std::string*, AT_ONCE> m_texts;
-    std::size_t m_count = 0;
 };
 
 KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
@@ -113,11 +97,12 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
       m_seed(HashSeed::Random()), m_filter(m_usable ? strings.size() : 0) {
     if (!m_usable)
         return;
-    // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
-    const std::size_t slots = strings.size() * 29 / 16 + 1;
+    // 18 bytes a string: full enough to be small, empty enough to end a search in one line.
+    const std::size_t slots = strings.size() * 3 / 2 + 1;
     m_slots.reserve(slots);
-    AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
+    AdviseHugePages(m_slots.data(), slots * sizeof(TextSlot));
     m_slots.resize(slots);
+    m_ranks.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold); });
 }
 
@@ -128,10 +113,7 @@ std::string_view KeyIndex::PartOf(std::string_view text) const {
     const char* const end = begin + text.size();
     while (begin != end && m_bytes.IsSpace(*begin))
         ++begin;
-    const char* word_end = begin;
-    while (word_end != end && !m_bytes.IsSpace(*word_end))
-        ++word_end;
-    return std::string_view(begin, static_cast<std::size_t>(word_end - begin));
+    return std::string_view(begin, static_cast<std::size_t>(m_bytes.FindSpace(begin, end) - begin));
 }
 
 template <typename Fold>
@@ -149,7 +131,9 @@ void KeyIndex::InsertAll(const Fold& fold) {
         Measure(text);
         const std::uint64_t hash = Hash(fold, text, m_seed);
         parts[rank % AHEAD] = {text, hash};
-        Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
+        const std::size_t place = PlaceOf(hash, m_slots.size());
+        Prefetch(&m_slots[place]);
+        Prefetch(&m_ranks[place]);
     };
     // From the last to the first, so that the first of those with one part ends up in the slot.
     const auto count = static_cast<std::uint32_t>(m_strings.size());
@@ -159,15 +143,18 @@ void KeyIndex::InsertAll(const Fold& fold) {
         const Part part = parts[rank % AHEAD];
         if (rank > AHEAD)
             fetch(rank - AHEAD);
-        Slot& slot = m_slots[Probe(fold, part.text, part.hash)];
-        if (slot.rank == 0) {
+        const std::size_t place = Probe(fold, part.text, part.hash);
+        if (m_slots[place].IsFree()) {
+            m_slots[place] =
+                TextSlot(part.text, TextAt(rank), TextSlot::KeyOf(part.text, part.hash));
+            m_usable &= !m_slots[place].IsFree();
             m_filter.Add(part.hash);
         } else {
             if (m_next.empty())
                 m_next.resize(count);
-            m_next[rank - 1] = slot.rank;
+            m_next[rank - 1] = m_ranks[place];
         }
-        slot = {static_cast<std::uint32_t>(part.hash), rank};
+        m_ranks[place] = rank;
     }
 }
 
@@ -187,35 +174,27 @@ void KeyIndex::Measure(std::string_view part) {
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t KeyIndex::Probe(const Fold& fold, std::string_view key,
                                                           std::uint64_t hash) const {
-    const auto tag = static_cast<std::uint32_t>(hash);
+    const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
-    for (Slot slot; (slot = m_slots[place]).rank != 0;) {
-        if (slot.tag == tag && Equal(fold, key, PartOf(TextAt(slot.rank))))
-            break;
+    for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
+        if (slot.HasKey(slot_key)) {
+            Prefetch(&TextAt(m_ranks[place])); // Match() will be asked for it
+            if (Equal(fold, key, PartAt(slot)))
+                break;
+        }
         if (++place == m_slots.size())
             place = 0;
     }
     return place;
 }
 
-std::uint64_t KeyIndex::HashOf(std::string_view key) const {
-    return WithFold([&](const auto& fold) { return Hash(fold, key, m_seed); });
-}
-
-std::uint32_t KeyIndex::FirstRank(std::string_view key) const {
-    if (!HoldsSize(key.size()))
-        return 0;
-    return WithFold([&](const auto& fold) -> std::uint32_t {
-        const std::uint64_t hash = Hash(fold, key, m_seed);
-        return m_filter.MayHold(hash) ? m_slots[Probe(fold, key, hash)].rank : 0;
-    });
-}
-
 KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& source,
                                 const std::string*& found) const {
-    Candidates candidates(*this);
-    if (!source.GetKeys(candidates))
+    Keys keys(*this);
+    if (!source.GetKeys(keys))
         return Answer::Unknown;
+    keys.Sift();
+    Candidates candidates(*this, keys);
     while (const std::uint32_t rank = candidates.Next()) {
         found = &TextAt(rank);
         if (finder.Match(*found))
@@ -227,10 +206,23 @@ KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& s
 }
 
 void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) const {
-    Places places(*this);
+    Keys keys(*this);
     for (std::size_t i = 0; i < count; ++i)
         if (finders[i])
             if (const KeySource source(*finders[i]); source && source.GetKeyPart() == m_part)
-                source.GetKeys(places);
-    places.FetchStrings();
+                source.GetKeys(keys);
+    keys.Sift();
+    for (const Keys::Key& key : keys) {
+        const TextSlot::Key slot_key = TextSlot::KeyOf(key.text, key.hash);
+        std::size_t place = PlaceOf(key.hash, m_slots.size());
+        for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
+            if (slot.HasKey(slot_key)) {
+                Prefetch(slot.Address());
+                Prefetch(&TextAt(m_ranks[place]));
+                break;
+            }
+            if (++place == m_slots.size())
+                place = 0;
+        }
+    }
 }

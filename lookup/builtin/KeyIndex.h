@@ -5,6 +5,7 @@
 #include "lookup/builtin/HashFilter.h"
 #include "lookup/builtin/KeySource.h"
 #include "lookup/builtin/SortedOrder.h"
+#include "lookup/builtin/TextSlot.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +17,7 @@
 /// forms.
 ///
 /// The strings belong to the caller and must neither change nor move.
-/// Memory: 15.5 bytes a string, and 4 more where a part stands in several strings.
+/// Memory: 19 bytes a string, and 4 more where a part stands in several strings.
 class KeyIndex {
 public:
     /// Of `strings` as they are listed, or in `order`. Keeps the tables of `bytes`.
@@ -44,38 +45,37 @@ public:
     void Fetch(const KwLookupFinder* const* finders, std::size_t count) const;
 
 private:
-    struct Slot {
-        std::uint32_t tag;  ///< the lower bits of the hash
-        std::uint32_t rank; ///< of the first string with this part, counted from 1; 0: free
-    };
+    class Keys;
     class Candidates;
-    class Places;
 
     const std::string& TextAt(std::uint32_t rank) const {
         return m_strings[m_order ? m_order->Get()[rank - 1] : rank - 1];
     }
     std::string_view PartOf(std::string_view text) const;
+    std::string_view PartAt(TextSlot slot) const {
+        return slot.IsLong() ? PartOf(slot.Holder()) : slot.Text();
+    }
     template <typename Use>
     auto WithFold(const Use& use) const;
     template <typename Fold>
     void InsertAll(const Fold& fold);
+    void Measure(std::string_view part);
+    bool HoldsSize(std::size_t size) const { return size < m_sizes.size() && m_sizes[size]; }
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
-    std::uint64_t HashOf(std::string_view key) const;
-    std::uint32_t FirstRank(std::string_view key) const;
-    bool HoldsSize(std::size_t size) const { return size < m_sizes.size() && m_sizes[size]; }
-    void Measure(std::string_view part);
 
     const std::vector<std::string>& m_strings;
     const SortedOrder* const m_order;
     const KwKeyedFinder::KeyPart m_part;
     const LocaleBytes m_bytes;
-    const bool m_usable;
+    bool m_usable;
     const HashSeed m_seed;
     std::size_t m_longest = 0;
     std::size_t m_deepest = 0;
     std::vector<bool> m_sizes; ///< those that parts have, so that most keys need no hash
     HashFilter m_filter;
-    std::vector<Slot> m_slots;
-    std::vector<std::uint32_t> m_next; ///< the rank of the next string with the same part, or 0
+    // What a slot leads to, and where it stands in the order, are asked for at once.
+    std::vector<TextSlot> m_slots;
+    std::vector<std::uint32_t> m_ranks; ///< of the first string with the part, counted from 1
+    std::vector<std::uint32_t> m_next;  ///< of each, the rank of the next with the same part, or 0
 };

@@ -36,7 +36,7 @@ class SortedStrings;
 /// order, or with regard to case where the list has bytes above 0x7f, is a binary search. Memory
 /// beside the strings: at most 16 bytes a string for exact searches, 4 more where the order itself
 /// is needed (equal strings in different letter case, bytes above 0x7f, a walk after an exact
-/// search); at most 20 for searches by keys, once for each part of a value that keys are compared
+/// search); at most 23 for searches by keys, once for each part of a value that keys are compared
 /// with, and as much again when such searches go on after the sort.
 ///
 /// Threads: searches may run at once, walks beside the first exact search too. Only the first exact

@@ -6,34 +6,8 @@
 
 namespace {
 
-// A slot says where a text is (48 bits), its size and 8 bits of its hash, so that a search finds
-// the text without a look at its std::string, which would cost a cache miss. Texts of 255 bytes and
-// more are found through their std::string. A free slot is 0.
-
-constexpr std::size_t LONG_TEXT = 255;
-
-/// The lower 16 bits of the slot of a text.
-std::uint16_t SlotKey(std::string_view text, std::uint64_t hash) {
-    return static_cast<std::uint16_t>(std::min(text.size(), LONG_TEXT) << 8 | (hash & 0xff));
-}
-
-/// 0 when the address needs more than 48 bits.
-std::uint64_t MakeSlot(const std::string& text, std::uint16_t key) {
-    const auto address = text.size() < LONG_TEXT ? reinterpret_cast<std::uintptr_t>(text.data())
-                                                 : reinterpret_cast<std::uintptr_t>(&text);
-    const std::uint64_t slot = static_cast<std::uint64_t>(address) << 16 | key;
-    return slot >> 16 == address ? slot : 0;
-}
-
-const void* AddressOf(std::uint64_t slot) {
-    return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(slot >> 16));
-}
-
-std::string_view TextOf(std::uint64_t slot) {
-    const std::size_t size = slot >> 8 & 0xff;
-    if (size < LONG_TEXT)
-        return std::string_view(static_cast<const char*>(AddressOf(slot)), size);
-    return *static_cast<const std::string*>(AddressOf(slot));
+std::string_view TextOf(TextSlot slot) {
+    return slot.IsLong() ? std::string_view(slot.Holder()) : slot.Text();
 }
 
 } // namespace
@@ -54,7 +28,7 @@ TextIndex::TextIndex(const std::vector<std::string>& strings, const LocaleBytes*
     // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
     const std::size_t slots = strings.size() * 29 / 16 + 1;
     m_slots.reserve(slots);
-    AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
+    AdviseHugePages(m_slots.data(), slots * sizeof(TextSlot));
     m_slots.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold, strings, order); });
 }
@@ -81,10 +55,10 @@ void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& stri
         const std::uint64_t hash = hashes[i % AHEAD];
         if (i + AHEAD < count)
             fetch(i + AHEAD);
-        Slot& slot = m_slots[Probe(fold, text, hash)];
-        if (slot == 0) {
-            slot = MakeSlot(text, SlotKey(text, hash));
-            m_unfit |= slot == 0;
+        TextSlot& slot = m_slots[Probe(fold, text, hash)];
+        if (slot.IsFree()) {
+            slot = TextSlot(text, text, TextSlot::KeyOf(text, hash));
+            m_unfit |= slot.IsFree();
             m_filter.Add(hash);
         } else if (TextOf(slot) != text) {
             m_ambiguous = true;
@@ -96,10 +70,10 @@ void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& stri
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t TextIndex::Probe(const Fold& fold, std::string_view text,
                                                            std::uint64_t hash) const {
-    const std::uint16_t key = SlotKey(text, hash);
+    const TextSlot::Key key = TextSlot::KeyOf(text, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
-    for (Slot slot; (slot = m_slots[place]) != 0;) {
-        if (static_cast<std::uint16_t>(slot) == key && Equal(fold, text, TextOf(slot)))
+    for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
+        if (slot.HasKey(key) && Equal(fold, text, TextOf(slot)))
             break;
         if (++place == m_slots.size())
             place = 0;
@@ -114,8 +88,8 @@ std::string_view TextIndex::Find(std::string_view text) const {
         Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
         if (!m_filter.MayHold(hash))
             return std::string_view();
-        const Slot slot = m_slots[Probe(fold, text, hash)];
-        return slot == 0 ? std::string_view() : TextOf(slot);
+        const TextSlot slot = m_slots[Probe(fold, text, hash)];
+        return slot.IsFree() ? std::string_view() : TextOf(slot);
     });
 }
 
@@ -124,7 +98,7 @@ void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
     constexpr std::size_t AT_ONCE = 16;
     struct Question {
         std::size_t place;
-        std::uint16_t key;
+        TextSlot::Key key;
     };
     std::array<Question, AT_ONCE> questions;
     for (std::size_t begin = 0; begin < count; begin += AT_ONCE) {
@@ -135,14 +109,14 @@ void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
                 WithFold([&](const auto& fold) { return Hash(fold, texts[i], m_seed); });
             if (!m_filter.MayHold(hash))
                 continue;
-            questions[asked] = {PlaceOf(hash, m_slots.size()), SlotKey(texts[i], hash)};
+            questions[asked] = {PlaceOf(hash, m_slots.size()), TextSlot::KeyOf(texts[i], hash)};
             Prefetch(&m_slots[questions[asked++].place]);
         }
         for (std::size_t i = 0; i < asked; ++i) {
             std::size_t place = questions[i].place;
-            for (Slot slot; (slot = m_slots[place]) != 0;) {
-                if (static_cast<std::uint16_t>(slot) == questions[i].key) {
-                    Prefetch(AddressOf(slot));
+            for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
+                if (slot.HasKey(questions[i].key)) {
+                    Prefetch(slot.Address());
                     break;
                 }
                 if (++place == m_slots.size())

@@ -4,6 +4,7 @@
 #include "lookup/builtin/FoldedHash.h"
 #include "lookup/builtin/HashFilter.h"
 #include "lookup/builtin/SortedOrder.h"
+#include "lookup/builtin/TextSlot.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,8 +37,6 @@ public:
     void Fetch(const std::string_view* texts, std::size_t count) const;
 
 private:
-    using Slot = std::uint64_t;
-
     template <typename Use>
     auto WithFold(const Use& use) const;
     template <typename Fold>
@@ -53,5 +52,5 @@ private:
     bool m_ambiguous = false;
     const HashSeed m_seed;
     HashFilter m_filter;
-    std::vector<Slot> m_slots;
+    std::vector<TextSlot> m_slots;
 };
