@@ -8,6 +8,7 @@
 #include <spdlog/sinks/dist_sink.h>
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,9 @@ public:
         return level <= m_level.load(std::memory_order_relaxed);
     }
 
+    void CountError() { m_errors.fetch_add(1, std::memory_order_relaxed); }
+    std::size_t ErrorCount() const { return m_errors.load(std::memory_order_relaxed); }
+
     std::shared_ptr<spdlog::logger> MakeLogger(const std::string& name) const;
 
     /// See SetLogging().
@@ -41,5 +45,6 @@ private:
     LogBackend();
 
     std::shared_ptr<TargetSink> m_sink;
+    std::atomic<std::size_t> m_errors{0};
     std::atomic<int> m_level{log4cxx::Level::LEVEL_WARN};
 };

@@ -29,5 +29,7 @@ bool LogClass::isErrorEnabled() const {
 }
 
 void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) const {
+    if (level == log4cxx::Level::LEVEL_ERROR)
+        LogBackend::Instance().CountError();
     m_state->logger->log(LogBackend::SpdlogLevel(level), PrintableText(WithoutSecrets(text)));
 }

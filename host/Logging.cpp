@@ -7,6 +7,10 @@ void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level, const std::st
     LogBackend::Instance().Set(target, level, name);
 }
 
+std::size_t LoggedErrors() {
+    return LogBackend::Instance().ErrorCount();
+}
+
 std::string PrintableText(const std::string& text) {
     static const char digits[] = "0123456789abcdef";
     std::string printable;

@@ -4,6 +4,7 @@
 #include "host/KwExport.h"
 #include "host/LogClass.h"
 
+#include <cstddef>
 #include <string>
 
 /// Where the messages of every LogClass go.
@@ -34,3 +35,7 @@ KW_EXPORT void HideInMessages(const std::string& secret);
 /// does this to each line; a host's own does well to. Cost: linear in the text, for each secret.
 /// Threads: any.
 KW_EXPORT std::string WithoutSecrets(const std::string& text);
+
+/// How many events of level error this process has written. Tells whether a plug-in that is to
+/// ignore its errors met one: it writes it to the log. Threads: any.
+KW_EXPORT std::size_t LoggedErrors();

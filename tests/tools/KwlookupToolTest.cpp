@@ -293,10 +293,10 @@ TEST(ToolFind, TellsAPluginThatCannotAnswer) {
     EXPECT_EQ(RunTool({"find", "x, ldap:broken", "x"}), Answers("x\tx\n"));
     EXPECT_EQ(RunTool({"find", "--all", "x, ldap:broken", "x"}),
               (ProgramResult{FOUND, "x\tx\n", error}));
-    // The list itself is good.
-    EXPECT_EQ(RunTool({"find", "--strict", "ldap:broken", "x"}),
-              (ProgramResult{UNAVAILABLE, "", error}));
-    EXPECT_EQ(RunTool({"check", "ldap:broken"}), Answers("1 object, 1 record, 0 errors\n"));
+    EXPECT_EQ(RunTool({"find", "--strict", "ldap:broken", "x"}).status, BAD_LIST);
+    EXPECT_EQ(RunTool({"check", "ldap:broken"}).status, BAD_LIST);
+    EXPECT_EQ(RunTool({"check", "--no-open", "ldap:broken"}),
+              Answers("1 object, 1 record, 0 errors\n"));
 }
 
 TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
@@ -339,7 +339,7 @@ TEST(ToolFind, TellsWhenStandardInputCannotBeRead) {
 
 TEST(ToolCheck, CountsObjectsAndRecords) {
     const TempDir dir;
-    const std::string file = "file:" + dir.Write("list", "a\n\n  \nb\na\n");
+    const std::string file = "file:" + dir.Write("list", "a\n\n  \nb\nc\n");
     EXPECT_EQ(RunTool({"check", "a"}), Answers("1 object, 1 record, 0 errors\n"));
     EXPECT_EQ(RunTool({"check", ""}), Answers("0 objects, 0 records, 0 errors\n"));
     EXPECT_EQ(RunTool({"check", file}), Answers("1 object, 3 records, 0 errors\n"));
@@ -348,7 +348,10 @@ TEST(ToolCheck, CountsObjectsAndRecords) {
     EXPECT_EQ(RunTool({"check", "a, nosuch:b"}),
               (ProgramResult{BAD_LIST, "1 object, 1 record, 1 error\n",
                              "kwlookup: error: Error in init lookup [nosuch:b]: unknown id "
-                             "'nosuch'\n"}));
+                             "'nosuch'\n"
+                             "kwlookup: hint: the types are berkeley, cdb, file, firebird, ldap, "
+                             "mysql, odbc, oracle, postgres, regex, rfile, sqlite; a value with a "
+                             "colon in it is written 'value:nosuch:b'\n"}));
 }
 
 TEST(ToolTypes, ListsTheKnownTypes) {

@@ -16,8 +16,9 @@ Asker::Asker(const Options& options, const LogClass& log)
 void Asker::Ask(const ItemList& list, const std::string& text) {
     bool answered = false;
     for (const ItemList::Item& item : list.Items()) {
+        const std::size_t errors = LoggedErrors();
         const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, m_answer);
-        m_fault |= verdict == ItemVerdict::Fault;
+        m_fault |= verdict == ItemVerdict::Fault || (m_options.strict && LoggedErrors() != errors);
         if (verdict != ItemVerdict::Match)
             continue;
         answered = true;

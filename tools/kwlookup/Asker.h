@@ -14,6 +14,7 @@ public:
         bool all = false;
         bool explain = false;
         bool json = false;
+        bool strict = false; ///< an error that a plug-in is to ignore is a fault
     };
 
     /// Keeps the address of `log`.

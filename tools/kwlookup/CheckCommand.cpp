@@ -6,13 +6,11 @@
 #include "ItemList.h"
 #include "Plugin.h"
 #include "Tell.h"
-#include "lookup/KwFactory.h"
 #include "lookup/builtin/KwVectorStrLookup.h"
 
 #include <iostream>
 #include <memory>
 #include <stdexcept>
-#include <string_view>
 
 namespace {
 
@@ -22,11 +20,8 @@ std::string Count(std::size_t count, const char* noun) {
 
 /// Loads one section as the library does when a list first names the type.
 void LoadSection(const std::string& section, const LogClass& log) {
-    constexpr std::string_view prefix = "lookup_";
-    const std::string type =
-        section.compare(0, prefix.size(), prefix) == 0 ? section.substr(prefix.size()) : "";
-    const LookupCreator* known = KwFactory<KwIfLookup>::Instance().Lookup(type);
-    if (!known || *known)
+    const std::string type = PluginTypeOf(section);
+    if (type.empty())
         throw std::runtime_error("no plug-in type has this section");
     const std::unique_ptr<KwIfSharedLookup> object(OpenPlugin(type)(log));
     if (!object)
@@ -58,8 +53,8 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
     return failed == 0;
 }
 
-bool CheckList(const std::string& list_text, const LogClass& log) {
-    const ItemList list(list_text, log);
+bool CheckList(const std::string& list_text, const ListChecks& checks, const LogClass& log) {
+    const ItemList list(list_text, log, checks);
     std::size_t objects = 0, records = 0;
     for (const ItemList::Item& item : list.Items()) {
         for (const KwIfLookup& lookup : item.holder->GetObjects()) {
@@ -76,12 +71,12 @@ bool CheckList(const std::string& list_text, const LogClass& log) {
 
 } // namespace
 
-int RunCheckCommand(const std::string& list, const Configuration& configuration,
-                    const LogClass& log) {
+int RunCheckCommand(const std::string& list, const ListChecks& checks,
+                    const Configuration& configuration, const LogClass& log) {
     bool good = !configuration.HasFile() || CheckConfiguration(configuration, log);
     try {
         if (!list.empty() || !configuration.HasFile())
-            good &= CheckList(list, log);
+            good &= CheckList(list, checks, log);
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
         good = false;

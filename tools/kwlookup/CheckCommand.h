@@ -2,11 +2,12 @@
 #pragma once
 
 #include "Configuration.h"
+#include "ItemList.h"
 
 #include <string>
 
 /// `kwlookup check`: reads the whole configuration, opening each type that it configures, and makes
 /// the objects of a list, unless it is empty; says what there is and what is wrong. Returns the
 /// exit status.
-int RunCheckCommand(const std::string& list, const Configuration& configuration,
-                    const LogClass& log);
+int RunCheckCommand(const std::string& list, const ListChecks& checks,
+                    const Configuration& configuration, const LogClass& log);

@@ -31,8 +31,8 @@ std::string AskList(const ItemList& list, const std::string& text, int flags, co
 } // namespace
 
 int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
-    const auto load = [&log](const std::string& text) {
-        ItemList list(text, log);
+    const auto load = [&](const std::string& text) {
+        ItemList list(text, log, options.checks);
         // An item that is not there would make differences that are none.
         if (list.FailedCount() != 0)
             throw std::invalid_argument("the list [" + text + "] has errors: nothing is compared");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ItemList.h"
 #include "host/LogClass.h"
 
 #include <string>
@@ -8,6 +9,7 @@
 struct CompareOptions {
     std::string lists[2];
     int flags = 0; ///< KwFindFlags
+    ListChecks checks;
 };
 
 /// `kwlookup compare`: asks two lists the lines of standard input, and prints those for which they

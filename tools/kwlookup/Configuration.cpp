@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
+#include "Plugin.h"
 #include "Tell.h"
 #include "objects/KwObjectHolder.h"
 
@@ -30,4 +31,12 @@ bool Configuration::Read() {
         TellError(m_log, error.what());
         return false;
     }
+}
+
+void Configuration::TellUnknownSections(Warnings::Mode mode) const {
+    Warnings warnings(mode, m_log);
+    for (const auto& [name, section] : File().Sections())
+        if (PluginTypeOf(name).empty())
+            warnings.Tell(File().Place(section.line) + "[" + name +
+                          "]: no plug-in type has this section");
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Warnings.h"
 #include "host/ConfFileLoader.h"
 
 #include <boost/shared_ptr.hpp>
@@ -17,6 +18,9 @@ public:
     /// Reads the file. False, with what is wrong told and the file read before still in use, when
     /// it cannot be used.
     bool Read();
+
+    /// Warns of each section that no plug-in type has, which configures nothing.
+    void TellUnknownSections(Warnings::Mode mode) const;
 
     bool HasFile() const { return !m_file_name.empty(); }
     const ConfFile& File() const { return m_loader->GetFile(); }

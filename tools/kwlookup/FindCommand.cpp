@@ -25,7 +25,7 @@ void AskStandardInput(Asker& asker, const ItemList& list, const LogClass& log) {
 int RunFindCommand(const FindOptions& options, const LogClass& log) {
     std::optional<ItemList> list;
     try {
-        list.emplace(options.list, log);
+        list.emplace(options.list, log, options.checks);
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
         return options.strict ? EXIT_BAD_LIST : EXIT_UNAVAILABLE;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Asker.h"
+#include "ItemList.h"
 
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@ struct FindOptions {
     std::string list;
     std::vector<std::string> texts; ///< "-" stands for the lines of standard input
     bool strict = false;
+    ListChecks checks;
     Asker::Options ask;
 };
 

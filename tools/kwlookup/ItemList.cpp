@@ -1,39 +1,71 @@
 // SPDX-License-Identifier: MIT
 #include "ItemList.h"
 
+#include "AskItem.h"
 #include "CollectedErrors.h"
+#include "FileChecks.h"
+#include "ForeignSyntax.h"
+#include "Hints.h"
+#include "Tell.h"
 #include "conf/ConfParser.h"
+#include "host/Logging.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 namespace {
 
-/// `item` quoted so that a list of it alone gives it back.
-std::string QuoteItem(const std::string& item) {
-    std::string quoted = "\"";
-    for (char c : item) {
-        if (c == '"' || c == '\\' || c == ',')
-            quoted += '\\';
-        quoted += c;
-    }
-    return quoted + '"';
+/// Warns of what `item` probably does not mean as it is read, and of what its file holds.
+void CheckItem(const ItemList::Item& item, const ListChecks& checks, Warnings& warnings,
+               BoundedWarnings& items) {
+    const std::string foreign = ForeignItem(item.text);
+    if (!foreign.empty())
+        items.Add("items in another program's syntax", "[" + item.text + "]: " + foreign);
+    const std::string file = item.File();
+    if (item.Type() == "rfile")
+        CheckPatternFile(file, warnings);
+    else if (!file.empty())
+        CheckListFile(file, checks.whole_files ? FileCheck::Whole : FileCheck::Start, warnings);
+}
+
+/// Asks a text, so that a plug-in opens what it answers from. False when it could not answer, even
+/// where it is to ignore that: then it has written an error to the log.
+bool Open(const ItemList::Item& item, const LogClass& log) {
+    constexpr char ANY_ADDRESS[] = "x@y"; // short, for plug-ins with limits, and with both parts
+    Answer answer;
+    const std::size_t errors = LoggedErrors();
+    const ItemVerdict verdict = AskItem(item, ANY_ADDRESS, 0, log, answer);
+    if (verdict == ItemVerdict::Fault || LoggedErrors() == errors)
+        return verdict != ItemVerdict::Fault;
+    TellError(log, "[" + item.text + "] ignores the error above, and finds nothing");
+    return false;
 }
 
 } // namespace
 
-ItemList::ItemList(const std::string& list, const LogClass& log) {
+ItemList::ItemList(const std::string& list, const LogClass& log, const ListChecks& checks) {
     std::vector<std::string> texts;
     try {
         ConfParser::SplitVector(list, texts, ',');
     } catch (const std::invalid_argument& error) {
         throw std::invalid_argument("the list [" + list + "] cannot be read: " + error.what());
     }
+    Warnings warnings(checks.warnings, log);
+    BoundedWarnings items(warnings, "the list");
+    bool hinted = false; // one hint shows the way
     for (std::string& text : texts) {
         auto holder = std::make_unique<KwLookupHolder>(log);
-        holder->Init(QuoteItem(text));
-        const bool failed = TakeCollectedErrors();
-        m_items.push_back({std::move(text), std::move(holder), failed});
+        holder->Init(Quoted(text, ','));
+        Item item = {std::move(text), std::move(holder), TakeCollectedErrors()};
+        if (item.holder->Empty() && !hinted)
+            hinted = TellHint(HintForItem(item.text));
+        const std::size_t errors = warnings.Errors();
+        if (warnings.Wanted())
+            CheckItem(item, checks, warnings, items);
+        item.failed |= warnings.Errors() != errors;
+        if (checks.open && item.IsPlugin() && !item.holder->Empty())
+            item.failed |= !Open(item, log);
+        m_items.push_back(std::move(item));
     }
 }
 
@@ -42,9 +74,19 @@ std::size_t ItemList::FailedCount() const {
                                                   [](const Item& item) { return item.failed; }));
 }
 
-std::string ItemList::Item::File() const {
+std::string ItemList::Item::Type() const {
     std::string type, params;
     KwObjectHolder::ParseObject(text, type, params);
+    return type;
+}
+
+bool ItemList::Item::IsPlugin() const {
+    const std::string type = Type();
+    return !type.empty() && type != "file";
+}
+
+std::string ItemList::Item::File() const {
+    const std::string type = Type();
     if (holder->Empty() || (type != "file" && type != "rfile"))
         return std::string();
     return holder->GetObjects().front().GetDescription();

@@ -5,6 +5,7 @@
 #include "ExitStatus.h"
 #include "InputLines.h"
 #include "Tell.h"
+#include "TerminationAllowed.h"
 #include "host/Logging.h"
 #include "text/FileDescriptor.h"
 #include "text/SystemError.h"
@@ -52,9 +53,9 @@ private:
 /// The list that answers: replaced as a whole, or not at all.
 class WatchedList {
 public:
-    WatchedList(const std::string& text, Configuration& configuration, LogClass& log)
-        : m_text(text), m_configuration(configuration), m_log(log),
-          m_list(std::make_unique<ItemList>(text, log)) {}
+    WatchedList(const FindOptions& options, Configuration& configuration, LogClass& log)
+        : m_options(options), m_configuration(configuration), m_log(log),
+          m_list(std::make_unique<ItemList>(options.list, log, options.checks)) {}
 
     const ItemList& Get() const { return *m_list; }
 
@@ -67,7 +68,7 @@ public:
         try {
             KwObjectHolder::BeforeReload(m_log);
             const bool bad_configuration = TakeCollectedErrors();
-            auto list = std::make_unique<ItemList>(m_text, m_log);
+            auto list = std::make_unique<ItemList>(m_options.list, m_log, m_options.checks);
             if (bad_configuration || list->FailedCount() != 0)
                 throw std::runtime_error("items have errors");
             m_list = std::move(list);
@@ -86,7 +87,7 @@ private:
         TellError(m_log, "reload failed, the old list goes on: " + reason);
     }
 
-    const std::string m_text;
+    const FindOptions& m_options;
     Configuration& m_configuration;
     LogClass& m_log;
     std::unique_ptr<ItemList> m_list;
@@ -94,33 +95,39 @@ private:
 
 } // namespace
 
-int RunWatchCommand(const std::string& list_text, const Asker::Options& options,
-                    Configuration& configuration, LogClass& log) {
+int RunWatchCommand(const FindOptions& options, Configuration& configuration, LogClass& log) {
+    TerminationAllowed::Prepare();
     HangupSignal hangup;
     std::unique_ptr<WatchedList> list;
     try {
-        list = std::make_unique<WatchedList>(list_text, configuration, log);
+        list = std::make_unique<WatchedList>(options, configuration, log);
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
         return EXIT_BAD_LIST;
     }
-    Asker asker(options, log);
+    Asker asker(options.ask, log);
     if (list->Get().FailedCount() != 0)
         asker.NoteFault();
 
     InputLines lines;
     std::string text;
     for (;;) {
-        if (!lines.Buffered()) {
+        bool reload = false, more = true;
+        if (lines.Buffered()) {
+            more = lines.Next(text);
+        } else {
             if (!asker.Flush())
                 break;
-            if (hangup.Wait()) {
-                list->Reload();
-                continue;
-            }
+            const TerminationAllowed allowed(asker.Status());
+            reload = hangup.Wait();
+            more = reload || lines.Next(text);
         }
-        if (!lines.Next(text))
+        if (!more)
             break;
+        if (reload) {
+            list->Reload();
+            continue;
+        }
         asker.Ask(list->Get(), text);
     }
     if (!lines.TellError(log))

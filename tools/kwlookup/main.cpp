@@ -5,21 +5,26 @@
 #include "Configuration.h"
 #include "ExitStatus.h"
 #include "FindCommand.h"
+#include "Hints.h"
 #include "Tell.h"
 #include "TypesCommand.h"
+#include "UsageHints.h"
 #include "WatchCommand.h"
 #include "host/Logging.h"
 #include "lookup/KwIfLookup.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <fcntl.h>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -107,7 +112,19 @@ void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
     app.add_flag("--json", options.json, "Print one JSON object a line");
 }
 
-void AddFind(CLI::App& app, int argument_count, Command& command) {
+void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
+    const std::map<std::string, Warnings::Mode> modes = {{"error", Warnings::Mode::Error},
+                                                         {"off", Warnings::Mode::Off},
+                                                         {"tell", Warnings::Mode::Tell}};
+    app.add_option("--warnings", mode,
+                   "What to do about lists that may not mean what their authors think: tell "
+                   "(default), error (they count as errors), off")
+        ->transform(CLI::Transformer(modes))
+        ->type_name("WHAT");
+}
+
+void AddFind(CLI::App& app, const std::vector<std::string>& arguments,
+             const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<FindOptions>();
     CLI::App& find = *app.add_subcommand("find", "Ask a list about texts");
     find.footer(FIND_EXAMPLES);
@@ -116,19 +133,24 @@ void AddFind(CLI::App& app, int argument_count, Command& command) {
                     "Addresses or domains; '-' reads them from standard input, one a line")
         // Not as extra arguments: CLI11 takes "[10.0.0.1]" among those for a list of values.
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->expected(argument_count, -1)
+        ->expected(static_cast<int>(arguments.size()) + 1, -1)
         ->allow_extra_args(false)
         ->required();
     AddAnswerOptions(find, options->ask);
     find.add_flag("--strict", options->strict, "Ask nothing when the list has errors");
-    find.callback([options, &command] {
-        command = [options](Configuration&, LogClass& log) {
+    find.callback([options, &arguments, &warnings, &command] {
+        options->checks.warnings = warnings;
+        options->checks.open = options->ask.strict = options->strict;
+        if (!options->list.empty() && options->list.back() == ',')
+            TellHint(HintForUnquotedList(arguments));
+        command = [options](Configuration& configuration, LogClass& log) {
+            configuration.TellUnknownSections(options->checks.warnings);
             return RunFindCommand(*options, log);
         };
     });
 }
 
-void AddWatch(CLI::App& app, Command& command) {
+void AddWatch(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<FindOptions>();
     CLI::App& watch =
         *app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
@@ -136,29 +158,38 @@ void AddWatch(CLI::App& app, Command& command) {
     watch.footer(WATCH_EXAMPLES);
     watch.add_option("LIST", options->list, "The object list")->required();
     AddAnswerOptions(watch, options->ask);
-    watch.callback([options, &command] {
+    watch.callback([options, &warnings, &command] {
+        options->checks.warnings = warnings;
         command = [options](Configuration& configuration, LogClass& log) {
-            return RunWatchCommand(options->list, options->ask, configuration, log);
+            configuration.TellUnknownSections(options->checks.warnings);
+            return RunWatchCommand(*options, configuration, log);
         };
     });
 }
 
-void AddCheck(CLI::App& app, const std::string& config_file, Command& command) {
+void AddCheck(CLI::App& app, const std::string& config_file, const Warnings::Mode& warnings,
+              Command& command) {
     const auto list = std::make_shared<std::string>();
+    const auto checks = std::make_shared<ListChecks>();
+    checks->whole_files = checks->open = true;
     CLI::App& check =
         *app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
     check.footer(CHECK_EXAMPLES);
     const CLI::Option* const given = check.add_option("LIST", *list, "The object list");
-    check.callback([list, given, &config_file, &command] {
+    check.add_flag_callback(
+        "--no-open", [checks] { checks->open = false; },
+        "Do not ask the plug-ins, which opens databases");
+    check.callback([list, checks, given, &config_file, &warnings, &command] {
         if (given->empty() && config_file.empty())
             throw CLI::RequiredError("LIST or --config");
-        command = [list](Configuration& configuration, LogClass& log) {
-            return RunCheckCommand(*list, configuration, log);
+        checks->warnings = warnings;
+        command = [list, checks](Configuration& configuration, LogClass& log) {
+            return RunCheckCommand(*list, *checks, configuration, log);
         };
     });
 }
 
-void AddCompare(CLI::App& app, Command& command) {
+void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<CompareOptions>();
     CLI::App& compare = *app.add_subcommand(
         "compare", "Ask two lists the lines of standard input, and print where they differ");
@@ -166,8 +197,10 @@ void AddCompare(CLI::App& app, Command& command) {
     compare.add_option("LIST-A", options->lists[0], "An object list")->required();
     compare.add_option("LIST-B", options->lists[1], "Another one")->required();
     AddAskFlags(compare, options->flags);
-    compare.callback([options, &command] {
-        command = [options](Configuration&, LogClass& log) {
+    compare.callback([options, &warnings, &command] {
+        options->checks.warnings = warnings;
+        command = [options](Configuration& configuration, LogClass& log) {
+            configuration.TellUnknownSections(options->checks.warnings);
             return RunCompareCommand(*options, log);
         };
     });
@@ -225,11 +258,14 @@ int main(int argc, char** argv) {
         ->check([](const std::string& name) {
             return std::string(name.empty() ? "the file name is empty" : "");
         });
+    Warnings::Mode warnings = Warnings::Mode::Tell;
+    AddWarnings(app, warnings);
+    const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     Command command;
-    AddFind(app, argc, command);
-    AddWatch(app, command);
-    AddCheck(app, config_file, command);
-    AddCompare(app, command);
+    AddFind(app, arguments, warnings, command);
+    AddWatch(app, warnings, command);
+    AddCheck(app, config_file, warnings, command);
+    AddCompare(app, warnings, command);
     AddBuild(app, command);
     AddTypes(app, command);
 
@@ -238,7 +274,7 @@ int main(int argc, char** argv) {
         if (!command)
             throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {
-        const bool asked_for = app.exit(error) == 0;
+        const bool asked_for = TellUsage(app, error, arguments);
         return !std::cout.flush() ? EXIT_OUTPUT : asked_for ? EXIT_FOUND : EXIT_USAGE;
     }
 

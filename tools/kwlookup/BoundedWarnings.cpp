@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "BoundedWarnings.h"
+
+#include <exception>
+
+namespace {
+
+/// Enough to see what is wrong, and few enough to read.
+constexpr std::size_t TOLD_OF_A_KIND = 20;
+
+} // namespace
+
+BoundedWarnings::~BoundedWarnings() {
+    try {
+        for (const auto& [kind, count] : m_counts)
+            if (count > TOLD_OF_A_KIND)
+                m_warnings.Tell(m_name + ": " + std::to_string(count - TOLD_OF_A_KIND) + " more " +
+                                kind);
+    } catch (const std::exception&) { // without memory the first ones must do
+    }
+}
+
+void BoundedWarnings::Add(const char* kind, const std::string& text) {
+    if (++m_counts[kind] <= TOLD_OF_A_KIND)
+        m_warnings.Tell(text);
+    else
+        m_warnings.Count();
+}

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "UsageHints.h"
+
+#include "Hints.h"
+#include "host/Logging.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace {
+
+/// As CLI11 ends its messages.
+constexpr char MORE[] = "\nRun with --help for more information.\n";
+
+/// The command, or command of a command, that the command line names last.
+const CLI::App& LastCommand(const CLI::App& app) {
+    const CLI::App* last = &app;
+    while (!last->get_subcommands().empty())
+        last = last->get_subcommands().back();
+    return *last;
+}
+
+std::vector<std::string> CommandsOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(command->get_name());
+    return names;
+}
+
+/// Tells about the word that stands where a command is to be. False when there is none.
+bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const CLI::App& last = LastCommand(app);
+    const std::vector<std::string> commands = CommandsOf(last);
+    std::vector<std::string> rest = last.remaining();
+    if (rest.empty())
+        rest = app.remaining();
+    if (commands.empty() || rest.empty() || rest.front().empty() || rest.front().front() == '-')
+        return false;
+    const std::string& word = rest.front();
+    const std::string meant = commands.size() == 1 ? commands.front() : NearestName(word, commands);
+    const std::string before = &last == &app ? "" : last.get_name() + " ";
+    std::cerr << "kwlookup: error: unknown command " << before << PrintableText(word);
+    if (meant.empty()) {
+        std::cerr << "; the commands are";
+        for (const std::string& command : commands)
+            std::cerr << ' ' << command;
+        std::cerr << MORE;
+        return true;
+    }
+    std::cerr << "; did you mean " << before << meant << "?" << MORE;
+    std::vector<std::string> corrected = arguments;
+    std::replace(corrected.begin(), corrected.end(), word, meant);
+    TellHint(CommandLine(corrected));
+    return true;
+}
+
+} // namespace
+
+bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
+               const std::vector<std::string>& arguments) {
+    if (error.get_exit_code() != 0 && TellUnknownCommand(app, arguments))
+        return false;
+    const bool asked_for = app.exit(error) == 0;
+    if (!asked_for)
+        TellHint(HintForUnquotedList(arguments));
+    return asked_for;
+}

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include "Warnings.h"
+
+#include "host/LogText.h"
+
+void Warnings::Tell(const std::string& text) {
+    if (m_mode == Mode::Off)
+        return;
+    LogText(m_log, log4cxx::Level::LEVEL_WARN, text);
+    Count();
+}
