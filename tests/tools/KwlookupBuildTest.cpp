@@ -42,7 +42,8 @@ bool HavePseudoTerminals() {
 class ToolBuild : public testing::Test {
 protected:
     ProgramResult Build(const std::string& lines, const std::string& name = "out.cdb") const {
-        return RunTool({"build", "cdb", m_dir.Write("in", lines), m_dir.Path(name)});
+        return RunTool(
+            {"--warnings=off", "build", "cdb", m_dir.Write("in", lines), m_dir.Path(name)});
     }
 
     std::string Table(const std::string& settings = "") const {

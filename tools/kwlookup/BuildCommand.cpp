@@ -1,23 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "BuildCommand.h"
 
+#include "BoundedWarnings.h"
 #include "CdbWriter.h"
+#include "ExitStatus.h"
+#include "SourceFile.h"
+#include "Tell.h"
 #include "text/AsciiLower.h"
-#include "text/FileDescriptor.h"
-#include "text/LineReader.h"
-#include "text/LocaleBytes.h"
-#include "text/SystemError.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
-#include <limits>
 #include <stdexcept>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_map>
 
 namespace {
 
@@ -42,59 +40,50 @@ private:
     bool m_shown = false;
 };
 
-bool IsSameFile(int fd, const std::string& name) {
-    struct stat open, named;
-    return ::fstat(fd, &open) == 0 && ::stat(name.c_str(), &named) == 0 &&
-           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
-}
-
 /// Returns the number of records.
-std::size_t AddRecords(int fd, const BuildOptions& options, CdbWriter& writer) {
-    LineReader lines(fd);
+std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
+                       CdbWriter& writer) {
+    BoundedWarnings told(warnings, file.Name());
     Progress progress;
     std::size_t records = 0;
-    std::string_view line;
     std::string key;
-    while (lines.Next(line)) {
-        const LocaleBytes& bytes = LocaleBytes::Current();
-        const char* begin = line.data();
-        const char* end = begin + line.size();
-        bytes.Trim(begin, end);
-        if (begin == end || *begin == '#')
-            continue;
-        if (static_cast<std::size_t>(end - begin) > std::numeric_limits<std::int32_t>::max())
-            throw std::runtime_error(options.input + ":" + std::to_string(lines.LineNumber()) +
-                                     ": the line is too long");
-        const char* const key_end =
-            std::find_if(begin, end, [&bytes](char c) { return bytes.IsSpace(c); });
-        key.assign(begin, key_end);
+    std::unordered_map<std::string, std::size_t> lines; // of each key; empty where all count
+    const auto add = [&](std::string_view text, std::string_view value, std::size_t line) {
+        key.assign(text);
         if (!options.keep_case)
             std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
-        begin = std::find_if(key_end, end, [&bytes](char c) { return !bytes.IsSpace(c); });
-        writer.Add(key, {begin, static_cast<std::size_t>(end - begin)});
+        // postmap(1) takes the first one.
+        if (options.source == SourceFormat::Postmap) {
+            const auto [first, is_new] = lines.emplace(key, line);
+            if (!is_new) {
+                told.Add(line, "duplicate keys",
+                         "'" + key + "' stands in line " + std::to_string(first->second) +
+                             " already; this one is left out");
+                return;
+            }
+        }
+        writer.Add(key, value);
         progress.Show(++records);
-    }
-    if (lines.Error() != 0)
-        throw std::runtime_error(options.input + ": " + SystemErrorText(lines.Error()));
+    };
+    ReadTableSource(file.Lines(), file.Name(), options.source, warnings, add);
     return records;
 }
 
 } // namespace
 
-void RunBuildCommand(const BuildOptions& options) {
-    FileDescriptor file;
-    int fd = STDIN_FILENO;
-    if (options.input != "-") {
-        file = FileDescriptor::OpenForReading(options.input);
-        fd = file.Get();
-        if (!file)
-            throw std::runtime_error(options.input + ": " + SystemErrorText(errno));
-    }
-    if (IsSameFile(fd, options.output))
+int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
+    SourceFile file(options.input);
+    if (file.Is(options.output))
         throw std::runtime_error(options.output + ": is the file to read");
     std::signal(SIGXFSZ, SIG_IGN); // a file that gets too large is an error like others
+    Warnings warnings(options.warnings, log);
     CdbWriter writer(options.output);
-    const std::size_t records = AddRecords(fd, options, writer);
+    const std::size_t records = AddRecords(file, options, warnings, writer);
+    if (warnings.Errors() != 0) {
+        TellError(log, options.output + ": not made, since warnings count as errors");
+        return EXIT_BAD_LIST;
+    }
     writer.Finish();
     std::cout << options.output << ": " << records << (records == 1 ? " record\n" : " records\n");
+    return EXIT_FOUND;
 }

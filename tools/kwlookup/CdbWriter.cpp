@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +31,35 @@ std::string DirectoryOf(const std::string& name) {
     return parent.empty() ? "." : parent;
 }
 
+/// What stands after the name in that of a new file, and what mkostemp(3) replaces.
+constexpr std::string_view NEW_MARK = ".kwlookup-";
+constexpr std::string_view NEW_LETTERS = "XXXXXX";
+
+bool IsNewFileOf(const std::string& name, const std::string& file) {
+    const std::string start =
+        std::filesystem::path(name).filename().string() + std::string(NEW_MARK);
+    return file.compare(0, start.size(), start) == 0 &&
+           file.size() == start.size() + NEW_LETTERS.size();
+}
+
+/// Removes `name` when it is a file of this user that no process has locked.
+void RemoveUnlocked(const std::string& name) {
+    const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status;
+    if (file && ::fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
+        status.st_uid == ::geteuid() && ::flock(file.Get(), LOCK_EX | LOCK_NB) == 0)
+        ::unlink(name.c_str());
+}
+
+/// Removes what processes that were killed have left beside `name`.
+void RemoveLeftovers(const std::string& name) {
+    std::error_code error; // what cannot be looked at stays
+    for (std::filesystem::directory_iterator entry(DirectoryOf(name), error), end;
+         !error && entry != end; entry.increment(error))
+        if (IsNewFileOf(name, entry->path().filename().string()))
+            RemoveUnlocked(entry->path().string());
+}
+
 /// The mode of a file that a program makes anew.
 mode_t NewMode() {
     const mode_t mask = ::umask(0);
@@ -39,7 +70,8 @@ mode_t NewMode() {
 } // namespace
 
 CdbWriter::CdbWriter(const std::string& name)
-    : m_name(FollowLinks(name)), m_new_name(m_name + ".XXXXXX"),
+    : m_name(FollowLinks(name)),
+      m_new_name(m_name + std::string(NEW_MARK) + std::string(NEW_LETTERS)),
       m_remove_on_signal(m_new_name.c_str()) {
     struct stat old;
     const bool exists = ::stat(m_name.c_str(), &old) == 0;
@@ -50,9 +82,8 @@ CdbWriter::CdbWriter(const std::string& name)
     m_directory = FileDescriptor::OpenForReading(DirectoryOf(m_name));
     if (!m_directory)
         Fail();
-    m_file = FileDescriptor(::mkostemp(m_new_name.data(), O_CLOEXEC));
-    if (!m_file)
-        Fail();
+    RemoveLeftovers(m_name);
+    MakeNewFile();
     try {
         if (exists)
             KeepOwner(old);
@@ -88,6 +119,19 @@ void CdbWriter::Finish() {
     // The new name, too, is to outlive a crash of the machine.
     if (::fsync(m_directory.Get()) != 0)
         Fail();
+}
+
+// Another process may take the file for a leftover, and remove it, before it is locked.
+void CdbWriter::MakeNewFile() {
+    struct stat status;
+    do {
+        // In place: a signal may ask for the name at any time.
+        m_new_name.replace(m_new_name.size() - NEW_LETTERS.size(), NEW_LETTERS.size(), NEW_LETTERS);
+        m_file = FileDescriptor(::mkostemp(m_new_name.data(), O_CLOEXEC));
+        if (!m_file)
+            Fail();
+        ::flock(m_file.Get(), LOCK_EX); // where there are no locks, nothing is removed either
+    } while (::fstat(m_file.Get(), &status) == 0 && status.st_nlink == 0);
 }
 
 void CdbWriter::Fail() const {

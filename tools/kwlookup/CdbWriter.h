@@ -17,7 +17,8 @@
 class CdbWriter {
 public:
     /// `name` is the file to make or to replace; links are followed. The new file gets the mode and
-    /// the group of the old one, and its owner where the system allows it.
+    /// the group of the old one, and its owner where the system allows it. What killed processes
+    /// have left of new files is removed; a lock tells those of living ones.
     explicit CdbWriter(const std::string& name);
     /// Without Finish() nothing is left of the new file.
     ~CdbWriter();
@@ -31,6 +32,7 @@ public:
 
 private:
     [[noreturn]] void Fail() const;
+    void MakeNewFile();
     void KeepOwner(const struct stat& old) const;
 
     const std::string m_name;

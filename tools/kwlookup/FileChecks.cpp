@@ -23,6 +23,11 @@ FileDescriptor OpenRegular(const std::string& name) {
     return FileDescriptor::OpenForReading(name);
 }
 
+bool HasUtf16Mark(std::string_view text) {
+    const std::string_view mark = text.substr(0, 2);
+    return mark == "\xff\xfe" || mark == "\xfe\xff";
+}
+
 /// The start of a file, as far as it tells the encoding.
 class Start {
 public:
@@ -35,9 +40,8 @@ public:
 
     /// By its mark, or since a quarter of its bytes are NUL, as in text of few other letters.
     bool IsUtf16() const {
-        const std::string_view mark = m_text.substr(0, 2);
         const auto zeros = static_cast<std::size_t>(std::count(m_text.begin(), m_text.end(), '\0'));
-        return mark == "\xff\xfe" || mark == "\xfe\xff" || (zeros > 1 && zeros * 4 > m_text.size());
+        return HasUtf16Mark(m_text) || (zeros > 1 && zeros * 4 > m_text.size());
     }
 
 private:
@@ -119,6 +123,8 @@ void CheckBytes(std::string_view line, std::size_t number, BoundedWarnings& warn
     if (number == 1 && WithoutByteOrderMark(line).size() != line.size())
         warnings.Add(number, "byte order marks",
                      "a byte order mark is part of the first key; save the file without it");
+    if (number == 1 && HasUtf16Mark(line))
+        warnings.Add(number, "UTF-16", "the file is in UTF-16; save it as UTF-8");
     if (line.find('\0') != std::string_view::npos)
         warnings.Add(number, "lines with a NUL byte", "the line holds a NUL byte");
 }

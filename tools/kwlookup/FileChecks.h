@@ -20,5 +20,5 @@ void CheckListFile(const std::string& name, FileCheck check, Warnings& warnings)
 /// The same of a file of patterns; looks at every line.
 void CheckPatternFile(const std::string& name, Warnings& warnings);
 
-/// Warns of a NUL byte in `line`, and, in the first line, of a byte order mark.
+/// Warns of a NUL byte in `line`, and, in the first line, of a mark that tells its encoding.
 void CheckBytes(std::string_view line, std::size_t number, BoundedWarnings& warnings);

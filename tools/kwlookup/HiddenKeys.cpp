@@ -11,9 +11,10 @@ bool IsLocal(std::string_view key) {
     return key.size() > 1 && key.back() == '@';
 }
 
-/// `@corp.lan` means what `corp.lan` means.
+/// `@corp.lan` means what `corp.lan` means; but `.lan` is no domain.
 bool IsMarkedDomain(std::string_view key) {
-    return key.size() > 1 && key.front() == '@' && key.find('@', 1) == std::string_view::npos;
+    return key.size() > 1 && key.front() == '@' && key[1] != '.' &&
+           key.find('@', 1) == std::string_view::npos;
 }
 
 bool IsAddress(std::string_view key) {
@@ -30,8 +31,9 @@ HiddenKeys::Earlier HiddenKeys::Add(std::string_view key, std::size_t line) {
         name.remove_prefix(1);
     if (const std::size_t same = LineOf(name))
         return {same, true};
+    const std::size_t other = LineThatHides(name);
     m_lines.emplace(Keep(name), line);
-    if (const std::size_t other = LineThatHides(name))
+    if (other != 0)
         return {other, false};
     m_has_locals |= IsLocal(name);
     m_has_parents |= name.front() == '.';
@@ -54,14 +56,14 @@ std::size_t HiddenKeys::LineThatHides(std::string_view key) const {
     if (IsAddress(key)) {
         const std::size_t at = key.rfind('@');
         domain.remove_prefix(at + 1);
-        if (m_has_locals)
+        if (m_has_locals && at != 0)
             line = LineOf(key.substr(0, at + 1));
-        if (line == 0 && m_has_domains)
+        if (line == 0 && m_has_domains && domain.substr(0, 1) != ".")
             line = LineOf(domain);
     }
     if (!m_has_parents)
         return line;
-    for (std::size_t dot = domain.find('.', 1); line == 0 && dot < domain.size();
+    for (std::size_t dot = domain.find('.', 1); line == 0 && dot < domain.size() - 1;
          dot = domain.find('.', dot + 1))
         line = LineOf(domain.substr(dot));
     return line;

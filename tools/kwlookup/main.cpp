@@ -3,6 +3,7 @@
 #include "CheckCommand.h"
 #include "CompareCommand.h"
 #include "Configuration.h"
+#include "ConvertCommand.h"
 #include "ExitStatus.h"
 #include "FindCommand.h"
 #include "Hints.h"
@@ -78,6 +79,14 @@ Example:
 
 Blank lines and lines that begin with '#', indented or not, are left out.
 Readers go on with the old file until the new one is whole.)";
+
+const char CONVERT_EXAMPLES[] = R"(
+Example:
+  kwlookup convert --from postmap /etc/postfix/access > /etc/mail/access
+  kwlookup check file:/etc/mail/access
+
+Addresses come first, then domains, their parents and local parts, since the
+first line of a list that matches answers.)";
 
 const char MAIN_EXAMPLES[] = R"(
 Examples:
@@ -206,7 +215,7 @@ void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command)
     });
 }
 
-void AddBuild(CLI::App& app, Command& command) {
+void AddBuild(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<BuildOptions>();
     CLI::App& build = *app.add_subcommand("build", "Make a database file of a text file");
     build.require_subcommand(1);
@@ -217,10 +226,33 @@ void AddBuild(CLI::App& app, Command& command) {
         ->required();
     cdb.add_option("OUT", options->output, "The file to make or to replace")->required();
     cdb.add_flag("--keep-case", options->keep_case, "Do not lower-case the keys");
-    cdb.callback([options, &command] {
-        command = [options](Configuration&, LogClass&) {
-            RunBuildCommand(*options);
-            return EXIT_FOUND;
+    const std::map<std::string, SourceFormat> formats = {{"plain", SourceFormat::Plain},
+                                                         {"postmap", SourceFormat::Postmap}};
+    cdb.add_option("--source", options->source,
+                   "How FILE is written: plain (default), or as postmap reads it")
+        ->transform(CLI::Transformer(formats))
+        ->type_name("FORMAT");
+    cdb.callback([options, &warnings, &command] {
+        options->warnings = warnings;
+        command = [options](Configuration&, LogClass& log) {
+            return RunBuildCommand(*options, log);
+        };
+    });
+}
+
+void AddConvert(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
+    const auto input = std::make_shared<std::string>();
+    CLI::App& convert =
+        *app.add_subcommand("convert", "Print another program's table as a list of values");
+    convert.footer(CONVERT_EXAMPLES);
+    convert.add_option("--from", "How FILE is written: as postmap reads it")
+        ->check(CLI::IsMember({"postmap"}))
+        ->type_name("FORMAT")
+        ->required();
+    convert.add_option("FILE", *input, "The table's text; '-' reads standard input")->required();
+    convert.callback([input, &warnings, &command] {
+        command = [input, &warnings](Configuration&, LogClass& log) {
+            return RunConvertCommand(*input, warnings, log);
         };
     });
 }
@@ -266,7 +298,8 @@ int main(int argc, char** argv) {
     AddWatch(app, warnings, command);
     AddCheck(app, config_file, warnings, command);
     AddCompare(app, warnings, command);
-    AddBuild(app, command);
+    AddBuild(app, warnings, command);
+    AddConvert(app, warnings, command);
     AddTypes(app, command);
 
     try {

@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: MIT
+#include "support/TempDir.h"
+#include "tools/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+namespace {
+
+enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
+
+class ToolSource : public testing::Test {
+protected:
+    std::string Told(const std::string& text) const {
+        return "kwlookup: warning: " + m_dir.Path("in") + ":" + text + "\n";
+    }
+
+    ProgramResult Build(std::vector<std::string> options, const std::string& text) const {
+        options.insert(options.begin(), {"build", "cdb", m_dir.Write("in", text), m_out});
+        return RunTool(options);
+    }
+
+    ProgramResult Convert(const std::string& text) const {
+        return RunTool({"convert", "--from", "postmap", m_dir.Write("in", text)});
+    }
+
+    std::string Find(const std::string& key) const {
+        return RunTool({"find", "cdb:OnError=exception|Database=" + m_out + "|$s", "-"}, key + "\n")
+            .out;
+    }
+
+    ProgramResult Made(std::size_t records, const std::string& told) const {
+        return {FOUND,
+                m_out + ": " + std::to_string(records) +
+                    (records == 1 ? " record\n" : " records\n"),
+                told};
+    }
+
+    std::size_t FileCount() const {
+        const fs::directory_iterator files(fs::path(m_out).parent_path());
+        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    }
+
+    const TempDir m_dir;
+    const std::string m_out = m_dir.Path("out.cdb");
+};
+
+// What postmap(1) of version 3.7 made of this text, and what it warned of.
+const char POSTMAP_TEXT[] = "# c\n  # c2\n  lead cont\nCont@x.lan first\n  second  line \t\n"
+                            "# between\n  third\n\n  fourth\n\"two words\" v\n"
+                            "\"q\\\"uo\\\\te\" v2\nnovalue@x.lan\ndup@x.lan one\nDup@x.lan two\n"
+                            "\"open v\na\"b c\"d e\nalias: target\ncr@x val\r\n"
+                            "\\ esc\\ aped x\n\"\" emptykey\n\"half\"rest v\nlast@x tail";
+
+TEST_F(ToolSource, PostmapTextIsReadAsPostmapReadsIt) {
+    EXPECT_EQ(
+        Build({"--source=postmap"}, POSTMAP_TEXT),
+        Made(11, Told("3: there is no line before that it could continue; it is left out") +
+                     Told("12: there is no value after the key 'novalue@x.lan'; it is left out") +
+                     Told("14: 'dup@x.lan' stands in line 13 already; this one is left out") +
+                     Told("15: a quote is left open in '\"open v'; it is left out") +
+                     Told("17: the colon is part of the key 'alias:'")));
+    const std::vector<std::vector<std::string>> records = {
+        {"cont@x.lan", "first  second  line \t  third  fourth"},
+        {"\"two words\"", "v"},
+        {"\"q\\\"uo\\\\te\"", "v2"},
+        {"dup@x.lan", "one"},
+        {"a\"b c\"d", "e"},
+        {"alias:", "target"},
+        {"cr@x", "val"},
+        {"\\ esc\\ aped", "x"},
+        {"\"\"", "emptykey"},
+        {"\"half\"rest", "v"},
+        {"last@x", "tail"},
+    };
+    for (const auto& record : records)
+        EXPECT_EQ(
+            RunTool({"find", "--json", "cdb:OnError=exception|Database=" + m_out + "|$s", "-"},
+                    record[0] + "\n")
+                .status,
+            FOUND)
+            << record[0];
+    EXPECT_EQ(Find("cr@x"), "cr@x\tval\n");
+    EXPECT_EQ(Find("dup@x.lan"), "dup@x.lan\tone\n");
+    EXPECT_EQ(Find("\"two words\""), "\"two words\"\tv\n");
+    for (const char* key : {"second", "novalue@x.lan", "lead", "\"two", "\"open"})
+        EXPECT_EQ(Find(key), "") << key;
+}
+
+TEST_F(ToolSource, PostmapTextOfOddShapes) {
+    EXPECT_EQ(Build({"--source", "postmap"}, ""), Made(0, ""));
+    EXPECT_EQ(Build({"--source", "postmap"}, "\n \t\n#\n"), Made(0, ""));
+    EXPECT_EQ(Build({"--source", "postmap"}, "a\n b"), Made(1, ""));
+    EXPECT_EQ(Find("a"), "a\tb\n");
+    EXPECT_EQ(Build({"--source", "postmap", "--keep-case"}, "A b\na c\n"), Made(2, ""));
+    EXPECT_EQ(Build({"--source", "postmap"}, "a b\0c\nd e\n"s),
+              Made(2, Told("1: the line holds a NUL byte")));
+    EXPECT_EQ(Find("a"), "a\tb\n");
+    EXPECT_EQ(Build({"--source", "hash"}, "").status, USAGE);
+}
+
+TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
+    const struct {
+        std::string text;
+        std::string told;
+    } cases[] = {
+        {"a b\n c d\n", Told("2: it begins with white space; 'c' is a key, not the rest of the "
+                             "line before, as with --source=postmap")},
+        {"\"two words\" v\n", Told("1: quotes hold no words together; the key is '\"two', other "
+                                   "than with --source=postmap")},
+        {"a\0b c\n"s, Told("1: the line holds a NUL byte")},
+        {"\xef\xbb\xbfkey v\n",
+         Told("1: a byte order mark is part of the first key; save the file without it")},
+        {"\xff\xfeke\n", Told("1: the file is in UTF-16; save it as UTF-8")},
+        {"\"jdoe\"@x v\n\n  # c\na \"b c\n", ""},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.text);
+        EXPECT_EQ(Build({}, test.text).err, test.told);
+        EXPECT_EQ(Build({"--warnings=off"}, test.text).err, "");
+        const auto before = fs::last_write_time(m_out);
+        const ProgramResult strict = Build({"--warnings=error"}, test.text);
+        if (test.told.empty())
+            continue;
+        EXPECT_EQ(strict.status, BAD_LIST);
+        EXPECT_EQ(strict.err, test.told + "kwlookup: error: " + m_out +
+                                  ": not made, since warnings count as errors\n");
+        EXPECT_EQ(fs::last_write_time(m_out), before);
+        EXPECT_EQ(FileCount(), 2U);
+    }
+}
+
+TEST_F(ToolSource, ConvertsToAListThatAnswersInTheSameOrder) {
+    EXPECT_EQ(Convert("jdoe@ local\n.lan outer\nCorp.lan domain\n.corp.lan\n  inner\n"
+                      "jdoe@corp.lan address\n@x.lan marked, \"as\" \\is\n"),
+              (ProgramResult{FOUND,
+                             "jdoe@corp.lan address\nCorp.lan domain\n@x.lan marked, \"as\" \\is\n"
+                             ".corp.lan inner\n.lan outer\njdoe@ local\n",
+                             ""}));
+    const std::string list =
+        "file:" + m_dir.Write("list", RunTool({"convert", "--from=postmap", m_dir.Path("in")}).out);
+    EXPECT_EQ(RunTool({"find", list, "jdoe@corp.lan", "a@corp.lan", "a@b.corp.lan", "a@b.lan",
+                       "jdoe@else"})
+                  .out,
+              "jdoe@corp.lan\taddress\na@corp.lan\tdomain\na@b.corp.lan\tinner\na@b.lan\touter\n"
+              "jdoe@else\tlocal\n");
+    EXPECT_EQ(RunTool({"check", "--warnings=error", list}).status, FOUND);
+    EXPECT_EQ(RunTool({"convert", "--from", "postmap", "-"}, "a b\n").out, "a b\n");
+}
+
+TEST_F(ToolSource, ConvertTellsWhatAListCannotSay) {
+    const ProgramResult result = Convert("\"two words\"@x v\na b\n*.corp.lan c\nA d\nalone\n");
+    EXPECT_EQ(result,
+              (ProgramResult{
+                  BAD_LIST, "a b\n*.corp.lan c\n",
+                  "kwlookup: error: " + m_dir.Path("in") +
+                      ":1: the key '\"two words\"@x' holds white space, which a list cannot say; "
+                      "it is left out\n" +
+                      Told("3: '*' stands for itself here; write '.corp.lan' for all "
+                           "sub-domains") +
+                      Told("4: 'A' stands in line 2 already; this one is left out") +
+                      Told("5: there is no value after the key 'alone'; it is left out")}));
+    EXPECT_EQ(Convert("*.corp.lan c\n").status, FOUND);
+    EXPECT_EQ(
+        RunTool({"--warnings=error", "convert", "--from", "postmap", m_dir.Path("in")}).status,
+        BAD_LIST);
+    EXPECT_EQ(RunTool({"convert", m_dir.Path("in")}).status, USAGE);
+    EXPECT_EQ(RunTool({"convert", "--from", "hash", m_dir.Path("in")}).status, USAGE);
+    const ProgramResult missing = RunTool({"convert", "--from", "postmap", m_dir.Path("no")});
+    EXPECT_EQ(missing.status, UNAVAILABLE);
+    EXPECT_EQ(missing.err,
+              "kwlookup: error: " + m_dir.Path("no") + ": No such file or directory\n");
+}
+
+class ToolLeftovers : public ToolSource {
+protected:
+    /// A build that waits for its input, with its new file there.
+    std::unique_ptr<RunningProgram> StartBuild(std::size_t files) const {
+        auto build = std::make_unique<RunningProgram>(ToolArguments({"build", "cdb", "-", m_out}),
+                                                      TOOL_ENVIRONMENT);
+        for (int i = 0; i < 60000 && FileCount() != files; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(FileCount(), files);
+        return build;
+    }
+};
+
+TEST_F(ToolLeftovers, OfKilledBuildsAreRemovedByTheNext) {
+    const auto build = StartBuild(1);
+    ::kill(build->Pid(), SIGKILL);
+    EXPECT_EQ(build->Finish().status, 128 + SIGKILL);
+    EXPECT_EQ(FileCount(), 1U);
+    EXPECT_EQ(Build({}, "a b\n").status, FOUND);
+    EXPECT_EQ(FileCount(), 2U) << "the text and the table";
+}
+
+TEST_F(ToolLeftovers, OfLivingBuildsAndOthersStay) {
+    m_dir.Write("out.cdb.backup", "");
+    m_dir.Write("out.cdb.kwlookup-1234567", "");
+    m_dir.Write("other.cdb.kwlookup-123456", "");
+    fs::create_symlink("out.cdb.backup", m_dir.Path("out.cdb.kwlookup-linked"));
+    fs::create_directory(m_dir.Path("out.cdb.kwlookup-folder"));
+    const auto build = StartBuild(6);
+    EXPECT_EQ(Build({}, "a b\n").status, FOUND);
+    EXPECT_EQ(FileCount(), 8U);
+    build->Write("c d\n");
+    EXPECT_EQ(build->Finish().status, FOUND);
+    EXPECT_EQ(Find("c"), "c\td\n");
+    EXPECT_EQ(FileCount(), 7U);
+}
+
+} // namespace

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "ConvertCommand.h"
+
+#include "BoundedWarnings.h"
+#include "ExitStatus.h"
+#include "ForeignSyntax.h"
+#include "SourceFile.h"
+#include "TableSource.h"
+#include "Tell.h"
+#include "text/AsciiLower.h"
+#include "text/LocaleBytes.h"
+
+#include <algorithm>
+#include <iostream>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+struct Record {
+    std::string key;
+    std::string value;
+};
+
+/// Where mail servers ask for a key: the address, its domain, the domains above that from the
+/// longest to the shortest, the local part. The first line that matches answers for a list.
+std::tuple<int, std::size_t> Place(const Record& record) {
+    const std::string& key = record.key;
+    const std::size_t at = key.rfind('@');
+    if (at == key.size() - 1)
+        return {3, 0};
+    if (at != std::string::npos && at != 0)
+        return {0, 0};
+    return key.front() == '.' ? std::make_tuple(2, std::string::npos - key.size())
+                              : std::make_tuple(1, std::size_t(0));
+}
+
+} // namespace
+
+int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogClass& log) {
+    SourceFile file(input);
+    Warnings warnings(mode, log);
+    std::vector<Record> records;
+    std::unordered_map<std::string, std::size_t> lines;
+    bool good = true;
+    {
+        BoundedWarnings told(warnings, file.Name());
+        const LocaleBytes& bytes = LocaleBytes::Current();
+        const auto add = [&](std::string_view key, std::string_view value, std::size_t line) {
+            std::string lower(key);
+            std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
+            const auto [first, is_new] = lines.emplace(std::move(lower), line);
+            const std::string name(key);
+            if (!is_new) {
+                told.Add(line, "duplicate keys",
+                         "'" + name + "' stands in line " + std::to_string(first->second) +
+                             " already; this one is left out");
+                return;
+            }
+            if (std::any_of(key.begin(), key.end(),
+                            [&bytes](char c) { return bytes.IsSpace(c); })) {
+                TellError(log, file.Name() + ":" + std::to_string(line) + ": the key '" + name +
+                                   "' holds white space, which a list cannot say; it is left out");
+                good = false;
+                return;
+            }
+            const std::string foreign = ForeignKey(key);
+            const bool told_already = key.back() == ':';
+            if (!foreign.empty() && !told_already)
+                told.Add(line, "keys in another program's syntax", foreign);
+            records.push_back({name, std::string(value)});
+        };
+        ReadTableSource(file.Lines(), file.Name(), SourceFormat::Postmap, warnings, add);
+    }
+    std::stable_sort(records.begin(), records.end(),
+                     [](const Record& l, const Record& r) { return Place(l) < Place(r); });
+    for (const Record& record : records)
+        std::cout << record.key << ' ' << record.value << '\n';
+    return good && warnings.Errors() == 0 ? EXIT_FOUND : EXIT_BAD_LIST;
+}

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+#include "text/LineReader.h"
+
+#include <string>
+
+/// A text file to make something of, or standard input.
+class SourceFile {
+public:
+    /// "-" stands for standard input. Throws std::runtime_error "NAME: REASON".
+    explicit SourceFile(const std::string& name);
+
+    LineReader& Lines() { return m_lines; }
+    /// As messages name it.
+    const std::string& Name() const { return m_name; }
+    /// True when `name` stands for this very file.
+    bool Is(const std::string& name) const;
+
+private:
+    const std::string m_name;
+    const FileDescriptor m_file; ///< empty for standard input
+    LineReader m_lines;
+};

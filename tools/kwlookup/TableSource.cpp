@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include "TableSource.h"
+
+#include "BoundedWarnings.h"
+#include "FileChecks.h"
+#include "text/LocaleBytes.h"
+#include "text/SystemError.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+
+namespace {
+
+// postmap(1) knows no locale.
+constexpr std::string_view SPACE = " \t\n\v\f\r";
+
+bool IsSpace(char c) {
+    return SPACE.find(c) != std::string_view::npos;
+}
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(SPACE);
+    return begin == std::string_view::npos
+               ? std::string_view()
+               : text.substr(begin, text.find_last_not_of(SPACE) - begin + 1);
+}
+
+/// `text` as a message shows it, which need not be all of it.
+std::string Shown(std::string_view text) {
+    return "'" + std::string(text.substr(0, 100)) + "'";
+}
+
+/// Takes the lines of a file one by one.
+class PlainSource {
+public:
+    PlainSource(const AddRecord& add, BoundedWarnings& warnings)
+        : m_add(add), m_warnings(warnings) {}
+
+    void Take(std::string_view line, std::size_t number) {
+        const LocaleBytes& bytes = LocaleBytes::Current();
+        const char* begin = line.data();
+        const char* end = begin + line.size();
+        bytes.Trim(begin, end);
+        if (begin == end || *begin == '#')
+            return;
+        const char* const key_end =
+            std::find_if(begin, end, [&bytes](char c) { return bytes.IsSpace(c); });
+        const std::string_view key(begin, static_cast<std::size_t>(key_end - begin));
+        if (begin != line.data())
+            m_warnings.Add(number, "lines that begin with white space",
+                           "it begins with white space; " + Shown(key) +
+                               " is a key, not the rest of the line before, as with "
+                               "--source=postmap");
+        if (std::count(key.begin(), key.end(), '"') % 2 != 0)
+            m_warnings.Add(number, "keys cut inside of quotes",
+                           "quotes hold no words together; the key is " + Shown(key) +
+                               ", other than with --source=postmap");
+        const char* const value =
+            std::find_if(key_end, end, [&bytes](char c) { return !bytes.IsSpace(c); });
+        m_add(key, {value, static_cast<std::size_t>(end - value)}, number);
+    }
+
+    void Finish() {}
+
+private:
+    const AddRecord& m_add;
+    BoundedWarnings& m_warnings;
+};
+
+/// Puts continued lines together. What postmap(1) warns of and leaves out is left out here too.
+class PostmapSource {
+public:
+    PostmapSource(const AddRecord& add, BoundedWarnings& warnings)
+        : m_add(add), m_warnings(warnings) {}
+
+    void Take(std::string_view line, std::size_t number) {
+        const std::string_view text = Trimmed(line);
+        if (text.empty() || text[0] == '#')
+            return;
+        if (!IsSpace(line[0])) {
+            Finish();
+            m_number = number;
+            m_record = line;
+        } else if (m_number == 0) {
+            m_warnings.Add(number, "lines that are left out",
+                           "there is no line before that it could continue; it is left out");
+        } else {
+            m_record += line;
+        }
+    }
+
+    /// Ends the record that the last lines are.
+    void Finish() {
+        if (m_number != 0)
+            AddRecordOf(std::string_view(m_record).substr(0, m_record.find('\0')));
+        m_number = 0;
+    }
+
+private:
+    void AddRecordOf(std::string_view record) {
+        std::size_t end = 0;
+        bool quoted = false;
+        for (; end < record.size() && (quoted || !IsSpace(record[end])); ++end) {
+            if (record[end] == '\\' && end + 1 < record.size())
+                ++end;
+            else if (record[end] == '"')
+                quoted = !quoted;
+        }
+        const std::string_view key = record.substr(0, end);
+        const std::string_view value = Trimmed(record.substr(end));
+        if (quoted) {
+            LeaveOut("a quote is left open in " + Shown(key));
+        } else if (key.empty() || value.empty()) {
+            LeaveOut("there is no value after the key " + Shown(key));
+        } else {
+            if (key.back() == ':')
+                m_warnings.Add(m_number, "keys that end in a colon",
+                               "the colon is part of the key " + Shown(key));
+            m_add(key, value, m_number);
+        }
+    }
+
+    void LeaveOut(const std::string& reason) {
+        m_warnings.Add(m_number, "lines that are left out", reason + "; it is left out");
+    }
+
+    const AddRecord& m_add;
+    BoundedWarnings& m_warnings;
+    std::string m_record;
+    std::size_t m_number = 0; ///< of its first line; 0: none has begun
+};
+
+template <typename Source>
+void Read(LineReader& lines, const std::string& name, Source source, BoundedWarnings& warnings) {
+    for (std::string_view line; lines.Next(line);) {
+        if (line.size() > std::numeric_limits<std::int32_t>::max())
+            throw std::runtime_error(name + ":" + std::to_string(lines.LineNumber()) +
+                                     ": the line is too long");
+        CheckBytes(line, lines.LineNumber(), warnings);
+        source.Take(line, lines.LineNumber());
+    }
+    if (lines.Error() != 0)
+        throw std::runtime_error(name + ": " + SystemErrorText(lines.Error()));
+    source.Finish();
+}
+
+} // namespace
+
+void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat format,
+                     Warnings& warnings, const AddRecord& add) {
+    BoundedWarnings told(warnings, name);
+    if (format == SourceFormat::Postmap)
+        Read(lines, name, PostmapSource(add, told), told);
+    else
+        Read(lines, name, PlainSource(add, told), told);
+}
