@@ -32,8 +32,10 @@ void LocaleBytes::Trim(std::string& text) const {
     auto begin = text.cbegin();
     auto end = text.cend();
     Trim(begin, end);
-    text.erase(end, text.cend());
-    text.erase(text.cbegin(), begin);
+    // By positions: the first erase may end the validity of iterators.
+    const auto skipped = static_cast<std::size_t>(begin - text.cbegin());
+    text.resize(static_cast<std::size_t>(end - text.cbegin()));
+    text.erase(0, skipped);
 }
 
 const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
