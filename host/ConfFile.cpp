@@ -36,12 +36,10 @@ constexpr std::string_view FILE_SUFFIX = ".file";
 FileDescriptor OpenTrusted(const std::string& name) {
     if (name.find('\0') != std::string::npos)
         throw std::runtime_error("the file name holds a NUL byte");
-    FileDescriptor file = FileDescriptor::OpenForReading(name);
+    FileDescriptor file = OpenInput(name);
     struct stat status {};
-    if (!file || ::fstat(file.Get(), &status) != 0)
+    if (::fstat(file.Get(), &status) != 0)
         throw std::runtime_error(name + ": " + SystemErrorText(errno));
-    if (S_ISDIR(status.st_mode))
-        throw std::runtime_error(name + ": " + SystemErrorText(EISDIR));
     if (status.st_mode & (S_IWGRP | S_IWOTH))
         throw std::runtime_error(name + ": refused, others may write it (chmod go-w)");
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
@@ -66,7 +64,7 @@ bool HasSuffixNoCase(std::string_view text, std::string_view suffix) {
 /// parser, which is C, has returned.
 class ConfFile::Reader {
 public:
-    Reader(ConfFile& file, int fd) : m_file(file), m_lines(fd) {}
+    Reader(ConfFile& file, int fd) : m_file(file), m_lines(fd, BytesToRead(fd)) {}
 
     void Run() {
         static std::mutex lock;

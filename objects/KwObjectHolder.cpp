@@ -14,6 +14,7 @@
 #include <exception>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 boost::ptr_vector<KwObjectHolder::ObjectLib> KwObjectHolder::m_loaded_libs;
 boost::mutex KwObjectHolder::m_lock;
@@ -32,6 +33,31 @@ std::domain_error CannotLoad(const std::string& file, const std::string& reason)
 }
 
 } // namespace
+
+/// The item that a thread is making an object of. A list inside the settings of an item has items
+/// of its own.
+class __attribute__((visibility("hidden"))) KwObjectHolder::CurrentItem {
+public:
+    CurrentItem(const KwObjectHolder& holder, const std::string& text)
+        : m_holder(holder), m_text(text), m_outer(std::exchange(t_innermost, this)) {}
+    CurrentItem(const CurrentItem&) = delete;
+    CurrentItem& operator=(const CurrentItem&) = delete;
+    ~CurrentItem() { t_innermost = m_outer; }
+
+    static const CurrentItem* Get() { return t_innermost; }
+    std::string ErrorText(const std::string& reason) const {
+        return m_holder.ErrorText(m_text, reason);
+    }
+
+private:
+    static thread_local const CurrentItem* t_innermost;
+
+    const KwObjectHolder& m_holder;
+    const std::string& m_text;
+    const CurrentItem* const m_outer;
+};
+
+thread_local const KwObjectHolder::CurrentItem* KwObjectHolder::CurrentItem::t_innermost = nullptr;
 
 KwObjectHolder::KwObjectHolder(Filter filter, const LogClass& log)
     : m_filter(filter), m_log(&log) {}
@@ -72,6 +98,7 @@ void KwObjectHolder::Init(const std::string& objects) {
     ConfParser::SplitVector(m_init, items, ',');
     for (const std::string& item : items) {
         try {
+            const CurrentItem current(*this, item);
             InitItem(item);
         } catch (const std::exception& error) {
             CollectError(item, error.what());
@@ -106,10 +133,23 @@ void KwObjectHolder::InitItem(const std::string& item) {
 }
 
 void KwObjectHolder::CollectError(const std::string& item, const char* reason) const {
-    const std::string text = "Error in init " + GetNameForLog() + " [" + item + "]: " + reason;
+    const std::string text = ErrorText(item, reason);
     LogErrorNoThrow(*m_log, {text});
+    AddError(text);
+}
+
+std::string KwObjectHolder::ErrorText(const std::string& item, const std::string& reason) const {
+    return "Error in init " + GetNameForLog() + " [" + item + "]: " + reason;
+}
+
+void KwObjectHolder::AddError(const std::string& text) {
     const RegistryLock lock;
     m_errors.push_back(text);
+}
+
+void KwObjectHolder::CollectItemError(const std::string& reason) {
+    if (const CurrentItem* item = CurrentItem::Get())
+        AddError(item->ErrorText(reason));
 }
 
 std::invalid_argument KwObjectHolder::CannotUse(const std::string& type) const {

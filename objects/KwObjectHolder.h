@@ -91,6 +91,12 @@ public:
     /// BuiltinOnly too: only Init() looks at the filter.
     void LoadFromDynamicLibrary(const std::string& type, const std::string& params);
 
+    /// Collects an error of the item of which Init() is making an object in this thread: that
+    /// object stays, and AfterReload() reports "Error in init KIND [ITEM]: REASON". For an object
+    /// that could be made in part. Logs nothing; does nothing where no item is being loaded.
+    /// Throws std::bad_alloc.
+    static void CollectItemError(const std::string& reason);
+
     /// Gives the host's configuration loader, of which a weak reference is kept: the host keeps it
     /// alive. May be null. Not beside a load in another thread.
     static void SetConfLoader(boost::shared_ptr<IfConfLoader> loader);
@@ -127,9 +133,12 @@ public:
 private:
     class ObjectLib;
     class RegistryLock;
+    class CurrentItem;
 
     void InitItem(const std::string& item);
+    std::string ErrorText(const std::string& item, const std::string& reason) const;
     void CollectError(const std::string& item, const char* reason) const;
+    static void AddError(const std::string& text);
     std::invalid_argument CannotUse(const std::string& type) const;
     ObjectLib* FindLib(const std::string& type) const;
     void OpenLib(const std::string& type, const std::string& file) const;

@@ -15,10 +15,10 @@ FileDescriptor::~FileDescriptor() {
         ::close(m_fd);
 }
 
-FileDescriptor FileDescriptor::OpenForReading(const std::string& name) {
+FileDescriptor FileDescriptor::OpenForReading(const std::string& name, int flags) {
     int fd;
     do
-        fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+        fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | flags);
     while (fd < 0 && errno == EINTR);
     return FileDescriptor(fd);
 }

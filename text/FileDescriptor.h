@@ -13,8 +13,9 @@ public:
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     ~FileDescriptor();
 
-    /// Opens `name`, closed on exec. Empty, with the reason in errno, when that fails.
-    static FileDescriptor OpenForReading(const std::string& name);
+    /// Opens `name`, closed on exec, with `flags` of open(2) in addition. Empty, with the reason in
+    /// errno, when that fails. A file of which all is read is opened by OpenInput() instead.
+    static FileDescriptor OpenForReading(const std::string& name, int flags = 0);
 
     explicit operator bool() const { return m_fd >= 0; }
     int Get() const { return m_fd; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "text/LineReader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
@@ -19,7 +20,8 @@ std::ptrdiff_t ReadBlock(int fd, char* buffer, std::size_t size) {
     return got;
 }
 
-LineReader::LineReader(int fd) : m_fd(fd), m_buffer(BLOCK_BYTES) {}
+LineReader::LineReader(int fd, std::uint64_t limit)
+    : m_fd(fd), m_left(limit), m_buffer(BLOCK_BYTES) {}
 
 bool LineReader::Next(std::string_view& line) {
     std::size_t searched = 0;
@@ -60,8 +62,10 @@ bool LineReader::Fill() {
     }
     if (m_end == m_buffer.size())
         m_buffer.resize(2 * m_buffer.size());
-    const std::ptrdiff_t got = ReadBlock(m_fd, m_buffer.data() + m_end, m_buffer.size() - m_end);
+    const std::size_t size = std::min<std::uint64_t>(m_buffer.size() - m_end, m_left);
+    const std::ptrdiff_t got = size == 0 ? 0 : ReadBlock(m_fd, m_buffer.data() + m_end, size);
     if (got > 0) {
+        m_left -= static_cast<std::uint64_t>(got);
         m_end += static_cast<std::size_t>(got);
         return true;
     }

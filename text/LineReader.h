@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -11,8 +12,9 @@
 /// Threads: one.
 class LineReader {
 public:
-    /// Does not own `fd`. Throws std::bad_alloc only.
-    explicit LineReader(int fd);
+    /// Does not own `fd`. Reads at most `limit` bytes: see BytesToRead(). Throws std::bad_alloc
+    /// only.
+    explicit LineReader(int fd, std::uint64_t limit = UINT64_MAX);
 
     /// Gives the next line without its newline; the last line needs none. False at the end, and at
     /// a read error: Error() tells which. What a last, cut line holds at an error is still given.
@@ -32,6 +34,7 @@ private:
     bool Fill();
 
     int m_fd;
+    std::uint64_t m_left; ///< how much may still be read
     std::vector<char> m_buffer;
     std::size_t m_begin = 0; ///< start of what has not been given yet
     std::size_t m_end = 0;

@@ -2,6 +2,7 @@
 #include "lookup/builtin/KwFileLookup.h"
 
 #include "host/LogText.h"
+#include "objects/KwObjectHolder.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
 #include "text/SystemError.h"
@@ -9,7 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
+#include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,6 +42,43 @@ std::size_t EstimateRecords(int fd, off_t size, const LocaleBytes& bytes) {
     return static_cast<std::size_t>(records_a_byte * static_cast<double>(size) * 1.03) + 1;
 }
 
+/// What a file holds, and the error number of the read that failed, or 0.
+struct FileContents {
+    std::vector<std::string> records;
+    int error = 0;
+};
+
+FileContents ReadRecords(const std::string& file_name) {
+    const FileDescriptor file = OpenTextFile(file_name);
+    struct stat status {};
+    if (::fstat(file.Get(), &status) != 0)
+        throw CanNotLoad(file_name, errno);
+
+    FileContents contents;
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    if (S_ISREG(status.st_mode))
+        contents.records.reserve(EstimateRecords(file.Get(), status.st_size, bytes));
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
+    for (std::string_view line; lines.Next(line);) {
+        const char* begin = line.data();
+        const char* end = begin + line.size();
+        bytes.Trim(begin, end);
+        if (begin != end)
+            contents.records.emplace_back(begin, end);
+    }
+    contents.error = lines.Error();
+    return contents;
+}
+
+/// As ReadRecords(); a file that does not fit into memory is told by its name.
+FileContents ReadWholeFile(const std::string& file_name) {
+    try {
+        return ReadRecords(file_name);
+    } catch (const std::bad_alloc&) {
+        throw CanNotLoad(file_name, ENOMEM);
+    }
+}
+
 } // namespace
 
 KwIfLookup* KwFileLookup::Create(const std::string&) {
@@ -48,35 +86,23 @@ KwIfLookup* KwFileLookup::Create(const std::string&) {
 }
 
 void KwFileLookup::Init(const std::string& file_name) {
-    const FileDescriptor file = OpenTextFile(file_name);
-    struct stat status {};
-    if (::fstat(file.Get(), &status) != 0)
-        throw CanNotLoad(file_name, errno);
-
-    const LocaleBytes& bytes = LocaleBytes::Current();
-    std::vector<std::string> records;
-    if (S_ISREG(status.st_mode))
-        records.reserve(EstimateRecords(file.Get(), status.st_size, bytes));
-    LineReader lines(file.Get());
-    for (std::string_view line; lines.Next(line);) {
-        const char* begin = line.data();
-        const char* end = begin + line.size();
-        bytes.Trim(begin, end);
-        if (begin != end)
-            records.emplace_back(begin, end);
-    }
+    FileContents contents = ReadWholeFile(file_name);
 
     // Before anything changes: without memory for a text the old records stay.
-    const std::string count = std::to_string(records.size());
+    const std::string count = std::to_string(contents.records.size());
     const LogClass* log = GetLogPtr();
     std::string name = file_name, warning, message;
-    if (lines.Error() != 0 && log && log->isWarnEnabled())
-        warning = "KwFileLookup: read error in " + file_name + " after " + count +
-                  " records: " + SystemErrorText(lines.Error());
+    if (contents.error != 0) {
+        const std::string reason =
+            " after " + count + " records: " + SystemErrorText(contents.error);
+        if (log && log->isWarnEnabled())
+            warning = "KwFileLookup: read error in " + file_name + reason;
+        KwObjectHolder::CollectItemError("read error" + reason);
+    }
     if (log && log->isDebugEnabled())
         message = "KwFileLookup: loaded " + count + " records from " + file_name + " file.";
 
-    Replace(std::move(records));
+    Replace(std::move(contents.records));
     m_file_name.swap(name);
     if (!warning.empty())
         LogText(*log, log4cxx::Level::LEVEL_WARN, warning);

@@ -16,12 +16,16 @@ public:
     /// object. Throws boost::thread_resource_error when the system has no lock left.
     static KwIfLookup* Create(const std::string& text);
 
-    /// Loads `file_name` in place of the records held so far.
+    /// Loads `file_name` in place of the records held so far: a regular file as large as it is now,
+    /// /dev/null, or a pipe that the process was given (/dev/stdin, /dev/fd/N).
     ///
     /// Throws std::invalid_argument "Can not load file 'NAME': REASON" with the system's reason
-    /// when the file cannot be opened or is a directory, and std::bad_alloc; the records and the
-    /// name held so far then stay. A read error in the middle ends the file: what was read stays,
-    /// and the warning "KwFileLookup: read error in NAME after N records: REASON" tells it.
+    /// when the file cannot be opened, is a directory or needs more memory than there is, and with
+    /// "not a regular file" for a device or another pipe; the records and the name held so far then
+    /// stay. A read error in the middle ends the file: what was read becomes the list, the warning
+    /// "KwFileLookup: read error in NAME after N records: REASON" tells it, and where a holder is
+    /// being filled the error "read error after N records: REASON" is collected for the item, for
+    /// KwObjectHolder::AfterReload() to report.
     /// Writes "KwFileLookup: loaded N records from NAME file." at debug level. What the logger
     /// throws comes when the file is loaded.
     /// Cost: about 60 ns a line and one allocation for each record over 15 bytes.

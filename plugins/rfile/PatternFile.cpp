@@ -5,6 +5,8 @@
 #include "text/LocaleBytes.h"
 #include "text/TextFile.h"
 
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 
@@ -59,12 +61,10 @@ void AddLine(PatternList& list, std::string_view line, std::size_t number, unsig
     list.Add(line.substr(1, slash - 1), options, Trimmed(line.substr(end)), number);
 }
 
-} // namespace
-
-std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options) {
+std::unique_ptr<const PatternList> ReadPatterns(const std::string& name, unsigned options) {
     const FileDescriptor file = OpenTextFile(name);
     auto list = std::make_unique<PatternList>(name);
-    LineReader lines(file.Get());
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
         const std::string_view text =
             Trimmed(lines.LineNumber() == 1 ? WithoutByteOrderMark(line) : line);
@@ -80,4 +80,14 @@ std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsi
         throw CanNotLoad(name, lines.Error());
     list->Finish();
     return list;
+}
+
+} // namespace
+
+std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options) {
+    try {
+        return ReadPatterns(name, options);
+    } catch (const std::bad_alloc&) {
+        throw CanNotLoad(name, ENOMEM);
+    }
 }

@@ -82,6 +82,22 @@ TEST(LineReader, GivesTheLinesOfAFile) {
     }
 }
 
+TEST(LineReader, EndsAtItsLimit) {
+    const TempDir dir;
+    const std::string text = std::string(BLOCK, 'x') + "\nend\n";
+    const FileDescriptor file = FileDescriptor::OpenForReading(dir.Write("f", text));
+    for (const std::size_t limit :
+         {std::size_t{0}, std::size_t{1}, BLOCK, BLOCK + 3, text.size()}) {
+        ::lseek(file.Get(), 0, SEEK_SET);
+        LineReader reader(file.Get(), limit);
+        std::vector<std::string> lines;
+        for (std::string_view line; reader.Next(line);)
+            lines.emplace_back(line);
+        EXPECT_TRUE(lines == ExpectedLines(text.substr(0, limit))) << limit;
+        EXPECT_EQ(reader.Error(), 0);
+    }
+}
+
 TEST(LineReader, TellsWhatIsBuffered) {
     Pipe pipe;
     LineReader reader(pipe.reader.Get());

@@ -38,8 +38,8 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
         std::string reason;
         try {
             LoadSection(name, log);
-        } catch (const std::exception& error) {
-            reason = error.what();
+        } catch (...) {
+            reason = CaughtReason();
         }
         if (TakeCollectedErrors() && reason.empty())
             reason = "a list in it has errors";

@@ -142,7 +142,7 @@ void CheckListFile(const std::string& name, FileCheck check, Warnings& warnings)
         return;
     }
     HiddenKeys keys;
-    LineReader lines(file.Get());
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
         CheckBytes(line, lines.LineNumber(), told);
         const std::string_view text = Trimmed(line);
@@ -158,7 +158,7 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
     BoundedWarnings told(warnings, name);
     if (CheckUtf16(Start(file.Get()), told))
         return;
-    LineReader lines(file.Get());
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
         const std::size_t number = lines.LineNumber();
         // A pattern file may have the mark.

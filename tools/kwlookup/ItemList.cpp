@@ -55,8 +55,14 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
     bool hinted = false; // one hint shows the way
     for (std::string& text : texts) {
         auto holder = std::make_unique<KwLookupHolder>(log);
-        holder->Init(Quoted(text, ','));
-        Item item = {std::move(text), std::move(holder), TakeCollectedErrors()};
+        Item item = {std::move(text), std::move(holder), false};
+        try {
+            item.holder->Init(Quoted(item.text, ','));
+        } catch (...) {
+            TellError(log, "Error in init lookup [" + item.text + "]: " + CaughtReason());
+            item.failed = true;
+        }
+        item.failed |= TakeCollectedErrors();
         if (item.holder->Empty() && !hinted)
             hinted = TellHint(HintForItem(item.text));
         const std::size_t errors = warnings.Errors();

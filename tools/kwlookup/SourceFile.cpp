@@ -1,28 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "SourceFile.h"
 
-#include "text/SystemError.h"
+#include "text/TextFile.h"
 
-#include <cerrno>
-#include <stdexcept>
+#include <cstdint>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 FileDescriptor Open(const std::string& name) {
-    if (name == "-")
-        return FileDescriptor();
-    FileDescriptor file = FileDescriptor::OpenForReading(name);
-    if (!file)
-        throw std::runtime_error(name + ": " + SystemErrorText(errno));
-    return file;
+    return name == "-" ? FileDescriptor() : OpenInput(name);
 }
 
 } // namespace
 
 SourceFile::SourceFile(const std::string& name)
-    : m_name(name), m_file(Open(name)), m_lines(m_file ? m_file.Get() : STDIN_FILENO) {}
+    : m_name(name), m_file(Open(name)), m_lines(m_file ? m_file.Get() : STDIN_FILENO,
+                                                m_file ? BytesToRead(m_file.Get()) : UINT64_MAX) {}
 
 bool SourceFile::Is(const std::string& name) const {
     struct stat open, named;

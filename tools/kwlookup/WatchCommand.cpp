@@ -12,7 +12,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <exception>
 #include <iostream>
 #include <memory>
 #include <poll.h>
@@ -73,16 +72,25 @@ public:
                 throw std::runtime_error("items have errors");
             m_list = std::move(list);
             std::cerr << "kwlookup: reloaded\n";
-        } catch (const std::exception& error) {
-            TellFailure(error.what());
-            // The old list shares the configuration of its types with the one that failed.
-            m_configuration.SetFile(old_file);
-            KwObjectHolder::BeforeReload(m_log);
-            TakeCollectedErrors();
+        } catch (...) {
+            TellFailure(CaughtReason());
+            RestoreConfiguration(old_file);
         }
     }
 
 private:
+    /// The old list shares the configuration of its types with the one that failed.
+    void RestoreConfiguration(const ConfFile& old_file) {
+        m_configuration.SetFile(old_file);
+        TakeCollectedErrors();
+        try {
+            KwObjectHolder::BeforeReload(m_log);
+        } catch (...) {
+            TellError(m_log, "the old configuration cannot be loaded again: " + CaughtReason());
+        }
+        TakeCollectedErrors();
+    }
+
     void TellFailure(const std::string& reason) const {
         TellError(m_log, "reload failed, the old list goes on: " + reason);
     }

@@ -17,7 +17,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <exception>
 #include <fcntl.h>
 #include <functional>
 #include <iostream>
@@ -320,8 +319,8 @@ int main(int argc, char** argv) {
             return status;
         TellError(log, "cannot write to standard output");
         return EXIT_OUTPUT;
-    } catch (const std::exception& error) {
-        TellError(log, error.what());
+    } catch (...) {
+        TellError(log, CaughtReason());
         return EXIT_UNAVAILABLE;
     }
 }

@@ -14,6 +14,7 @@ namespace failing {
 
 Countdown mutex_init, mutex_lock, open, fstat;
 bool interrupt_reads = false;
+void (*before_read)() = nullptr;
 off_t bad_sector = -1;
 
 } // namespace failing
@@ -65,6 +66,8 @@ int fstat(int fd, struct stat* status) noexcept {
 
 ssize_t read(int fd, void* buffer, size_t size) {
     static const auto real = Real(&read, "read");
+    if (failing::before_read)
+        failing::before_read();
     if (failing::interrupt_reads) {
         static bool interrupt = false;
         interrupt = !interrupt;

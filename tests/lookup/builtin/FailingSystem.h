@@ -31,6 +31,8 @@ extern Countdown mutex_init, mutex_lock, open, fstat;
 
 /// Every second read of a file is interrupted.
 extern bool interrupt_reads;
+/// Called before each read of a file, when set.
+extern void (*before_read)();
 /// Reads at or behind this place of a file fail by EIO, and none passes it.
 extern off_t bad_sector;
 

@@ -5,6 +5,7 @@
 #include "lookup/builtin/KwFileLookup.h"
 
 #include "host/AddressFinder.h"
+#include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/FailingSystem.h"
 #include "lookup/builtin/ProbeFinder.h"
 #include "lookup/builtin/StringList.h"
@@ -18,6 +19,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 
@@ -181,6 +183,7 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
         bytes += std::string(i, 'x') + "\n";
     bytes += std::string(300 * 1024, 'y'); // the buffer of lines must grow
     const std::string name = m_dir.Write("new", bytes);
+    bool told_by_name = false;
     for (const bool with_logger : {false, true}) {
         int calls = 0;
         for (bool failed = true; failed; ++calls) {
@@ -198,6 +201,10 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
                     list.Init(name);
                 } catch (const std::bad_alloc&) {
                     failed = true;
+                } catch (const std::invalid_argument& error) {
+                    EXPECT_EQ(error.what(),
+                              "Can not load file '" + name + "': Cannot allocate memory");
+                    failed = told_by_name = true;
                 }
             }
             // The logger is told once the file is loaded.
@@ -212,6 +219,69 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
         }
         EXPECT_GT(calls, 30);
     }
+    EXPECT_TRUE(told_by_name);
+}
+
+std::string g_growing;
+
+TEST_F(FaultTest, AFileThatGrowsEndsAtTheSizeThatItHad) {
+    const struct {
+        std::string bytes;
+        std::size_t records;
+    } cases[] = {{"", 0}, {"a\nb\n", 2}, {"a\nhalf a li", 2}};
+    for (const auto& c : cases) {
+        g_growing = m_dir.Write("list", c.bytes);
+        static int reads;
+        reads = 0;
+        failing::before_read = [] {
+            if (++reads > 100) // what never ends ends here
+                return;
+            std::ofstream file(g_growing, std::ios::app);
+            file << "ne\nmore\n";
+        };
+        KwFileLookup list;
+        list.Init(g_growing);
+        failing::before_read = nullptr;
+        EXPECT_EQ(list.GetCount(), c.records);
+        list.Init(g_growing);
+        EXPECT_GE(list.GetCount(), c.records + reads) << "the next load has the rest";
+    }
+}
+
+std::string ReportedErrors() {
+    RecordingLog::Reset();
+    LogClass log("report");
+    try {
+        KwObjectHolder::AfterReload(log);
+    } catch (const std::domain_error&) {
+    }
+    std::string all;
+    for (const std::string& text : RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR))
+        all += text + "\n";
+    return all;
+}
+
+TEST_F(FaultTest, AReadErrorIsCollectedForItsItem) {
+    const std::string item = "file:" + m_dir.Write("list", "a\nb\nc\n");
+    KwLookupHolder holder(m_log);
+    failing::bad_sector = 4;
+    holder.Init("x, " + item + ", y");
+    // A lookup that no holder loads has no item.
+    KwFileLookup().Init(m_dir.Path("list"));
+    failing::bad_sector = -1;
+    EXPECT_EQ(holder.GetObjects().size(), 3u);
+    EXPECT_TRUE(holder.Find(ProbeFinder("b"), nullptr, FIND_EXACT, nullptr)) << "what was read";
+    EXPECT_FALSE(holder.Find(ProbeFinder("c"), nullptr, FIND_EXACT, nullptr));
+    EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR), IsEmpty());
+    EXPECT_EQ(RecordingLog::Texts(log4cxx::Level::LEVEL_WARN).size(), 1u);
+    EXPECT_EQ(ReportedErrors(), "last lookups/storage errors:\n  Error in init lookup [" + item +
+                                    "]: read error after 2 records: Input/output error\n");
+    EXPECT_EQ(ReportedErrors(), "");
+    holder.Init(item);
+    EXPECT_TRUE(holder.Find(ProbeFinder("c"), nullptr, FIND_EXACT, nullptr));
+    EXPECT_EQ(ReportedErrors(), "");
+    KwObjectHolder::CollectItemError("nobody's");
+    EXPECT_EQ(ReportedErrors(), "");
 }
 
 TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {

@@ -297,19 +297,32 @@ TEST_F(KwFileLookupTest, NeedsNoMemoryForBlankLines) {
     EXPECT_THAT(RecordsOf(m_list), ElementsAre("a"));
 }
 
-TEST_F(KwFileLookupTest, LoadsWhatIsNoRegularFile) {
+TEST_F(KwFileLookupTest, LoadsAPipeOfItsOwnAndNoOther) {
     m_list.Init("/dev/null");
     EXPECT_EQ(m_list.GetCount(), 0u);
 
-    const std::string name = m_dir.Path("fifo");
-    ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reader(ends[0]);
     std::thread writer([&] {
-        const FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
+        const FileDescriptor file(ends[1]);
         for (const char* piece : {"a\nb", "b\n", "c"})
             EXPECT_GT(::write(file.Get(), piece, strlen(piece)), 0);
     });
-    m_list.Init(name);
+    m_list.Init("/dev/fd/" + std::to_string(reader.Get()));
     writer.join();
+    EXPECT_THAT(RecordsOf(m_list), ElementsAre("a", "bb", "c"));
+
+    const std::string fifo = m_dir.Path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& name : {fifo, std::string("/dev/zero")}) {
+        try {
+            m_list.Init(name);
+            ADD_FAILURE() << name;
+        } catch (const std::invalid_argument& error) {
+            EXPECT_EQ(error.what(), "Can not load file '" + name + "': not a regular file");
+        }
+    }
     EXPECT_THAT(RecordsOf(m_list), ElementsAre("a", "bb", "c"));
 }
 

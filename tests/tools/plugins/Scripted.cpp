@@ -1,14 +1,50 @@
 // SPDX-License-Identifier: MIT
+#include "host/LogText.h"
 #include "objects/plugins/TestPlugin.h"
+
+#include <cstdlib>
+#include <string>
 
 PluginCounts g_counts;
 
 namespace {
 
+/// The environment says what goes wrong before there is any init data.
+bool IsToldTo(const std::string& what) {
+    const char* told = std::getenv("SCRIPT");
+    return told && told == what;
+}
+
+void ThrowWhenToldTo(const char* what) {
+    if (IsToldTo(what))
+        throw 42;
+}
+
 /// A plug-in that answers by itself, whatever the text: its init data say how.
 class ScriptedLookup : public PluginLookup {
 public:
-    void Init(const std::string& script) override { m_script = script; }
+    bool IsNeedCofigLoading() const override { return std::getenv("SCRIPT") != nullptr; }
+    bool MakePreInit(boost::shared_ptr<IfConfParser>) override {
+        ThrowWhenToldTo("throw while configured");
+        return true;
+    }
+    void PostInit() override {
+        if (!IsToldTo("log when configured"))
+            return;
+        if (!GetLogPtr())
+            throw PluginError("there is no logger");
+        LogText(*GetLogPtr(), log4cxx::Level::LEVEL_WARN, "is configured");
+    }
+    void InitLog(const LogClass& log) override {
+        ThrowWhenToldTo("throw when given a logger");
+        PluginLookup::InitLog(log);
+    }
+
+    void Init(const std::string& script) override {
+        if (script == "odd from the start")
+            throw 42;
+        m_script = script;
+    }
 
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string*) const override {
@@ -36,5 +72,6 @@ private:
 } // namespace
 
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass&) {
+    ThrowWhenToldTo("throw when made");
     return new ScriptedLookup;
 }
