@@ -81,7 +81,8 @@ const std::string& KwLookupHolder::GetNameForLog() const {
 
 KwIfSharedObject* KwLookupHolder::CreateObject(void* creator, const LogClass& log,
                                                void*& lookup) const {
-    KwIfSharedLookup* made = reinterpret_cast<PluginCreator>(creator)(log);
+    // A library can have the symbol and no function behind it.
+    KwIfSharedLookup* made = creator ? reinterpret_cast<PluginCreator>(creator)(log) : nullptr;
     lookup = static_cast<KwIfLookup*>(made);
     return made;
 }

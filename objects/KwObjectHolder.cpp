@@ -10,7 +10,6 @@
 #include "text/LocaleBytes.h"
 
 #include <algorithm>
-#include <dlfcn.h>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -20,19 +19,6 @@ boost::ptr_vector<KwObjectHolder::ObjectLib> KwObjectHolder::m_loaded_libs;
 boost::mutex KwObjectHolder::m_lock;
 std::vector<std::string> KwObjectHolder::m_errors;
 boost::weak_ptr<IfConfLoader> KwObjectHolder::m_conf_loader;
-
-namespace {
-
-std::string LoaderError() {
-    const char* text = ::dlerror();
-    return text ? text : "unknown error";
-}
-
-std::domain_error CannotLoad(const std::string& file, const std::string& reason) {
-    return std::domain_error("Cannot load shared library " + file + " because " + reason);
-}
-
-} // namespace
 
 /// The item that a thread is making an object of. A list inside the settings of an item has items
 /// of its own.
@@ -162,21 +148,17 @@ KwObjectHolder::ObjectLib* KwObjectHolder::FindLib(const std::string& type) cons
     return found == m_loaded_libs.end() ? nullptr : &*found;
 }
 
-void KwObjectHolder::OpenLib(const std::string& type, const std::string& file) const {
-    if (file.find('/') != std::string::npos || file.find('\0') != std::string::npos)
-        throw CannotLoad(file, "the type is not a plain name");
-    ::dlerror();
-    DlHolder handle(::dlopen(file.c_str(), RTLD_NOW));
-    if (!handle.Get())
-        throw CannotLoad(file, LoaderError());
+void KwObjectHolder::OpenLib(const std::string& type) const {
+    DlHolder handle(ObjectLib::Open(type));
     if (m_log->isDebugEnabled())
-        LogText(*m_log, log4cxx::Level::LEVEL_DEBUG, "load " + file + " object library");
+        LogText(*m_log, log4cxx::Level::LEVEL_DEBUG,
+                "load " + ObjectLib::FileName(type) + " object library");
     m_loaded_libs.push_back(new ObjectLib(type));
     m_loaded_libs.back().m_dl.TakeFrom(handle);
 }
 
 void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::string& params) {
-    const std::string file = "libkw_lookup_" + type + ".so";
+    const std::string file = ObjectLib::FileName(type);
     void* added = nullptr;
     std::unique_ptr<KwIfSharedObject> object;
     {
@@ -187,7 +169,7 @@ void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::
         ObjectLib* lib = FindLib(type);
         const bool opened_here = !lib;
         if (opened_here) {
-            OpenLib(type, file);
+            OpenLib(type);
             lib = FindLib(type);
         }
         void* factory = lib->m_dl.Resolve(GetNameFromLib(), file);

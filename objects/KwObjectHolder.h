@@ -97,6 +97,16 @@ public:
     /// Throws std::bad_alloc.
     static void CollectItemError(const std::string& reason);
 
+    /// Finds out whether a list can have items of the plug-in type `type`: opens its library, which
+    /// stays open, and looks for the creator of lookups. Throws std::domain_error with the reasons
+    /// of that at Init().
+    static void CheckPlugin(const std::string& type);
+
+    /// Finds out whether the plug-in type `type` can be configured: loads its configuration as
+    /// BeforeReload() does for a type in use. Throws the reasons of CheckPlugin() and
+    /// BeforeReload().
+    static void CheckPluginConfig(const std::string& type, const LogClass& log);
+
     /// Gives the host's configuration loader, of which a weak reference is kept: the host keeps it
     /// alive. May be null. Not beside a load in another thread.
     static void SetConfLoader(boost::shared_ptr<IfConfLoader> loader);
@@ -141,8 +151,7 @@ private:
     static void AddError(const std::string& text);
     std::invalid_argument CannotUse(const std::string& type) const;
     ObjectLib* FindLib(const std::string& type) const;
-    void OpenLib(const std::string& type, const std::string& file) const;
-    static void ReloadLib(ObjectLib& lib, const LogClass& log);
+    void OpenLib(const std::string& type) const;
 
     std::string m_init;
     Filter m_filter;

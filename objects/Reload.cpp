@@ -3,13 +3,12 @@
 
 #include "host/IfConfLoader.h"
 #include "host/LogText.h"
-#include "lookup/KwIfSharedLookup.h"
+#include "lookup/KwIfSharedObject.h"
 #include "objects/LogErrorNoThrow.h"
 #include "objects/ObjectLib.h"
 #include "objects/RegistryLock.h"
 
 #include <exception>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -55,33 +54,22 @@ void KwObjectHolder::LoadConfig(const std::string& type, InterfaceConfHolder* ho
     if (loader->AcquireLoader())
         release.emplace(*loader, log);
     loader->PrepareLoad();
-    const std::string section = "lookup_" + type;
+    const std::string section = ObjectLib::SectionName(type);
     if (!loader->LoadSection(0, section, 0, std::string(), 0, holder, log))
         throw std::domain_error("error in reading configuration for " + type);
     if (log.isDebugEnabled())
         LogText(log, log4cxx::Level::LEVEL_DEBUG, "Success load configuration for " + section);
 }
 
-void KwObjectHolder::ReloadLib(ObjectLib& lib, const LogClass& log) {
-    const auto creator =
-        reinterpret_cast<PluginCreator>(lib.m_dl.Resolve("CreateLookup", lib.m_name));
-    const std::unique_ptr<KwIfSharedLookup> object(creator(log));
-    if (!object)
-        throw std::domain_error("Can`t create " + lib.m_name);
-    object->InitLog(log);
-    if (!object->IsNeedCofigLoading())
-        return;
-    if (lib.m_config_loaded) {
-        if (log.isDebugEnabled())
-            LogText(log, log4cxx::Level::LEVEL_DEBUG,
-                    "KwObjectHolder: configuration for library " + lib.m_name + " already loaded");
-        return;
-    }
-    if (m_conf_loader.expired())
-        throw std::invalid_argument("can`t use " + lib.m_name + " without configuration loading");
-    const LogClass* own_log = object->GetLogPtr();
-    LoadConfig(lib.m_name, object.get(), own_log ? *own_log : log);
-    lib.m_config_loaded = true;
+void KwObjectHolder::CheckPlugin(const std::string& type) {
+    const RegistryLock lock;
+    ObjectLib::Unregistered(type)->m_dl.Resolve(ObjectLib::LOOKUP_CREATOR,
+                                                ObjectLib::FileName(type));
+}
+
+void KwObjectHolder::CheckPluginConfig(const std::string& type, const LogClass& log) {
+    const RegistryLock lock;
+    ObjectLib::Unregistered(type)->Configure(log);
 }
 
 void KwObjectHolder::BeforeReload(LogClass& log) {
@@ -91,7 +79,7 @@ void KwObjectHolder::BeforeReload(LogClass& log) {
     AfterReload(log);
     for (ObjectLib& lib : m_loaded_libs) {
         try {
-            ReloadLib(lib, log);
+            lib.Configure(log);
         } catch (const std::exception& error) {
             LogErrorNoThrow(log,
                             {"Error in configuration reload for ", lib.m_name, ": ", error.what()});

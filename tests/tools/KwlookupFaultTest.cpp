@@ -5,8 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <link.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,15 +26,20 @@ enum { FOUND = 0, NOT_FOUND = 1, UNAVAILABLE = 75, BAD_LIST = 78 };
 
 const std::string ODD = "something was thrown that is no std::exception\n";
 
-/// Runs the tool with `script` in the environment of its plug-in, to be killed when it hangs.
+/// The tool with these arguments, to be killed when it hangs.
+std::vector<std::string> WithTimeLimit(std::vector<std::string> arguments) {
+    std::vector<std::string> all = {"/usr/bin/timeout", "-s", "KILL", "60"};
+    for (std::string& argument : ToolArguments(std::move(arguments)))
+        all.push_back(std::move(argument));
+    return all;
+}
+
+/// Runs the tool with `script` in the environment of its plug-in.
 ProgramResult RunScripted(const std::string& script, std::vector<std::string> arguments) {
     std::vector<std::string> environment = TOOL_ENVIRONMENT;
     if (!script.empty())
         environment.push_back("SCRIPT=" + script);
-    std::vector<std::string> all = {"/usr/bin/timeout", "-s", "KILL", "60"};
-    for (std::string& argument : ToolArguments(std::move(arguments)))
-        all.push_back(std::move(argument));
-    return RunProgram(all, "a\n", environment);
+    return RunProgram(WithTimeLimit(std::move(arguments)), "a\n", environment);
 }
 
 TEST(ToolFault, WhateverAPluginThrowsWhileItIsLoadedIsToldWithItsItem) {
@@ -182,6 +192,98 @@ TEST(ToolFault, APipeThatTheToolWasGivenIsRead) {
         EXPECT_EQ(result.status, FOUND) << result.err;
         EXPECT_THAT(result.out, StartsWith("x@corp.lan\t"));
     }
+}
+
+std::string BytesOf(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// Runs the tool where the plug-in of the type "mysql" is in `dir`.
+ProgramResult RunWithPluginIn(const TempDir& dir, std::vector<std::string> arguments) {
+    return RunProgram(WithTimeLimit(std::move(arguments)), "",
+                      {"LD_LIBRARY_PATH=" + dir.Path("") + ":" PLUGIN_DIR});
+}
+
+const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_mysql.so because ";
+
+/// Where the parts of a library end that the loader maps; what follows is for debuggers.
+std::size_t MappedBytes(const std::string& library) {
+    ElfW(Ehdr) header;
+    std::memcpy(&header, library.data(), sizeof(header));
+    std::size_t end = 0;
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        ElfW(Phdr) segment;
+        std::memcpy(&segment, library.data() + header.e_phoff + i * sizeof(segment),
+                    sizeof(segment));
+        end = std::max<std::size_t>(end, segment.p_offset + segment.p_filesz);
+    }
+    return end;
+}
+
+TEST(ToolFault, APluginThatIsCutShortIsTold) {
+    const TempDir dir;
+    const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
+    ASSERT_GT(whole.size(), 10000u);
+    const std::string name = dir.Path("libkw_lookup_mysql.so");
+    const std::size_t mapped = MappedBytes(whole);
+    std::size_t cut_short = 0;
+    constexpr std::size_t PARTS = 31;
+    for (std::size_t part = 0; part <= PARTS; ++part) {
+        SCOPED_TRACE(part);
+        // Not over the old file, which a process may have mapped.
+        std::filesystem::remove(name);
+        dir.Write("libkw_lookup_mysql.so", whole.substr(0, mapped * part / PARTS));
+        const ProgramResult check = RunWithPluginIn(dir, {"check", "mysql:x"});
+        const ProgramResult types = RunWithPluginIn(dir, {"types"});
+        EXPECT_EQ(types.status, FOUND);
+        if (part == PARTS) {
+            EXPECT_EQ(check.status, FOUND) << check.err;
+            EXPECT_THAT(types.out, HasSubstr("mysql\tplug-in\n"));
+            continue;
+        }
+        EXPECT_EQ(check.status, BAD_LIST);
+        EXPECT_THAT(check.err,
+                    StartsWith("kwlookup: error: Error in init lookup [mysql:x]: " + NOT_LOADED));
+        EXPECT_THAT(types.out, HasSubstr("mysql\tnot available: " + NOT_LOADED));
+        cut_short += check.err.find(name + ": the file is cut short\n") != std::string::npos;
+    }
+    EXPECT_EQ(cut_short, PARTS - 1) << "the loader itself sees that a file is empty";
+}
+
+TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
+    const TempDir dir;
+    const std::string name = dir.Path("libkw_lookup_mysql.so");
+    const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
+    const auto with_byte = [&](std::size_t at, char byte) {
+        std::string bytes = whole;
+        bytes[at] = byte;
+        return bytes;
+    };
+    const struct {
+        std::string bytes;
+        std::string reason;
+    } cases[] = {
+        {"no library", "file too short"},
+        {std::string(1000, 'x'), "invalid ELF header"},
+        // What another machine's headers say is not read by the rules of this one.
+        {with_byte(4, whole[4] == 1 ? 2 : 1).substr(0, 1000), "wrong ELF class"},
+        {with_byte(5, whole[5] == 1 ? 2 : 1).substr(0, 1000), "ELF file data encoding"},
+        {with_byte(39, '\x7f'), "cut short"}, // the program headers stand far behind the end
+    };
+    for (const auto& c : cases) {
+        std::filesystem::remove(name);
+        dir.Write("libkw_lookup_mysql.so", c.bytes);
+        const ProgramResult result = RunWithPluginIn(dir, {"check", "mysql:x"});
+        EXPECT_EQ(result.status, BAD_LIST);
+        EXPECT_THAT(result.err, HasSubstr(NOT_LOADED));
+        EXPECT_THAT(result.err, HasSubstr(c.reason));
+    }
+    std::filesystem::remove(name);
+    ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+    const ProgramResult fifo = RunWithPluginIn(dir, {"check", "mysql:x"});
+    EXPECT_EQ(fifo.status, BAD_LIST);
+    EXPECT_THAT(fifo.err, HasSubstr(NOT_LOADED + name + ": not a regular file\n"));
 }
 
 } // namespace

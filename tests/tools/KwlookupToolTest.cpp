@@ -367,8 +367,10 @@ TEST(ToolTypes, ListsTheKnownTypes) {
     const std::string out = "\n" + result.out;
     EXPECT_THAT(out, HasSubstr("\nfile\tbuilt in\n"));
     EXPECT_THAT(out, HasSubstr("\nldap\tplug-in\n"));
-    EXPECT_THAT(out, testing::ContainsRegex("\noracle\tnot available: libkw_lookup_oracle.so: "
-                                            "cannot open shared object file"));
+    EXPECT_THAT(out,
+                testing::ContainsRegex("\noracle\tnot available: Cannot load shared library "
+                                       "libkw_lookup_oracle.so because libkw_lookup_oracle.so: "
+                                       "cannot open shared object file"));
 }
 
 TEST(ToolUsage, WrongUsage) {

@@ -9,7 +9,6 @@
 #include "lookup/builtin/KwVectorStrLookup.h"
 
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 
 namespace {
@@ -23,12 +22,7 @@ void LoadSection(const std::string& section, const LogClass& log) {
     const std::string type = PluginTypeOf(section);
     if (type.empty())
         throw std::runtime_error("no plug-in type has this section");
-    const std::unique_ptr<KwIfSharedLookup> object(OpenPlugin(type)(log));
-    if (!object)
-        throw std::runtime_error("the plug-in makes no object");
-    object->InitLog(log);
-    if (object->IsNeedCofigLoading())
-        KwObjectHolder::LoadConfig(type, object.get(), log);
+    KwObjectHolder::CheckPluginConfig(type, log);
 }
 
 bool CheckConfiguration(const Configuration& configuration, const LogClass& log) {

@@ -2,9 +2,8 @@
 #include "Plugin.h"
 
 #include "lookup/KwFactory.h"
+#include "lookup/KwIfLookup.h"
 
-#include <dlfcn.h>
-#include <stdexcept>
 #include <string_view>
 
 std::string PluginTypeOf(const std::string& section) {
@@ -14,14 +13,4 @@ std::string PluginTypeOf(const std::string& section) {
     const std::string type = section.substr(PREFIX.size());
     const LookupCreator* const known = KwFactory<KwIfLookup>::Instance().Lookup(type);
     return known && !*known ? type : std::string();
-}
-
-PluginCreator OpenPlugin(const std::string& type) {
-    void* library = ::dlopen(("libkw_lookup_" + type + ".so").c_str(), RTLD_NOW);
-    void* creator = library ? ::dlsym(library, "CreateLookup") : nullptr;
-    if (!creator) {
-        const char* reason = ::dlerror();
-        throw std::runtime_error(reason ? reason : "its CreateLookup is null");
-    }
-    return reinterpret_cast<PluginCreator>(creator);
 }

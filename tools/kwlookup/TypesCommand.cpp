@@ -2,11 +2,11 @@
 #include "TypesCommand.h"
 
 #include "ExitStatus.h"
-#include "Plugin.h"
+#include "Tell.h"
 #include "lookup/KwFactory.h"
+#include "objects/KwObjectHolder.h"
 
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
 namespace {
@@ -15,10 +15,10 @@ std::string Describe(const std::string& type) {
     if (*KwFactory<KwIfLookup>::Instance().Lookup(type))
         return "built in";
     try {
-        OpenPlugin(type);
+        KwObjectHolder::CheckPlugin(type);
         return "plug-in";
-    } catch (const std::runtime_error& error) {
-        return std::string("not available: ") + error.what();
+    } catch (...) {
+        return "not available: " + CaughtReason();
     }
 }
 
