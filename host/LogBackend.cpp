@@ -7,6 +7,7 @@
 #include <spdlog/sinks/syslog_sink.h>
 
 #include <mutex>
+#include <pthread.h>
 #include <stdexcept>
 #include <syslog.h>
 
@@ -48,6 +49,7 @@ void LogBackend::TargetSink::EnterSyslog(const std::string& name) {
 
 LogBackend::LogBackend() : m_sink(std::make_shared<TargetSink>()) {
     m_sink->add_sink(MakeStandardErrorSink());
+    ::pthread_atfork(BeforeFork, AfterFork, AfterFork);
 }
 
 LogBackend& LogBackend::Instance() {

@@ -40,7 +40,15 @@ private:
     public:
         /// The old sink goes first: the end of a syslog sink forgets the name of a later one.
         void EnterSyslog(const std::string& name);
+
+        /// Every line is written under this one lock. A fork waits for it, so that a child does not
+        /// wait for a thread that it does not have.
+        void Lock() { mutex_.lock(); }
+        void Unlock() { mutex_.unlock(); }
     };
+
+    static void BeforeFork() { Instance().m_sink->Lock(); }
+    static void AfterFork() { Instance().m_sink->Unlock(); }
 
     LogBackend();
 

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <new>
+#include <pthread.h>
+#include <sys/single_threaded.h>
 
 LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
     const auto& ctype = std::use_facet<std::ctype<char>>(locale);
@@ -20,7 +23,27 @@ LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
     }
 }
 
+const LocaleBytes* LocaleBytes::m_inherited = nullptr;
+thread_local const LocaleBytes* LocaleBytes::m_of_forking_thread = nullptr;
+const bool LocaleBytes::m_forks_are_seen =
+    ::pthread_atfork(&BeforeFork, nullptr, &AfterForkInChild) == 0;
+
+void LocaleBytes::BeforeFork() {
+    try {
+        m_of_forking_thread = __libc_single_threaded ? nullptr : &Current();
+    } catch (...) { // no memory: the child asks as if there had been no threads
+        m_of_forking_thread = nullptr;
+    }
+}
+
+void LocaleBytes::AfterForkInChild() {
+    if (m_of_forking_thread && !m_inherited)
+        m_inherited = new (std::nothrow) LocaleBytes(*m_of_forking_thread);
+}
+
 const LocaleBytes& LocaleBytes::Current() {
+    if (m_inherited)
+        return *m_inherited;
     const std::locale global;
     thread_local LocaleBytes bytes(global);
     if (!(bytes.m_locale == global))

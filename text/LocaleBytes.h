@@ -11,6 +11,9 @@
 /// character; a table costs one load. Tables are kept per thread and made anew when the global
 /// locale has changed, which is asked once per call of Current().
 ///
+/// A child that a program with threads has forked keeps the global locale of the fork: asking for
+/// another one could wait for a thread that the child does not have.
+///
 /// Threads: the reference returned by Current() belongs to the calling thread, and holds until its
 /// next call.
 class LocaleBytes {
@@ -68,6 +71,15 @@ public:
 
 private:
     explicit LocaleBytes(const std::locale& locale);
+
+    static void BeforeFork();
+    static void AfterForkInChild();
+
+    /// What a child has from its parent; null where the global locale can be asked for.
+    static const LocaleBytes* m_inherited;
+    /// The tables of a thread that forks beside others.
+    static thread_local const LocaleBytes* m_of_forking_thread;
+    static const bool m_forks_are_seen;
 
     std::locale m_locale;
     Table m_upper;

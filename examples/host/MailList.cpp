@@ -3,24 +3,56 @@
 
 #include "host/AddressFinder.h"
 
+#include <chrono>
+#include <stdexcept>
+#include <thread>
 #include <utility>
 
-MailList::MailList(std::string text, LogClass& log)
-    : m_text(std::move(text)), m_log(log), m_holder(std::make_shared<KwLookupHolder>(log)) {}
+MailList::MailList(std::string text, LogClass& log) : m_text(std::move(text)), m_log(log) {
+    m_places[0].holder = std::make_unique<KwLookupHolder>(log);
+}
 
 void MailList::Load() {
     KwObjectHolder::BeforeReload(m_log);
-    auto fresh = std::make_shared<KwLookupHolder>(m_log);
+    auto fresh = std::make_unique<KwLookupHolder>(m_log);
     fresh->Init(m_text);
     KwObjectHolder::AfterReload(m_log);
-    std::atomic_store(&m_holder, std::shared_ptr<const KwLookupHolder>(std::move(fresh)));
+
+    const int current = m_current;
+    Place& next = m_places[1 - current];
+    Place& old = m_places[current];
+    if (!next.WaitForReaders())
+        throw std::runtime_error("the list before the last one is still being searched");
+    next.holder = std::move(fresh);
+    m_current = 1 - current;
+    if (old.WaitForReaders())
+        old.holder.reset();
+}
+
+bool MailList::Place::WaitForReaders() const {
+    constexpr int MILLISECONDS = 1000; // a search takes microseconds, or what its plug-ins may take
+    for (int i = 0; i < MILLISECONDS && readers != 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return readers == 0;
+}
+
+MailList::Reading::Reading(const MailList& list) {
+    for (;;) {
+        const int current = list.m_current;
+        m_place = &list.m_places[current];
+        ++m_place->readers;
+        // From here on the list stays, unless it had been replaced before it was counted.
+        if (list.m_current == current)
+            return;
+        --m_place->readers;
+    }
 }
 
 bool MailList::Ask(const std::string& address, std::string& result) const {
-    const std::shared_ptr<const KwLookupHolder> holder = std::atomic_load(&m_holder);
+    const Reading reading(*this);
     const AddressFinder finder(address);
     std::string gathered, matched;
-    if (!holder->Find(finder, &gathered, 0, &matched))
+    if (!reading.Holder().Find(finder, &gathered, 0, &matched))
         return false;
     // Each result that the items gave stands after a blank; without any it is a plain match.
     result = gathered.empty() ? matched : gathered.substr(1);

@@ -3,6 +3,7 @@
 
 #include "lookup/builtin/KeyIndexes.h"
 #include "lookup/builtin/KeySource.h"
+#include "lookup/builtin/SortLock.h"
 #include "lookup/builtin/SortedStrings.h"
 #include "text/LocaleBytes.h"
 
@@ -72,7 +73,7 @@ const SortedStrings* KwVectorStrLookup::Sorted() const {
 }
 
 const SortedStrings& KwVectorStrLookup::Sort(bool nocase) const {
-    boost::mutex::scoped_lock lock(m_lock);
+    boost::mutex::scoped_lock lock(SortLock(m_lock));
     if (!m_sorted.load(std::memory_order_relaxed)) {
         m_order =
             std::make_unique<SortedStrings>(m_strings, nocase ? &LocaleBytes::Current() : nullptr);
