@@ -10,9 +10,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <new>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -50,15 +50,13 @@ struct FileContents {
 
 FileContents ReadRecords(const std::string& file_name) {
     const FileDescriptor file = OpenTextFile(file_name);
-    struct stat status {};
-    if (::fstat(file.Get(), &status) != 0)
-        throw CanNotLoad(file_name, errno);
+    const std::uint64_t size = BytesToRead(file.Get());
 
     FileContents contents;
     const LocaleBytes& bytes = LocaleBytes::Current();
-    if (S_ISREG(status.st_mode))
-        contents.records.reserve(EstimateRecords(file.Get(), status.st_size, bytes));
-    LineReader lines(file.Get(), BytesToRead(file.Get()));
+    if (size != UINT64_MAX)
+        contents.records.reserve(EstimateRecords(file.Get(), static_cast<off_t>(size), bytes));
+    LineReader lines(file.Get(), size);
     for (std::string_view line; lines.Next(line);) {
         const char* begin = line.data();
         const char* end = begin + line.size();

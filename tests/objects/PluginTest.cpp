@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -258,6 +259,36 @@ TEST_F(Plugin, LibraryIsClosedWhenItCannotBeRegistered) {
     holder.Init("latecomer:a, b");
     EXPECT_EQ(TimesOpened("latecomer"), 1);
     EXPECT_THAT(Values(holder), ElementsAre("a", "b"));
+}
+
+TEST_F(Plugin, LibraryIsNeverClosedOnceItHasMadeAnObject) {
+    if (LoadedPlugin("unloadable"))
+        GTEST_SKIP() << "opened already; run this test in a process of its own";
+    void* const handle = ::dlopen("libkw_lookup_unloadable.so", RTLD_NOW);
+    ASSERT_NE(handle, nullptr);
+    ASSERT_TRUE(LoadedPlugin("unloadable"));
+    ::dlclose(handle);
+    ASSERT_FALSE(LoadedPlugin("unloadable")) << "this one goes when it is closed";
+
+    RecordingLog::FailOn(LoadLine("unloadable"));
+    holder.Init("unloadable:x");
+    EXPECT_FALSE(LoadedPlugin("unloadable")) << "it could not be registered";
+    RecordingLog::Reset();
+
+    holder.Init("unloadable:x");
+    EXPECT_TRUE(LoadedPlugin("unloadable")) << "without a loader it is forgotten, but stays open";
+    EXPECT_EQ(Made("unloadable"), 1);
+    EXPECT_EQ(Alive("unloadable"), 0);
+
+    auto loader = boost::make_shared<NotingLoader>();
+    KwObjectHolder::SetConfLoader(loader);
+    holder.Init("unloadable:y");
+    EXPECT_EQ(holder.GetObjects().size(), 1U);
+    loader.reset();
+    holder.Init("unloadable:z");
+    EXPECT_EQ(Alive("unloadable"), 0);
+    EXPECT_EQ(Made("unloadable"), 3);
+    TakeErrors();
 }
 
 TEST_F(Plugin, ExceptionOfNoStandardKindPropagates) {

@@ -12,7 +12,7 @@ namespace {
 
 bool RegisterPluginTypes() {
     for (const char* type : {"absent", "configured", "foreign", "incomplete", "latecomer", "nested",
-                             "shared", "unlogged"})
+                             "shared", "unloadable", "unlogged"})
         KwFactory<KwIfLookup>::Instance().Register(type, nullptr);
     return true;
 }

@@ -370,6 +370,13 @@ TEST_F(FaultTest, AFileThatCanNotBeOpenedIsToldWithTheReason) {
             EXPECT_EQ(list.GetCount(), 1u);
         }
     }
+    const std::string more = m_dir.Write("more", "a\nb\n");
+    {
+        const failing::Fault fault(failing::fstat, EIO, 1);
+        list.Init(more);
+        EXPECT_TRUE(fault.Happened());
+    }
+    EXPECT_EQ(list.GetCount(), 2u) << "without its size it is read to its end";
 }
 
 } // namespace
