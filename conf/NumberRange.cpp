@@ -18,7 +18,6 @@ namespace {
 using Number = unsigned long long;
 
 constexpr Number LARGEST_INT = std::numeric_limits<int>::max();
-constexpr Number LARGEST_SIZE = std::numeric_limits<long long>::max();
 
 /// Is the number at the start of `digits` more than `largest`?
 bool IsMore(std::string_view digits, int base, Number largest) {
