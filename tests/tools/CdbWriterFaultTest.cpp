@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+// The writer of cdb files where calls of the system fail.
+#include "lookup/builtin/FailingSystem.h"
+#include "support/TempDir.h"
+#include "tools/kwlookup/CdbWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+failing::Countdown failing_mkostemp, failing_fchmod, failing_fsync;
+
+template <typename Function>
+Function* Real(Function*, const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+/// -1 where the call is to fail, with its error in errno.
+template <typename Call>
+int FailOr(failing::Countdown& countdown, Call call) {
+    if (!countdown.Fails())
+        return call();
+    errno = countdown.error;
+    return -1;
+}
+
+} // namespace
+
+extern "C" {
+
+int mkostemp(char* name, int flags) {
+    static const auto real = Real(&mkostemp, "mkostemp");
+    return FailOr(failing_mkostemp, [&] { return real(name, flags); });
+}
+
+int fchmod(int fd, mode_t mode) noexcept {
+    static const auto real = Real(&fchmod, "fchmod");
+    return FailOr(failing_fchmod, [&] { return real(fd, mode); });
+}
+
+int fsync(int fd) {
+    static const auto real = Real(&fsync, "fsync");
+    return FailOr(failing_fsync, [&] { return real(fd); });
+}
+
+} // extern "C"
+
+namespace {
+
+std::string Content(const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Why a new file could not be made; "" when it could.
+std::string WriteError(const std::string& name, const std::string& value) {
+    try {
+        CdbWriter writer(name);
+        writer.Add("key", value);
+        writer.Finish();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(CdbWriterFaultTest, TellsTheReasonAndLeavesTheOldFile) {
+    const TempDir directory;
+    const std::string name = directory.Path("out.cdb");
+    ASSERT_EQ(WriteError(name, "old"), "");
+    const std::string old = Content(name);
+    struct Case {
+        failing::Countdown& countdown;
+        int error;
+    };
+    const Case cases[] = {
+        {failing_mkostemp, EACCES}, {failing_mkostemp, EROFS}, {failing_fchmod, EPERM},
+        {failing_fchmod, EIO},      {failing_fsync, EIO},      {failing_fsync, ENOSPC},
+    };
+    for (const Case& test : cases) {
+        const failing::Fault fault(test.countdown, test.error);
+        EXPECT_EQ(WriteError(name, "new"), name + ": " + std::strerror(test.error));
+        EXPECT_TRUE(fault.Happened());
+        EXPECT_EQ(Content(name), old);
+        const std::filesystem::directory_iterator files(directory.Path(""));
+        EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "something is left beside it";
+    }
+}
+
+// The file has its name by then, but a crash of the machine may take it back.
+TEST(CdbWriterFaultTest, TellsThatTheDirectoryCouldNotBeWritten) {
+    const TempDir directory;
+    const std::string name = directory.Path("out.cdb");
+    const failing::Fault fault(failing_fsync, EIO, 1);
+    EXPECT_EQ(WriteError(name, "new"), name + ": " + std::strerror(EIO));
+    EXPECT_TRUE(fault.Happened());
+}
+
+} // namespace
