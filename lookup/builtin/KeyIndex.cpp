@@ -28,9 +28,7 @@ public:
         const auto end = std::remove_if(m_keys.begin(), m_keys.end(), [this](const Key& key) {
             if (!m_index.m_filter.MayHold(key.hash))
                 return true;
-            const std::size_t place = PlaceOf(key.hash, m_index.m_slots.size());
-            Prefetch(&m_index.m_slots[place]);
-            Prefetch(&m_index.m_ranks[place]);
+            Prefetch(&m_index.m_slots[PlaceOf(key.hash, m_index.m_slots.size())]);
             return false;
         });
         m_keys.erase(end, m_keys.end());
@@ -60,7 +58,7 @@ public:
         for (const Keys::Key& key : keys) {
             const std::size_t place = index.WithFold(
                 [&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
-            const std::uint32_t rank = index.m_ranks[place];
+            const std::uint32_t rank = index.m_slots[place].Rank();
             // A finder may name a key twice.
             if (rank != 0 && std::find(m_ranks.begin(), m_ranks.end(), rank) == m_ranks.end())
                 Push(rank);
@@ -100,9 +98,8 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
     // 18 bytes a string: full enough to be small, empty enough to end a search in one line.
     const std::size_t slots = strings.size() * 3 / 2 + 1;
     m_slots.reserve(slots);
-    AdviseHugePages(m_slots.data(), slots * sizeof(TextSlot));
+    AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
     m_slots.resize(slots);
-    m_ranks.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold); });
 }
 
@@ -131,9 +128,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
         Measure(text);
         const std::uint64_t hash = Hash(fold, text, m_seed);
         parts[rank % AHEAD] = {text, hash};
-        const std::size_t place = PlaceOf(hash, m_slots.size());
-        Prefetch(&m_slots[place]);
-        Prefetch(&m_ranks[place]);
+        Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
     };
     // From the last to the first, so that the first of those with one part ends up in the slot.
     const auto count = static_cast<std::uint32_t>(m_strings.size());
@@ -143,18 +138,18 @@ void KeyIndex::InsertAll(const Fold& fold) {
         const Part part = parts[rank % AHEAD];
         if (rank > AHEAD)
             fetch(rank - AHEAD);
-        const std::size_t place = Probe(fold, part.text, part.hash);
-        if (m_slots[place].IsFree()) {
-            m_slots[place] =
-                TextSlot(part.text, TextAt(rank), TextSlot::KeyOf(part.text, part.hash));
-            m_usable &= !m_slots[place].IsFree();
+        Slot& slot = m_slots[Probe(fold, part.text, part.hash)];
+        TextSlot text = slot.Text();
+        if (text.IsFree()) {
+            text = TextSlot(part.text, TextAt(rank), TextSlot::KeyOf(part.text, part.hash));
+            m_usable &= !text.IsFree();
             m_filter.Add(part.hash);
         } else {
             if (m_next.empty())
                 m_next.resize(count);
-            m_next[rank - 1] = m_ranks[place];
+            m_next[rank - 1] = slot.Rank();
         }
-        m_ranks[place] = rank;
+        slot = Slot(text, rank);
     }
 }
 
@@ -176,10 +171,10 @@ template <typename Fold>
                                                           std::uint64_t hash) const {
     const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
-    for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
-        if (slot.HasKey(slot_key)) {
-            Prefetch(&TextAt(m_ranks[place])); // Match() will be asked for it
-            if (Equal(fold, key, PartAt(slot)))
+    for (TextSlot text; !(text = m_slots[place].Text()).IsFree();) {
+        if (text.HasKey(slot_key)) {
+            Prefetch(&TextAt(m_slots[place].Rank())); // Match() will be asked for it
+            if (Equal(fold, key, PartAt(text)))
                 break;
         }
         if (++place == m_slots.size())
@@ -215,10 +210,10 @@ void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) co
     for (const Keys::Key& key : keys) {
         const TextSlot::Key slot_key = TextSlot::KeyOf(key.text, key.hash);
         std::size_t place = PlaceOf(key.hash, m_slots.size());
-        for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
-            if (slot.HasKey(slot_key)) {
-                Prefetch(slot.Address());
-                Prefetch(&TextAt(m_ranks[place]));
+        for (TextSlot text; !(text = m_slots[place].Text()).IsFree();) {
+            if (text.HasKey(slot_key)) {
+                Prefetch(text.Address());
+                Prefetch(&TextAt(m_slots[place].Rank()));
                 break;
             }
             if (++place == m_slots.size())

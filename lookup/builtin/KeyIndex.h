@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +49,26 @@ private:
     class Keys;
     class Candidates;
 
+    /// A TextSlot, and the rank of the first string with the part, counted from 1; 12 bytes, so
+    /// that one wait for memory brings both.
+    class Slot {
+    public:
+        Slot() = default;
+        Slot(TextSlot text, std::uint32_t rank) : m_rank(rank) {
+            std::memcpy(m_text, &text, sizeof(text));
+        }
+        TextSlot Text() const {
+            TextSlot text;
+            std::memcpy(&text, m_text, sizeof(text));
+            return text;
+        }
+        std::uint32_t Rank() const { return m_rank; }
+
+    private:
+        std::uint32_t m_text[2] = {};
+        std::uint32_t m_rank = 0;
+    };
+
     const std::string& TextAt(std::uint32_t rank) const {
         return m_strings[m_order ? m_order->Get()[rank - 1] : rank - 1];
     }
@@ -74,8 +95,6 @@ private:
     std::size_t m_deepest = 0;
     std::vector<bool> m_sizes; ///< those that parts have, so that most keys need no hash
     HashFilter m_filter;
-    // What a slot leads to, and where it stands in the order, are asked for at once.
-    std::vector<TextSlot> m_slots;
-    std::vector<std::uint32_t> m_ranks; ///< of the first string with the part, counted from 1
-    std::vector<std::uint32_t> m_next;  ///< of each, the rank of the next with the same part, or 0
+    std::vector<Slot> m_slots;
+    std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0
 };
