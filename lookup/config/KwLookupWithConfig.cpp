@@ -6,6 +6,7 @@
 #include "text/LocaleBytes.h"
 
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -14,6 +15,27 @@ namespace {
 void Output(std::string_view piece, std::string& out, int flags,
             KwLookupWithConfig::ExpandOutputFunc func) {
     func(piece.data(), piece.data() + piece.size(), out, flags);
+}
+
+using ConfPtr = boost::shared_ptr<KwLookupSharedConf>;
+
+/// Deletes a local configuration, and keeps the one before it alive as long as that is the one to
+/// ask: until the settings of the new one are good.
+struct DeleteLater {
+    ConfPtr previous;
+
+    void operator()(KwLookupSharedConf* conf) const {
+        std::default_delete<KwLookupSharedConf>()(conf);
+    }
+};
+
+/// What owns `conf`: the newest local configuration, one that it keeps, or nothing for the
+/// type-wide one.
+ConfPtr OwnerOf(const KwLookupSharedConf* conf, const ConfPtr& newest) {
+    if (newest.get() == conf)
+        return newest;
+    const DeleteLater* const kept = boost::get_deleter<DeleteLater>(newest);
+    return kept ? kept->previous : ConfPtr();
 }
 
 } // namespace
@@ -37,16 +59,14 @@ std::string KwLookupWithConfig::ParseInitData(const std::string& data) {
         throw std::invalid_argument("wrong empty request");
     parts.pop_back();
 
-    // In a second call the configuration of the first must not be asked once it is gone.
-    if (m_local_conf)
-        m_conf = const_cast<KwLookupSharedConf*>(m_local_conf->GetGlobal());
-    m_local_conf.reset(parts.empty() ? nullptr : CreateLocalConf());
-    if (m_local_conf) {
-        if (const LogClass* log = GetLogPtr())
-            m_local_conf->SetLog(*log);
-        m_local_conf->LoadLocal(parts);
-        m_conf = m_local_conf.get();
-    }
+    if (parts.empty())
+        return request;
+    m_local_conf.reset(CreateLocalConf(), DeleteLater{OwnerOf(m_conf, m_local_conf)});
+    if (const LogClass* log = GetLogPtr())
+        m_local_conf->SetLog(*log);
+    m_local_conf->LoadLocal(parts);
+    m_conf = m_local_conf.get();
+    boost::get_deleter<DeleteLater>(m_local_conf)->previous.reset();
     return request;
 }
 

@@ -40,11 +40,12 @@ public:
     bool IsNeedCofigLoading() const override;
 
     /// Splits init data, `NAME=VALUE|NAME=VALUE|TEMPLATE`, at bars (ConfParser::SplitVector). The
-    /// settings, if any, make a local configuration. Returns the template.
+    /// settings, if any, make a local configuration, in place of that of an earlier call; without
+    /// any, the configuration stays. Returns the template.
     ///
     /// Throws std::invalid_argument "wrong empty data", "wrong empty request", and what SplitVector
-    /// and KwLookupSharedConf::LoadLocal() throw; the lookup must not be used then. Not to be
-    /// called while the lookup is searched.
+    /// and KwLookupSharedConf::LoadLocal() throw; the configuration to ask then stays what it was,
+    /// and the lookup must not be used. Not to be called while the lookup is searched.
     std::string ParseInitData(const std::string& data);
 
     /// The template `filter` with its codes replaced, each but `$$` through `func`. Throws

@@ -4,7 +4,9 @@
 #include "Tell.h"
 #include "host/AddressFinder.h"
 
+#include <array>
 #include <exception>
+#include <optional>
 
 namespace {
 
@@ -43,6 +45,18 @@ bool AskWith(const ItemList::Item& item, const std::string& text, int flags, Ans
 }
 
 } // namespace
+
+void FetchItems(const ItemList& list, const std::vector<std::string>& texts, std::size_t count,
+                int flags) {
+    if (!(flags & FIND_EXACT) || count < 2)
+        return;
+    std::array<std::optional<ExactFinder>, READ_AHEAD> finders;
+    std::array<const KwLookupFinder*, READ_AHEAD> pointers;
+    for (std::size_t i = 0; i < count; ++i)
+        pointers[i] = &finders[i].emplace(texts[i]);
+    for (const ItemList::Item& item : list.Items())
+        item.holder->Fetch(pointers.data(), count, flags);
+}
 
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
                     const LogClass& log, Answer& answer) {

@@ -2,9 +2,12 @@
 #pragma once
 
 #include "AnswerWriter.h"
+#include "AskItem.h"
 #include "ItemList.h"
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 /// Asks the items of a list about texts, and writes the answers.
 class Asker {
@@ -21,6 +24,12 @@ public:
     Asker(const Options& options, const LogClass& log);
 
     void Ask(const ItemList& list, const std::string& text);
+
+    /// FetchItems() for `list`, about to be asked for the first `count` of `texts`.
+    void Fetch(const ItemList& list, const std::vector<std::string>& texts,
+               std::size_t count) const {
+        FetchItems(list, texts, count, m_options.flags);
+    }
 
     /// Hands over the answers so far. False once they could not be written, which is told then.
     bool Flush();

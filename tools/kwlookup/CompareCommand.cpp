@@ -8,6 +8,8 @@
 
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -42,9 +44,9 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
         const ItemList left = load(options.lists[0]);
         const ItemList right = load(options.lists[1]);
         InputLines lines;
-        std::string text;
+        std::vector<std::string> texts(READ_AHEAD);
         std::size_t asked = 0, different = 0, unknown = 0;
-        while (std::cout && lines.Next(text)) {
+        const auto compare = [&](const std::string& text) {
             ++asked;
             const std::string answers[2] = {AskList(left, text, options.flags, log),
                                             AskList(right, text, options.flags, log)};
@@ -54,6 +56,12 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
                 ++different;
                 std::cout << text << '\t' << answers[0] << '\t' << answers[1] << '\n';
             }
+        };
+        for (std::size_t count; std::cout && (count = lines.Next(texts)) != 0;) {
+            for (const ItemList* list : {&left, &right})
+                FetchItems(*list, texts, count, options.flags);
+            for (std::size_t i = 0; i < count && std::cout; ++i)
+                compare(texts[i]);
         }
         unknown += lines.TellError(log) ? 0 : 1;
         std::cerr << "kwlookup: " << asked << " asked, " << different << " different\n";

@@ -1,21 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "FindCommand.h"
 
+#include "AskItem.h"
 #include "ExitStatus.h"
 #include "InputLines.h"
 #include "Tell.h"
 
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
 /// Answers the lines of standard input as they come.
 void AskStandardInput(Asker& asker, const ItemList& list, const LogClass& log) {
     InputLines lines;
-    std::string text;
-    while ((lines.Buffered() || asker.Flush()) && lines.Next(text))
-        asker.Ask(list, text);
+    std::vector<std::string> texts(READ_AHEAD);
+    std::size_t count = 0;
+    while ((lines.Buffered() || asker.Flush()) && (count = lines.Next(texts)) != 0) {
+        asker.Fetch(list, texts, count);
+        for (std::size_t i = 0; i < count; ++i)
+            asker.Ask(list, texts[i]);
+    }
     if (!lines.TellError(log))
         asker.NoteFault();
 }

@@ -19,6 +19,13 @@ bool InputLines::Next(std::string& text) {
     return true;
 }
 
+std::size_t InputLines::Next(std::vector<std::string>& texts) {
+    std::size_t count = 0;
+    while (count < texts.size() && (count == 0 || Buffered()) && Next(texts[count]))
+        ++count;
+    return count;
+}
+
 bool InputLines::TellError(const LogClass& log) const {
     if (m_lines.Error() == 0)
         return true;

@@ -4,7 +4,9 @@
 #include "host/LogClass.h"
 #include "text/LineReader.h"
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 /// The texts on standard input, one a line; a carriage return at a line's end is not part of it.
 class InputLines {
@@ -12,6 +14,10 @@ public:
     InputLines();
 
     bool Next(std::string& text);
+
+    /// Gives the next texts: one, for which it may wait, and those that are there already, up to
+    /// the size of `texts`. Returns their number, 0 at the end.
+    std::size_t Next(std::vector<std::string>& texts);
 
     /// True when Next() need not wait.
     bool Buffered() const { return m_lines.Buffered(); }

@@ -172,12 +172,31 @@ TEST_F(WithConfig, SecondInitForgetsTheSettingsOfTheFirst) {
     lookup.Init("Host=near|x");
     EXPECT_EQ(lookup.Conf().GetVal<int>("Port"), 1);
     EXPECT_EQ(lookup.Conf().GetVal<std::string>("Host"), "near");
-    EXPECT_NE(InitError("Host|x"), "");
-    EXPECT_EQ(&lookup.Conf(), &wide);
+}
+
+TEST_F(WithConfig, SecondInitWithoutSettingsKeepsThoseOfTheFirst) {
     lookup.Init("Port=7|x");
+    const KwLookupSharedConf* const first = lookup.Local();
     lookup.Init("x");
-    EXPECT_EQ(&lookup.Conf(), &wide);
-    EXPECT_EQ(lookup.Local(), nullptr);
+    EXPECT_EQ(&lookup.Conf(), first);
+    EXPECT_EQ(lookup.Local(), first);
+    EXPECT_EQ(lookup.Conf().GetVal<int>("Port"), 7);
+}
+
+TEST_F(WithConfig, FailedSettingsLeaveTheConfigurationOfAnEarlierInit) {
+    lookup.Init("Port=7|Host=near|x");
+    const KwLookupSharedConf* const first = &lookup.Conf();
+    for (const char* failing : {"Port=8|Host|x", "Port=9|Port=x|x"}) {
+        EXPECT_NE(InitError(failing), "");
+        EXPECT_EQ(&lookup.Conf(), first);
+        EXPECT_NE(lookup.Local(), first) << "the half filled one";
+        EXPECT_EQ(lookup.Conf().GetVal<int>("Port"), 7) << "it lives as long as it is asked";
+        EXPECT_EQ(lookup.Conf().GetVal<std::string>("Host"), "near");
+    }
+    lookup.Init("Host=far|x");
+    EXPECT_EQ(&lookup.Conf(), lookup.Local());
+    EXPECT_EQ(lookup.Conf().GetVal<std::string>("Host"), "far");
+    EXPECT_EQ(lookup.Conf().GetVal<int>("Port"), 1);
 }
 
 TEST_F(WithConfig, LocalConfigurationWritesToTheLogOfTheLookup) {
