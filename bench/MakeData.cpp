@@ -23,6 +23,21 @@ void WriteFile(const std::string& name, const std::vector<std::string>& lines, c
         Fail("cannot write " + DataFile(name));
 }
 
+/// What a mail server asks a table for each address: the address, its local part with the '@', its
+/// domain, and each parent of the domain.
+std::vector<std::string> ServerKeys(const std::vector<std::string>& addresses) {
+    std::vector<std::string> keys;
+    for (const std::string& address : addresses) {
+        keys.push_back(address);
+        std::size_t at = address.find('@');
+        keys.push_back(address.substr(0, at + 1));
+        for (std::size_t begin = at; begin != std::string::npos;
+             begin = address.find('.', begin + 1))
+            keys.push_back(address.substr(begin + 1));
+    }
+    return keys;
+}
+
 void WriteCdb(const std::vector<std::string>& list) {
     const int fd = ::open(DataFile("list.tinycdb").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0666);
     struct cdb_make maker;
@@ -100,8 +115,13 @@ int main() {
     }
 
     WriteFile("list", list, "\n");
+    std::vector<std::string> with_results = list;
+    for (std::size_t i = 0; i < LIST_SIZE; i += 2)
+        with_results[i] += " reject";
+    WriteFile("list.results", with_results, "\n");
     WriteFile("list.postmap", list, " x\n");
     WriteFile("keys", keys, "\n");
+    WriteFile("keys.server", ServerKeys(keys), "\n");
     WriteFile("keys-with-truth", keys_with_truth, "\n");
     WriteCdb(list);
     WriteBerkeley("list.hash", DB_HASH, list);

@@ -27,10 +27,10 @@ std::vector<std::string> FirstColumn(const std::string& name) {
     return lines;
 }
 
-void RunProcess(benchmark::State& state, const std::string& command) {
+void RunProcess(benchmark::State& state, const std::string& command, const std::string& keys) {
     static const std::vector<std::string> hits = Hits();
     const std::string whole =
-        command + " < '" + DataFile("keys") + "' > '" + DataFile("answers") + "'";
+        command + " < '" + DataFile(keys) + "' > '" + DataFile("answers") + "'";
     for (auto _ : state)
         if (std::system(whole.c_str()) != 0)
             state.SkipWithError("failed");
@@ -38,9 +38,10 @@ void RunProcess(benchmark::State& state, const std::string& command) {
         state.SkipWithError("wrong answers");
 }
 
-void Register(const char* name, const char* program, const std::string& arguments) {
+void Register(const char* name, const char* program, const std::string& arguments,
+              const std::string& keys = "keys") {
     if (const char* path = std::getenv(program))
-        benchmark::RegisterBenchmark(name, RunProcess, path + arguments)
+        benchmark::RegisterBenchmark(name, RunProcess, path + arguments, keys)
             ->Iterations(1)
             ->UseRealTime();
 }
@@ -50,6 +51,10 @@ const bool registered = [] {
              " find --exact 'file:" + DataFile("list") + "' -");
     Register("process/postmap_cdb", "KWLOOKUP_BENCH_POSTMAP",
              " -q - 'cdb:" + DataFile("list.postmap") + "'");
+    Register("process_default/kwlookup", "KWLOOKUP_BENCH_TOOL",
+             " find 'file:" + DataFile("list.results") + "' -");
+    Register("process_default/postmap_cdb", "KWLOOKUP_BENCH_POSTMAP",
+             " -q - 'cdb:" + DataFile("list.postmap") + "'", "keys.server");
     return true;
 }();
 

@@ -100,6 +100,17 @@ int main(int argc, char** argv) {
         Row(what, our_time, other_time, other_time / our_time, aim, bound);
     };
 
+    Heading("default search, by address, results in the list, ns");
+    const double search = results["default/kwlookup"].Median();
+    const double exact = results["default/exact_nocase"].Median();
+    Row("exact search without regard to case", search, exact, search / exact, Aim::AtMost, 2.5);
+    against("a walk over the list", "default/kwlookup", "default/walk", 1, Aim::AtLeast, 50000);
+
+    Heading("from the start of the loading to the first answer, ms", "default", "--exact");
+    const double first = results["first/default"].Median() / 1e6;
+    const double first_exact = results["first/exact"].Median() / 1e6;
+    Row("1,000,000 lines", first, first_exact, first / first_exact, Aim::AtMost, 1.5);
+
     Heading("exact search with regard to case, ns");
     const char* ours = "case/kwlookup";
     against("textbook std::lower_bound", ours, "case/lower_bound", 1, Aim::AtLeast, 14);
@@ -133,8 +144,12 @@ int main(int argc, char** argv) {
             1e6, Aim::AtLeast, 1.8);
 
     Heading("whole programs, 1,000,000 keys in a list of 1,000,000, s");
-    against("postmap -q - cdb:LIST, the table made before", "process/kwlookup",
+    against("find --exact: postmap -q - cdb:LIST, the table made before", "process/kwlookup",
+            "process/postmap_cdb", 1e9, Aim::AtLeast, 2.2);
+    against("find: the same postmap, asked the full addresses only", "process_default/kwlookup",
             "process/postmap_cdb", 1e9, Aim::AtLeast, 1);
+    against("find: the same postmap, asked the keys that a mail server asks",
+            "process_default/kwlookup", "process_default/postmap_cdb", 1e9, Aim::AtLeast, 3);
 
     Heading("two threads, million searches a second, best round", "two", "one");
     const double two = 1e3 / results["threads/kwlookup/threads:2"].Best();
@@ -153,6 +168,10 @@ int main(int argc, char** argv) {
         std::printf("%-62s %9.4g %9.4g %8.2f  <= 16 bytes%s\n", order, added, vector,
                     added / vector, added <= 16 ? "" : "  MISSED");
     }
+
+    const double index = results["bytes_default/kwlookup"].counters["kwlookup"];
+    std::printf("%-62s %9.4g %9.4g %8.2f  <= 24 bytes%s\n", "default search: its index", index,
+                vector, index / vector, index <= 24 ? "" : "  MISSED");
 
     Heading("pattern files against one address, ns");
     against("a loop of PCRE2 with JIT, 10 patterns", "patterns10/kwlookup", "patterns10/loop", 1);

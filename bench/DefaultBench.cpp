@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+// The default search, by address in a list of 1,000,000 lines of which every second has a result,
+// beside the walk that it stands for and the exact search without regard to case.
+#include "bench/BenchData.h"
+#include "host/AddressFinder.h"
+#include "host/LogClass.h"
+#include "lookup/KwLookupHolder.h"
+
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+#include <memory>
+#include <optional>
+
+namespace {
+
+/// Hides that the finder has keys, so that it is walked for.
+class WalkFinder : public KwLookupFinder {
+public:
+    explicit WalkFinder(const std::string& text) : m_finder(text) {}
+    bool Match(const std::string& value) const override { return m_finder.Match(value); }
+    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    std::string GetRes() const override { return m_finder.GetRes(); }
+    void ClearRes() const override { m_finder.ClearRes(); }
+
+private:
+    const AddressFinder m_finder;
+};
+
+const LogClass g_log{""};
+
+double HeapBytes() {
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+/// A file of the data directory as a list, asked once so that its index is made.
+class List {
+public:
+    List(const char* file, int flags) : m_flags(flags) {
+        m_holder.Init("file:" + DataFile(file));
+        const double loaded = HeapBytes();
+        Ask<AddressFinder>("nobody@nowhere.example");
+        m_index_bytes = (HeapBytes() - loaded) / LIST_SIZE;
+    }
+
+    template <typename Finder>
+    bool Ask(const std::string& text) const {
+        std::string res;
+        return m_holder.Find(Finder(text), &res, m_flags, nullptr);
+    }
+
+    double IndexBytes() const { return m_index_bytes; }
+
+private:
+    const int m_flags;
+    KwLookupHolder m_holder{g_log};
+    double m_index_bytes = 0;
+};
+
+const Keys& TheKeys() {
+    static const Keys keys = Keys::Read(true);
+    return keys;
+}
+
+const List& DefaultList() {
+    static const List list("list.results", 0);
+    return list;
+}
+
+const List& ExactList() {
+    static const List list("list", FIND_EXACT | FIND_NOCASE);
+    return list;
+}
+
+/// Asks `count` keys in a round, each round other ones, and tests every answer.
+template <typename Finder>
+void Ask(benchmark::State& state, const List& list) {
+    static std::size_t next = 0;
+    const auto count = static_cast<std::size_t>(state.range(0));
+    const Keys& keys = TheKeys();
+    std::size_t wrong = 0;
+    for (auto _ : state)
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t key = next++ % keys.texts.size();
+            wrong += list.Ask<Finder>(keys.texts[key]) != (keys.in_list[key] != 0);
+        }
+    if (wrong != 0)
+        state.SkipWithError("wrong answers");
+    state.SetItemsProcessed(static_cast<std::int64_t>(count) * state.iterations());
+}
+
+void AskDefault(benchmark::State& state) {
+    Ask<AddressFinder>(state, DefaultList());
+}
+void AskWalk(benchmark::State& state) {
+    Ask<WalkFinder>(state, DefaultList());
+}
+void AskExact(benchmark::State& state) {
+    Ask<AddressFinder>(state, ExactList());
+}
+
+/// From the start of the loading to the first answer.
+void FirstAnswer(benchmark::State& state, const char* file, int flags) {
+    for (auto _ : state) {
+        std::optional<List> list;
+        list.emplace(file, flags);
+        state.PauseTiming();
+        list.reset();
+        // Lest the next round pays for tidying up what this one freed.
+        ::malloc_trim(0);
+        state.ResumeTiming();
+    }
+}
+
+/// Not a time: what the index takes of the heap for each string of the list.
+void IndexBytes(benchmark::State& state) {
+    for (auto _ : state)
+        state.counters["kwlookup"] = DefaultList().IndexBytes();
+}
+
+const bool registered = [] {
+    // Rounds of about the same time for the fast and the slow.
+    benchmark::RegisterBenchmark("default/kwlookup", AskDefault)->Arg(1000000)->Iterations(1);
+    benchmark::RegisterBenchmark("default/exact_nocase", AskExact)->Arg(1000000)->Iterations(1);
+    benchmark::RegisterBenchmark("default/walk", AskWalk)->Arg(20)->Iterations(1);
+    benchmark::RegisterBenchmark("first/default", FirstAnswer, "list", 0)->Iterations(1);
+    benchmark::RegisterBenchmark("first/exact", FirstAnswer, "list", FIND_EXACT + 0)->Iterations(1);
+    benchmark::RegisterBenchmark("bytes_default/kwlookup", IndexBytes)->Iterations(1);
+    return true;
+}();
+
+} // namespace
