@@ -116,11 +116,8 @@ Pcre2Pattern::Pcre2Pattern(std::string_view pattern, unsigned options) : m_text(
                                CompileOptions(options), &error, &offset, nullptr));
     if (!m_code)
         throw std::invalid_argument(ErrorMessage(error) + " at offset " + std::to_string(offset));
-    std::uint32_t known = 0;
-    pcre2_pattern_info(m_code.get(), PCRE2_INFO_ALLOPTIONS, &known);
     // \G would match where a part begins, and verbs say for the whole text where not to try.
-    m_in_parts = !(known & PCRE2_ANCHORED) && m_text.find("\\G") == std::string::npos &&
-                 m_text.find("(*") == std::string::npos;
+    m_in_parts = m_text.find("\\G") == std::string::npos && m_text.find("(*") == std::string::npos;
 }
 
 Pcre2Pattern::~Pcre2Pattern() = default;

@@ -179,12 +179,15 @@ TEST_F(Logging, HidesTheSecretsThatItIsGiven) {
     HideInMessages("s3cret and more");
     HideInMessages("a\0b\xff"s);
     HideInMessages("1=|");
+    HideInMessages("k\"eyed\"");
+    HideInMessages("\"key");
     HideInMessages("  ");
     const std::pair<std::string, std::string> cases[] = {
         {"no such thing", "no such thing"}, {"s3cret", "***"},
         {"[s3crets3cret]", "[******]"},     {"s3cret and more", "***"},
         {"s3cret and mor", "*** and mor"},  {"S3CRET s3cre", "S3CRET s3cre"},
         {"x a\0b\xff"s, "x ***"},           {"1=| ", "1=| "},
+        {"k\"eyed\" \"key\"", "*** ***\""},
     };
     for (const auto& [text, shown] : cases) {
         EXPECT_EQ(WithoutSecrets(text), shown);

@@ -112,17 +112,28 @@ private:
         }
         case 8: {
             // What is not looked into must still be found.
-            static const char* const others[][2] = {
-                {"\\Qa.b\\E", "a.b"},  {"\\x{61}", "a"},
-                {"(?i)mail", "MAIL"},  {"\\141", "a"},
-                {"a++", "aaa"},        {"(?>corp)", "corp"},
-                {"[[:^alpha:]]", "7"}, {"{x", "{x"},
-                {"a{,2}", "a{,2}"},    {"(?#no)lan", "lan"},
-                {"\\K", ""},           {"x{2}{2}", "xxxx"},
-                {"(?#(corp)", ""},     {"(?#[mail)", ""},
-                {"[[:a:\\]]]", "a]"},  {"[[:a:]", "a"},
-                {"[[:a]bcd", ":bcd"},  {"[[:alpha:\\]]]", "a]"},
-                {"[[.a.\\]]]", ".]"},  {"[[:x]news:]", "xnews:]"}};
+            static const char* const others[][2] = {{"\\Qa.b\\E", "a.b"},
+                                                    {"\\x{61}", "a"},
+                                                    {"(?i)mail", "MAIL"},
+                                                    {"\\141", "a"},
+                                                    {"a++", "aaa"},
+                                                    {"(?>corp)", "corp"},
+                                                    {"[[:^alpha:]]", "7"},
+                                                    {"{x", "{x"},
+                                                    {"a{,2}", "a{,2}"},
+                                                    {"(?#no)lan", "lan"},
+                                                    {"\\K", ""},
+                                                    {"x{2}{2}", "xxxx"},
+                                                    {"(?#(corp)", ""},
+                                                    {"(?#[mail)", ""},
+                                                    {"[[:a:\\]]]", "a]"},
+                                                    {"[[:a:]", "a"},
+                                                    {"[[:a]bcd", ":bcd"},
+                                                    {"[[:alpha:\\]]]", "a]"},
+                                                    {"[[.a.\\]]]", ".]"},
+                                                    {"[[:x]news:]", "xnews:]"},
+                                                    {"(?:[[:a.]|]news)", "a"},
+                                                    {"(?:[[.a:]|]news)", "a"}};
             const auto& other = others[Below(std::size(others))];
             sample = other[1];
             return other[0];
