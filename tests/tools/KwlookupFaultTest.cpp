@@ -183,14 +183,13 @@ TEST(ToolFault, APipeThatTheToolWasGivenIsRead) {
         "echo '[lookup_regex]' | \"$@\" --config /dev/stdin find corp.lan x@corp.lan",
         "mkfifo fifo; (echo corp.lan >fifo &); \"$@\" find file:/dev/fd/7 x@corp.lan 7<fifo",
         "echo corp.lan >file; \"$@\" find file:/dev/stdin x@corp.lan <file",
-        "echo corp.lan | \"$@\" build cdb /dev/stdin t.cdb >&2 && "
-        "\"$@\" find 'cdb:Database=t.cdb|$d' x@corp.lan",
+        R"(echo corp.lan | "$@" build cdb /dev/stdin t && "$@" find 'cdb:Database=t|$d' x@corp.lan)",
     };
     for (const char* command : commands) {
         SCOPED_TRACE(command);
         const ProgramResult result = RunToolInShell("cd '" + dir.Path("") + "' && " + command, {});
         EXPECT_EQ(result.status, FOUND) << result.err;
-        EXPECT_THAT(result.out, StartsWith("x@corp.lan\t"));
+        EXPECT_THAT(result.out, HasSubstr("x@corp.lan\t"));
     }
 }
 
