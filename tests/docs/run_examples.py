@@ -7,6 +7,7 @@ Usage: run_examples.py TOOL ROOT PAGE
 In a block marked "console", a line "$ COMMAND" is run by bash, and the lines up to the next one
 are what it must print. The commands of a page run in order in one fresh directory, which holds a
 copy of examples/ and the tool as build/kwlookup; it is also found as kwlookup.
+The pages in the root leave nothing behind outside of build/.
 A block marked "cpp" stands, word for word, in a file of examples/. A relative link leads somewhere.
 """
 import os
@@ -64,6 +65,9 @@ def main():
             asked += "kwlookup" in command
             if printed != expected:
                 faults.append(f"{page}:{number}: $ {command}prints\n{printed}instead of\n{expected}")
+        left = set(os.listdir(directory)) - {"build", "examples"}
+        if page.parent == root and left:
+            faults.append(f"{page}: the reader's tree would be left with {sorted(left)}")
 
     code = [path.read_text(encoding="utf-8") for path in (root / "examples").rglob("*.[ch]*")
             if path.suffix in (".cpp", ".h")]
