@@ -14,7 +14,9 @@ enum class LogTarget { StandardError, Syslog, File };
 /// levels up to `level`. Before the first call it is standard error and LEVEL_WARN.
 ///
 /// `name` is the program's name for syslog, or the file to append to; standard error ignores it.
-/// One event is one line: bytes outside 0x20 to 0x7e, and the backslash, come out as \xHH.
+/// One event is one line: bytes outside 0x20 to 0x7e, and the backslash, come out as \xHH. A line
+/// has at most 1,000 bytes, the date before it not counted: a longer one is cut, and ends with
+/// "... (N bytes)", which tells how long its message is.
 /// Throws std::runtime_error when the file cannot be opened; the old target then stays.
 ///
 /// Threads: may be called at any time, also beside writing threads.

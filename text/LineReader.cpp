@@ -20,8 +20,8 @@ std::ptrdiff_t ReadBlock(int fd, char* buffer, std::size_t size) {
     return got;
 }
 
-LineReader::LineReader(int fd, std::uint64_t limit)
-    : m_fd(fd), m_left(limit), m_buffer(BLOCK_BYTES) {}
+LineReader::LineReader(int fd, std::uint64_t limit, char line_end)
+    : m_fd(fd), m_left(limit), m_line_end(line_end), m_buffer(BLOCK_BYTES) {}
 
 bool LineReader::Next(std::string_view& line) {
     std::size_t searched = 0;
@@ -29,7 +29,7 @@ bool LineReader::Next(std::string_view& line) {
         const char* begin = m_buffer.data() + m_begin;
         const std::size_t size = m_end - m_begin;
         if (size > searched) {
-            if (const void* found = std::memchr(begin + searched, '\n', size - searched)) {
+            if (const void* found = std::memchr(begin + searched, m_line_end, size - searched)) {
                 const std::size_t length = static_cast<const char*>(found) - begin;
                 line = std::string_view(begin, length);
                 m_begin += length + 1;
@@ -50,8 +50,8 @@ bool LineReader::Next(std::string_view& line) {
 }
 
 bool LineReader::Buffered() const {
-    return m_begin != m_end &&
-           (m_at_end || std::memchr(m_buffer.data() + m_begin, '\n', m_end - m_begin) != nullptr);
+    return m_begin != m_end && (m_at_end || std::memchr(m_buffer.data() + m_begin, m_line_end,
+                                                        m_end - m_begin) != nullptr);
 }
 
 bool LineReader::Fill() {

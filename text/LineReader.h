@@ -12,11 +12,11 @@
 /// Threads: one.
 class LineReader {
 public:
-    /// Does not own `fd`. Reads at most `limit` bytes: see BytesToRead(). Throws std::bad_alloc
-    /// only.
-    explicit LineReader(int fd, std::uint64_t limit = UINT64_MAX);
+    /// Does not own `fd`. Reads at most `limit` bytes: see BytesToRead(). Lines end with the byte
+    /// `line_end`. Throws std::bad_alloc only.
+    explicit LineReader(int fd, std::uint64_t limit = UINT64_MAX, char line_end = '\n');
 
-    /// Gives the next line without its newline; the last line needs none. False at the end, and at
+    /// Gives the next line without its end; the last line needs none. False at the end, and at
     /// a read error: Error() tells which. What a last, cut line holds at an error is still given.
     /// `line` is valid until the next call. Throws std::bad_alloc only.
     bool Next(std::string_view& line);
@@ -35,6 +35,7 @@ private:
 
     int m_fd;
     std::uint64_t m_left; ///< how much may still be read
+    char m_line_end;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0; ///< start of what has not been given yet
     std::size_t m_end = 0;

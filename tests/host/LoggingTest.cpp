@@ -130,20 +130,46 @@ TEST_F(Logging, PrintableTextShowsEveryByte) {
 
 TEST_F(Logging, OneEventIsOneLineWhateverItsBytes) {
     const std::string bytes = AllBytes().substr(1); // the facade takes NUL-terminated text
-    const std::string long_text(1 << 20, '\n');
     const std::string formats = "{} {0} %s %n %v %%";
     const CapturedStandardError captured;
     m_log.forcedLog(Level::LEVEL_ERROR, bytes.c_str());
     m_log.forcedLog(Level::LEVEL_ERROR, "");
     m_log.forcedLog(Level::LEVEL_ERROR, formats.c_str());
-    m_log.forcedLog(Level::LEVEL_ERROR, long_text.c_str());
     LogText(m_log, Level::LEVEL_ERROR, "a\0b"s);
     EXPECT_EQ(captured.Text(), "name: error: " + Expected(bytes) +
                                    "\n"
                                    "name: error: \n"
                                    "name: error: " +
-                                   formats + "\n" + "name: error: " + Expected(long_text) + "\n" +
-                                   "name: error: a\\x5c0b\n");
+                                   formats + "\n" + "name: error: a\\x5c0b\n");
+}
+
+TEST_F(Logging, ALineHasAnEnd) {
+    const std::size_t around = std::string("name: warning: \n").size();
+    const std::string just_fits(1000 - around, 'a');
+    for (const std::string& text :
+         {just_fits, just_fits + "a", std::string(1 << 20, '\n'), std::string(300, '\n'),
+          std::string(1001, '\n'), just_fits.substr(30) + std::string(20, '\n'),
+          just_fits.substr(31) + std::string(20, '\n'),
+          just_fits.substr(32) + std::string(20, '\n'),
+          just_fits.substr(33) + std::string(20, '\n')}) {
+        SCOPED_TRACE(text.size());
+        const CapturedStandardError captured;
+        m_log.forcedLog(Level::LEVEL_WARN, text.c_str());
+        const std::string line = captured.Text();
+        EXPECT_LE(line.size(), 1000U);
+        if (text == just_fits) {
+            EXPECT_EQ(line, "name: warning: " + text + "\n");
+            continue;
+        }
+        EXPECT_GT(line.size(), 995U) << "more is cut than need be";
+        const std::string mark = "... (" + std::to_string(text.size()) + " bytes)\n";
+        ASSERT_THAT(line, testing::EndsWith(mark));
+        const std::string shown = line.substr(0, line.size() - mark.size());
+        EXPECT_THAT("name: warning: " + Expected(text), testing::StartsWith(shown));
+        if (text.back() == '\n') {
+            EXPECT_THAT(shown, testing::EndsWith("\\x0a"));
+        }
+    }
 }
 
 TEST_F(Logging, ANameCannotForgeALineEither) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "support/PseudoTerminal.h"
 #include "support/TempDir.h"
-#include "text/FileDescriptor.h"
 #include "tools/Tool.h"
 
 #include <gmock/gmock.h>
@@ -8,8 +8,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -29,14 +27,6 @@ enum { SAME = 0, DIFFERENT = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
 std::string Content(const std::string& name) {
     std::ifstream in(name, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
-}
-
-bool HavePseudoTerminals() {
-    const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0)
-        return false;
-    const char* const name = ::ptsname(terminal.Get());
-    return name && FileDescriptor(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
 }
 
 class ToolBuild : public testing::Test {
@@ -78,7 +68,7 @@ TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
     EXPECT_EQ(Find("root@", "AllValues=yes|"), "root@\t1 2\n");
     EXPECT_EQ(Find("caf\xe9"), "caf\xe9\t8-bit\n");
     EXPECT_EQ(Find("#"), "");
-    EXPECT_EQ(RunTool({"find", Table(), "-"}, "n\0l\n"s).out, "n\0l\tx\0y\n"s);
+    EXPECT_EQ(RunTool({"find", "--raw", Table(), "-"}, "n\0l\n"s).out, "n\0l\tx\0y\n"s);
 }
 
 TEST_F(ToolBuild, ReadsStandardInputAndKeepsCase) {
@@ -297,6 +287,21 @@ TEST_F(ToolCompare, PrintsWhereTheListsDiffer) {
               (ProgramResult{SAME, "", "kwlookup: 0 asked, 0 different\n"}));
 }
 
+TEST_F(ToolCompare, EscapesFieldsUnlessTold) {
+    const std::string list = "file:" + m_dir.Write("list", "a\t\x1b[31m\tb\n");
+    const std::string input = "<\x1b@a>\n";
+    EXPECT_EQ(RunTool({"compare", list, "nothing"}, input).out,
+              "<\\x1b@a>\t+ \\x1b[31m\\x09b\t-\n");
+    EXPECT_EQ(RunTool({"compare", "--raw", list, "nothing"}, input).out,
+              "<\x1b@a>\t+ \x1b[31m\tb\t-\n");
+}
+
+TEST_F(ToolCompare, NullSeparatesTextsAndAnswers) {
+    EXPECT_EQ(RunTool({"compare", "-0", "a,\"b\n\"", "nothing"}, "a\0b\n\0c\0a"s),
+              (ProgramResult{DIFFERENT, "a\t+\t-\0b\\x0a\t+\t-\0a\t+\t-\0"s,
+                             "kwlookup: 4 asked, 3 different\n"}));
+}
+
 TEST_F(ToolCompare, AsksWithTheFlags) {
     const std::string input = "<A@corp.lan>\n";
     EXPECT_EQ(RunTool({"compare", "a@corp.lan", "nothing"}, input).status, DIFFERENT);
@@ -312,7 +317,8 @@ TEST_F(ToolCompare, WhatCouldNotAnswerIsNoDifference) {
     EXPECT_EQ(result.status, UNAVAILABLE);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("could not answer for [a]: " + missing));
-    EXPECT_THAT(result.err, HasSubstr("kwlookup: 2 asked, 0 different\n"));
+    EXPECT_THAT(result.err,
+                testing::EndsWith("kwlookup: 2 asked, 0 different, 2 could not be answered\n"));
     EXPECT_EQ(RunTool({"compare", "b", "b, " + Table()}, "b\n").status, SAME) << "it is not asked";
 }
 

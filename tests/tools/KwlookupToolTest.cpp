@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -25,10 +26,10 @@ ProgramResult Answers(const std::string& out) {
 
 const ProgramResult NOTHING_FOUND = {NOT_FOUND, "", ""};
 
-std::vector<std::string> Lines(const std::string& text) {
+std::vector<std::string> Lines(const std::string& text, char end = '\n') {
     std::vector<std::string> lines;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
+    for (std::string line; std::getline(in, line, end);)
         lines.push_back(line);
     return lines;
 }
@@ -135,7 +136,7 @@ TEST(ToolFind, ExplainNamesItemValueAndFile) {
         quoted += c == '"' || c == '\\' ? "\\"s + c : std::string(1, c);
     const std::string list = "\" root@a.org \", \"" + quoted + "\"";
     EXPECT_EQ(RunTool({"find", "--explain", list, "jdoe@corp.lan", "x@b.org", " root@a.org "}),
-              Answers("jdoe@corp.lan\tOK\tfile:" + name + "\tcorp.lan\tOK\t" + name +
+              Answers("jdoe@corp.lan\tOK\tfile:" + name + "\tcorp.lan\\x09OK\t" + name +
                       "\n"
                       "x@b.org\t@b.org\tfile:" +
                       name + "\t@b.org\t" + name +
@@ -146,6 +147,124 @@ TEST(ToolFind, ExplainNamesItemValueAndFile) {
     EXPECT_EQ(missed.status, FOUND);
     EXPECT_EQ(missed.out, "a\ta\ta\ta\t\n");
     EXPECT_EQ(missed.err, "kwlookup: no item answered for [x\\x0ay]\n");
+}
+
+TEST(ToolFind, EscapesFieldsUnlessTold) {
+    const struct {
+        std::string text;
+        std::string shown;
+    } cases[] = {
+        {"\x1b]0;T\x07", "\\x1b]0;T\\x07"},
+        {"a\tb\nc\rd\x7f", "a\\x09b\\x0ac\\x0dd\\x7f"},
+        {"caf\xe9 caf\xc3\xa9 \x80\x9f", "caf\xe9 caf\xc3\xa9 \x80\x9f"},
+        {"\xc2\x9b\x31 \xc2\x80\xc2\xa0\xc2", "\\xc2\\x9b\x31 \\xc2\\x80\xc2\xa0\xc2"},
+        {"^a\\.b\\x4\\x\\", "^a\\.b\\x4\\x\\"},
+        {"\\x1b \\xAf \\\x1b", "\\x5cx1b \\x5cxAf \\\\x1b"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.shown);
+        std::string item = "\"";
+        for (const char byte : c.text)
+            item += byte == '\\' ? "\\\\" : std::string(1, byte);
+        item += " result\tof " + std::string("it\"");
+        const std::string end = "\tresult\\x09of it\n";
+        const std::string list = "value:" + item;
+        if (c.text.find_first_of(" \t\n\r") == std::string::npos) {
+            EXPECT_EQ(RunTool({"find", item, c.text}).out, c.shown + end);
+            EXPECT_EQ(RunTool({"find", "--raw", item, c.text}).out, c.text + "\tresult\tof it\n");
+        }
+        EXPECT_EQ(RunTool({"find", "ldap:found", c.text}).out, c.shown + "\t" + c.shown + "\n");
+        EXPECT_EQ(RunTool({"find", "--raw", "ldap:found", c.text}).out,
+                  c.text + "\t" + c.text + "\n");
+    }
+}
+
+// Whatever the bytes, a line has its fields, and they can be had back.
+TEST(ToolFind, EscapedFieldsAreUnambiguous) {
+    std::mt19937 random(1);
+    const std::string alphabet = "\\x0019afA\t\n\x1b\x7f\xc2\x9b z"s;
+    std::string input;
+    std::vector<std::string> texts;
+    for (int i = 0; i < 20000; ++i) {
+        std::string text;
+        for (auto length = random() % 12; length > 0; --length)
+            text += alphabet[random() % alphabet.size()];
+        texts.push_back(text);
+        input += text + '\0';
+    }
+    const std::vector<std::string> lines =
+        Lines(RunTool({"find", "-0", "ldap:found", "-"}, input).out, '\0');
+    ASSERT_EQ(lines.size(), texts.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const std::vector<std::string> fields = Lines(lines[i], '\t');
+        ASSERT_EQ(fields.size(), texts[i].empty() ? 1U : 2U);
+        std::string text;
+        for (std::size_t at = 0; at < fields[0].size(); ++at) {
+            const std::string& field = fields[0];
+            const bool escape = field.size() - at >= 4 && field[at] == '\\' &&
+                                field[at + 1] == 'x' &&
+                                std::isxdigit(static_cast<unsigned char>(field[at + 2])) &&
+                                std::isxdigit(static_cast<unsigned char>(field[at + 3]));
+            text += escape ? static_cast<char>(std::stoi(field.substr(at + 2, 2), nullptr, 16))
+                           : field[at];
+            at += escape ? 3 : 0;
+        }
+        ASSERT_EQ(text, texts[i]) << lines[i];
+    }
+}
+
+TEST(ToolFind, NullSeparatesTextsAndAnswers) {
+    EXPECT_EQ(RunTool({"find", "--null", "a, \"b\n\", \"c\r\"", "-"}, "a\0b\n\0c\r\0x\0a"s),
+              Answers("a\ta\0b\\x0a\tb\\x0a\0c\\x0d\tc\\x0d\0a\ta\0"s));
+    EXPECT_EQ(RunTool({"find", "-0", "--raw", "\"b\n\"", "b\n"}), Answers("b\n\tb\n\0"s));
+    EXPECT_EQ(RunTool({"find", "-0", "--json", "a", "a"}),
+              Answers("{\"text\":\"a\",\"result\":\"a\"}\0"s));
+    EXPECT_EQ(RunTool({"watch", "-0", "a"}, "a\0b\0"s), Answers("a\ta\0"s));
+}
+
+TEST(ToolFind, AMessageHasAnEnd) {
+    const ProgramResult plain =
+        RunTool({"find", "--explain", "ldap:broken", "-"}, std::string(1000000, 'a') + "\n");
+    const std::string quoted = std::string(200, 'a') + "... (1000000 bytes)]";
+    EXPECT_EQ(plain.err, "kwlookup: error: [ldap:broken] could not answer for [" + quoted +
+                             ": cannot \\x1b answer\nkwlookup: no item answered for [" + quoted +
+                             "\n");
+    const ProgramResult control =
+        RunTool({"find", "--explain", "ldap:broken", std::string(400, '\1')});
+    const std::vector<std::string> lines = Lines(control.err);
+    ASSERT_EQ(lines.size(), 2U);
+    for (const std::string& line : lines)
+        EXPECT_LT(line.size(), 1000U);
+}
+
+TEST(ToolQuery, PrintsAndExitsAsPostmap) {
+    const TempDir dir;
+    const std::string file = "file:" + dir.Write("list", "@corp.lan 550\tgo  away\nother.org\n");
+    EXPECT_EQ(RunTool({"-q", "jdoe@corp.lan", file}), Answers("550\tgo  away\n"));
+    EXPECT_EQ(RunTool({"-q", "jdoe@other.org", file}), Answers("other.org\n"));
+    EXPECT_EQ(RunTool({"-q", "x", "ldap:found"}), Answers("x\n"));
+    EXPECT_EQ(RunTool({"-q", "jdoe@else.org", file}), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"-q", "-", file}, "a@corp.lan\nb@else.org\r\nb@other.org\r\n"),
+              Answers("a@corp.lan\t550\tgo  away\nb@other.org\tother.org\n"));
+    EXPECT_EQ(RunTool({"-q", "-", file}, "b@else.org\n"), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"-q", "-", file}, ""), NOTHING_FOUND);
+    EXPECT_EQ(RunTool({"-q", "[a,b]", "\"[a,b]\""}), Answers("[a,b]\n"));
+    EXPECT_EQ(RunTool({"-q", "-x", "value:-x"}), Answers("-x\n"));
+    EXPECT_EQ(RunTool({"-q", "find", "find"}), Answers("find\n"));
+}
+
+TEST(ToolQuery, AFaultIsToldAndIsNoSuccess) {
+    const std::string error =
+        "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
+    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken"}), (ProgramResult{NOT_FOUND, "", error}));
+    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken, x"}), (ProgramResult{NOT_FOUND, "x\n", error}));
+    EXPECT_EQ(RunTool({"-q", "x", "x, ldap:broken"}), Answers("x\n"));
+    for (const char* list : {"nosuch:x, x", "\"x"}) {
+        const ProgramResult result = RunTool({"-q", "x", list});
+        EXPECT_EQ(result.status, NOT_FOUND);
+        EXPECT_THAT(result.err, HasSubstr("kwlookup: error: "));
+    }
+    EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"-q", "x", "x"}).status, NOT_FOUND);
 }
 
 TEST(ToolFind, JsonPrintsOneObjectALine) {
@@ -389,6 +508,11 @@ TEST(ToolUsage, WrongUsage) {
         {"types", "find", "a", "b"},
         {"watch", "a", "types"},
         {"--nosuch"},
+        {"-q", "a"},
+        {"-q", "a", "b", "c"},
+        {"-q", "a", "b", "types"},
+        {"completion"},
+        {"completion", "csh"},
     };
     for (const auto& arguments : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));

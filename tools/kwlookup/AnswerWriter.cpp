@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "AnswerWriter.h"
 
+#include "Field.h"
+
 #include <cerrno>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -12,31 +14,40 @@ constexpr std::size_t BLOCK_BYTES = 64 * 1024;
 } // namespace
 
 void AnswerWriter::Write(const std::string& text, const Answer& answer) {
-    if (m_format == Json) {
+    if (m_options.format == Json) {
         nlohmann::ordered_json line;
         line["text"] = text;
         line["result"] = answer.Shown(text);
-        if (m_explain) {
+        if (m_options.explain) {
             line["item"] = answer.item;
             line["value"] = answer.value;
             line["file"] = answer.file;
         }
         // Mail data need not be UTF-8, JSON must be.
         m_buffer += line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    } else if (m_options.format == Value) {
+        AddField(answer.Shown(text));
     } else {
-        m_buffer += text;
+        AddField(text);
         m_buffer += '\t';
-        m_buffer += answer.Shown(text);
-        if (m_explain) {
+        AddField(answer.Shown(text));
+        if (m_options.explain) {
             for (const std::string* field : {&answer.item, &answer.value, &answer.file}) {
                 m_buffer += '\t';
-                m_buffer += *field;
+                AddField(*field);
             }
         }
     }
-    m_buffer += '\n';
+    m_buffer += m_options.null ? '\0' : '\n';
     if (m_buffer.size() >= BLOCK_BYTES)
         Flush();
+}
+
+void AnswerWriter::AddField(const std::string& text) {
+    if (m_options.raw)
+        m_buffer += text;
+    else
+        AppendField(m_buffer, text);
 }
 
 void AnswerWriter::Flush() {

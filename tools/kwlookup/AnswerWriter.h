@@ -19,9 +19,20 @@ struct Answer {
 /// Writes answers to standard output, a line each, in blocks.
 class AnswerWriter {
 public:
-    enum Format { Plain, Json };
+    enum Format {
+        Plain, ///< fields with tabs between them
+        Json,  ///< an object a line
+        Value  ///< what is shown as the answer, and nothing else
+    };
 
-    AnswerWriter(Format format, bool explain) : m_format(format), m_explain(explain) {}
+    struct Options {
+        Format format = Plain;
+        bool explain = false; ///< adds item, value and file
+        bool raw = false;     ///< fields are written byte for byte, see AppendField()
+        bool null = false;    ///< a NUL ends a line
+    };
+
+    explicit AnswerWriter(const Options& options) : m_options(options) {}
 
     void Write(const std::string& text, const Answer& answer);
 
@@ -33,8 +44,9 @@ public:
     int Error() const { return m_error; }
 
 private:
-    const Format m_format;
-    const bool m_explain;
+    void AddField(const std::string& text);
+
+    const Options m_options;
     std::string m_buffer;
     int m_error = 0;
 };

@@ -44,6 +44,10 @@ bool AskWith(const ItemList::Item& item, const std::string& text, int flags, Ans
     return true;
 }
 
+std::string Question(const ItemList::Item& item, const std::string& text) {
+    return "[" + Shortened(item.text) + "] could not answer for [" + Shortened(text) + "]";
+}
+
 } // namespace
 
 void FetchItems(const ItemList& list, const std::vector<std::string>& texts, std::size_t count,
@@ -65,9 +69,9 @@ ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int fla
                                               : AskWith<AddressFinder>(item, text, flags, answer);
         return found ? ItemVerdict::Match : ItemVerdict::Miss;
     } catch (const std::exception& error) {
-        TellError(log, "[" + item.text + "] could not answer for [" + text + "]: " + error.what());
+        TellError(log, Question(item, text) + ": " + error.what());
     } catch (...) { // a plug-in may throw anything
-        TellError(log, "[" + item.text + "] could not answer for [" + text + "]");
+        TellError(log, Question(item, text));
     }
     return ItemVerdict::Fault;
 }

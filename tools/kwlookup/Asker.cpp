@@ -10,8 +10,7 @@
 #include <iostream>
 
 Asker::Asker(const Options& options, const LogClass& log)
-    : m_options(options), m_log(log),
-      m_writer(options.json ? AnswerWriter::Json : AnswerWriter::Plain, options.explain) {}
+    : m_options(options), m_log(log), m_writer(options.answers) {}
 
 void Asker::Ask(const ItemList& list, const std::string& text) {
     bool answered = false;
@@ -22,7 +21,7 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
         if (verdict != ItemVerdict::Match)
             continue;
         answered = true;
-        if (m_options.explain) {
+        if (m_options.answers.explain) {
             m_answer.item = WithoutSecrets(item.text);
             m_answer.file = item.File();
         }
@@ -31,8 +30,8 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
             break;
     }
     m_found |= answered;
-    if (m_options.explain && !answered)
-        std::cerr << "kwlookup: no item answered for [" << PrintableText(text) << "]\n";
+    if (m_options.answers.explain && !answered)
+        std::cerr << "kwlookup: no item answered for [" << PrintableText(Shortened(text)) << "]\n";
 }
 
 bool Asker::Flush() {

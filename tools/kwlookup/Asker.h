@@ -15,8 +15,7 @@ public:
     struct Options {
         int flags = 0; ///< KwFindFlags
         bool all = false;
-        bool explain = false;
-        bool json = false;
+        AnswerWriter::Options answers;
         bool strict = false; ///< an error that a plug-in is to ignore is a fault
     };
 
@@ -39,6 +38,8 @@ public:
 
     /// Notes that something could not be asked.
     void NoteFault() { m_fault = true; }
+    /// True once something could not be asked.
+    bool HasFault() const { return m_fault; }
 
 private:
     const Options m_options;

@@ -3,6 +3,7 @@
 
 #include "AskItem.h"
 #include "ExitStatus.h"
+#include "Field.h"
 #include "InputLines.h"
 #include "Tell.h"
 
@@ -43,7 +44,7 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
     try {
         const ItemList left = load(options.lists[0]);
         const ItemList right = load(options.lists[1]);
-        InputLines lines;
+        InputLines lines(options.null);
         std::vector<std::string> texts(READ_AHEAD);
         std::size_t asked = 0, different = 0, unknown = 0;
         const auto compare = [&](const std::string& text) {
@@ -54,7 +55,13 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
                 ++unknown;
             } else if (answers[0] != answers[1]) {
                 ++different;
-                std::cout << text << '\t' << answers[0] << '\t' << answers[1] << '\n';
+                const auto field = [&options](const std::string& value) {
+                    std::string shown;
+                    AppendField(shown, value);
+                    return options.raw ? value : shown;
+                };
+                std::cout << field(text) << '\t' << field(answers[0]) << '\t' << field(answers[1])
+                          << (options.null ? '\0' : '\n');
             }
         };
         for (std::size_t count; std::cout && (count = lines.Next(texts)) != 0;) {
@@ -63,9 +70,14 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
             for (std::size_t i = 0; i < count && std::cout; ++i)
                 compare(texts[i]);
         }
-        unknown += lines.TellError(log) ? 0 : 1;
-        std::cerr << "kwlookup: " << asked << " asked, " << different << " different\n";
-        return different != 0 ? EXIT_NOT_FOUND : unknown != 0 ? EXIT_UNAVAILABLE : EXIT_FOUND;
+        const bool all_read = lines.TellError(log);
+        std::cerr << "kwlookup: " << asked << " asked, " << different << " different";
+        if (unknown != 0)
+            std::cerr << ", " << unknown << " could not be answered";
+        std::cerr << '\n';
+        return different != 0              ? EXIT_NOT_FOUND
+               : unknown != 0 || !all_read ? EXIT_UNAVAILABLE
+                                           : EXIT_FOUND;
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
         return EXIT_BAD_LIST;

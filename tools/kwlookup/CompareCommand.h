@@ -8,7 +8,9 @@
 
 struct CompareOptions {
     std::string lists[2];
-    int flags = 0; ///< KwFindFlags
+    int flags = 0;     ///< KwFindFlags
+    bool raw = false;  ///< fields are written byte for byte
+    bool null = false; ///< a NUL ends each text and each line
     ListChecks checks;
 };
 

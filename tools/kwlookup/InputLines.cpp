@@ -7,13 +7,14 @@
 #include <string_view>
 #include <unistd.h>
 
-InputLines::InputLines() : m_lines(STDIN_FILENO) {}
+InputLines::InputLines(bool null)
+    : m_null(null), m_lines(STDIN_FILENO, UINT64_MAX, null ? '\0' : '\n') {}
 
 bool InputLines::Next(std::string& text) {
     std::string_view line;
     if (!m_lines.Next(line))
         return false;
-    if (!line.empty() && line.back() == '\r')
+    if (!m_null && !line.empty() && line.back() == '\r')
         line.remove_suffix(1);
     text.assign(line);
     return true;

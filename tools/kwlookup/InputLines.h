@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
-/// The texts on standard input, one a line; a carriage return at a line's end is not part of it.
+/// The texts on standard input, one a line, where a carriage return at the end is not part of the
+/// text, or with a NUL after each.
 class InputLines {
 public:
-    InputLines();
+    explicit InputLines(bool null);
 
     bool Next(std::string& text);
 
@@ -26,5 +27,6 @@ public:
     bool TellError(const LogClass& log) const;
 
 private:
+    const bool m_null;
     LineReader m_lines;
 };

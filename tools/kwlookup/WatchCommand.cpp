@@ -117,7 +117,7 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
     if (list->Get().FailedCount() != 0)
         asker.NoteFault();
 
-    InputLines lines;
+    InputLines lines(options.ask.answers.null);
     std::string text;
     for (;;) {
         bool reload = false, more = true;

@@ -2,6 +2,7 @@
 #include "BuildCommand.h"
 #include "CheckCommand.h"
 #include "CompareCommand.h"
+#include "Completion.h"
 #include "Configuration.h"
 #include "ConvertCommand.h"
 #include "ExitStatus.h"
@@ -87,6 +88,13 @@ Example:
 Addresses come first, then domains, their parents and local parts, since the
 first line of a list that matches answers.)";
 
+const char COMPLETION_EXAMPLES[] = R"(
+Examples:
+  kwlookup completion bash > ~/.local/share/bash-completion/completions/kwlookup
+  kwlookup completion fish > ~/.config/fish/completions/kwlookup.fish
+  kwlookup completion zsh > ~/.zfunc/_kwlookup
+      For zsh, ~/.zshrc has "fpath+=~/.zfunc" before it calls compinit.)";
+
 const char MAIN_EXAMPLES[] = R"(
 Examples:
   kwlookup find 'root@corp.lan, file:/etc/mail/blocked' jdoe@corp.lan
@@ -111,13 +119,22 @@ void AddAskFlags(CLI::App& app, int& flags) {
         "Leave out angle brackets where a text goes into a template");
 }
 
+/// The options for what the lines of input and output look like.
+void AddLineFlags(CLI::App& app, bool& raw, bool& null) {
+    app.add_flag("--raw", raw, "Print control characters as they are, not as \\xHH");
+    app.add_flag("-0,--null", null, "A NUL ends each text that is read, and each answer");
+}
+
 /// Those, and the options that say what an answer looks like.
 void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
     AddAskFlags(app, options.flags);
+    AddLineFlags(app, options.answers.raw, options.answers.null);
     app.add_flag("--all", options.all, "Ask every item, and print each one's answer");
-    app.add_flag("--explain", options.explain,
+    app.add_flag("--explain", options.answers.explain,
                  "Also print the item that answered, the stored value, and its file");
-    app.add_flag("--json", options.json, "Print one JSON object a line");
+    app.add_flag_callback(
+        "--json", [&options] { options.answers.format = AnswerWriter::Json; },
+        "Print one JSON object a line");
 }
 
 void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
@@ -205,6 +222,7 @@ void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command)
     compare.add_option("LIST-A", options->lists[0], "An object list")->required();
     compare.add_option("LIST-B", options->lists[1], "Another one")->required();
     AddAskFlags(compare, options->flags);
+    AddLineFlags(compare, options->raw, options->null);
     compare.callback([options, &warnings, &command] {
         options->checks.warnings = warnings;
         command = [options](Configuration& configuration, LogClass& log) {
@@ -264,6 +282,67 @@ void AddTypes(CLI::App& app, Command& command) {
         [&command] { command = [](Configuration&, LogClass&) { return RunTypesCommand(); }; });
 }
 
+/// The values in a type's name, which CLI11 writes as "{bash,zsh,fish}" or "{error->1,off->2}".
+std::vector<std::string> Choices(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    const std::size_t begin = type.find('{');
+    if (begin == std::string::npos)
+        return {};
+    std::vector<std::string> choices =
+        CLI::detail::split(type.substr(begin + 1, type.find('}', begin) - begin - 1), ',');
+    for (std::string& choice : choices)
+        choice.erase(std::min(choice.find("->"), choice.size()));
+    return choices;
+}
+
+/// What a shell is to know of a command. Options of the commands before it may follow it as well.
+CompletedCommand Describe(const CLI::App& app, std::vector<CompletedCommand::Option> options = {}) {
+    CompletedCommand command;
+    command.name = app.get_name();
+    command.description = app.get_description();
+    // A command has a --help of its own.
+    options.erase(
+        std::remove_if(options.begin(), options.end(),
+                       [](const auto& option) { return option.names.back() == "--help"; }),
+        options.end());
+    for (const CLI::Option* option : app.get_options()) {
+        if (option->get_positional()) {
+            const std::vector<std::string> choices = Choices(*option);
+            command.choices.insert(command.choices.end(), choices.begin(), choices.end());
+            continue;
+        }
+        CompletedCommand::Option described;
+        for (const std::string& name : option->get_snames())
+            described.names.push_back("-" + name);
+        for (const std::string& name : option->get_lnames())
+            described.names.push_back("--" + name);
+        described.description = option->get_description();
+        described.has_value = option->get_items_expected_max() > 0;
+        described.choices = Choices(*option);
+        options.push_back(std::move(described));
+    }
+    for (const CLI::App* next : app.get_subcommands(nullptr))
+        command.commands.push_back(Describe(*next, options));
+    command.options = std::move(options);
+    return command;
+}
+
+void AddCompletion(CLI::App& app, Command& command) {
+    const auto shell = std::make_shared<std::string>();
+    CLI::App& completion =
+        *app.add_subcommand("completion", "Print a script that completes commands and options");
+    completion.footer(COMPLETION_EXAMPLES);
+    completion.add_option("SHELL", *shell, "The shell that is to run it")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    completion.callback([shell, &app, &command] {
+        command = [shell, &app](Configuration&, LogClass&) {
+            std::cout << CompletionScript(*shell, Describe(app));
+            return EXIT_FOUND;
+        };
+    });
+}
+
 /// Takes the places of standard descriptors that are closed, so that no file that is opened later
 /// gets what is meant for them. What stands there fails in use, as a closed one does.
 void FillClosedDescriptors() {
@@ -292,6 +371,13 @@ int main(int argc, char** argv) {
     Warnings::Mode warnings = Warnings::Mode::Tell;
     AddWarnings(app, warnings);
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    std::vector<std::string> query;
+    app.add_option("-q", query,
+                   "Print the value of one key as postmap does; '-' reads keys, one a line")
+        ->type_name("KEY LIST")
+        ->type_size(2)
+        ->expected(1)
+        ->allow_extra_args(false);
     Command command;
     AddFind(app, arguments, warnings, command);
     AddWatch(app, warnings, command);
@@ -300,9 +386,19 @@ int main(int argc, char** argv) {
     AddBuild(app, warnings, command);
     AddConvert(app, warnings, command);
     AddTypes(app, command);
+    AddCompletion(app, command);
 
     try {
         app.parse(argc, argv);
+        if (!query.empty()) {
+            if (command)
+                throw CLI::ExcludesError("-q", app.get_subcommands().front()->get_name());
+            command = [&query, warnings](Configuration&, LogClass& used_log) {
+                ListChecks checks;
+                checks.warnings = warnings;
+                return RunQueryCommand(query[0], query[1], checks, used_log);
+            };
+        }
         if (!command)
             throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {

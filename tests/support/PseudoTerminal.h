@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+
+/// False in a root without /dev/pts.
+inline bool HavePseudoTerminals() {
+    const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0)
+        return false;
+    const char* const name = ::ptsname(terminal.Get());
+    return name && FileDescriptor(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+}
