@@ -100,6 +100,8 @@ Examples:
   kwlookup find 'root@corp.lan, file:/etc/mail/blocked' jdoe@corp.lan
   kwlookup check 'root@corp.lan, file:/etc/mail/blocked'
   kwlookup types
+  kwlookup -q jdoe@corp.lan 'file:/etc/mail/access'
+      As postmap -q does: prints the result; exit status 0 found, 1 not.
 
 See kwlookup(1), or 'kwlookup find --help'.)";
 
