@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The parser against StatementMachine, on statements that are nearly right.
 #include "sql/StatementMachine.h"
+#include "support/Rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -107,7 +108,7 @@ TEST(RandomStatements, AreParsedAsTheTablesSay) {
     std::set<int> error_states;
     std::set<std::vector<int>> types;
     int accepted = 0, unknown = 0;
-    for (int i = 0; i < 100000; ++i) {
+    for (int i = 0; i < Rounds(100000); ++i) {
         const std::string statement = statements.Make();
         const bool trace = i % 2 == 0;
         const Parsed select = Parse(statement, &KwSQLParser::parse_select, trace);
@@ -122,8 +123,8 @@ TEST(RandomStatements, AreParsedAsTheTablesSay) {
     // They went everywhere.
     EXPECT_EQ(error_states, (std::set<int>{-1, 0, 1, 2, 4, 5, 6, 7, 8}));
     EXPECT_EQ(types, (std::set<std::vector<int>>{{}, {0}, {1}, {2}}));
-    EXPECT_GT(accepted, 1000);
-    EXPECT_GT(unknown, 100);
+    EXPECT_GT(accepted, Rounds(1000));
+    EXPECT_GT(unknown, Rounds(100));
 }
 
 TEST(RandomStatements, GoOnFromWhatWasParsedBefore) {

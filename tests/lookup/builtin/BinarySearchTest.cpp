@@ -9,6 +9,7 @@
 #include "lookup/builtin/KeyedFinder.h"
 #include "lookup/builtin/ProbeFinder.h"
 #include "lookup/builtin/StringList.h"
+#include "support/Rounds.h"
 #include "support/TestLocale.h"
 
 #include <gtest/gtest.h>
@@ -276,7 +277,7 @@ TEST(BinarySearch, FindsTheSameOfManyCaseVariants) {
 }
 
 TEST(BinarySearch, AnswersAsThePlainOne) {
-    for (unsigned seed = 1; seed <= 250; ++seed) {
+    for (int seed = 1; seed <= Rounds(250); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         ASSERT_NO_FATAL_FAILURE(Comparison(seed).Run());
     }
