@@ -2,22 +2,12 @@
 #include "lookup/KwFinderKeys.h"
 
 void KwFinderKeys::AddEndings(std::string_view domain, bool with_dot) {
-    std::size_t dots = 0; // in the ending at hand
-    // A domain may be a megabyte from a stranger: never look further back than a key can reach.
-    const std::size_t reach = m_longest < domain.size() ? m_longest + 1 : domain.size();
-    for (std::size_t size = 1; size <= reach; ++size) {
+    // A domain may be a megabyte of dots from a stranger: only endings of the sizes that there are.
+    for (const std::size_t size : m_sizes) {
+        if (size >= domain.size())
+            return;
         const std::size_t begin = domain.size() - size;
-        if (domain[begin] != '.')
-            continue;
-        if (with_dot) {
-            if (++dots > m_deepest || size > m_longest)
-                return;
-            if (begin != 0)
-                Take(domain.substr(begin));
-        } else {
-            if (dots++ > m_deepest || size - 1 > m_longest)
-                return;
-            Take(domain.substr(begin + 1));
-        }
+        if (with_dot ? size != 0 && domain[begin] == '.' : domain[begin - 1] == '.')
+            Take(domain.substr(begin));
     }
 }

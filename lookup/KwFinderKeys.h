@@ -5,12 +5,13 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 /// Takes the keys of a KwKeyedFinder, on behalf of a list that looks for them in its index.
 ///
-/// Keys that no stored value can equal are dropped. A finder that can make many keys of one text,
-/// such as one for each label of a domain, stops at Longest() and Deepest(), so that no text makes
-/// a search slow; AddEndings() does.
+/// Keys that no stored value can equal, by their size, are dropped. A finder that can make many
+/// keys of one text, such as one for each label of a domain, uses AddEndings(), or makes none that
+/// is longer than Longest(), so that no text makes a search slow.
 class KW_EXPORT KwFinderKeys {
 public:
     KwFinderKeys(const KwFinderKeys&) = delete;
@@ -18,28 +19,25 @@ public:
 
     /// Adds one key. `key` must stay valid as long as the finder. Throws std::bad_alloc only.
     void Add(std::string_view key) {
-        if (key.size() <= m_longest)
+        if (key.size() <= Longest())
             Take(key);
     }
 
-    /// Adds the endings of `domain` that follow a dot, or `with_dot` those that begin with one,
-    /// shortest first. The whole of `domain` is no such ending. Throws std::bad_alloc only.
+    /// Adds the endings of `domain` that follow a dot, or `with_dot` those that begin with one. The
+    /// whole of `domain` is no such ending. Throws std::bad_alloc only.
+    /// Cost: by the number of different sizes that stored values have, not by the text.
     void AddEndings(std::string_view domain, bool with_dot);
 
     /// The size of the longest key that a stored value can equal.
-    std::size_t Longest() const { return m_longest; }
-
-    /// The number of dots in the deepest such key.
-    std::size_t Deepest() const { return m_deepest; }
+    std::size_t Longest() const { return m_sizes.empty() ? 0 : m_sizes.back(); }
 
 protected:
-    KwFinderKeys(std::size_t longest, std::size_t deepest)
-        : m_longest(longest), m_deepest(deepest) {}
+    /// `sizes`, from the least to the greatest, are those of the keys that stored values can equal.
+    explicit KwFinderKeys(const std::vector<std::size_t>& sizes) : m_sizes(sizes) {}
     ~KwFinderKeys() = default;
 
 private:
     virtual void Take(std::string_view key) = 0;
 
-    const std::size_t m_longest;
-    const std::size_t m_deepest;
+    const std::vector<std::size_t>& m_sizes;
 };

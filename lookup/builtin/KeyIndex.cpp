@@ -7,24 +7,6 @@
 #include <array>
 #include <functional>
 
-namespace {
-
-/// Eight bytes at once: parts are too short for the library's way.
-std::size_t CountDots(std::string_view text) {
-    std::size_t count = 0, i = 0;
-    for (; i + 8 <= text.size(); i += 8) {
-        const std::uint64_t others = LoadWord(text.data() + i) ^ ('.' * EACH_BYTE);
-        const std::uint64_t low_bits = 0x7f * EACH_BYTE;
-        const std::uint64_t dots = ~(((others & low_bits) + low_bits) | others | low_bits);
-        count += (dots >> 7) * EACH_BYTE >> 56;
-    }
-    for (; i < text.size(); ++i)
-        count += text[i] == '.' ? 1 : 0;
-    return count;
-}
-
-} // namespace
-
 template <typename Use>
 [[gnu::always_inline]] inline auto KeyIndex::WithFold(const Use& use) const {
     return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.UpperTable()});
@@ -38,8 +20,7 @@ public:
         std::uint64_t hash;
     };
 
-    explicit Keys(const KeyIndex& index)
-        : KwFinderKeys(index.m_longest, index.m_deepest), m_index(index) {}
+    explicit Keys(const KeyIndex& index) : KwFinderKeys(index.m_sizes), m_index(index) {}
 
     /// Drops most of the keys that are not there, and brings the slots of the others.
     void Sift() {
@@ -119,6 +100,9 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
     AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
     m_slots.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold); });
+    for (std::size_t size = 0; size < m_has_size.size(); ++size)
+        if (m_has_size[size])
+            m_sizes.push_back(size);
 }
 
 std::string_view KeyIndex::PartOf(std::string_view text) const {
@@ -143,7 +127,9 @@ void KeyIndex::InsertAll(const Fold& fold) {
     std::array<Part, AHEAD> parts;
     const auto fetch = [&](std::uint32_t rank) {
         const std::string_view text = PartOf(TextAt(rank));
-        Measure(text);
+        if (text.size() >= m_has_size.size())
+            m_has_size.resize(text.size() + 1);
+        m_has_size[text.size()] = true;
         const std::uint64_t hash = Hash(fold, text, m_seed);
         parts[rank % AHEAD] = {text, hash};
         m_filter.Fetch(hash);
@@ -170,21 +156,6 @@ void KeyIndex::InsertAll(const Fold& fold) {
         }
         slot = Slot(text, rank);
     }
-}
-
-void KeyIndex::Measure(std::string_view part) {
-    if (part.size() >= m_sizes.size())
-        m_sizes.resize(part.size() + 1);
-    m_sizes[part.size()] = true;
-    m_longest = std::max(m_longest, part.size());
-    // Dots as keys are compared: in an odd locale other bytes may have the same upper-case form.
-    const char dot = m_bytes.Upper('.');
-    const std::size_t dots =
-        m_bytes.UpperIsAscii()
-            ? CountDots(part)
-            : static_cast<std::size_t>(std::count_if(
-                  part.begin(), part.end(), [&](char c) { return m_bytes.Upper(c) == dot; }));
-    m_deepest = std::max(m_deepest, dots);
 }
 
 /// The place of `key`, or the free place that it would take.

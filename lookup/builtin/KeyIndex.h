@@ -80,8 +80,7 @@ private:
     auto WithFold(const Use& use) const;
     template <typename Fold>
     void InsertAll(const Fold& fold);
-    void Measure(std::string_view part);
-    bool HoldsSize(std::size_t size) const { return size < m_sizes.size() && m_sizes[size]; }
+    bool HoldsSize(std::size_t size) const { return size < m_has_size.size() && m_has_size[size]; }
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
 
@@ -91,9 +90,8 @@ private:
     const LocaleBytes m_bytes;
     bool m_usable;
     const HashSeed m_seed;
-    std::size_t m_longest = 0;
-    std::size_t m_deepest = 0;
-    std::vector<bool> m_sizes; ///< those that parts have, so that most keys need no hash
+    std::vector<bool> m_has_size;     ///< by the size of a part: most keys need no hash
+    std::vector<std::size_t> m_sizes; ///< the same, from the least
     HashFilter m_filter;
     std::vector<Slot> m_slots;
     std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0
