@@ -5,6 +5,8 @@
 #include "text/LocaleBytes.h"
 
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <mutex>
 #include <string_view>
 #include <utility>
@@ -29,22 +31,40 @@ public:
             return a.size() != b.size() ? a.size() > b.size() : a < b;
         };
         const std::lock_guard<std::mutex> lock(m_lock);
-        const auto place = std::lower_bound(m_secrets.begin(), m_secrets.end(), secret, longer);
-        if (place == m_secrets.end() || *place != secret)
-            m_secrets.insert(place, secret);
+        auto next = std::make_unique<Version>();
+        if (m_newest)
+            next->secrets = m_newest->secrets;
+        const auto place =
+            std::lower_bound(next->secrets.begin(), next->secrets.end(), secret, longer);
+        if (place != next->secrets.end() && *place == secret)
+            return;
+        next->secrets.insert(place, secret);
+        next->older = std::move(m_newest);
+        m_newest = std::move(next);
+        m_shown.store(m_newest.get(), std::memory_order_release);
     }
 
+    /// Takes no lock, as a message may be written in the child of a program with threads.
     void Hide(std::string& text) const {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        for (const std::string& secret : m_secrets)
+        const Version* const version = m_shown.load(std::memory_order_acquire);
+        if (!version)
+            return;
+        for (const std::string& secret : version->secrets)
             for (std::size_t at = 0; (at = text.find(secret, at)) != std::string::npos;
                  at += sizeof STARS - 1)
                 text.replace(at, secret.size(), STARS);
     }
 
 private:
-    mutable std::mutex m_lock;
-    std::vector<std::string> m_secrets;
+    /// Older ones are kept, as a thread may be reading them. Secrets are few and rarely new.
+    struct Version {
+        std::vector<std::string> secrets;
+        std::unique_ptr<const Version> older;
+    };
+
+    std::mutex m_lock; ///< of Add()
+    std::unique_ptr<const Version> m_newest;
+    std::atomic<const Version*> m_shown{nullptr};
 };
 
 bool IsNameByte(char c) {
