@@ -21,8 +21,8 @@
 class KW_EXPORT KwKeyedFinder : public KwLookupFinder {
 public:
     /// What of a stored value a key must equal without regard to case, by the upper-case forms of
-    /// the global locale.
-    enum KeyPart {
+    /// the global locale. For a part that a list does not know it is walked.
+    enum KeyPart : int {
         WHOLE_VALUE,
         FIRST_WORD ///< up to the first white space after any at the beginning; may be empty
     };

@@ -128,13 +128,16 @@ const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) co
 const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
         return nullptr;
+    const KwKeyedFinder::KeyPart part = source.GetKeyPart();
+    if (part != KwKeyedFinder::WHOLE_VALUE && part != KwKeyedFinder::FIRST_WORD)
+        return nullptr; // of a later version of this library
     const LocaleBytes& bytes = LocaleBytes::Current();
     const SortedStrings* const sorted = Sorted();
-    const KeyIndex* index = m_key_indexes->Get(source.GetKeyPart(), sorted != nullptr);
+    const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr);
     if (!index) {
         try {
-            index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->Order() : nullptr,
-                                              source.GetKeyPart(), bytes);
+            index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->Order() : nullptr, part,
+                                              bytes);
         } catch (const std::exception&) { // the walk does without
             return nullptr;
         }

@@ -120,6 +120,24 @@ TEST_F(KeyedWalk, NamesTheFirstOfTheListAsItIs) {
     EXPECT_EQ(finder.matches, 1) << "it was walked for";
 }
 
+/// Compares its keys with a part of a value that this library does not know.
+class NewerKeys : public NamedKeys {
+public:
+    using NamedKeys::NamedKeys;
+    KeyPart GetKeyPart() const override { return static_cast<KeyPart>(FIRST_WORD + 1); }
+};
+
+TEST_F(KeyedWalk, IsAWalkForAnUnknownPart) {
+    Strings values(100, "other");
+    values[30] = "a";
+    const StringList list(values);
+    const NewerKeys finder({"A"});
+    const KwLookupFinder* const finders[] = {&finder};
+    list.Fetch(finders, 1, 0);
+    EXPECT_EQ(Ask(list, finder).matched, "a");
+    EXPECT_EQ(finder.matches, 31);
+}
+
 TEST_F(KeyedWalk, IsNoSort) {
     Strings values(100, "m");
     values[1] = "b";
