@@ -121,7 +121,8 @@ bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
         std::string_view(begin, static_cast<std::size_t>(bytes.FindSpace(begin, reach) - begin)));
     if (m_address.size() != m_request.size())
         keys.Add(m_address);
-    keys.Add(m_local);
+    if (!m_local.empty())
+        keys.Add(m_local);
     if (m_domain.empty())
         return true;
     keys.Add(m_domain);

@@ -100,9 +100,23 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
     AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
     m_slots.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold); });
+    SortSizes();
+}
+
+void KeyIndex::NoteSize(std::size_t size) {
+    if (size < m_has_size.size())
+        m_has_size[size] = true;
+    else if (m_sizes.empty() || m_sizes.back() != size)
+        m_sizes.push_back(size);
+}
+
+void KeyIndex::SortSizes() {
     for (std::size_t size = 0; size < m_has_size.size(); ++size)
         if (m_has_size[size])
             m_sizes.push_back(size);
+    std::sort(m_sizes.begin(), m_sizes.end());
+    m_sizes.erase(std::unique(m_sizes.begin(), m_sizes.end()), m_sizes.end());
+    m_sizes.shrink_to_fit();
 }
 
 std::string_view KeyIndex::PartOf(std::string_view text) const {
@@ -127,9 +141,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
     std::array<Part, AHEAD> parts;
     const auto fetch = [&](std::uint32_t rank) {
         const std::string_view text = PartOf(TextAt(rank));
-        if (text.size() >= m_has_size.size())
-            m_has_size.resize(text.size() + 1);
-        m_has_size[text.size()] = true;
+        NoteSize(text.size());
         const std::uint64_t hash = Hash(fold, text, m_seed);
         parts[rank % AHEAD] = {text, hash};
         m_filter.Fetch(hash);

@@ -7,6 +7,8 @@
 #include "lookup/builtin/SortedOrder.h"
 #include "lookup/builtin/TextSlot.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -80,7 +82,12 @@ private:
     auto WithFold(const Use& use) const;
     template <typename Fold>
     void InsertAll(const Fold& fold);
-    bool HoldsSize(std::size_t size) const { return size < m_has_size.size() && m_has_size[size]; }
+    void NoteSize(std::size_t size);
+    void SortSizes();
+    bool HoldsSize(std::size_t size) const {
+        return size < m_has_size.size() ? m_has_size[size]
+                                        : std::binary_search(m_sizes.begin(), m_sizes.end(), size);
+    }
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
 
@@ -90,8 +97,8 @@ private:
     const LocaleBytes m_bytes;
     bool m_usable;
     const HashSeed m_seed;
-    std::vector<bool> m_has_size;     ///< by the size of a part: most keys need no hash
-    std::vector<std::size_t> m_sizes; ///< the same, from the least
+    std::vector<std::size_t> m_sizes;   ///< of the parts, from the least: most keys need no hash
+    std::array<bool, 256> m_has_size{}; ///< the same of usual sizes; a part may be a gigabyte
     HashFilter m_filter;
     std::vector<Slot> m_slots;
     std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0

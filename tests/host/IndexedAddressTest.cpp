@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <malloc.h>
 #include <memory>
 #include <ostream>
 #include <random>
@@ -324,6 +325,31 @@ TEST(IndexedAddress, NoTextIsSlow) {
               std::string(SIZE, ' '), "<" + labels + ">", std::string(SIZE, '@')})
             // The aim is 50; sanitizers and other work on the machine are no fault.
             EXPECT_LT(TimeOf(list, text, 20), 5000) << text.substr(0, 10) << "...";
+}
+
+TEST(IndexedAddress, ManyEmptyValuesDelayOnlyTextsThatMayEqualThem) {
+    StringList list;
+    std::string empty;
+    for (int i = 0; i < 200000; ++i)
+        list.Push(empty);
+    for (const char* text : {"corp.lan", "jdoe@corp.lan"})
+        EXPECT_LT(TimeOf(list, text, 50), 1000) << text; // to walk takes some milliseconds
+    std::string res;
+    EXPECT_TRUE(list.Find(AddressFinder(""), &res, 0, nullptr));
+}
+
+TEST(IndexedAddress, ALongLineMakesNoLargeIndex) {
+    constexpr std::size_t LINE = 8 << 20;
+    const std::string line(LINE, 'x');
+    StringList list(Padded({line, line + "yz", line + "y"}));
+    std::string res;
+    const auto before = ::mallinfo2();
+    EXPECT_FALSE(list.Find(AddressFinder("x"), &res, 0, nullptr));
+    const auto after = ::mallinfo2();
+    EXPECT_LT(after.uordblks + after.hblkhd, before.uordblks + before.hblkhd + LINE / 32);
+    for (const std::string& text : {line, line + "Y", line + "yz"})
+        EXPECT_TRUE(list.Find(AddressFinder(text), &res, 0, nullptr));
+    EXPECT_FALSE(list.Find(AddressFinder(line + "xyz"), &res, 0, nullptr));
 }
 
 TEST(IndexedAddress, ASearchAllocatesNothing) {
