@@ -53,7 +53,9 @@ bool CheckList(const std::string& list_text, const ListChecks& checks, const Log
     for (const ItemList::Item& item : list.Items()) {
         for (const KwIfLookup& lookup : item.holder->GetObjects()) {
             ++objects;
-            const auto* strings = dynamic_cast<const KwVectorStrLookup*>(&lookup);
+            // Objects of plug-ins need not have type information.
+            const auto* strings =
+                item.IsPlugin() ? nullptr : dynamic_cast<const KwVectorStrLookup*>(&lookup);
             records += strings ? strings->GetCount() : 1;
         }
     }
