@@ -280,6 +280,16 @@ TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
         {{"xyzzy"},
          USAGE,
          "kwlookup: error: unknown command xyzzy; the commands are find watch check compare"},
+        {{"ldap:Password=S3CRET"},
+         USAGE,
+         "kwlookup: error: unknown command ldap:Password=***; the"},
+        {{"check", "a", "\x1b[2J"},
+         USAGE,
+         "The following argument was not expected: \\x1b[2J\nRun with --help for more "
+         "information.\n"},
+        {{"check", "a", "ldap:Password=S3CRET"},
+         USAGE,
+         "The following argument was not expected: ldap:Password=***\n"},
         {{"build", "hash", "in", "out"},
          USAGE,
          "kwlookup: error: unknown command build hash; did you mean build cdb?\n"

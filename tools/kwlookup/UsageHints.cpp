@@ -12,6 +12,11 @@ namespace {
 /// As CLI11 ends its messages.
 constexpr char MORE[] = "\nRun with --help for more information.\n";
 
+/// `text`, which has words of the command line in it, as a message shows it.
+std::string Shown(const std::string& text) {
+    return PrintableText(WithoutSecrets(text));
+}
+
 /// The command, or command of a command, that the command line names last.
 const CLI::App& LastCommand(const CLI::App& app) {
     const CLI::App* last = &app;
@@ -39,7 +44,7 @@ bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arg
     const std::string& word = rest.front();
     const std::string meant = commands.size() == 1 ? commands.front() : NearestName(word, commands);
     const std::string before = &last == &app ? "" : last.get_name() + " ";
-    std::cerr << "kwlookup: error: unknown command " << before << PrintableText(word);
+    std::cerr << "kwlookup: error: unknown command " << before << Shown(word);
     if (meant.empty()) {
         std::cerr << "; the commands are";
         for (const std::string& command : commands)
@@ -58,10 +63,13 @@ bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arg
 
 bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
                const std::vector<std::string>& arguments) {
-    if (error.get_exit_code() != 0 && TellUnknownCommand(app, arguments))
-        return false;
-    const bool asked_for = app.exit(error) == 0;
-    if (!asked_for)
+    if (error.get_exit_code() == 0) {
+        app.exit(error);
+        return true;
+    }
+    if (!TellUnknownCommand(app, arguments)) {
+        std::cerr << Shown(error.what()) << MORE;
         TellHint(HintForUnquotedList(arguments));
-    return asked_for;
+    }
+    return false;
 }
