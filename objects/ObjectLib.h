@@ -27,9 +27,6 @@ public:
     /// The file of the library of `type`.
     static std::string FileName(const std::string& type) { return "libkw_lookup_" + type + ".so"; }
 
-    /// The section of the host's configuration that is for `type`.
-    static std::string SectionName(const std::string& type) { return "lookup_" + type; }
-
     /// Opens the library of `type`. Throws std::domain_error "Cannot load shared library FILE
     /// because REASON" with the loader's reason, or with one of ours for a file that would end the
     /// process in the loader.

@@ -6,6 +6,7 @@
 #include "lookup/KwIfSharedObject.h"
 #include "objects/LogErrorNoThrow.h"
 #include "objects/ObjectLib.h"
+#include "objects/PluginSection.h"
 #include "objects/RegistryLock.h"
 
 #include <exception>
@@ -54,7 +55,7 @@ void KwObjectHolder::LoadConfig(const std::string& type, InterfaceConfHolder* ho
     if (loader->AcquireLoader())
         release.emplace(*loader, log);
     loader->PrepareLoad();
-    const std::string section = ObjectLib::SectionName(type);
+    const std::string section = PluginSection(type);
     if (!loader->LoadSection(0, section, 0, std::string(), 0, holder, log))
         throw std::domain_error("error in reading configuration for " + type);
     if (log.isDebugEnabled())

@@ -3,14 +3,12 @@
 
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
-
-#include <string_view>
+#include "objects/PluginSection.h"
 
 std::string PluginTypeOf(const std::string& section) {
-    constexpr std::string_view PREFIX = "lookup_";
-    if (section.compare(0, PREFIX.size(), PREFIX) != 0)
-        return std::string();
-    const std::string type = section.substr(PREFIX.size());
-    const LookupCreator* const known = KwFactory<KwIfLookup>::Instance().Lookup(type);
-    return known && !*known ? type : std::string();
+    const auto& factory = KwFactory<KwIfLookup>::Instance();
+    for (const std::string& type : factory.GetNames())
+        if (PluginSection(type) == section && !*factory.Lookup(type))
+            return type;
+    return std::string();
 }
