@@ -71,6 +71,14 @@ TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
     EXPECT_EQ(RunTool({"find", "--raw", Table(), "-"}, "n\0l\n"s).out, "n\0l\tx\0y\n"s);
 }
 
+TEST_F(ToolBuild, EscapesTheNamesOfFiles) {
+    const std::string in = m_dir.Write("\x1bin", "");
+    const std::string out = m_dir.Path("\x1bout");
+    EXPECT_EQ(RunTool({"build", "cdb", in, out}).out, m_dir.Path("\\x1bout") + ": 0 records\n");
+    EXPECT_EQ(RunTool({"--config", in, "check"}).out,
+              m_dir.Path("\\x1bin") + ": 0 sections, 0 errors\n");
+}
+
 TEST_F(ToolBuild, ReadsStandardInputAndKeepsCase) {
     EXPECT_EQ(RunTool({"build", "cdb", "--keep-case", "-", m_dir.Path("out.cdb")}, "Key v\n").out,
               m_dir.Path("out.cdb") + ": 1 record\n");

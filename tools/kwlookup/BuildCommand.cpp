@@ -4,6 +4,7 @@
 #include "BoundedWarnings.h"
 #include "CdbWriter.h"
 #include "ExitStatus.h"
+#include "Field.h"
 #include "SourceFile.h"
 #include "Tell.h"
 #include "text/AsciiLower.h"
@@ -84,6 +85,8 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
         return EXIT_BAD_LIST;
     }
     writer.Finish();
-    std::cout << options.output << ": " << records << (records == 1 ? " record\n" : " records\n");
+    std::string line;
+    AppendField(line, options.output);
+    std::cout << line << ": " << records << (records == 1 ? " record\n" : " records\n");
     return EXIT_FOUND;
 }

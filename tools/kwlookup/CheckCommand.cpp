@@ -3,6 +3,7 @@
 
 #include "CollectedErrors.h"
 #include "ExitStatus.h"
+#include "Field.h"
 #include "ItemList.h"
 #include "Plugin.h"
 #include "Tell.h"
@@ -42,7 +43,9 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
         TellError(log, file.Place(section.line) + "[" + name + "]: " + reason);
         ++failed;
     }
-    std::cout << file.Name() << ": " << Count(file.Sections().size(), "section") << ", "
+    std::string line;
+    AppendField(line, file.Name());
+    std::cout << line << ": " << Count(file.Sections().size(), "section") << ", "
               << Count(failed, "error") << std::endl;
     return failed == 0;
 }
