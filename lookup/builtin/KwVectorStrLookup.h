@@ -32,7 +32,9 @@ class SortedStrings;
 /// changed since.
 ///
 /// Cost at 1,000,000 strings: a walk is linear, 15 to 30 ms; an exact search in the order of the
-/// sort and a search by keys are a few hash look-ups, 0.1 to 0.4 us. An exact search in another
+/// sort and a search by keys are a few hash look-ups, 0.1 to 0.4 us. A search by keys also calls
+/// Match() for each string that has one, until one matches: where all lines begin with one word, a
+/// text of several words that begins with it costs as much as a walk. An exact search in another
 /// order, or with regard to case where the list has bytes above 0x7f, is a binary search. Memory
 /// beside the strings: at most 16 bytes a string for exact searches, 4 more where the order itself
 /// is needed (equal strings in different letter case, bytes above 0x7f, a walk after an exact
