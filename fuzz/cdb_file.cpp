@@ -1,38 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Searches a file of any bytes for the keys that may be in it. The input is a key, a zero byte, and
-// the file.
-#include "fuzz/Require.h"
+#include "fuzz/KeyFile.h"
 #include "plugins/cdb/CdbDatabase.h"
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <stdexcept>
-#include <string>
-#include <sys/mman.h>
-#include <unistd.h>
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const int file = ::memfd_create("cdb", MFD_CLOEXEC);
-    static const std::string name = "/proc/self/fd/" + std::to_string(file);
-    const std::uint8_t* zero = std::find(data, data + size, 0);
-    const std::string key(data, zero);
-    const std::string bytes(zero == data + size ? zero : zero + 1, data + size);
-    Require(::ftruncate(file, 0) == 0);
-    Require(::pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-    try {
-        CdbDatabase database(name);
-        Require(database.IsCurrent());
-        std::string first, all;
-        Values one(&first), every(&all), none(nullptr);
-        const bool found = database.Find(key, false, one);
-        Require(database.Find(key, true, none) == found);
-        Require(database.Find(key, true, every) == found);
-        // Empty values add nothing, so the first value may be missing from the front.
-        Require(all.compare(0, first.size(), first) == 0);
-        Require(found || all.empty());
-    } catch (const std::runtime_error& error) {
-        Require(error.what() == name + ": not a whole cdb file");
-    }
+    SearchKeyFile<CdbDatabase>(
+        data, size, [](const std::string& reason) { return reason == "not a whole cdb file"; });
     return 0;
 }
