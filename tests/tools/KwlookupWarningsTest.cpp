@@ -314,6 +314,7 @@ TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
          "kwlookup: error: Error in init lookup [hash:/etc/mail/access]: unknown id 'hash'\n" +
              types + "write 'berkeley:Database=/etc/mail/access.db|$s'\n"},
         {{"check", "pcre:/etc/mail/table"}, BAD_LIST, types + "write rfile:/etc/mail/table\n"},
+        {{"check", "pgsql:x"}, BAD_LIST, types + "write postgres:x\n"},
         {{"check", "fiel:/etc/mail/list"}, BAD_LIST, types + "write file:/etc/mail/list\n"},
         {{"check", "list:x, hash:x"},
          BAD_LIST,

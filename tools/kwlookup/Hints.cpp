@@ -60,6 +60,7 @@ std::string ItemOfForeignType(const std::string& type, const std::string& params
         {"hash", {"berkeley:Database=", ".db|$s"}},
         {"lsearch", {"file:", ""}},
         {"pcre", {"rfile:", ""}},
+        {"pgsql", {"postgres:", ""}},
         {"regexp", {"rfile:", ""}},
         {"texthash", {"file:", ""}}};
     const auto found = items.find(type);
