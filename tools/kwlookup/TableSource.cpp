@@ -29,7 +29,7 @@ std::string_view Trimmed(std::string_view text) {
 
 /// `text` as a message shows it, which need not be all of it.
 std::string Shown(std::string_view text) {
-    return "'" + std::string(text.substr(0, 100)) + "'";
+    return std::string("'").append(text.substr(0, 100)).append("'");
 }
 
 /// Takes the lines of a file one by one.
