@@ -11,7 +11,7 @@
 ///
 /// Keys that no stored value can equal, by their size, are dropped. A finder that can make many
 /// keys of one text, such as one for each label of a domain, uses AddEndings(), or makes none that
-/// is longer than Longest(), so that no text makes a search slow.
+/// is longer than Longest(), so that the list bounds the cost, not the text.
 class KW_EXPORT KwFinderKeys {
 public:
     KwFinderKeys(const KwFinderKeys&) = delete;
