@@ -2,8 +2,8 @@
 // The default search, by address in a list of 1,000,000 lines of which every second has a result,
 // beside the walk that it stands for and the exact search without regard to case.
 #include "bench/BenchData.h"
-#include "host/AddressFinder.h"
 #include "host/LogClass.h"
+#include "kwhost/AddressFinder.h"
 #include "lookup/KwLookupHolder.h"
 
 #include <benchmark/benchmark.h>

@@ -3,8 +3,8 @@
 // thing that one could have in its place, a hash set that is asked for every key. Writes a row for
 // each measurement: kind, what answers, entries, nanoseconds a search, bytes an entry.
 #include "bench/BenchData.h"
-#include "host/AddressFinder.h"
 #include "host/LogClass.h"
+#include "kwhost/AddressFinder.h"
 #include "lookup/builtin/KwDomainsLookup.h"
 
 #include <absl/container/flat_hash_set.h>

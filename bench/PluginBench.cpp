@@ -2,8 +2,8 @@
 // One search through the whole road, holder, plug-in and database, beside a bare loop over the
 // database's own interface: tables of 1,000,000 records.
 #include "bench/BenchData.h"
-#include "host/ConfFileLoader.h"
 #include "host/LogClass.h"
+#include "kwhost/ConfFileLoader.h"
 #include "lookup/KwLookupHolder.h"
 
 #include <benchmark/benchmark.h>

@@ -15,6 +15,8 @@
 #include <optional>
 #include <unistd.h>
 
+using namespace kwlookup;
+
 namespace {
 
 constexpr std::size_t NONE = ~std::size_t(0);

@@ -12,7 +12,7 @@ kwlookup_public_headers(kwlog
   host/KwExport.h
   host/LogClass.h
   host/LogText.h
-  host/Logging.h)
+  kwlog/Logging.h)
 
 kwlookup_public_headers(kwlookup
   conf/ConfParser.h
@@ -38,14 +38,19 @@ kwlookup_public_headers(kwlookup
   lookup/config/KwLookupAndStorageWithConfig.h
   lookup/config/KwLookupSharedConf.h
   lookup/config/KwLookupWithConfig.h
+  lookup/config/PluginLookup.h
+  lookup/config/QueryTemplate.h
+  lookup/config/SearchTime.h
+  lookup/config/TypeConfig.h
+  lookup/config/Values.h
   objects/KwObjectHolder.h
   sql/KwSQLParser.h
   sql/Utf8String.h)
 
 kwlookup_public_headers(kwhost
-  host/AddressFinder.h
-  host/ConfFile.h
-  host/ConfFileLoader.h)
+  kwhost/AddressFinder.h
+  kwhost/ConfFile.h
+  kwhost/ConfFileLoader.h)
 
 install(TARGETS kwlog kwlookup kwhost EXPORT kwlookupTargets
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup)

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "fuzz/Require.h"
-#include "plugins/common/Values.h"
+#include "lookup/config/Values.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,7 +2,7 @@
 // Asks for the text on the first line against the values on the others, and compares with the
 // rules as the header tells them.
 #include "fuzz/Require.h"
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 
 #include <cctype>
 #include <cstddef>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A configuration file of any bytes is read, and loaded into variables of every type.
 #include "conf/IfConfParser.h"
-#include "host/ConfFileLoader.h"
 #include "host/InterfaceConfHolder.h"
 #include "host/LogClass.h"
+#include "kwhost/ConfFileLoader.h"
 #include "text/FileDescriptor.h"
 
 #include <cstddef>

@@ -12,6 +12,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+using namespace kwlookup;
+
 namespace {
 
 using Rule = PatternList::Rule;

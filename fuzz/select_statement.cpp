@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Reads any text as a statement. What is accepted is one statement to SQLite too, with one
 // parameter, whose value alone decides.
+#include "families/sql/SelectStatement.h"
 #include "fuzz/Require.h"
-#include "plugins/common/SelectStatement.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <sqlite3.h>
 #include <stdexcept>
 #include <string>
+
+using namespace kwlookup;
 
 namespace {
 

@@ -2,8 +2,8 @@
 // Asks the plug-in for a text in an SQLite file of any bytes. The input is the
 // text, a zero byte, and the file.
 #include "fuzz/Require.h"
-#include "host/ConfFileLoader.h"
 #include "host/LogClass.h"
+#include "kwhost/ConfFileLoader.h"
 #include "lookup/KwLookupHolder.h"
 #include "objects/KwObjectHolder.h"
 #include "support/TempDir.h"

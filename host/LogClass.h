@@ -21,7 +21,7 @@ public:
 /// The library tests a level first and builds a message only when the test passed, so a level
 /// that is off costs one call. Copies share the state of the original.
 ///
-/// libkwlog.so implements this class on spdlog (see host/Logging.h). A host with a logging library
+/// libkwlog.so implements this class on spdlog (see kwlog/Logging.h). A host with a logging library
 /// of its own defines the members declared here, `LogClass::State` included, in its executable or
 /// in another libkwlog.so: they take the place of ours when the program is linked.
 ///

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "MailList.h"
 
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 
 #include <chrono>
 #include <stdexcept>

@@ -2,7 +2,7 @@
 // The host's logger in place of the one in libkwlog: lines on standard error with the level in
 // front, as a service manager reads them.
 #include "host/LogClass.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 
 #include <cstdio>
 

@@ -2,7 +2,7 @@
 // A host in two files: answers the addresses that it reads from standard input, one a line. The
 // line "reload" loads the list again.
 #include "MailList.h"
-#include "host/ConfFileLoader.h"
+#include "kwhost/ConfFileLoader.h"
 
 #include <boost/make_shared.hpp>
 

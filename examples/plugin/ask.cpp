@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Asks a list about addresses: ask CONFIGURATION LIST ADDRESS...
-#include "host/AddressFinder.h"
-#include "host/ConfFileLoader.h"
 #include "host/LogClass.h"
+#include "kwhost/AddressFinder.h"
+#include "kwhost/ConfFileLoader.h"
 #include "lookup/KwFactory.h"
 #include "lookup/KwLookupHolder.h"
 

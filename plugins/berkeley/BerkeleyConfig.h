@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/KeyConfig.h"
+#include "families/files/KeyConfig.h"
+
+namespace kwlookup {
 
 /// The parameters of a file of keys and values.
 class BerkeleyConfig : public KeyConfig {
@@ -10,3 +12,5 @@ public:
 
     explicit BerkeleyConfig(const BerkeleyConfig* global) : KeyConfig(NAME, global) {}
 };
+
+} // namespace kwlookup

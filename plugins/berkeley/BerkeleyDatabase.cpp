@@ -3,6 +3,8 @@
 
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr std::size_t HEAD_BYTES = 512;
@@ -386,3 +388,5 @@ void BerkeleyDatabase::CheckHashPage(std::uint32_t bucket, std::uint32_t previou
     if (m_file->IsCopy())
         m_buckets[number] = bucket + 1;
 }
+
+} // namespace kwlookup

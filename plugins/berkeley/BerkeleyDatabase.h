@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "families/files/FileBytes.h"
+#include "lookup/config/Values.h"
 #include "plugins/berkeley/BerkeleyPage.h"
-#include "plugins/common/FileBytes.h"
-#include "plugins/common/Values.h"
 
 #include <array>
 #include <cstdint>
@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace kwlookup {
 
 /// An open Berkeley DB file, a hash or a btree.
 ///
@@ -73,3 +75,5 @@ private:
     std::vector<std::uint32_t> m_buckets; ///< whose keys are on those pages, and one; 0 at first
     std::string m_long_key, m_long_value;
 };
+
+} // namespace kwlookup

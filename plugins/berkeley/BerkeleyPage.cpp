@@ -3,6 +3,8 @@
 
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 // The first byte of an item of a hash, the third one of an item of a tree.
@@ -168,3 +170,5 @@ std::string_view BerkeleyPage::Bytes(std::size_t offset, std::size_t length) con
         Fail();
     return m_bytes.substr(offset, length);
 }
+
+} // namespace kwlookup

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/FileBytes.h"
+#include "families/files/FileBytes.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+
+namespace kwlookup {
 
 /// One page of a Berkeley DB file. No operation reads outside of the page, whatever it holds; what
 /// does not fit throws std::runtime_error "NAME: not a whole Berkeley DB file".
@@ -112,3 +114,5 @@ private:
     std::string_view m_bytes;
     std::string m_buffer;
 };
+
+} // namespace kwlookup

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/KeyConfig.h"
+#include "families/files/KeyConfig.h"
+
+namespace kwlookup {
 
 /// The parameters of a file of keys and values.
 class CdbConfig : public KeyConfig {
@@ -10,3 +12,5 @@ public:
 
     explicit CdbConfig(const CdbConfig* global) : KeyConfig(NAME, global) {}
 };
+
+} // namespace kwlookup

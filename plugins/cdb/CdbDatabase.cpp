@@ -5,6 +5,8 @@
 #include <cdb.h>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 // Two numbers each: position and count of a table, hash and position of a slot, lengths of a
@@ -78,3 +80,5 @@ const char* CdbDatabase::Read(std::uint64_t offset, std::size_t length) {
 void CdbDatabase::Fail() const {
     throw std::runtime_error(m_file->GetName() + ": not a whole cdb file");
 }
+
+} // namespace kwlookup

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/FileBytes.h"
-#include "plugins/common/Values.h"
+#include "families/files/FileBytes.h"
+#include "lookup/config/Values.h"
 
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+
+namespace kwlookup {
 
 /// An open cdb file. The library of the format maps what it searches, so it only hashes here.
 ///
@@ -42,3 +44,5 @@ private:
     std::uint64_t m_data_end; ///< of the records; the tables follow
     std::string m_buffer;
 };
+
+} // namespace kwlookup

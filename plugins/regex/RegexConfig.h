@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/PatternConfig.h"
+#include "families/patterns/PatternConfig.h"
 
 #include <string>
 #include <vector>
+
+namespace kwlookup {
 
 /// The parameters of patterns, and Result: the result text of a match, none by default.
 class RegexConfig : public PatternConfig {
@@ -24,3 +26,5 @@ public:
 private:
     std::string m_result;
 };
+
+} // namespace kwlookup

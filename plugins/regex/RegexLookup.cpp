@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/regex/RegexLookup.h"
 
+namespace kwlookup {
+
 RegexLookup::Rule::Rule(const std::string& text, const RegexConfig& config)
     : pattern(text, config.GetOptions()), result(config.GetResult(), pattern),
       limits(config.GetLimits()) {}
@@ -27,7 +29,9 @@ bool RegexLookup::Search(const KwLookupFinder& finder, int flags, std::string* r
     return true;
 }
 
+} // namespace kwlookup
+
 /// The creator that the library calls.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
-    return new RegexLookup(log);
+    return new kwlookup::RegexLookup(log);
 }

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/Pcre2Pattern.h"
-#include "plugins/common/PluginLookup.h"
-#include "plugins/common/ResultText.h"
+#include "families/patterns/Pcre2Pattern.h"
+#include "families/patterns/ResultText.h"
+#include "lookup/config/PluginLookup.h"
 #include "plugins/regex/RegexConfig.h"
 
 #include <memory>
 #include <string>
+
+namespace kwlookup {
 
 /// One pattern: "regex:PATTERN". The pattern is what stands in *matched after a match.
 ///
@@ -35,3 +37,5 @@ private:
 
     std::unique_ptr<const Rule> m_rule;
 };
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <utility>
 
+namespace kwlookup {
+
 namespace {
 
 /// Slots for each entry of a table; a power of two. One byte of text in so many is a false alarm.
@@ -161,3 +163,5 @@ void LiteralIndex::Search(std::string_view text, std::vector<std::uint32_t>& fou
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());
 }
+
+} // namespace kwlookup

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// Finds, in one pass over a text, the patterns whose required literals it holds.
 ///
 /// Of each literal one piece of 4 bytes (3 of the shortest ones), the rarest, stands in a table. At
@@ -88,3 +90,5 @@ private:
     Pieces m_long_pieces{4};
     Pieces m_short_pieces{3};
 };
+
+} // namespace kwlookup

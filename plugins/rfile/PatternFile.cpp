@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
+namespace kwlookup {
+
 namespace {
 
 std::string_view Trimmed(std::string_view text) {
@@ -91,3 +93,5 @@ std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsi
         throw CanNotLoad(name, ENOMEM);
     }
 }
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+namespace kwlookup {
+
 /// Reads the patterns of a file.
 ///
 /// A line is a pattern, or `/pattern/flags result`, where `\/` stands for a slash in the pattern.
@@ -19,3 +21,5 @@
 /// and std::bad_alloc.
 /// Cost: about 40 us a line.
 std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options);
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+namespace kwlookup {
+
 namespace {
 
 /// Where a search keeps what it would otherwise allocate each time.
@@ -68,3 +70,5 @@ const PatternList::Rule* PatternList::Find(std::string_view text, const PatternL
     }
     return nullptr;
 }
+
+} // namespace kwlookup

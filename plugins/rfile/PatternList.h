@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/Pcre2Pattern.h"
-#include "plugins/common/ResultText.h"
+#include "families/patterns/Pcre2Pattern.h"
+#include "families/patterns/ResultText.h"
 #include "plugins/rfile/LiteralIndex.h"
 
 #include <cstddef>
@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace kwlookup {
 
 /// A list of patterns, searched as if one after the other: the first that matches wins.
 ///
@@ -63,3 +65,5 @@ private:
     std::vector<std::uint32_t> m_unfiltered; ///< in rising order
     LiteralIndex m_index;
 };
+
+} // namespace kwlookup

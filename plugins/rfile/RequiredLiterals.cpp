@@ -7,6 +7,8 @@
 #include <re2/filtered_re2.h>
 #include <re2/re2.h>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr int SHORTEST_LITERAL = 3;
@@ -311,3 +313,5 @@ std::vector<LiteralSet> RequiredLiterals(std::string_view pattern) {
     }
     return sets;
 }
+
+} // namespace kwlookup

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// Literals of which a text must hold at least one, in lower case (A to Z only).
 using LiteralSet = std::vector<std::string>;
 
@@ -16,3 +18,5 @@ using LiteralSet = std::vector<std::string>;
 /// The pattern must not be one in which white space does not count. Cost: about 30 us for a pattern
 /// of 30 bytes. Threads: any.
 std::vector<LiteralSet> RequiredLiterals(std::string_view pattern);
+
+} // namespace kwlookup

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/PatternConfig.h"
+#include "families/patterns/PatternConfig.h"
+
+namespace kwlookup {
 
 /// The parameters of patterns; CaseSensitive is for lines that do not say.
 class RfileConfig : public PatternConfig {
@@ -10,3 +12,5 @@ public:
 
     explicit RfileConfig(const RfileConfig* global) : PatternConfig(NAME, global) {}
 };
+
+} // namespace kwlookup

@@ -5,6 +5,8 @@
 
 #include <stdexcept>
 
+namespace kwlookup {
+
 std::string RfileLookup::GetDescription() const {
     return m_list ? m_list->GetName() : std::string();
 }
@@ -38,7 +40,9 @@ bool RfileLookup::Search(const KwLookupFinder& finder, int flags, std::string* r
     return true;
 }
 
+} // namespace kwlookup
+
 /// The creator that the library calls.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
-    return new RfileLookup(log);
+    return new kwlookup::RfileLookup(log);
 }

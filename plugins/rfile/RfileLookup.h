@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/PluginLookup.h"
+#include "lookup/config/PluginLookup.h"
 #include "plugins/rfile/PatternList.h"
 #include "plugins/rfile/RfileConfig.h"
 
 #include <memory>
 #include <string>
+
+namespace kwlookup {
 
 /// A file of patterns: "rfile:FILE" (see ReadPatternFile() for the lines). The first match in file
 /// order wins, and *matched is then "FILE:LINE: PATTERN".
@@ -28,3 +30,5 @@ private:
     std::unique_ptr<const PatternList> m_list;
     PatternLimits m_limits;
 };
+
+} // namespace kwlookup

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr int MAX_TIMEOUT_S = 86400;
@@ -32,3 +34,5 @@ int SqliteConfig::GetSearchTime() const {
     const int milliseconds = GetVal<int>("SearchTime");
     return milliseconds > 0 ? milliseconds : std::max(GetTimeout(), 1) * 1000;
 }
+
+} // namespace kwlookup

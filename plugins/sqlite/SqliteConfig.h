@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/DatabaseConfig.h"
+#include "families/files/DatabaseConfig.h"
 
 #include <vector>
+
+namespace kwlookup {
 
 /// The parameters Database, Timeout, in seconds, SearchTime, in milliseconds, and MaxRows.
 class SqliteConfig : public DatabaseConfig {
@@ -32,3 +34,5 @@ private:
     int m_search_time = SEARCH_TIME_MS;
     int m_max_rows = MAX_ROWS;
 };
+
+} // namespace kwlookup

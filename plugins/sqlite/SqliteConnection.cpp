@@ -4,6 +4,8 @@
 #include <new>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 /// Instructions of SQLite between two looks at the clock: a look costs less than one of them.
@@ -110,3 +112,5 @@ void SqliteConnection::AddRow(Values& values) const {
 void SqliteConnection::Fail() const {
     throw std::runtime_error(m_name + ": " + ::sqlite3_errmsg(m_db.get()));
 }
+
+} // namespace kwlookup

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/FileStamp.h"
-#include "plugins/common/SearchTime.h"
-#include "plugins/common/Values.h"
+#include "families/files/FileStamp.h"
+#include "lookup/config/SearchTime.h"
+#include "lookup/config/Values.h"
 
 #include <memory>
 #include <optional>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
+
+namespace kwlookup {
 
 /// A database file, open for reading, with one statement that takes one value.
 ///
@@ -54,3 +56,5 @@ private:
     std::unique_ptr<sqlite3, Close> m_db;
     Statement m_statement;
 };
+
+} // namespace kwlookup

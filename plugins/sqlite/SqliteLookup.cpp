@@ -3,6 +3,8 @@
 
 #include <utility>
 
+namespace kwlookup {
+
 SqliteLookup::Query::Query(const std::string& statement_text, const SqliteConfig& config)
     : text(statement_text), select(statement_text), value(select.GetTemplate()),
       statement(select.Text('"', "?1")), database(config.GetDatabase()),
@@ -38,7 +40,9 @@ bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* 
     return true;
 }
 
+} // namespace kwlookup
+
 /// The creator that the library calls.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
-    return new SqliteLookup(log);
+    return new kwlookup::SqliteLookup(log);
 }

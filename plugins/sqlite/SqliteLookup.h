@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/common/CurrentFile.h"
-#include "plugins/common/PerThread.h"
-#include "plugins/common/PluginLookup.h"
-#include "plugins/common/QueryTemplate.h"
-#include "plugins/common/SelectStatement.h"
+#include "families/files/CurrentFile.h"
+#include "families/files/PerThread.h"
+#include "families/sql/SelectStatement.h"
+#include "lookup/config/PluginLookup.h"
+#include "lookup/config/QueryTemplate.h"
 #include "plugins/sqlite/SqliteConfig.h"
 #include "plugins/sqlite/SqliteConnection.h"
 
 #include <memory>
 #include <string>
+
+namespace kwlookup {
 
 /// "sqlite:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'". The value that was asked for
 /// is what stands in *matched after a match.
@@ -45,3 +47,5 @@ private:
 
     std::unique_ptr<const Query> m_query;
 };
+
+} // namespace kwlookup

@@ -26,7 +26,7 @@ strangers=$(printf '%s\n' "$symbols" | awk -v list="$list" '
         class = name
         sub(/::[^:]*$/, "", class)
         ++count
-        if (!(class in known))
+        if (!(class in known) && !(name in known))
             print
     }
     END {

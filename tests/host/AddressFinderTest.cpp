@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 
 #include "lookup/KwLookupHolder.h"
 #include "support/RecordingLog.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/ConfFileLoader.h"
+#include "kwhost/ConfFileLoader.h"
 
 #include "conf/IfConfParser.h"
 #include "host/InterfaceConfHolder.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/ConfFile.h"
+#include "kwhost/ConfFile.h"
 
 #include "support/TempDir.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a child of a program with threads may do. A program of its own, with the real logging.
 #include "examples/host/MailList.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 #include "lookup/builtin/KwFileLookup.h"
 #include "support/TempDir.h"
 #include "support/TextFinder.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Random lists searched for addresses by an index and by a walk: nothing may differ.
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 #include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/KwFileLookup.h"
 #include "lookup/builtin/StringList.h"

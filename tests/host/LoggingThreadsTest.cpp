@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 
 #include "support/CapturedStandardError.h"
 #include "support/TempDir.h"

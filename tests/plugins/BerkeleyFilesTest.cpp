@@ -3,7 +3,7 @@
 // damaged ones.
 #include "plugins/DatabaseSupport.h"
 
-#include "plugins/common/FileBytes.h"
+#include "families/files/FileBytes.h"
 
 #include <db.h>
 
@@ -16,6 +16,8 @@
 #include <memory>
 #include <random>
 #include <set>
+
+using namespace kwlookup;
 
 namespace {
 

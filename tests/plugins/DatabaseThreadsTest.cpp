@@ -2,12 +2,14 @@
 // Searches in several threads while the file is replaced.
 #include "plugins/DatabaseSupport.h"
 
-#include "plugins/common/FileBytes.h"
+#include "families/files/FileBytes.h"
 
 #include <atomic>
 #include <fstream>
 #include <set>
 #include <thread>
+
+using namespace kwlookup;
 
 namespace {
 

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Patterns known for runaway searches, on texts made for them: a search ends with an answer, or
 // with a limit that is told, and the default limits do end it.
-#include "plugins/common/Pcre2Pattern.h"
+#include "families/patterns/Pcre2Pattern.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+using namespace kwlookup;
 
 namespace {
 

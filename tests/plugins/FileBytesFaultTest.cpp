@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The plug-ins cdb and berkeley where calls of the system fail.
+#include "families/files/FileBytes.h"
 #include "lookup/builtin/FailingSystem.h"
 #include "plugins/DatabaseSupport.h"
-#include "plugins/common/FileBytes.h"
 
 #include <cerrno>
+
+using namespace kwlookup;
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/common/FileStamp.h"
+#include "families/files/FileStamp.h"
 
 #include "support/TempDir.h"
 
@@ -9,6 +9,8 @@
 #include <ctime>
 #include <filesystem>
 #include <sys/stat.h>
+
+using namespace kwlookup;
 
 namespace {
 

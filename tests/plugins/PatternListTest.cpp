@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+using namespace kwlookup;
+
 namespace {
 
 /// Makes patterns by a grammar, and texts that they match or nearly match.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/common/Pcre2Pattern.h"
-#include "plugins/common/ResultText.h"
+#include "families/patterns/Pcre2Pattern.h"
+#include "families/patterns/ResultText.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+using namespace kwlookup;
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/common/PerThread.h"
+#include "families/files/PerThread.h"
 
 #include "lookup/builtin/FailingSystem.h"
 
@@ -9,6 +9,8 @@
 #include <string>
 #include <system_error>
 #include <thread>
+
+using namespace kwlookup;
 
 // A thread that could not get the lock has nothing, and gets its own when it asks again.
 TEST(PerThreadFaultTest, ALockThatFailsLeavesNothingBehind) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/common/PerThread.h"
+#include "families/files/PerThread.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+using namespace kwlookup;
 
 namespace {
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "conf/ConfParser.h"
-#include "host/ConfFileLoader.h"
 #include "host/InterfaceConfHolder.h"
+#include "kwhost/ConfFileLoader.h"
 #include "lookup/KwLookupHolder.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/common/SelectStatement.h"
+#include "families/sql/SelectStatement.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+
+using namespace kwlookup;
 
 namespace {
 

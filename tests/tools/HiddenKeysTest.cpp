@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookup/HiddenKeys.h"
 
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 
 #include <gtest/gtest.h>
 

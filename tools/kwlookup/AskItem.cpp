@@ -2,7 +2,7 @@
 #include "AskItem.h"
 
 #include "Tell.h"
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 
 #include <array>
 #include <exception>

@@ -4,7 +4,7 @@
 #include "AskItem.h"
 #include "ExitStatus.h"
 #include "Tell.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 #include "text/SystemError.h"
 
 #include <iostream>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Warnings.h"
-#include "host/ConfFileLoader.h"
+#include "kwhost/ConfFileLoader.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Hints.h"
 
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
 

@@ -8,7 +8,7 @@
 #include "Hints.h"
 #include "Tell.h"
 #include "conf/ConfParser.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/LogText.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 
 #include <string>
 

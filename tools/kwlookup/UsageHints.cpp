@@ -2,7 +2,7 @@
 #include "UsageHints.h"
 
 #include "Hints.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 
 #include <algorithm>
 #include <iostream>

@@ -6,7 +6,7 @@
 #include "InputLines.h"
 #include "Tell.h"
 #include "TerminationAllowed.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 #include "text/FileDescriptor.h"
 #include "text/SystemError.h"
 

@@ -12,7 +12,7 @@
 #include "TypesCommand.h"
 #include "UsageHints.h"
 #include "WatchCommand.h"
-#include "host/Logging.h"
+#include "kwlog/Logging.h"
 #include "lookup/KwIfLookup.h"
 
 #include <CLI/CLI.hpp>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Uses each of the three libraries as a program outside the tree does.
-#include "host/AddressFinder.h"
 #include "host/LogClass.h"
-#include "host/Logging.h"
+#include "kwhost/AddressFinder.h"
+#include "kwlog/Logging.h"
 #include "lookup/KwLookupHolder.h"
 
 #include <iostream>

@@ -4,7 +4,7 @@
 
 #include "lookup/builtin/KwFileLookup.h"
 
-#include "host/AddressFinder.h"
+#include "kwhost/AddressFinder.h"
 #include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/FailingSystem.h"
 #include "lookup/builtin/ProbeFinder.h"

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kwlookup {
+
+/// The statement of a lookup in an SQL database: select COLUMN[, ...] from TABLE where COLUMN =
+/// 'TEMPLATE'. Nothing of a searched text is ever a part of it: the template's expansion goes to
+/// the database as the value of a parameter.
+class SelectStatement {
+public:
+    /// Throws std::invalid_argument "cannot read the statement 'TEXT': ...", and "'NAME' in the
+    /// statement is not a name" for what is not letters, digits and '_', a letter first; a table
+    /// may be two such names with a dot between.
+    explicit SelectStatement(const std::string& text);
+
+    const std::string& GetTemplate() const { return m_template; }
+
+    /// The statement for the database: each name between two `quote` characters, `parameter` where
+    /// the value goes.
+    std::string Text(char quote, std::string_view parameter) const;
+
+private:
+    std::vector<std::string> m_columns;
+    std::string m_table;
+    std::string m_where_column;
+    std::string m_template;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "kwhost/AddressFinder.h"
+
+#include "lookup/VirtualTable.h"
+#include "text/LocaleBytes.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+/// The last '@' of `text`, which may be long. Its size where there is none.
+std::size_t LastAt(std::string_view text) {
+    const void* const at = ::memrchr(text.data(), '@', text.size());
+    return at ? static_cast<std::size_t>(static_cast<const char*>(at) - text.data()) : text.size();
+}
+
+} // namespace
+
+AddressFinder::AddressFinder(const std::string& text) {
+    const bool brackets = text.size() >= 2 && text.front() == '<' && text.back() == '>';
+    const std::size_t begin = brackets ? 1 : 0;
+    const std::size_t size = text.size() - 2 * begin;
+    const std::size_t at = LastAt(std::string_view(text).substr(begin, size));
+    const bool bare = at == size;
+    if (bare) {
+        m_text.reserve(text.size() + 1 + size);
+        m_text.append(text).append(1, '@').append(text, begin, size);
+    } else {
+        m_text = text;
+    }
+    const std::string_view all = m_text;
+    m_request = all.substr(0, text.size());
+    m_address = all.substr(begin, size);
+    m_local = bare ? std::string_view() : m_address.substr(0, at + 1);
+    m_domain = bare ? all.substr(text.size() + 1) : m_address.substr(at + 1);
+}
+
+bool AddressFinder::Match(const std::string& value) const {
+    if (HasRes())
+        return false;
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const char* begin = value.data();
+    const char* end = begin + value.size();
+    bytes.Trim(begin, end);
+    const char* const key_end = bytes.FindSpace(begin, end);
+    if (IsKey(std::string_view(begin, static_cast<std::size_t>(key_end - begin)), bytes)) {
+        const char* result = key_end;
+        bytes.Trim(result, end);
+        const auto result_begin = static_cast<std::size_t>(result - value.data());
+        m_result = Keep(value).substr(result_begin, static_cast<std::size_t>(end - result));
+        if (!m_result.empty())
+            NoteRes();
+        return m_result.empty();
+    }
+    if (!bytes.EqualNoCase(value, m_request))
+        return false;
+    Keep(value);
+    return true;
+}
+
+/// The finder's own copy of `value`.
+std::string_view AddressFinder::Keep(const std::string& value) const {
+    if (value.size() > m_short_value.size()) {
+        m_long_value = value;
+        m_value = m_long_value;
+    } else {
+        std::copy(value.begin(), value.end(), m_short_value.begin());
+        m_value = std::string_view(m_short_value.data(), value.size());
+    }
+    return m_value;
+}
+
+bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const {
+    const auto equal = [&](std::string_view l, std::string_view r) {
+        return l == r || bytes.EqualNoCase(l, r); // mostly in the same letters
+    };
+    if (key.empty())
+        return m_request.empty();
+    if (equal(key, m_request) || equal(key, m_address))
+        return true;
+    if (key.size() > 1 && key.back() == '@')
+        return equal(key, m_local);
+    if (m_domain.empty())
+        return false;
+    if (key.front() == '.')
+        return key.size() > 1 && m_domain.size() > key.size() &&
+               equal(key, m_domain.substr(m_domain.size() - key.size()));
+    if (key.front() == '@')
+        key.remove_prefix(1);
+    return equal(key, m_domain);
+}
+
+KwTextRange AddressFinder::GetRequest() const {
+    return KwTextRange(m_text.begin(),
+                       m_text.begin() + static_cast<std::ptrdiff_t>(m_request.size()));
+}
+
+std::string AddressFinder::GetRes() const {
+    return HasRes() ? std::string(m_result) : std::string();
+}
+
+KwKeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
+    return FIRST_WORD;
+}
+
+bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
+    // A derived class may match what it likes.
+    static const void* const table = VirtualTableOf(AddressFinder(std::string()));
+    if (VirtualTableOf(*this) != table)
+        return false;
+    // A value that equals the text as a whole begins with the first word of the text.
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const char* begin = m_request.data();
+    const char* const end = begin + m_request.size();
+    while (begin != end && bytes.IsSpace(*begin))
+        ++begin;
+    const auto left = static_cast<std::size_t>(end - begin);
+    const char* const reach = left > keys.Longest() ? begin + keys.Longest() + 1 : end;
+    keys.Add(
+        std::string_view(begin, static_cast<std::size_t>(bytes.FindSpace(begin, reach) - begin)));
+    if (m_address.size() != m_request.size())
+        keys.Add(m_address);
+    if (!m_local.empty())
+        keys.Add(m_local);
+    if (m_domain.empty())
+        return true;
+    keys.Add(m_domain);
+    keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
+    keys.AddEndings(m_domain, true);
+    return true;
+}
+
+const std::string& AddressFinder::GetMatchedValue() const {
+    return m_matched_value.assign(m_value);
+}

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+#include "kwlog/Logging.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/dist_sink.h>
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+/// The one place behind every LogClass: the spdlog sink they share, and the level that is enabled.
+///
+/// Threads: any.
+class LogBackend {
+public:
+    /// Made on first use and never freed, so that objects destroyed at exit can still write.
+    static LogBackend& Instance();
+
+    static spdlog::level::level_enum SpdlogLevel(log4cxx::Level::LevelEnum level);
+
+    bool IsEnabled(log4cxx::Level::LevelEnum level) const {
+        return level <= m_level.load(std::memory_order_relaxed);
+    }
+
+    void CountError() { m_errors.fetch_add(1, std::memory_order_relaxed); }
+    std::size_t ErrorCount() const { return m_errors.load(std::memory_order_relaxed); }
+
+    std::shared_ptr<spdlog::logger> MakeLogger(const std::string& name) const;
+
+    /// See SetLogging().
+    void Set(LogTarget target, log4cxx::Level::LevelEnum level, const std::string& name);
+
+private:
+    /// Hands each event on to the sink of the current target.
+    class TargetSink : public spdlog::sinks::dist_sink_mt {
+    public:
+        /// The old sink goes first: the end of a syslog sink forgets the name of a later one.
+        void EnterSyslog(const std::string& name);
+
+        /// Every line is written under this one lock. A fork waits for it, so that a child does not
+        /// wait for a thread that it does not have.
+        void Lock() { mutex_.lock(); }
+        void Unlock() { mutex_.unlock(); }
+    };
+
+    static void BeforeFork() { Instance().m_sink->Lock(); }
+    static void AfterFork() { Instance().m_sink->Unlock(); }
+
+    LogBackend();
+
+    std::shared_ptr<TargetSink> m_sink;
+    std::atomic<std::size_t> m_errors{0};
+    std::atomic<int> m_level{log4cxx::Level::LEVEL_WARN};
+};
