@@ -28,7 +28,7 @@ void SearchKeyFile(const std::uint8_t* data, std::size_t size, IsReason is_reaso
         Database database(name);
         Require(database.IsCurrent());
         std::string first, all;
-        Values one(&first), every(&all), none(nullptr);
+        kwlookup::Values one(&first), every(&all), none(nullptr);
         const bool found = database.Find(key, false, one);
         Require(database.Find(key, false, none) == found);
         Require(database.Find(key, true, none) == found);
