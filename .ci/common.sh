@@ -5,11 +5,12 @@
 
 # What the library and the tool are built with.
 build_packages=(cmake g++ libboost-dev libcdb-dev libcli11-dev libinih-dev
-    libpcre2-dev libre2-dev libspdlog-dev libsqlite3-dev ninja-build nlohmann-json3-dev pkg-config)
+    libhiredis-dev libldap-dev libmariadb-dev libpcre2-dev libpq-dev libre2-dev libspdlog-dev
+    libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config)
 
 # What the tests need besides.
 test_packages=(bash clang clang-format-14 db5.3-util fish g++-i686-linux-gnu g++-s390x-linux-gnu
-    googletest libclang-rt-14-dev libdb5.3-dev libgmock-dev libgtest-dev mandoc python3 qemu-user
+    googletest libclang-rt-14-dev libdb5.3-dev libgmock-dev libgtest-dev mandoc openssl python3 qemu-user
     sqlite3 tinycdb zsh)
 
 jobs=$(nproc)

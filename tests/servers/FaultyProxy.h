@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+
+#include <atomic>
+#include <cstddef>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace kwlookup {
+
+/// Stands on 127.0.0.1 before a server and forwards, with faults when told so.
+/// Any thread may call.
+class FaultyProxy {
+public:
+    enum class Fault {
+        None,
+        Close,    ///< closes a connection after so many bytes of the server's answers
+        Hang,     ///< forwards so many bytes of the server's answers on a connection, then nothing
+        Scramble, ///< as Hang, but answers with garbage after these bytes
+        Reset     ///< as Close, but the client's system is told that the connection was reset
+    };
+
+    explicit FaultyProxy(int server_port);
+    FaultyProxy(const FaultyProxy&) = delete;
+    FaultyProxy& operator=(const FaultyProxy&) = delete;
+    ~FaultyProxy();
+
+    int Port() const { return m_port; }
+    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
+
+    /// Holds at once, on open connections too, where what has been forwarded before counts.
+    /// Hang after 0 bytes: accepts connections and never answers.
+    void SetFault(Fault fault, std::size_t bytes = 0);
+
+    /// Closes all connections.
+    void Disconnect();
+
+    /// How many connections clients have made, and how many are open.
+    int Accepted() const { return m_accepted; }
+    int Open() const { return m_open; }
+
+    /// How many bytes of answers have been forwarded, on all connections.
+    std::size_t Forwarded() const { return m_forwarded; }
+
+private:
+    struct Connection {
+        FileDescriptor client;
+        FileDescriptor server;
+        std::size_t answered = 0;
+    };
+
+    void Run();
+    void Accept();
+    bool ForwardRequest(Connection& connection);
+    bool ForwardAnswer(Connection& connection);
+    bool IsOver(Connection& connection);
+
+    const int m_server_port;
+    int m_port = 0;
+    FileDescriptor m_listener;
+    FileDescriptor m_wake;
+    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_disconnect{false};
+    std::atomic<int> m_accepted{0};
+    std::atomic<int> m_open{0};
+    std::atomic<std::size_t> m_forwarded{0};
+    std::mutex m_mutex;
+    Fault m_fault = Fault::None; ///< with m_mutex, as the next one
+    std::size_t m_bytes = 0;
+    std::list<Connection> m_connections; ///< the thread's own
+    std::thread m_thread;
+};
+
+} // namespace kwlookup

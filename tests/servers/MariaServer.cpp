@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include "servers/MariaServer.h"
+
+#include "servers/ServerProgram.h"
+
+namespace kwlookup {
+
+MariaServer::MariaServer(const TestCertificate* certificate) : TestServer(certificate) {
+    RunServerProgram({ServerFile("usr/bin/mariadb-install-db"), "--no-defaults",
+                      "--basedir=" + ServerFile("usr"), "--auth-root-authentication-method=normal",
+                      "--skip-test-db", "--datadir=" + Dir().Path("data"),
+                      "--innodb-flush-method=nosync"});
+    Start();
+    Execute("create database test", "mysql");
+}
+
+std::vector<std::string> MariaServer::Command() const {
+    std::vector<std::string> command = {ServerFile("usr/sbin/mariadbd"),
+                                        "--no-defaults",
+                                        "--basedir=" + ServerFile("usr"),
+                                        "--datadir=" + Dir().Path("data"),
+                                        "--socket=" + SocketPath(),
+                                        "--bind-address=127.0.0.1",
+                                        "--port=" + std::to_string(Port()),
+                                        "--innodb-buffer-pool-size=16M",
+                                        "--innodb-flush-log-at-trx-commit=2",
+                                        "--innodb-flush-method=nosync",
+                                        "--skip-log-bin",
+                                        "--skip-name-resolve"};
+    if (HasTls())
+        for (const std::string& setting :
+             {"--ssl-cert=" + CertificateFile(), "--ssl-key=" + KeyFile(), "--ssl-ca=" + CaFile()})
+            command.push_back(setting);
+    return command;
+}
+
+bool MariaServer::Answers() {
+    return Execute("select 1", "mysql") == "1\n";
+}
+
+std::string MariaServer::Execute(const std::string& statements, const std::string& database) {
+    return RunServerProgram({ServerFile("usr/bin/mariadb"), "--no-defaults", "--batch",
+                             "--skip-column-names", "--default-character-set=utf8mb4", "-uroot",
+                             "-S", SocketPath(), database},
+                            statements);
+}
+
+} // namespace kwlookup

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "servers/PostgresServer.h"
+
+#include "servers/ServerProgram.h"
+
+#include <fstream>
+
+namespace kwlookup {
+
+namespace {
+
+const char* const PROGRAMS = "usr/lib/postgresql/15/bin/";
+
+/// The superuser.
+const char* const ADMIN = "admin";
+
+} // namespace
+
+PostgresServer::PostgresServer(const TestCertificate* certificate) : TestServer(certificate) {
+    RunServerProgram({ServerFile(std::string(PROGRAMS) + "initdb"), "-D", Dir().Path("data"), "-U",
+                      ADMIN, "--auth=trust", "--no-sync", "--no-instructions", "--encoding=UTF8",
+                      "--locale=C"});
+    std::ofstream(Dir().Path("data/pg_hba.conf")) << "local all admin trust\n"
+                                                     "local all all scram-sha-256\n"
+                                                     "hostnossl all +tls all reject\n"
+                                                     "host all all all scram-sha-256\n";
+    Start();
+    Execute("create role tls");
+}
+
+std::string PostgresServer::SocketPath() const {
+    return Dir().Path(".s.PGSQL." + std::to_string(Port()));
+}
+
+std::vector<std::string> PostgresServer::Command() const {
+    std::vector<std::string> command = {ServerFile(std::string(PROGRAMS) + "postgres"),
+                                        "-D",
+                                        Dir().Path("data"),
+                                        "-p",
+                                        std::to_string(Port()),
+                                        "-k",
+                                        Dir().Path(".")};
+    for (const char* setting :
+         {"listen_addresses=127.0.0.1", "fsync=off", "full_page_writes=off", "shared_buffers=16MB",
+          "max_connections=50", "autovacuum=off", "log_error_verbosity=terse"})
+        command.insert(command.end(), {"-c", setting});
+    if (HasTls())
+        for (const std::string& setting :
+             {std::string("ssl=on"), "ssl_cert_file=" + CertificateFile(),
+              "ssl_key_file=" + KeyFile(), "ssl_ca_file=" + CaFile()})
+            command.insert(command.end(), {"-c", setting});
+    return command;
+}
+
+bool PostgresServer::Answers() {
+    return Execute("select 1") == "1\n";
+}
+
+std::string PostgresServer::Execute(const std::string& statements, const std::string& database) {
+    return RunServerProgram({ServerFile(std::string(PROGRAMS) + "psql"), "-X", "-q", "-A", "-t",
+                             "-v", "ON_ERROR_STOP=1", "-h", Dir().Path("."), "-p",
+                             std::to_string(Port()), "-U", ADMIN, "-d", database, "-f", "-"},
+                            statements);
+}
+
+} // namespace kwlookup

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "servers/TestServer.h"
+
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// PostgreSQL with the database "postgres". Roles need their password; with TLS, roles in the group
+/// "tls" cannot connect without.
+class PostgresServer final : public TestServer {
+public:
+    explicit PostgresServer(const TestCertificate* certificate = nullptr);
+
+    std::string SocketPath() const override;
+
+    /// Executes statements as the superuser and gives the rows: columns separated by "|".
+    std::string Execute(const std::string& statements, const std::string& database = "postgres");
+
+private:
+    std::vector<std::string> Command() const override;
+    bool Answers() override;
+};
+
+} // namespace kwlookup
