@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+#include "families/servers/AnswerCache.h"
+
+#include <new>
+#include <stdexcept>
+
+namespace kwlookup {
+namespace {
+
+/// So that the cache takes CacheSize times this at the very most.
+constexpr std::size_t LONGEST_KEPT = 64 * 1024;
+constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
+
+} // namespace
+
+AnswerCache::AnswerCache(const ServerSettings& settings)
+    : m_max_rows(settings.max_rows), m_size(settings.cache_size), m_found_time(settings.cache_time),
+      m_missed_time(settings.negative_cache_time), m_stale_time(settings.stale_time),
+      m_index(0, HashText{HashSeed::Random()}), m_flights(0, HashText{HashSeed::Random()}) {}
+
+AnswerCache::Turn AnswerCache::Begin(const std::string& question, Deadline deadline) {
+    std::unique_lock<std::mutex> lock(m_lock);
+    const Kept* const kept = Find(question);
+    if (kept && kept->fresh_until > Deadline::Clock::now())
+        return {question, kept->answer, nullptr};
+    const auto flying = m_flights.find(question);
+    if (flying == m_flights.end()) {
+        Turn turn{question, nullptr, std::make_shared<Flight>()};
+        m_flights.emplace(question, turn.flight);
+        return turn;
+    }
+    const std::shared_ptr<Flight> flight = flying->second;
+    if (!flight->landed.wait_until(lock, deadline.At(), [&] { return flight->done; }))
+        throw ServerFault("the same question, asked before, is not answered in time");
+    if (!flight->answer)
+        throw std::runtime_error(flight->error);
+    return {question, flight->answer, nullptr};
+}
+
+AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& answer) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    Land(turn, answer, "");
+    try {
+        Keep(turn.question, answer);
+    } catch (const std::bad_alloc&) {
+        // It is an answer all the same.
+    }
+    return answer;
+}
+
+AnswerCache::AnswerPtr AnswerCache::StandIn(const Turn& turn, const char* reason) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const Kept* const kept = Find(turn.question);
+    AnswerPtr stale = kept ? kept->answer : nullptr;
+    if (stale)
+        m_stale_reason = reason;
+    Land(turn, stale, reason);
+    return stale;
+}
+
+void AnswerCache::Fail(const Turn& turn, const char* reason) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    Land(turn, nullptr, reason);
+}
+
+std::string AnswerCache::TakeStaleReason() {
+    if (m_stale_time.count() == 0)
+        return {};
+    const auto now = Deadline::Clock::now();
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_stale_reason.empty() || now < m_stale_told)
+        return {};
+    m_stale_told = now + STALE_LOG_INTERVAL;
+    return std::exchange(m_stale_reason, {});
+}
+
+const AnswerCache::Kept* AnswerCache::Find(const std::string& question) {
+    const auto found = m_index.find(question);
+    if (found == m_index.end())
+        return nullptr;
+    const auto kept = found->second;
+    if (kept->kept_until <= Deadline::Clock::now()) {
+        m_index.erase(found);
+        m_kept.erase(kept);
+        return nullptr;
+    }
+    m_kept.splice(m_kept.begin(), m_kept, kept);
+    return &*kept;
+}
+
+void AnswerCache::Keep(const std::string& question, const AnswerPtr& answer) {
+    const auto old = m_index.find(question);
+    if (old != m_index.end()) {
+        const auto kept = old->second;
+        m_index.erase(old);
+        m_kept.erase(kept);
+    }
+    const auto fresh = answer->IsFound() ? m_found_time : m_missed_time;
+    const auto now = Deadline::Clock::now();
+    if ((fresh + m_stale_time).count() == 0 ||
+        question.size() + answer->GetResult().size() > LONGEST_KEPT)
+        return;
+    while (m_index.size() >= m_size) {
+        m_index.erase(m_kept.back().question);
+        m_kept.pop_back();
+    }
+    std::list<Kept> made;
+    made.push_front({question, answer, now + fresh, now + fresh + m_stale_time});
+    m_index.emplace(made.front().question, made.begin());
+    m_kept.splice(m_kept.begin(), made);
+}
+
+void AnswerCache::Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept {
+    m_flights.erase(turn.question);
+    turn.flight->answer = std::move(answer);
+    try {
+        turn.flight->error = error;
+    } catch (const std::bad_alloc&) {
+        // Others wait for the end more than for its reason.
+    }
+    turn.flight->done = true;
+    turn.flight->landed.notify_all();
+}
+
+} // namespace kwlookup

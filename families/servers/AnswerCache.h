@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/ServerSettings.h"
+#include "lookup/builtin/FoldedHash.h"
+
+#include <condition_variable>
+#include <exception>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace kwlookup {
+
+/// Answers to questions, kept for CacheTime where something was found and for NegativeCacheTime
+/// where not, and for StaleTime longer, to stand in while no server can be asked. Of more than
+/// CacheSize answers those go that nobody asked for the longest. Faults are never kept, nor are
+/// answers of more than 64 KiB with their question.
+///
+/// Equal questions at the same time are asked once, also where nothing is kept.
+///
+/// Threads: any. A kept answer costs some 200 ns, under a lock for most of it.
+class AnswerCache {
+public:
+    using AnswerPtr = std::shared_ptr<const Answer>;
+
+    explicit AnswerCache(const ServerSettings& settings);
+
+    /// The answer to `question`: one that is kept, that of another search that asks the same, or
+    /// what `ask(answer)` puts into an empty answer.
+    ///
+    /// Throws what `ask` throws, where no old answer stands in; a search that waited for the same
+    /// question of another throws std::runtime_error with the reason of that one.
+    template <typename Ask>
+    AnswerPtr Get(const std::string& question, Deadline deadline, Ask&& ask) {
+        Turn turn = Begin(question, deadline);
+        if (turn.answer)
+            return turn.answer;
+        try {
+            const auto answer = std::make_shared<Answer>(m_max_rows);
+            ask(*answer);
+            return Finish(turn, answer);
+        } catch (const ServerFault& fault) {
+            if (AnswerPtr stale = StandIn(turn, fault.what()))
+                return stale;
+            throw;
+        } catch (const std::exception& error) {
+            Fail(turn, error.what());
+            throw;
+        } catch (...) {
+            Fail(turn, "the search was ended");
+            throw;
+        }
+    }
+
+    /// Why an old answer stood in, for the log, once a minute; else empty.
+    std::string TakeStaleReason();
+
+private:
+    struct Kept {
+        std::string question;
+        AnswerPtr answer;
+        Deadline::Clock::time_point fresh_until;
+        Deadline::Clock::time_point kept_until;
+    };
+
+    /// A question that somebody asks.
+    struct Flight {
+        std::condition_variable landed;
+        bool done = false;
+        AnswerPtr answer; ///< null after a fault
+        std::string error;
+    };
+
+    /// What a search has to do: nothing where there is an answer, else ask and end the flight.
+    struct Turn {
+        const std::string& question;
+        AnswerPtr answer;
+        std::shared_ptr<Flight> flight;
+    };
+
+    struct HashText {
+        HashSeed seed;
+        std::size_t operator()(std::string_view text) const {
+            return static_cast<std::size_t>(Hash(AsTheyAre(), text, seed));
+        }
+    };
+
+    Turn Begin(const std::string& question, Deadline deadline);
+    AnswerPtr Finish(const Turn& turn, const AnswerPtr& answer);
+    AnswerPtr StandIn(const Turn& turn, const char* reason);
+    void Fail(const Turn& turn, const char* reason);
+
+    // Under the lock:
+    const Kept* Find(const std::string& question);
+    void Keep(const std::string& question, const AnswerPtr& answer);
+    void Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept;
+
+    const std::size_t m_max_rows;
+    const std::size_t m_size;
+    const std::chrono::milliseconds m_found_time;
+    const std::chrono::milliseconds m_missed_time;
+    const std::chrono::milliseconds m_stale_time;
+
+    std::mutex m_lock;
+    std::list<Kept> m_kept; ///< the one asked for last first
+    std::unordered_map<std::string_view, std::list<Kept>::iterator, HashText> m_index;
+    std::unordered_map<std::string_view, std::shared_ptr<Flight>, HashText> m_flights;
+    std::string m_stale_reason;
+    Deadline::Clock::time_point m_stale_told; ///< when the next reason may be told
+};
+
+} // namespace kwlookup

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kwlookup {
+
+/// Where a server listens: a host and a port, or a unix socket.
+struct Server {
+    std::string host; ///< a name or an address, without brackets; empty for a unix socket
+    std::uint16_t port = 0;
+    std::string path; ///< the unix socket
+
+    bool IsUnix() const { return host.empty(); }
+
+    /// As in `Hosts`, with the port: "db.corp.lan:5432", "[::1]:5432", "unix:/run/db.sock".
+    std::string Name() const {
+        if (IsUnix())
+            return "unix:" + path;
+        const bool brackets = host.find(':') != std::string::npos;
+        return (brackets ? '[' + host + ']' : host) + ':' + std::to_string(port);
+    }
+
+    bool operator==(const Server& other) const {
+        return host == other.host && port == other.port && path == other.path;
+    }
+};
+
+} // namespace kwlookup

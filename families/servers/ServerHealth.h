@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Deadline.h"
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// Which of a few servers to ask, by what is known of them.
+///
+/// A server that failed is left alone for the retry interval; then one search tries it. Once all
+/// have failed, the set is down: one search each retry interval tries them, the oldest failure
+/// first, and all others fail at once.
+///
+/// Threads: any.
+class ServerHealth {
+public:
+    ServerHealth(std::size_t servers, bool random, std::chrono::milliseconds retry_interval);
+
+    /// The numbers of all servers in the order to try them: those that may work, as they are listed
+    /// or at random, then those that failed, the oldest failure first. Throws ServerFault with the
+    /// last reasons while the set is down.
+    std::vector<std::size_t> Order();
+
+    void Worked(std::size_t server);
+
+    /// `reason` names the server.
+    void Failed(std::size_t server, const std::string& reason);
+
+private:
+    struct State {
+        bool failed = false;
+        Deadline::Clock::time_point failed_at;
+        Deadline::Clock::time_point retry_at; ///< when a search may try it again
+        std::string reason;
+    };
+
+    bool AllFailed() const;
+
+    const bool m_random;
+    const std::chrono::milliseconds m_retry_interval;
+    std::mutex m_lock;
+    std::vector<State> m_states;
+    std::size_t m_failed = 0;               ///< how many
+    Deadline::Clock::time_point m_retry_at; ///< when a search may try the set, while it is down
+};
+
+} // namespace kwlookup

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/AnswerCache.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/PerProcess.h"
+#include "families/servers/ServerSettings.h"
+#include "families/servers/SharedByKey.h"
+#include "host/LogText.h"
+#include "lookup/config/PluginLookup.h"
+
+#include <memory>
+#include <string>
+
+namespace kwlookup {
+
+/// A lookup that asks servers. A type brings three classes:
+///
+///   - `Config`, which derives from ServerConfig and has, besides what PluginLookup asks for,
+///     `ServerSettings GetSettings() const`: GetServerSettings() with the type's default port, and
+///     in `of_type` the type's own parameters as far as they make connections differ.
+///   - `Query`, what the item asks: a constructor from (const std::string& text, const Config&);
+///     `GetText()`, the text as it is configured; `Key()`, which tells apart all queries that may
+///     answer differently; `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int
+///     flags, std::string& question) const`, which makes the question for a searched text, and is
+///     false when there is nothing to ask; `Matched(question)`, what stands in *matched after a
+///     match. Equal questions have equal answers.
+///   - `Source`, who answers: a constructor from std::shared_ptr<const ServerSettings>, and
+///     `Ask(const Query&, const std::string& question, Deadline, Answer&)`. It throws ServerFault
+///     when no server can be asked, with their names, and other exceptions when they can and do not
+///     answer. ServerSet<Connection> is one; then the type writes no more than the `Connection`.
+///
+/// Items with equal settings share one Source, those with an equal query besides their answers; a
+/// child after fork(2) has its own.
+///
+/// Threads: searches may run at once.
+template <typename Config, typename Query, typename Source>
+class ServerLookup : public PluginLookup<Config> {
+public:
+    using PluginLookup<Config>::PluginLookup;
+
+    std::string GetDescription() const override {
+        return m_state ? m_state->query.GetText() : std::string();
+    }
+
+protected:
+    void Load(const std::string& text) override {
+        const Config& config = this->GetConfig();
+        const auto settings = std::make_shared<const ServerSettings>(config.GetSettings());
+        m_state = std::make_unique<const State>(text, config, settings);
+        if (settings->tls.mode != TlsSettings::Mode::NO && !settings->tls.verify)
+            Warn("TlsVerify is off: whoever takes a server's place can read and answer");
+    }
+
+    bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+                std::string* matched) const override {
+        const State& state = *m_state;
+        static thread_local std::string question; // keeps its memory
+        question.clear();
+        if (!state.query.Expand(*this, finder, flags, question))
+            return false;
+        const Deadline deadline(state.timeout);
+        AnswerCache& cache = *state.cache->Get();
+        const AnswerCache::AnswerPtr answer = cache.Get(question, deadline, [&](Answer& empty) {
+            state.source->Get()->Ask(state.query, question, deadline, empty);
+        });
+        const std::string stale = cache.TakeStaleReason();
+        if (!stale.empty())
+            Warn("old answers stand in: " + stale);
+        if (!answer->IsFound())
+            return false;
+        if (res)
+            *res = answer->GetResult();
+        if (matched)
+            *matched = state.query.Matched(question);
+        return true;
+    }
+
+private:
+    struct State {
+        State(const std::string& text, const Config& config,
+              const std::shared_ptr<const ServerSettings>& settings)
+            : query(text, config), timeout(settings->timeout) {
+            const std::string key = settings->Key();
+            source = Shared<Source>(key, [settings] { return std::make_shared<Source>(settings); });
+            cache = Shared<AnswerCache>(
+                key + query.Key(), [settings] { return std::make_shared<AnswerCache>(*settings); });
+        }
+
+        template <typename T>
+        static std::shared_ptr<PerProcess<T>> Shared(const std::string& key,
+                                                     typename PerProcess<T>::Make make) {
+            return SharedByKey<PerProcess<T>>::Get(
+                key, [&make] { return std::make_shared<PerProcess<T>>(make); });
+        }
+
+        Query query;
+        std::chrono::milliseconds timeout;
+        std::shared_ptr<PerProcess<Source>> source;
+        std::shared_ptr<PerProcess<AnswerCache>> cache;
+    };
+
+    void Warn(const std::string& text) const {
+        const LogClass& log = *this->GetLogPtr();
+        if (log.isWarnEnabled())
+            LogText(log, log4cxx::Level::LEVEL_WARN, std::string(Config::NAME) + ": " + text);
+    }
+
+    std::unique_ptr<const State> m_state;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Deadline.h"
+#include "families/servers/IdleCloser.h"
+#include "families/servers/QuestionFault.h"
+#include "families/servers/Server.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/ServerSettings.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace kwlookup {
+
+/// The connections to one server: made when they are needed, MaxConnections of them at most, kept
+/// for the next search and closed after IdleTimeout without one.
+///
+/// `Connection` has a constructor from (const Server&, const ServerSettings&, Deadline), which
+/// connects and logs in. It is used by one thread at a time.
+///
+/// Threads: any. Held by a std::shared_ptr.
+template <typename Connection>
+class ServerPool : public IdleCloser::Keeper,
+                   public std::enable_shared_from_this<ServerPool<Connection>> {
+public:
+    /// All connections stayed in use until the search's time was over, which says nothing against
+    /// the server.
+    class Busy : public ServerFault {
+    public:
+        Busy() : ServerFault("no connection became free in time") {}
+    };
+
+    ServerPool(Server server, std::shared_ptr<const ServerSettings> settings)
+        : m_server(std::move(server)), m_settings(std::move(settings)) {}
+
+    const Server& GetServer() const { return m_server; }
+
+    /// Calls `ask(connection)`. Where a kept connection turns out dead, calls it a second time,
+    /// with a new one. A connection is kept when `ask` returned, or threw a QuestionFault.
+    ///
+    /// Throws Busy, and what `ask` and the connection's constructor throw.
+    template <typename Ask>
+    void Use(Deadline deadline, Ask&& ask) {
+        Lease lease(*this, deadline);
+        if (lease.connection) {
+            try {
+                return AskWith(lease, ask);
+            } catch (const ServerFault&) {
+                if (deadline.IsOver())
+                    throw;
+                CloseKept(); // they are as old
+            }
+        }
+        lease.connection = std::make_unique<Connection>(
+            m_server, *m_settings, deadline.Within(m_settings->connect_timeout));
+        AskWith(lease, ask);
+    }
+
+    /// The server failed a search with this reason. Closes what is kept, and fails the searches
+    /// that wait for a connection: they need not find out for themselves.
+    void Fail(const std::string& reason) {
+        CloseKept();
+        const std::lock_guard<std::mutex> lock(m_lock);
+        ++m_failures;
+        m_reason = reason;
+        m_changed.notify_all();
+    }
+
+    std::optional<Deadline::Clock::time_point> CloseIdle() override {
+        const auto now = Deadline::Clock::now();
+        std::deque<Kept> due; // closed without the lock
+        const std::lock_guard<std::mutex> lock(m_lock);
+        while (!m_kept.empty() && m_kept.front().until <= now) {
+            due.push_back(std::move(m_kept.front()));
+            m_kept.pop_front();
+        }
+        m_watched = !m_kept.empty();
+        if (!m_watched)
+            return std::nullopt;
+        return m_kept.front().until;
+    }
+
+private:
+    struct Kept {
+        std::unique_ptr<Connection> connection;
+        Deadline::Clock::time_point until;
+    };
+
+    /// The right to one connection, and a kept one where there is one.
+    struct Lease {
+        Lease(ServerPool& from, Deadline deadline) : pool(from) {
+            std::unique_lock<std::mutex> lock(pool.m_lock);
+            const std::uint64_t failures = pool.m_failures;
+            const auto ready = [&] {
+                return pool.m_used < pool.m_settings->max_connections ||
+                       pool.m_failures != failures;
+            };
+            if (!pool.m_changed.wait_until(lock, deadline.At(), ready))
+                throw Busy();
+            if (pool.m_failures != failures)
+                throw ServerFault(pool.m_reason);
+            ++pool.m_used;
+            if (!pool.m_kept.empty()) {
+                connection = std::move(pool.m_kept.back().connection);
+                pool.m_kept.pop_back();
+            }
+        }
+        Lease(const Lease&) = delete;
+        Lease& operator=(const Lease&) = delete;
+
+        ~Lease() {
+            connection.reset();
+            const std::lock_guard<std::mutex> lock(pool.m_lock);
+            --pool.m_used;
+            pool.m_changed.notify_one();
+        }
+
+        ServerPool& pool;
+        std::unique_ptr<Connection> connection;
+    };
+
+    /// Leaves the lease without its connection, which is kept or closed.
+    template <typename Ask>
+    void AskWith(Lease& lease, Ask& ask) {
+        std::unique_ptr<Connection> connection = std::move(lease.connection);
+        try {
+            ask(*connection);
+        } catch (const QuestionFault&) {
+            Keep(std::move(connection));
+            throw;
+        }
+        Keep(std::move(connection));
+    }
+
+    void Keep(std::unique_ptr<Connection> connection) {
+        if (m_settings->idle_timeout.count() == 0)
+            return;
+        const auto until = Deadline::Clock::now() + m_settings->idle_timeout;
+        bool watch;
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            m_kept.push_back({std::move(connection), until});
+            watch = !std::exchange(m_watched, true);
+        }
+        if (watch)
+            Watch(until);
+    }
+
+    /// The search has its answer already, so nothing is thrown here.
+    void Watch(Deadline::Clock::time_point until) {
+        try {
+            IdleCloser::Instance()->Watch(this->shared_from_this(), until);
+        } catch (const std::exception&) {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            m_watched = false;
+        }
+    }
+
+    void CloseKept() {
+        std::deque<Kept> closed; // without the lock
+        const std::lock_guard<std::mutex> lock(m_lock);
+        closed.swap(m_kept);
+    }
+
+    const Server m_server;
+    const std::shared_ptr<const ServerSettings> m_settings;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::deque<Kept> m_kept; ///< the one used last at the end, and taken first
+    std::size_t m_used = 0;  ///< leases
+    std::uint64_t m_failures = 0;
+    std::string m_reason;   ///< of the last failure
+    bool m_watched = false; ///< CloseIdle() will be called
+};
+
+} // namespace kwlookup

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/QuestionFault.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/ServerHealth.h"
+#include "families/servers/ServerPool.h"
+#include "families/servers/ServerSettings.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// The servers of an item, any of which can answer: asks them in the order of ServerHealth until
+/// one does.
+///
+/// Threads: any.
+template <typename Connection>
+class ServerSet {
+public:
+    explicit ServerSet(const std::shared_ptr<const ServerSettings>& settings)
+        : m_health(settings->servers.size(), settings->random, settings->retry_interval) {
+        for (const Server& server : settings->servers)
+            m_pools.push_back(std::make_shared<ServerPool<Connection>>(server, settings));
+    }
+
+    /// Calls `connection.Ask(query, question, deadline, answer)`, with `answer` empty, for one
+    /// server after the other, until one neither throws a ServerFault nor fails to connect.
+    ///
+    /// Throws ServerFault with the names of the servers tried and their reasons, "NAME: REASON;
+    /// NAME: REASON"; and std::runtime_error "NAME: REASON" for another runtime error.
+    template <typename Query>
+    void Ask(const Query& query, const std::string& question, Deadline deadline, Answer& answer) {
+        std::string reasons;
+        for (const std::size_t i : m_health.Order()) {
+            ServerPool<Connection>& pool = *m_pools[i];
+            const auto named = [&pool](const std::exception& error) {
+                return pool.GetServer().Name() + ": " + error.what();
+            };
+            try {
+                pool.Use(deadline, [&](Connection& connection) {
+                    answer.Clear();
+                    connection.Ask(query, question, deadline, answer);
+                });
+                m_health.Worked(i);
+                return;
+            } catch (const typename ServerPool<Connection>::Busy& busy) {
+                throw ServerFault(named(busy));
+            } catch (const ServerFault& fault) {
+                pool.Fail(fault.what());
+                m_health.Failed(i, named(fault));
+                reasons += (reasons.empty() ? "" : "; ") + named(fault);
+                if (deadline.IsOver())
+                    break;
+            } catch (const QuestionFault& fault) {
+                m_health.Worked(i);
+                throw std::runtime_error(named(fault));
+            } catch (const std::runtime_error& error) {
+                throw std::runtime_error(named(error));
+            }
+        }
+        throw ServerFault(reasons);
+    }
+
+private:
+    ServerHealth m_health;
+    std::vector<std::shared_ptr<ServerPool<Connection>>> m_pools;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#include "families/servers/AnswerCache.h"
+
+#include "families/servers/QuestionFault.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kwlookup {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// A cache, and a server that may fail.
+class AnswerCacheTest : public testing::Test {
+protected:
+    AnswerCacheTest() {
+        m_settings.cache_size = 100;
+        m_settings.max_rows = 10;
+    }
+
+    AnswerCache& Cache() {
+        if (!m_cache)
+            m_cache = std::make_unique<AnswerCache>(m_settings);
+        return *m_cache;
+    }
+
+    /// The result, "miss", or what is thrown.
+    std::string Ask(const std::string& question) {
+        try {
+            const auto answer = Cache().Get(question, Deadline(seconds(10)), [&](Answer& empty) {
+                ++m_asked;
+                if (m_wait.count() > 0)
+                    std::this_thread::sleep_for(m_wait);
+                if (!m_away.empty())
+                    throw ServerFault(m_away);
+                if (!m_wrong.empty())
+                    throw QuestionFault(m_wrong);
+                if (m_value.empty())
+                    return;
+                empty.AddRow();
+                empty.AddValue(m_value);
+            });
+            return answer->IsFound() ? answer->GetResult() : "miss";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    }
+
+    ServerSettings m_settings;
+    std::unique_ptr<AnswerCache> m_cache;
+    std::atomic<int> m_asked{0};
+    std::string m_value = "OK";
+    std::string m_away;
+    std::string m_wrong;
+    milliseconds m_wait{0};
+};
+
+TEST_F(AnswerCacheTest, KeepsNothingByDefault) {
+    EXPECT_EQ(Ask("a"), "OK");
+    m_value = "new";
+    EXPECT_EQ(Ask("a"), "new");
+    EXPECT_EQ(m_asked, 2);
+}
+
+TEST_F(AnswerCacheTest, KeepsAnswersForTheirTime) {
+    m_settings.cache_time = milliseconds(100);
+    EXPECT_EQ(Ask("a"), "OK");
+    m_value = "new";
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(Ask("b"), "new");
+    EXPECT_EQ(m_asked, 2);
+    std::this_thread::sleep_for(milliseconds(110));
+    EXPECT_EQ(Ask("a"), "new");
+    // Misses have a time of their own, which is none here.
+    m_value = "";
+    EXPECT_EQ(Ask("c"), "miss");
+    m_value = "found";
+    EXPECT_EQ(Ask("c"), "found");
+}
+
+TEST_F(AnswerCacheTest, KeepsMissesForTheirTime) {
+    m_settings.negative_cache_time = milliseconds(100);
+    m_value = "";
+    EXPECT_EQ(Ask("a"), "miss");
+    m_value = "OK";
+    EXPECT_EQ(Ask("a"), "miss");
+    std::this_thread::sleep_for(milliseconds(110));
+    EXPECT_EQ(Ask("a"), "OK");
+    m_value = "new";
+    EXPECT_EQ(Ask("a"), "new");
+}
+
+TEST_F(AnswerCacheTest, NeverKeepsFaults) {
+    m_settings.cache_time = m_settings.negative_cache_time = m_settings.stale_time = seconds(60);
+    m_away = "gone";
+    EXPECT_EQ(Ask("a"), "gone");
+    EXPECT_EQ(Ask("a"), "gone");
+    m_away = "";
+    m_wrong = "no such table";
+    EXPECT_EQ(Ask("a"), "no such table");
+    m_wrong = "";
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(m_asked, 4);
+}
+
+TEST_F(AnswerCacheTest, ForgetsWhatNobodyAskedForTheLongest) {
+    m_settings.cache_time = seconds(60);
+    m_settings.cache_size = 2;
+    Ask("a");
+    Ask("b");
+    Ask("a");
+    Ask("c"); // in the place of b
+    m_value = "new";
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(Ask("c"), "OK");
+    EXPECT_EQ(Ask("b"), "new");
+    EXPECT_EQ(Ask("a"), "new");
+}
+
+TEST_F(AnswerCacheTest, KeepsNoLongAnswers) {
+    m_settings.cache_time = seconds(60);
+    m_value = std::string(64 * 1024, 'x');
+    Ask("a");
+    m_value = std::string(64 * 1024 - 1, 'x');
+    Ask("b");
+    m_value = "new";
+    EXPECT_EQ(Ask("a"), "new");
+    EXPECT_EQ(Ask("b").size(), 64u * 1024 - 1);
+}
+
+TEST_F(AnswerCacheTest, OldAnswersStandInForAServerThatIsAway) {
+    m_settings.cache_time = milliseconds(20);
+    m_settings.stale_time = milliseconds(300);
+    EXPECT_EQ(Ask("a"), "OK");
+    std::this_thread::sleep_for(milliseconds(30));
+    m_away = "gone";
+    EXPECT_EQ(Cache().TakeStaleReason(), "");
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(Cache().TakeStaleReason(), "gone");
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(Cache().TakeStaleReason(), ""); // once a minute
+    EXPECT_EQ(Ask("b"), "gone");
+    // Only for a server that cannot be asked.
+    m_away = "";
+    m_wrong = "no such table";
+    EXPECT_EQ(Ask("a"), "no such table");
+    m_wrong = "";
+    m_away = "gone";
+    std::this_thread::sleep_for(milliseconds(310));
+    EXPECT_EQ(Ask("a"), "gone");
+}
+
+TEST_F(AnswerCacheTest, EqualQuestionsAtOnceAreAskedOnce) {
+    m_wait = milliseconds(200);
+    struct Case {
+        std::string away, wrong, value, answer;
+    };
+    const Case cases[] = {{"", "", "OK", "OK"},
+                          {"", "", "", "miss"},
+                          {"gone", "", "", "gone"},
+                          {"", "no such table", "", "no such table"}};
+    for (const Case& c : cases) {
+        m_away = c.away;
+        m_wrong = c.wrong;
+        m_value = c.value;
+        m_asked = 0;
+        std::vector<std::string> answers(8);
+        std::vector<std::thread> threads;
+        for (std::string& answer : answers)
+            threads.emplace_back([&] { answer = Ask("a"); });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_THAT(answers, testing::Each(c.answer));
+        EXPECT_EQ(m_asked, 1);
+    }
+}
+
+TEST_F(AnswerCacheTest, NobodyWaitsForAnotherLongerThanItsOwnTime) {
+    m_wait = milliseconds(500);
+    std::thread first([&] { Ask("a"); });
+    while (m_asked == 0)
+        std::this_thread::yield();
+    const auto begin = Deadline::Clock::now();
+    EXPECT_THROW(Cache().Get("a", Deadline(milliseconds(50)), [](Answer&) { FAIL(); }),
+                 ServerFault);
+    EXPECT_LT(Deadline::Clock::now() - begin, milliseconds(150));
+    first.join();
+}
+
+TEST_F(AnswerCacheTest, RefusesMoreRowsThanMaxRows) {
+    m_settings.max_rows = 2;
+    EXPECT_THROW(Cache().Get("a", Deadline(seconds(1)),
+                             [](Answer& answer) {
+                                 for (int i = 0; i < 3; ++i)
+                                     answer.AddRow();
+                             }),
+                 std::runtime_error);
+}
+
+} // namespace
+} // namespace kwlookup
