@@ -29,6 +29,10 @@ else()
   add_link_options(-Wl,-z,defs)
 endif()
 
+if(KWLOOKUP_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(KWLOOKUP_HARDENING)
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES CXX)
@@ -45,4 +49,15 @@ function(kwlookup_export_only target map)
   target_link_options(${target} PRIVATE
     -Wl,--version-script=${PROJECT_SOURCE_DIR}/${map})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/${map})
+endfunction()
+
+# Adds what the folders of built families and plug-ins have in a folder `name`: their tests, say.
+function(kwlookup_add_folders name)
+  list(TRANSFORM KWLOOKUP_BUILT_FAMILIES PREPEND families/ OUTPUT_VARIABLE families)
+  list(TRANSFORM KWLOOKUP_BUILT_PLUGINS PREPEND plugins/ OUTPUT_VARIABLE plugins)
+  foreach(folder IN LISTS families plugins)
+    if(EXISTS ${PROJECT_SOURCE_DIR}/${folder}/${name}/CMakeLists.txt)
+      add_subdirectory(${PROJECT_SOURCE_DIR}/${folder}/${name} ${folder})
+    endif()
+  endforeach()
 endfunction()

@@ -1,30 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The plug-ins cdb and berkeley where calls of the system fail.
-#include "families/files/FileBytes.h"
+#include "families/files/tests/FileBytesFaultTest.h"
+
 #include "lookup/builtin/FailingSystem.h"
-#include "plugins/DatabaseSupport.h"
 
 #include <cerrno>
 
-using namespace kwlookup;
-
 namespace {
 
-using namespace std::string_literals;
 using failing::Fault;
-
-/// The parameter is the format of the file.
-class FileBytesFaultTest : public DatabaseTest, public testing::WithParamInterface<const char*> {
-protected:
-    FileBytesFaultTest() { MakeKeyValueFile(GetParam(), m_name, {{"a", "1"}}); }
-
-    void MakeLong() { std::filesystem::resize_file(m_name, FileBytes::COPY_LIMIT + 1); }
-
-    const std::string m_name = m_dir.Path("table");
-    const std::string m_list = (GetParam() == "cdb"s ? "cdb" : "berkeley") +
-                               ":OnError=exception|Database="s + m_name + "|$s";
-    KwLookupHolder m_holder{m_log};
-};
 
 TEST_P(FileBytesFaultTest, ToldAreReasonsOfTheSystem) {
     m_holder.Init(m_list);
@@ -62,8 +45,5 @@ TEST_P(FileBytesFaultTest, AReadThatFailsLaterIsNoMiss) {
     }
     EXPECT_EQ(Ask(m_holder, "a").res, " 1");
 }
-
-INSTANTIATE_TEST_SUITE_P(Formats, FileBytesFaultTest, testing::Values("cdb", "hash", "btree"),
-                         [](const auto& test) { return std::string(test.param); });
 
 } // namespace

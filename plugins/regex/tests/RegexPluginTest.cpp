@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/PluginSupport.h"
+#include "support/PluginSupport.h"
 
 #include "lookup/KwLookupFinder.h"
 

@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The plug-ins cdb and berkeley, on files that the tools of the formats made.
-#include "plugins/DatabaseSupport.h"
+#include "families/files/tests/KeyValuePluginsTest.h"
 
 #include "lookup/KwLookupFinder.h"
-#include "support/RunProgram.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <fstream>
-#include <random>
 
 namespace {
 
@@ -22,35 +17,6 @@ using testing::IsEmpty;
 
 constexpr auto LEVEL_ERROR = log4cxx::Level::LEVEL_ERROR;
 constexpr auto LEVEL_DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
-std::string ReadAll(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-/// The parameter is the format of the file.
-class KeyValuePluginsTest : public DatabaseTest, public testing::WithParamInterface<const char*> {
-protected:
-    static std::string Type() { return GetParam() == "cdb"s ? "cdb" : "berkeley"; }
-
-    std::string Make(const Records& records, const std::string& file = "table") const {
-        const std::string name = m_dir.Path(file);
-        MakeKeyValueFile(GetParam(), name, records);
-        return name;
-    }
-
-    static std::string Item(const std::string& database, const std::string& rest = "$s") {
-        return Type() + ":Database=" + database + "|" + rest;
-    }
-
-    static std::string Strict(const std::string& database, const std::string& rest = "$s") {
-        return Item(database, "OnError=exception|" + rest);
-    }
-
-    static std::string NotWhole() {
-        return Type() == "cdb" ? "not a whole cdb file" : "not a whole Berkeley DB file";
-    }
-};
 
 TEST_P(KeyValuePluginsTest, Answers) {
     const std::string name = Make({
@@ -418,103 +384,6 @@ TEST_P(KeyValuePluginsTest, LeavesNoFileOpen) {
         EXPECT_NE(SearchError(Strict(bad), "a"), "");
     }
     EXPECT_EQ(OpenFiles(), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, KeyValuePluginsTest, testing::Values("cdb", "hash", "btree"),
-                         [](const auto& test) { return std::string(test.param); });
-
-class CdbPluginTest : public DatabaseTest {};
-
-TEST_F(CdbPluginTest, AnyCorruptionIsSurvived) {
-    Records records;
-    for (int i = 0; i < 30; ++i)
-        records.emplace_back("key" + std::to_string(i % 20), "value" + std::to_string(i));
-    const std::string name = m_dir.Path("table");
-    MakeKeyValueFile("cdb", name, records);
-    const std::string bytes = ReadAll(name);
-    std::mt19937 random(20261121);
-    int errors = 0, answers = 0;
-    for (int round = 0; round < 3000; ++round) {
-        std::string corrupt = bytes;
-        for (unsigned i = random() % 8 + 1; i > 0; --i)
-            corrupt[random() % corrupt.size()] = static_cast<char>(random());
-        ::unlink(name.c_str());
-        m_dir.Write("table", corrupt);
-        KwLookupHolder holder(m_log);
-        holder.Init("cdb:OnError=exception|AllValues=yes|Database=" + name + "|$s");
-        for (const char* key : {"key1", "key12", "none"}) {
-            try {
-                answers += Ask(holder, key).found;
-            } catch (const std::runtime_error& error) {
-                EXPECT_EQ(error.what(), name + ": not a whole cdb file");
-                ++errors;
-            }
-        }
-    }
-    EXPECT_GT(errors, 0);
-    EXPECT_GT(answers, 0);
-}
-
-class BerkeleyPluginTest : public DatabaseTest {
-protected:
-    void Load(const std::vector<std::string>& options, const std::string& input) {
-        std::vector<std::string> arguments{DB_LOAD_TOOL, "-T"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        arguments.push_back(m_name);
-        const ProgramResult result = RunProgram(arguments, input);
-        ASSERT_EQ(result.status, 0) << result.err;
-    }
-
-    const std::string m_name = m_dir.Path("table");
-    const std::string m_item = "berkeley:OnError=exception|Database=" + m_name + "|$s";
-};
-
-TEST_F(BerkeleyPluginTest, OtherKindsOfFilesAreErrors) {
-    Load({"-t", "recno"}, "a\nb\n");
-    EXPECT_EQ(SearchError(m_item, "a"), m_name + ": neither a hash nor a btree");
-}
-
-TEST_F(BerkeleyPluginTest, AFileOfSeveralDatabasesIsAnError) {
-    Load({"-t", "hash", "-c", "database=one"}, "a\n1\n");
-    EXPECT_EQ(SearchError(m_item, "a"), m_name + ": holds several databases");
-}
-
-TEST_F(BerkeleyPluginTest, ADamagedPageFailsItsKeysOnly) {
-    std::string input;
-    for (int i = 100; i < 300; ++i)
-        input += "key" + std::to_string(i) + "\nvalue" + std::to_string(i) + "\n";
-    for (const char* type : {"hash", "btree"}) {
-        SCOPED_TRACE(type);
-        ::unlink(m_name.c_str());
-        Load({"-t", type, "-c", "db_pagesize=512", "-c", "chksum=1"}, input);
-        EXPECT_EQ(AskList(m_item, "key177").res, " value177");
-        const auto before = OpenFiles();
-        std::string bytes = ReadAll(m_name);
-        bytes.at(bytes.find("value177")) ^= 1;
-        m_dir.Write("table", bytes);
-        {
-            KwLookupHolder holder(m_log);
-            holder.Init(m_item);
-            for (int i = 0; i < 3; ++i) {
-                EXPECT_EQ(Ask(holder, "key100").res, " value100");
-                EXPECT_EQ(SearchError(holder, "key177"), m_name + ": not a whole Berkeley DB file");
-            }
-        }
-        EXPECT_EQ(OpenFiles(), before);
-    }
-}
-
-TEST_F(BerkeleyPluginTest, FilesOfTheOtherByteOrderAnswer) {
-    for (const char* type : {"hash", "btree"}) {
-        SCOPED_TRACE(type);
-        ::unlink(m_name.c_str());
-        Load({"-t", type, "-c", "db_lorder=4321"}, "a\n1\nb\n2\n");
-        EXPECT_EQ(AskList(m_item, "b").res, " 2");
-        EXPECT_EQ(AskList(m_item, "c"), Miss());
-        ::unlink(m_name.c_str());
-        Load({"-t", type, "-c", "db_lorder=1234"}, "a\n1\nb\n2\n");
-        EXPECT_EQ(AskList(m_item, "b").res, " 2");
-    }
 }
 
 } // namespace

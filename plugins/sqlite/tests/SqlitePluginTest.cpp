@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/DatabaseSupport.h"
+#include "support/DatabaseSupport.h"
 
 #include "lookup/KwLookupFinder.h"
 #include "support/RunProgram.h"
@@ -22,11 +22,6 @@ constexpr auto LEVEL_ERROR = log4cxx::Level::LEVEL_ERROR;
 constexpr auto LEVEL_DEBUG = log4cxx::Level::LEVEL_DEBUG;
 
 const std::string STATEMENT = "select result from access where address = '$s'";
-
-std::string ReadAll(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 /// A connection of another process, which does what it is told in the background.
 class OtherProcess {

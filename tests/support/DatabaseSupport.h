@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugins/MakeDatabase.h"
-#include "plugins/PluginSupport.h"
+#include "support/MakeDatabase.h"
+#include "support/PluginSupport.h"
 
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -43,6 +44,16 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return false;
+    }
+
+    /// The type that searches in files of `format`, as MakeDatabase.h names them.
+    static std::string TypeOf(const std::string& format) {
+        return format == "hash" || format == "btree" ? "berkeley" : format;
+    }
+
+    static std::string ReadAll(const std::string& name) {
+        std::ifstream in(name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
     }
 
     static void Rename(const std::string& from, const std::string& to) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/MakeDatabase.h"
+#include "support/MakeDatabase.h"
 
 #include "support/RunProgram.h"
 

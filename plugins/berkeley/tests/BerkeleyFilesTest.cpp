@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The plug-in berkeley on files of each shape, as the format's own library reads them, and on
 // damaged ones.
-#include "plugins/DatabaseSupport.h"
+#include "support/DatabaseSupport.h"
 
 #include "families/files/FileBytes.h"
 

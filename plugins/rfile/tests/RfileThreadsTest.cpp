@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: MIT
+#include "families/patterns/tests/PatternThreadsTest.h"
+
+TEST_F(PatternThreadsTest, AskRfileAtOnce) {
+    AskAtOnce("rfile:" + m_dir.Write("patterns", "/^user([0-9]+)@corp/ $1\n^(z+)+$\nother\n"));
+}
+
+TEST_F(PatternThreadsTest, AskRfileBesideReloads) {
+    AskBesideReloads("rfile", "rfile:" + m_dir.Write("patterns", "/^user/ file\n"), "file");
+}
