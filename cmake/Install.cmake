@@ -38,6 +38,8 @@ kwlookup_public_headers(kwlookup
   lookup/config/KwLookupAndStorageWithConfig.h
   lookup/config/KwLookupSharedConf.h
   lookup/config/KwLookupWithConfig.h
+  lookup/config/Parameter.h
+  lookup/config/ParameterKind.h
   lookup/config/PluginLookup.h
   lookup/config/QueryTemplate.h
   lookup/config/SearchTime.h

@@ -19,10 +19,9 @@ public:
         : KwLookupSharedConf("fuzz"), m_parent(parent ? parent : this) {}
 
     std::vector<params_t> GetParams() const override {
-        return {Param("Port", &m_port, IfConfParser::VT_INT),
-                Param("Host", &m_host, IfConfParser::VT_STRING),
-                Param("Names", &m_names, IfConfParser::VT_STRING_LIST),
-                Param("Secret", &m_secret, IfConfParser::VT_RAW_STRING, nullptr, true)};
+        return {Param<int>("Port", m_port), Param<std::string>("Host", m_host),
+                Param<std::vector<std::string>>("Names", m_names),
+                Param<kwlookup::RawText>("Secret", m_secret, nullptr, true)};
     }
     const KwLookupSharedConf* GetGlobal() const override { return m_parent; }
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/config/TypeConfig.h"
+#include "lookup/config/Parameter.h"
 
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace kwlookup {
 
@@ -14,20 +13,16 @@ class DatabaseConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;
 
-    std::vector<params_t> GetParams() const override {
-        return {Param("Database", &m_database, IfConfParser::VT_STRING)};
-    }
-
     /// Throws std::invalid_argument "Database is not set".
     const std::string& GetDatabase() const {
-        const std::string& name = GetVal<std::string>("Database");
+        const std::string& name = m_database.Get();
         if (name.empty())
             throw std::invalid_argument("Database is not set");
         return name;
     }
 
 private:
-    std::string m_database;
+    Parameter<std::string> m_database{*this, "Database"};
 };
 
 } // namespace kwlookup

@@ -4,7 +4,6 @@
 #include "families/files/DatabaseConfig.h"
 
 #include <string>
-#include <vector>
 
 namespace kwlookup {
 
@@ -17,20 +16,18 @@ public:
 
     using DatabaseConfig::DatabaseConfig;
 
-    std::vector<params_t> GetParams() const override;
-
     /// Throws std::invalid_argument "Wrong TrailingNul setting [VALUE]: wait 'no', 'yes' or 'both'"
     /// besides what the base throws.
     void PostInit() override;
 
-    bool GetLowerCase() const { return GetVal<bool>("LowerCase"); }
-    bool GetAllValues() const { return GetVal<bool>("AllValues"); }
+    bool GetLowerCase() const { return m_lower_case.Get(); }
+    bool GetAllValues() const { return m_all_values.Get(); }
     Nul GetTrailingNul() const;
 
 private:
-    bool m_lower_case = true;
-    bool m_all_values = false;
-    std::string m_trailing_nul;
+    Parameter<bool> m_lower_case{*this, "LowerCase", true};
+    Parameter<bool> m_all_values{*this, "AllValues", false};
+    Parameter<std::string> m_trailing_nul{*this, "TrailingNul", "no"};
 };
 
 } // namespace kwlookup

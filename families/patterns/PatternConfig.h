@@ -2,10 +2,7 @@
 #pragma once
 
 #include "families/patterns/PatternLimits.h"
-#include "lookup/config/TypeConfig.h"
-
-#include <string>
-#include <vector>
+#include "lookup/config/Parameter.h"
 
 namespace kwlookup {
 
@@ -14,8 +11,6 @@ namespace kwlookup {
 class PatternConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;
-
-    std::vector<params_t> GetParams() const override;
 
     /// Throws std::invalid_argument "NAME must be from LEAST to MOST" besides what the base throws.
     void PostInit() override;
@@ -27,8 +22,12 @@ public:
     unsigned GetOptions() const;
 
 private:
-    bool m_case_sensitive = false;
-    PatternLimits m_limits;
+    Parameter<bool> m_case_sensitive{*this, "CaseSensitive", false};
+    Parameter<int> m_match_limit{*this, "MatchLimit", PatternLimits().match};
+    Parameter<int> m_depth_limit{*this, "DepthLimit", PatternLimits().depth};
+    Parameter<Size> m_heap_limit{*this, "HeapLimit", PatternLimits().heap};
+    Parameter<Size> m_max_length{*this, "MaxLength", PatternLimits().length};
+    Parameter<int> m_search_time{*this, "SearchTime", PatternLimits().time};
 };
 
 } // namespace kwlookup

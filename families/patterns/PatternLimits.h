@@ -7,7 +7,7 @@
 namespace kwlookup {
 
 /// What a search may cost: `time` with all patterns of a file together, the others with each of
-/// them. The types are those of configuration variables.
+/// them. The numbers here are the defaults of the parameters.
 struct PatternLimits {
     int match = 10000;            ///< MatchLimit: steps of PCRE2 from each start in the text
     int depth = 10000;            ///< DepthLimit: nested steps, where the pattern is interpreted

@@ -2,21 +2,18 @@
 #pragma once
 
 #include "families/servers/ServerSettings.h"
-#include "lookup/config/TypeConfig.h"
+#include "lookup/config/Parameter.h"
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace kwlookup {
 
 /// The parameters of every type that asks servers; kw_lookup_servers(5) describes them. A type
-/// derives its own, adds its parameters to GetParams(), and its rules to PostInit().
+/// derives its own, with its parameters as members, and adds its rules to PostInit().
 class ServerConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;
-
-    std::vector<params_t> GetParams() const override;
 
     /// Throws std::invalid_argument for a value out of range, with the name and the range in the
     /// text, besides what the base throws.
@@ -27,36 +24,26 @@ public:
     ServerSettings GetServerSettings(std::uint16_t default_port) const;
 
 private:
-    static constexpr int RETRY_INTERVAL_S = 60;
-    static constexpr int CONNECT_TIMEOUT_S = 2;
-    static constexpr int TIMEOUT_S = 5;
-    static constexpr int MAX_CONNECTIONS = 8;
-    static constexpr int IDLE_TIMEOUT_S = 60;
-    static constexpr int NO_TIME = 0;
-    static constexpr int CACHE_SIZE = 10000;
-    static constexpr int MAX_ROWS = 100;
-    static constexpr bool TLS_VERIFY = true;
-
-    std::string m_hosts;
-    std::string m_balance;
-    int m_retry_interval = RETRY_INTERVAL_S;
-    int m_connect_timeout = CONNECT_TIMEOUT_S;
-    int m_timeout = TIMEOUT_S;
-    int m_max_connections = MAX_CONNECTIONS;
-    int m_idle_timeout = IDLE_TIMEOUT_S;
-    int m_cache_time = NO_TIME;
-    int m_negative_cache_time = NO_TIME;
-    int m_cache_size = CACHE_SIZE;
-    int m_stale_time = NO_TIME;
-    int m_max_rows = MAX_ROWS;
-    std::string m_tls;
-    bool m_tls_verify = TLS_VERIFY;
-    std::string m_tls_ca_file;
-    std::string m_tls_cert_file;
-    std::string m_tls_key_file;
-    std::string m_user;
-    std::string m_password;
-    std::string m_database;
+    Parameter<std::string> m_hosts{*this, "Hosts"};
+    Parameter<std::string> m_balance{*this, "Balance"};
+    Parameter<Time> m_retry_interval{*this, "RetryInterval", 60};
+    Parameter<Time> m_connect_timeout{*this, "ConnectTimeout", 2};
+    Parameter<Time> m_timeout{*this, "Timeout", 5};
+    Parameter<int> m_max_connections{*this, "MaxConnections", 8};
+    Parameter<Time> m_idle_timeout{*this, "IdleTimeout", 60};
+    Parameter<Time> m_cache_time{*this, "CacheTime", 0};
+    Parameter<Time> m_negative_cache_time{*this, "NegativeCacheTime", 0};
+    Parameter<int> m_cache_size{*this, "CacheSize", 10000};
+    Parameter<Time> m_stale_time{*this, "StaleTime", 0};
+    Parameter<int> m_max_rows{*this, "MaxRows", 100};
+    Parameter<std::string> m_tls{*this, "Tls"};
+    Parameter<bool> m_tls_verify{*this, "TlsVerify", true};
+    Parameter<std::string> m_tls_ca_file{*this, "TlsCaFile"};
+    Parameter<std::string> m_tls_cert_file{*this, "TlsCertFile"};
+    Parameter<std::string> m_tls_key_file{*this, "TlsKeyFile"};
+    Parameter<std::string> m_user{*this, "User"};
+    Parameter<std::string> m_password{*this, "Password"};
+    Parameter<std::string> m_database{*this, "Database"};
 };
 
 } // namespace kwlookup

@@ -27,7 +27,7 @@ struct is_iless {
 
 /// The first of the rows called `name`, or their end. Takes a constant table or another.
 template <typename Rows>
-auto FindRow(Rows& rows, const char* name) {
+auto RowIn(Rows& rows, const char* name) {
     const auto found = std::equal_range(rows.begin(), rows.end(), name, is_iless());
     return found.first == found.second ? rows.end() : found.first;
 }
@@ -44,17 +44,11 @@ void KwLookupSharedConf::SetLog(const LogClass& log) {
     m_log = log;
 }
 
-params_t KwLookupSharedConf::Param(const std::string& name, const void* var,
-                                   IfConfParser::VarType type, const void* def, bool no_local) {
-    // GetParams() is const, but the object that it is called on is not.
-    return {name, const_cast<void*>(var), def, type, no_local, false};
-}
-
 std::vector<params_t> KwLookupSharedConf::GetAllParams() {
     static const std::string on_error_default = "ignore";
     std::vector<params_t> rows = GetParams();
-    rows.push_back(Param(SKIP_DOMAINS, &m_skip_domains, IfConfParser::VT_OBJECT));
-    rows.push_back(Param(ON_ERROR, &m_on_error_str, IfConfParser::VT_STRING, &on_error_default));
+    rows.push_back({SKIP_DOMAINS, &m_skip_domains, nullptr, IfConfParser::VT_OBJECT});
+    rows.push_back(Param<std::string>(ON_ERROR, m_on_error_str, &on_error_default));
     std::sort(rows.begin(), rows.end(), is_iless());
     return rows;
 }
@@ -97,7 +91,7 @@ void KwLookupSharedConf::LoadLocal(const std::vector<std::string>& settings) {
         if (!parser.SetNewVal(name, value))
             throw std::invalid_argument("error during parse " + m_name + "setting: '" + setting +
                                         "'");
-        const auto row = FindRow(m_params, name.c_str());
+        const auto row = RowIn(m_params, name.c_str());
         if (row == m_params.end())
             throw std::invalid_argument("error in " + m_name + " param parse (2) : '" + setting +
                                         "'");
@@ -109,21 +103,21 @@ void KwLookupSharedConf::LoadLocal(const std::vector<std::string>& settings) {
 bool KwLookupSharedConf::GetOnError() const {
     const KwLookupSharedConf* conf = this;
     for (const KwLookupSharedConf* next; (next = conf->GetGlobal()) != conf; conf = next) {
-        const auto row = FindRow(conf->m_params, ON_ERROR);
+        const auto row = RowIn(conf->m_params, ON_ERROR);
         if (row != conf->m_params.end() && row->local_set)
             break;
     }
     return conf->m_on_error;
 }
 
-const void* KwLookupSharedConf::FindVal(const char* name) const {
+const params_t& KwLookupSharedConf::FindRow(const char* name) const {
     const KwLookupSharedConf* conf = this;
     for (;;) {
         const KwLookupSharedConf* next = conf->GetGlobal();
-        const auto row = FindRow(conf->m_params, name);
+        const auto row = RowIn(conf->m_params, name);
         const bool present = row != conf->m_params.end();
         if (present && (next == conf || row->local_set))
-            return row->var;
+            return *row;
         if (next == conf)
             throw std::invalid_argument(std::string("can not find : '") + name + "' option");
         conf = next;

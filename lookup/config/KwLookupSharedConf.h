@@ -5,9 +5,11 @@
 #include "host/KwExport.h"
 #include "host/LogClass.h"
 #include "lookup/builtin/KwDomainsLookup.h"
+#include "lookup/config/ParameterKind.h"
 
 #include <boost/shared_ptr.hpp>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -79,20 +81,31 @@ public:
     /// nearest configuration up the chain that sets it.
     bool GetOnError() const;
 
-    /// The value of the parameter `name`, which must be a T, from the nearest configuration up the
-    /// chain that sets it. Throws std::invalid_argument "can not find : 'NAME' option".
+    /// The value of the parameter `name` from the nearest configuration up the chain that sets it.
+    /// Throws std::invalid_argument "can not find : 'NAME' option", and std::logic_error "option
+    /// 'NAME' is of another type" when its variable is not a T.
     template <typename T>
     const T& GetVal(const char* name) const {
-        return *static_cast<const T*>(FindVal(name));
+        const params_t& row = FindRow(name);
+        if (!kwlookup::HoldsA<T>(row.type))
+            throw std::logic_error(std::string("option '") + name + "' is of another type");
+        return *static_cast<const T*>(row.var);
     }
 
 protected:
-    /// A row of GetParams(). `var` is a member of this object.
-    static params_t Param(const std::string& name, const void* var, IfConfParser::VarType type,
-                          const void* def = nullptr, bool no_local = false);
+    /// A row of GetParams(), for a parameter of a kind in ParameterKind.h. `var` is a member of
+    /// this object; `def` must outlive it.
+    template <typename Kind>
+    static params_t Param(const std::string& name, const kwlookup::ParameterValue<Kind>& var,
+                          const kwlookup::ParameterValue<Kind>* def = nullptr,
+                          bool no_local = false) {
+        // GetParams() is const, but the object that it is called on is not.
+        return {name, const_cast<kwlookup::ParameterValue<Kind>*>(&var), def,
+                kwlookup::ParameterKind<Kind>::TYPE, no_local};
+    }
 
 private:
-    const void* FindVal(const char* name) const;
+    const params_t& FindRow(const char* name) const;
 
     std::vector<params_t> m_params;
     LogClass m_log;

@@ -4,7 +4,6 @@
 #include "families/patterns/PatternConfig.h"
 
 #include <string>
-#include <vector>
 
 namespace kwlookup {
 
@@ -15,16 +14,10 @@ public:
 
     explicit RegexConfig(const RegexConfig* global) : PatternConfig(NAME, global) {}
 
-    std::vector<params_t> GetParams() const override {
-        std::vector<params_t> params = PatternConfig::GetParams();
-        params.push_back(Param("Result", &m_result, IfConfParser::VT_STRING));
-        return params;
-    }
-
-    const std::string& GetResult() const { return GetVal<std::string>("Result"); }
+    const std::string& GetResult() const { return m_result.Get(); }
 
 private:
-    std::string m_result;
+    Parameter<std::string> m_result{*this, "Result"};
 };
 
 } // namespace kwlookup

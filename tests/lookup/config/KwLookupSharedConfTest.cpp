@@ -284,9 +284,7 @@ TEST_F(SharedConf, TellsWhatIsWrongWithASetting) {
 class FeeConf : public TestConf {
 public:
     using TestConf::TestConf;
-    std::vector<params_t> GetParams() const override {
-        return {Param("Geb\xdchr", &fee, IfConfParser::VT_INT)};
-    }
+    std::vector<params_t> GetParams() const override { return {Param<int>("Geb\xdchr", fee)}; }
     int fee = 0;
 };
 
@@ -369,9 +367,7 @@ TEST_F(SharedConf, HasNoParametersBeforeItIsRegistered) {
 class OwnConf : public TestConf {
 public:
     using TestConf::TestConf;
-    std::vector<params_t> GetParams() const override {
-        return {Param("Own", &own, IfConfParser::VT_INT)};
-    }
+    std::vector<params_t> GetParams() const override { return {Param<int>("Own", own)}; }
     int own = 5;
 };
 
@@ -390,8 +386,7 @@ class TwinConf : public TestConf {
 public:
     using TestConf::TestConf;
     std::vector<params_t> GetParams() const override {
-        return {Param("Twin", &one, IfConfParser::VT_INT),
-                Param("twin", &two, IfConfParser::VT_INT)};
+        return {Param<int>("Twin", one), Param<int>("twin", two)};
     }
     int one = 0;
     int two = 0;

@@ -13,10 +13,8 @@ public:
         : KwLookupSharedConf(name), m_parent(parent ? parent : this) {}
 
     std::vector<params_t> GetParams() const override {
-        return {Param("Port", &port, IfConfParser::VT_INT, &default_port),
-                Param("Host", &host, IfConfParser::VT_STRING),
-                Param("Secret", &secret, IfConfParser::VT_RAW_STRING, nullptr, true),
-                Param("", &unnamed, IfConfParser::VT_INT)};
+        return {Param<int>("Port", port, &default_port), Param<std::string>("Host", host),
+                Param<kwlookup::RawText>("Secret", secret, nullptr, true), Param<int>("", unnamed)};
     }
     const KwLookupSharedConf* GetGlobal() const override { return m_parent; }
 

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "conf/IfConfParser.h"
+#include "lookup/KwIfObject.h"
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace kwlookup {
+
+// What a parameter holds. A plain kind is the C++ type of its value. A tag stands for a value that
+// is written in a form of its own.
+
+struct Time;     ///< int, in seconds; "2m" is 120
+struct Size;     ///< long long, in bytes; "4k" is 4096
+struct RawText;  ///< std::string, the text with its quotes
+struct TimeList; ///< std::vector<int>, each item a Time
+struct SizeList; ///< std::vector<long long>, each item a Size
+
+/// The C++ type of a parameter of a kind, and how text becomes its value.
+template <typename Kind>
+struct ParameterKind;
+
+/// As a base of its specialisations.
+template <typename T, IfConfParser::VarType VAR_TYPE>
+struct ParameterKindOf {
+    using Value = T;
+    static constexpr IfConfParser::VarType TYPE = VAR_TYPE;
+};
+
+template <>
+struct ParameterKind<int> : ParameterKindOf<int, IfConfParser::VT_INT> {};
+template <>
+struct ParameterKind<bool> : ParameterKindOf<bool, IfConfParser::VT_BOOL> {};
+template <>
+struct ParameterKind<std::string> : ParameterKindOf<std::string, IfConfParser::VT_STRING> {};
+template <>
+struct ParameterKind<std::vector<std::string>>
+    : ParameterKindOf<std::vector<std::string>, IfConfParser::VT_STRING_LIST> {};
+template <>
+struct ParameterKind<std::vector<int>>
+    : ParameterKindOf<std::vector<int>, IfConfParser::VT_INT_LIST> {};
+template <>
+struct ParameterKind<Time> : ParameterKindOf<int, IfConfParser::VT_TIME> {};
+template <>
+struct ParameterKind<Size> : ParameterKindOf<long long, IfConfParser::VT_SIZE> {};
+template <>
+struct ParameterKind<RawText> : ParameterKindOf<std::string, IfConfParser::VT_RAW_STRING> {};
+template <>
+struct ParameterKind<TimeList> : ParameterKindOf<std::vector<int>, IfConfParser::VT_TIME_LIST> {};
+template <>
+struct ParameterKind<SizeList>
+    : ParameterKindOf<std::vector<long long>, IfConfParser::VT_SIZE_LIST> {};
+
+/// The C++ type of the value of a parameter of `Kind`.
+template <typename Kind>
+using ParameterValue = typename ParameterKind<Kind>::Value;
+
+/// Whether a variable of `type` is a T. Unknown types may be anything.
+template <typename T>
+constexpr bool HoldsA(IfConfParser::VarType type) {
+    switch (type) {
+    case IfConfParser::VT_INT:
+    case IfConfParser::VT_TIME:
+        return std::is_same_v<T, int>;
+    case IfConfParser::VT_BOOL:
+        return std::is_same_v<T, bool>;
+    case IfConfParser::VT_SIZE:
+        return std::is_same_v<T, long long>;
+    case IfConfParser::VT_STRING:
+    case IfConfParser::VT_RAW_STRING:
+        return std::is_same_v<T, std::string>;
+    case IfConfParser::VT_STRING_LIST:
+        return std::is_same_v<T, std::vector<std::string>>;
+    case IfConfParser::VT_INT_LIST:
+    case IfConfParser::VT_TIME_LIST:
+        return std::is_same_v<T, std::vector<int>>;
+    case IfConfParser::VT_SIZE_LIST:
+        return std::is_same_v<T, std::vector<long long>>;
+    case IfConfParser::VT_OBJECT:
+    case IfConfParser::VT_OBJECT_ALT:
+        return std::is_base_of_v<KwIfObject, T>;
+    case IfConfParser::VT_UNSET:
+        break;
+    }
+    return true;
+}
+
+} // namespace kwlookup
