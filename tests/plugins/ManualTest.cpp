@@ -73,17 +73,19 @@ Parameters Registered(const std::string& type) {
     return collector->parameters;
 }
 
-/// The items of the page's section PARAMETERS. Sizes are in bytes, times in
-/// seconds.
-Parameters Described(const std::string& type) {
-    std::ifstream page(SOURCE_DIR "/plugins/" + type + "/kw_lookup_" + type + ".5");
-    Parameters parameters;
+/// The items of the section PARAMETERS of a page, added to `parameters`. Sizes are in bytes, times
+/// in seconds. True when the page refers to the one on servers.
+bool Read(const std::string& name_of_page, Parameters& parameters) {
+    std::ifstream page(SOURCE_DIR "/" + name_of_page);
+    EXPECT_TRUE(page) << name_of_page;
+    bool on_servers = false;
     std::string section, name;
     for (std::string line; std::getline(page, line);) {
         if (line.rfind(".Sh ", 0) == 0)
             section = line.substr(4);
         if (section != "PARAMETERS")
             continue;
+        on_servers |= line.rfind(".Xr kw_lookup_servers 5", 0) == 0;
         if (line.rfind(".It Cm ", 0) == 0)
             name = line.substr(7);
         const std::size_t def = line.find("Default: ");
@@ -95,6 +97,17 @@ Parameters Described(const std::string& type) {
         if (value.size() > 1 && ConfParser::ConvertSizeValToBytes("", value, &bytes, LogClass("")))
             value = std::to_string(bytes);
         EXPECT_TRUE(parameters.emplace(name, value).second) << name;
+    }
+    return on_servers;
+}
+
+/// A page that refers to the one on servers may name some of its parameters, too.
+Parameters Described(const std::string& type) {
+    Parameters parameters;
+    if (Read("plugins/" + type + "/kw_lookup_" + type + ".5", parameters)) {
+        Parameters shared;
+        Read("families/servers/kw_lookup_servers.5", shared);
+        parameters.insert(shared.begin(), shared.end());
     }
     return parameters;
 }

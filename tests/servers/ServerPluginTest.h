@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "servers/TestServer.h"
+#include "support/PluginSupport.h"
+
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <string>
+
+/// A server, and lists that ask it. The suites ServerFaultsTest, ServerTlsTest and
+/// ServerThreadsTest are what every type does alike.
+///
+/// A program instantiates a suite with a `Service`: `GetServer()`, the server, which lives as
+/// long as the program; `Type()`; `Login()`, the settings that log in, with the password "secret of
+/// the test"; and `Query()`, under which "jdoe@corp.lan" has the result "OK", and
+/// "nobody@corp.lan" is not found.
+template <typename Service>
+class ServerPluginTest : public PluginTest {
+protected:
+    using Milliseconds = std::chrono::milliseconds;
+
+    static constexpr const char* FOUND = "jdoe@corp.lan";
+    static constexpr const char* MISSED = "nobody@corp.lan";
+    static constexpr Milliseconds LIMIT{1000};
+    /// What a search may take longer than its limit.
+    static constexpr Milliseconds GRACE{100};
+
+    static Service& Get() {
+        static Service service;
+        return service;
+    }
+
+    static kwlookup::TestServer& Server() { return Get().GetServer(); }
+
+    /// A list of one item, which asks the server at `hosts`. A failure is no reason not to ask
+    /// again.
+    static std::string List(const std::string& hosts, const std::string& settings = "") {
+        return "\"" + Get().Type() + ":OnError=exception|Timeout=1|RetryInterval=0|Hosts=" + hosts +
+               "|" + Get().Login() + "|" + settings + (settings.empty() ? "" : "|") +
+               Get().Query() + "\"";
+    }
+
+    static void ExpectWorks(const KwLookupHolder& holder) {
+        EXPECT_EQ(Ask(holder, FOUND), (Answer{true, " OK", FOUND}));
+        EXPECT_EQ(Ask(holder, MISSED), Miss());
+    }
+
+    void ExpectWorks(const std::string& list) {
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        ExpectWorks(holder);
+    }
+
+    static std::string FailureOf(const KwLookupHolder& holder, const std::string& text = FOUND) {
+        try {
+            const Answer answer = Ask(holder, text);
+            return answer.found ? "found" + answer.res : "not found";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    }
+
+    std::string FailureOf(const std::string& list) {
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        return FailureOf(holder);
+    }
+
+    template <typename Work>
+    static Milliseconds TimeOf(Work&& work) {
+        const auto begin = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - begin);
+    }
+
+    /// A search fails, and not after its limit. A machine with other work may delay it, but not
+    /// three times.
+    static void ExpectFailsInTime(const KwLookupHolder& holder, const std::string& reason) {
+        Milliseconds time{0};
+        for (int i = 0; i < 3; ++i) {
+            std::string failure;
+            time = TimeOf([&] { failure = FailureOf(holder); });
+            EXPECT_THAT(failure, testing::HasSubstr(reason));
+            if (time <= LIMIT + GRACE)
+                return;
+        }
+        ADD_FAILURE() << "it took " << time.count() << " ms";
+    }
+
+    static std::ptrdiff_t OpenFiles() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+};
