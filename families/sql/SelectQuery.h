@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/sql/SelectStatement.h"
+#include "lookup/config/QueryTemplate.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kwlookup {
+
+/// What an item asks of an SQL server: its statement, and the value for it.
+///
+/// Threads: any; it never changes.
+class SelectQuery {
+public:
+    /// `quote` and `parameter`: see SelectStatement::Text(). The server is asked for one row more
+    /// than `max_rows` at most. Throws what SelectStatement and QueryTemplate throw.
+    SelectQuery(const std::string& text, char quote, std::string_view parameter,
+                std::size_t max_rows);
+
+    const std::string& GetText() const { return m_text; }
+    const std::string& Key() const { return m_text; }
+
+    /// The statement for the server.
+    const std::string& GetStatement() const { return m_statement; }
+
+    /// The value for `finder`; false when there is nothing to ask.
+    bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
+                std::string& value) const {
+        return m_template.Expand(lookup, finder, flags, value);
+    }
+
+    /// What stands in *matched after a match: the value that was asked for.
+    const std::string& Matched(const std::string& value) const { return value; }
+
+private:
+    SelectQuery(const std::string& text, const SelectStatement& select, char quote,
+                std::string_view parameter, std::size_t max_rows);
+
+    std::string m_text;
+    std::string m_statement;
+    QueryTemplate m_template;
+};
+
+} // namespace kwlookup

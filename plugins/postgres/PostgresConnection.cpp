@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/postgres/PostgresConnection.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/Resolve.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/Socket.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <poll.h>
+#include <utility>
+#include <vector>
+
+namespace kwlookup {
+
+namespace {
+
+/// Where a file may be given, and the one in the user's home would be read otherwise.
+const char* const NO_FILE = "/dev/null/none";
+
+/// The authorities that Debian trusts; from version 16 on the library finds them itself.
+const char* const SYSTEM_AUTHORITIES = "/etc/ssl/certs/ca-certificates.crt";
+constexpr int KNOWS_SYSTEM_AUTHORITIES = 160000;
+
+/// Reloads with other statements must not fill the server's memory.
+constexpr std::size_t MOST_STATEMENTS = 100;
+
+// Types of PostgreSQL and classes of its errors, which never change.
+constexpr Oid BYTEA = 17;
+constexpr std::string_view NO_SUCH_STATEMENT = "26000";
+constexpr std::string_view PLAN_IS_OLD = "0A000";
+constexpr std::string_view STATEMENT_EXISTS = "42P05";
+constexpr std::string_view BAD_BYTES = "22021";
+constexpr std::string_view NO_SUCH_CHARACTER = "22P05";
+
+std::string_view StateOf(const PGresult* result) {
+    const char* const state = ::PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    return state ? state : "";
+}
+
+bool IsGood(const PGresult* result) {
+    const ExecStatusType status = ::PQresultStatus(result);
+    return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
+}
+
+/// Another server may do better: the connection is broken (08), resources are short (53), the
+/// server ends or starts (57P).
+bool IsServerFault(std::string_view state) {
+    return state.substr(0, 2) == "08" || state.substr(0, 2) == "53" || state.substr(0, 3) == "57P";
+}
+
+/// The first line of a message of the library, which says what is wrong; the next ones guess why.
+/// Without the address, which the caller puts before it.
+std::string Reason(std::string_view message) {
+    message = message.substr(0, message.find('\n'));
+    constexpr std::string_view BEFORE = "connection to server ";
+    constexpr std::string_view BEHIND = " failed: ";
+    const std::size_t failed = message.find(BEHIND);
+    if (message.substr(0, BEFORE.size()) == BEFORE && failed != std::string_view::npos)
+        message.remove_prefix(failed + BEHIND.size());
+    return message.empty() ? "no reason given" : std::string(message);
+}
+
+/// The same for the same statement in each process: where a pooler gives one connection of the
+/// server to many clients, they must not take each other's statements.
+std::string NameFor(const std::string& statement) {
+    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const char c : statement)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    std::string name = "kwlookup_";
+    for (int shift = 60; shift >= 0; shift -= 4)
+        name += "0123456789abcdef"[hash >> shift & 15];
+    return name;
+}
+
+/// The parameters of a connection. Each one that the library would else take from the environment
+/// or from a file has a value.
+class Parameters {
+public:
+    Parameters(const Server& server, const std::string& address, const ServerSettings& settings) {
+        if (server.IsUnix())
+            SetUnix(server);
+        else
+            SetTcp(server, address);
+        Set("dbname", settings.database);
+        Set("user", settings.user);
+        // An empty one would be looked for elsewhere; with this one the login fails.
+        Set("password", settings.password.empty() ? " " : settings.password);
+        Set("passfile", NO_FILE);
+        Set("client_encoding", settings.of_type);
+        Set("application_name", "kwlookup");
+        Set("target_session_attrs", "any");
+        Set("channel_binding", "prefer");
+        Set("gssencmode", "disable");
+        Set("krbsrvname", "postgres");
+        if (std::getenv("PGOPTIONS"))
+            Set("options", " "); // poolers refuse any
+        SetTls(settings.tls);
+    }
+
+    PGconn* Start() const {
+        std::vector<const char*> names;
+        std::vector<const char*> values;
+        for (const auto& [name, value] : m_values) {
+            names.push_back(name);
+            values.push_back(value.c_str());
+        }
+        names.push_back(nullptr);
+        values.push_back(nullptr);
+        return ::PQconnectStartParams(names.data(), values.data(), 0);
+    }
+
+private:
+    void Set(const char* name, std::string value) { m_values.emplace_back(name, std::move(value)); }
+
+    void SetTcp(const Server& server, const std::string& address) {
+        Set("host", server.host); // what the certificate must be for
+        Set("hostaddr", address);
+        Set("port", std::to_string(server.port));
+    }
+
+    /// The library takes the directory and the port that the socket's name ends in.
+    void SetUnix(const Server& server) {
+        const std::string prefix = "/.s.PGSQL.";
+        const std::size_t name = server.path.rfind(prefix);
+        const bool has_port = name != std::string::npos;
+        Set("host", has_port ? server.path.substr(0, name) : server.path);
+        Set("port", has_port ? server.path.substr(name + prefix.size()) : "5432");
+    }
+
+    void SetTls(const TlsSettings& tls) {
+        const bool on = tls.mode != TlsSettings::Mode::NO;
+        const auto file = [](const std::string& name) { return name.empty() ? NO_FILE : name; };
+        const char* const system =
+            ::PQlibVersion() >= KNOWS_SYSTEM_AUTHORITIES ? "system" : SYSTEM_AUTHORITIES;
+        Set("sslmode", !on ? "disable" : tls.verify ? "verify-full" : "require");
+        Set("sslrootcert", !tls.verify || !on    ? NO_FILE
+                           : tls.ca_file.empty() ? system
+                                                 : tls.ca_file);
+        Set("sslcert", file(tls.cert_file));
+        Set("sslkey", file(tls.key_file.empty() ? tls.cert_file : tls.key_file));
+        // Without one, OpenSSL would ask at the terminal for that of an encrypted key.
+        Set("sslpassword", " ");
+        Set("sslcrl", NO_FILE);
+        Set("sslcompression", "0");
+        Set("sslsni", "1");
+        Set("ssl_min_protocol_version", "TLSv1.2");
+    }
+
+    std::vector<std::pair<const char*, std::string>> m_values;
+};
+
+} // namespace
+
+PostgresConnection::PostgresConnection(const Server& server, const ServerSettings& settings,
+                                       Deadline deadline) {
+    const std::vector<Address> addresses = Resolve(server, deadline);
+    for (std::size_t left = addresses.size();; --left) {
+        const std::chrono::milliseconds share(deadline.MsLeft() / static_cast<int>(left));
+        bool reached = false;
+        try {
+            Connect(server, addresses[addresses.size() - left].Host(), settings,
+                    deadline.Within(share), reached);
+            return;
+        } catch (const ServerFault&) {
+            // A server that refuses us does so at its other addresses too.
+            if (reached || left == 1)
+                throw;
+        }
+    }
+}
+
+void PostgresConnection::Connect(const Server& server, const std::string& address,
+                                 const ServerSettings& settings, Deadline deadline, bool& reached) {
+    m_connection.reset(Parameters(server, address, settings).Start());
+    if (!m_connection)
+        throw std::bad_alloc();
+    // Else notices go to standard error.
+    ::PQsetNoticeReceiver(
+        m_connection.get(), [](void*, const PGresult*) {}, nullptr);
+    PostgresPollingStatusType next = PGRES_POLLING_WRITING;
+    if (::PQstatus(m_connection.get()) == CONNECTION_BAD)
+        next = PGRES_POLLING_FAILED;
+    while (next != PGRES_POLLING_OK) {
+        if (next == PGRES_POLLING_FAILED)
+            FailConnection();
+        Wait(next == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline);
+        next = ::PQconnectPoll(m_connection.get());
+        const ConnStatusType status = ::PQstatus(m_connection.get());
+        reached |= status != CONNECTION_BAD && status != CONNECTION_STARTED;
+    }
+    if (::PQsetnonblocking(m_connection.get(), 1) != 0)
+        FailConnection();
+}
+
+void PostgresConnection::Ask(const PostgresQuery& query, const std::string& value,
+                             Deadline deadline, Answer& answer) {
+    const std::string& statement = query.GetStatement();
+    const bool known = m_prepared.count(statement) != 0;
+    const Prepared* prepared = &Prepare(statement, deadline);
+    // No text of PostgreSQL has one, and the library would end the value there.
+    if (!prepared->binary && value.find('\0') != std::string::npos)
+        return;
+    Result result = Execute(*prepared, value, deadline);
+    std::string_view state = StateOf(result.get());
+    if (known && (state == NO_SUCH_STATEMENT || state == PLAN_IS_OLD)) {
+        Forget(statement, deadline);
+        prepared = &Prepare(statement, deadline);
+        result = Execute(*prepared, value, deadline);
+        state = StateOf(result.get());
+    }
+    if ((state == BAD_BYTES || state == NO_SUCH_CHARACTER) && !CanBeHeld(value, deadline))
+        return;
+    if (!IsGood(result.get()))
+        Fail(result.get());
+    const int rows = ::PQntuples(result.get());
+    const int columns = ::PQnfields(result.get());
+    for (int row = 0; row < rows; ++row) {
+        answer.AddRow();
+        for (int i = 0; i < columns; ++i) // nothing for null
+            answer.AddValue({::PQgetvalue(result.get(), row, i),
+                             static_cast<std::size_t>(::PQgetlength(result.get(), row, i))});
+    }
+}
+
+const PostgresConnection::Prepared& PostgresConnection::Prepare(const std::string& statement,
+                                                                Deadline deadline) {
+    const auto known = m_prepared.find(statement);
+    if (known != m_prepared.end())
+        return known->second;
+    if (m_prepared.size() >= MOST_STATEMENTS) {
+        m_prepared.clear();
+        Command("deallocate all", deadline);
+    }
+    const std::string name = NameFor(statement);
+    PGconn* const connection = m_connection.get();
+    Result result =
+        Finish(::PQsendPrepare(connection, name.c_str(), statement.c_str(), 0, nullptr), deadline);
+    if (!IsGood(result.get()) && StateOf(result.get()) != STATEMENT_EXISTS)
+        Fail(result.get());
+    result = Finish(::PQsendDescribePrepared(connection, name.c_str()), deadline);
+    if (!IsGood(result.get()))
+        Fail(result.get());
+    return m_prepared[statement] = {name, ::PQparamtype(result.get(), 0) == BYTEA};
+}
+
+void PostgresConnection::Forget(const std::string& statement, Deadline deadline) {
+    const auto known = m_prepared.find(statement);
+    // An error only says that it is forgotten already.
+    Command(("deallocate " + known->second.name).c_str(), deadline);
+    m_prepared.erase(known);
+}
+
+PostgresConnection::Result
+PostgresConnection::Execute(const Prepared& prepared, const std::string& value, Deadline deadline) {
+    const char* const values[] = {value.data()};
+    const int lengths[] = {static_cast<int>(value.size())};
+    const int formats[] = {prepared.binary ? 1 : 0};
+    return Finish(::PQsendQueryPrepared(m_connection.get(), prepared.name.c_str(), 1, values,
+                                        lengths, formats, 0),
+                  deadline);
+}
+
+PostgresConnection::Result PostgresConnection::Command(const char* text, Deadline deadline) {
+    return Finish(
+        ::PQsendQueryParams(m_connection.get(), text, 0, nullptr, nullptr, nullptr, nullptr, 0),
+        deadline);
+}
+
+/// Whether a text of the database can be `value`, after the server has complained of bytes: it may
+/// mean those of the value, or those of a row.
+bool PostgresConnection::CanBeHeld(const std::string& value, Deadline deadline) {
+    const char* const encoding = ::PQparameterStatus(m_connection.get(), "server_encoding");
+    if (!encoding || std::string_view(encoding) == "SQL_ASCII")
+        return true; // such a database holds any bytes
+    const char* const values[] = {value.c_str()};
+    const Result result =
+        Finish(::PQsendQueryParams(m_connection.get(), "select where $1::text is null", 1, nullptr,
+                                   values, nullptr, nullptr, 0),
+               deadline);
+    const std::string_view state = StateOf(result.get());
+    return state != BAD_BYTES && state != NO_SUCH_CHARACTER;
+}
+
+/// Sends what has been started, where `sent` is not 0, and gives the answer.
+PostgresConnection::Result PostgresConnection::Finish(int sent, Deadline deadline) {
+    PGconn* const connection = m_connection.get();
+    if (sent == 0)
+        FailConnection();
+    for (int left; (left = ::PQflush(connection)) != 0;) {
+        if (left < 0)
+            FailConnection();
+        Wait(POLLIN | POLLOUT, deadline);
+        // The server may have to write before it reads on.
+        if (::PQconsumeInput(connection) == 0)
+            FailConnection();
+    }
+    Result answer = Next(deadline);
+    while (const Result more = Next(deadline)) {
+        // Only the end is left.
+    }
+    if (::PQstatus(connection) == CONNECTION_BAD)
+        FailConnection();
+    return answer;
+}
+
+PostgresConnection::Result PostgresConnection::Next(Deadline deadline) {
+    PGconn* const connection = m_connection.get();
+    while (::PQisBusy(connection)) {
+        Wait(POLLIN, deadline);
+        if (::PQconsumeInput(connection) == 0)
+            FailConnection();
+    }
+    Result result(::PQgetResult(connection));
+    const ExecStatusType status = ::PQresultStatus(result.get());
+    if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH)
+        throw ServerFault("an answer that nobody asked for");
+    return result;
+}
+
+void PostgresConnection::Wait(short events, Deadline deadline) const {
+    if (!WaitFor(::PQsocket(m_connection.get()), events, deadline))
+        throw ServerFault("no answer in time");
+}
+
+void PostgresConnection::FailConnection() const {
+    throw ServerFault(Reason(::PQerrorMessage(m_connection.get())));
+}
+
+void PostgresConnection::Fail(const PGresult* result) {
+    const char* const message = ::PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+    const std::string reason = Reason(message ? message : ::PQresultErrorMessage(result));
+    const std::string_view state = StateOf(result);
+    // The library itself gives none, as for memory that is short.
+    if (state.empty() || IsServerFault(state))
+        throw ServerFault(reason);
+    throw QuestionFault(reason);
+}
+
+} // namespace kwlookup

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/Server.h"
+#include "families/servers/ServerSettings.h"
+#include "plugins/postgres/PostgresQuery.h"
+
+#include <libpq-fe.h>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kwlookup {
+
+/// A connection to a PostgreSQL server, with the statements that it has prepared there.
+///
+/// Nothing of the process's environment or of its user's files counts for it.
+/// Threads: one at a time.
+class PostgresConnection {
+public:
+    /// Connects and logs in. Throws ServerFault with the reason.
+    PostgresConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
+
+    /// Puts the rows for `value` into `answer`. A value that the database can hold nowhere, as one
+    /// with a NUL byte, has none.
+    ///
+    /// Throws ServerFault when the server goes away, stops, or is too busy, and QuestionFault with
+    /// the server's reason for another error.
+    void Ask(const PostgresQuery& query, const std::string& value, Deadline deadline,
+             Answer& answer);
+
+private:
+    struct Free {
+        void operator()(PGconn* connection) const { ::PQfinish(connection); }
+        void operator()(PGresult* result) const { ::PQclear(result); }
+    };
+
+    using Result = std::unique_ptr<PGresult, Free>;
+
+    /// A statement that the server knows.
+    struct Prepared {
+        std::string name;
+        bool binary; ///< its parameter takes bytes as they are
+    };
+
+    void Connect(const Server& server, const std::string& address, const ServerSettings& settings,
+                 Deadline deadline, bool& reached);
+    const Prepared& Prepare(const std::string& statement, Deadline deadline);
+    void Forget(const std::string& statement, Deadline deadline);
+    Result Execute(const Prepared& prepared, const std::string& value, Deadline deadline);
+    Result Command(const char* text, Deadline deadline);
+    bool CanBeHeld(const std::string& value, Deadline deadline);
+    Result Finish(int sent, Deadline deadline);
+    Result Next(Deadline deadline);
+    void Wait(short events, Deadline deadline) const;
+    [[noreturn]] void FailConnection() const;
+    [[noreturn]] static void Fail(const PGresult* result);
+
+    std::unique_ptr<PGconn, Free> m_connection;
+    std::map<std::string, Prepared> m_prepared; ///< by statement
+};
+
+} // namespace kwlookup
