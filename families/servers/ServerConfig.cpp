@@ -55,10 +55,12 @@ void ServerConfig::PostInit() {
         throw std::invalid_argument("MaxRows must be at least 1");
 }
 
-ServerSettings ServerConfig::GetServerSettings(std::uint16_t default_port) const {
+ServerSettings ServerConfig::GetServerSettings(std::uint16_t default_port,
+                                               const std::string& default_hosts) const {
     using std::chrono::seconds;
     ServerSettings settings;
-    settings.servers = ParseServerList(m_hosts.Get(), default_port);
+    const std::string& hosts = m_hosts.Get();
+    settings.servers = ParseServerList(hosts.empty() ? default_hosts : hosts, default_port);
     settings.random = IsRandom(m_balance.Get());
     settings.retry_interval = seconds(m_retry_interval.Get());
     settings.connect_timeout = seconds(m_connect_timeout.Get());

@@ -19,9 +19,11 @@ public:
     /// text, besides what the base throws.
     void PostInit() override;
 
-    /// The values that count for an item. Throws std::invalid_argument as ParseServerList() does,
-    /// and "TlsKeyFile is set without TlsCertFile".
-    ServerSettings GetServerSettings(std::uint16_t default_port) const;
+    /// The values that count for an item, with `default_hosts` where none are set. Throws
+    /// std::invalid_argument as ParseServerList() does, and "TlsKeyFile is set without
+    /// TlsCertFile".
+    ServerSettings GetServerSettings(std::uint16_t default_port,
+                                     const std::string& default_hosts = "") const;
 
 private:
     Parameter<std::string> m_hosts{*this, "Hosts"};

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::uint16_t PORT = 5432;
 
+/// Where Debian's server has its sockets.
+const char* const SOCKETS = "unix:/run/postgresql";
+
 /// More than any entry of a table of users has.
 constexpr std::size_t LONGEST_USER = 16384;
 
@@ -42,7 +45,7 @@ void PostgresConfig::PostInit() {
 }
 
 ServerSettings PostgresConfig::GetSettings() const {
-    ServerSettings settings = GetServerSettings(PORT);
+    ServerSettings settings = GetServerSettings(PORT, SOCKETS);
     settings.of_type = EncodingOf(m_charset.Get());
     if (settings.user.empty())
         settings.user = SystemUser();

@@ -18,8 +18,9 @@ public:
     /// PostgreSQL knows" besides what the base throws.
     void PostInit() override;
 
-    /// With the name of the encoding in `of_type`. A user that is not set is the one that the
-    /// process runs as, and a database that is not set has the user's name.
+    /// With the name of the encoding in `of_type`. Hosts that are not set are the sockets of this
+    /// machine, a user that is not set is the one that the process runs as, and a database that is
+    /// not set has the user's name.
     ServerSettings GetSettings() const;
 
 private:

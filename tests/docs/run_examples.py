@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Runs the examples of a page, and checks what else of it can be checked.
 
-Usage: run_examples.py TOOL ROOT PAGE
+Usage: run_examples.py TOOL ROOT PAGE [SHOWN=RUN]...
+
+Where the page shows SHOWN in a command or in a file examples/*.conf, RUN is run in its place.
 
 In a block marked "console", a line "$ COMMAND" is run by bash, and the lines up to the next one
 are what it must print. The commands of a page run in order in one fresh directory, which holds a
@@ -48,8 +50,19 @@ def run(command, directory):
     return done.stdout.decode("utf-8", "backslashreplace")
 
 
+def as_run(text, replaced):
+    for shown, run_instead in replaced:
+        text = text.replace(shown, run_instead)
+    return text
+
+
+def as_shown(text, replaced):
+    return as_run(text, [(run_instead, shown) for shown, run_instead in replaced])
+
+
 def main():
     tool, root, page = Path(sys.argv[1]).resolve(), Path(sys.argv[2]), Path(sys.argv[3])
+    replaced = [argument.split("=", 1) for argument in sys.argv[4:]]
     text = page.read_text(encoding="utf-8")
     faults = []
 
@@ -58,10 +71,12 @@ def main():
         shutil.copytree(root / "examples", f"{directory}/examples")
         # A configuration that others may write is refused, and a umask may let a group write it.
         subprocess.run(["chmod", "-R", "go-w", f"{directory}/examples"], check=True)
+        for conf in Path(directory, "examples").glob("*.conf"):
+            conf.write_text(as_run(conf.read_text(encoding="utf-8"), replaced), encoding="utf-8")
         os.mkdir(f"{directory}/build")
         os.symlink(tool, f"{directory}/build/kwlookup")
         for number, command, expected in commands(text):
-            printed = run(command, directory)
+            printed = as_shown(run(as_run(command, replaced), directory), replaced)
             asked += "kwlookup" in command
             if printed != expected:
                 faults.append(f"{page}:{number}: $ {command}prints\n{printed}instead of\n{expected}")

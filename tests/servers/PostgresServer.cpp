@@ -12,7 +12,7 @@ namespace {
 const char* const PROGRAMS = "usr/lib/postgresql/15/bin/";
 
 /// The superuser.
-const char* const ADMIN = "admin";
+const char* const ADMIN = "test_admin";
 
 } // namespace
 
@@ -20,12 +20,12 @@ PostgresServer::PostgresServer(const TestCertificate* certificate) : TestServer(
     RunServerProgram({ServerFile(std::string(PROGRAMS) + "initdb"), "-D", Dir().Path("data"), "-U",
                       ADMIN, "--auth=trust", "--no-sync", "--no-instructions", "--encoding=UTF8",
                       "--locale=C"});
-    std::ofstream(Dir().Path("data/pg_hba.conf")) << "local all admin trust\n"
+    std::ofstream(Dir().Path("data/pg_hba.conf")) << "local all test_admin,+trusted trust\n"
                                                      "local all all scram-sha-256\n"
                                                      "hostnossl all +tls all reject\n"
                                                      "host all all all scram-sha-256\n";
     Start();
-    Execute("create role tls");
+    Execute("create role tls; create role trusted");
 }
 
 std::string PostgresServer::SocketPath() const {

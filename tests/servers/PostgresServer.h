@@ -8,8 +8,8 @@
 
 namespace kwlookup {
 
-/// PostgreSQL with the database "postgres". Roles need their password; with TLS, roles in the group
-/// "tls" cannot connect without.
+/// PostgreSQL with the database "postgres". Roles need their password, but those in the group
+/// "trusted" not for the unix socket. Those in the group "tls" cannot connect without TLS.
 class PostgresServer final : public TestServer {
 public:
     explicit PostgresServer(const TestCertificate* certificate = nullptr);

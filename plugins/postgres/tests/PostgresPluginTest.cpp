@@ -129,7 +129,7 @@ TEST_F(PostgresPluginTest, RefusesItems) {
         {"select a from b", "cannot read the statement"},
         {"select a from b where c = '$x'", "unrecognize expansion"},
         {"select a-b from b where c = '$s'", "cannot read the statement"},
-        {"Hosts=|" + select, "Hosts is not set"},
+        {"Hosts=, |" + select, "Wrong Hosts setting []"},
         {"Hosts=[|" + select, "Wrong Hosts setting"},
         {"Hosts=a:0|" + select, "Wrong Hosts setting"},
         {"Hosts=unix:relative|" + select, "Wrong Hosts setting"},

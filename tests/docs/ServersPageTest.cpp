@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// Runs the examples of docs/servers.md with servers that hold what examples/servers/ holds.
+#include "servers/PostgresServer.h"
+#include "support/RunProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <pwd.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+using namespace kwlookup;
+
+namespace {
+
+std::string Example(const std::string& name) {
+    std::ifstream file(SOURCE_DIR "/examples/servers/" + name);
+    EXPECT_TRUE(file) << name;
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+} // namespace
+
+TEST(ServersPage, PrintsWhatItShows) {
+    PostgresServer postgres;
+    postgres.Execute(Example("postgres.sql"));
+    // What the page says of a server that needs no settings.
+    const std::string user = "\"" + std::string(::getpwuid(::geteuid())->pw_name) + "\"";
+    postgres.Execute("create role " + user + " login in role trusted; create database " + user);
+    postgres.Execute("create table access (address text, result text);"
+                     "insert into access values ('jdoe@corp.lan', 'reject');"
+                     "grant select on access to " +
+                         user,
+                     ::getpwuid(::geteuid())->pw_name);
+
+    const std::vector<std::string> replaced = {
+        "localhost:5432=" + postgres.Host(),
+        "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.UnixHost() +
+            "|select",
+    };
+    std::vector<std::string> command = {PYTHON, RUN_EXAMPLES, TOOL, SOURCE_DIR,
+                                        SOURCE_DIR "/docs/servers.md"};
+    command.insert(command.end(), replaced.begin(), replaced.end());
+    const ProgramResult result = RunProgram(command);
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+}
