@@ -36,8 +36,10 @@ bool WouldBlock() {
 /// The oldest error that OpenSSL noted, which is the cause of those behind it.
 std::string TlsReason() {
     const unsigned long error = ::ERR_get_error();
-    const char* const reason = error != 0 ? ::ERR_reason_error_string(error) : nullptr;
     ::ERR_clear_error();
+    if (ERR_SYSTEM_ERROR(error))
+        return SystemErrorText(ERR_GET_REASON(error));
+    const char* const reason = error != 0 ? ::ERR_reason_error_string(error) : nullptr;
     return reason ? reason : "unknown error";
 }
 

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/redis/RedisCommand.h"
+
+#include "families/servers/ServerFault.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+#include <charconv>
+#include <hiredis/hiredis.h>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+namespace kwlookup {
+namespace {
+
+constexpr std::string_view SPACE = " \t\n\v\f\r";
+
+[[noreturn]] void RefuseCommand(const std::string& text) {
+    throw std::invalid_argument("cannot read the command '" + text +
+                                "': wait GET, HGET, HMGET, SISMEMBER, ZSCORE or EXISTS and its "
+                                "arguments");
+}
+
+std::vector<std::string> Split(const std::string& text) {
+    std::vector<std::string> words;
+    std::size_t at = 0;
+    while ((at = text.find_first_not_of(SPACE, at)) != std::string::npos) {
+        std::size_t end;
+        if (text[at] == '\'' || text[at] == '"') {
+            end = text.find(text[at], at + 1);
+            if (end == std::string::npos)
+                RefuseCommand(text);
+            words.push_back(text.substr(at + 1, end - at - 1));
+            if (++end < text.size() && SPACE.find(text[end]) == std::string_view::npos)
+                RefuseCommand(text);
+        } else {
+            end = std::min(text.find_first_of(SPACE, at), text.size());
+            words.push_back(text.substr(at, end - at));
+            if (words.back().find_first_of("'\"") != std::string::npos)
+                RefuseCommand(text);
+        }
+        at = end;
+    }
+    return words;
+}
+
+void AppendRequest(const char* const* arguments, const std::size_t* sizes, std::size_t count,
+                   std::string& out) {
+    char* bytes = nullptr;
+    const int size = ::redisFormatCommandArgv(&bytes, static_cast<int>(count),
+                                              const_cast<const char**>(arguments), sizes);
+    if (size < 0)
+        throw std::bad_alloc();
+    const std::unique_ptr<char, void (*)(char*)> owned(bytes, ::redisFreeCommand);
+    out.append(bytes, static_cast<std::size_t>(size));
+}
+
+/// Argument `number`, counted from the name of the command, of what AppendRequest() made.
+std::string_view ArgumentOf(const std::string& request, std::size_t number) {
+    std::size_t at = request.find('\n') + 1;
+    for (;;) {
+        std::size_t size = 0;
+        const std::size_t end = request.find('\r', at);
+        std::from_chars(request.data() + at + 1, request.data() + end, size);
+        if (number-- == 0)
+            return std::string_view(request).substr(end + 2, size);
+        at = end + 2 + size + 2;
+    }
+}
+
+} // namespace
+
+std::string RedisRequest(const std::vector<std::string>& arguments) {
+    std::vector<const char*> bytes;
+    std::vector<std::size_t> sizes;
+    for (const std::string& argument : arguments) {
+        bytes.push_back(argument.data());
+        sizes.push_back(argument.size());
+    }
+    std::string request;
+    AppendRequest(bytes.data(), sizes.data(), bytes.size(), request);
+    return request;
+}
+
+const RedisCommand::Known& RedisCommand::Find(const std::string& text, const std::string& name) {
+    // One key each, so that one node of a cluster can answer.
+    static constexpr Known KNOWN[] = {
+        {"EXISTS", 1, 1, Kind::FLAG},    {"GET", 1, 1, Kind::VALUE},
+        {"HGET", 2, 2, Kind::VALUE},     {"HMGET", 2, 100, Kind::VALUES},
+        {"SISMEMBER", 2, 2, Kind::FLAG}, {"ZSCORE", 2, 2, Kind::VALUE},
+    };
+    for (const Known& known : KNOWN)
+        if (boost::algorithm::iequals(name, known.name, std::locale::classic()))
+            return known;
+    RefuseCommand(text);
+}
+
+RedisCommand::RedisCommand(const std::string& text) : m_text(text) {
+    const std::vector<std::string> words = Split(text);
+    if (words.empty())
+        RefuseCommand(text);
+    m_known = &Find(text, words[0]);
+    m_matched = words.size() - 1;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        m_arguments.emplace_back(words[i]);
+        if (words[i].find('$') != std::string::npos)
+            m_matched = i;
+    }
+    if (m_arguments.size() < m_known->least || m_arguments.size() > m_known->most)
+        throw std::invalid_argument("wrong number of arguments in '" + text + "'");
+}
+
+bool RedisCommand::Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
+                          std::string& question) const {
+    // They keep their memory.
+    static thread_local std::vector<std::string> texts;
+    static thread_local std::vector<const char*> bytes;
+    static thread_local std::vector<std::size_t> sizes;
+    const std::size_t count = m_arguments.size() + 1;
+    if (texts.size() < count)
+        texts.resize(count);
+    texts[0] = m_known->name;
+    for (std::size_t i = 1; i < count; ++i)
+        if (!m_arguments[i - 1].Expand(lookup, finder, flags, texts[i]))
+            return false;
+    bytes.clear();
+    sizes.clear();
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes.push_back(texts[i].data());
+        sizes.push_back(texts[i].size());
+    }
+    AppendRequest(bytes.data(), sizes.data(), count, question);
+    return true;
+}
+
+std::string RedisCommand::Matched(const std::string& question) const {
+    return std::string(ArgumentOf(question, m_matched));
+}
+
+std::string_view RedisCommand::KeyOf(const std::string& question) {
+    return ArgumentOf(question, 1);
+}
+
+void RedisCommand::Read(const RedisReply& reply, Answer& answer) const {
+    using Type = RedisReply::Type;
+    if (m_known->kind == Kind::FLAG && reply.type == Type::INTEGER) {
+        if (reply.integer != 0)
+            answer.AddRow();
+        return;
+    }
+    if (m_known->kind == Kind::VALUE && (reply.type == Type::STRING || reply.type == Type::NIL)) {
+        if (reply.type == Type::STRING) {
+            answer.AddRow();
+            answer.AddValue(reply.text);
+        }
+        return;
+    }
+    if (m_known->kind == Kind::VALUES && reply.type == Type::ARRAY &&
+        reply.elements.size() == m_arguments.size() - 1) {
+        bool found = false;
+        bool good = true;
+        for (const RedisReply& element : reply.elements) {
+            found |= element.type == Type::STRING;
+            good &= element.type == Type::STRING || element.type == Type::NIL;
+        }
+        if (good) {
+            if (found)
+                answer.AddRow();
+            for (const RedisReply& element : reply.elements)
+                answer.AddValue(element.text);
+            return;
+        }
+    }
+    throw ServerFault(std::string("the answer is not one to ") + m_known->name);
+}
+
+} // namespace kwlookup

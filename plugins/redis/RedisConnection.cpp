@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/redis/RedisConnection.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/Socket.h"
+#include "plugins/redis/RedisConfig.h"
+#include "plugins/redis/SlotTable.h"
+
+#include <vector>
+
+namespace kwlookup {
+namespace {
+
+constexpr std::size_t READ_SIZE = 16 * 1024;
+/// A server's error is a line; a longer one is no help in a log.
+constexpr std::size_t LONGEST_ERROR = 200;
+const std::string ASKING = RedisRequest({"ASKING"});
+
+std::string ErrorText(const RedisReply& reply) {
+    return reply.text.substr(0, LONGEST_ERROR);
+}
+
+/// Errors that are the server's state, not the question's fault.
+bool CannotAnswerNow(const RedisReply& reply) {
+    for (const char* kind :
+         {"LOADING ", "MASTERDOWN ", "BUSY ", "NOAUTH ", "ERR max number of clients reached"})
+        if (reply.IsError(kind))
+            return true;
+    return false;
+}
+
+} // namespace
+
+RedisConnection::RedisConnection(const Server& server, const ServerSettings& settings,
+                                 Deadline deadline)
+    : m_server(server), m_stream(ConnectSocket(server, deadline)) {
+    if (settings.tls.mode != TlsSettings::Mode::NO && !server.IsUnix())
+        m_stream.StartTls(settings.tls, server, deadline);
+    std::string requests;
+    std::size_t checked = 0;
+    if (!settings.password.empty()) {
+        requests += settings.user.empty()
+                        ? RedisRequest({"AUTH", settings.password})
+                        : RedisRequest({"AUTH", settings.user, settings.password});
+        ++checked;
+    }
+    if (!settings.database.empty()) {
+        requests += RedisRequest({"SELECT", settings.database});
+        ++checked;
+    }
+    const bool replica = settings.of_type == RedisConfig::READ_FROM_REPLICA;
+    if (replica)
+        requests += RedisRequest({"READONLY"});
+    m_stream.Write(requests, deadline);
+    for (; checked > 0; --checked) {
+        const RedisReply reply = ReadReply(deadline);
+        if (reply.type == RedisReply::Type::ERROR)
+            throw ServerFault(ErrorText(reply));
+    }
+    // An error means that there is no cluster, and nothing to allow.
+    if (replica)
+        ReadReply(deadline);
+}
+
+void RedisConnection::Ask(const Asked& asked, const std::string& question, Deadline deadline,
+                          Answer& answer) {
+    asked.redirection.reset();
+    if (asked.asking) {
+        m_stream.Write(ASKING + question, deadline);
+        ReadReply(deadline);
+    } else {
+        m_stream.Write(question, deadline);
+    }
+    const RedisReply reply = ReadLastReply(deadline);
+    if (reply.type != RedisReply::Type::ERROR)
+        return asked.command.Read(reply, answer);
+    if (CannotAnswerNow(reply))
+        throw ServerFault(ErrorText(reply));
+    asked.redirection = Redirection::Read(reply.text, m_server);
+    if (!asked.redirection)
+        throw QuestionFault(ErrorText(reply));
+}
+
+void RedisConnection::Ask(const AskedSlots& asked, const std::string& question, Deadline deadline,
+                          Answer&) {
+    m_stream.Write(question, deadline);
+    const RedisReply reply = ReadLastReply(deadline);
+    if (CannotAnswerNow(reply))
+        throw ServerFault(ErrorText(reply));
+    if (reply.type != RedisReply::Type::ERROR)
+        asked.slots = std::make_shared<const SlotTable>(reply, m_server);
+}
+
+RedisReply RedisConnection::ReadLastReply(Deadline deadline) {
+    RedisReply reply = ReadReply(deadline);
+    // The next question would take the rest for its answer.
+    if (!m_reader.IsEmpty())
+        throw ServerFault("the server sent more than it was asked for");
+    return reply;
+}
+
+RedisReply RedisConnection::ReadReply(Deadline deadline) {
+    RedisReply reply;
+    char bytes[READ_SIZE];
+    while (!m_reader.Next(reply))
+        m_reader.Feed({bytes, m_stream.Read(bytes, sizeof(bytes), deadline)});
+    return reply;
+}
+
+} // namespace kwlookup

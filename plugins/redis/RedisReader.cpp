@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/redis/RedisReader.h"
+
+#include "families/servers/ServerFault.h"
+
+#include <hiredis/read.h>
+#include <new>
+#include <stdexcept>
+
+namespace kwlookup {
+namespace {
+
+/// Far more than a result, and far less than what a server may send.
+constexpr std::size_t LONGEST_REPLY = 16 * 1024 * 1024;
+/// The slots of a cluster take some 20 values a node; a small value costs 100 bytes here, and 4
+/// bytes of whoever sends it.
+constexpr std::size_t MOST_VALUES = 100000;
+
+} // namespace
+
+/// hiredis calls these for each value, outer ones first, the values of an array in order. They
+/// throw nothing: null tells hiredis that there is no memory.
+class RedisReader::Builder {
+public:
+    RedisReply Take() {
+        m_values = 0;
+        return std::move(m_root);
+    }
+
+    static redisReplyObjectFunctions* Functions() {
+        static redisReplyObjectFunctions functions = {
+            [](const redisReadTask* task, char* text, size_t size) -> void* {
+                return Add(task, [&](RedisReply& reply) {
+                    reply.type = task->type == REDIS_REPLY_STATUS  ? RedisReply::Type::STATUS
+                                 : task->type == REDIS_REPLY_ERROR ? RedisReply::Type::ERROR
+                                                                   : RedisReply::Type::STRING;
+                    reply.text.assign(text, size);
+                });
+            },
+            [](const redisReadTask* task, int) -> void* {
+                return Add(task, [](RedisReply& reply) { reply.type = RedisReply::Type::ARRAY; });
+            },
+            [](const redisReadTask* task, long long integer) -> void* {
+                return Add(task, [integer](RedisReply& reply) {
+                    reply.type = RedisReply::Type::INTEGER;
+                    reply.integer = integer;
+                });
+            },
+            [](const redisReadTask* task) -> void* { return Add(task, [](RedisReply&) {}); },
+            [](void*) {}, // the builder owns them
+        };
+        return &functions;
+    }
+
+private:
+    template <typename Fill>
+    static void* Add(const redisReadTask* task, Fill&& fill) noexcept {
+        auto& builder = *static_cast<Builder*>(task->privdata);
+        try {
+            if (++builder.m_values > MOST_VALUES)
+                return nullptr;
+            RedisReply* reply = &builder.m_root;
+            if (task->parent)
+                reply = &static_cast<RedisReply*>(task->parent->obj)->elements.emplace_back();
+            else
+                *reply = RedisReply();
+            fill(*reply);
+            return reply;
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+
+    RedisReply m_root;
+    std::size_t m_values = 0;
+};
+
+void RedisReader::Free::operator()(redisReader* reader) const {
+    ::redisReaderFree(reader);
+}
+
+RedisReader::RedisReader()
+    : m_builder(std::make_unique<Builder>()),
+      m_reader(::redisReaderCreateWithFunctions(Builder::Functions())) {
+    if (!m_reader)
+        throw std::bad_alloc();
+    m_reader->privdata = m_builder.get();
+}
+
+RedisReader::~RedisReader() = default;
+
+void RedisReader::Feed(std::string_view bytes) {
+    m_fed += bytes.size();
+    if (m_fed > LONGEST_REPLY)
+        throw std::runtime_error("the answer is longer than 16 MiB");
+    if (::redisReaderFeed(m_reader.get(), bytes.data(), bytes.size()) != REDIS_OK)
+        throw std::bad_alloc();
+}
+
+bool RedisReader::Next(RedisReply& reply) {
+    void* whole = nullptr;
+    if (::redisReaderGetReply(m_reader.get(), &whole) != REDIS_OK)
+        throw ServerFault(std::string("not an answer of Redis: ") + m_reader->errstr);
+    if (!whole)
+        return false;
+    m_fed = m_reader->len - m_reader->pos;
+    reply = m_builder->Take();
+    return true;
+}
+
+} // namespace kwlookup

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Server.h"
+#include "plugins/redis/RedisReply.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace kwlookup {
+
+/// Who in a cluster has which keys: each key has a slot, each slot a master and its replicas.
+class SlotTable {
+public:
+    static constexpr unsigned SLOTS = 16384;
+
+    /// The slot of a key: a checksum of its bytes, or of those between its first '{' and the next
+    /// '}' where there are any.
+    static unsigned SlotOf(std::string_view key);
+
+    /// Reads the reply to CLUSTER SLOTS of the server `from`, which stands for a host that is left
+    /// out. Throws ServerFault "the table of slots cannot be read".
+    SlotTable(const RedisReply& reply, const Server& from);
+
+    /// The master and its replicas; empty when nobody has the slot.
+    const std::vector<Server>& NodesOf(unsigned slot) const { return m_groups[m_group_of[slot]]; }
+
+    /// Each node once.
+    std::vector<Server> AllNodes() const;
+
+private:
+    std::vector<std::vector<Server>> m_groups; ///< the first one is empty
+    std::array<std::uint16_t, SLOTS> m_group_of{};
+};
+
+} // namespace kwlookup

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "servers/RedisCluster.h"
+#include "plugins/redis/tests/RedisSupport.h"
+
+#include <sstream>
+
+namespace kwlookup {
+namespace {
+
+using testing::HasSubstr;
+
+class RedisClusterTest : public RedisTest {
+protected:
+    static constexpr int KEYS = 60;
+
+    RedisClusterTest() {
+        for (int i = 0; i < KEYS; ++i)
+            m_cluster.Run({"SET", Key(i), std::to_string(i)});
+        // A replica that has not had the data yet answers nothing, nor takes its master's place.
+        EXPECT_TRUE(Eventually([&] { return ConnectedReplicas() == RedisCluster::NODES / 2; }));
+    }
+
+    int ConnectedReplicas() {
+        int connected = 0;
+        for (int i = 0; i < RedisCluster::NODES; ++i)
+            connected += m_cluster.Node(i).Run({"ROLE"}).find("\nconnected\n") != std::string::npos;
+        return connected;
+    }
+
+    static std::string Key(int i) { return "user" + std::to_string(i) + "@corp.lan"; }
+
+    /// How many keys are found with their values; a fault is not found.
+    static int Found(const KwLookupHolder& holder) {
+        int found = 0;
+        for (int i = 0; i < KEYS; ++i) {
+            try {
+                const Answer answer = Ask(holder, Key(i));
+                EXPECT_EQ(answer.res, " " + std::to_string(i)); // never a miss
+                ++found;
+            } catch (const std::runtime_error&) {
+            }
+        }
+        return found;
+    }
+
+    /// The number of a node that is a master.
+    int Master() {
+        for (int i = 0; i < RedisCluster::NODES; ++i)
+            if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+                return i;
+        throw std::runtime_error("no master");
+    }
+
+    /// How many commands `name` a node was sent.
+    long Calls(int node, const std::string& name) {
+        const std::string stats = m_cluster.Node(node).Run({"INFO", "commandstats"});
+        const std::string start = "cmdstat_" + name + ":calls=";
+        const std::size_t at = stats.find(start);
+        return at == std::string::npos ? 0 : std::stol(stats.substr(at + start.size()));
+    }
+
+    RedisCluster m_cluster;
+};
+
+TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
+    for (int i = 0; i < RedisCluster::NODES; ++i) {
+        KwLookupHolder holder(m_log);
+        holder.Init(Item(m_cluster.Node(i).Host()));
+        EXPECT_EQ(Found(holder), KEYS);
+        EXPECT_EQ(Ask(holder, "nobody"), Miss());
+    }
+
+    // Once the table is known, nobody is sent elsewhere.
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_cluster.Hosts()));
+    EXPECT_EQ(Found(holder), KEYS);
+    long calls = 0;
+    for (int i = 0; i < RedisCluster::NODES; ++i)
+        calls -= Calls(i, "get");
+    EXPECT_EQ(Found(holder), KEYS);
+    for (int i = 0; i < RedisCluster::NODES; ++i)
+        calls += Calls(i, "get");
+    EXPECT_EQ(calls, KEYS);
+
+    // Replicas answer where that is asked for.
+    KwLookupHolder replicas(m_log);
+    replicas.Init(Item(m_cluster.Node(Master()).Host(), "ReadFrom=replica|GET $s"));
+    long of_masters = 0;
+    for (int i = 0; i < RedisCluster::NODES; ++i)
+        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+            of_masters -= Calls(i, "get");
+    EXPECT_TRUE(Eventually([&] { return Found(replicas) == KEYS; }));
+    for (int i = 0; i < RedisCluster::NODES; ++i)
+        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+            of_masters += Calls(i, "get");
+    EXPECT_EQ(of_masters, 0);
+
+    // A slot that moves: what is there already is asked for there.
+    const std::string slot = "{moving}";
+    m_cluster.Run({"SET", slot + "old", "OK"});
+    m_cluster.Run({"SET", slot + "gone", "OK"});
+    std::istringstream number(m_cluster.Run({"CLUSTER", "KEYSLOT", "moving"}));
+    std::string slot_number;
+    number >> slot_number;
+    // Its owner says so, all others MOVED.
+    int from = -1, to = -1;
+    for (int i = 0; i < RedisCluster::NODES; ++i) {
+        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) != 0)
+            continue;
+        try {
+            m_cluster.Node(i).Run({"GET", slot + "old"});
+            from = i;
+        } catch (const std::runtime_error&) {
+            to = i;
+        }
+    }
+    ASSERT_GE(from, 0);
+    ASSERT_GE(to, 0);
+    const auto id = [&](int node) {
+        std::string text = m_cluster.Node(node).Run({"CLUSTER", "MYID"});
+        text.pop_back();
+        return text;
+    };
+    m_cluster.Node(to).Run({"CLUSTER", "SETSLOT", slot_number, "IMPORTING", id(from)});
+    m_cluster.Node(from).Run({"CLUSTER", "SETSLOT", slot_number, "MIGRATING", id(to)});
+    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).Port()),
+                              slot + "gone", "0", "5000"});
+    for (const char* key : {"old", "gone"})
+        EXPECT_EQ(Ask(holder, slot + key), (Answer{true, " OK", slot + key})) << key;
+    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).Port()),
+                              slot + "old", "0", "5000"});
+    m_cluster.Node(to).Run({"CLUSTER", "SETSLOT", slot_number, "NODE", id(to)});
+    m_cluster.Node(from).Run({"CLUSTER", "SETSLOT", slot_number, "NODE", id(to)});
+    for (const char* key : {"old", "gone"})
+        EXPECT_EQ(Ask(holder, slot + key), (Answer{true, " OK", slot + key})) << key;
+}
+
+TEST_F(RedisClusterTest, OutlivesAMaster) {
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_cluster.Hosts()));
+    KwLookupHolder replicas(m_log);
+    replicas.Init(Item(m_cluster.Hosts(), "ReadFrom=replica|GET $s"));
+    EXPECT_EQ(Found(holder), KEYS);
+    EXPECT_TRUE(Eventually([&] { return Found(replicas) == KEYS; }));
+    m_cluster.Node(Master()).Kill();
+    const int left = Found(holder);
+    EXPECT_GT(left, 0);
+    EXPECT_LT(left, KEYS);
+    m_cluster.WaitUntilHealthy();
+    EXPECT_TRUE(Eventually([&] { return Found(holder) == KEYS; }));
+    EXPECT_TRUE(Eventually([&] { return Found(replicas) == KEYS; }));
+}
+
+} // namespace
+} // namespace kwlookup

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/KwFactory.h"
+#include "lookup/KwIfLookup.h"
+#include "servers/RedisServer.h"
+#include "servers/TestAuthority.h"
+
+#include <string>
+#include <vector>
+
+/// The library does not know the type by itself: a host registers it.
+inline const bool REDIS_IS_REGISTERED =
+    KwFactory<KwIfLookup>::Instance().Register("redis", nullptr);
+
+/// A server with a key, and with a port for TLS.
+class RedisService {
+public:
+    RedisService() : m_certificate(m_authority.ForServer()), m_server(Options(m_certificate)) {
+        m_server.Load({{"SET", "jdoe@corp.lan", "OK"}});
+    }
+
+    kwlookup::RedisServer& GetServer() { return m_server; }
+    std::string TlsHost() const { return m_server.TlsHost(); }
+    std::vector<std::string> TlsModes() const { return {"require"}; }
+    std::string Type() const { return "redis"; }
+    std::string Login() const { return "Password=secret of the test"; }
+    std::string Query() const { return "GET $s"; }
+
+private:
+    static kwlookup::RedisServer::Options Options(const kwlookup::TestCertificate& certificate) {
+        kwlookup::RedisServer::Options options;
+        options.password = "secret of the test";
+        options.certificate = &certificate;
+        return options;
+    }
+
+    kwlookup::TestAuthority m_authority;
+    kwlookup::TestCertificate m_certificate;
+    kwlookup::RedisServer m_server;
+};

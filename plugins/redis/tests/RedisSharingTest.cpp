@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+// What the servers, the connections and the kept answers of many searches have to do with each
+// other.
+#include "plugins/redis/tests/RedisSupport.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <stdexcept>
+#include <vector>
+
+namespace kwlookup {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr auto LEVEL_WARN = log4cxx::Level::LEVEL_WARN;
+
+class RedisSharingTest : public RedisTest {
+protected:
+    RedisSharingTest() { Fill(m_server); }
+
+    std::string Refused() const { return m_server.Host() + ": Connection refused"; }
+
+    RedisServer m_server;
+};
+
+TEST_F(RedisSharingTest, AServerThatIsDownAtStartStopsNobody) {
+    m_server.Kill();
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_server.Host(), "RetryInterval=1|GET $s"));
+    EXPECT_FALSE(holder.Empty());
+    EXPECT_EQ(SearchError(holder), Refused());
+    m_server.Restart();
+    EXPECT_EQ(SearchError(holder), Refused()); // not asked again yet
+    std::this_thread::sleep_for(milliseconds(1100));
+    ExpectFound(holder);
+}
+
+TEST_F(RedisSharingTest, AStoppedServerCostsOneSearchItsTime) {
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_server.Host(), "Timeout=1|RetryInterval=1|GET $s"));
+    const auto expect_silence = [&] {
+        const auto time = TimeOf(
+            [&] { EXPECT_EQ(SearchError(holder), m_server.Host() + ": no answer in time"); });
+        EXPECT_GE(time, seconds(1));
+        EXPECT_LE(time, seconds(1) + LATE);
+    };
+    ExpectFound(holder);
+    m_server.Stop(); // a kept connection
+    expect_silence();
+    const auto later = TimeOf([&] {
+        for (int i = 0; i < 100; ++i)
+            EXPECT_EQ(SearchError(holder), m_server.Host() + ": no answer in time");
+    });
+    EXPECT_LT(later, LATE);
+    std::this_thread::sleep_for(milliseconds(1100));
+    expect_silence(); // a new connection
+    m_server.Continue();
+    std::this_thread::sleep_for(milliseconds(1100));
+    ExpectFound(holder);
+}
+
+TEST_F(RedisSharingTest, AnotherHostAnswersInPlaceOfOneThatFails) {
+    RedisServer second;
+    second.Load({{"SET", "jdoe@corp.lan", "second"}});
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_server.Host() + ", " + second.Host(), "RetryInterval=1|GET $s"));
+    const auto result = [&] { return Ask(holder, "jdoe@corp.lan").res; };
+    EXPECT_EQ(result(), " OK");
+    m_server.Kill();
+    EXPECT_EQ(result(), " second");
+    m_server.Restart();
+    EXPECT_EQ(result(), " second"); // not asked again yet
+    std::this_thread::sleep_for(milliseconds(1100));
+    EXPECT_EQ(result(), " OK");
+    m_server.Kill();
+    second.Kill();
+    EXPECT_EQ(SearchError(holder), Refused() + "; " + second.Host() + ": Connection refused");
+}
+
+TEST_F(RedisSharingTest, ServersAreMixedWhereThatIsAskedFor) {
+    RedisServer second;
+    second.Load({{"SET", "jdoe@corp.lan", "second"}});
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_server.Host() + ", " + second.Host(), "Balance=random|GET $s"));
+    int of_second = 0;
+    for (int i = 0; i < 1000; ++i)
+        of_second += Ask(holder, "jdoe@corp.lan").res == " second";
+    EXPECT_GT(of_second, 400);
+    EXPECT_LT(of_second, 600);
+}
+
+/// A socket that listens and never accepts, so that connections beyond its queue get no answer.
+class SilentListener {
+public:
+    SilentListener() : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto* const bytes = reinterpret_cast<sockaddr*>(&address);
+        socklen_t size = sizeof(address);
+        if (::bind(m_listener.Get(), bytes, size) != 0 || ::listen(m_listener.Get(), 0) != 0 ||
+            ::getsockname(m_listener.Get(), bytes, &size) != 0)
+            throw std::runtime_error("cannot listen");
+        m_host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        for (int i = 0; i < 4; ++i) {
+            m_queued.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+            ::connect(m_queued.back().Get(), bytes, size);
+        }
+    }
+
+    const std::string& Host() const { return m_host; }
+
+private:
+    FileDescriptor m_listener;
+    std::string m_host;
+    std::vector<FileDescriptor> m_queued;
+};
+
+TEST_F(RedisSharingTest, AHostThatDropsPacketsCostsNoMoreThanTheConnectTimeout) {
+    const SilentListener silent;
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(silent.Host() + ", " + m_server.Host(), "ConnectTimeout=1|Timeout=3|GET $s"));
+    const auto time = TimeOf([&] { ExpectFound(holder); });
+    EXPECT_GE(time, seconds(1));
+    EXPECT_LE(time, seconds(1) + LATE);
+    EXPECT_LE(TimeOf([&] { ExpectFound(holder); }), LATE);
+
+    KwLookupHolder alone(m_log);
+    alone.Init(Item(silent.Host(), "ConnectTimeout=1|Timeout=3|GET $s"));
+    EXPECT_LE(
+        TimeOf([&] { EXPECT_EQ(SearchError(alone), silent.Host() + ": Connection timed out"); }),
+        seconds(1) + LATE);
+}
+
+TEST_F(RedisSharingTest, NamesThatAreNoneAreAFault) {
+    KwLookupHolder holder(m_log);
+    holder.Init(Item("name.invalid", "Timeout=1|ConnectTimeout=1|GET $s"));
+    const auto time =
+        TimeOf([&] { EXPECT_THAT(SearchError(holder), StartsWith("name.invalid:6379: ")); });
+    EXPECT_LE(time, seconds(1) + LATE);
+    KwLookupHolder by_name(m_log);
+    by_name.Init(Item("localhost:" + std::to_string(m_server.Port())));
+    ExpectFound(by_name);
+    EXPECT_THAT(SearchErrorOf(Item("unix:/does/not/exist"), "x"),
+                "unix:/does/not/exist: No such file or directory");
+}
+
+TEST_F(RedisSharingTest, ItemsWithEqualSettingsShareTheirConnections) {
+    FaultyProxy proxy(SharedServer().Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(proxy.Host(), "GET $s") + ", " + Item(proxy.Host(), "HGET blocked $d") + ", " +
+                Item(proxy.Host(), "EXISTS $s"));
+    KwLookupHolder other(m_log);
+    other.Init(Item(proxy.Host(), "ZSCORE scores $s"));
+    Ask(holder, "jdoe@corp.lan");
+    Ask(other, "jdoe@corp.lan");
+    EXPECT_EQ(proxy.Accepted(), 1);
+    KwLookupHolder different(m_log);
+    different.Init(Item(proxy.Host(), "Timeout=3|GET $s"));
+    Ask(different, "jdoe@corp.lan");
+    EXPECT_EQ(proxy.Accepted(), 2);
+}
+
+TEST_F(RedisSharingTest, AtMostMaxConnectionsAreMade) {
+    RedisServer server;
+    Fill(server);
+    FaultyProxy proxy(server.Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(proxy.Host(), "MaxConnections=2|GET $s"));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&holder, i] {
+            for (int j = 0; j < 100; ++j)
+                EXPECT_EQ(Ask(holder, std::to_string(i) + "-" + std::to_string(j)), Miss());
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_LE(proxy.Accepted(), 2);
+
+    // Who gets none waits no longer than its time.
+    server.Run({"CLIENT", "PAUSE", "3000"});
+    KwLookupHolder impatient(m_log);
+    impatient.Init(Item(proxy.Host(), "MaxConnections=1|Timeout=2|GET $s"));
+    std::thread first([&] { SearchError(impatient, "first"); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const auto time =
+        TimeOf([&] { EXPECT_THAT(SearchError(impatient, "second"), HasSubstr(proxy.Host())); });
+    EXPECT_LE(time, std::chrono::seconds(2) + LATE);
+    first.join();
+}
+
+TEST_F(RedisSharingTest, IdleConnectionsAreClosedThoughNobodyAsks) {
+    FaultyProxy proxy(SharedServer().Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(proxy.Host(), "IdleTimeout=1|GET $s"));
+    ExpectFound(holder);
+    EXPECT_EQ(proxy.Open(), 1);
+    EXPECT_TRUE(Eventually([&] { return proxy.Open() == 0; }));
+    ExpectFound(holder);
+    EXPECT_EQ(proxy.Accepted(), 2);
+
+    KwLookupHolder none(m_log);
+    none.Init(Item(proxy.Host(), "IdleTimeout=0|GET $s"));
+    ExpectFound(none);
+    ExpectFound(none);
+    EXPECT_EQ(proxy.Accepted(), 4);
+}
+
+TEST_F(RedisSharingTest, AnswersAreKeptWhereThatIsAskedFor) {
+    RedisServer server;
+    Fill(server);
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(server.Host(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
+    ExpectFound(holder);
+    EXPECT_EQ(Ask(holder, "nobody"), Miss());
+    server.Kill();
+    ExpectFound(holder);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    RecordingLog::Reset();
+    for (int i = 0; i < 10; ++i)
+        ExpectFound(holder);
+    EXPECT_THAT(RecordingLog::Texts(LEVEL_WARN),
+                ElementsAre("lookup_redis: old answers stand in: " + server.Host() +
+                            ": Connection refused"));
+    EXPECT_EQ(SearchError(holder, "empty"), server.Host() + ": Connection refused");
+
+    // A reload keeps them, as the items are the same.
+    KwObjectHolder::BeforeReload(m_log);
+    KwLookupHolder again(m_log);
+    again.Init(Item(server.Host(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
+    ExpectFound(again);
+}
+
+} // namespace
+} // namespace kwlookup

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/redis/tests/RedisService.h"
+#include "servers/FaultyProxy.h"
+#include "servers/RedisServer.h"
+#include "support/PluginSupport.h"
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace kwlookup {
+
+/// The plug-in, and a server with some keys that the tests of the program share.
+class RedisTest : public PluginTest {
+protected:
+    using Clock = std::chrono::steady_clock;
+
+    /// What a search may take longer than its limit.
+    static constexpr std::chrono::milliseconds LATE{100};
+
+    static RedisServer& SharedServer() {
+        static RedisServer server;
+        static const bool filled = [] {
+            Fill(server);
+            return true;
+        }();
+        static_cast<void>(filled);
+        return server;
+    }
+
+    static void Fill(RedisServer& server) {
+        server.Load({{"SET", "jdoe@corp.lan", "OK"},
+                     {"SET", "empty", ""},
+                     {"HSET", "blocked", "corp.lan", "spam", "other.lan", "bulk"},
+                     {"SADD", "members", "jdoe@corp.lan"},
+                     {"ZADD", "scores", "2.5", "jdoe@corp.lan"}});
+    }
+
+    static std::string Item(const std::string& hosts, const std::string& rest = "GET $s") {
+        return "\"redis:OnError=exception|Hosts=" + hosts + "|" + rest + "\"";
+    }
+
+    /// Why a search fails; "" when it does not.
+    static std::string SearchError(const KwLookupHolder& holder,
+                                   const std::string& text = "jdoe@corp.lan") {
+        try {
+            Ask(holder, text);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    /// A search that must find "OK".
+    static void ExpectFound(const KwLookupHolder& holder) {
+        EXPECT_EQ(Ask(holder, "jdoe@corp.lan"), (Answer{true, " OK", "jdoe@corp.lan"}));
+    }
+
+    /// How long a call takes.
+    template <typename Call>
+    static std::chrono::milliseconds TimeOf(Call&& call) {
+        const auto begin = Clock::now();
+        call();
+        return std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - begin);
+    }
+
+    /// Asks until `holds()`, for half a minute at most.
+    template <typename Condition>
+    static bool Eventually(Condition holds) {
+        for (int i = 0; i < 3000; ++i) {
+            if (holds())
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+};
+
+} // namespace kwlookup
