@@ -109,25 +109,19 @@ bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
     static const void* const table = VirtualTableOf(AddressFinder(std::string()));
     if (VirtualTableOf(*this) != table)
         return false;
-    // A value that equals the text as a whole begins with the first word of the text.
-    const LocaleBytes& bytes = LocaleBytes::Current();
-    const char* begin = m_request.data();
-    const char* const end = begin + m_request.size();
-    while (begin != end && bytes.IsSpace(*begin))
-        ++begin;
-    const auto left = static_cast<std::size_t>(end - begin);
-    const char* const reach = left > keys.Longest() ? begin + keys.Longest() + 1 : end;
-    keys.Add(
-        std::string_view(begin, static_cast<std::size_t>(bytes.FindSpace(begin, reach) - begin)));
-    if (m_address.size() != m_request.size())
+    // From the shortest to the longest, as they have one end: so all of them are hashed in one
+    // pass.
+    if (!m_domain.empty()) {
+        keys.AddEndings(m_domain, true);
+        if (m_domain.front() != '.') // such a key is one of sub-domains
+            keys.Add(m_domain);
+        keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
+    }
+    if (m_address.size() != m_request.size() && !m_address.empty())
         keys.Add(m_address);
-    if (!m_local.empty())
+    keys.AddWholeValue(m_request);
+    if (m_local.size() > 1)
         keys.Add(m_local);
-    if (m_domain.empty())
-        return true;
-    keys.Add(m_domain);
-    keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
-    keys.AddEndings(m_domain, true);
     return true;
 }
 

@@ -9,7 +9,7 @@
 /// A list may look for the keys in an index and call Match() only for the stored values that have
 /// one of them, in the order of the list; one that does not know this class calls Match() for every
 /// value, with the same answer. So for a value without any of the keys Match() must be false and
-/// change nothing. It may be false for a value that has one.
+/// change nothing. It may be false for a value that has one; each such call costs time.
 ///
 /// A finder may make a result of its own. Then it overrides GetRes(), calls NoteRes() when Match()
 /// has made the result, and is done with it: until ClearRes(), Match() is false for every value and

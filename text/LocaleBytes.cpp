@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "text/LocaleBytes.h"
 
+#include "text/FoldedText.h"
+
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <pthread.h>
 #include <sys/single_threaded.h>
@@ -62,18 +63,35 @@ void LocaleBytes::Trim(std::string& text) const {
 }
 
 const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
-    constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
-    // Eight bytes at once: whether any is a blank or less.
-    for (; m_space_is_control && end - begin >= 8; begin += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, begin, sizeof(word));
-        if (((word - (' ' + 1) * EACH_BYTE) & ~word & 0x80 * EACH_BYTE) == 0)
-            continue;
-        for (int i = 0; i < 8; ++i)
-            if (IsSpace(begin[i]))
-                return begin + i;
+    // Not zero when a byte is a blank or less.
+    const auto controls = [](const char* p) {
+        const std::uint64_t word = LoadWord(p);
+        return (word - (' ' + 1) * EACH_BYTE) & ~word & 0x80 * EACH_BYTE;
+    };
+    if (m_space_is_control) {
+        constexpr std::ptrdiff_t BLOCK =
+            64; // for a compiler to look at more than eight bytes at once
+        for (; end - begin >= BLOCK; begin += BLOCK) {
+            std::uint64_t found = 0;
+            for (std::ptrdiff_t i = 0; i < BLOCK; i += 8)
+                found |= controls(begin + i);
+            if (found != 0)
+                break;
+        }
+        for (; end - begin >= 8; begin += 8) {
+            if (controls(begin) == 0)
+                continue;
+            for (int i = 0; i < 8; ++i)
+                if (IsSpace(begin[i]))
+                    return begin + i;
+        }
     }
     return std::find_if(begin, end, [this](char c) { return IsSpace(c); });
+}
+
+bool LocaleBytes::EqualUpper(const char* left, const char* right, std::size_t size) const {
+    return m_upper_is_ascii ? Equal(AsciiUpper(), left, right, size)
+                            : Equal(TableUpper{m_upper}, left, right, size);
 }
 
 bool LocaleBytes::UpperKeepsMarks() const {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <locale>
 #include <string>
+#include <string_view>
 
 /// What the global locale says of each of the 256 bytes: upper-case form, lower-case form, space.
 ///
@@ -58,19 +60,15 @@ public:
     void Trim(std::string& text) const;
 
     /// True when both texts have the same length and the same upper-case forms.
-    template <typename Left, typename Right>
-    bool EqualNoCase(const Left& left, const Right& right) const {
-        if (left.size() != right.size())
-            return false;
-        auto r = right.begin();
-        for (char c : left)
-            if (Upper(c) != Upper(*r++))
-                return false;
-        return true;
+    /// Cost: by eight bytes and more at once.
+    bool EqualNoCase(std::string_view left, std::string_view right) const {
+        return left.size() == right.size() && EqualUpper(left.data(), right.data(), left.size());
     }
 
 private:
     explicit LocaleBytes(const std::locale& locale);
+
+    bool EqualUpper(const char* left, const char* right, std::size_t size) const;
 
     static void BeforeFork();
     static void AfterForkInChild();

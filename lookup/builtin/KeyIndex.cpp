@@ -5,22 +5,25 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
+#include <exception>
+#include <memory>
 
 template <typename Use>
 [[gnu::always_inline]] inline auto KeyIndex::WithFold(const Use& use) const {
     return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.UpperTable()});
 }
 
+struct KeyIndex::Key {
+    std::string_view text;
+    std::uint64_t hash;
+    std::string_view whole_value; ///< whose first word is `text`; without it the data() is null
+};
+
 /// Takes the keys of one search, or of several to come.
 class KeyIndex::Keys final : public KwFinderKeys {
 public:
-    struct Key {
-        std::string_view text;
-        std::uint64_t hash;
-    };
-
-    explicit Keys(const KeyIndex& index) : KwFinderKeys(index.m_sizes), m_index(index) {}
+    explicit Keys(const KeyIndex& index)
+        : KwFinderKeys(index.m_shapes.Sizes(), index.m_shapes.MostDots()), m_index(index) {}
 
     /// Drops most of the keys that are not there, and brings the slots of the others.
     void Sift() {
@@ -37,54 +40,106 @@ public:
     auto end() const { return m_keys.end(); }
 
 private:
-    void Take(std::string_view key) override {
-        if (!m_index.HoldsSize(key.size()))
+    void Take(std::string_view key) override { TakeFirstWord(key, std::string_view()); }
+
+    void TakeWholeValue(std::string_view value) override {
+        if (value.size() > m_index.m_longest_string)
             return;
-        const std::uint64_t hash =
-            m_index.WithFold([&](const auto& fold) { return Hash(fold, key, m_index.m_seed); });
+        const std::string_view word = m_index.PartOf(value);
+        TakeFirstWord(word, word.size() == value.size() ? std::string_view() : value);
+    }
+
+    void TakeFirstWord(std::string_view word, std::string_view value) {
+        if (!m_index.m_shapes.MayHold(word, m_index.m_bytes))
+            return;
+        const std::uint64_t hash = m_index.WithFold(
+            [&](const auto& fold) { return Hash(fold, word, m_index.m_seed, m_hashed); });
         m_index.m_filter.Fetch(hash);
-        m_keys.push_back({key, hash});
+        m_keys.push_back({word, hash, value});
     }
 
     const KeyIndex& m_index;
+    HashedEnding m_hashed; ///< of the last key: the next one is often longer at the beginning
     boost::container::small_vector<Key, 64> m_keys; ///< an address has rarely more than ten
 };
 
 /// The strings with one of the keys of a search.
 class KeyIndex::Candidates {
 public:
-    Candidates(const KeyIndex& index, const Keys& keys) : m_index(index) {
-        for (const Keys::Key& key : keys) {
-            const std::size_t place = index.WithFold(
-                [&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
-            const std::uint32_t rank = index.m_slots[place].Rank();
-            // A finder may name a key twice.
-            if (rank != 0 && std::find(m_ranks.begin(), m_ranks.end(), rank) == m_ranks.end())
-                Push(rank);
-        }
+    Candidates(const KeyIndex& index, const Keys& keys) {
+        for (const Key& key : keys)
+            if (!key.whole_value.data() || !AddWholeValue(index, key))
+                Add(index, key.text, key.hash);
     }
 
-    /// The rank of the string next in order, or 0.
-    std::uint32_t Next() {
-        if (m_ranks.empty())
-            return 0;
-        std::pop_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
-        const std::uint32_t rank = m_ranks.back();
-        m_ranks.pop_back();
-        if (!m_index.m_next.empty() && m_index.m_next[rank - 1] != 0)
-            Push(m_index.m_next[rank - 1]);
-        return rank;
+    /// The string next in order, or null.
+    const std::string* Next() {
+        while (!m_heap.empty()) {
+            std::pop_heap(m_heap.begin(), m_heap.end(), ComesLater);
+            const Candidate candidate = m_heap.back();
+            m_heap.pop_back();
+            const KeyIndex& index = *candidate.index;
+            if (candidate.key.data() && !index.WithFold([&](const auto& fold) {
+                    return index.IsPartAt(fold, candidate.text, candidate.key);
+                }))
+                continue;
+            const std::uint32_t rank = candidate.rank;
+            if (!index.m_next.empty() && index.m_next[rank - 1] != 0)
+                Push({index.m_next[rank - 1], &index, TextSlot(), std::string_view()});
+            if (rank != m_last) { // a finder may name a key twice
+                m_last = rank;
+                return &index.TextAt(rank);
+            }
+        }
+        return nullptr;
     }
 
 private:
-    void Push(std::uint32_t rank) {
-        m_ranks.push_back(rank);
-        std::push_heap(m_ranks.begin(), m_ranks.end(), std::greater<>());
+    struct Candidate {
+        std::uint32_t rank;
+        const KeyIndex* index;
+        TextSlot text;
+        std::string_view key; ///< what may stand at `text`; the data() is null where it is known to
+    };
+
+    static bool ComesLater(const Candidate& left, const Candidate& right) {
+        return left.rank > right.rank;
     }
 
-    const KeyIndex& m_index;
-    /// The next string of each key, as a heap with the first on top.
-    boost::container::small_vector<std::uint32_t, 16> m_ranks;
+    void Push(const Candidate& candidate) {
+        m_heap.push_back(candidate);
+        std::push_heap(m_heap.begin(), m_heap.end(), ComesLater);
+    }
+
+    /// Texts are compared late: the first string that matches ends the search.
+    void Add(const KeyIndex& index, std::string_view key, std::uint64_t hash) {
+        index.ForEachLike(key, hash, [&](const Slot& slot) {
+            Prefetch(&index.TextAt(slot.Rank())); // Match() will be asked for it
+            Push({slot.Rank(), &index, slot.Text(), key});
+        });
+    }
+
+    /// False where the strings with the first word are few enough to be asked one by one.
+    bool AddWholeValue(const KeyIndex& index, const Key& key) {
+        const std::size_t place =
+            index.WithFold([&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
+        if (!index.AreMany(index.m_slots[place].Rank()))
+            return false;
+        const KeyIndex* const whole_values = index.WholeValues();
+        if (!whole_values)
+            return false;
+        if (whole_values->m_shapes.MayHold(key.whole_value, index.m_bytes)) {
+            const std::uint64_t hash = index.WithFold([&](const auto& fold) {
+                return Hash(fold, key.whole_value, whole_values->m_seed);
+            });
+            if (whole_values->m_filter.MayHold(hash))
+                Add(*whole_values, key.whole_value, hash);
+        }
+        return true;
+    }
+
+    boost::container::small_vector<Candidate, 16> m_heap; ///< the first in order on top
+    std::uint32_t m_last = 0;
 };
 
 KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
@@ -100,23 +155,7 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
     AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
     m_slots.resize(slots);
     WithFold([&](const auto& fold) { InsertAll(fold); });
-    SortSizes();
-}
-
-void KeyIndex::NoteSize(std::size_t size) {
-    if (size < m_has_size.size())
-        m_has_size[size] = true;
-    else if (m_sizes.empty() || m_sizes.back() != size)
-        m_sizes.push_back(size);
-}
-
-void KeyIndex::SortSizes() {
-    for (std::size_t size = 0; size < m_has_size.size(); ++size)
-        if (m_has_size[size])
-            m_sizes.push_back(size);
-    std::sort(m_sizes.begin(), m_sizes.end());
-    m_sizes.erase(std::unique(m_sizes.begin(), m_sizes.end()), m_sizes.end());
-    m_sizes.shrink_to_fit();
+    m_shapes.Finish(m_bytes);
 }
 
 std::string_view KeyIndex::PartOf(std::string_view text) const {
@@ -140,8 +179,10 @@ void KeyIndex::InsertAll(const Fold& fold) {
     };
     std::array<Part, AHEAD> parts;
     const auto fetch = [&](std::uint32_t rank) {
-        const std::string_view text = PartOf(TextAt(rank));
-        NoteSize(text.size());
+        const std::string& string = TextAt(rank);
+        const std::string_view text = PartOf(string);
+        m_longest_string = std::max(m_longest_string, string.size());
+        m_shapes.Note(text, m_bytes);
         const std::uint64_t hash = Hash(fold, text, m_seed);
         parts[rank % AHEAD] = {text, hash};
         m_filter.Fetch(hash);
@@ -170,6 +211,24 @@ void KeyIndex::InsertAll(const Fold& fold) {
     }
 }
 
+/// True when `key`, which has no white space where that ends a part, is the part at `slot`.
+template <typename Fold>
+[[gnu::always_inline]] inline bool KeyIndex::IsPartAt(const Fold& fold, TextSlot slot,
+                                                      std::string_view key) const {
+    if (!slot.IsLong())
+        return Equal(fold, key, slot.Text());
+    std::string_view text = slot.Holder();
+    if (m_part == KwKeyedFinder::FIRST_WORD) {
+        const auto* begin =
+            std::find_if(text.begin(), text.end(), [this](char c) { return !m_bytes.IsSpace(c); });
+        text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
+        // Where it ends, without a look at all of it.
+        if (text.size() > key.size() && m_bytes.IsSpace(text[key.size()]))
+            text.remove_suffix(text.size() - key.size());
+    }
+    return Equal(fold, key, text);
+}
+
 /// The place of `key`, or the free place that it would take.
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t KeyIndex::Probe(const Fold& fold, std::string_view key,
@@ -177,15 +236,50 @@ template <typename Fold>
     const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
     for (TextSlot text; !(text = m_slots[place].Text()).IsFree();) {
-        if (text.HasKey(slot_key)) {
-            Prefetch(&TextAt(m_slots[place].Rank())); // Match() will be asked for it
-            if (Equal(fold, key, PartAt(text)))
-                break;
-        }
+        if (text.HasKey(slot_key) && IsPartAt(fold, text, key))
+            break;
         if (++place == m_slots.size())
             place = 0;
     }
     return place;
+}
+
+/// Calls `use` for each slot that `key` may stand in, by its size and a bit of its hash.
+template <typename Use>
+[[gnu::always_inline]] inline void KeyIndex::ForEachLike(std::string_view key, std::uint64_t hash,
+                                                         const Use& use) const {
+    const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
+    std::size_t place = PlaceOf(hash, m_slots.size());
+    for (Slot slot; !(slot = m_slots[place]).Text().IsFree();) {
+        if (slot.Text().HasKey(slot_key))
+            use(slot);
+        if (++place == m_slots.size())
+            place = 0;
+    }
+}
+
+/// True when more strings than a few have the part of the one at `rank`, which may be 0 for none.
+bool KeyIndex::AreMany(std::uint32_t rank) const {
+    constexpr int FEW = 16; // asking them takes about as long as ten searches
+    if (m_next.empty())
+        return false;
+    for (int count = 0; rank != 0; rank = m_next[rank - 1])
+        if (++count > FEW)
+            return true;
+    return false;
+}
+
+/// The index of whole values, or null where it cannot be made.
+const KeyIndex* KeyIndex::WholeValues() const {
+    try {
+        const KeyIndex& index = m_whole_values.GetOrMake([this] {
+            return std::make_unique<const KeyIndex>(m_strings, m_order, KwKeyedFinder::WHOLE_VALUE,
+                                                    m_bytes);
+        });
+        return index.m_usable ? &index : nullptr;
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& source,
@@ -195,8 +289,7 @@ KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& s
         return Answer::Unknown;
     keys.Sift();
     Candidates candidates(*this, keys);
-    while (const std::uint32_t rank = candidates.Next()) {
-        found = &TextAt(rank);
+    while ((found = candidates.Next())) {
         if (finder.Match(*found))
             return Answer::Match;
         if (source.IsDone())
@@ -212,17 +305,9 @@ void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) co
             if (const KeySource source(*finders[i]); source && source.GetKeyPart() == m_part)
                 source.GetKeys(keys);
     keys.Sift();
-    for (const Keys::Key& key : keys) {
-        const TextSlot::Key slot_key = TextSlot::KeyOf(key.text, key.hash);
-        std::size_t place = PlaceOf(key.hash, m_slots.size());
-        for (TextSlot text; !(text = m_slots[place].Text()).IsFree();) {
-            if (text.HasKey(slot_key)) {
-                Prefetch(text.Address());
-                Prefetch(&TextAt(m_slots[place].Rank()));
-                break;
-            }
-            if (++place == m_slots.size())
-                place = 0;
-        }
-    }
+    for (const Key& key : keys)
+        ForEachLike(key.text, key.hash, [this](const Slot& slot) {
+            Prefetch(slot.Text().Address());
+            Prefetch(&TextAt(slot.Rank()));
+        });
 }

@@ -4,11 +4,11 @@
 #include "lookup/builtin/FoldedHash.h"
 #include "lookup/builtin/HashFilter.h"
 #include "lookup/builtin/KeySource.h"
+#include "lookup/builtin/MadeOnce.h"
+#include "lookup/builtin/PartShapes.h"
 #include "lookup/builtin/SortedOrder.h"
 #include "lookup/builtin/TextSlot.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,7 +20,8 @@
 /// forms.
 ///
 /// The strings belong to the caller and must neither change nor move.
-/// Memory: 19 bytes a string, and 4 more where a part stands in several strings.
+/// Memory: 19 bytes a string, and 4 more where a part stands in several strings. As much again for
+/// the whole strings, once a finder looks for one whose first word stands in many.
 class KeyIndex {
 public:
     /// Of `strings` as they are listed, or in `order`. Keeps the tables of `bytes`.
@@ -48,6 +49,7 @@ public:
     void Fetch(const KwLookupFinder* const* finders, std::size_t count) const;
 
 private:
+    struct Key;
     class Keys;
     class Candidates;
 
@@ -75,19 +77,16 @@ private:
         return m_strings[m_order ? m_order->Get()[rank - 1] : rank - 1];
     }
     std::string_view PartOf(std::string_view text) const;
-    std::string_view PartAt(TextSlot slot) const {
-        return slot.IsLong() ? PartOf(slot.Holder()) : slot.Text();
-    }
     template <typename Use>
     auto WithFold(const Use& use) const;
     template <typename Fold>
     void InsertAll(const Fold& fold);
-    void NoteSize(std::size_t size);
-    void SortSizes();
-    bool HoldsSize(std::size_t size) const {
-        return size < m_has_size.size() ? m_has_size[size]
-                                        : std::binary_search(m_sizes.begin(), m_sizes.end(), size);
-    }
+    template <typename Fold>
+    bool IsPartAt(const Fold& fold, TextSlot slot, std::string_view key) const;
+    bool AreMany(std::uint32_t rank) const;
+    const KeyIndex* WholeValues() const;
+    template <typename Use>
+    void ForEachLike(std::string_view key, std::uint64_t hash, const Use& use) const;
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
 
@@ -97,9 +96,10 @@ private:
     const LocaleBytes m_bytes;
     bool m_usable;
     const HashSeed m_seed;
-    std::vector<std::size_t> m_sizes;   ///< of the parts, from the least: most keys need no hash
-    std::array<bool, 256> m_has_size{}; ///< the same of usual sizes; a part may be a gigabyte
+    PartShapes m_shapes;
+    std::size_t m_longest_string = 0;
     HashFilter m_filter;
     std::vector<Slot> m_slots;
     std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0
+    MadeOnce<KeyIndex> m_whole_values; ///< for texts whose first word many strings begin with
 };

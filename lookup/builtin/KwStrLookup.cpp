@@ -3,7 +3,7 @@
 
 #include "text/LocaleBytes.h"
 
-#include <algorithm>
+#include <string_view>
 
 KwStrLookup::KwStrLookup(const std::string& text) : m_str(text) {}
 
@@ -30,10 +30,9 @@ bool KwStrLookup::Find(const KwLookupFinder& finder, std::string* res, int flags
             return !res->empty();
         }
     } else {
-        const KwTextRange request = finder.GetRequest();
+        const std::string_view request = ViewOf(finder.GetRequest());
         const bool equal = flags & FIND_NOCASE ? LocaleBytes::Current().EqualNoCase(request, m_str)
-                                               : std::equal(request.begin(), request.end(),
-                                                            m_str.begin(), m_str.end());
+                                               : request == m_str;
         if (!equal)
             return false;
     }

@@ -33,13 +33,15 @@ class SortedStrings;
 ///
 /// Cost at 1,000,000 strings: a walk is linear, 15 to 30 ms; an exact search in the order of the
 /// sort and a search by keys are a few hash look-ups, 0.1 to 0.4 us. A search by keys also calls
-/// Match() for each string that has one, until one matches: where all lines begin with one word, a
-/// text of several words that begins with it costs as much as a walk. An exact search in another
-/// order, or with regard to case where the list has bytes above 0x7f, is a binary search. Memory
-/// beside the strings: at most 16 bytes a string for exact searches, 4 more where the order itself
-/// is needed (equal strings in different letter case, bytes above 0x7f, a walk after an exact
-/// search); at most 23 for searches by keys, once for each part of a value that keys are compared
-/// with, and as much again when such searches go on after the sort.
+/// Match() for each string that has one, until one matches; for an AddressFinder that is the first
+/// one, or one of a few. A text of 64 KiB costs it less than 50 us, even where the list has a
+/// thousand different sizes, or lines as long. An exact search in another order, or with regard to
+/// case where the list has bytes above 0x7f, is a binary search. Memory beside the strings: at most
+/// 16 bytes a string for exact searches, 4 more where the order itself is needed (equal strings in
+/// different letter case, bytes above 0x7f, a walk after an exact search); at most 23 for searches
+/// by keys, once for each part of a value that keys are compared with, as much again when such
+/// searches go on after the sort, and as much again when a text of several words is asked whose
+/// first word many strings begin with.
 ///
 /// Threads: searches may run at once, walks beside the first exact search too. Only the first exact
 /// search takes a lock. Filling the list is not guarded. At most 4,294,967,294 strings can be

@@ -15,6 +15,7 @@
 #include <chrono>
 #include <malloc.h>
 #include <memory>
+#include <numeric>
 #include <ostream>
 #include <random>
 #include <string>
@@ -22,6 +23,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
 /// Hides that the finder has keys, so that it is walked for.
@@ -103,10 +105,14 @@ public:
             for (int byte = 0; byte < 256; ++byte)
                 m_alphabet += static_cast<char>(byte);
         m_labels = 1 + random.Below(20);
+        m_crowd = Text();
+        m_is_crowded = random.OneIn(3);
     }
 
     std::string Text() {
         std::string text;
+        if (m_is_crowded && m_random.OneIn(4))
+            return m_crowd + Blanks() + Label();
         if (m_random.OneIn(10)) { // anything
             for (std::size_t left = m_random.Below(12); left > 0; --left)
                 text += m_random.Of(std::string("aA.@<> \t\r\v\f\n\xa0\xe9\0b", 16));
@@ -125,6 +131,8 @@ public:
 
     std::string Value() {
         std::string key;
+        if (m_is_crowded && m_random.OneIn(2)) // many values with one first word
+            return m_crowd + Blanks() + Label() + Label();
         switch (m_random.Below(7)) {
         case 0:
             key = Label() + "@" + Domain();
@@ -175,6 +183,8 @@ private:
     Random& m_random;
     std::string m_alphabet;
     std::size_t m_labels;
+    bool m_is_crowded = false;
+    std::string m_crowd;
 };
 
 Seen Search(const KwIfLookup& list, const AddressFinder& finder, const KwLookupFinder& asked) {
@@ -299,7 +309,8 @@ TEST(IndexedAddress, ManyEqualKeysAreAskedInTheirOrder) {
 /// Counts the keys that a finder names for a list whose values have parts of the sizes `sizes`.
 class KeyCounter final : public KwFinderKeys {
 public:
-    explicit KeyCounter(const std::vector<std::size_t>& sizes) : KwFinderKeys(sizes) {}
+    explicit KeyCounter(const std::vector<std::size_t>& sizes, std::size_t most_dots = SIZE_MAX)
+        : KwFinderKeys(sizes, most_dots) {}
 
     std::size_t keys = 0, empty = 0, longest = 0;
 
@@ -308,6 +319,10 @@ private:
         ++keys;
         empty += key.empty() ? 1 : 0;
         longest = std::max(longest, key.size());
+    }
+    void TakeWholeValue(std::string_view value) override {
+        if (value.size() <= Longest())
+            Take(value);
     }
 };
 
@@ -319,18 +334,97 @@ TEST(IndexedAddress, NoTextMakesManyOrLongKeys) {
         labels += "a.";
         ats += "@.";
     }
-    const std::vector<std::size_t> lists[] = {
-        {8}, {0, 1, 8, 9}, {8, SIZE, 3 * SIZE}, {SIZE - 6, SIZE + 1, labels.size() + 1}};
-    for (const auto& sizes : lists)
+    std::vector<std::size_t> thousand(1000);
+    std::iota(thousand.begin(), thousand.end(), 1);
+    const struct {
+        std::vector<std::size_t> sizes;
+        std::size_t most_dots, endings;
+    } lists[] = {{{8}, SIZE, 1},
+                 {{0, 1, 8, 9}, SIZE, 4},
+                 {{8, SIZE, 3 * SIZE}, SIZE, 3},
+                 {{SIZE - 6, SIZE + 1, labels.size() + 1}, SIZE, 3},
+                 {thousand, SIZE, 1000},
+                 {thousand, 3, 3},
+                 {thousand, 0, 0}};
+    for (const auto& list : lists)
         for (const std::string& text :
              {fill, "x@" + dots, dots, dots + "lan", labels + "corp.lan", "x@" + labels, ats,
               std::string(SIZE, ' '), "<" + labels + ">", std::string(SIZE, '@')}) {
-            KeyCounter counter(sizes);
+            KeyCounter counter(list.sizes, list.most_dots);
             ASSERT_TRUE(AddressFinder(text).GetKeys(counter));
             // The text, the address, the local part and two forms of the domain.
-            EXPECT_LE(counter.keys, sizes.size() + 5) << text.substr(0, 10) << "...";
-            EXPECT_LE(counter.longest, sizes.back()) << text.substr(0, 10) << "...";
+            EXPECT_LE(counter.keys, list.endings + 5) << text.substr(0, 10) << "...";
+            EXPECT_LE(counter.longest, list.sizes.back()) << text.substr(0, 10) << "...";
         }
+}
+
+/// Counts the values that an AddressFinder is asked about.
+class CountingFinder : public KwKeyedFinder {
+public:
+    explicit CountingFinder(const std::string& text) : m_finder(text) {}
+    bool Match(const std::string& value) const override {
+        ++matches;
+        const bool match = m_finder.Match(value);
+        if (m_finder.HasRes())
+            NoteRes();
+        return match;
+    }
+    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    std::string GetRes() const override { return m_finder.GetRes(); }
+    KeyPart GetKeyPart() const override { return m_finder.GetKeyPart(); }
+    bool GetKeys(KwFinderKeys& keys) const override { return m_finder.GetKeys(keys); }
+
+    mutable int matches = 0;
+
+private:
+    const AddressFinder m_finder;
+};
+
+TEST(IndexedAddress, ManyLinesWithOneFirstWordDelayNoText) {
+    constexpr int MANY = 5000, FEW = 20;
+    for (const std::string& word :
+         Strings{"Re:", "@", ".", ".corp.lan", "<Re:", "jdoe@corp.lan", "@x", " "}) {
+        StringList list;
+        for (int i = 0; i < MANY; ++i)
+            list.Init(word + " text " + std::to_string(i));
+        list.Init(" " + word);
+        for (const bool sorted : {false, true}) {
+            if (sorted)
+                list.Find(AddressFinder("x"), nullptr, FIND_EXACT, nullptr);
+            for (const std::string& text :
+                 {word, word + " text 0", word + " TEXT 4711", word + " text", word + " other",
+                  " " + word, "  " + word, word + " ", "<" + word + " text 1>", "x" + word,
+                  "x@" + word, "a" + word, "<>"s, ""s, word + " x@" + word, word + " x@lan"}) {
+                SCOPED_TRACE("[" + text + "] sorted: " + std::to_string(sorted));
+                Compare(list, text);
+                const CountingFinder finder(text);
+                std::string res;
+                list.Find(finder, &res, 0, nullptr);
+                EXPECT_LE(finder.matches, FEW);
+            }
+        }
+    }
+}
+
+TEST(IndexedAddress, WithoutMemoryForWholeValuesThoseOfTheFirstWordAreAsked) {
+    int calls = 0;
+    for (bool failed = true; failed; ++calls) {
+        ASSERT_LT(calls, 100);
+        StringList list;
+        for (int i = 0; i < 100; ++i)
+            list.Init("Re: text " + std::to_string(i));
+        std::string res, matched;
+        list.Find(AddressFinder("x"), &res, 0, nullptr); // makes the index of first words
+        const AddressFinder finder("re: Text 77");
+        matched.reserve(100);
+        {
+            const FailingAllocation allocation(calls);
+            EXPECT_NO_THROW(list.Find(finder, &res, 0, &matched));
+            failed = allocation.HasFailed();
+        }
+        EXPECT_EQ(matched, "Re: text 77");
+    }
+    EXPECT_GT(calls, 3);
 }
 
 TEST(IndexedAddress, ManyEmptyValuesDelayOnlyTextsThatMayEqualThem) {

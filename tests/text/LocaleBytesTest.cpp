@@ -2,11 +2,15 @@
 #include "text/LocaleBytes.h"
 
 #include "support/TestLocale.h"
+#include "text/FoldedText.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <random>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 using namespace std::string_literals;
 
@@ -109,6 +113,50 @@ TEST(LocaleBytes, CompareWithoutRegardToCase) {
     }
     const GlobalLocale global(TestBytes::Latin1().Locale());
     EXPECT_TRUE(LocaleBytes::Current().EqualNoCase("\xe9"s, "\xc9"s));
+}
+
+TEST(LocaleBytes, CompareLongTextsAsByteByByte) {
+    std::mt19937 random(3);
+    TestBytes odd;
+    odd.upper['i'] = '\xdd';
+    odd.upper[0] = 'X';
+    for (const std::locale& locale :
+         {std::locale::classic(), TestBytes::Latin1().Locale(), odd.Locale()}) {
+        const GlobalLocale global(locale);
+        const LocaleBytes& bytes = LocaleBytes::Current();
+        for (std::size_t size = 0; size < 200; ++size) {
+            std::string left(size, '\0');
+            for (char& c : left)
+                c = static_cast<char>(random());
+            std::string right = left;
+            for (char& c : right)
+                c = random() % 2 ? std::toupper(c, locale) : c;
+            EXPECT_TRUE(bytes.EqualNoCase(left, right));
+            for (std::size_t i = 0; i < size; ++i) {
+                const char before = std::exchange(right[i], static_cast<char>(random()));
+                EXPECT_EQ(bytes.EqualNoCase(left, right),
+                          std::toupper(left[i], locale) == std::toupper(right[i], locale));
+                right[i] = before;
+            }
+        }
+    }
+}
+
+/// Counts how often it is called.
+struct CountingFold {
+    std::size_t& count;
+
+    std::uint64_t operator()(std::uint64_t word) const {
+        ++count;
+        return AsciiUpper()(word);
+    }
+};
+
+TEST(LocaleBytes, CompareEightBytesAtOnce) {
+    constexpr std::size_t SIZE = 64 * 1024;
+    std::size_t count = 0;
+    EXPECT_TRUE(Equal(CountingFold{count}, std::string(SIZE, 'x'), std::string(SIZE, 'X')));
+    EXPECT_LE(count, 2 * (SIZE / 8 + 1));
 }
 
 } // namespace

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// Searches by address that strangers would like to be slow: texts of 64 KiB, and lists that suit
+// them. A finder is made for each search.
+#include "bench/BenchData.h"
+#include "kwhost/AddressFinder.h"
+#include "lookup/builtin/KwVectorStrLookup.h"
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+namespace {
+
+constexpr std::size_t TEXT_SIZE = 64 * 1024;
+
+class List : public KwVectorStrLookup {
+public:
+    void Init(const std::string& value) override {
+        std::string copy = value;
+        Push(copy);
+    }
+    std::string GetDescription() const override { return std::string(); }
+};
+
+/// Many lines begin with one word.
+void FillSubjects(List& list) {
+    for (std::size_t i = 0; i < LIST_SIZE; ++i)
+        list.Init("Re: subject " + std::to_string(i));
+}
+
+/// A thousand lines of different sizes, of one byte.
+void FillSizes(List& list, char byte) {
+    for (std::size_t size = 1; size <= 1000; ++size)
+        list.Init(std::string(size, byte));
+}
+
+void FillLetters(List& list) {
+    FillSizes(list, 'x');
+}
+void FillDots(List& list) {
+    FillSizes(list, '.');
+}
+void FillOneLong(List& list) {
+    FillLetters(list);
+    list.Init(std::string(TEXT_SIZE, 'x'));
+}
+
+void Search(benchmark::State& state, void (*fill)(List&), const std::string& text, bool found) {
+    List list;
+    fill(list);
+    const auto ask = [&] {
+        std::string res;
+        return list.Find(AddressFinder(text), &res, 0, nullptr);
+    };
+    bool right = ask() == found; // and makes the index
+    for (auto _ : state)
+        right &= ask() == found;
+    if (!right)
+        state.SkipWithError("wrong answer");
+}
+
+const bool registered = [] {
+    const auto add = [](const char* name, void (*fill)(List&), const std::string& text,
+                        bool found) {
+        benchmark::RegisterBenchmark(name, Search, fill, text, found)->Iterations(1000);
+    };
+    const std::string dots(TEXT_SIZE, '.');
+    add("hostile/first_word", FillSubjects, "Re: SUBJECT 500000", true);
+    add("hostile/sizes", FillLetters, dots, false);
+    add("hostile/sizes_of_dots", FillDots, "x@" + dots, true);
+    add("hostile/case", FillOneLong, std::string(TEXT_SIZE, 'X'), true);
+    return true;
+}();
+
+} // namespace

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/LocaleBytes.h"
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// What the parts of a list look like: their sizes, their first and last bytes, and how many dots
+/// one has. Most keys that no part equals look like none, and so need no hash.
+class PartShapes {
+public:
+    /// Throws std::bad_alloc.
+    void Note(std::string_view part, const LocaleBytes& bytes) {
+        if (part.size() < m_has_size.size())
+            m_has_size[part.size()] = true;
+        else if (m_sizes.empty() || m_sizes.back() != part.size())
+            m_sizes.push_back(part.size());
+        m_most_dots = std::max(m_most_dots,
+                               static_cast<std::size_t>(std::count(part.begin(), part.end(), '.')));
+        if (!part.empty()) {
+            m_first[Upper(part.front(), bytes)] = true;
+            m_last[Upper(part.back(), bytes)] = true;
+        }
+    }
+
+    /// After the last Note().
+    void Finish(const LocaleBytes& bytes) {
+        for (std::size_t size = 0; size < m_has_size.size(); ++size)
+            if (m_has_size[size])
+                m_sizes.push_back(size);
+        std::sort(m_sizes.begin(), m_sizes.end());
+        m_sizes.erase(std::unique(m_sizes.begin(), m_sizes.end()), m_sizes.end());
+        m_sizes.shrink_to_fit();
+        if (!bytes.UpperKeepsMarks())
+            m_most_dots = SIZE_MAX; // a part may equal a key that has dots at other places
+    }
+
+    /// False only when no part equals `key`.
+    bool MayHold(std::string_view key, const LocaleBytes& bytes) const {
+        return HoldsSize(key.size()) && (key.empty() || (m_first[Upper(key.front(), bytes)] &&
+                                                         m_last[Upper(key.back(), bytes)]));
+    }
+
+    /// From the least to the greatest.
+    const std::vector<std::size_t>& Sizes() const { return m_sizes; }
+    /// At least as many dots as any part has.
+    std::size_t MostDots() const { return m_most_dots; }
+
+private:
+    static unsigned char Upper(char c, const LocaleBytes& bytes) {
+        return static_cast<unsigned char>(bytes.Upper(c));
+    }
+
+    bool HoldsSize(std::size_t size) const {
+        return size < m_has_size.size() ? m_has_size[size]
+                                        : std::binary_search(m_sizes.begin(), m_sizes.end(), size);
+    }
+
+    std::vector<std::size_t> m_sizes;
+    std::bitset<4096> m_has_size;    ///< of usual sizes; a part may be a gigabyte
+    std::array<bool, 256> m_first{}; ///< by upper-case forms
+    std::array<bool, 256> m_last{};  ///< the same
+    std::size_t m_most_dots = 0;
+};

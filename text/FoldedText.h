@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/LocaleBytes.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+// Texts under a fold, which says of eight bytes at once what they are compared as.
+
+constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
+
+struct AsTheyAre {
+    std::uint64_t operator()(std::uint64_t word) const { return word; }
+};
+
+/// a to z as A to Z, and no other byte changed.
+struct AsciiUpper {
+    std::uint64_t operator()(std::uint64_t word) const {
+        const std::uint64_t low = word & (0x7f * EACH_BYTE);
+        const std::uint64_t from_a = low + (0x80 - 'a') * EACH_BYTE;
+        const std::uint64_t past_z = low + (0x7f - 'z') * EACH_BYTE;
+        const std::uint64_t letters = (from_a ^ past_z) & ~word & (0x80 * EACH_BYTE);
+        return word - (letters >> 2);
+    }
+};
+
+struct TableUpper {
+    const LocaleBytes::Table& table;
+
+    std::uint64_t operator()(std::uint64_t word) const {
+        std::uint64_t folded = 0;
+        for (int shift = 0; shift < 64; shift += 8) {
+            const auto upper = static_cast<unsigned char>(table[(word >> shift) & 0xff]);
+            folded |= static_cast<std::uint64_t>(upper) << shift;
+        }
+        return folded;
+    }
+};
+
+inline std::uint64_t LoadWord(const char* p) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof(word));
+    return word;
+}
+
+/// The `size` (0 to 7) bytes from `p`, in the lower bits of a number, the rest zero. Two texts of
+/// one size give one number only when they are equal, whatever order a machine keeps bytes in.
+inline std::uint64_t LoadTail(const char* p, std::size_t size) {
+    if (size >= 4) {
+        std::uint32_t first, last;
+        std::memcpy(&first, p, 4);
+        std::memcpy(&last, p + size - 4, 4); // may overlap the first
+        return first | static_cast<std::uint64_t>(last) << 32;
+    }
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < size; ++i)
+        word |= static_cast<std::uint64_t>(static_cast<unsigned char>(p[i])) << (8 * i);
+    return word;
+}
+
+/// True when texts of the same size, which is given, are equal under `fold`.
+template <typename Fold>
+[[gnu::always_inline]] inline bool Equal(const Fold& fold, const char* left, const char* right,
+                                         std::size_t size) {
+    if (size < 8)
+        return fold(LoadTail(left, size)) == fold(LoadTail(right, size));
+    std::size_t i = 0;
+    // Without a branch inside, so that a compiler can look at more than eight bytes at once.
+    for (constexpr std::size_t BLOCK = 64; size - i > BLOCK; i += BLOCK) {
+        std::uint64_t different = 0;
+        for (std::size_t j = i; j < i + BLOCK; j += 8)
+            different |= fold(LoadWord(left + j)) ^ fold(LoadWord(right + j));
+        if (different != 0)
+            return false;
+    }
+    for (; i < size - 8; i += 8)
+        if (fold(LoadWord(left + i)) != fold(LoadWord(right + i)))
+            return false;
+    return fold(LoadWord(left + size - 8)) == fold(LoadWord(right + size - 8));
+}
+
+template <typename Fold>
+[[gnu::always_inline]] inline bool Equal(const Fold& fold, std::string_view left,
+                                         std::string_view right) {
+    return left.size() == right.size() && Equal(fold, left.data(), right.data(), left.size());
+}
