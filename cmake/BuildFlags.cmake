@@ -51,6 +51,17 @@ function(kwlookup_export_only target map)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/${map})
 endfunction()
 
+# Sets `result` to whether the plug-ins of all these types are built.
+function(kwlookup_have_plugins result)
+  set(missing ${ARGN})
+  list(REMOVE_ITEM missing ${KWLOOKUP_BUILT_PLUGINS})
+  if(missing)
+    set(${result} OFF PARENT_SCOPE)
+  else()
+    set(${result} ON PARENT_SCOPE)
+  endif()
+endfunction()
+
 # Adds what the folders of built families and plug-ins have in a folder `name`: their tests, say.
 function(kwlookup_add_folders name)
   list(TRANSFORM KWLOOKUP_BUILT_FAMILIES PREPEND families/ OUTPUT_VARIABLE families)

@@ -20,6 +20,8 @@ std::string Count(std::size_t count, const char* noun) {
 
 /// Loads one section as the library does when a list first names the type.
 void LoadSection(const std::string& section, const LogClass& log) {
+    if (section == Configuration::OWN_SECTION)
+        return; // used when the file was read
     const std::string type = PluginTypeOf(section);
     if (type.empty())
         throw std::runtime_error("no plug-in type has this section");

@@ -3,11 +3,15 @@
 
 #include "Plugin.h"
 #include "Tell.h"
+#include "conf/ConfParser.h"
 #include "objects/KwObjectHolder.h"
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/make_shared.hpp>
 
+#include <locale>
 #include <stdexcept>
+#include <vector>
 
 Configuration::Configuration(const std::string& file_name, const LogClass& log)
     : m_file_name(file_name), m_log(log), m_loader(boost::make_shared<ConfFileLoader>()) {
@@ -23,7 +27,7 @@ bool Configuration::Read() {
             TellError(m_log, error);
         for (const std::string& warning : file.Warnings())
             TellWarning(m_log, warning);
-        if (!file.Errors().empty())
+        if (!file.Errors().empty() || !UseOwnSection(file))
             return false;
         m_loader->SetFile(std::move(file));
         return true;
@@ -33,10 +37,34 @@ bool Configuration::Read() {
     }
 }
 
+bool Configuration::UseOwnSection(const ConfFile& file) const {
+    const auto own = file.Sections().find(OWN_SECTION);
+    if (own == file.Sections().end())
+        return true;
+    std::vector<std::string> types;
+    for (const ConfFile::Setting& setting : own->second.settings) {
+        std::string reason;
+        if (!boost::algorithm::iequals(setting.key, "Types", std::locale::classic()))
+            reason = "unknown key '" + setting.key + "' in [" + OWN_SECTION + "]";
+        else
+            ConfParser::SplitVector(setting.value, types, ',');
+        for (const std::string& type : types)
+            if (reason.empty())
+                reason = WhyNoTypeName(type);
+        if (!reason.empty()) {
+            TellError(m_log, file.Place(setting.line) + reason);
+            return false;
+        }
+    }
+    for (const std::string& type : types)
+        RegisterType(type);
+    return true;
+}
+
 void Configuration::TellUnknownSections(Warnings::Mode mode) const {
     Warnings warnings(mode, m_log);
     for (const auto& [name, section] : File().Sections())
-        if (PluginTypeOf(name).empty())
+        if (name != OWN_SECTION && PluginTypeOf(name).empty())
             warnings.Tell(File().Place(section.line) + "[" + name +
                           "]: no plug-in type has this section");
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Hints.h"
 
+#include "Plugin.h"
 #include "kwlog/Logging.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
@@ -46,13 +47,6 @@ std::size_t Distance(const std::string& from, const std::string& to) {
     return row.back();
 }
 
-std::string Join(const std::vector<std::string>& words, const char* between) {
-    std::string all;
-    for (const std::string& word : words)
-        all += (all.empty() ? "" : between) + word;
-    return all;
-}
-
 /// What an item of another program's type `type` is called here; empty when that is not known.
 std::string ItemOfForeignType(const std::string& type, const std::string& params) {
     static const std::map<std::string, std::pair<const char*, const char*>> items = {
@@ -74,9 +68,12 @@ std::string HintForType(const std::string& type, const std::string& item) {
     const std::vector<std::string> types = Factory::Instance().GetNames();
     if (const std::string near = NearestName(type, types); meant.empty() && !near.empty())
         meant = near + ":" + params;
-    return "the types are " + Join(types, ", ") +
-           (meant.empty() ? "; a value with a colon in it is written 'value:" + item + "'"
-                          : "; write " + ShellQuoted(meant));
+    std::string hint = "'kwlookup types' lists the types; ";
+    if (!meant.empty())
+        return hint + "write " + ShellQuoted(meant);
+    hint += "a value with a colon in it is written 'value:" + item + "'";
+    return WhyNoTypeName(type).empty() ? hint + "; for a plug-in from elsewhere, add --type " + type
+                                       : hint;
 }
 
 bool IsSetting(const std::string& text) {

@@ -1,9 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "Plugin.h"
 
+#include "conf/ConfParser.h"
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
 #include "objects/PluginSection.h"
+
+#include <map>
+#include <vector>
+
+namespace {
+
+/// The types of our plug-ins, each with the reason why it is not built.
+const std::map<std::string, std::string>& OwnTypes() {
+    static const std::map<std::string, std::string> types = [] {
+        std::vector<std::string> entries;
+        ConfParser::SplitVector(KWLOOKUP_KNOWN_PLUGINS, entries, ',');
+        std::map<std::string, std::string> reasons;
+        for (const std::string& entry : entries) {
+            const std::size_t end = std::min(entry.find('='), entry.size());
+            reasons[entry.substr(0, end)] = entry.substr(std::min(end + 1, entry.size()));
+        }
+        return reasons;
+    }();
+    return types;
+}
+
+} // namespace
 
 std::string PluginTypeOf(const std::string& section) {
     const auto& factory = KwFactory<KwIfLookup>::Instance();
@@ -11,4 +34,27 @@ std::string PluginTypeOf(const std::string& section) {
         if (PluginSection(type) == section && !*factory.Lookup(type))
             return type;
     return std::string();
+}
+
+void RegisterOwnTypes() {
+    for (const auto& [type, reason] : OwnTypes())
+        RegisterType(type);
+}
+
+void RegisterType(const std::string& type) {
+    KwFactory<KwIfLookup>::Instance().Register(type, nullptr);
+}
+
+std::string WhyNoTypeName(const std::string& type) {
+    if (type == "value")
+        return "'value' stands for no type";
+    if (type.empty() ||
+        type.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_-") != std::string::npos)
+        return "'" + type + "' is no type: the name of a type has a-z, 0-9, '_' and '-' only";
+    return std::string();
+}
+
+std::string WhyNotBuilt(const std::string& type) {
+    const auto found = OwnTypes().find(type);
+    return found == OwnTypes().end() ? std::string() : found->second;
 }

@@ -2,6 +2,7 @@
 #include "TypesCommand.h"
 
 #include "ExitStatus.h"
+#include "Plugin.h"
 #include "Tell.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
@@ -18,7 +19,9 @@ std::string Describe(const std::string& type) {
         KwObjectHolder::CheckPlugin(type);
         return "plug-in";
     } catch (...) {
-        return "not available: " + CaughtReason();
+        const std::string reason = CaughtReason();
+        const std::string not_built = WhyNotBuilt(type);
+        return "not available: " + (not_built.empty() ? reason : "not built: " + not_built);
     }
 }
 

@@ -8,6 +8,7 @@
 #include "ExitStatus.h"
 #include "FindCommand.h"
 #include "Hints.h"
+#include "Plugin.h"
 #include "Tell.h"
 #include "TypesCommand.h"
 #include "UsageHints.h"
@@ -68,9 +69,11 @@ Examples:
 Exit status: 0 nothing is wrong, 78 something is, 64 wrong usage.)";
 
 const char TYPES_EXAMPLES[] = R"(
-Example:
+Examples:
   kwlookup types
-      Which types can lists have here, and why not the others?)";
+      Which types can lists have here, and why not the others?
+  kwlookup --type path types
+      Can the plug-in libkw_lookup_path.so be opened, too?)";
 
 const char BUILD_EXAMPLES[] = R"(
 Example:
@@ -370,6 +373,13 @@ int main(int argc, char** argv) {
         ->check([](const std::string& name) {
             return std::string(name.empty() ? "the file name is empty" : "");
         });
+    std::vector<std::string> types;
+    app.add_option("--type", types,
+                   "A type that a plug-in from elsewhere serves, so that lists may name it; may be "
+                   "repeated")
+        ->type_name("NAME")
+        ->allow_extra_args(false)
+        ->check(WhyNoTypeName);
     Warnings::Mode warnings = Warnings::Mode::Tell;
     AddWarnings(app, warnings);
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
@@ -408,6 +418,9 @@ int main(int argc, char** argv) {
         return !std::cout.flush() ? EXIT_OUTPUT : asked_for ? EXIT_FOUND : EXIT_USAGE;
     }
 
+    RegisterOwnTypes();
+    for (const std::string& type : types)
+        RegisterType(type);
     SetLogging(LogTarget::StandardError,
                verbose ? log4cxx::Level::LEVEL_DEBUG : log4cxx::Level::LEVEL_WARN);
     try {
