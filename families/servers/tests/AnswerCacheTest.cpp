@@ -26,6 +26,7 @@ protected:
         m_settings.max_rows = 10;
     }
 
+    /// Made by the first call, which is no thread's.
     AnswerCache& Cache() {
         if (!m_cache)
             m_cache = std::make_unique<AnswerCache>(m_settings);
@@ -159,6 +160,7 @@ TEST_F(AnswerCacheTest, OldAnswersStandInForAServerThatIsAway) {
 }
 
 TEST_F(AnswerCacheTest, EqualQuestionsAtOnceAreAskedOnce) {
+    Cache();
     m_wait = milliseconds(200);
     struct Case {
         std::string away, wrong, value, answer;
@@ -184,6 +186,7 @@ TEST_F(AnswerCacheTest, EqualQuestionsAtOnceAreAskedOnce) {
 }
 
 TEST_F(AnswerCacheTest, NobodyWaitsForAnotherLongerThanItsOwnTime) {
+    Cache();
     m_wait = milliseconds(500);
     std::thread first([&] { Ask("a"); });
     while (m_asked == 0)
