@@ -128,6 +128,9 @@ TEST(TestServers, SlapdKeepsItsDataOverACrash) {
 TEST(TestServers, StoppedServerGoesOn) {
     PostgresServer server;
     server.Stop();
+    // A busy machine takes a moment to stop it.
+    for (int i = 0; i < 1000 && StateOf(server.Pid()) != 'T'; ++i)
+        ::usleep(10000);
     EXPECT_EQ(StateOf(server.Pid()), 'T');
     server.Continue();
     EXPECT_EQ(server.Execute("select 1"), "1\n");
