@@ -3,6 +3,7 @@
 
 #include "conf/ConfParser.h"
 #include "host/LogText.h"
+#include "lookup/config/TemplateCodes.h"
 #include "text/LocaleBytes.h"
 
 #include <cstring>
@@ -72,34 +73,12 @@ std::string KwLookupWithConfig::ParseInitData(const std::string& data) {
 
 std::string KwLookupWithConfig::ExpandFilter(const char* filter, const KwLookupFinder& finder,
                                              int flags, ExpandOutputFunc func) const {
+    const std::string_view text = filter;
     std::string result;
-    result.reserve(std::strlen(filter) + 30);
-    bool pending = false;
-    for (const char* p = filter; *p != '\0'; ++p) {
-        if (!pending) {
-            pending = *p == '$';
-            if (!pending)
-                result += *p;
-            continue;
-        }
-        pending = false;
-        switch (*p) {
-        case 's':
-            Output(ViewOf(finder.GetRequest()), result, flags, func);
-            break;
-        case 'u':
-            ExpandUsername(finder, flags, func, result);
-            break;
-        case 'd':
-            ExpandDomain(finder, flags, func, result);
-            break;
-        case '$':
-            result += '$';
-            break;
-        default:
-            throw std::invalid_argument(std::string("unrecognize expansion in '") + filter + "'");
-        }
-    }
+    result.reserve(text.size() + 30);
+    kwlookup::ScanTemplate(
+        text, [&](std::string_view piece) { result += piece; },
+        [&](char code) { kwlookup::ExpandCode(code, *this, finder, flags, func, result); });
     return result;
 }
 
