@@ -58,6 +58,7 @@ install(TARGETS kwlog kwlookup kwhost EXPORT kwlookupTargets
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup)
 install(TARGETS kwlookup_tool)
 install(FILES tools/kwlookup/kwlookup.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES lookup/config/kw_lookup.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)

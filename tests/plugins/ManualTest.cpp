@@ -104,11 +104,11 @@ bool Read(const std::string& name_of_page, Parameters& parameters) {
 /// A page that refers to the one on servers may name some of its parameters, too.
 Parameters Described(const std::string& type) {
     Parameters parameters;
-    if (Read("plugins/" + type + "/kw_lookup_" + type + ".5", parameters)) {
-        Parameters shared;
+    Parameters shared;
+    if (Read("plugins/" + type + "/kw_lookup_" + type + ".5", parameters))
         Read("families/servers/kw_lookup_servers.5", shared);
-        parameters.insert(shared.begin(), shared.end());
-    }
+    Read("lookup/config/kw_lookup.5", shared);
+    parameters.insert(shared.begin(), shared.end());
     return parameters;
 }
 
