@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/builtin/KwVectorStrLookup.h"
 
-#include "lookup/builtin/KeyIndexes.h"
+#include "lookup/builtin/KeyIndex.h"
 #include "lookup/builtin/KeySource.h"
+#include "lookup/builtin/MadeOnce.h"
 #include "lookup/builtin/SortLock.h"
 #include "lookup/builtin/SortedStrings.h"
 #include "text/LocaleBytes.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <memory>
 #include <string_view>
 
 namespace {
@@ -18,6 +20,33 @@ namespace {
 constexpr std::size_t LONG_LIST = 64;
 
 } // namespace
+
+/// The indexes of keys that the searches of one list need: for each part of a value, in the order
+/// of the list and in that of its sort. Each is made by the first search that needs it.
+class KeyIndexes {
+public:
+    /// Null before it is made.
+    const KeyIndex* Get(KwKeyedFinder::KeyPart part, bool sorted) const {
+        return m_indexes[part][sorted].Get();
+    }
+
+    /// The index of `strings` in `order`, or as they are listed where that is null. What
+    /// KeyIndex throws leaves it unmade.
+    const KeyIndex& GetOrMake(const std::vector<std::string>& strings, const SortedOrder* order,
+                              KwKeyedFinder::KeyPart part, const LocaleBytes& bytes) const {
+        return m_indexes[part][order != nullptr].GetOrMake(
+            [&] { return std::make_unique<const KeyIndex>(strings, order, part, bytes); });
+    }
+
+    void Reset() {
+        for (auto& of_part : m_indexes)
+            for (auto& index : of_part)
+                index.Reset();
+    }
+
+private:
+    MadeOnce<KeyIndex> m_indexes[2][2];
+};
 
 KwVectorStrLookup::KwVectorStrLookup()
     : m_sorted(false), m_log(nullptr), m_key_indexes(std::make_unique<KeyIndexes>()) {}

@@ -1,9 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "families/files/KeyConfig.h"
 #include "families/files/KeyLookup.h"
-#include "plugins/berkeley/BerkeleyConfig.h"
 #include "plugins/berkeley/BerkeleyDatabase.h"
 
 namespace kwlookup {
+
+/// The parameters of a file of keys and values.
+class BerkeleyConfig : public KeyConfig {
+public:
+    static constexpr char NAME[] = "lookup_berkeley";
+
+    explicit BerkeleyConfig(const BerkeleyConfig* global) : KeyConfig(NAME, global) {}
+};
 
 /// The creator that the library calls, for "berkeley:KEY".
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {

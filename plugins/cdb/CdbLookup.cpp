@@ -1,9 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "families/files/KeyConfig.h"
 #include "families/files/KeyLookup.h"
-#include "plugins/cdb/CdbConfig.h"
 #include "plugins/cdb/CdbDatabase.h"
 
 namespace kwlookup {
+
+/// The parameters of a file of keys and values.
+class CdbConfig : public KeyConfig {
+public:
+    static constexpr char NAME[] = "lookup_cdb";
+
+    explicit CdbConfig(const CdbConfig* global) : KeyConfig(NAME, global) {}
+};
 
 /// The creator that the library calls, for "cdb:KEY".
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {

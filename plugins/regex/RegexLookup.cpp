@@ -1,7 +1,53 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/regex/RegexLookup.h"
+#include "families/patterns/PatternConfig.h"
+#include "families/patterns/Pcre2Pattern.h"
+#include "families/patterns/ResultText.h"
+#include "lookup/config/PluginLookup.h"
+
+#include <memory>
+#include <string>
 
 namespace kwlookup {
+
+/// The parameters of patterns, and Result: the result text of a match, none by default.
+class RegexConfig : public PatternConfig {
+public:
+    static constexpr char NAME[] = "lookup_regex";
+
+    explicit RegexConfig(const RegexConfig* global) : PatternConfig(NAME, global) {}
+
+    const std::string& GetResult() const { return m_result.Get(); }
+
+private:
+    Parameter<std::string> m_result{*this, "Result"};
+};
+
+/// One pattern: "regex:PATTERN". The pattern is what stands in *matched after a match.
+///
+/// Threads: searches may run at once and take no lock, but for the first one of a pattern.
+class RegexLookup : public PluginLookup<RegexConfig> {
+public:
+    using PluginLookup::PluginLookup;
+
+    /// The pattern.
+    std::string GetDescription() const override;
+
+protected:
+    void Load(const std::string& text) override;
+    bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+                std::string* matched) const override;
+
+private:
+    struct Rule {
+        Rule(const std::string& text, const RegexConfig& config);
+
+        Pcre2Pattern pattern;
+        ResultText result;
+        PatternLimits limits;
+    };
+
+    std::unique_ptr<const Rule> m_rule;
+};
 
 RegexLookup::Rule::Rule(const std::string& text, const RegexConfig& config)
     : pattern(text, config.GetOptions()), result(config.GetResult(), pattern),

@@ -1,11 +1,43 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/rfile/RfileLookup.h"
-
+#include "families/patterns/PatternConfig.h"
+#include "lookup/config/PluginLookup.h"
 #include "plugins/rfile/PatternFile.h"
+#include "plugins/rfile/PatternList.h"
 
+#include <memory>
 #include <stdexcept>
+#include <string>
 
 namespace kwlookup {
+
+/// The parameters of patterns; CaseSensitive is for lines that do not say.
+class RfileConfig : public PatternConfig {
+public:
+    static constexpr char NAME[] = "lookup_rfile";
+
+    explicit RfileConfig(const RfileConfig* global) : PatternConfig(NAME, global) {}
+};
+
+/// A file of patterns: "rfile:FILE" (see ReadPatternFile() for the lines). The first match in file
+/// order wins, and *matched is then "FILE:LINE: PATTERN".
+///
+/// Threads: searches may run at once and take no lock, but for the first one of a pattern.
+class RfileLookup : public PluginLookup<RfileConfig> {
+public:
+    using PluginLookup::PluginLookup;
+
+    /// The name of the file.
+    std::string GetDescription() const override;
+
+protected:
+    void Load(const std::string& text) override;
+    bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+                std::string* matched) const override;
+
+private:
+    std::unique_ptr<const PatternList> m_list;
+    PatternLimits m_limits;
+};
 
 std::string RfileLookup::GetDescription() const {
     return m_list ? m_list->GetName() : std::string();

@@ -2,6 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Checks the C++ sources: layout, first line, include guard, and who includes whom.
 
+A header that one file includes belongs into that file. Public headers and those of families, which
+are there for more to come, are the exceptions.
+
 Usage: check_sources.py ROOT CLANG_FORMAT
 
 Who may include whom is read from the two tables in docs/architecture.md.
@@ -86,12 +89,28 @@ def check(root, path, rules):
             yield fault
 
 
+def lonely_headers(root, paths):
+    """The private headers that one file includes, each with that file."""
+    public = re.findall(r"^ +(\S+\.h)\)?$", (root / "cmake/Install.cmake").read_text(encoding="utf-8"),
+                        re.M)
+    users = {path: set() for path in paths if path.endswith(".h") and path not in public
+             and not set(path.split("/")[:-1]) & {*FREE, "families"}}
+    for path in paths:
+        text = (root / path).read_text(encoding="utf-8")
+        for included in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.M):
+            for name in (included, (Path(path).parent / included).as_posix()):
+                if name in users:
+                    users[name].add(path)
+    return [(path, *files) for path, files in users.items() if len(files) == 1]
+
+
 def main():
     root, clang_format = Path(sys.argv[1]), sys.argv[2]
     rules = Rules(root / "docs/architecture.md")
     paths = sorted(path.relative_to(root).as_posix() for folder in FOLDERS
                    for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp"))
     faults = [f"{path}: {fault}" for path in paths for fault in check(root, path, rules)]
+    faults += [f"{path}: only {user} includes it" for path, user in lonely_headers(root, paths)]
     print(f"{len(paths)} files, {len(faults)} faults", *faults, sep="\n", flush=True)
     format_run = subprocess.run([clang_format, "--dry-run", "-Werror", *paths], cwd=root,
                                 check=False)
