@@ -2,12 +2,13 @@
 # SPDX-License-Identifier: MIT
 """Checks the C++ sources: layout, first line, include guard, and who includes whom.
 
-A header that one file includes belongs into that file. Public headers and those of families, which
+A header that one .cpp file includes belongs into that file. Public headers and those of families, which
 are there for more to come, are the exceptions.
 
 Usage: check_sources.py ROOT CLANG_FORMAT
 
-Who may include whom is read from the two tables in docs/architecture.md.
+Who may include whom is read from the two tables in docs/architecture.md. No header may include
+itself by way of others.
 """
 import fnmatch
 import re
@@ -35,31 +36,28 @@ def names(cell):
 class Rules:
     def __init__(self, page):
         text = page.read_text(encoding="utf-8")
-        self.layers = [(row[0], names(row[1]), row[2].split(", ")) for row in table(text, "layer")]
-        self.libraries = [(pattern, row[1].split(", "))
+        self.folders = {names(row[0])[0]: names(row[2]) for row in table(text, "folder")}
+        self.libraries = [(pattern, names(row[1]))
                           for row in table(text, "library") for pattern in names(row[0])]
 
-    def layer(self, path):
-        for name, patterns, allowed in self.layers:
-            if any(fnmatch.fnmatch(path, pattern) for pattern in patterns):
-                return name, allowed
-        return None, []
+    def folder(self, path):
+        """The row of the folder that `path` is in, or None."""
+        return max((row for row in self.folders if path.startswith(row)), key=len, default=None)
 
     def fault(self, path, included):
         """Why the file `path` may not include our file `included`, or None."""
-        name, allowed = self.layer(path)
-        other, _ = self.layer(included)
-        if other is None:
-            return f"{included} belongs to no layer"
-        if other == name or other in allowed:
+        if Path(path).parent == Path(included).parent:
             return None
-        return f"{name} may not include {other} ({included})"
+        folder = self.folder(path)
+        if self.folder(included) in self.folders[folder]:
+            return None
+        return f"{folder} may not include {included}"
 
     def library_fault(self, path, included):
-        name, _ = self.layer(path)
+        folder = self.folder(path)
         for pattern, users in self.libraries:
-            if fnmatch.fnmatch(included, pattern) and name not in users:
-                return f"{name} may not use <{included}>"
+            if fnmatch.fnmatch(included, pattern) and folder not in users:
+                return f"{folder} may not use <{included}>"
         return None
 
 
@@ -71,8 +69,8 @@ def check(root, path, rules):
         yield "no #pragma once"
     if set(path.split("/")[:-1]) & set(FREE):
         return
-    if rules.layer(path)[0] is None:
-        yield "belongs to no layer of docs/architecture.md"
+    if rules.folder(path) is None:
+        yield "is in no folder of docs/architecture.md"
         return
     for included in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.M):
         beside = (Path(path).parent / included).as_posix()
@@ -89,8 +87,28 @@ def check(root, path, rules):
             yield fault
 
 
+def circles(root, paths):
+    """The headers that include themselves by way of others."""
+    includes = {path: [name for name in re.findall(r'^\s*#\s*include\s*"([^"]+)"',
+                                                   (root / path).read_text(encoding="utf-8"), re.M)
+                       if (root / name).is_file()]
+                for path in paths if path.endswith(".h")}
+    done = set()
+
+    def walk(path, way):
+        if path in way:
+            yield path
+        elif path not in done:
+            for name in includes.get(path, ()):
+                yield from walk(name, [*way, path])
+            done.add(path)
+
+    for path in includes:
+        yield from walk(path, [])
+
+
 def lonely_headers(root, paths):
-    """The private headers that one file includes, each with that file."""
+    """The private headers that only a .cpp file includes, each with that file."""
     public = re.findall(r"^ +(\S+\.h)\)?$", (root / "cmake/Install.cmake").read_text(encoding="utf-8"),
                         re.M)
     users = {path: set() for path in paths if path.endswith(".h") and path not in public
@@ -101,7 +119,8 @@ def lonely_headers(root, paths):
             for name in (included, (Path(path).parent / included).as_posix()):
                 if name in users:
                     users[name].add(path)
-    return [(path, *files) for path, files in users.items() if len(files) == 1]
+    return [(path, *files) for path, files in users.items()
+            if len(files) == 1 and min(files).endswith(".cpp")]
 
 
 def main():
@@ -110,6 +129,7 @@ def main():
     paths = sorted(path.relative_to(root).as_posix() for folder in FOLDERS
                    for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp"))
     faults = [f"{path}: {fault}" for path in paths for fault in check(root, path, rules)]
+    faults += [f"{path}: includes itself by way of others" for path in circles(root, paths)]
     faults += [f"{path}: only {user} includes it" for path, user in lonely_headers(root, paths)]
     print(f"{len(paths)} files, {len(faults)} faults", *faults, sep="\n", flush=True)
     format_run = subprocess.run([clang_format, "--dry-run", "-Werror", *paths], cwd=root,
