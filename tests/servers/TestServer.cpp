@@ -178,6 +178,10 @@ void TestServer::Signal(int signal) {
 void TestServer::Stop() {
     ::kill(m_pid, SIGSTOP); // so that it starts no others meanwhile
     Signal(SIGSTOP);
+    // A busy machine delivers the signal late.
+    for (char state = 'R'; state != 'T' && state != 'X' && state != 'Z';
+         state = StateOf(m_pid).state)
+        std::this_thread::sleep_for(PAUSE);
 }
 
 void TestServer::Continue() {
