@@ -210,5 +210,19 @@ int main(int argc, char** argv) {
     road("berkeley, a hash", "hash", 1.3);
     road("berkeley, a btree", "btree", 1.3);
     road("sqlite", "sqlite", 1.1);
+
+    Heading("one search in a server on this machine, us", "kwlookup", "bare");
+    const auto server = [&](const std::string& name) {
+        const double single = results[name + "/kwlookup/threads:1"].Median() / 1e3;
+        const double bare = results[name + "/bare/threads:1"].Median() / 1e3;
+        Row((name + ", one thread").c_str(), single, bare, single / bare, Aim::AtMost, 1.1);
+        const double eight = results[name + "/kwlookup/threads:8"].Median() / 1e3;
+        const double bare_eight = results[name + "/bare/threads:8"].Median() / 1e3;
+        Row((name + ", eight threads, each with a connection: bare / kwlookup").c_str(), eight,
+            bare_eight, bare_eight / eight, Aim::AtLeast, 0.9);
+        const double cached = results[name + "/cached"].Median() / 1e3;
+        Row((name + ", a cached answer, beside 1 us").c_str(), cached, 1, cached, Aim::AtMost, 1);
+    };
+    server("postgres");
     return good ? 0 : 1;
 }

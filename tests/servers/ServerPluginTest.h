@@ -9,6 +9,11 @@
 #include <iterator>
 #include <string>
 
+#if defined(__clang__)
+// How GoogleTest's macro for typed suites is called without names.
+#pragma clang diagnostic ignored "-Wgnu-zero-variadic-macro-arguments"
+#endif
+
 /// A server, and lists that ask it. The suites ServerFaultsTest, ServerTlsTest and
 /// ServerThreadsTest are what every type does alike.
 ///

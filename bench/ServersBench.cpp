@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+// One search through the whole road to a server on this machine, holder, plug-in, connection,
+// beside a bare loop over the client library: tables of 10,000 records, half of the searches hits.
+#include "bench/BenchData.h"
+#include "host/LogClass.h"
+#include "kwhost/ConfFileLoader.h"
+#include "lookup/KwLookupHolder.h"
+#include "servers/PostgresServer.h"
+
+#include <benchmark/benchmark.h>
+#include <boost/make_shared.hpp>
+
+#include <libpq-fe.h>
+#include <string>
+#include <vector>
+
+using namespace kwlookup;
+
+namespace {
+
+constexpr int RECORDS = 10000;
+
+/// The first half of them stands in the tables.
+const std::vector<std::string>& Keys() {
+    static const std::vector<std::string> keys = [] {
+        std::vector<std::string> made;
+        for (int i = 0; i < 2 * RECORDS; ++i)
+            made.push_back("user" + std::to_string(i) + "@mail.example.org");
+        return made;
+    }();
+    return keys;
+}
+
+class KeyFinder : public KwLookupFinder {
+public:
+    explicit KeyFinder(const std::string& key) : m_key(key) {}
+    bool Match(const std::string& value) const override { return value == m_key; }
+    KwTextRange GetRequest() const override { return KwTextRange(m_key.begin(), m_key.end()); }
+
+private:
+    const std::string& m_key;
+};
+
+/// A list with one item of a plug-in type, as a host has it.
+class List {
+public:
+    explicit List(const std::string& item) {
+        static const auto loader = boost::make_shared<ConfFileLoader>();
+        KwObjectHolder::SetConfLoader(loader);
+        m_holder.Init("\"" + item + "\"");
+        KwObjectHolder::AfterReload(m_log);
+    }
+
+    bool operator()(const std::string& key, std::string& result) const {
+        return m_holder.Find(KeyFinder(key), &result, 0, nullptr);
+    }
+
+private:
+    LogClass m_log{""};
+    KwLookupHolder m_holder{m_log};
+};
+
+/// Each service has a server with the keys 0 to RECORDS, Item(), which asks it, and a Loop, which
+/// does the same with its client library and a connection of its own.
+class Postgres {
+public:
+    Postgres() {
+        m_server.Execute("create role kw login password 'secret';"
+                         "create table list (key text primary key, result text);"
+                         "insert into list select 'user' || i || '@mail.example.org', 'result' || i"
+                         "  from generate_series(0, " +
+                         std::to_string(RECORDS - 1) +
+                         ") i;"
+                         "grant select on list to kw; analyze list");
+    }
+
+    std::string Item(const std::string& settings) const {
+        return "postgres:OnError=exception|Hosts=" + m_server.Host() +
+               "|User=kw|Password=secret|Database=postgres|" + settings +
+               "select result from list where key = '$s'";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Postgres& service) {
+            const std::string parameters =
+                "host=127.0.0.1 port=" + std::to_string(service.m_server.Port()) +
+                " user=kw password=secret dbname=postgres";
+            m_connection = ::PQconnectdb(parameters.c_str());
+            ::PQclear(::PQprepare(m_connection, "s", "select result from list where key = $1", 1,
+                                  nullptr));
+            if (::PQstatus(m_connection) != CONNECTION_OK)
+                Fail(::PQerrorMessage(m_connection));
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() { ::PQfinish(m_connection); }
+
+        bool operator()(const std::string& key, std::string& result) const {
+            const char* const values[] = {key.c_str()};
+            PGresult* const rows =
+                ::PQexecPrepared(m_connection, "s", 1, values, nullptr, nullptr, 0);
+            const int found = ::PQntuples(rows);
+            for (int i = 0; i < found; ++i)
+                result.append(::PQgetvalue(rows, i, 0),
+                              static_cast<std::size_t>(::PQgetlength(rows, i, 0)));
+            ::PQclear(rows);
+            return found > 0;
+        }
+
+    private:
+        PGconn* m_connection;
+    };
+
+private:
+    PostgresServer m_server;
+};
+
+template <typename Service>
+const Service& TheService() {
+    static const Service service;
+    return service;
+}
+
+/// Asks keys of which every second one is there, and tests every answer.
+template <typename Search>
+void Ask(benchmark::State& state, const Search& search) {
+    std::size_t wrong = 0;
+    std::string result;
+    const std::vector<std::string>& keys = Keys();
+    int i = state.thread_index() * 1237;
+    for (auto _ : state) {
+        i = (i + 7919) % (2 * RECORDS);
+        result.clear();
+        const bool found = search(keys[static_cast<std::size_t>(i)], result);
+        wrong += found != (i < RECORDS) || result.empty() == found;
+    }
+    if (wrong != 0)
+        state.SkipWithError("wrong answers");
+    state.SetItemsProcessed(state.iterations());
+}
+
+template <typename Service>
+void AskKwlookup(benchmark::State& state) {
+    static const List list(TheService<Service>().Item(""));
+    Ask(state, list);
+}
+
+template <typename Service>
+void AskLoop(benchmark::State& state) {
+    Ask(state, typename Service::Loop(TheService<Service>()));
+}
+
+template <typename Service>
+void AskCache(benchmark::State& state) {
+    static const List list(
+        TheService<Service>().Item("CacheTime=1d|NegativeCacheTime=1d|CacheSize=30000|"));
+    std::string result;
+    for (const std::string& key : Keys())
+        list(key, result);
+    Ask(state, list);
+}
+
+constexpr int FEW = 20000, MANY = 500000;
+constexpr int THREADS = 8;
+
+template <typename Service>
+void Register(const std::string& name) {
+    for (const int threads : {1, THREADS}) {
+        benchmark::RegisterBenchmark((name + "/kwlookup").c_str(), AskKwlookup<Service>)
+            ->Threads(threads)
+            ->Iterations(FEW / threads)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark((name + "/bare").c_str(), AskLoop<Service>)
+            ->Threads(threads)
+            ->Iterations(FEW / threads)
+            ->UseRealTime();
+    }
+    benchmark::RegisterBenchmark((name + "/cached").c_str(), AskCache<Service>)->Iterations(MANY);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Register<Postgres>("postgres");
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
