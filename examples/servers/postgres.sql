@@ -1,4 +1,4 @@
--- The database of the examples: psql -f examples/servers/postgres.sql
+-- What the examples of docs/servers.md ask PostgreSQL for.
 create role kwlookup login password 'change this';
 create database mail;
 \connect mail

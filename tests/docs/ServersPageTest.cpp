@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Runs the examples of docs/servers.md with servers that hold what examples/servers/ holds.
 #include "servers/PostgresServer.h"
+#include "servers/RedisServer.h"
 #include "support/RunProgram.h"
 
 #include <gtest/gtest.h>
@@ -36,8 +37,12 @@ TEST(ServersPage, PrintsWhatItShows) {
                          user,
                      ::getpwuid(::geteuid())->pw_name);
 
+    RedisServer redis;
+    redis.Run({"HSET", "blocked", "corp.lan", "reject"});
+
     const std::vector<std::string> replaced = {
         "localhost:5432=" + postgres.Host(),
+        "127.0.0.1:6379=" + redis.Host(),
         "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.UnixHost() +
             "|select",
     };
