@@ -4,12 +4,16 @@
 #include "bench/BenchData.h"
 #include "host/LogClass.h"
 #include "kwhost/ConfFileLoader.h"
+#include "lookup/KwFactory.h"
+#include "lookup/KwIfLookup.h"
 #include "lookup/KwLookupHolder.h"
 #include "servers/PostgresServer.h"
+#include "servers/RedisServer.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/make_shared.hpp>
 
+#include <hiredis/hiredis.h>
 #include <libpq-fe.h>
 #include <string>
 #include <vector>
@@ -116,6 +120,50 @@ private:
     PostgresServer m_server;
 };
 
+class Redis {
+public:
+    Redis() {
+        KwFactory<KwIfLookup>::Instance().Register("redis", nullptr);
+        std::vector<std::vector<std::string>> commands;
+        for (int i = 0; i < RECORDS; ++i)
+            commands.push_back(
+                {"SET", Keys()[static_cast<std::size_t>(i)], "result" + std::to_string(i)});
+        m_server.Load(commands);
+    }
+
+    std::string Item(const std::string& settings) const {
+        return "redis:OnError=exception|Hosts=" + m_server.Host() + "|" + settings + "GET $s";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Redis& service)
+            : m_context(::redisConnect("127.0.0.1", service.m_server.Port())) {
+            if (!m_context || m_context->err)
+                Fail("cannot connect to Redis");
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() { ::redisFree(m_context); }
+
+        bool operator()(const std::string& key, std::string& result) const {
+            auto* const reply = static_cast<redisReply*>(
+                ::redisCommand(m_context, "GET %b", key.data(), key.size()));
+            const bool found = reply && reply->type == REDIS_REPLY_STRING;
+            if (found)
+                result.append(reply->str, reply->len);
+            ::freeReplyObject(reply);
+            return found;
+        }
+
+    private:
+        redisContext* m_context;
+    };
+
+private:
+    RedisServer m_server;
+};
+
 template <typename Service>
 const Service& TheService() {
     static const Service service;
@@ -183,6 +231,7 @@ void Register(const std::string& name) {
 
 int main(int argc, char** argv) {
     Register<Postgres>("postgres");
+    Register<Redis>("redis");
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

@@ -9,6 +9,8 @@
 #include "support/RunProgram.h"
 
 #include <csignal>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -158,14 +160,15 @@ TEST(TestServers, ServerDiesWithTheTest) {
     const pid_t test = ::fork();
     if (test == 0) {
         RedisServer server;
-        const pid_t pid = server.Pid();
-        if (::write(ends[1], &pid, sizeof(pid)) != sizeof(pid))
+        const std::string told = std::to_string(server.Pid()) + " " + server.SocketPath();
+        if (::write(ends[1], told.data(), told.size()) < 0)
             ::_exit(1);
         for (;;)
             ::pause();
     }
-    pid_t server = 0;
-    ASSERT_EQ(::read(ends[0], &server, sizeof(server)), static_cast<ssize_t>(sizeof(server)));
+    char told[4096] = "";
+    ASSERT_GT(::read(ends[0], told, sizeof(told) - 1), 0);
+    const pid_t server = std::stoi(told);
     ::kill(test, SIGKILL);
     ::waitpid(test, nullptr, 0);
     for (int i = 0; i < 500 && StateOf(server) != 'X' && StateOf(server) != 'Z'; ++i)
@@ -173,4 +176,6 @@ TEST(TestServers, ServerDiesWithTheTest) {
     EXPECT_TRUE(StateOf(server) == 'X' || StateOf(server) == 'Z');
     ::close(ends[0]);
     ::close(ends[1]);
+    // Nobody was left to remove it.
+    std::filesystem::remove_all(std::filesystem::path(std::strchr(told, ' ') + 1).parent_path());
 }
