@@ -23,20 +23,47 @@ namespace {
 /// bytes with their header.
 constexpr std::size_t LONGEST_LINE = 1000;
 
+/// How much of the end of a longer message is kept: the reason of a failure stands there.
+constexpr std::size_t END = 200;
+
+/// As PrintableText(), at most the first `size` bytes of it, and no \xHH cut in two.
+std::string PrintableStart(const std::string& text, std::size_t size) {
+    std::string start = PrintableText(text.substr(0, size));
+    if (start.size() > size) {
+        start.resize(size);
+        const std::size_t escape = start.rfind('\\');
+        if (escape != std::string::npos && escape + 4 > size)
+            start.resize(escape);
+    }
+    return start;
+}
+
+/// The same of the last bytes.
+std::string PrintableEnd(const std::string& text, std::size_t size) {
+    std::string end = PrintableText(text.substr(text.size() - std::min(text.size(), size)));
+    if (end.size() > size) {
+        std::size_t begin = end.size() - size;
+        const std::size_t escape = end.rfind('\\', begin);
+        if (escape != std::string::npos && escape != begin && escape + 4 > begin)
+            begin = escape + 4;
+        end.erase(0, begin);
+    }
+    return end;
+}
+
 /// `text` as `logger` writes it, in what the line has left for it.
 std::string Message(const spdlog::logger& logger, const std::string& text) {
     const std::size_t around = logger.name().size() + std::strlen(": warning: \n");
-    const std::string mark = "... (" + std::to_string(text.size()) + " bytes)";
-    const std::size_t room = LONGEST_LINE - std::min(LONGEST_LINE, around + mark.size());
-    std::string message = PrintableText(text.substr(0, LONGEST_LINE));
-    if (message.size() <= room + mark.size() && text.size() <= LONGEST_LINE)
-        return message;
-    message.resize(std::min(message.size(), room));
-    // No \xHH is cut in two.
-    const std::size_t escape = message.rfind('\\');
-    if (escape != std::string::npos && escape + 4 > message.size())
-        message.resize(escape);
-    return message + mark;
+    const std::size_t room = LONGEST_LINE - std::min(LONGEST_LINE, around);
+    if (text.size() <= room) {
+        std::string message = PrintableText(text);
+        if (message.size() <= room)
+            return message;
+    }
+    const std::string mark = "... (" + std::to_string(text.size()) + " bytes) ...";
+    const std::string end = PrintableEnd(text, END);
+    const std::size_t taken = std::min(room, mark.size() + end.size());
+    return PrintableStart(text, room - taken) + mark + end;
 }
 
 } // namespace

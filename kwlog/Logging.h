@@ -15,9 +15,9 @@ enum class LogTarget { StandardError, Syslog, File };
 ///
 /// `name` is the program's name for syslog, or the file to append to; standard error ignores it.
 /// One event is one line: bytes outside 0x20 to 0x7e, and the backslash, come out as \xHH. A line
-/// has at most 1,000 bytes, the date before it not counted: a longer one is cut, and ends with
-/// "... (N bytes)", which tells how long its message is.
-/// Throws std::runtime_error when the file cannot be opened; the old target then stays.
+/// has at most 1,000 bytes, the date before it not counted. A longer one keeps its beginning and
+/// the last 200 bytes, where reasons stand, with "... (N bytes) ..." between them: how long its
+/// message is. Throws std::runtime_error when the file cannot be opened; the old target then stays.
 ///
 /// Threads: may be called at any time, also beside writing threads.
 KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,

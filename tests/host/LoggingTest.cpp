@@ -161,15 +161,25 @@ TEST_F(Logging, ALineHasAnEnd) {
             EXPECT_EQ(line, "name: warning: " + text + "\n");
             continue;
         }
-        EXPECT_GT(line.size(), 995U) << "more is cut than need be";
-        const std::string mark = "... (" + std::to_string(text.size()) + " bytes)\n";
-        ASSERT_THAT(line, testing::EndsWith(mark));
-        const std::string shown = line.substr(0, line.size() - mark.size());
+        EXPECT_GT(line.size(), 993U) << "more is cut than need be";
+        const std::string mark = "... (" + std::to_string(text.size()) + " bytes) ...";
+        const std::size_t cut = line.find(mark);
+        ASSERT_NE(cut, std::string::npos);
+        const std::string shown = line.substr(0, cut), end = line.substr(cut + mark.size());
         EXPECT_THAT("name: warning: " + Expected(text), testing::StartsWith(shown));
-        if (text.back() == '\n') {
+        EXPECT_THAT(Expected(text) + "\n", testing::EndsWith(end));
+        if (Expected(text)[0] == '\\') {
             EXPECT_THAT(shown, testing::EndsWith("\\x0a"));
+            EXPECT_THAT(end, testing::StartsWith("\\x0a"));
         }
     }
+}
+
+TEST_F(Logging, ALineThatIsCutKeepsItsReason) {
+    const CapturedStandardError captured;
+    const std::string reason = "]: " + std::string(150, 'r') + "\n\n";
+    m_log.forcedLog(Level::LEVEL_ERROR, ("Error in [" + std::string(5000, 'x') + reason).c_str());
+    EXPECT_THAT(captured.Text(), testing::EndsWith(Expected(reason) + "\n"));
 }
 
 TEST_F(Logging, ANameCannotForgeALineEither) {
