@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cdb.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +21,7 @@
 
 namespace {
 
-failing::Countdown failing_mkostemp, failing_fchmod, failing_fsync;
+failing::Countdown failing_mkostemp, failing_fchmod, failing_fsync, failing_make_start;
 
 template <typename Function>
 Function* Real(Function*, const char* name) {
@@ -55,6 +56,11 @@ int fsync(int fd) {
     return FailOr(failing_fsync, [&] { return real(fd); });
 }
 
+int cdb_make_start(struct cdb_make* make, int fd) {
+    static const auto real = Real(&cdb_make_start, "cdb_make_start");
+    return FailOr(failing_make_start, [&] { return real(make, fd); });
+}
+
 } // extern "C"
 
 namespace {
@@ -86,8 +92,9 @@ TEST(CdbWriterFaultTest, TellsTheReasonAndLeavesTheOldFile) {
         int error;
     };
     const Case cases[] = {
-        {failing_mkostemp, EACCES}, {failing_mkostemp, EROFS}, {failing_fchmod, EPERM},
-        {failing_fchmod, EIO},      {failing_fsync, EIO},      {failing_fsync, ENOSPC},
+        {failing_mkostemp, EACCES},   {failing_mkostemp, EROFS}, {failing_fchmod, EPERM},
+        {failing_fchmod, EIO},        {failing_fsync, EIO},      {failing_fsync, ENOSPC},
+        {failing_make_start, ENOMEM},
     };
     for (const Case& test : cases) {
         const failing::Fault fault(test.countdown, test.error);
