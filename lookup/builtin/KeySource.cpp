@@ -4,6 +4,10 @@
 #include "lookup/VirtualTable.h"
 #include "lookup/builtin/DomainKeys.h"
 
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
 namespace {
 
 constexpr std::size_t CLEAR_RES = 5; // two destructors, Match, GetRequest and GetRes before it
@@ -14,6 +18,18 @@ public:
     KwTextRange GetRequest() const override { return KwTextRange(); }
     KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
     bool GetKeys(KwFinderKeys&) const override { return true; }
+};
+
+/// Takes no key.
+class NoKeys final : public KwFinderKeys {
+public:
+    NoKeys() : KwFinderKeys(m_no_sizes, 0) {}
+
+private:
+    void Take(std::string_view) override {}
+    void TakeWholeValue(std::string_view) override {}
+
+    const std::vector<std::size_t> m_no_sizes;
 };
 
 bool IsKeyed(const KwLookupFinder& finder) {
@@ -28,6 +44,11 @@ KeySource::KeySource(const KwLookupFinder& finder) {
         m_keyed = static_cast<const KwKeyedFinder*>(&finder);
     else if (IsDomainFinder(finder))
         m_domain = &finder;
+}
+
+bool KeySource::NamesKeys() const {
+    NoKeys keys;
+    return GetKeys(keys);
 }
 
 bool KeySource::GetKeys(KwFinderKeys& keys) const {

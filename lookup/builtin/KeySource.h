@@ -19,6 +19,9 @@ public:
     }
     bool GetKeys(KwFinderKeys& keys) const;
 
+    /// False for a finder that cannot name its keys this time.
+    bool NamesKeys() const;
+
     /// True when no value will match any more.
     bool IsDone() const { return m_keyed && m_keyed->HasRes(); }
 

@@ -164,6 +164,8 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
     const SortedStrings* const sorted = Sorted();
     const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr);
     if (!index) {
+        if (!source.NamesKeys())
+            return nullptr;
         try {
             index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->Order() : nullptr, part,
                                               bytes);

@@ -94,26 +94,32 @@ std::string_view TextIndex::Find(std::string_view text) const {
 }
 
 void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
-    // First the slots of several texts, then, once they are here, the strings that they name.
-    constexpr std::size_t AT_ONCE = 16;
+    // First the filter for several texts, then the slots, then the strings that they name: each
+    // while the others of its kind are on their way.
+    constexpr std::size_t AT_ONCE = 32;
     struct Question {
-        std::size_t place;
+        std::uint64_t hash;
         TextSlot::Key key;
     };
     std::array<Question, AT_ONCE> questions;
     for (std::size_t begin = 0; begin < count; begin += AT_ONCE) {
-        const std::size_t end = std::min(begin + AT_ONCE, count);
-        std::size_t asked = 0;
-        for (std::size_t i = begin; i < end; ++i) {
+        const std::size_t size = std::min(AT_ONCE, count - begin);
+        for (std::size_t i = 0; i < size; ++i) {
+            const std::string_view text = texts[begin + i];
             const std::uint64_t hash =
-                WithFold([&](const auto& fold) { return Hash(fold, texts[i], m_seed); });
-            if (!m_filter.MayHold(hash))
+                WithFold([&](const auto& fold) { return Hash(fold, text, m_seed); });
+            m_filter.Fetch(hash);
+            questions[i] = {hash, TextSlot::KeyOf(text, hash)};
+        }
+        std::size_t asked = 0;
+        for (std::size_t i = 0; i < size; ++i) {
+            if (!m_filter.MayHold(questions[i].hash))
                 continue;
-            questions[asked] = {PlaceOf(hash, m_slots.size()), TextSlot::KeyOf(texts[i], hash)};
-            Prefetch(&m_slots[questions[asked++].place]);
+            Prefetch(&m_slots[PlaceOf(questions[i].hash, m_slots.size())]);
+            questions[asked++] = questions[i];
         }
         for (std::size_t i = 0; i < asked; ++i) {
-            std::size_t place = questions[i].place;
+            std::size_t place = PlaceOf(questions[i].hash, m_slots.size());
             for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
                 if (slot.HasKey(questions[i].key)) {
                     Prefetch(slot.Address());

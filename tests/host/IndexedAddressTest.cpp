@@ -257,7 +257,12 @@ public:
 TEST(IndexedAddress, AFinderDerivedFromItIsWalkedFor) {
     const StringList list(Padded({"anything"}));
     std::string res, matched;
-    EXPECT_TRUE(list.Find(WiderFinder("jdoe@corp.lan"), &res, 0, &matched));
+    const WiderFinder finder("jdoe@corp.lan");
+    {
+        const FailingAllocation allocation(0);
+        EXPECT_TRUE(list.Find(finder, &res, 0, &matched));
+        EXPECT_FALSE(allocation.HasFailed()) << "an index for nothing";
+    }
     EXPECT_EQ(matched, "anything");
     EXPECT_FALSE(list.Find(AddressFinder("jdoe@corp.lan"), &res, 0, nullptr));
 }
