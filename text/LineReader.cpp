@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "text/LineReader.h"
 
+#include "text/SystemError.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -25,33 +27,66 @@ LineReader::LineReader(int fd, std::uint64_t limit, char line_end)
 
 bool LineReader::Next(std::string_view& line) {
     std::size_t searched = 0;
-    for (;;) {
-        const char* begin = m_buffer.data() + m_begin;
-        const std::size_t size = m_end - m_begin;
-        if (size > searched) {
-            if (const void* found = std::memchr(begin + searched, m_line_end, size - searched)) {
-                const std::size_t length = static_cast<const char*>(found) - begin;
-                line = std::string_view(begin, length);
-                m_begin += length + 1;
-                ++m_line_number;
-                return true;
-            }
-        }
-        searched = size;
-        if (m_at_end || !Fill()) {
-            if (m_begin == m_end)
-                return false;
-            line = std::string_view(m_buffer.data() + m_begin, m_end - m_begin);
-            m_begin = m_end;
-            ++m_line_number;
-            return true;
-        }
+    while (!FindLine(searched, line)) {
+        searched = m_end - m_begin;
+        if (!m_at_end && Fill())
+            continue;
+        if (m_begin == m_end)
+            return false;
+        Give(m_end - m_begin, 0, line);
+        break;
     }
+    return true;
+}
+
+bool LineReader::NextBuffered(std::string_view& line) {
+    if (FindLine(0, line))
+        return true;
+    if (!m_at_end || m_begin == m_end)
+        return false;
+    Give(m_end - m_begin, 0, line);
+    return true;
+}
+
+/// Gives the first line, of which so many bytes are known to have no end.
+bool LineReader::FindLine(std::size_t searched, std::string_view& line) {
+    const char* const begin = m_buffer.data() + m_begin;
+    const std::size_t size = m_end - m_begin;
+    const void* const found =
+        size > searched ? std::memchr(begin + searched, m_line_end, size - searched) : nullptr;
+    if (!found)
+        return false;
+    const auto length = static_cast<std::size_t>(static_cast<const char*>(found) - begin);
+    if (length > m_longest_line)
+        return EndTooLong();
+    Give(length, 1, line);
+    return true;
+}
+
+void LineReader::Give(std::size_t size, std::size_t skipped, std::string_view& line) {
+    line = std::string_view(m_buffer.data() + m_begin, size);
+    m_begin += size + skipped;
+    ++m_line_number;
+}
+
+/// Ends the reading at a line that is too long.
+bool LineReader::EndTooLong() {
+    m_error = EMSGSIZE;
+    m_at_end = true;
+    m_begin = m_end;
+    return false;
 }
 
 bool LineReader::Buffered() const {
     return m_begin != m_end && (m_at_end || std::memchr(m_buffer.data() + m_begin, m_line_end,
                                                         m_end - m_begin) != nullptr);
+}
+
+std::string LineReader::ErrorText() const {
+    if (m_error != EMSGSIZE)
+        return SystemErrorText(m_error);
+    return "line " + std::to_string(m_line_number + 1) + " is longer than " +
+           std::to_string(m_longest_line) + " bytes";
 }
 
 bool LineReader::Fill() {
@@ -60,6 +95,8 @@ bool LineReader::Fill() {
         m_end -= m_begin;
         m_begin = 0;
     }
+    if (m_end > m_longest_line)
+        return EndTooLong();
     if (m_end == m_buffer.size())
         m_buffer.resize(2 * m_buffer.size());
     const std::size_t size = std::min<std::uint64_t>(m_buffer.size() - m_end, m_left);

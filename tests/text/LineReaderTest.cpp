@@ -122,6 +122,46 @@ TEST(LineReader, TellsWhatIsBuffered) {
     EXPECT_EQ(reader.LineNumber(), 4u);
 }
 
+TEST(LineReader, GivesWithoutWaitingOnlyWhatIsBuffered) {
+    Pipe pipe;
+    LineReader reader(pipe.reader.Get());
+    std::string_view line;
+    EXPECT_FALSE(reader.NextBuffered(line));
+    pipe.Write("a\nb\nc");
+    EXPECT_FALSE(reader.NextBuffered(line));
+    ASSERT_TRUE(reader.Next(line));
+    ASSERT_TRUE(reader.NextBuffered(line));
+    EXPECT_EQ(line, "b");
+    EXPECT_FALSE(reader.NextBuffered(line)) << "half a line";
+    pipe.writer = FileDescriptor();
+    ASSERT_TRUE(reader.Next(line));
+    EXPECT_EQ(line, "c");
+    EXPECT_FALSE(reader.NextBuffered(line));
+    EXPECT_EQ(reader.LineNumber(), 3u);
+}
+
+TEST(LineReader, EndsAtALineThatIsTooLong) {
+    const TempDir dir;
+    for (const std::size_t longest : {3 * BLOCK, BLOCK, std::size_t{10}}) {
+        for (const char* rest : {"x", "x\nb\n"}) {
+            const std::string fits(longest, 'a');
+            const FileDescriptor file = FileDescriptor::OpenForReading(
+                dir.Write("lines", "1\n" + fits + "\n" + fits + rest));
+            LineReader reader(file.Get());
+            reader.SetLongestLine(longest);
+            std::string_view line;
+            ASSERT_TRUE(reader.Next(line));
+            ASSERT_TRUE(reader.Next(line));
+            EXPECT_EQ(line, fits);
+            EXPECT_FALSE(reader.Next(line));
+            EXPECT_FALSE(reader.NextBuffered(line));
+            EXPECT_EQ(reader.Error(), EMSGSIZE);
+            EXPECT_EQ(reader.ErrorText(),
+                      "line 3 is longer than " + std::to_string(longest) + " bytes");
+        }
+    }
+}
+
 TEST(LineReader, JoinsALineThatComesInPieces) {
     Pipe pipe;
     std::thread writer([&] {

@@ -164,25 +164,33 @@ TEST(ToolBadInput, BytesOfEveryKind) {
               (ProgramResult{NOT_FOUND, "", ""}));
 }
 
+void WriteLine(const std::string& name, long size) {
+    std::ofstream out(name, std::ios::binary);
+    const std::string block(1 << 20, 'x');
+    for (long written = 0; written < size; written += static_cast<long>(block.size()))
+        out << block;
+}
+
 TEST(ToolBadInput, OneLineOfAHundredMegabytes) {
     const TempDir dir;
-    const std::string name = dir.Path("long");
-    constexpr long SIZE = 100L << 20;
-    {
-        std::ofstream out(name, std::ios::binary);
-        const std::string block(1 << 20, 'x');
-        for (long written = 0; written < SIZE; written += static_cast<long>(block.size()))
-            out << block;
-    }
-    const std::string file = "file:" + name;
+    WriteLine(dir.Path("long"), 100L << 20);
+    const std::string file = "file:" + dir.Path("long");
     EXPECT_EQ(RunTool({"check", file}),
               (ProgramResult{FOUND, "1 object, 1 record, 0 errors\n", ""}));
     EXPECT_EQ(RunTool({"find", file, "x"}), (ProgramResult{NOT_FOUND, "", ""}));
+}
+
+TEST(ToolBadInput, OneTextOfSixteenMegabytes) {
+    const TempDir dir;
+    constexpr long SIZE = 16L << 20;
+    const std::string name = dir.Path("long");
+    WriteLine(name, SIZE);
     for (const char* option : {"--exact", "--all"}) {
         SCOPED_TRACE(option);
         // The line is looked for itself: it comes out twice, with a tab and a newline.
-        EXPECT_EQ(RunToolInShell("\"$@\" <" + name + " | wc -c", {"find", option, file, "-"}),
-                  (ProgramResult{FOUND, std::to_string(2 * SIZE + 2) + "\n", ""}));
+        EXPECT_EQ(
+            RunToolInShell("\"$@\" <" + name + " | wc -c", {"find", option, "file:" + name, "-"}),
+            (ProgramResult{FOUND, std::to_string(2 * SIZE + 2) + "\n", ""}));
     }
 }
 

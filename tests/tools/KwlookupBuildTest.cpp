@@ -57,6 +57,14 @@ protected:
     const TempDir m_dir;
 };
 
+TEST_F(ToolBuild, ALineHasAnEnd) {
+    const ProgramResult result = RunTool({"build", "cdb", "-", m_dir.Path("out.cdb")},
+                                         "a b\n" + std::string((16 << 20) + 1, 'x'));
+    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.err, "kwlookup: error: -: line 2 is longer than 16777216 bytes\n");
+    EXPECT_FALSE(fs::exists(m_dir.Path("out.cdb")));
+}
+
 TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
     EXPECT_EQ(Build("# a comment\n\t# another\nJDoe@corp.lan OK  yes \n\n\t \n  "
                     "corp.lan\r\nroot@\t1\nroot@ 2\n"

@@ -27,7 +27,9 @@ TEST(ToolMemory, AFileThatDoesNotFitIsOneError) {
          "Error in init lookup [file:" + name + "]: " + too_large},
         {{"check", "rfile:" + name}, 78, "Error in init lookup [rfile:" + name + "]: " + too_large},
         {{"--config", name, "check"}, 75, "out of memory\n"},
-        {{"build", "cdb", name, dir.Path("out")}, 75, "out of memory\n"},
+        {{"build", "cdb", name, dir.Path("out")},
+         75,
+         name + ": line 2 is longer than 16777216 bytes\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.arguments));
@@ -36,4 +38,20 @@ TEST(ToolMemory, AFileThatDoesNotFitIsOneError) {
         EXPECT_EQ(result.err, "kwlookup: error: " + c.error);
     }
     EXPECT_NE(::access(dir.Path("out").c_str(), F_OK), 0);
+}
+
+TEST(ToolMemory, WithoutASecondThreadTheFirstOneAnswers) {
+    const TempDir dir;
+    std::string input, answers;
+    for (int i = 0; i < 5000; ++i) {
+        input += i % 2 ? "a\n" : "b\n";
+        answers += i % 2 ? "a\ta\n" : "";
+    }
+    // The stack of a thread, of 4 GB, does not fit.
+    const ProgramResult result = RunToolInShell(
+        "ulimit -s 4000000; ulimit -v 1000000; exec \"$@\" < '" + dir.Write("input", input) + "'",
+        {"find", "a", "-"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, answers);
+    EXPECT_EQ(result.err, "");
 }

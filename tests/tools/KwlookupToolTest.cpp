@@ -50,6 +50,51 @@ TEST(ToolFind, PrintsTextTabAndResultOrStoredValue) {
     EXPECT_EQ(RunTool({"find", "ldap:found", "x"}), Answers("x\tx\n"));
 }
 
+TEST(ToolFind, ManyLinesAreAnsweredInTheirOrder) {
+    const TempDir dir;
+    std::string records, input, plain, all;
+    const std::string longer(300, 'x');
+    for (int i = 0; i < 1000; ++i)
+        records += "user" + std::to_string(i) + "@corp.lan " + longer + std::to_string(i) + "\n";
+    for (int i = 0; i < 20000; ++i) {
+        const std::string text = "user" + std::to_string(i * 7 % 3000) + "@corp.lan";
+        input += text + "\n";
+        if (i * 7 % 3000 < 1000) {
+            plain += text + "\t" + longer + std::to_string(i * 7 % 3000) + "\n";
+            all += text + "\t" + longer + std::to_string(i * 7 % 3000) + "\n";
+        }
+        if (text == "user7@corp.lan")
+            all += text + "\t" + text + "\n";
+    }
+    const std::string list = "file:" + dir.Write("list", records) + ", user7@corp.lan";
+    EXPECT_EQ(RunTool({"find", list, "-"}, input), Answers(plain));
+    EXPECT_EQ(RunTool({"find", "--all", list, "-"}, input), Answers(all));
+    EXPECT_EQ(RunTool({"find", list + ", ldap:miss", "-"}, input), Answers(plain));
+    EXPECT_EQ(
+        RunTool({"find", list, "user7@corp.lan", "-", "user0@corp.lan"}, input),
+        Answers("user7@corp.lan\t" + longer + "7\n" + plain + "user0@corp.lan\t" + longer + "0\n"));
+    EXPECT_EQ(RunTool({"find", "file:" + dir.Path("missing") + "," + list, "-"}, input).out, plain);
+    EXPECT_EQ(RunTool({"find", "nobody@corp.lan", "-"}, input), NOTHING_FOUND);
+    const ProgramResult full = RunToolInShell(
+        "exec \"$@\" < '" + dir.Write("input", input) + "' > /dev/full", {"find", list, "-"});
+    EXPECT_EQ(full.status, OUTPUT);
+    EXPECT_EQ(Lines(full.err).size(), 1u) << full.err;
+}
+
+TEST(ToolFind, ATextOfStandardInputHasAnEnd) {
+    const std::string longest(16 << 20, 'x');
+    EXPECT_EQ(RunTool({"find", "a", "-"}, longest + "\na\n"), Answers("a\ta\n"));
+    for (const char* command : {"find", "compare", "-q"}) {
+        const ProgramResult result =
+            command == "-q"s     ? RunTool({"-q", "-", "a"}, "a\n" + longest + "x\na\n")
+            : command == "find"s ? RunTool({command, "a", "-"}, "a\n" + longest + "x\na\n")
+                                 : RunTool({command, "a", "a"}, "a\n" + longest + "x\na\n");
+        EXPECT_THAT(result.err, HasSubstr("cannot read standard input: line 2 is longer than "
+                                          "16777216 bytes\n"))
+            << command;
+    }
+}
+
 TEST(ToolFind, EveryTextIsTakenAsItIs) {
     for (const std::string& text : {"[10.0.0.1]"s, "[a]"s, "[]"s, "[]]"s, "[a b]"s, "{}"s, "%%"s,
                                     "a=b"s, "find"s, "types"s, "@"s, "\xff"s, "'"s, "$x"s}) {

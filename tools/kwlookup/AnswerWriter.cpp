@@ -39,8 +39,10 @@ void AnswerWriter::Write(const std::string& text, const Answer& answer) {
         }
     }
     m_buffer += m_options.null ? '\0' : '\n';
-    if (m_buffer.size() >= BLOCK_BYTES)
-        Flush();
+}
+
+bool AnswerWriter::IsFull() const {
+    return m_buffer.size() >= BLOCK_BYTES;
 }
 
 void AnswerWriter::AddField(const std::string& text) {

@@ -16,7 +16,7 @@ struct Answer {
     }
 };
 
-/// Writes answers to standard output, a line each, in blocks.
+/// Gathers answers, a line each, and writes them to standard output in blocks.
 class AnswerWriter {
 public:
     enum Format {
@@ -36,7 +36,10 @@ public:
 
     void Write(const std::string& text, const Answer& answer);
 
-    /// Hands over what is buffered, so that somebody who waits for an answer sees it.
+    /// True when it is time for Flush().
+    bool IsFull() const;
+
+    /// Writes what is gathered, so that somebody who waits for an answer sees it.
     void Flush();
 
     /// False after a write failed; errno of that write is then in Error().

@@ -50,8 +50,7 @@ std::string Question(const ItemList::Item& item, const std::string& text) {
 
 } // namespace
 
-void FetchItems(const ItemList& list, const std::vector<std::string>& texts, std::size_t count,
-                int flags) {
+void FetchItems(const ItemList& list, const std::string* texts, std::size_t count, int flags) {
     if (!(flags & FIND_EXACT) || count < 2)
         return;
     std::array<std::optional<ExactFinder>, READ_AHEAD> finders;

@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 enum class ItemVerdict {
     Miss,
@@ -18,10 +17,9 @@ enum class ItemVerdict {
 /// for the memory of all of them at once.
 constexpr std::size_t READ_AHEAD = 32;
 
-/// Has the memory brought that exact searches of `list` for the first `count` of `texts`, at most
-/// READ_AHEAD, will read. Other searches wait for the memory of all their keys at once already.
-void FetchItems(const ItemList& list, const std::vector<std::string>& texts, std::size_t count,
-                int flags);
+/// Has the memory brought that exact searches of `list` for `count` texts, at most READ_AHEAD, will
+/// read. Other searches wait for the memory of all their keys at once already.
+void FetchItems(const ItemList& list, const std::string* texts, std::size_t count, int flags);
 
 /// Asks one item of a list about `text`; `flags` are KwFindFlags. Overwrites the
 /// result and the value of `answer`, which count after a match only.

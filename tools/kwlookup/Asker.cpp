@@ -7,17 +7,21 @@
 #include "kwlog/Logging.h"
 #include "text/SystemError.h"
 
+#include <algorithm>
 #include <iostream>
+#include <utility>
 
-Asker::Asker(const Options& options, const LogClass& log)
-    : m_options(options), m_log(log), m_writer(options.answers) {}
+Asker::Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn)
+    : m_options(options), m_log(log), m_await_turn(std::move(await_turn)),
+      m_writer(options.answers) {}
 
 void Asker::Ask(const ItemList& list, const std::string& text) {
     bool answered = false;
     for (const ItemList::Item& item : list.Items()) {
         const std::size_t errors = LoggedErrors();
         const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, m_answer);
-        m_fault |= verdict == ItemVerdict::Fault || (m_options.strict && LoggedErrors() != errors);
+        m_findings.fault |=
+            verdict == ItemVerdict::Fault || (m_options.strict && LoggedErrors() != errors);
         if (verdict != ItemVerdict::Match)
             continue;
         answered = true;
@@ -26,24 +30,50 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
             m_answer.file = item.File();
         }
         m_writer.Write(text, m_answer);
+        if (m_writer.IsFull())
+            Flush();
         if (!m_options.all)
             break;
     }
-    m_found |= answered;
+    m_findings.found |= answered;
     if (m_options.answers.explain && !answered)
         std::cerr << "kwlookup: no item answered for [" << PrintableText(Shortened(text)) << "]\n";
 }
 
+void Asker::Ask(const ItemList& list, const std::string* texts, std::size_t count) {
+    for (std::size_t size = 0; count != 0; texts += size, count -= size) {
+        size = std::min(count, READ_AHEAD);
+        FetchItems(list, texts, size, m_options.flags);
+        for (std::size_t i = 0; i < size; ++i)
+            Ask(list, texts[i]);
+    }
+}
+
+bool Asker::MayShare(const ItemList& list) const {
+    return !m_options.answers.explain && !m_log.isDebugEnabled() &&
+           std::none_of(list.Items().begin(), list.Items().end(),
+                        [](const ItemList::Item& item) { return item.IsPlugin(); });
+}
+
+void Asker::Add(const Findings& other) {
+    m_findings.found |= other.found;
+    m_findings.fault |= other.fault;
+    m_findings.output_failed |= other.output_failed;
+}
+
 bool Asker::Flush() {
-    const bool good = m_writer.Good();
+    if (m_await_turn && !m_await_turn())
+        return false;
     m_writer.Flush();
-    if (good && !m_writer.Good())
+    if (!m_writer.Good() && !m_findings.output_failed) {
+        m_findings.output_failed = true;
         TellError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.Error()));
-    return m_writer.Good();
+    }
+    return !m_findings.output_failed;
 }
 
 int Asker::Status() const {
-    if (!m_writer.Good())
+    if (m_findings.output_failed)
         return EXIT_OUTPUT;
-    return m_found ? EXIT_FOUND : m_fault ? EXIT_UNAVAILABLE : EXIT_NOT_FOUND;
+    return m_findings.found ? EXIT_FOUND : m_findings.fault ? EXIT_UNAVAILABLE : EXIT_NOT_FOUND;
 }

@@ -6,8 +6,8 @@
 #include "ItemList.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
-#include <vector>
 
 /// Asks the items of a list about texts, and writes the answers.
 class Asker {
@@ -19,16 +19,29 @@ public:
         bool strict = false; ///< an error that a plug-in is to ignore is a fault
     };
 
-    /// Keeps the address of `log`.
-    Asker(const Options& options, const LogClass& log);
+    /// What is found in all.
+    struct Findings {
+        bool found = false;
+        bool fault = false; ///< something could not be asked
+        bool output_failed = false;
+    };
+
+    /// Keeps the address of `log`. Where there is `await_turn`, it is called before a write, and
+    /// nothing is written when it is false.
+    Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn = {});
 
     void Ask(const ItemList& list, const std::string& text);
 
-    /// FetchItems() for `list`, about to be asked for the first `count` of `texts`.
-    void Fetch(const ItemList& list, const std::vector<std::string>& texts,
-               std::size_t count) const {
-        FetchItems(list, texts, count, m_options.flags);
-    }
+    /// Asks `count` texts, which are there already, so that their memory is waited for together.
+    void Ask(const ItemList& list, const std::string* texts, std::size_t count);
+
+    /// True when several threads, each with an asker of its own, may ask `list`: the answers are
+    /// all that is written, and no item has anything to wait for.
+    bool MayShare(const ItemList& list) const;
+
+    const Findings& Found() const { return m_findings; }
+    /// Takes what another asker has found as its own.
+    void Add(const Findings& other);
 
     /// Hands over the answers so far. False once they could not be written, which is told then.
     bool Flush();
@@ -37,15 +50,15 @@ public:
     int Status() const;
 
     /// Notes that something could not be asked.
-    void NoteFault() { m_fault = true; }
+    void NoteFault() { m_findings.fault = true; }
     /// True once something could not be asked.
-    bool HasFault() const { return m_fault; }
+    bool HasFault() const { return m_findings.fault; }
 
 private:
     const Options m_options;
     const LogClass& m_log;
+    const std::function<bool()> m_await_turn;
     AnswerWriter m_writer;
     Answer m_answer; ///< here, so that its strings keep their memory from text to text
-    bool m_found = false;
-    bool m_fault = false;
+    Findings m_findings;
 };

@@ -66,7 +66,7 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
         };
         for (std::size_t count; std::cout && (count = lines.Next(texts)) != 0;) {
             for (const ItemList* list : {&left, &right})
-                FetchItems(*list, texts, count, options.flags);
+                FetchItems(*list, texts.data(), count, options.flags);
             for (std::size_t i = 0; i < count && std::cout; ++i)
                 compare(texts[i]);
         }

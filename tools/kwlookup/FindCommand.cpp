@@ -3,26 +3,68 @@
 
 #include "AskItem.h"
 #include "ExitStatus.h"
+#include "InputBlocks.h"
 #include "InputLines.h"
 #include "Tell.h"
 
+#include <future>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
 
-/// Answers the lines of standard input as they come.
-void AskStandardInput(Asker& asker, const ItemList& list, bool null, const LogClass& log) {
-    InputLines lines(null);
-    std::vector<std::string> texts(READ_AHEAD);
-    std::size_t count = 0;
-    while ((lines.Buffered() || asker.Flush()) && (count = lines.Next(texts)) != 0) {
-        asker.Fetch(list, texts, count);
-        for (std::size_t i = 0; i < count; ++i)
-            asker.Ask(list, texts[i]);
+/// Asks `list` the blocks of lines that `asker` gets hold of.
+void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, Asker& asker, const ItemList& list) {
+    while (blocks.Take(block)) {
+        asker.Ask(list, block.texts.data(), block.count);
+        if (!asker.Flush())
+            blocks.Stop();
+        blocks.EndTurn();
     }
+}
+
+/// Answers the lines that are left in two threads; in one where the other cannot be started.
+void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
+                const ItemList& list, const LogClass& log) {
+    InputBlocks blocks(lines);
+    const auto ask = [&] {
+        try {
+            InputBlocks::Block block;
+            Asker own(options, log, [&] { return blocks.AwaitTurn(block); });
+            AskBlocks(blocks, block, own, list);
+            return own.Found();
+        } catch (...) {
+            blocks.Stop();
+            throw;
+        }
+    };
+    std::future<Asker::Findings> other;
+    try {
+        other = std::async(std::launch::async, ask);
+    } catch (const std::system_error&) { // no thread: one does it all
+    }
+    asker.Add(ask());
+    if (other.valid())
+        asker.Add(other.get());
+}
+
+/// Answers the lines of standard input as they come, each block of them in one write.
+void AskStandardInput(Asker& asker, const Asker::Options& options, const ItemList& list, bool null,
+                      const LogClass& log) {
+    InputLines lines(null);
+    std::vector<std::string> texts(InputBlocks::LARGEST);
+    // What is written already comes before the answers of the blocks.
+    std::size_t count = 0;
+    bool share = false;
+    while (!share && asker.Flush() && (count = lines.Next(texts)) != 0) {
+        asker.Ask(list, texts.data(), count);
+        share = count == texts.size() && asker.MayShare(list);
+    }
+    if (share && asker.Flush())
+        ShareInput(lines, asker, options, list, log);
     if (!lines.TellError(log))
         asker.NoteFault();
 }
@@ -45,7 +87,7 @@ int RunFindCommand(const FindOptions& options, const LogClass& log) {
     }
     for (const std::string& text : options.texts) {
         if (text == "-")
-            AskStandardInput(asker, *list, options.ask.answers.null, log);
+            AskStandardInput(asker, options.ask, *list, options.ask.answers.null, log);
         else
             asker.Ask(*list, text);
     }
@@ -65,7 +107,7 @@ int RunQueryCommand(const std::string& key, const std::string& list_text, const 
         if (list.FailedCount() != 0)
             asker.NoteFault();
         if (key == "-")
-            AskStandardInput(asker, list, false, log);
+            AskStandardInput(asker, options, list, false, log);
         else
             asker.Ask(list, key);
         asker.Flush();

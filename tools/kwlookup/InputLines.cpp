@@ -2,34 +2,41 @@
 #include "InputLines.h"
 
 #include "Tell.h"
-#include "text/SystemError.h"
 
 #include <string_view>
 #include <unistd.h>
 
 InputLines::InputLines(bool null)
-    : m_null(null), m_lines(STDIN_FILENO, UINT64_MAX, null ? '\0' : '\n') {}
+    : m_null(null), m_lines(STDIN_FILENO, UINT64_MAX, null ? '\0' : '\n') {
+    m_lines.SetLongestLine(LONGEST_INPUT_LINE);
+}
 
 bool InputLines::Next(std::string& text) {
     std::string_view line;
     if (!m_lines.Next(line))
         return false;
-    if (!m_null && !line.empty() && line.back() == '\r')
-        line.remove_suffix(1);
-    text.assign(line);
+    Assign(text, line);
     return true;
 }
 
 std::size_t InputLines::Next(std::vector<std::string>& texts) {
-    std::size_t count = 0;
-    while (count < texts.size() && (count == 0 || Buffered()) && Next(texts[count]))
-        ++count;
+    if (!Next(texts.front()))
+        return 0;
+    std::size_t count = 1;
+    for (std::string_view line; count < texts.size() && m_lines.NextBuffered(line); ++count)
+        Assign(texts[count], line);
     return count;
+}
+
+void InputLines::Assign(std::string& text, std::string_view line) const {
+    if (!m_null && !line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    text.assign(line);
 }
 
 bool InputLines::TellError(const LogClass& log) const {
     if (m_lines.Error() == 0)
         return true;
-    ::TellError(log, "cannot read standard input: " + SystemErrorText(m_lines.Error()));
+    ::TellError(log, "cannot read standard input: " + m_lines.ErrorText());
     return false;
 }

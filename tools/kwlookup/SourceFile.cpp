@@ -17,7 +17,9 @@ FileDescriptor Open(const std::string& name) {
 
 SourceFile::SourceFile(const std::string& name)
     : m_name(name), m_file(Open(name)), m_lines(m_file ? m_file.Get() : STDIN_FILENO,
-                                                m_file ? BytesToRead(m_file.Get()) : UINT64_MAX) {}
+                                                m_file ? BytesToRead(m_file.Get()) : UINT64_MAX) {
+    m_lines.SetLongestLine(LONGEST_INPUT_LINE);
+}
 
 bool SourceFile::Is(const std::string& name) const {
     struct stat open, named;

@@ -4,7 +4,6 @@
 #include "BoundedWarnings.h"
 #include "FileChecks.h"
 #include "text/LocaleBytes.h"
-#include "text/SystemError.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -142,7 +141,7 @@ void Read(LineReader& lines, const std::string& name, Source source, BoundedWarn
         source.Take(line, lines.LineNumber());
     }
     if (lines.Error() != 0)
-        throw std::runtime_error(name + ": " + SystemErrorText(lines.Error()));
+        throw std::runtime_error(name + ": " + lines.ErrorText());
     source.Finish();
 }
 

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "InputBlocks.h"
+
+bool InputBlocks::Take(Block& block) {
+    const std::lock_guard lock(m_input);
+    block.count = m_stopped ? 0 : m_lines.Next(block.texts);
+    block.number = m_taken;
+    m_taken += block.count != 0;
+    return block.count != 0;
+}
+
+bool InputBlocks::AwaitTurn(const Block& block) {
+    std::unique_lock lock(m_output);
+    m_turn_ended.wait(lock, [&] { return m_stopped || m_written == block.number; });
+    return !m_stopped;
+}
+
+void InputBlocks::EndTurn() {
+    const std::lock_guard lock(m_output);
+    ++m_written;
+    m_turn_ended.notify_all();
+}
+
+void InputBlocks::Stop() {
+    const std::lock_guard lock(m_output);
+    m_stopped = true;
+    m_turn_ended.notify_all();
+}
