@@ -2,6 +2,7 @@
 // Runs the examples of docs/servers.md with servers that hold what examples/servers/ holds.
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
+#include "servers/SlapdServer.h"
 #include "support/RunProgram.h"
 
 #include <gtest/gtest.h>
@@ -39,8 +40,11 @@ TEST(ServersPage, PrintsWhatItShows) {
 
     RedisServer redis;
     redis.Run({"HSET", "blocked", "corp.lan", "reject"});
+    SlapdServer slapd;
+    slapd.Add(Example("ldap.ldif"));
 
     const std::vector<std::string> replaced = {
+        "localhost:389=" + slapd.Host(),
         "localhost:5432=" + postgres.Host(),
         "127.0.0.1:6379=" + redis.Host(),
         "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.UnixHost() +
