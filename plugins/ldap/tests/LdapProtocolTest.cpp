@@ -225,7 +225,7 @@ TEST_F(LdapProtocolTest, LoginThatIsNotOverIsAFault) {
               server.Host() + ": login: SASL bind in progress");
 }
 
-class LdapReferralTest : public LdapProtocolTest {
+class LdapFollowTest : public LdapProtocolTest {
 protected:
     static std::string Url(const Server& server, const std::string& rest = "/") {
         return "ldap://" + server.Host() + rest;
@@ -245,7 +245,7 @@ protected:
     }
 };
 
-TEST_F(LdapReferralTest, ReferralsAreFaultsUnlessTheyAreFollowed) {
+TEST_F(LdapFollowTest, ReferralsAreFaultsUnlessTheyAreFollowed) {
     Server there(Found);
     Server result(Result({Url(there)}));
     Server reference(Reference({Url(there)}));
@@ -264,7 +264,7 @@ TEST_F(LdapReferralTest, ReferralsAreFaultsUnlessTheyAreFollowed) {
               fails.Host() + ": " + Url(busy) + ": Server is busy");
 }
 
-TEST_F(LdapReferralTest, UrlsThatLeadNowhereAreFaults) {
+TEST_F(LdapFollowTest, UrlsThatLeadNowhereAreFaults) {
     Server there(Found);
     const std::pair<std::string, std::string> cases[] = {
         {"", ": wrong URL"},
@@ -288,7 +288,7 @@ TEST_F(LdapReferralTest, UrlsThatLeadNowhereAreFaults) {
     EXPECT_EQ(Outcome(List(none.Host(), "Referrals=yes")), none.Host() + ": a referral to nowhere");
 }
 
-TEST_F(LdapReferralTest, UrlsChangeTheSearch) {
+TEST_F(LdapFollowTest, UrlsChangeTheSearch) {
     std::string request;
     Server there([&](const std::string& received) {
         if (Server::IsSearch(received))
@@ -318,7 +318,7 @@ TEST_F(LdapReferralTest, UrlsChangeTheSearch) {
     }
 }
 
-TEST_F(LdapReferralTest, LoopsEnd) {
+TEST_F(LdapFollowTest, LoopsEnd) {
     std::string url;
     std::atomic<int> asked{0};
     Server server([&](const std::string& request) {
@@ -330,7 +330,7 @@ TEST_F(LdapReferralTest, LoopsEnd) {
     EXPECT_EQ(asked, 17);
 }
 
-TEST_F(LdapReferralTest, LoginIsForConfiguredServersOnly) {
+TEST_F(LdapFollowTest, LoginIsForConfiguredServersOnly) {
     std::atomic<int> secrets{0};
     Server there([&](const std::string& request) {
         secrets += request.find("secret") != std::string::npos;
@@ -346,7 +346,7 @@ TEST_F(LdapReferralTest, LoginIsForConfiguredServersOnly) {
     EXPECT_EQ(secrets, 1);
 }
 
-TEST_F(LdapReferralTest, TimeHoldsForAllTogether) {
+TEST_F(LdapFollowTest, TimeHoldsForAllTogether) {
     Server silent([](const std::string&) { return std::string(); });
     Server refers(Result({Url(silent)}));
     const auto begin = std::chrono::steady_clock::now();

@@ -113,7 +113,7 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
          },
          [](const Parts& parts) { return "uid=" + parts.user; }},
     };
-    // Five million take a quarter of an hour.
+    // For more of them; five million take a quarter of an hour.
     const char* const wanted = std::getenv("KWLOOKUP_HOSTILE_ADDRESSES");
     const auto rounds = static_cast<unsigned>(wanted ? std::atoi(wanted) : Rounds(ADDRESSES));
     for (std::size_t t = 0; t < std::size(templates); ++t) {
