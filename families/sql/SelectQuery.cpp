@@ -4,13 +4,14 @@
 namespace kwlookup {
 
 SelectQuery::SelectQuery(const std::string& text, char quote, std::string_view parameter,
-                         std::size_t max_rows)
-    : SelectQuery(text, SelectStatement(text), quote, parameter, max_rows) {}
+                         std::size_t max_rows, SelectStatement::Columns columns)
+    : SelectQuery(text, SelectStatement(text), quote, parameter, max_rows, columns) {}
 
 SelectQuery::SelectQuery(const std::string& text, const SelectStatement& select, char quote,
-                         std::string_view parameter, std::size_t max_rows)
-    : m_text(text),
-      m_statement(select.Text(quote, parameter) + " limit " + std::to_string(max_rows + 1)),
+                         std::string_view parameter, std::size_t max_rows,
+                         SelectStatement::Columns columns)
+    : m_text(text), m_statement(select.Text(quote, parameter, columns) + " limit " +
+                                std::to_string(max_rows + 1)),
       m_template(select.GetTemplate()) {}
 
 } // namespace kwlookup

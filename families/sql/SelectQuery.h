@@ -15,10 +15,11 @@ namespace kwlookup {
 /// Threads: any; it never changes.
 class SelectQuery {
 public:
-    /// `quote` and `parameter`: see SelectStatement::Text(). The server is asked for one row more
-    /// than `max_rows` at most. Throws what SelectStatement and QueryTemplate throw.
+    /// `quote`, `parameter` and `columns`: see SelectStatement::Text(). The server is asked for one
+    /// row more than `max_rows` at most. Throws what SelectStatement and QueryTemplate throw.
     SelectQuery(const std::string& text, char quote, std::string_view parameter,
-                std::size_t max_rows);
+                std::size_t max_rows,
+                SelectStatement::Columns columns = SelectStatement::Columns::SELECTED);
 
     const std::string& GetText() const { return m_text; }
     const std::string& Key() const { return m_text; }
@@ -37,7 +38,7 @@ public:
 
 private:
     SelectQuery(const std::string& text, const SelectStatement& select, char quote,
-                std::string_view parameter, std::size_t max_rows);
+                std::string_view parameter, std::size_t max_rows, SelectStatement::Columns columns);
 
     std::string m_text;
     std::string m_statement;

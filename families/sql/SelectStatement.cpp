@@ -70,13 +70,15 @@ SelectStatement::SelectStatement(const std::string& text) {
     m_template = parser.m_where_value;
 }
 
-std::string SelectStatement::Text(char quote, std::string_view parameter) const {
+std::string SelectStatement::Text(char quote, std::string_view parameter, Columns columns) const {
     std::string text = "select ";
     for (const std::string& column : m_columns) {
         if (&column != &m_columns.front())
             text += ", ";
         text += column == "*" ? column : Quoted(column, quote);
     }
+    if (columns == Columns::AND_CONDITION)
+        text += ", " + Quoted(m_where_column, quote);
     text += " from " + Quoted(m_table, quote) + " where " + Quoted(m_where_column, quote) + " = ";
     return text.append(parameter);
 }
