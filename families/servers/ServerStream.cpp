@@ -142,6 +142,10 @@ void SetName(SSL* tls, const std::string& host, bool verify) {
 
 } // namespace
 
+void CheckTlsFiles(const TlsSettings& settings) {
+    MakeContext(settings);
+}
+
 void ServerStream::FreeTls::operator()(ssl_st* tls) const {
     ::SSL_free(tls);
 }

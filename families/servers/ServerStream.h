@@ -15,6 +15,10 @@ struct ssl_st;
 
 namespace kwlookup {
 
+/// Reads the files of `settings`, for those who leave TLS to another library, which does not say
+/// which file is bad. Throws ServerFault "FILE: REASON".
+void CheckTlsFiles(const TlsSettings& settings);
+
 /// The bytes to and from a server, for protocols that this project speaks itself; in TLS after
 /// StartTls().
 ///

@@ -88,6 +88,10 @@ TestCertificate TestAuthority::Expired() const {
     return Issue("expired", "localhost", THIS_MACHINE, true);
 }
 
+TestCertificate TestAuthority::For(const std::string& alternatives) const {
+    return Issue("for-" + alternatives, "test", alternatives);
+}
+
 TestCertificate TestAuthority::ForClient(const std::string& user) const {
     return Issue("client-" + user, user, "DNS:" + user + ".example");
 }

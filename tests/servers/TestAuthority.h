@@ -28,6 +28,8 @@ public:
     TestCertificate WithWrongName() const;
     /// As ForServer(), but valid in the past only.
     TestCertificate Expired() const;
+    /// For a server of other names or addresses, as in "DNS:localhost" or "IP:127.0.0.1".
+    TestCertificate For(const std::string& alternatives) const;
     /// For a client that is `user`.
     TestCertificate ForClient(const std::string& user) const;
 
