@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Runs the examples of docs/servers.md with servers that hold what examples/servers/ holds.
+#include "servers/MariaServer.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
 #include "servers/SlapdServer.h"
@@ -29,6 +30,8 @@ std::string Example(const std::string& name) {
 TEST(ServersPage, PrintsWhatItShows) {
     PostgresServer postgres;
     postgres.Execute(Example("postgres.sql"));
+    MariaServer maria;
+    maria.Execute(Example("mysql.sql"));
     // What the page says of a server that needs no settings.
     const std::string user = "\"" + std::string(::getpwuid(::geteuid())->pw_name) + "\"";
     postgres.Execute("create role " + user + " login in role trusted; create database " + user);
@@ -47,6 +50,7 @@ TEST(ServersPage, PrintsWhatItShows) {
         "localhost:389=" + slapd.Host(),
         "localhost:5432=" + postgres.Host(),
         "127.0.0.1:6379=" + redis.Host(),
+        "localhost:3306=" + maria.Host(),
         "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.UnixHost() +
             "|select",
     };

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/mysql/MysqlConnection.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/Resolve.h"
+#include "families/servers/ServerFault.h"
+#include "families/servers/ServerStream.h"
+#include "plugins/mysql/MysqlConnector.h"
+#include "plugins/mysql/MysqlFault.h"
+#include "plugins/mysql/MysqlWait.h"
+#include "text/SystemError.h"
+
+#include <charconv>
+#include <errmsg.h>
+#include <fcntl.h>
+#include <new>
+
+namespace kwlookup {
+
+namespace {
+
+/// Reloads with other statements must not fill the server's memory.
+constexpr std::size_t MOST_STATEMENTS = 100;
+
+/// What a row, and any other message of the server, may take here.
+constexpr std::size_t LONGEST_PACKET = 16 << 20;
+
+/// Every server takes values as long as this.
+constexpr std::size_t SHORT_VALUE = 4096;
+
+/// What a message has besides the value, and some more.
+constexpr std::size_t MESSAGE_HEAD = 1024;
+
+/// Methods of authentication that neither ask at the terminal nor send the password itself.
+const char* const METHODS =
+    "mysql_native_password,client_ed25519,caching_sha2_password,sha256_password,kwlookup_tls";
+
+template <typename Value>
+void SetOption(MYSQL* mysql, mysql_option option, const Value& value) {
+    if (::mysql_optionsv(mysql, option, &value) != 0)
+        throw ServerFault(::mysql_error(mysql));
+}
+
+void SetText(MYSQL* mysql, mysql_option option, const std::string& text) {
+    if (::mysql_optionsv(mysql, option, text.c_str()) != 0)
+        throw ServerFault(::mysql_error(mysql));
+}
+
+void SetTls(MYSQL* mysql, const TlsSettings& tls) {
+    SetOption(mysql, MYSQL_OPT_SSL_ENFORCE, my_bool(1));
+    SetOption(mysql, MYSQL_OPT_SSL_VERIFY_SERVER_CERT, static_cast<my_bool>(tls.verify));
+    SetText(mysql, MARIADB_OPT_TLS_VERSION, "TLSv1.2,TLSv1.3");
+    SetText(mysql, MYSQL_DEFAULT_AUTH, TLS_LOGIN);
+    // Without one, OpenSSL would ask at the terminal for that of an encrypted key.
+    SetText(mysql, MARIADB_OPT_TLS_PASSPHRASE, " ");
+    if (tls.verify && !tls.ca_file.empty())
+        SetText(mysql, MYSQL_OPT_SSL_CA, tls.ca_file);
+    if (!tls.cert_file.empty()) {
+        SetText(mysql, MYSQL_OPT_SSL_CERT, tls.cert_file);
+        SetText(mysql, MYSQL_OPT_SSL_KEY, tls.key_file.empty() ? tls.cert_file : tls.key_file);
+    }
+}
+
+/// Why connect(2) failed: the connector gives a number only, at the end.
+std::string ConnectReason(const std::string& message) {
+    const std::size_t open = message.rfind('(');
+    int error = 0;
+    if (open != std::string::npos)
+        std::from_chars(message.data() + open + 1, message.data() + message.size(), error);
+    return error != 0 ? SystemErrorText(error) : message;
+}
+
+} // namespace
+
+MysqlConnection::MysqlConnection(const Server& server, const ServerSettings& settings,
+                                 Deadline deadline)
+    // Nobody stands between the two ends of a unix socket.
+    : m_tls(settings.tls.mode != TlsSettings::Mode::NO && !server.IsUnix()) {
+    StartConnector();
+    const std::vector<Address> addresses = Resolve(server, deadline);
+    for (std::size_t left = addresses.size();; --left) {
+        const std::chrono::milliseconds share(deadline.MsLeft() / static_cast<int>(left));
+        bool reached = false;
+        try {
+            Connect(server, addresses[addresses.size() - left].Host(), settings,
+                    deadline.Within(share), reached);
+            return;
+        } catch (const ServerFault&) {
+            // A server that refuses us does so at its other addresses too.
+            if (reached || left == 1)
+                throw;
+        }
+    }
+}
+
+MysqlConnection::~MysqlConnection() {
+    // Says farewell where that goes at once.
+    const MysqlWait wait(Deadline(std::chrono::milliseconds(0)), m_tls);
+    m_mysql.reset();
+}
+
+void MysqlConnection::Connect(const Server& server, const std::string& address,
+                              const ServerSettings& settings, Deadline deadline, bool& reached) {
+    MysqlWait wait(deadline, m_tls);
+    wait.Connect(server.host);
+    m_mysql.reset(::mysql_init(nullptr));
+    MYSQL* const mysql = m_mysql.get();
+    if (!mysql)
+        throw std::bad_alloc();
+    if (::mysql_optionsv(mysql, MARIADB_OPT_IO_WAIT,
+                         reinterpret_cast<const void*>(&MysqlWait::ForSocket)) != 0)
+        throw ServerFault(::mysql_error(mysql));
+    SetOption(mysql, MYSQL_OPT_WRITE_TIMEOUT, MysqlWait::WRITE_MARK);
+    SetOption(mysql, MYSQL_OPT_PROTOCOL,
+              unsigned(server.IsUnix() ? MYSQL_PROTOCOL_SOCKET : MYSQL_PROTOCOL_TCP));
+    SetOption(mysql, MYSQL_OPT_LOCAL_INFILE, 0u);
+    SetOption(mysql, MYSQL_OPT_MAX_ALLOWED_PACKET, LONGEST_PACKET);
+    SetText(mysql, MYSQL_SET_CHARSET_NAME, settings.of_type);
+    SetText(mysql, MARIADB_OPT_RESTRICTED_AUTH, METHODS);
+    if (m_tls)
+        SetTls(mysql, settings.tls);
+    const bool unix_socket = server.IsUnix();
+    if (::mysql_real_connect(mysql, unix_socket ? nullptr : address.c_str(), settings.user.c_str(),
+                             settings.password.c_str(),
+                             settings.database.empty() ? nullptr : settings.database.c_str(),
+                             server.port, unix_socket ? address.c_str() : nullptr, 0)) {
+        if (m_tls && !(wait.HasTlsBegun() && ::mysql_get_ssl_cipher(mysql)))
+            throw ServerFault("TLS: the server does not offer it");
+        ::fcntl(static_cast<int>(::mysql_get_socket(mysql)), F_SETFD, FD_CLOEXEC);
+        return;
+    }
+    const unsigned code = ::mysql_errno(mysql);
+    reached = code != CR_CONNECTION_ERROR && code != CR_CONN_HOST_ERROR && code != CR_IPSOCK_ERROR;
+    if (!wait.GetReason().empty())
+        throw ServerFault(wait.GetReason());
+    if (!reached)
+        throw ServerFault(ConnectReason(::mysql_error(mysql)));
+    if (code == CR_SSL_CONNECTION_ERROR)
+        CheckTlsFiles(settings.tls); // the connector does not tell which one is bad
+    throw ServerFault(::mysql_error(mysql));
+}
+
+void MysqlConnection::Ask(const MysqlQuery& query, const std::string& value, Deadline deadline,
+                          Answer& answer) {
+    const MysqlWait wait(deadline, m_tls);
+    CheckLength(value);
+    const std::string& text = query.GetStatement();
+    MysqlStatement::Outcome outcome = Prepare(text).Ask(value, answer);
+    if (outcome == MysqlStatement::Outcome::FORGOTTEN) {
+        m_statements.erase(text);
+        outcome = Prepare(text).Ask(value, answer);
+    }
+    if (outcome == MysqlStatement::Outcome::FORGOTTEN)
+        throw QuestionFault("the server forgets statements at once");
+    if (outcome == MysqlStatement::Outcome::OTHER_CHARSET && !IsForeignText(value))
+        throw QuestionFault("the value is no text of Charset, and the condition's column has "
+                            "another character set");
+    if (::mysql_warning_count(m_mysql.get()) != 0)
+        throw QuestionFault(AskServer("show warnings", 2));
+}
+
+MysqlStatement& MysqlConnection::Prepare(const std::string& text) {
+    const auto known = m_statements.find(text);
+    if (known != m_statements.end())
+        return *known->second;
+    if (m_statements.size() >= MOST_STATEMENTS)
+        m_statements.clear();
+    auto statement = std::make_unique<MysqlStatement>(m_mysql.get(), text);
+    return *(m_statements[text] = std::move(statement));
+}
+
+/// Whether `value` is a text of the connection's character set, and not of ASCII: then a column of
+/// another one may be unable to hold it.
+bool MysqlConnection::IsForeignText(const std::string& value) const {
+    const MARIADB_CHARSET_INFO* const charset = m_mysql->charset;
+    bool is_foreign = false;
+    const char* const end = value.data() + value.size();
+    for (const char* at = value.data(); at < end;) {
+        unsigned length = 1;
+        if (static_cast<unsigned char>(*at) >= 0x80) {
+            is_foreign = true;
+            if (charset->char_maxlen > 1)
+                length = charset->mb_valid(at, end);
+        }
+        if (length == 0)
+            return false;
+        at += length;
+    }
+    return is_foreign;
+}
+
+/// The server would close the connection, and look as if it was down.
+void MysqlConnection::CheckLength(const std::string& value) {
+    if (value.size() <= SHORT_VALUE)
+        return;
+    if (m_longest_value == 0) {
+        std::size_t packet = 0;
+        const std::string text = AskServer("select @@max_allowed_packet", 0);
+        std::from_chars(text.data(), text.data() + text.size(), packet);
+        m_longest_value = packet > MESSAGE_HEAD ? packet - MESSAGE_HEAD : 1;
+    }
+    if (value.size() > m_longest_value)
+        throw QuestionFault("the value is longer than max_allowed_packet of the server");
+}
+
+/// One value of the first row of the answer.
+std::string MysqlConnection::AskServer(const std::string& statement, unsigned column) {
+    MYSQL* const mysql = m_mysql.get();
+    if (::mysql_real_query(mysql, statement.data(), statement.size()) != 0)
+        FailMysql(::mysql_errno(mysql), ::mysql_error(mysql));
+    const std::unique_ptr<MYSQL_RES, decltype(&::mysql_free_result)> rows(
+        ::mysql_store_result(mysql), ::mysql_free_result);
+    if (!rows)
+        FailMysql(::mysql_errno(mysql), ::mysql_error(mysql));
+    const MYSQL_ROW row = ::mysql_fetch_row(rows.get());
+    const bool is_there = row && column < ::mysql_num_fields(rows.get()) && row[column];
+    return is_there ? row[column] : "no reason given";
+}
+
+} // namespace kwlookup

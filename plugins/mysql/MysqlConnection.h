@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/Server.h"
+#include "families/servers/ServerSettings.h"
+#include "plugins/mysql/MysqlQuery.h"
+#include "plugins/mysql/MysqlStatement.h"
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mysql.h>
+#include <string>
+
+namespace kwlookup {
+
+/// A connection to a MariaDB or MySQL server, with the statements that it has prepared there.
+///
+/// No file of options is read, and the server cannot ask for files of ours.
+/// Threads: one at a time.
+class MysqlConnection {
+public:
+    /// Connects and logs in. Throws ServerFault with the reason.
+    MysqlConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
+    ~MysqlConnection();
+    MysqlConnection(const MysqlConnection&) = delete;
+    MysqlConnection& operator=(const MysqlConnection&) = delete;
+
+    /// Puts the rows for `value` into `answer`. Throws what MysqlStatement::Ask() throws, also
+    /// when the server has a warning about a comparison or does not take a value so long.
+    void Ask(const MysqlQuery& query, const std::string& value, Deadline deadline, Answer& answer);
+
+private:
+    struct Close {
+        void operator()(MYSQL* mysql) const { ::mysql_close(mysql); }
+    };
+
+    void Connect(const Server& server, const std::string& address, const ServerSettings& settings,
+                 Deadline deadline, bool& reached);
+    MysqlStatement& Prepare(const std::string& text);
+    bool IsForeignText(const std::string& value) const;
+    void CheckLength(const std::string& value);
+    std::string AskServer(const std::string& statement, unsigned column);
+
+    const bool m_tls;
+    std::size_t m_longest_value = 0; ///< that the server takes; 0: not known yet
+    std::map<std::string, std::unique_ptr<MysqlStatement>> m_statements; ///< outlive what is below
+    std::unique_ptr<MYSQL, Close> m_mysql;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/sql/SelectQuery.h"
+#include "plugins/mysql/MysqlConfig.h"
+
+#include <string>
+
+namespace kwlookup {
+
+/// The statement of an item, as MariaDB and MySQL take it. The condition's column is selected too,
+/// behind the others, so that each answer tells its type.
+class MysqlQuery : public SelectQuery {
+public:
+    MysqlQuery(const std::string& text, const MysqlConfig& config)
+        : SelectQuery(text, '`', "?", static_cast<std::size_t>(config.GetVal<int>("MaxRows")),
+                      SelectStatement::Columns::AND_CONDITION) {}
+};
+
+} // namespace kwlookup

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/mysql/MysqlStatement.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/ServerFault.h"
+#include "plugins/mysql/MysqlFault.h"
+
+#include <charconv>
+#include <errmsg.h>
+#include <mysqld_error.h>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+/// Results are a line of text; this bounds what many rows of them take.
+constexpr std::size_t LONGEST_RESULT = 16 << 20;
+
+/// True when `text` is how a whole number is written, and nothing else is.
+bool ReadNumber(const std::string& text, long long& number) {
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && std::to_string(number) == text;
+}
+
+} // namespace
+
+MysqlStatement::MysqlStatement(MYSQL* mysql, const std::string& text)
+    : m_mysql(mysql), m_statement(::mysql_stmt_init(mysql)) {
+    if (!m_statement)
+        throw std::bad_alloc();
+    if (::mysql_stmt_prepare(m_statement.get(), text.data(), text.size()) != 0)
+        Fail();
+    // What the connector does not check.
+    if (::mysql_stmt_param_count(m_statement.get()) != 1)
+        throw ServerFault("the server answers with another statement");
+    m_kind = FindKind();
+    m_cells.resize(::mysql_stmt_field_count(m_statement.get()));
+    BindCells();
+}
+
+MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& answer) {
+    const bool is_fresh = std::exchange(m_is_fresh, false);
+    if (m_kind == Kind::TEXT) {
+        BindText(value);
+    } else if (m_kind == Kind::OTHER || !BindNumber(value)) {
+        if (!is_fresh)
+            return Outcome::FORGOTTEN;
+        throw QuestionFault(m_kind == Kind::OTHER
+                                ? "the condition's column holds neither texts nor whole numbers"
+                                : "the condition's column holds numbers, and the value is no "
+                                  "whole number");
+    }
+    MYSQL_STMT* const statement = m_statement.get();
+    if (::mysql_stmt_execute(statement) != 0) {
+        const unsigned code = ::mysql_stmt_errno(statement);
+        if (code == ER_UNKNOWN_STMT_HANDLER || code == ER_NEED_REPREPARE ||
+            code == CR_NEW_STMT_METADATA)
+            return Outcome::FORGOTTEN;
+        if (code == ER_CANT_AGGREGATE_2COLLATIONS)
+            return Outcome::OTHER_CHARSET;
+        Fail();
+    }
+    if (FindKind() != m_kind)
+        return Outcome::FORGOTTEN;
+    int fetched;
+    while ((fetched = ::mysql_stmt_fetch(statement)) == 0 || fetched == MYSQL_DATA_TRUNCATED) {
+        answer.AddRow();
+        for (unsigned i = 0; i + 1 < m_cells.size(); ++i)
+            AddCell(i, answer);
+    }
+    if (fetched != MYSQL_NO_DATA)
+        Fail();
+    return Outcome::ANSWERED;
+}
+
+MysqlStatement::Kind MysqlStatement::FindKind() const {
+    const std::unique_ptr<MYSQL_RES, decltype(&::mysql_free_result)> result(
+        ::mysql_stmt_result_metadata(m_statement.get()), ::mysql_free_result);
+    if (!result)
+        Fail();
+    switch (::mysql_fetch_field_direct(result.get(), ::mysql_num_fields(result.get()) - 1)->type) {
+    case MYSQL_TYPE_VARCHAR:
+    case MYSQL_TYPE_VAR_STRING:
+    case MYSQL_TYPE_STRING:
+    case MYSQL_TYPE_TINY_BLOB:
+    case MYSQL_TYPE_MEDIUM_BLOB:
+    case MYSQL_TYPE_LONG_BLOB:
+    case MYSQL_TYPE_BLOB:
+    case MYSQL_TYPE_ENUM:
+    case MYSQL_TYPE_SET:
+        return Kind::TEXT;
+    case MYSQL_TYPE_TINY:
+    case MYSQL_TYPE_SHORT:
+    case MYSQL_TYPE_INT24:
+    case MYSQL_TYPE_LONG:
+    case MYSQL_TYPE_LONGLONG:
+    case MYSQL_TYPE_DECIMAL:
+    case MYSQL_TYPE_NEWDECIMAL:
+        return Kind::WHOLE_NUMBER;
+    default:
+        return Kind::OTHER;
+    }
+}
+
+void MysqlStatement::BindText(const std::string& value) {
+    m_length = value.size();
+    MYSQL_BIND parameter{};
+    parameter.buffer_type = MYSQL_TYPE_STRING;
+    parameter.buffer = const_cast<char*>(value.data());
+    parameter.buffer_length = m_length;
+    parameter.length = &m_length;
+    Bind(parameter);
+}
+
+/// False when `value` is no whole number. The server would read one from the beginning of any text.
+bool MysqlStatement::BindNumber(const std::string& value) {
+    if (!ReadNumber(value, m_number))
+        return false;
+    MYSQL_BIND parameter{};
+    parameter.buffer_type = MYSQL_TYPE_LONGLONG;
+    parameter.buffer = &m_number;
+    Bind(parameter);
+    return true;
+}
+
+void MysqlStatement::Bind(MYSQL_BIND& parameter) {
+    if (::mysql_stmt_bind_param(m_statement.get(), &parameter) != 0)
+        Fail();
+}
+
+void MysqlStatement::BindCells() {
+    std::vector<MYSQL_BIND> cells(m_cells.size());
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        cells[i].buffer_type = MYSQL_TYPE_STRING;
+        cells[i].buffer = m_cells[i].text.data();
+        cells[i].buffer_length = m_cells[i].text.size();
+        cells[i].length = &m_cells[i].length;
+        cells[i].is_null = &m_cells[i].is_null;
+        cells[i].error = &m_cells[i].is_cut;
+    }
+    if (::mysql_stmt_bind_result(m_statement.get(), cells.data()) != 0)
+        Fail();
+}
+
+void MysqlStatement::AddCell(unsigned column, Answer& answer) {
+    const Cell& cell = m_cells[column];
+    if (cell.is_null)
+        return;
+    if (cell.length <= cell.text.size()) {
+        answer.AddValue({cell.text.data(), cell.length});
+    } else {
+        m_long.resize(cell.length);
+        MYSQL_BIND whole{};
+        whole.buffer_type = MYSQL_TYPE_STRING;
+        whole.buffer = m_long.data();
+        whole.buffer_length = m_long.size();
+        if (::mysql_stmt_fetch_column(m_statement.get(), &whole, column, 0) != 0)
+            Fail();
+        answer.AddValue(m_long);
+        m_long = std::string();
+    }
+    if (answer.GetResult().size() > LONGEST_RESULT)
+        throw std::runtime_error("the result is longer than 16 MiB");
+}
+
+void MysqlStatement::Fail() const {
+    MYSQL_STMT* const statement = m_statement.get();
+    if (::mysql_stmt_errno(statement) != 0)
+        FailMysql(::mysql_stmt_errno(statement), ::mysql_stmt_error(statement));
+    // Fetching rows tells the connection only, and hides what was wrong with a long one.
+    const unsigned code = ::mysql_errno(m_mysql);
+    const bool was_long = code == CR_SERVER_LOST && m_mysql->net.error == 1;
+    FailMysql(was_long ? CR_NET_PACKET_TOO_LARGE : code, ::mysql_error(m_mysql));
+}
+
+} // namespace kwlookup

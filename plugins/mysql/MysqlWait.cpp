@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/mysql/MysqlWait.h"
+
+#include "families/servers/Socket.h"
+#include "text/SystemError.h"
+
+#include <ctime>
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+thread_local MysqlWait* t_current = nullptr;
+
+sigset_t OnlySigpipe() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGPIPE);
+    return signals;
+}
+
+bool IsSigpipePending() {
+    sigset_t pending;
+    ::sigpending(&pending);
+    return ::sigismember(&pending, SIGPIPE) == 1;
+}
+
+} // namespace
+
+MysqlWait::MysqlWait(Deadline deadline, bool tls) : m_deadline(deadline) {
+    t_current = this;
+    if (tls) {
+        m_had_sigpipe = IsSigpipePending();
+        const sigset_t sigpipe = OnlySigpipe();
+        ::pthread_sigmask(SIG_BLOCK, &sigpipe, &m_signals.emplace());
+    }
+}
+
+MysqlWait::~MysqlWait() {
+    t_current = nullptr;
+    if (!m_signals)
+        return;
+    const sigset_t sigpipe = OnlySigpipe();
+    const timespec now{};
+    if (!m_had_sigpipe)
+        while (::sigtimedwait(&sigpipe, nullptr, &now) == SIGPIPE) {
+        }
+    ::pthread_sigmask(SIG_SETMASK, &*m_signals, nullptr);
+}
+
+MysqlWait& MysqlWait::Current() {
+    return *t_current;
+}
+
+void MysqlWait::Connect(std::string tls_name) {
+    m_connects = true;
+    m_tls_name = std::move(tls_name);
+}
+
+void MysqlWait::Fail(const std::string& reason) {
+    if (m_reason.empty())
+        m_reason = reason;
+}
+
+int MysqlWait::ForSocket(my_socket socket, my_bool read, int timeout) {
+    const bool write = !read || timeout == static_cast<int>(WRITE_MARK);
+    return Current().Wait(static_cast<int>(socket), write ? POLLOUT : POLLIN);
+}
+
+/// 1 when the socket is ready, 0 when the time is over, -1 when there is nothing to wait for.
+int MysqlWait::Wait(int socket, short events) {
+    try {
+        if (std::exchange(m_connects, false))
+            ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        if (!WaitFor(socket, events, m_deadline)) {
+            Fail("no answer in time");
+            return 0;
+        }
+        if (events == POLLIN)
+            return 1;
+        // The connector would tell of another error.
+        int error = 0;
+        socklen_t size = sizeof(error);
+        ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size);
+        if (error == 0)
+            return 1;
+        Fail(SystemErrorText(error));
+    } catch (const std::exception& error) {
+        Fail(error.what());
+    }
+    return -1;
+}
+
+} // namespace kwlookup

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/mysql/tests/ForgetfulProxy.h"
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace {
+
+/// How often it looks whether there is something else to do.
+constexpr int PAUSE_MS = 5;
+
+sockaddr_in Loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+FileDescriptor Socket() {
+    return FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+bool Forward(const FileDescriptor& from, const FileDescriptor& to) {
+    char bytes[16384];
+    const ssize_t got = ::recv(from.Get(), bytes, sizeof(bytes), 0);
+    return got > 0 && ::send(to.Get(), bytes, static_cast<std::size_t>(got), MSG_NOSIGNAL) == got;
+}
+
+} // namespace
+
+ForgetfulProxy::ForgetfulProxy(int server_port) : m_server_port(server_port), m_listener(Socket()) {
+    sockaddr_in address = Loopback(0);
+    socklen_t length = sizeof(address);
+    ::bind(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), length);
+    ::listen(m_listener.Get(), 1);
+    ::getsockname(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), &length);
+    m_port = ntohs(address.sin_port);
+    m_thread = std::thread([this] { Run(); });
+}
+
+ForgetfulProxy::~ForgetfulProxy() {
+    m_stop = true;
+    m_thread.join();
+}
+
+void ForgetfulProxy::Forget() {
+    m_forget = true;
+    while (m_forget)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void ForgetfulProxy::Run() {
+    while (!m_stop) {
+        pollfd watched{m_listener.Get(), POLLIN, 0};
+        if (::poll(&watched, 1, PAUSE_MS) <= 0)
+            continue;
+        const FileDescriptor client(::accept(m_listener.Get(), nullptr, nullptr));
+        const FileDescriptor server = Socket();
+        const sockaddr_in address = Loopback(m_server_port);
+        ++m_accepted;
+        if (::connect(server.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) ==
+            0)
+            Serve(client, server);
+    }
+}
+
+void ForgetfulProxy::Serve(const FileDescriptor& client, const FileDescriptor& server) {
+    while (!m_stop) {
+        pollfd watched[] = {{client.Get(), POLLIN, 0}, {server.Get(), POLLIN, 0}};
+        ::poll(watched, 2, PAUSE_MS);
+        if ((watched[0].revents && !Forward(client, server)) ||
+            (watched[1].revents && !Forward(server, client)))
+            return;
+        if (m_forget) {
+            static constexpr char COM_RESET_CONNECTION[] = {1, 0, 0, 0, 0x1f};
+            ::send(server.Get(), COM_RESET_CONNECTION, sizeof(COM_RESET_CONNECTION), MSG_NOSIGNAL);
+            char done[64]; // a short packet, which arrives at once
+            ::recv(server.Get(), done, sizeof(done), 0);
+            m_forget = false;
+        }
+    }
+}

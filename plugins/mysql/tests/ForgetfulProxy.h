@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+
+#include <atomic>
+#include <thread>
+
+/// Stands on 127.0.0.1 before a server and forwards one connection. It can have the server forget
+/// the session's statements, as a pooler between does.
+class ForgetfulProxy {
+public:
+    explicit ForgetfulProxy(int server_port);
+    ForgetfulProxy(const ForgetfulProxy&) = delete;
+    ForgetfulProxy& operator=(const ForgetfulProxy&) = delete;
+    ~ForgetfulProxy();
+
+    int Port() const { return m_port; }
+    int Accepted() const { return m_accepted; }
+
+    /// Resets the session, of which no question is open. Returns when the server has done so.
+    void Forget();
+
+private:
+    void Run();
+    void Serve(const FileDescriptor& client, const FileDescriptor& server);
+
+    const int m_server_port;
+    int m_port = 0;
+    FileDescriptor m_listener;
+    std::atomic<int> m_accepted{0};
+    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_forget{false};
+    std::thread m_thread;
+};

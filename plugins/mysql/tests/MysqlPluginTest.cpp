@@ -1,0 +1,536 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/mysql/tests/ForgetfulProxy.h"
+#include "plugins/mysql/tests/MysqlService.h"
+#include "servers/FaultyProxy.h"
+#include "servers/HostileAddress.h"
+#include "servers/ServerPluginTest.h"
+#include "servers/TestAuthority.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <map>
+#include <set>
+
+using namespace kwlookup;
+
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string UMLAUTS = "gr\u00fc\u00dfe";
+
+class MysqlPluginTest : public ServerPluginTest<MysqlService> {
+protected:
+    static std::string Sql(const std::string& statements) {
+        return Get().GetServer().Execute(statements);
+    }
+
+    /// A list of one item that executes `statement`.
+    static std::string Item(const std::string& statement, const std::string& settings = "") {
+        return "\"mysql:OnError=exception|RetryInterval=0|Hosts=" + Server().Host() + "|" +
+               Get().Login() + "|" + settings + (settings.empty() ? "" : "|") + statement + "\"";
+    }
+
+    /// What the search failed with, without the server's name before it.
+    std::string FailureWith(const std::string& statement, const std::string& text = FOUND,
+                            const std::string& settings = "") {
+        KwLookupHolder holder(m_log);
+        holder.Init(Item(statement, settings));
+        const std::string failure = FailureOf(holder, text);
+        const std::string name = Server().Host() + ": ";
+        return failure.compare(0, name.size(), name) == 0 ? failure.substr(name.size())
+                                                          : "without name: " + failure;
+    }
+
+    static std::string Select(const std::string& table, const std::string& column = "result") {
+        return "select " + column + " from " + table + " where address = '$s'";
+    }
+};
+
+TEST_F(MysqlPluginTest, Answers) {
+    Sql(R"(
+        create table answers (address varchar(100) collate utf8mb4_nopad_bin, result longtext,
+            more text) character set utf8mb4;
+        insert into answers values
+            ('jdoe@corp.lan', 'OK', 'more'), ('JDoe@Corp.lan', 'mixed', null),
+            ('rows', 'a', '1'), ('rows', '', 'x y'), ('rows', null, null), ('rows', 'b', ''),
+            ('null', null, null), ('empty', '', ''),
+            ('corp.lan', 'domain', ''), ('jdoe', 'user', ''), ('$', 'dollar', ''),
+            ('<jdoe@corp.lan>', 'brackets', ''), (' jdoe ', 'blanks', ''),
+            ('jdoe at corp.lan', 'parts', ''), ('jörg@corp.lan', 'grüße', '');
+        insert into answers values ('long', repeat('a', 256), repeat('b', 257)),
+            ('huge', repeat('c', 5000000), '');
+        create table `select` (`from` integer, `where` varbinary(20), `Mixed` boolean);
+        insert into `select` values (7, x'ff4100', true);
+        create database other;
+        create table other.answers (address char(40), a numeric(5, 2), b datetime, c double,
+            d bigint unsigned, e enum('x', 'y'), f time, g year);
+        insert into other.answers values ('jdoe', 2.5, '2026-01-02 03:04:05', 0.1,
+            18446744073709551615, 'y', '-01:02:03', 2026);
+        create view view as select address, upper(result) as result from answers;
+        create table folding (address varchar(20) character set utf8mb4
+            collate utf8mb4_general_ci, result text);
+        insert into folding values ('jdoe', 'folded');
+        grant select on answers to kw@'%';
+        grant select on `select` to kw@'%';
+        grant select on view to kw@'%';
+        grant select on folding to kw@'%';
+        grant select on other.* to kw@'%';
+    )");
+    struct Case {
+        std::string statement;
+        std::string text;
+        int flags;
+        Answer answer;
+    };
+    const std::string statement = "select result from answers where address = '$s'";
+    const std::string where = " from answers where address = '$s'";
+    const std::string result = "select result from answers where address = ";
+    const std::string umlauts = "j\u00f6rg@corp.lan";
+    const Case cases[] = {
+        {statement, "jdoe@corp.lan", 0, {true, " OK", "jdoe@corp.lan"}},
+        {statement, "JDOE@corp.lan", 0, Miss()},
+        {statement, "JDoe@Corp.lan", 0, {true, " mixed", "JDoe@Corp.lan"}},
+        {statement, "jdoe@corp.la", 0, Miss()},
+        {statement, "jdoe@corp.lan ", 0, Miss()},
+        {statement, "", 0, Miss()},
+        {statement, umlauts, 0, {true, " " + UMLAUTS, umlauts}},
+        {"SELECT result FROM answers WHERE address = '$s'", "jdoe", 0, {true, " user", "jdoe"}},
+        {"select a, b, c, d, e, f, g from other.answers where address = '$s'",
+         "jdoe",
+         0,
+         {true, " 2.50 2026-01-02 03:04:05 0.1 18446744073709551615 y -01:02:03 2026", "jdoe"}},
+        {"select * from view where address = '$s'", "jdoe", 0, {true, " jdoe USER", "jdoe"}},
+        {"select from, where, Mixed from select where from = '$s'",
+         "7",
+         0,
+         {true, " 7 \xff"s + "A\0 1"s, "7"}},
+        {Select("folding"), "JD\u00d6E", 0, {true, " folded", "JD\u00d6E"}},
+        {Select("folding"), "jdoe ", 0, {true, " folded", "jdoe "}},
+        {"select result, more" + where, "jdoe@corp.lan", 0, {true, " OK more", "jdoe@corp.lan"}},
+        {statement, "rows", 0, {true, " a b", "rows"}},
+        {"select result, more" + where, "rows", 0, {true, " a 1 x y b", "rows"}},
+        {statement, "null", 0, {true, "", "null"}},
+        {"select result, more" + where, "empty", 0, {true, "", "empty"}},
+        {"select result, more" + where,
+         "long",
+         0,
+         {true, " " + std::string(256, 'a') + " " + std::string(257, 'b'), "long"}},
+        {statement, "huge", 0, {true, " " + std::string(5000000, 'c'), "huge"}},
+        {statement, "<jdoe@corp.lan>", 0, {true, " brackets", "<jdoe@corp.lan>"}},
+        {statement, "<jdoe@corp.lan>", FIND_STRIP_BRACKETS, {true, " OK", "jdoe@corp.lan"}},
+        {result + "'$d'", "x@corp.lan", 0, {true, " domain", "corp.lan"}},
+        {result + "'$d'", "corp.lan", FIND_DOMAIN, {true, " domain", "corp.lan"}},
+        {result + "'$d'", "jdoe", 0, Miss()},
+        {result + "'$u'", "jdoe@x", 0, {true, " user", "jdoe"}},
+        {result + "'$u'", "@x", 0, Miss()},
+        {result + "'$u at $d'", "jdoe@corp.lan", 0, {true, " parts", "jdoe at corp.lan"}},
+        {result + "' $u '", "jdoe@x", 0, {true, " blanks", " jdoe "}},
+        {result + "'$$'", "any", 0, {true, " dollar", "$"}},
+        {result + "'jdoe'", "any", 0, {true, " user", "jdoe"}},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.statement + " on " + test.text);
+        ExpectAnswer(Item(test.statement), test.text, test.flags, test.answer);
+    }
+    EXPECT_THAT(TakeErrors(), IsEmpty());
+}
+
+TEST_F(MysqlPluginTest, RefusesItems) {
+    const std::string select = "select a from b where c = '$s'";
+    const std::string charset = ": wait a character set that clients of the server may use";
+    const std::pair<std::string, std::string> cases[] = {
+        {"select a from b", "cannot read the statement"},
+        {"select a from b where c = '$x'", "unrecognize expansion"},
+        {"select a-b from b where c = '$s'", "cannot read the statement"},
+        {"Hosts=, |" + select, "Wrong Hosts setting []"},
+        {"Hosts=[|" + select, "Wrong Hosts setting"},
+        {"Hosts=a:0|" + select, "Wrong Hosts setting"},
+        {"Hosts=unix:relative|" + select, "Wrong Hosts setting"},
+        {"Charset=klingon|" + select, "Wrong Charset setting [klingon]" + charset},
+        {"Charset=utf16|" + select, "Wrong Charset setting [utf16]" + charset},
+        {"Tls=maybe|" + select, "Wrong Tls setting"},
+        {"TlsKeyFile=/x|" + select, "TlsKeyFile is set without TlsCertFile"},
+        {"Timeout=0|" + select, "Timeout must be from 1 to"},
+        {"MaxRows=0|" + select, "MaxRows must be at least 1"},
+        {"MaxConnections=0|" + select, "MaxConnections must be from 1 to"},
+        {"Colour=red|" + select, "Colour"},
+    };
+    for (const auto& [rest, error] : cases)
+        EXPECT_THAT(ErrorOf("\"mysql:Hosts=127.0.0.1|" + rest + "\""), HasSubstr(error)) << rest;
+}
+
+TEST_F(MysqlPluginTest, WhatTheServerRefusesIsAFault) {
+    Sql(R"(
+        create database hidden;
+        create table hidden.secrets (address varchar(20), result text);
+        create table failing (address varchar(20), result text);
+        insert into failing values ('jdoe@corp.lan', '');
+        create view broken as
+            select address, (select 1 union select 2) as result from failing;
+        create table revoked (address varchar(20), result text);
+        grant select on revoked to kw@'%';
+        grant select on broken to kw@'%';
+        create user locked@'%' identified by 'secret of the test' account lock;
+    )");
+    EXPECT_EQ(FailureWith(Select("nowhere")),
+              "SELECT command denied to user 'kw'@'127.0.0.1' for table `test`.`nowhere`");
+    Sql("grant select on test.* to kw@'%'");
+    EXPECT_EQ(FailureWith(Select("nowhere")), "Table 'test.nowhere' doesn't exist");
+    EXPECT_EQ(FailureWith(Select("access", "nothing")), "Unknown column 'nothing' in 'SELECT'");
+    EXPECT_THAT(FailureWith(Select("hidden.secrets")), StartsWith("SELECT command denied to user"));
+    EXPECT_EQ(FailureWith(Select("broken")), "Subquery returns more than 1 row");
+    EXPECT_THAT(FailureWith(Select("access"), FOUND, "Database=nowhere"),
+                StartsWith("Access denied for user 'kw'@'%' to database 'nowhere'"));
+    EXPECT_THAT(FailureWith(Select("access"), FOUND, "User=locked"),
+                HasSubstr("this account is locked"));
+    // A right that goes away beside an open connection.
+    Sql("revoke select on test.* from kw@'%'");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("revoked")));
+    EXPECT_EQ(FailureOf(holder), "not found");
+    Sql("revoke select on revoked from kw@'%'");
+    EXPECT_THAT(FailureOf(holder), HasSubstr("command denied"));
+    // The connections can be used again, and the server is not taken for a failed one.
+    ExpectWorks(Item(Get().Query(), "RetryInterval=60s"));
+    // Under OnError=ignore they are misses with a line in the log.
+    RecordingLog::Reset();
+    holder.Init(Item(Select("broken"), "OnError=ignore"));
+    EXPECT_EQ(Ask(holder, FOUND), Miss());
+    EXPECT_THAT(
+        RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
+        ElementsAre("lookup_mysql: " + Server().Host() + ": Subquery returns more than 1 row"));
+}
+
+TEST_F(MysqlPluginTest, OnlyTextsAndWholeNumbersAreCompared) {
+    Sql(R"(
+        create table numbers (whole bigint, point decimal(20, 2), result text,
+            inexact double, day date, moment datetime, year year, bits bit(8), address inet6);
+        insert into numbers values (12, 12, 'twelve', 12, '2026-01-02', '2026-01-02', 2026, 12,
+            '::1');
+        insert into numbers (whole, point, inexact, result)
+            values (0, 0, 0, 'zero'), (9007199254740993, 9007199254740993, 0, 'exact');
+        grant select on numbers to kw@'%';
+    )");
+    const std::string no_number =
+        "the condition's column holds numbers, and the value is no whole number";
+    for (const std::string& column : {"whole"s, "point"s}) {
+        const std::string select = "select result from numbers where " + column + " = '$s'";
+        ExpectAnswer(Item(select), "12", 0, {true, " twelve", "12"});
+        ExpectAnswer(Item(select), "9007199254740993", 0, {true, " exact", "9007199254740993"});
+        EXPECT_EQ(AskList(Item(select), "9007199254740992"), Miss());
+        EXPECT_EQ(AskList(Item(select), "-12"), Miss());
+        // The server would read the number at their beginning.
+        for (const std::string& text : {"12abc"s, "abc"s, " 12"s, "12 "s, "012"s, "+12"s, "12.0"s,
+                                        "1e1"s, "0x0c"s, "12\0"s, "-0"s, "99999999999999999999"s})
+            EXPECT_EQ(FailureWith(select, text), no_number) << text;
+    }
+    for (const std::string& column : {"inexact"s, "day"s, "moment"s, "year"s, "bits"s})
+        EXPECT_EQ(FailureWith("select result from numbers where " + column + " = '$s'", "12"),
+                  "the condition's column holds neither texts nor whole numbers");
+    const std::string select = "select result from numbers where address = '$s'";
+    ExpectAnswer(Item(select), "0::1", 0, {true, " twelve", "0::1"});
+    EXPECT_EQ(FailureWith(select, "jdoe"), "Incorrect inet6 value: 'jdoe'");
+}
+
+TEST_F(MysqlPluginTest, TooManyRowsAndTooLongAnswersAreFaults) {
+    Sql("create table many (address varchar(20), result longtext);"
+        "insert into many select 'many', repeat('x', 1000) from seq_1_to_10000;"
+        "insert into many select 'four', 'x' from seq_1_to_4;"
+        "insert into many values ('row', repeat('x', 15000000)), ('row', repeat('x', 15000000));"
+        "set global max_allowed_packet = 64 * 1024 * 1024");
+    Sql("insert into many values ('long', repeat('x', 17000000));"
+        "set global max_allowed_packet = default;"
+        "grant select on many to kw@'%'");
+    FaultyProxy proxy(Server().Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("many"), "Hosts=" + proxy.Host()));
+    EXPECT_EQ(FailureOf(holder, "many"), proxy.Host() + ": more rows than MaxRows, 100");
+    EXPECT_LT(proxy.Forwarded(), 200000u);
+    EXPECT_EQ(FailureWith(Select("many"), "four", "MaxRows=3"), "more rows than MaxRows, 3");
+    ExpectAnswer(Item(Select("many"), "MaxRows=4"), "four", 0, {true, " x x x x", "four"});
+    EXPECT_EQ(FailureWith(Select("many"), "row"), "the result is longer than 16 MiB");
+    EXPECT_EQ(FailureWith(Select("many"), "long"), "a row is longer than 16 MiB");
+    ExpectWorks(Item(Get().Query(), "RetryInterval=60s"));
+}
+
+TEST_F(MysqlPluginTest, ValuesLongerThanTheServerTakesAreFaults) {
+    const std::string before = Sql("select @@max_allowed_packet");
+    Sql("set global max_allowed_packet = 1048576");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Get().Query(), "RetryInterval=60s|MaxRows=5"));
+    EXPECT_THAT(FailureOf(holder, std::string(1 << 20, 'x')),
+                HasSubstr("the value is longer than max_allowed_packet of the server"));
+    EXPECT_EQ(Ask(holder, std::string(1000000, 'x')), Miss());
+    ExpectWorks(holder);
+    Sql("set global max_allowed_packet = " + before);
+}
+
+TEST_F(MysqlPluginTest, SlowAnswersFailInTime) {
+    Sql("create function wait() returns text return sleep(20);"
+        "create view slow as select address, wait() as result from access;"
+        "grant select on slow to kw@'%'");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("slow"), "Timeout=1"));
+    ExpectFailsInTime(holder, "no answer in time");
+    ExpectWorks(Item(Get().Query(), "Timeout=1"));
+}
+
+TEST_F(MysqlPluginTest, PreparesAgainWhatTheServerHasForgotten) {
+    Sql("create table grows (address varchar(20));"
+        "insert into grows values ('12abc');"
+        "grant select on grows to kw@'%'");
+    ForgetfulProxy proxy(Server().Port());
+    const std::string settings = "Hosts=127.0.0.1:" + std::to_string(proxy.Port());
+    KwLookupHolder keeper(m_log); // of the connection
+    keeper.Init(Item(Get().Query(), settings));
+    for (int i = 0; i < 3; ++i) {
+        ExpectWorks(keeper);
+        proxy.Forget();
+    }
+    // Tables that change under a statement.
+    KwLookupHolder holder(m_log);
+    holder.Init(Item("select * from grows where address = '$s'", settings));
+    EXPECT_EQ(FailureOf(holder, "12abc"), "found 12abc");
+    Sql("alter table grows add more text default 'more'");
+    EXPECT_EQ(FailureOf(holder, "12abc"), "found 12abc more");
+    Sql("alter table grows drop more");
+    EXPECT_EQ(FailureOf(holder, "12abc"), "found 12abc");
+    Sql("update grows set address = '12'; alter table grows modify address double");
+    EXPECT_THAT(FailureOf(holder, "12abc"), HasSubstr("neither texts nor whole numbers"));
+    Sql("alter table grows modify address varchar(20)");
+    EXPECT_EQ(FailureOf(holder, "12abc"), "not found");
+    EXPECT_EQ(FailureOf(holder, "12"), "found 12");
+    Sql("drop table grows");
+    EXPECT_THAT(FailureOf(holder, "12"), HasSubstr("doesn't exist"));
+    EXPECT_EQ(proxy.Accepted(), 1) << "a new connection hides it";
+}
+
+TEST_F(MysqlPluginTest, ManyStatementsDoNotFillTheServer) {
+    FaultyProxy proxy(Server().Port());
+    KwLookupHolder holder(m_log);
+    const std::string settings = "MaxRows=7|Hosts=" + proxy.Host();
+    KwLookupHolder keeper(m_log); // of the connection
+    keeper.Init(Item(Get().Query(), settings));
+    EXPECT_EQ(Ask(keeper, "nobody"), Miss());
+    const std::string count = "show global status like 'Prepared_stmt_count'";
+    const int before = std::stoi(Sql(count).substr(sizeof("Prepared_stmt_count")));
+    std::string columns = "result";
+    for (int i = 0; i < 250; ++i, columns += ", result") {
+        holder.Init(Item("select " + columns + " from access where address = '$s'", settings));
+        EXPECT_EQ(Ask(holder, "nobody"), Miss());
+    }
+    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_LE(std::stoi(Sql(count).substr(sizeof("Prepared_stmt_count"))), before + 100);
+}
+
+TEST_F(MysqlPluginTest, BytesOutsideOfTheCharacterSet) {
+    Sql(R"(
+        create table utf8 (address varchar(100) character set utf8mb4 collate utf8mb4_nopad_bin,
+            result text);
+        insert into utf8 values ('j?', 'question'), ('j', 'short'), ('jörg', 'umlaut');
+        create table latin (address varchar(100) character set latin1, result text);
+        insert into latin values ('j?', 'question'), ('j', 'short'), (x'6af67267', 'umlaut');
+        create table bytes (address varbinary(100), result text);
+        insert into bytes values (x'6aff', 'bytes'), (x'6a00', 'nul'), (x'6af67267', 'umlaut');
+        create table folding0 (address varchar(100) character set utf8mb4
+            collate utf8mb4_unicode_ci, result text);
+        insert into folding0 values ('ab', 'folded');
+        grant select on utf8 to kw@'%';
+        grant select on latin to kw@'%';
+        grant select on bytes to kw@'%';
+        grant select on folding0 to kw@'%';
+    )");
+    const std::string utf8 = "j\u00f6rg";
+    const std::string latin = "j\xf6rg";
+    const std::string other = "the value is no text of Charset, and the condition's column has "
+                              "another character set";
+    for (const std::string& text : {"j\0"s, "\0j"s, "j\xff"s, "j\xc0\xaf"s, "j\xed\xa0\x80"s,
+                                    "j\xf4\x90\x80\x80"s, "j\xc3"s, latin})
+        EXPECT_EQ(AskList(Item(Select("utf8")), text), Miss()) << text;
+    // Another column may hold bytes that somebody means by them.
+    for (const std::string& text : {"j\xff"s, "j\xc0\xaf"s, "j\xc3"s, latin})
+        EXPECT_EQ(FailureWith(Select("latin"), text), other) << text;
+    ExpectAnswer(Item(Select("utf8")), utf8, 0, {true, " umlaut", utf8});
+    ExpectAnswer(Item(Select("latin")), utf8, 0, {true, " umlaut", utf8});
+    ExpectAnswer(Item(Select("latin"), "Charset=latin1"), latin, 0, {true, " umlaut", latin});
+    ExpectAnswer(Item(Select("utf8"), "Charset=latin1"), latin, 0, {true, " umlaut", latin});
+    // It cannot hold a letter of another alphabet.
+    EXPECT_EQ(AskList(Item(Select("latin")), "\u0416"), Miss());
+    ExpectAnswer(Item(Select("bytes")), "j\xff", 0, {true, " bytes", "j\xff"});
+    ExpectAnswer(Item(Select("bytes")), "j\0"s, 0, {true, " nul", "j\0"s});
+    ExpectAnswer(Item(Select("bytes")), latin, 0, {true, " umlaut", latin});
+    // Some collations take a NUL for nothing, as the page says.
+    ExpectAnswer(Item(Select("folding0")), "a\0b"s, 0, {true, " folded", "a\0b"s});
+}
+
+TEST_F(MysqlPluginTest, NothingOfTheEnvironmentCounts) {
+    m_dir.Write(".my.cnf", "[client]\npassword=secret of the test\nssl-ca=/nowhere\n");
+    const std::map<std::string, std::string> variables = {
+        {"HOME", m_dir.Path(".")},     {"MYSQL_HOME", m_dir.Path(".")},
+        {"MYSQL_HOST", "192.0.2.1"},   {"MYSQL_TCP_PORT", "1"},
+        {"MYSQL_UNIX_PORT", "/none"},  {"MYSQL_PWD", "secret of the test"},
+        {"MARIADB_UNIX_PORT", "/none"}};
+    const std::string home_before = std::getenv("HOME") ? std::getenv("HOME") : "/";
+    for (const auto& [name, value] : variables)
+        ::setenv(name.c_str(), value.c_str(), 1);
+    ExpectWorks(Item(Get().Query(), "MaxRows=9"));
+    const std::string failure = FailureOf("\"mysql:OnError=exception|Hosts=" + Server().Host() +
+                                          "|User=kw|Database=test|" + Get().Query() + "\"");
+    EXPECT_THAT(failure, HasSubstr("(using password: NO)"));
+    for (const auto& [name, value] : variables)
+        ::unsetenv(name.c_str());
+    ::setenv("HOME", home_before.c_str(), 1);
+}
+
+TEST_F(MysqlPluginTest, SignalsAndDescriptorsOfTheHostStayAsTheyAre) {
+    KwLookupHolder holder(m_log);
+    holder.Init(List(Server().Host()));
+    ExpectWorks(holder);
+    struct sigaction sigpipe;
+    ::sigaction(SIGPIPE, nullptr, &sigpipe);
+    EXPECT_EQ(sigpipe.sa_handler, SIG_DFL);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int descriptor = std::stoi(entry.path().filename());
+        std::error_code none;
+        const std::string name = std::filesystem::read_symlink(entry, none);
+        if (name.compare(0, 7, "socket:") == 0) {
+            EXPECT_EQ(::fcntl(descriptor, F_GETFD), FD_CLOEXEC) << name;
+        }
+    }
+}
+
+TEST_F(MysqlPluginTest, HostileAddressesMatchNothingElse) {
+    Sql("create table hostile (address varchar(100) character set utf8mb4"
+        "  collate utf8mb4_nopad_bin, result text, key (address));"
+        "insert into hostile (address) values ('jdoe@corp.lan'), ('*'), ('%'), ('_'), (''''),"
+        "  ('\"'), ('`'), ('corp.lan');"
+        "update hostile set result = address;"
+        "grant select, insert, update, delete, drop on hostile to kw@'%'");
+    const std::set<std::string> stored = {"jdoe@corp.lan", "*", "%", "_", "'", "\"", "`",
+                                          "corp.lan"};
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("hostile"), "Timeout=60"));
+    RecordingLog::Silence();
+    Sql("truncate mysql.general_log; set global log_output = 'TABLE'; set global general_log = on");
+    int found = 0;
+    for (unsigned i = 0; i < 20000; ++i) {
+        const std::string address = HostileAddress(i);
+        const bool expected = stored.count(address) != 0;
+        const Answer answer = Ask(holder, address);
+        ASSERT_EQ(answer.res, expected ? " " + address : "") << i;
+        ASSERT_EQ(answer.found, expected) << i << ": " << address.substr(0, 200);
+        found += answer.found;
+    }
+    EXPECT_GT(found, 20);
+    EXPECT_EQ(Sql("select count(*) from hostile"), std::to_string(stored.size()) + "\n");
+    Sql("set global general_log = off");
+    EXPECT_EQ(Sql("select distinct argument from mysql.general_log"
+                  "  where command_type = 'Prepare' and argument like '%hostile%'"),
+              "select `result`, `address` from `hostile` where `address` = ? limit 101\n");
+    EXPECT_EQ(Sql("select count(*) from mysql.general_log"
+                  "  where command_type = 'Query' and user_host like 'kw[%'"
+                  "  and argument <> 'select @@max_allowed_packet'"),
+              "0\n");
+}
+
+/// The server shows a certificate of its own authority.
+class MysqlTlsTest : public MysqlPluginTest {
+protected:
+    void UseCertificate(const TestCertificate& certificate) {
+        Server().UseCertificate(certificate);
+    }
+
+    std::string Trusting(const std::string& more = "") const {
+        return "Tls=require|TlsCaFile=" + m_authority.CaFile() + more;
+    }
+
+    TestAuthority m_authority;
+};
+
+TEST_F(MysqlTlsTest, WithoutTlsOfTheServerNothingIsSent) {
+    // It has not been given a certificate yet.
+    FaultyProxy proxy(Server().Port());
+    for (const std::string& settings : {Trusting(), Trusting("|TlsVerify=no")}) {
+        const std::string failure = FailureOf(List(proxy.Host(), settings));
+        EXPECT_EQ(failure, proxy.Host() + ": TLS: the server does not offer it");
+    }
+    EXPECT_EQ(Sql("show global status like 'Ssl_accepts'"), "Ssl_accepts\t0\n");
+}
+
+TEST_F(MysqlTlsTest, CertificateIsForWhatIsConfigured) {
+    const std::string port = ":" + std::to_string(Server().Port());
+    UseCertificate(m_authority.For("DNS:localhost"));
+    ExpectWorks(List("localhost" + port, Trusting()));
+    EXPECT_THAT(FailureOf(List("127.0.0.1" + port, Trusting())),
+                HasSubstr("Validation of SSL server certificate failed"));
+    UseCertificate(m_authority.For("IP:127.0.0.1"));
+    ExpectWorks(List("127.0.0.1" + port, Trusting()));
+    EXPECT_THAT(FailureOf(List("localhost" + port, Trusting())),
+                HasSubstr("Validation of SSL server certificate failed"));
+}
+
+TEST_F(MysqlTlsTest, UserWithACertificate) {
+    Sql("create user certified@'%' require x509; grant select on access to certified@'%'");
+    UseCertificate(m_authority.ForServer());
+    const TestCertificate certificate = m_authority.ForClient("certified");
+    const std::string user = "|User=certified|Password=";
+    EXPECT_THAT(FailureOf(List(Server().Host(), Trusting(user))), HasSubstr("Access denied"));
+    ExpectWorks(
+        List(Server().Host(), Trusting(user + "|TlsCertFile=" + certificate.certificate_file +
+                                       "|TlsKeyFile=" + certificate.key_file)));
+}
+
+TEST_F(MysqlTlsTest, TimeLimitHoldsInTheHandshakeAndBehindIt) {
+    UseCertificate(m_authority.ForServer());
+    FaultyProxy proxy(Server().Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(List(proxy.Host(), Trusting("|ConnectTimeout=20")));
+    EXPECT_EQ(FailureOf(holder), "found OK");
+    const std::size_t length = proxy.Forwarded();
+    // Signatures are not always of the same length, so not at the very end.
+    for (const std::size_t bytes : {length / 8, length / 4, length / 2, length - 16}) {
+        SCOPED_TRACE(bytes);
+        proxy.SetFault(FaultyProxy::Fault::Hang, bytes);
+        proxy.Disconnect();
+        ExpectFailsInTime(holder, "no answer in time");
+    }
+    proxy.SetFault(FaultyProxy::Fault::None);
+    ExpectWorks(holder);
+}
+
+TEST_F(MysqlTlsTest, AnswerCutAfterAnyByteIsAFaultAndNoSignal) {
+    UseCertificate(m_authority.ForServer());
+    FaultyProxy proxy(Server().Port());
+    KwLookupHolder holder(m_log);
+    holder.Init(List(proxy.Host(), Trusting("|IdleTimeout=0")));
+    EXPECT_EQ(FailureOf(holder), "found OK");
+    const std::size_t length = proxy.Forwarded();
+    for (const auto fault : {FaultyProxy::Fault::Close, FaultyProxy::Fault::Reset})
+        // Signatures are not always of the same length, so not up to the very end.
+        for (std::size_t bytes = 0; bytes + 16 < length; bytes += 13) {
+            proxy.SetFault(fault, bytes);
+            EXPECT_THAT(FailureOf(holder), StartsWith(proxy.Host() + ": ")) << bytes;
+        }
+    proxy.SetFault(FaultyProxy::Fault::None);
+    ExpectWorks(holder);
+}
+
+TEST_F(MysqlTlsTest, LongValuesGoThrough) {
+    UseCertificate(m_authority.ForServer());
+    Sql("create table documents (address longtext character set latin1, result text);"
+        "insert into documents values (repeat('x', 8000000), 'long');"
+        "grant select on documents to kw@'%'");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("documents"), Trusting()));
+    const std::string value(8000000, 'x');
+    EXPECT_EQ(FailureOf(holder, value), "found long");
+    EXPECT_EQ(FailureOf(holder, value + "x"), "not found");
+}
+
+} // namespace

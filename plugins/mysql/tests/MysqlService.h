@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "servers/MariaServer.h"
+
+#include <string>
+#include <vector>
+
+/// A server with a table and a user who may read it.
+class MysqlService {
+public:
+    MysqlService() {
+        m_server.Execute("create user kw@'%' identified by 'secret of the test';\n"
+                         "create table access (address varchar(200) character set utf8mb4\n"
+                         "  collate utf8mb4_nopad_bin, result text, more text, key (address))\n"
+                         "  character set utf8mb4;\n"
+                         "insert into access values ('jdoe@corp.lan', 'OK', 'more');\n"
+                         "grant select on access to kw@'%';\n");
+    }
+
+    kwlookup::MariaServer& GetServer() { return m_server; }
+    std::string TlsHost() const { return m_server.Host(); }
+    std::vector<std::string> TlsModes() const { return {"starttls", "require"}; }
+    std::string Type() const { return "mysql"; }
+    std::string Login() const { return "User=kw|Password=secret of the test|Database=test"; }
+    std::string Query() const { return "select result from access where address = '$s'"; }
+
+private:
+    kwlookup::MariaServer m_server;
+};
