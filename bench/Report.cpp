@@ -224,6 +224,7 @@ int main(int argc, char** argv) {
         Row((name + ", a cached answer, beside 1 us").c_str(), cached, 1, cached, Aim::AtMost, 1);
     };
     server("postgres");
+    server("mysql");
     server("redis");
     return good ? 0 : 1;
 }

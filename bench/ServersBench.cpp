@@ -7,6 +7,7 @@
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
 #include "lookup/KwLookupHolder.h"
+#include "servers/MariaServer.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
 
@@ -15,7 +16,9 @@
 
 #include <hiredis/hiredis.h>
 #include <libpq-fe.h>
+#include <mysql.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace kwlookup;
@@ -118,6 +121,75 @@ public:
 
 private:
     PostgresServer m_server;
+};
+
+class Mysql {
+public:
+    Mysql() {
+        m_server.Execute("create user kw@'%' identified by 'secret';"
+                         "create table list (`key` varchar(64) primary key, result text);"
+                         "insert into list select concat('user', seq, '@mail.example.org'),"
+                         "  concat('result', seq) from seq_0_to_" +
+                         std::to_string(RECORDS - 1) +
+                         ";"
+                         "grant select on list to kw@'%'; analyze table list");
+    }
+
+    std::string Item(const std::string& settings) const {
+        return "mysql:OnError=exception|Hosts=" + m_server.Host() +
+               "|User=kw|Password=secret|Database=test|" + settings +
+               "select result from list where key = '$s'";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Mysql& service) : m_connection(::mysql_init(nullptr)) {
+            static constexpr std::string_view STATEMENT = "select result from list where `key` = ?";
+            ::mysql_optionsv(m_connection, MYSQL_SET_CHARSET_NAME, "utf8mb4");
+            if (!::mysql_real_connect(m_connection, "127.0.0.1", "kw", "secret", "test",
+                                      static_cast<unsigned>(service.m_server.Port()), nullptr, 0))
+                Fail(::mysql_error(m_connection));
+            m_statement = ::mysql_stmt_init(m_connection);
+            if (::mysql_stmt_prepare(m_statement, STATEMENT.data(), STATEMENT.size()) != 0)
+                Fail(::mysql_stmt_error(m_statement));
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() {
+            ::mysql_stmt_close(m_statement);
+            ::mysql_close(m_connection);
+        }
+
+        bool operator()(const std::string& key, std::string& result) const {
+            MYSQL_BIND value{};
+            value.buffer_type = MYSQL_TYPE_STRING;
+            value.buffer = const_cast<char*>(key.data());
+            value.buffer_length = key.size();
+            ::mysql_stmt_bind_param(m_statement, &value);
+            ::mysql_stmt_execute(m_statement);
+            char text[256];
+            unsigned long length = 0;
+            MYSQL_BIND column{};
+            column.buffer_type = MYSQL_TYPE_STRING;
+            column.buffer = text;
+            column.buffer_length = sizeof(text);
+            column.length = &length;
+            ::mysql_stmt_bind_result(m_statement, &column);
+            bool found = false;
+            while (::mysql_stmt_fetch(m_statement) == 0) {
+                result.append(text, length);
+                found = true;
+            }
+            return found;
+        }
+
+    private:
+        MYSQL* m_connection;
+        MYSQL_STMT* m_statement;
+    };
+
+private:
+    MariaServer m_server;
 };
 
 class Redis {
@@ -231,6 +303,7 @@ void Register(const std::string& name) {
 
 int main(int argc, char** argv) {
     Register<Postgres>("postgres");
+    Register<Mysql>("mysql");
     Register<Redis>("redis");
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
