@@ -30,6 +30,7 @@ bool IsHost(std::string_view text, bool address) {
                c == '.' || c == '-' || c == '_' || (address && (c == ':' || c == '%'));
     };
     return !text.empty() && text.size() <= LONGEST_HOST && text.front() != '-' &&
+           address == (text.find(':') != std::string_view::npos) &&
            std::all_of(text.begin(), text.end(), good);
 }
 
@@ -65,7 +66,8 @@ bool ReadServer(std::string_view text, Server& server) {
         }
     }
     server.host = host;
-    return IsHost(host, address) &&
+    // A host of this name could not be told from a unix socket once it has a port.
+    return host != "unix" && IsHost(host, address) &&
            (port.empty() || (port.front() == ':' && ReadPort(port.substr(1), server.port)));
 }
 

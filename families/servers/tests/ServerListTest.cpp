@@ -59,31 +59,20 @@ TEST(ServerList, Reads) {
 TEST(ServerList, Refuses) {
     EXPECT_EQ(Read(""), "Hosts is not set");
     EXPECT_EQ(Read(" \t"), "Hosts is not set");
-    for (const std::string& item : {"a:"s,
-                                    "a:0"s,
-                                    "a:65536"s,
-                                    "a:-1"s,
-                                    "a:+1"s,
-                                    "a: 1"s,
-                                    "a:1x"s,
-                                    "a:0x1"s,
-                                    ":1"s,
-                                    "a b"s,
-                                    "-a"s,
-                                    "a/b"s,
-                                    "a@b"s,
-                                    "a'b"s,
-                                    "a=b"s,
-                                    "[::1"s,
-                                    "[::1]1"s,
-                                    "[]:1"s,
-                                    "[::1]:"s,
-                                    "[a b]"s,
-                                    "unix:"s,
-                                    "unix:a"s,
-                                    "unix:/"s + std::string(107, 'x'),
-                                    "\xe9"s,
-                                    std::string(256, 'a')})
+    for (const std::string& item : {"a:"s,      "a:0"s,
+                                    "a:65536"s, "a:-1"s,
+                                    "a:+1"s,    "a: 1"s,
+                                    "a:1x"s,    "a:0x1"s,
+                                    ":1"s,      "a b"s,
+                                    "-a"s,      "a/b"s,
+                                    "a@b"s,     "a'b"s,
+                                    "a=b"s,     "[::1"s,
+                                    "[::1]1"s,  "[]:1"s,
+                                    "[::1]:"s,  "[a b]"s,
+                                    "[a]:1"s,   "[127.0.0.1]"s,
+                                    "unix"s,    "unix:"s,
+                                    "unix:a"s,  "unix:/"s + std::string(107, 'x'),
+                                    "\xe9"s,    std::string(256, 'a')})
         EXPECT_EQ(Read(item), Refused(item)) << item;
     for (const std::string& item : {"unix:/a\0b"s, "a\0b"s, "\0"s})
         EXPECT_THAT(Read(item), testing::StartsWith("Wrong Hosts setting [")) << item;

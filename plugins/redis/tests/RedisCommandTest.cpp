@@ -2,7 +2,7 @@
 #include "plugins/redis/RedisCommand.h"
 
 #include "families/servers/ServerFault.h"
-#include "plugins/redis/RedisConfig.h"
+#include "plugins/redis/tests/RedisRequests.h"
 #include "servers/HostileAddress.h"
 #include "support/Rounds.h"
 #include "support/TextFinder.h"
@@ -21,62 +21,15 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 
-/// Knows how to expand; is never searched.
-class Expander : public KwLookupWithConfig {
-public:
-    Expander() : KwLookupWithConfig(&m_config), m_config(nullptr) {}
-
-    bool Find(const KwLookupFinder&, std::string*, int, std::string*) const override {
-        return false;
-    }
-    std::string GetDescription() const override { return ""; }
-    void Init(const std::string&) override {}
-    void InitLog(const LogClass&) override {}
-    const LogClass* GetLogPtr() const override { return nullptr; }
-    bool MakePreInit(boost::shared_ptr<IfConfParser>) override { return true; }
-    void PostInit() override {}
-
-protected:
-    KwLookupSharedConf* CreateLocalConf() override { return nullptr; }
-
-private:
-    RedisConfig m_config;
-};
-
-/// A server's view of what is sent: its arguments. Empty unless it is exactly one request.
-std::vector<std::string> Parse(const std::string& request) {
-    std::size_t at = 0;
-    const auto number = [&](char type) {
-        const std::size_t end = request.find("\r\n", at);
-        if (end == std::string::npos || request[at] != type)
-            throw std::runtime_error("not a request");
-        const std::size_t value = std::stoul(request.substr(at + 1, end - at - 1));
-        at = end + 2;
-        return value;
-    };
-    std::vector<std::string> arguments;
-    for (std::size_t left = number('*'); left > 0; --left) {
-        const std::size_t size = number('$');
-        arguments.push_back(request.substr(at, size));
-        at += size;
-        if (request.substr(at, 2) != "\r\n")
-            throw std::runtime_error("not a request");
-        at += 2;
-    }
-    if (at != request.size())
-        throw std::runtime_error("more than a request");
-    return arguments;
-}
-
-const Expander& TheExpander() {
-    static const Expander expander;
+const RedisExpander& TheExpander() {
+    static const RedisExpander expander;
     return expander;
 }
 
 std::vector<std::string> Sent(const std::string& command, const std::string& text) {
     std::string question;
     EXPECT_TRUE(RedisCommand(command).Expand(TheExpander(), TextFinder(text), 0, question));
-    return Parse(question);
+    return ParseRequest(question);
 }
 
 TEST(RedisCommand, IsSplitBeforeTextsArePutIn) {
@@ -137,7 +90,7 @@ TEST(RedisCommand, NoTextChangesWhatIsAsked) {
         }
         const std::vector<std::string> wanted = {"HMGET", "l:" + text, "c d", text.substr(0, at),
                                                  text.substr(at + 1)};
-        ASSERT_EQ(Parse(question), wanted);
+        ASSERT_EQ(ParseRequest(question), wanted);
     }
 }
 

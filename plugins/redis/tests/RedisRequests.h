@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lookup/config/KwLookupWithConfig.h"
+#include "plugins/redis/RedisConfig.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// Knows how to expand; is never searched.
+class RedisExpander : public KwLookupWithConfig {
+public:
+    RedisExpander() : KwLookupWithConfig(&m_config), m_config(nullptr) {}
+
+    bool Find(const KwLookupFinder&, std::string*, int, std::string*) const override {
+        return false;
+    }
+    std::string GetDescription() const override { return ""; }
+    void Init(const std::string&) override {}
+    void InitLog(const LogClass&) override {}
+    const LogClass* GetLogPtr() const override { return nullptr; }
+    bool MakePreInit(boost::shared_ptr<IfConfParser>) override { return true; }
+    void PostInit() override {}
+
+protected:
+    KwLookupSharedConf* CreateLocalConf() override { return nullptr; }
+
+private:
+    RedisConfig m_config;
+};
+
+/// A server's view of what is sent: its arguments. Throws std::runtime_error unless it is exactly
+/// one request.
+inline std::vector<std::string> ParseRequest(const std::string& request) {
+    std::size_t at = 0;
+    const auto number = [&](char type) {
+        const std::size_t end = request.find("\r\n", at);
+        if (end == std::string::npos || request[at] != type)
+            throw std::runtime_error("not a request");
+        const std::size_t value = std::stoul(request.substr(at + 1, end - at - 1));
+        at = end + 2;
+        return value;
+    };
+    std::vector<std::string> arguments;
+    for (std::size_t left = number('*'); left > 0; --left) {
+        const std::size_t size = number('$');
+        arguments.push_back(request.substr(at, size));
+        at += size;
+        if (request.substr(at, 2) != "\r\n")
+            throw std::runtime_error("not a request");
+        at += 2;
+    }
+    if (at != request.size())
+        throw std::runtime_error("more than a request");
+    return arguments;
+}
+
+} // namespace kwlookup
