@@ -21,6 +21,13 @@ std::string ErrorText(const RedisReply& reply) {
     return reply.text.substr(0, LONGEST_ERROR);
 }
 
+/// A server that does not know a command repeats its arguments, cut somewhere.
+std::string WithoutPassword(const std::string& text, const std::string& password) {
+    if (text.find("unknown command") != std::string::npos && !password.empty())
+        return "the server knows no AUTH";
+    return text.substr(0, LONGEST_ERROR);
+}
+
 /// Errors that are the server's state, not the question's fault.
 bool CannotAnswerNow(const RedisReply& reply) {
     for (const char* kind :
@@ -56,7 +63,7 @@ RedisConnection::RedisConnection(const Server& server, const ServerSettings& set
     for (; checked > 0; --checked) {
         const RedisReply reply = ReadReply(deadline);
         if (reply.type == RedisReply::Type::ERROR)
-            throw ServerFault(ErrorText(reply));
+            throw ServerFault(WithoutPassword(reply.text, settings.password));
     }
     // An error means that there is no cluster, and nothing to allow.
     if (replica)

@@ -3,6 +3,9 @@
 #include "servers/HostileAddress.h"
 #include "support/Rounds.h"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include <string>
 #include <vector>
 
@@ -178,6 +181,44 @@ TEST_F(RedisPluginTest, LogsIn) {
     EXPECT_EQ(SearchError(holder, "other"),
               server.Host() + ": NOPERM this user has no permissions to access one of the keys "
                               "used as arguments");
+}
+
+/// Answers one connection with these bytes.
+class OneAnswer {
+public:
+    explicit OneAnswer(const std::string& answer)
+        : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto* const bytes = reinterpret_cast<sockaddr*>(&address);
+        socklen_t size = sizeof(address);
+        if (::bind(m_listener.Get(), bytes, size) != 0 || ::listen(m_listener.Get(), 1) != 0 ||
+            ::getsockname(m_listener.Get(), bytes, &size) != 0)
+            throw std::runtime_error("cannot listen");
+        m_host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        m_thread = std::thread([this, answer] {
+            const FileDescriptor client(
+                ::accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+            char request[100];
+            if (::recv(client.Get(), request, sizeof(request), 0) > 0)
+                ::send(client.Get(), answer.data(), answer.size(), MSG_NOSIGNAL);
+        });
+    }
+    ~OneAnswer() { m_thread.join(); }
+
+    const std::string& Host() const { return m_host; }
+
+private:
+    FileDescriptor m_listener;
+    std::string m_host;
+    std::thread m_thread;
+};
+
+TEST_F(RedisPluginTest, AServerThatRepeatsThePasswordDoesNotMakeItKnown) {
+    const OneAnswer server("-ERR unknown command 'AUTH', with args beginning with: 's3cret' \r\n");
+    EXPECT_EQ(SearchErrorOf(Item(server.Host(), "Password=s3cret|GET $s"), "x"),
+              server.Host() + ": the server knows no AUTH");
 }
 
 TEST_F(RedisPluginTest, SelectsTheDatabase) {
