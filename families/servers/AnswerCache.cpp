@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "families/servers/AnswerCache.h"
 
+#include <iterator>
 #include <new>
 #include <stdexcept>
 
@@ -9,6 +10,8 @@ namespace {
 
 /// So that the cache takes CacheSize times this at the very most.
 constexpr std::size_t LONGEST_KEPT = 64 * 1024;
+/// Of answers to keep once more in one go: others wait for the lock.
+constexpr int MOST_CHANCES = 16;
 constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 
 } // namespace
@@ -20,8 +23,9 @@ AnswerCache::AnswerCache(const ServerSettings& settings)
 
 AnswerCache::Turn AnswerCache::Begin(const std::string& question, Deadline deadline) {
     std::unique_lock<std::mutex> lock(m_lock);
-    const Kept* const kept = Find(question);
-    if (kept && kept->fresh_until > Deadline::Clock::now())
+    const auto now = Deadline::Clock::now();
+    const Kept* const kept = Find(question, now);
+    if (kept && kept->fresh_until > now)
         return {question, kept->answer, nullptr};
     const auto flying = m_flights.find(question);
     if (flying == m_flights.end()) {
@@ -50,7 +54,7 @@ AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& an
 
 AnswerCache::AnswerPtr AnswerCache::StandIn(const Turn& turn, const char* reason) {
     const std::lock_guard<std::mutex> lock(m_lock);
-    const Kept* const kept = Find(turn.question);
+    const Kept* const kept = Find(turn.question, Deadline::Clock::now());
     AnswerPtr stale = kept ? kept->answer : nullptr;
     if (stale)
         m_stale_reason = reason;
@@ -74,17 +78,18 @@ std::string AnswerCache::TakeStaleReason() {
     return std::exchange(m_stale_reason, {});
 }
 
-const AnswerCache::Kept* AnswerCache::Find(const std::string& question) {
+const AnswerCache::Kept* AnswerCache::Find(const std::string& question,
+                                           Deadline::Clock::time_point now) {
     const auto found = m_index.find(question);
     if (found == m_index.end())
         return nullptr;
     const auto kept = found->second;
-    if (kept->kept_until <= Deadline::Clock::now()) {
+    if (kept->kept_until <= now) {
         m_index.erase(found);
         m_kept.erase(kept);
         return nullptr;
     }
-    m_kept.splice(m_kept.begin(), m_kept, kept);
+    kept->used = true;
     return &*kept;
 }
 
@@ -100,12 +105,17 @@ void AnswerCache::Keep(const std::string& question, const AnswerPtr& answer) {
     if ((fresh + m_stale_time).count() == 0 ||
         question.size() + answer->GetResult().size() > LONGEST_KEPT)
         return;
+    int chances = MOST_CHANCES;
     while (m_index.size() >= m_size) {
+        if (chances-- > 0 && std::exchange(m_kept.back().used, false)) {
+            m_kept.splice(m_kept.begin(), m_kept, std::prev(m_kept.end()));
+            continue;
+        }
         m_index.erase(m_kept.back().question);
         m_kept.pop_back();
     }
     std::list<Kept> made;
-    made.push_front({question, answer, now + fresh, now + fresh + m_stale_time});
+    made.push_front({question, answer, now + fresh, now + fresh + m_stale_time, false});
     m_index.emplace(made.front().question, made.begin());
     m_kept.splice(m_kept.begin(), made);
 }

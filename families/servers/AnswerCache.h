@@ -21,7 +21,7 @@ namespace kwlookup {
 
 /// Answers to questions, kept for CacheTime where something was found and for NegativeCacheTime
 /// where not, and for StaleTime longer, to stand in while no server can be asked. Of more than
-/// CacheSize answers those go that nobody asked for the longest. Faults are never kept, nor are
+/// CacheSize answers those go that nobody asked for lately. Faults are never kept, nor are
 /// answers of more than 64 KiB with their question.
 ///
 /// Equal questions at the same time are asked once, also where nothing is kept.
@@ -69,6 +69,7 @@ private:
         AnswerPtr answer;
         Deadline::Clock::time_point fresh_until;
         Deadline::Clock::time_point kept_until;
+        bool used; ///< since it came to the front
     };
 
     /// A question that somebody asks.
@@ -99,7 +100,7 @@ private:
     void Fail(const Turn& turn, const char* reason);
 
     // Under the lock:
-    const Kept* Find(const std::string& question);
+    const Kept* Find(const std::string& question, Deadline::Clock::time_point now);
     void Keep(const std::string& question, const AnswerPtr& answer);
     void Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept;
 
@@ -110,7 +111,9 @@ private:
     const std::chrono::milliseconds m_stale_time;
 
     std::mutex m_lock;
-    std::list<Kept> m_kept; ///< the one asked for last first
+    /// The newest first. One at the end that was used goes to the front once more: to move each
+    /// one when it is used would cost more than to find it.
+    std::list<Kept> m_kept;
     std::unordered_map<std::string_view, std::list<Kept>::iterator, HashText> m_index;
     std::unordered_map<std::string_view, std::shared_ptr<Flight>, HashText> m_flights;
     std::string m_stale_reason;

@@ -58,6 +58,7 @@ private:
 
     std::string m_text;
     const Known* m_known;
+    std::string m_head; ///< of each request: the number of its arguments, and the name
     std::vector<QueryTemplate> m_arguments; ///< behind the name
     std::size_t m_matched;                  ///< the argument for Matched()
 };
