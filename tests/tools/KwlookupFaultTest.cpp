@@ -198,13 +198,13 @@ std::string BytesOf(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// Runs the tool where the plug-in of the type "mysql" is in `dir`.
+/// Runs the tool where the plug-in of the type "oracle" is in `dir`.
 ProgramResult RunWithPluginIn(const TempDir& dir, std::vector<std::string> arguments) {
     return RunProgram(WithTimeLimit(std::move(arguments)), "",
                       {"LD_LIBRARY_PATH=" + dir.Path("") + ":" PLUGIN_DIR});
 }
 
-const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_mysql.so because ";
+const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_oracle.so because ";
 
 /// Where the parts of a library end that the loader maps; what follows is for debuggers.
 std::size_t MappedBytes(const std::string& library) {
@@ -224,7 +224,7 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
     const TempDir dir;
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
     ASSERT_GT(whole.size(), 10000u);
-    const std::string name = dir.Path("libkw_lookup_mysql.so");
+    const std::string name = dir.Path("libkw_lookup_oracle.so");
     const std::size_t mapped = MappedBytes(whole);
     std::size_t cut_short = 0;
     constexpr std::size_t PARTS = 31;
@@ -232,19 +232,19 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
         SCOPED_TRACE(part);
         // Not over the old file, which a process may have mapped.
         std::filesystem::remove(name);
-        dir.Write("libkw_lookup_mysql.so", whole.substr(0, mapped * part / PARTS));
-        const ProgramResult check = RunWithPluginIn(dir, {"check", "mysql:x"});
+        dir.Write("libkw_lookup_oracle.so", whole.substr(0, mapped * part / PARTS));
+        const ProgramResult check = RunWithPluginIn(dir, {"check", "oracle:x"});
         const ProgramResult types = RunWithPluginIn(dir, {"types"});
         EXPECT_EQ(types.status, FOUND);
         if (part == PARTS) {
             EXPECT_EQ(check.status, FOUND) << check.err;
-            EXPECT_THAT(types.out, HasSubstr("mysql\tplug-in\n"));
+            EXPECT_THAT(types.out, HasSubstr("oracle\tplug-in\n"));
             continue;
         }
         EXPECT_EQ(check.status, BAD_LIST);
         EXPECT_THAT(check.err,
-                    StartsWith("kwlookup: error: Error in init lookup [mysql:x]: " + NOT_LOADED));
-        EXPECT_THAT(types.out, HasSubstr("mysql\tnot available: " + NOT_LOADED));
+                    StartsWith("kwlookup: error: Error in init lookup [oracle:x]: " + NOT_LOADED));
+        EXPECT_THAT(types.out, HasSubstr("oracle\tnot available: " + NOT_LOADED));
         cut_short += check.err.find(name + ": the file is cut short\n") != std::string::npos;
     }
     EXPECT_EQ(cut_short, PARTS - 1) << "the loader itself sees that a file is empty";
@@ -252,7 +252,7 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
 
 TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
     const TempDir dir;
-    const std::string name = dir.Path("libkw_lookup_mysql.so");
+    const std::string name = dir.Path("libkw_lookup_oracle.so");
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
     const auto with_byte = [&](std::size_t at, char byte) {
         std::string bytes = whole;
@@ -272,15 +272,15 @@ TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
     };
     for (const auto& c : cases) {
         std::filesystem::remove(name);
-        dir.Write("libkw_lookup_mysql.so", c.bytes);
-        const ProgramResult result = RunWithPluginIn(dir, {"check", "mysql:x"});
+        dir.Write("libkw_lookup_oracle.so", c.bytes);
+        const ProgramResult result = RunWithPluginIn(dir, {"check", "oracle:x"});
         EXPECT_EQ(result.status, BAD_LIST);
         EXPECT_THAT(result.err, HasSubstr(NOT_LOADED));
         EXPECT_THAT(result.err, HasSubstr(c.reason));
     }
     std::filesystem::remove(name);
     ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
-    const ProgramResult fifo = RunWithPluginIn(dir, {"check", "mysql:x"});
+    const ProgramResult fifo = RunWithPluginIn(dir, {"check", "oracle:x"});
     EXPECT_EQ(fifo.status, BAD_LIST);
     EXPECT_THAT(fifo.err, HasSubstr(NOT_LOADED + name + ": not a regular file\n"));
 }
