@@ -14,12 +14,14 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// Hides that the finder has keys, so that it is walked for.
 class WalkFinder : public KwLookupFinder {
 public:
     explicit WalkFinder(const std::string& text) : m_finder(text) {}
     bool Match(const std::string& value) const override { return m_finder.Match(value); }
-    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    TextRange GetRequest() const override { return m_finder.GetRequest(); }
     std::string GetRes() const override { return m_finder.GetRes(); }
     void ClearRes() const override { m_finder.ClearRes(); }
 

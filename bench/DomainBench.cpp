@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// What a finder without keys has to do for each entry.
 class WalkFinder : public KwLookupFinder {
 public:
@@ -27,9 +29,7 @@ public:
         return m_domain[start - 1] == '.' &&
                m_bytes.EqualNoCase(std::string_view(m_domain).substr(start), entry);
     }
-    KwTextRange GetRequest() const override {
-        return KwTextRange(m_domain.begin(), m_domain.end());
-    }
+    TextRange GetRequest() const override { return TextRange(m_domain.begin(), m_domain.end()); }
 
 private:
     const std::string& m_domain;
@@ -64,7 +64,7 @@ struct Setting {
     }
 
     bool Keyed(const std::string& domain) const {
-        return list.FindDomain(KwTextRange(domain.begin(), domain.end()), true);
+        return list.FindDomain(TextRange(domain.begin(), domain.end()), true);
     }
 
     bool Walk(const std::string& domain) const {

@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr std::size_t TEXT_SIZE = 64 * 1024;
 
 class List : public KwVectorStrLookup {

@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 std::vector<std::string> LoadByGetline(const std::string& name) {
     std::ifstream file(name);
     std::vector<std::string> records;
@@ -30,7 +32,7 @@ public:
         seen.push_back(value);
         return false;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(); }
+    TextRange GetRequest() const override { return TextRange(); }
 
     mutable std::vector<std::string> seen;
 };

@@ -18,6 +18,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using Texts = std::vector<std::string>;
 
 const LogClass g_log{""};
@@ -51,7 +52,7 @@ public:
         case Domains:
             break;
         }
-        return m_list.FindDomain(KwTextRange(text.begin(), text.end()), true);
+        return m_list.FindDomain(TextRange(text.begin(), text.end()), true);
     }
 
 private:
@@ -59,9 +60,7 @@ private:
     public:
         explicit TextFinder(const std::string& text) : m_text(text) {}
         bool Match(const std::string& value) const override { return value == m_text; }
-        KwTextRange GetRequest() const override {
-            return KwTextRange(m_text.begin(), m_text.end());
-        }
+        TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
     private:
         const std::string& m_text;

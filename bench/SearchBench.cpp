@@ -18,11 +18,13 @@
 
 namespace {
 
+using namespace kwlookup;
+
 class KeyFinder : public KwLookupFinder {
 public:
     explicit KeyFinder(const std::string& key) : m_key(key) {}
     bool Match(const std::string& value) const override { return value == m_key; }
-    KwTextRange GetRequest() const override { return KwTextRange(m_key.begin(), m_key.end()); }
+    TextRange GetRequest() const override { return TextRange(m_key.begin(), m_key.end()); }
 
 private:
     const std::string& m_key;

@@ -21,14 +21,14 @@ kwlookup_public_headers(kwlookup
   host/InterfaceConfHolder.h
   host/KwStorageValuesMap.h
   lookup/KwFactory.h
-  lookup/KwFinderKeys.h
+  lookup/FinderKeys.h
   lookup/KwIfLookup.h
   lookup/KwIfObject.h
   lookup/KwIfSharedLookup.h
   lookup/KwIfSharedObject.h
   lookup/KwIfSharedStorage.h
   lookup/KwIfStorage.h
-  lookup/KwKeyedFinder.h
+  lookup/KeyedFinder.h
   lookup/KwLookupFinder.h
   lookup/KwLookupHolder.h
   lookup/builtin/KwDomainsLookup.h

@@ -19,6 +19,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// Trims white space, then one pair of quotes, of the text between `begin` and `end`.
 std::string MakeItem(const char* begin, const char* end, const LocaleBytes& bytes) {
     bytes.Trim(begin, end);

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 using Number = unsigned long long;
@@ -107,3 +109,5 @@ std::string PassedRange(IfConfParser::VarType type, const std::string& text) {
         return std::string();
     }
 }
+
+} // namespace kwlookup

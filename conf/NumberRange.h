@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// ConfParser lets a number wrap that is too large for its variable. Whoever takes settings from
 /// users asks here first.
 ///
@@ -14,3 +16,5 @@
 ///
 /// Threads: any.
 std::string PassedRange(IfConfParser::VarType type, const std::string& text);
+
+} // namespace kwlookup

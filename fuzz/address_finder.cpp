@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 const char SPACES[] = " \t\n\r\v\f";
 
 std::string Lower(std::string text) {
@@ -59,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string text;
     std::getline(in, text);
     const AddressFinder finder(text);
-    const KwTextRange request = finder.GetRequest();
+    const TextRange request = finder.GetRequest();
     Require(std::string(request.begin(), request.end()) == text);
     Require(finder.GetRes().empty() && finder.GetMatchedValue().empty());
 

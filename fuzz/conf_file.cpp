@@ -18,6 +18,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 class Holder : public InterfaceConfHolder {
 public:
     bool MakePreInit(boost::shared_ptr<IfConfParser> parser) override {

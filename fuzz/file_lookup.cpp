@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using Strings = std::vector<std::string>;
 
 Strings Records(const std::string& bytes) {
@@ -33,7 +34,7 @@ public:
         values.push_back(value);
         return false;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
     mutable Strings values;
 

@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 class Conf : public KwLookupSharedConf {
 public:
     explicit Conf(const KwLookupSharedConf* parent)
@@ -43,7 +45,7 @@ class Finder : public KwLookupFinder {
 public:
     explicit Finder(const std::string& text) : m_text(text) {}
     bool Match(const std::string& value) const override { return value == m_text; }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
 private:
     const std::string& m_text;

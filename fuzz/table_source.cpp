@@ -8,6 +8,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+using namespace kwlookup;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const int file = ::memfd_create("table", MFD_CLOEXEC);
     static const LogClass log("");

@@ -11,6 +11,7 @@ namespace log4cxx {
 /// The level enumeration of the logging facade; the lookup library passes these three values only.
 class Level {
 public:
+    /// How bad an event is; the lower, the worse.
     enum LevelEnum { LEVEL_ERROR = 2, LEVEL_WARN = 3, LEVEL_DEBUG = 5 };
 };
 
@@ -31,12 +32,17 @@ public:
     /// `name` says in each line who writes; a logger with an empty name has no level enabled.
     /// Throws std::bad_alloc only.
     LogClass(const std::string& name);
+    /// A copy shares the state.
     LogClass(const LogClass&) = default;
+    /// As the copy.
     LogClass& operator=(const LogClass&) = default;
     ~LogClass() = default;
 
+    /// True when events of level debug are written.
     bool isDebugEnabled() const;
+    /// True when events of level warning are written.
     bool isWarnEnabled() const;
+    /// True when events of level error are written.
     bool isErrorEnabled() const;
 
     /// Writes `text`, NUL-terminated bytes of any value, as one line, whatever level is enabled.

@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// Writes `text` through `log`. The facade takes NUL-terminated text, so a NUL inside, which would
 /// cut the message, is written as the two characters "\0".
 inline void LogText(const LogClass& log, log4cxx::Level::LevelEnum level, const std::string& text) {
@@ -21,3 +23,5 @@ inline void LogText(const LogClass& log, log4cxx::Level::LevelEnum level, const 
     }
     log.forcedLog(level, visible.c_str());
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace kwlookup {
+
 namespace {
 
 /// The last '@' of `text`, which may be long. Its size where there is none.
@@ -91,20 +93,20 @@ bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const 
     return equal(key, m_domain);
 }
 
-KwTextRange AddressFinder::GetRequest() const {
-    return KwTextRange(m_text.begin(),
-                       m_text.begin() + static_cast<std::ptrdiff_t>(m_request.size()));
+TextRange AddressFinder::GetRequest() const {
+    return TextRange(m_text.begin(),
+                     m_text.begin() + static_cast<std::ptrdiff_t>(m_request.size()));
 }
 
 std::string AddressFinder::GetRes() const {
     return HasRes() ? std::string(m_result) : std::string();
 }
 
-KwKeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
+KeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
     return FIRST_WORD;
 }
 
-bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
+bool AddressFinder::GetKeys(FinderKeys& keys) const {
     // A derived class may match what it likes.
     static const void* const table = VirtualTableOf(AddressFinder(std::string()));
     if (VirtualTableOf(*this) != table)
@@ -128,3 +130,5 @@ bool AddressFinder::GetKeys(KwFinderKeys& keys) const {
 const std::string& AddressFinder::GetMatchedValue() const {
     return m_matched_value.assign(m_value);
 }
+
+} // namespace kwlookup

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/KeyedFinder.h"
 
 #include <array>
 #include <string>
 #include <string_view>
+
+namespace kwlookup {
 
 class LocaleBytes;
 
@@ -28,7 +30,7 @@ class LocaleBytes;
 ///
 /// Threads: one. Cost of Match(): about 10 ns for a value that does not match. It allocates memory
 /// only to keep a value of more than 128 bytes, and GetRes() only for a result of more than 15.
-class KW_EXPORT AddressFinder : public KwKeyedFinder {
+class KW_EXPORT AddressFinder : public KeyedFinder {
 public:
     /// Keeps a copy of `text`.
     explicit AddressFinder(const std::string& text);
@@ -37,12 +39,12 @@ public:
 
     bool Match(const std::string& value) const override;
     /// The searched text as given, angle brackets included.
-    KwTextRange GetRequest() const override;
+    TextRange GetRequest() const override;
     std::string GetRes() const override;
 
     /// The first word.
     KeyPart GetKeyPart() const override;
-    bool GetKeys(KwFinderKeys& keys) const override;
+    bool GetKeys(FinderKeys& keys) const override;
 
     /// The stored value that matched last, plainly or with a result; empty before any did. The
     /// reference holds until the next Match().
@@ -64,3 +66,5 @@ private:
     mutable std::string_view m_result; ///< in m_value
     mutable std::string m_matched_value;
 };
+
+} // namespace kwlookup

@@ -21,9 +21,13 @@
 #include <unordered_map>
 #include <utility>
 
+namespace kwlookup {
+
 namespace {
 
+/// Room for a list of some 30,000 addresses; the parser allocates it while it reads.
 constexpr int LINE_BYTES = 1024 * 1024;
+/// A password or a statement: what is longer is the wrong file.
 constexpr std::size_t VALUE_FILE_BYTES = 64 * 1024;
 /// The parser underneath cuts longer section names without a word.
 constexpr std::size_t SECTION_NAME_BYTES = 49;
@@ -247,3 +251,5 @@ void ConfFile::ReadValueFile(Setting& setting) {
 std::string ConfFile::Place(std::size_t line) const {
     return m_name + (line == 0 ? "" : ":" + std::to_string(line)) + ": ";
 }
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 /// A configuration file, read and checked for form: sections of `key = value` lines.
 ///
 /// Lines that begin with '#' or ';' are comments. A line that begins with white space goes on with
@@ -20,17 +22,19 @@
 /// parser underneath has process-wide settings; everything else may be called by any thread.
 class KW_EXPORT ConfFile {
 public:
+    /// One `key = value`.
     struct Setting {
         std::string key;   ///< as written, without ".file"
         std::string value; ///< of a file of its own: what that file holds
-        std::size_t line;
-        bool secret;    ///< from a file of its own, or by its name a password: never to be shown
-        bool from_file; ///< from a file of its own
+        std::size_t line;  ///< where the setting begins
+        bool secret;       ///< from a file of its own, or by its name a password: never to be shown
+        bool from_file;    ///< from a file of its own
     };
 
+    /// What stands under one `[name]`, wherever in the file.
     struct Section {
-        std::size_t line = 0; ///< of its first header
-        std::vector<Setting> settings;
+        std::size_t line = 0;          ///< of its first header
+        std::vector<Setting> settings; ///< in the order of the file
     };
 
     /// No file: no section.
@@ -41,6 +45,7 @@ public:
     /// keeps what is wrong in Errors(). Lines may have up to 1 MiB, value files 64 KiB.
     explicit ConfFile(const std::string& name);
 
+    /// The name of the file; empty when there is none.
     const std::string& Name() const { return m_name; }
 
     /// Everything wrong with the file's form, as "NAME:LINE: TEXT".
@@ -67,3 +72,5 @@ private:
     std::vector<std::string> m_errors;
     std::vector<std::string> m_warnings;
 };
+
+} // namespace kwlookup

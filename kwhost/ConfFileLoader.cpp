@@ -20,6 +20,8 @@
 #include <locale>
 #include <memory>
 
+namespace kwlookup {
+
 /// A host's own libkwlog need not have it.
 __attribute__((weak)) void HideInMessages(const std::string& secret);
 
@@ -218,3 +220,5 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     undo.release();
     return true;
 }
+
+} // namespace kwlookup

@@ -9,6 +9,8 @@
 
 class IfConfParser;
 
+namespace kwlookup {
+
 /// Loads the sections of a configuration file into the objects that plug-ins bring.
 ///
 /// Each key is set through ConfParser; a parameter that the file does not set gets its default.
@@ -26,6 +28,7 @@ public:
 
     /// Loads from `file` from now on. The host reads it, and decides what its errors mean.
     void SetFile(ConfFile file) { m_file = std::move(file); }
+    /// The file that it loads from.
     const ConfFile& GetFile() const { return m_file; }
 
     /// The name of the file.
@@ -42,3 +45,5 @@ public:
 private:
     ConfFile m_file;
 };
+
+} // namespace kwlookup

@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <syslog.h>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr char EVENT_PATTERN[] = "%n: %l: %v";
@@ -89,3 +91,5 @@ void LogBackend::Set(LogTarget target, log4cxx::Level::LevelEnum level, const st
     }
     m_level.store(level, std::memory_order_relaxed);
 }
+
+} // namespace kwlookup

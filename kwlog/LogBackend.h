@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+namespace kwlookup {
+
 /// The one place behind every LogClass: the spdlog sink they share, and the level that is enabled.
 ///
 /// Threads: any.
@@ -56,3 +58,5 @@ private:
     std::atomic<std::size_t> m_errors{0};
     std::atomic<int> m_level{log4cxx::Level::LEVEL_WARN};
 };
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string>
 
+using namespace kwlookup;
+
 struct LogClass::State {
     std::shared_ptr<spdlog::logger> logger;
 

@@ -3,6 +3,8 @@
 
 #include "kwlog/LogBackend.h"
 
+namespace kwlookup {
+
 void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level, const std::string& name) {
     LogBackend::Instance().Set(target, level, name);
 }
@@ -27,3 +29,5 @@ std::string PrintableText(const std::string& text) {
     }
     return printable;
 }
+
+} // namespace kwlookup

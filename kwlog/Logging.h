@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string>
 
+namespace kwlookup {
+
 /// Where the messages of every LogClass go.
 enum class LogTarget { StandardError, Syslog, File };
 
@@ -41,3 +43,5 @@ KW_EXPORT std::string WithoutSecrets(const std::string& text);
 /// How many events of level error this process has written. Tells whether a plug-in that is to
 /// ignore its errors met one: it writes it to the log. Threads: any.
 KW_EXPORT std::size_t LoggedErrors();
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// Does the name of a setting say that its value is a password?
 inline bool IsPasswordName(std::string_view name) {
     std::string lower(name);
@@ -16,3 +18,5 @@ inline bool IsPasswordName(std::string_view name) {
             return true;
     return false;
 }
+
+} // namespace kwlookup

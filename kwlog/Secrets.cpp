@@ -12,8 +12,11 @@
 #include <utility>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
+/// A shorter text appears in messages by chance.
 constexpr std::size_t SHORTEST_SECRET = 4;
 constexpr char STARS[] = "***";
 
@@ -158,3 +161,5 @@ std::string WithoutSecrets(const std::string& text) {
     Secrets::Instance().Hide(shown);
     return WithoutPasswords(shown);
 }
+
+} // namespace kwlookup

@@ -20,6 +20,7 @@ public:
     /// Makes a new object, which the caller owns, or null. Gets the init data of the item.
     using Creator = T* (*)(const std::string& init_data);
 
+    /// The registry of the process. It is never freed.
     static KwFactory& Instance();
 
     /// Adds a type, `creator` null for one that plug-ins serve. The first registration of a name

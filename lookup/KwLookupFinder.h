@@ -8,13 +8,17 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// A range of characters inside a string that somebody else owns.
-using KwTextRange = boost::iterator_range<std::string::const_iterator>;
+using TextRange = boost::iterator_range<std::string::const_iterator>;
 
 /// The characters of `text`.
-inline std::string_view ViewOf(const KwTextRange& text) {
-    return text.empty() ? std::string_view("", 0) : std::string_view(&text.front(), text.size());
+inline std::string_view ViewOf(const TextRange& text) {
+    return text.empty() ? std::string_view("") : std::string_view(&text.front(), text.size());
 }
+
+} // namespace kwlookup
 
 /// The request of one search: what is searched, and whether a stored value matches it.
 ///
@@ -29,7 +33,7 @@ public:
     virtual bool Match(const std::string& value) const = 0;
 
     /// The searched text, for example a mail address. Valid as long as the finder lives.
-    virtual KwTextRange GetRequest() const = 0;
+    virtual kwlookup::TextRange GetRequest() const = 0;
 
     /// The result that the finder itself produced while values were tested; empty here.
     virtual std::string GetRes() const;

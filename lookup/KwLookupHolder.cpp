@@ -11,6 +11,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using Factory = KwFactory<KwIfLookup>;
 
 const bool g_file = Factory::Instance().Register("file", KwFileLookup::Create);
@@ -35,7 +36,7 @@ const KwFileLookup* AsFileLookup(const KwIfLookup& lookup) {
 
 void LogMatch(const LogClass& log, const KwLookupFinder& finder, const std::string& matched,
               const KwIfLookup& lookup) {
-    const KwTextRange request = finder.GetRequest();
+    const TextRange request = finder.GetRequest();
     std::string text = "KwLookupHolder::Find: found ";
     text.append(request.begin(), request.end());
     text += " matched with " + matched;

@@ -63,6 +63,7 @@ public:
     /// The lookups in search order. They stay the holder's.
     const boost::ptr_vector<KwIfLookup>& GetObjects() const { return m_objects; }
 
+    /// True when it holds no lookup.
     bool Empty() const { return m_objects.empty(); }
 
 private:

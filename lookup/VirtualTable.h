@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+namespace kwlookup {
+
 // The binary interface between library, hosts and plug-ins is the order of slots in virtual tables.
 // These functions read a table and nothing else of an object, so that the library can tell objects
 // of its own from those of others, which may have no type information.
@@ -24,3 +26,5 @@ const void* SlotOf(const Object& object, std::size_t number) {
                 sizeof(slot));
     return slot;
 }
+
+} // namespace kwlookup

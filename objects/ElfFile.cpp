@@ -16,6 +16,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr unsigned char NATIVE_CLASS = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
@@ -94,3 +96,5 @@ std::string WhyNotMappable(const std::string& name) {
         return error.what();
     }
 }
+
+} // namespace kwlookup

@@ -21,6 +21,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// Writes the pieces, one after the other, at error level. A logger that fails, or too little
 /// memory for the text, must not cost what the caller still has to do.
 void LogErrorNoThrow(const LogClass& log, std::initializer_list<std::string_view> pieces) noexcept {
@@ -68,15 +70,19 @@ boost::weak_ptr<IfConfLoader> KwObjectHolder::m_conf_loader;
 
 /// The item that a thread is making an object of. A list inside the settings of an item has items
 /// of its own.
-class __attribute__((visibility("hidden"))) KwObjectHolder::CurrentItem {
+class [[gnu::visibility("hidden")]] KwObjectHolder::CurrentItem {
 public:
     CurrentItem(const KwObjectHolder& holder, const std::string& text)
         : m_holder(holder), m_text(text), m_outer(std::exchange(t_innermost, this)) {}
     CurrentItem(const CurrentItem&) = delete;
     CurrentItem& operator=(const CurrentItem&) = delete;
-    ~CurrentItem() { t_innermost = m_outer; }
+    ~CurrentItem() {
+        t_innermost = m_outer;
+    }
 
-    static const CurrentItem* Get() { return t_innermost; }
+    static const CurrentItem* Get() {
+        return t_innermost;
+    }
     std::string ErrorText(const std::string& reason) const {
         return m_holder.ErrorText(m_text, reason);
     }

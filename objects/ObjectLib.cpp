@@ -9,6 +9,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 std::domain_error CannotLoad(const std::string& file, const std::string& reason) {
     return std::domain_error("Cannot load shared library " + file + " because " + reason);
 }

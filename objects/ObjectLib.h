@@ -13,19 +13,25 @@
 /// it made may be alive anywhere.
 ///
 /// Threads: under the registry's lock.
-class __attribute__((visibility("hidden"))) KwObjectHolder::ObjectLib {
+class [[gnu::visibility("hidden")]] KwObjectHolder::ObjectLib {
 public:
     /// The symbol of the creator of lookups.
     static constexpr char LOOKUP_CREATOR[] = "CreateLookup";
 
     /// Not opened yet.
     explicit ObjectLib(const std::string& name) : m_name(name) {}
-    ~ObjectLib() { m_dl.Release(); }
+    ~ObjectLib() {
+        m_dl.Release();
+    }
 
-    bool IsEquel(const std::string& name) const { return name == m_name; }
+    bool IsEquel(const std::string& name) const {
+        return name == m_name;
+    }
 
     /// The file of the library of `type`.
-    static std::string FileName(const std::string& type) { return "libkw_lookup_" + type + ".so"; }
+    static std::string FileName(const std::string& type) {
+        return "libkw_lookup_" + type + ".so";
+    }
 
     /// Opens the library of `type`. Throws std::domain_error "Cannot load shared library FILE
     /// because REASON" with the loader's reason, or with one of ours for a file that would end the

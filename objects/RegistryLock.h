@@ -9,7 +9,7 @@
 ///
 /// A configuration value can be an object list (SkipDomains), which is then filled by the thread
 /// that holds the lock to load that configuration. There this object does nothing.
-class __attribute__((visibility("hidden"))) KwObjectHolder::RegistryLock {
+class [[gnu::visibility("hidden")]] KwObjectHolder::RegistryLock {
 public:
     RegistryLock();
     RegistryLock(const RegistryLock&) = delete;
@@ -17,7 +17,9 @@ public:
     ~RegistryLock();
 
     /// True when this object took the lock.
-    bool IsOutermost() const { return m_lock.owns_lock(); }
+    bool IsOutermost() const {
+        return m_lock.owns_lock();
+    }
 
 private:
     boost::unique_lock<boost::mutex> m_lock;

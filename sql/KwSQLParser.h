@@ -56,13 +56,17 @@ public:
     /// The state, 0 to 8, in which the statement of parse_select() ended too early. Nothing else
     /// sets it, the constructor included: read it after that failure only, or set it before.
     int m_error_state;
+    /// What `trace` added.
     std::string m_trace;
+    /// The statement as given.
     std::string m_statement;
+    /// The table that the statement names.
     std::string m_table;
     /// The columns of a SELECT, "*" among them, or the parameters of an INSERT, in order.
     std::vector<std::string> m_names;
     /// The types of an INSERT's parameters, parallel to m_names.
     std::vector<KwStorageValuesMap::Type> m_types;
+    /// The column of the condition.
     std::string m_where_column;
     /// Without its quotes.
     std::string m_where_value;

@@ -12,7 +12,9 @@ public:
     /// Copies `text`, which ends in a NUL.
     explicit Utf8String(const char* text);
     ~Utf8String();
+    /// Copies the text.
     Utf8String(const Utf8String&) = default;
+    /// Copies the text.
     Utf8String& operator=(const Utf8String&) = default;
 
     /// The text, ending in a NUL. Valid until the string is assigned to or destroyed.

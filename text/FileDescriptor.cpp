@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
     std::swap(m_fd, other.m_fd);
     return *this;
@@ -22,3 +24,5 @@ FileDescriptor FileDescriptor::OpenForReading(const std::string& name, int flags
     while (fd < 0 && errno == EINTR);
     return FileDescriptor(fd);
 }
+
+} // namespace kwlookup

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+namespace kwlookup {
+
 /// Owns an open file descriptor.
 class FileDescriptor {
 public:
@@ -23,3 +25,5 @@ public:
 private:
     int m_fd = -1;
 };
+
+} // namespace kwlookup

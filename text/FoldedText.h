@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+namespace kwlookup {
+
 // Texts under a fold, which says of eight bytes at once what they are compared as.
 
 constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
@@ -87,3 +89,5 @@ template <typename Fold>
                                          std::string_view right) {
     return left.size() == right.size() && Equal(fold, left.data(), right.data(), left.size());
 }
+
+} // namespace kwlookup

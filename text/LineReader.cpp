@@ -8,8 +8,11 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
+/// So large that a call of read(2) costs little beside copying the bytes.
 constexpr std::size_t BLOCK_BYTES = 128 * 1024;
 
 } // namespace
@@ -111,3 +114,5 @@ bool LineReader::Fill() {
     m_at_end = true;
     return false;
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// Reads the lines of a file descriptor, of any length and any bytes, without hiding a fault.
 ///
 /// Memory: one block of 128 KiB, or up to twice the longest line when that is longer.
@@ -66,3 +68,5 @@ constexpr std::size_t LONGEST_INPUT_LINE = 16 * 1024 * 1024;
 
 /// read(2) that goes on after an interruption.
 std::ptrdiff_t ReadBlock(int fd, char* buffer, std::size_t size);
+
+} // namespace kwlookup

@@ -9,6 +9,8 @@
 #include <pthread.h>
 #include <sys/single_threaded.h>
 
+namespace kwlookup {
+
 LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
     const auto& ctype = std::use_facet<std::ctype<char>>(locale);
     for (int byte = 0; byte < 256; ++byte) {
@@ -107,3 +109,5 @@ bool LocaleBytes::UpperKeepsMarks() const {
     }
     return true;
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// What the global locale says of each of the 256 bytes: upper-case form, lower-case form, space.
 ///
 /// Asking a locale costs a facet look-up, and under a named locale a process-wide lock, for every
@@ -86,3 +88,5 @@ private:
     bool m_upper_is_ascii = true;
     bool m_space_is_control = true; ///< no byte above a blank is white space
 };
+
+} // namespace kwlookup

@@ -3,6 +3,8 @@
 
 #include <sys/mman.h>
 
+namespace kwlookup {
+
 void AdviseHugePages(void* begin, std::size_t size) {
 #ifdef MADV_HUGEPAGE
     constexpr std::uintptr_t PAGE = 4096; // the smallest; advice from inside a larger one fails
@@ -15,3 +17,5 @@ void AdviseHugePages(void* begin, std::size_t size) {
     static_cast<void>(size);
 #endif
 }
+
+} // namespace kwlookup

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace kwlookup {
+
 // What the C++ standard does not offer, in one place: each function has a plain implementation for
 // compilers and systems that lack it.
 
@@ -40,3 +42,5 @@ inline void Prefetch(const void* address) {
 
 /// Asks for huge pages for memory that is read all over. Only a hint, and moot when it is small.
 void AdviseHugePages(void* begin, std::size_t size);
+
+} // namespace kwlookup

@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+namespace kwlookup {
+
 namespace {
 
 // strerror_r is one of two functions: that of POSIX fills the buffer, GNU's returns the text.
@@ -21,3 +23,5 @@ std::string SystemErrorText(int error_number) {
     char buffer[256] = "";
     return TextFrom(::strerror_r(error_number, buffer, sizeof(buffer)), buffer);
 }
+
+} // namespace kwlookup

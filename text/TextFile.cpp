@@ -10,6 +10,8 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 std::invalid_argument CanNotLoad(const std::string& name, const std::string& reason) {
@@ -102,3 +104,5 @@ std::string_view WithoutByteOrderMark(std::string_view first_line) {
         first_line.remove_prefix(MARK.size());
     return first_line;
 }
+
+} // namespace kwlookup

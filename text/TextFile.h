@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// Opens a file whose bytes are to be read from the first to the last, without waiting for anybody.
 ///
 /// That is a regular file, /dev/null, or a pipe that this process was given as a descriptor: under
@@ -30,3 +32,5 @@ std::invalid_argument CanNotLoad(const std::string& name, int error_number);
 
 /// The first line of a file without the byte order mark that some editors put there.
 std::string_view WithoutByteOrderMark(std::string_view first_line);
+
+} // namespace kwlookup

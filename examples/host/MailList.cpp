@@ -50,7 +50,7 @@ MailList::Reading::Reading(const MailList& list) {
 
 bool MailList::Ask(const std::string& address, std::string& result) const {
     const Reading reading(*this);
-    const AddressFinder finder(address);
+    const kwlookup::AddressFinder finder(address);
     std::string gathered, matched;
     if (!reading.Holder().Find(finder, &gathered, 0, &matched))
         return false;

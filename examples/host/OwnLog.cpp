@@ -31,7 +31,7 @@ void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) cons
                                                                : 7;
     // Texts hold bytes from strangers: one event stays one line.
     std::string line;
-    for (const char c : WithoutSecrets(text))
+    for (const char c : kwlookup::WithoutSecrets(text))
         line += c >= 0x20 && c <= 0x7e ? c : '?';
     std::fprintf(stderr, "<%d>%s: %s\n", priority, m_state->name.c_str(), line.c_str());
 }

@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     }
     LogClass log("minihost");
     // Plug-ins are configured through this: without a file, every parameter has its default.
-    const auto loader = boost::make_shared<ConfFileLoader>();
+    const auto loader = boost::make_shared<kwlookup::ConfFileLoader>();
     KwObjectHolder::SetConfLoader(loader);
     MailList list(argv[1], log);
     try {

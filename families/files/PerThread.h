@@ -57,7 +57,7 @@ private:
     /// What one thread has, in all objects of this class, some of which may be gone.
     struct Known {
         std::unordered_map<std::uint64_t, Entry> entries;
-        std::size_t enough = 16;
+        std::size_t enough = 16;   ///< when to look for what is gone; a list has fewer items
         std::uint64_t last_id = 0; ///< of the object asked last, which is often the only one
         T* last = nullptr;
 

@@ -12,6 +12,7 @@ namespace kwlookup {
 
 namespace {
 
+/// What PCRE2 itself gives a match where it is given nothing.
 constexpr std::size_t SMALLEST_JIT_STACK = 32 * 1024;
 /// Places where a match may begin that are tried before the clock is asked: those of a text of the
 /// default length, which is searched in one go, since what PCRE2 learns of a text ends with the

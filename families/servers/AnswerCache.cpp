@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t LONGEST_KEPT = 64 * 1024;
 /// Of answers to keep once more in one go: others wait for the lock.
 constexpr int MOST_CHANCES = 16;
+/// Often enough for whoever watches the log, and seldom enough to leave room for other lines.
 constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 
 } // namespace

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwFinderKeys.h"
+#include "lookup/FinderKeys.h"
 #include "lookup/KwLookupFinder.h"
+
+namespace kwlookup {
 
 // The keys of the domains lookup's finder, whose class nobody else can name. They are compared with
 // whole values.
@@ -11,4 +13,6 @@
 bool IsDomainFinder(const KwLookupFinder& finder);
 
 /// The keys of such a finder.
-void AddDomainKeys(const KwLookupFinder& finder, KwFinderKeys& keys);
+void AddDomainKeys(const KwLookupFinder& finder, FinderKeys& keys);
+
+} // namespace kwlookup

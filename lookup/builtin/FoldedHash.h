@@ -9,6 +9,8 @@
 #include <random>
 #include <string_view>
 
+namespace kwlookup {
+
 // The hash of texts under a fold. A search is inlined into one function: the fewer its
 // instructions, the more searches the processor has waiting for memory at once.
 
@@ -72,3 +74,5 @@ template <typename Fold>
 [[gnu::always_inline]] inline std::size_t PlaceOf(std::uint64_t hash, std::size_t count) {
     return static_cast<std::size_t>(Multiply(hash, count).high);
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace kwlookup {
+
 /// Tells of most hashes that are not in an index that they are not, at the cost of one word of a
 /// table that is small enough to stay in the processor's cache.
 class HashFilter {
@@ -26,7 +28,7 @@ public:
     }
 
 private:
-    /// Up to four bits of a word, by the lower bits of a hash.
+    /// Up to four bits of a word, by the lower bits of a hash: 6 bits name one of 64.
     [[gnu::always_inline]] static std::uint64_t Bits(std::uint64_t hash) {
         const auto bit = [hash](int shift) { return std::uint64_t(1) << (hash >> shift & 63); };
         return bit(0) | bit(6) | bit(12) | bit(18);
@@ -34,3 +36,5 @@ private:
 
     std::vector<std::uint64_t> m_words;
 };
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <exception>
 #include <memory>
 
+namespace kwlookup {
+
 template <typename Use>
 [[gnu::always_inline]] inline auto KeyIndex::WithFold(const Use& use) const {
     return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.UpperTable()});
@@ -20,10 +22,10 @@ struct KeyIndex::Key {
 };
 
 /// Takes the keys of one search, or of several to come.
-class KeyIndex::Keys final : public KwFinderKeys {
+class KeyIndex::Keys final : public FinderKeys {
 public:
     explicit Keys(const KeyIndex& index)
-        : KwFinderKeys(index.m_shapes.Sizes(), index.m_shapes.MostDots()), m_index(index) {}
+        : FinderKeys(index.m_shapes.Sizes(), index.m_shapes.MostDots()), m_index(index) {}
 
     /// Drops most of the keys that are not there, and brings the slots of the others.
     void Sift() {
@@ -143,9 +145,9 @@ private:
 };
 
 KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
-                   KwKeyedFinder::KeyPart part, const LocaleBytes& bytes)
+                   KeyedFinder::KeyPart part, const LocaleBytes& bytes)
     : m_strings(strings), m_order(order), m_part(part), m_bytes(bytes),
-      m_usable(part == KwKeyedFinder::WHOLE_VALUE || bytes.UpperKeepsMarks()),
+      m_usable(part == KeyedFinder::WHOLE_VALUE || bytes.UpperKeepsMarks()),
       m_seed(HashSeed::Random()), m_filter(m_usable ? strings.size() : 0) {
     if (!m_usable)
         return;
@@ -159,7 +161,7 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
 }
 
 std::string_view KeyIndex::PartOf(std::string_view text) const {
-    if (m_part == KwKeyedFinder::WHOLE_VALUE)
+    if (m_part == KeyedFinder::WHOLE_VALUE)
         return text;
     const char* begin = text.data();
     const char* const end = begin + text.size();
@@ -218,7 +220,7 @@ template <typename Fold>
     if (!slot.IsLong())
         return Equal(fold, key, slot.Text());
     std::string_view text = slot.Holder();
-    if (m_part == KwKeyedFinder::FIRST_WORD) {
+    if (m_part == KeyedFinder::FIRST_WORD) {
         const auto* begin =
             std::find_if(text.begin(), text.end(), [this](char c) { return !m_bytes.IsSpace(c); });
         text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
@@ -273,7 +275,7 @@ bool KeyIndex::AreMany(std::uint32_t rank) const {
 const KeyIndex* KeyIndex::WholeValues() const {
     try {
         const KeyIndex& index = m_whole_values.GetOrMake([this] {
-            return std::make_unique<const KeyIndex>(m_strings, m_order, KwKeyedFinder::WHOLE_VALUE,
+            return std::make_unique<const KeyIndex>(m_strings, m_order, KeyedFinder::WHOLE_VALUE,
                                                     m_bytes);
         });
         return index.m_usable ? &index : nullptr;
@@ -311,3 +313,5 @@ void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) co
             Prefetch(&TextAt(slot.Rank()));
         });
 }
+
+} // namespace kwlookup

@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// A hash index of the parts of strings that keys of finders are compared with, by upper-case
 /// forms.
 ///
@@ -27,7 +29,7 @@ public:
     /// Of `strings` as they are listed, or in `order`. Keeps the tables of `bytes`.
     /// Throws std::bad_alloc, or another std::exception when the system has no random numbers.
     KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
-             KwKeyedFinder::KeyPart part, const LocaleBytes& bytes);
+             KeyedFinder::KeyPart part, const LocaleBytes& bytes);
 
     /// False when the index cannot answer under `bytes`, the tables of the global locale.
     bool AnswersUnder(const LocaleBytes& bytes) const {
@@ -92,7 +94,7 @@ private:
 
     const std::vector<std::string>& m_strings;
     const SortedOrder* const m_order;
-    const KwKeyedFinder::KeyPart m_part;
+    const KeyedFinder::KeyPart m_part;
     const LocaleBytes m_bytes;
     bool m_usable;
     const HashSeed m_seed;
@@ -103,3 +105,5 @@ private:
     std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0
     MadeOnce<KeyIndex> m_whole_values; ///< for texts whose first word many strings begin with
 };
+
+} // namespace kwlookup

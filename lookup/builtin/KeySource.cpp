@@ -8,22 +8,24 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr std::size_t CLEAR_RES = 5; // two destructors, Match, GetRequest and GetRes before it
 
-class KeylessFinder : public KwKeyedFinder {
+class KeylessFinder : public KeyedFinder {
 public:
     bool Match(const std::string&) const override { return false; }
-    KwTextRange GetRequest() const override { return KwTextRange(); }
+    TextRange GetRequest() const override { return TextRange(); }
     KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
-    bool GetKeys(KwFinderKeys&) const override { return true; }
+    bool GetKeys(FinderKeys&) const override { return true; }
 };
 
 /// Takes no key.
-class NoKeys final : public KwFinderKeys {
+class NoKeys final : public FinderKeys {
 public:
-    NoKeys() : KwFinderKeys(m_no_sizes, 0) {}
+    NoKeys() : FinderKeys(m_no_sizes, 0) {}
 
 private:
     void Take(std::string_view) override {}
@@ -41,7 +43,7 @@ bool IsKeyed(const KwLookupFinder& finder) {
 
 KeySource::KeySource(const KwLookupFinder& finder) {
     if (IsKeyed(finder))
-        m_keyed = static_cast<const KwKeyedFinder*>(&finder);
+        m_keyed = static_cast<const KeyedFinder*>(&finder);
     else if (IsDomainFinder(finder))
         m_domain = &finder;
 }
@@ -51,9 +53,11 @@ bool KeySource::NamesKeys() const {
     return GetKeys(keys);
 }
 
-bool KeySource::GetKeys(KwFinderKeys& keys) const {
+bool KeySource::GetKeys(FinderKeys& keys) const {
     if (m_keyed)
         return m_keyed->GetKeys(keys);
     AddDomainKeys(*m_domain, keys);
     return true;
 }
+
+} // namespace kwlookup

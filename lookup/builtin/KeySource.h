@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/KeyedFinder.h"
+
+namespace kwlookup {
 
 /// What a finder that may be anybody's can say of its keys.
 ///
@@ -14,10 +16,10 @@ public:
     /// False for a finder that names no keys: the rest must not be asked then.
     explicit operator bool() const { return m_keyed || m_domain; }
 
-    KwKeyedFinder::KeyPart GetKeyPart() const {
-        return m_keyed ? m_keyed->GetKeyPart() : KwKeyedFinder::WHOLE_VALUE;
+    KeyedFinder::KeyPart GetKeyPart() const {
+        return m_keyed ? m_keyed->GetKeyPart() : KeyedFinder::WHOLE_VALUE;
     }
-    bool GetKeys(KwFinderKeys& keys) const;
+    bool GetKeys(FinderKeys& keys) const;
 
     /// False for a finder that cannot name its keys this time.
     bool NamesKeys() const;
@@ -26,6 +28,8 @@ public:
     bool IsDone() const { return m_keyed && m_keyed->HasRes(); }
 
 private:
-    const KwKeyedFinder* m_keyed = nullptr;
+    const KeyedFinder* m_keyed = nullptr;
     const KwLookupFinder* m_domain = nullptr;
 };
+
+} // namespace kwlookup

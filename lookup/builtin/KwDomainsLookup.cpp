@@ -7,20 +7,22 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// The request for one domain.
 class Finder : public KwLookupFinder {
 public:
-    Finder(const KwTextRange& text, bool exact)
+    Finder(const TextRange& text, bool exact)
         : m_begin(text.begin()), m_end(text.end()), m_exact(exact) {}
 
     bool Match(const std::string& entry) const override;
-    KwTextRange GetRequest() const override { return KwTextRange(m_begin, m_end); }
+    TextRange GetRequest() const override { return TextRange(m_begin, m_end); }
 
     bool IsExact() const { return m_exact; }
 
 private:
-    KwTextRange::const_iterator m_begin;
-    KwTextRange::const_iterator m_end;
+    TextRange::const_iterator m_begin;
+    TextRange::const_iterator m_end;
     bool m_exact;
 };
 
@@ -36,12 +38,12 @@ bool Finder::Match(const std::string& entry) const {
 
 } // namespace
 
-bool IsDomainFinder(const KwLookupFinder& finder) {
-    static const void* const table = VirtualTableOf(Finder(KwTextRange(), false));
+bool kwlookup::IsDomainFinder(const KwLookupFinder& finder) {
+    static const void* const table = VirtualTableOf(Finder(TextRange(), false));
     return VirtualTableOf(finder) == table;
 }
 
-void AddDomainKeys(const KwLookupFinder& finder, KwFinderKeys& keys) {
+void kwlookup::AddDomainKeys(const KwLookupFinder& finder, FinderKeys& keys) {
     const auto& domain = static_cast<const Finder&>(finder);
     const std::string_view text = ViewOf(domain.GetRequest());
     keys.Add(text);
@@ -49,17 +51,17 @@ void AddDomainKeys(const KwLookupFinder& finder, KwFinderKeys& keys) {
         keys.AddEndings(text, false);
 }
 
-bool KwDomainsLookup::Find(const KwTextRange& text, int flags, bool allow_subdomains) const {
+bool KwDomainsLookup::Find(const TextRange& text, int flags, bool allow_subdomains) const {
     return flags & FIND_DOMAIN ? FindDomain(text, allow_subdomains)
                                : FindAddr(text, allow_subdomains);
 }
 
-bool KwDomainsLookup::FindDomain(const KwTextRange& domain, bool allow_subdomains) const {
+bool KwDomainsLookup::FindDomain(const TextRange& domain, bool allow_subdomains) const {
     const int flags = FIND_DOMAIN | FIND_NOCASE | (allow_subdomains ? 0 : FIND_EXACT);
     return Find(Finder(domain, !allow_subdomains), nullptr, flags, nullptr);
 }
 
-bool KwDomainsLookup::FindAddr(const KwTextRange& address, bool allow_subdomains) const {
+bool KwDomainsLookup::FindAddr(const TextRange& address, bool allow_subdomains) const {
     const std::size_t at = ViewOf(address).find('@');
     auto begin = address.begin();
     auto end = address.end();
@@ -68,5 +70,5 @@ bool KwDomainsLookup::FindAddr(const KwTextRange& address, bool allow_subdomains
         if (*(end - 1) == '>')
             --end;
     }
-    return begin != end && FindDomain(KwTextRange(begin, end), allow_subdomains);
+    return begin != end && FindDomain(TextRange(begin, end), allow_subdomains);
 }

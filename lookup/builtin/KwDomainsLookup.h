@@ -17,12 +17,12 @@ public:
     using KwLookupHolder::KwLookupHolder;
 
     /// FindDomain() when `flags` hold FIND_DOMAIN, else FindAddr().
-    bool Find(const KwTextRange& text, int flags, bool allow_subdomains) const;
+    bool Find(const kwlookup::TextRange& text, int flags, bool allow_subdomains) const;
 
     /// Searches for the whole of `domain`.
-    bool FindDomain(const KwTextRange& domain, bool allow_subdomains) const;
+    bool FindDomain(const kwlookup::TextRange& domain, bool allow_subdomains) const;
 
     /// Searches for what follows the first '@' of `address`, without a '>' at its end; for the
     /// whole of it where there is no '@'. False, without a search, when that domain is empty.
-    bool FindAddr(const KwTextRange& address, bool allow_subdomains) const;
+    bool FindAddr(const kwlookup::TextRange& address, bool allow_subdomains) const;
 };

@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+using namespace kwlookup;
+
 KwStrLookup::KwStrLookup(const std::string& text) : m_str(text) {}
 
 void KwStrLookup::Init(const std::string& text) {

@@ -10,6 +10,7 @@
 /// Threads: searches may run at once; there is no mutable state.
 class KW_EXPORT KwStrLookup : public KwIfLookup {
 public:
+    /// Stores a copy of `text`.
     explicit KwStrLookup(const std::string& text);
 
     /// Replaces the stored string by `text`.

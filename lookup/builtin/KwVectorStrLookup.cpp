@@ -16,6 +16,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// From this many strings on, an index answers sooner than a walk.
 constexpr std::size_t LONG_LIST = 64;
 
@@ -23,17 +25,17 @@ constexpr std::size_t LONG_LIST = 64;
 
 /// The indexes of keys that the searches of one list need: for each part of a value, in the order
 /// of the list and in that of its sort. Each is made by the first search that needs it.
-class KeyIndexes {
+class kwlookup::KeyIndexes {
 public:
     /// Null before it is made.
-    const KeyIndex* Get(KwKeyedFinder::KeyPart part, bool sorted) const {
+    const KeyIndex* Get(KeyedFinder::KeyPart part, bool sorted) const {
         return m_indexes[part][sorted].Get();
     }
 
     /// The index of `strings` in `order`, or as they are listed where that is null. What
     /// KeyIndex throws leaves it unmade.
     const KeyIndex& GetOrMake(const std::vector<std::string>& strings, const SortedOrder* order,
-                              KwKeyedFinder::KeyPart part, const LocaleBytes& bytes) const {
+                              KeyedFinder::KeyPart part, const LocaleBytes& bytes) const {
         return m_indexes[part][order != nullptr].GetOrMake(
             [&] { return std::make_unique<const KeyIndex>(strings, order, part, bytes); });
     }
@@ -157,8 +159,8 @@ const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) co
 const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
         return nullptr;
-    const KwKeyedFinder::KeyPart part = source.GetKeyPart();
-    if (part != KwKeyedFinder::WHOLE_VALUE && part != KwKeyedFinder::FIRST_WORD)
+    const KeyedFinder::KeyPart part = source.GetKeyPart();
+    if (part != KeyedFinder::WHOLE_VALUE && part != KeyedFinder::FIRST_WORD)
         return nullptr; // of a later version of this library
     const LocaleBytes& bytes = LocaleBytes::Current();
     const SortedStrings* const sorted = Sorted();
@@ -178,13 +180,13 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
 
 void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t count,
                               int flags) const noexcept {
-    constexpr std::size_t AT_ONCE = 32;
+    constexpr std::size_t AT_ONCE = 32; // the most that is worth its cost, see the header
     try {
         const SortedStrings* const sorted = Sorted();
         for (; count != 0; finders += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {
             const std::size_t size = std::min(count, AT_ONCE);
             if (!(flags & FIND_EXACT)) {
-                for (const auto part : {KwKeyedFinder::WHOLE_VALUE, KwKeyedFinder::FIRST_WORD})
+                for (const auto part : {KeyedFinder::WHOLE_VALUE, KeyedFinder::FIRST_WORD})
                     if (const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr))
                         index->Fetch(finders, size);
             } else if (sorted) {

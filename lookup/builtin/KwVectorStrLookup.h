@@ -12,10 +12,12 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
 class KeyIndex;
 class KeyIndexes;
 class KeySource;
 class SortedStrings;
+} // namespace kwlookup
 
 /// A list of strings; the base of lookups that hold one.
 ///
@@ -25,7 +27,7 @@ class SortedStrings;
 /// search in the order of its own flags answers, even where the list was sorted in the other one,
 /// so a list is meant for one kind of search.
 ///
-/// For a finder that names its keys (KwKeyedFinder, AddressFinder among them), a search of 64
+/// For a finder that names its keys (KeyedFinder, AddressFinder among them), a search of 64
 /// strings and more without FIND_EXACT asks an index and calls Match() only for the strings that
 /// have one of the keys, in the order of the walk: the same answer. The first such search makes the
 /// index. It is a walk after all where the index cannot be made, or where the global locale has
@@ -84,11 +86,11 @@ protected:
     void Replace(std::vector<std::string>&& strings);
 
 private:
-    const SortedStrings& Sort(bool nocase) const;
-    const SortedStrings* Sorted() const;
+    const kwlookup::SortedStrings& Sort(bool nocase) const;
+    const kwlookup::SortedStrings* Sorted() const;
     bool Walk(const KwLookupFinder& finder, std::string* res, std::string* matched) const;
     const std::string* FindFirst(const KwLookupFinder& finder) const;
-    const KeyIndex* IndexFor(const KeySource& source) const;
+    const kwlookup::KeyIndex* IndexFor(const kwlookup::KeySource& source) const;
     void DropOrder();
 
     std::vector<std::string> m_strings;
@@ -97,6 +99,6 @@ private:
     mutable boost::mutex m_lock;
     /// The sorted order of m_strings, set while m_sorted is true. The strings themselves stay where
     /// they are, so that a walk beside the first exact search reads what nobody writes.
-    mutable std::unique_ptr<const SortedStrings> m_order;
-    const std::unique_ptr<KeyIndexes> m_key_indexes;
+    mutable std::unique_ptr<const kwlookup::SortedStrings> m_order;
+    const std::unique_ptr<kwlookup::KeyIndexes> m_key_indexes;
 };

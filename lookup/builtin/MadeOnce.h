@@ -4,6 +4,8 @@
 #include <atomic>
 #include <memory>
 
+namespace kwlookup {
+
 /// An object that is made when it is first needed, without a lock.
 ///
 /// Threads that need it at once may each make one; the first to be ready is kept, the others go.
@@ -39,3 +41,5 @@ public:
 private:
     mutable std::atomic<const T*> m_made{nullptr};
 };
+
+} // namespace kwlookup

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// What the parts of a list look like: their sizes, their first and last bytes, and how many dots
 /// one has. Most keys that no part equals look like none, and so need no hash.
 class PartShapes {
@@ -68,3 +70,5 @@ private:
     std::array<bool, 256> m_last{};  ///< the same
     std::size_t m_most_dots = 0;
 };
+
+} // namespace kwlookup

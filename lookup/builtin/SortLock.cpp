@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+namespace kwlookup {
+
 namespace {
 
 bool g_forked = false;
@@ -32,3 +34,5 @@ const int g_forks_are_seen = ::pthread_atfork(BeforeFork, AfterForkInParent, Aft
 boost::mutex& SortLock(boost::mutex& own) {
     return g_forked ? LockOfForkedProcess() : own;
 }
+
+} // namespace kwlookup

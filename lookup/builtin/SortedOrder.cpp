@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace kwlookup {
+
 namespace {
 
 bool LessBySignedBytes(std::string_view left, std::string_view right) {
@@ -95,3 +97,5 @@ std::string_view SortedOrder::BinarySearch(std::string_view text, Less less) con
         return std::string_view();
     return m_strings[*found];
 }
+
+} // namespace kwlookup

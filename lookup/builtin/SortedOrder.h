@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// The positions of strings in the order in which std::sort leaves the strings.
 ///
 /// std::sort over positions makes the very moves that it makes over the strings, so strings that
@@ -38,3 +40,5 @@ private:
     const std::vector<std::string>& m_strings;
     Positions m_positions;
 };
+
+} // namespace kwlookup

@@ -5,6 +5,8 @@
 #include <limits>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 bool IsAscii(const std::vector<std::string>& strings) {
@@ -81,3 +83,5 @@ std::vector<std::string> SortedStrings::TakeInOrder(std::vector<std::string>& st
         sorted.push_back(std::move(strings[position]));
     return sorted;
 }
+
+} // namespace kwlookup

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// A list of strings as std::sort would leave it, and the answers of a binary search in it.
 ///
 /// The order is by bytes as unsigned values or by upper-case forms. What can be seen of it is the
@@ -58,3 +60,5 @@ private:
     std::unique_ptr<const TextIndex> m_index; ///< null where the binary search is to answer
     MadeOnce<SortedOrder> m_order;
 };
+
+} // namespace kwlookup

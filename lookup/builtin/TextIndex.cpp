@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+namespace kwlookup {
+
 namespace {
 
 std::string_view TextOf(TextSlot slot) {
@@ -131,3 +133,5 @@ void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
         }
     }
 }
+
+} // namespace kwlookup

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// A hash index of whole strings, by their bytes or by their upper-case forms.
 ///
 /// The strings belong to the caller and must neither change nor move.
@@ -54,3 +56,5 @@ private:
     HashFilter m_filter;
     std::vector<TextSlot> m_slots;
 };
+
+} // namespace kwlookup

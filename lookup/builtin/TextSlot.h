@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// A slot of an index: where a text is (48 bits), its size and 8 bits of its hash. A search finds
 /// the text without a look at its std::string, which would cost a cache miss. Only texts of 255
 /// bytes and more are found through their std::string.
@@ -48,9 +50,11 @@ public:
     const std::string& Holder() const { return *static_cast<const std::string*>(Address()); }
 
 private:
-    static constexpr std::size_t LONG_TEXT = 255;
+    static constexpr std::size_t LONG_TEXT = 255; ///< what fits the byte of the size
 
     std::size_t Size() const { return m_bits >> 8 & 0xff; }
 
     std::uint64_t m_bits = 0;
 };
+
+} // namespace kwlookup

@@ -15,5 +15,5 @@ public:
     void SetStorage() override;
 
 protected:
-    bool m_is_storage;
+    bool m_is_storage; ///< true after SetStorage()
 };

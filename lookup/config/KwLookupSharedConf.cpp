@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using params_t = KwLookupSharedConf::params_t;
 
 constexpr char SKIP_DOMAINS[] = "SkipDomains";

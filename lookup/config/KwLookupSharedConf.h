@@ -31,7 +31,7 @@ class KW_EXPORT KwLookupSharedConf {
 public:
     /// One parameter. Letter case in names does not count.
     struct params_t {
-        std::string name;
+        std::string name;           ///< as written in the configuration
         void* var;                  ///< the variable, a member of the configuration
         const void* def;            ///< its default, of the same C++ type, or null
         IfConfParser::VarType type; ///< how text becomes its value

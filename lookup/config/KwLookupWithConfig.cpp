@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 void Output(std::string_view piece, std::string& out, int flags,
             KwLookupWithConfig::ExpandOutputFunc func) {
     func(piece.data(), piece.data() + piece.size(), out, flags);
@@ -147,7 +149,7 @@ bool KwLookupWithConfig::CheckSkipDomains(const KwLookupFinder& finder, int flag
     const auto& domains = m_conf->GetVal<KwDomainsLookup>("SkipDomains");
     if (domains.Empty())
         return false;
-    const KwTextRange text = finder.GetRequest();
+    const TextRange text = finder.GetRequest();
     if (!domains.Find(text, flags, false))
         return false;
     const LogClass* log = GetLogPtr();

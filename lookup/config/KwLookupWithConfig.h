@@ -58,6 +58,7 @@ public:
     /// '$', and else the characters of `buffer`, which then holds the expansion.
     const char* ExpandFilter(const char* filter, const KwLookupFinder& finder, int flags,
                              std::string& buffer, ExpandOutputFunc func) const;
+    /// The same with AssignValue().
     const char* ExpandFilter(const char* filter, const KwLookupFinder& finder, int flags,
                              std::string& buffer) const;
 
@@ -87,6 +88,7 @@ protected:
     /// one. The caller owns it.
     virtual KwLookupSharedConf* CreateLocalConf() = 0;
 
+    /// The configuration that ParseInitData() made; null without settings.
     boost::shared_ptr<KwLookupSharedConf> m_local_conf;
     /// The configuration to ask: the local one once it is loaded, else the type-wide one.
     KwLookupSharedConf* m_conf;

@@ -24,6 +24,7 @@ namespace kwlookup {
 template <typename Kind>
 class Parameter {
 public:
+    /// The C++ type of the value.
     using Value = ParameterValue<Kind>;
 
     /// A parameter without a default. It is zero, false or empty until somebody sets it.

@@ -26,7 +26,8 @@ struct ParameterKind;
 /// As a base of its specialisations.
 template <typename T, IfConfParser::VarType VAR_TYPE>
 struct ParameterKindOf {
-    using Value = T;
+    using Value = T; ///< the C++ type of the value
+    /// How text becomes the value.
     static constexpr IfConfParser::VarType TYPE = VAR_TYPE;
 };
 

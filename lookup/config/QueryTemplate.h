@@ -18,6 +18,7 @@ public:
     /// NUL byte", which would end it.
     explicit QueryTemplate(std::string text);
 
+    /// The template as given.
     const std::string& GetText() const { return m_text; }
 
     /// Puts the expansion for `finder` into `out`, as KwLookupWithConfig::ExpandFilter() makes it,

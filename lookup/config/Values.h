@@ -19,8 +19,10 @@ public:
         return values;
     }
 
+    /// True when somebody wants the values.
     bool Wanted() const { return m_out != nullptr; }
 
+    /// Appends `value`.
     void Add(std::string_view value) {
         if (m_without_nul && !value.empty() && value.back() == '\0')
             value.remove_suffix(1);

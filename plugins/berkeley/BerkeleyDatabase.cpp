@@ -7,6 +7,7 @@ namespace kwlookup {
 
 namespace {
 
+// The page at the start of a file, by the format.
 constexpr std::size_t HEAD_BYTES = 512;
 constexpr std::size_t HEAD_CHECKSUM = 492;
 

@@ -11,7 +11,7 @@ namespace {
 enum HashKind { HASH_BYTES = 1, HASH_VALUE_LIST, HASH_OVERFLOW, HASH_VALUE_TREE };
 enum TreeKind { TREE_BYTES = 1, TREE_VALUE_TREE, TREE_OVERFLOW, TREE_DELETED = 0x80 };
 
-// Bytes before the key of an item.
+// Bytes before the key of an item, by the format.
 constexpr std::size_t LEAF_ITEM_HEADER = 3;
 constexpr std::size_t INNER_ITEM_HEADER = 12;
 

@@ -12,7 +12,7 @@ namespace {
 
 /// Slots for each entry of a table; a power of two. One byte of text in so many is a false alarm.
 constexpr std::size_t SLOTS_PER_ENTRY = 16;
-/// Slots of the bitmap that share a group of entries.
+/// Slots of the bitmap that share a group of entries: 16, about one entry a group.
 constexpr unsigned GROUP_SHIFT = 4;
 /// Counters of pieces by hash; enough to tell the common ones.
 constexpr unsigned FREQUENCY_BITS = 16;
@@ -54,7 +54,7 @@ std::uint32_t LiteralIndex::Pieces::Slot(std::uint32_t value) const {
 void LiteralIndex::Pieces::Build() {
     if (m_entries.empty())
         return;
-    unsigned bits = 10;
+    unsigned bits = 10; // 128 bytes, two lines of the cache: less would save nothing
     while ((std::size_t(1) << bits) < m_entries.size() * SLOTS_PER_ENTRY)
         ++bits;
     m_shift = 32 - bits;

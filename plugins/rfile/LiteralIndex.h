@@ -32,6 +32,7 @@ public:
     /// may be read, does not rule out: in rising order, each once.
     void Search(std::string_view text, std::vector<std::uint32_t>& found) const;
 
+    /// A piece is read four bytes at a time, also at the end of the text.
     static constexpr std::size_t PADDING = 4;
 
 private:

@@ -11,6 +11,7 @@ namespace kwlookup {
 
 namespace {
 
+/// Two bytes stand in too many texts to rule any out.
 constexpr int SHORTEST_LITERAL = 3;
 /// Beyond these, what is required is told less exactly, so that loading stays linear.
 constexpr std::size_t MOST_LITERALS = 256;

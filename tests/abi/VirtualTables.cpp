@@ -3,8 +3,8 @@
 // Compiled by compare_virtual_tables.sh only.
 #include "conf/ConfParser.h"
 #include "host/IfConfLoader.h"
+#include "lookup/KeyedFinder.h"
 #include "lookup/KwIfSharedStorage.h"
-#include "lookup/KwKeyedFinder.h"
 #include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/KwDomainsLookup.h"
 #include "lookup/builtin/KwFileLookup.h"
@@ -29,7 +29,7 @@ template struct Probe<KwIfSharedObject>;
 template struct Probe<KwIfSharedLookup>;
 template struct Probe<KwIfSharedStorage>;
 template struct Probe<KwLookupFinder>;
-template struct Probe<KwKeyedFinder>;
+template struct Probe<kwlookup::KeyedFinder>;
 template struct Probe<KwObjectHolder>;
 template struct Probe<KwLookupHolder>;
 template struct Probe<KwDomainsLookup>;

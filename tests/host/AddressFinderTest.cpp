@@ -15,6 +15,8 @@ using namespace std::string_literals;
 
 namespace {
 
+using namespace kwlookup;
+
 enum Outcome { No, Plain, Result };
 
 struct MatchCase {
@@ -199,7 +201,7 @@ TEST(AddressFinder, RequestIsTheTextAsGiven) {
     for (const std::string& text :
          {"<jdoe@corp.lan>"s, " x "s, ""s, "a\0\xff"s, std::string(1 << 20, 'x')}) {
         const AddressFinder finder(text);
-        const KwTextRange request = finder.GetRequest();
+        const TextRange request = finder.GetRequest();
         EXPECT_EQ(std::string(request.begin(), request.end()), text);
     }
 }

@@ -23,6 +23,8 @@ using testing::Not;
 
 namespace {
 
+using namespace kwlookup;
+
 /// A configured object with a parameter of each common type.
 class Holder : public InterfaceConfHolder {
 public:

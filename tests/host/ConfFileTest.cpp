@@ -17,6 +17,8 @@ using testing::IsEmpty;
 
 namespace {
 
+using namespace kwlookup;
+
 /// "LINE KEY=VALUE" of each setting of a section, with a '!' for a secret one.
 std::vector<std::string> Shown(const ConfFile& file, const std::string& section) {
     std::vector<std::string> shown;

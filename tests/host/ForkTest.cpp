@@ -21,6 +21,8 @@ using log4cxx::Level;
 
 namespace {
 
+using namespace kwlookup;
+
 /// Forks, and gives the child's status: 0 when `question` is answered by true, 14 when the child
 /// was waiting for what never comes.
 template <typename Question>

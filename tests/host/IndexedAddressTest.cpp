@@ -23,6 +23,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
@@ -31,7 +32,7 @@ class Walked : public KwLookupFinder {
 public:
     explicit Walked(const KwLookupFinder& finder) : m_finder(finder) {}
     bool Match(const std::string& value) const override { return m_finder.Match(value); }
-    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    TextRange GetRequest() const override { return m_finder.GetRequest(); }
     std::string GetRes() const override { return m_finder.GetRes(); }
     void ClearRes() const override { m_finder.ClearRes(); }
 
@@ -312,10 +313,10 @@ TEST(IndexedAddress, ManyEqualKeysAreAskedInTheirOrder) {
 }
 
 /// Counts the keys that a finder names for a list whose values have parts of the sizes `sizes`.
-class KeyCounter final : public KwFinderKeys {
+class KeyCounter final : public FinderKeys {
 public:
     explicit KeyCounter(const std::vector<std::size_t>& sizes, std::size_t most_dots = SIZE_MAX)
-        : KwFinderKeys(sizes, most_dots) {}
+        : FinderKeys(sizes, most_dots) {}
 
     std::size_t keys = 0, empty = 0, longest = 0;
 
@@ -364,7 +365,7 @@ TEST(IndexedAddress, NoTextMakesManyOrLongKeys) {
 }
 
 /// Counts the values that an AddressFinder is asked about.
-class CountingFinder : public KwKeyedFinder {
+class CountingFinder : public KeyedFinder {
 public:
     explicit CountingFinder(const std::string& text) : m_finder(text) {}
     bool Match(const std::string& value) const override {
@@ -374,10 +375,10 @@ public:
             NoteRes();
         return match;
     }
-    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    TextRange GetRequest() const override { return m_finder.GetRequest(); }
     std::string GetRes() const override { return m_finder.GetRes(); }
     KeyPart GetKeyPart() const override { return m_finder.GetKeyPart(); }
-    bool GetKeys(KwFinderKeys& keys) const override { return m_finder.GetKeys(keys); }
+    bool GetKeys(FinderKeys& keys) const override { return m_finder.GetKeys(keys); }
 
     mutable int matches = 0;
 
@@ -543,7 +544,7 @@ TEST(IndexedAddress, FetchingChangesNoAnswer) {
             holder.Fetch(pointers.data(), pointers.size(), flags);
             holder.Fetch(pointers.data(), 0, flags);
             for (const auto& finder : finders) {
-                const KwTextRange request = finder->GetRequest();
+                const TextRange request = finder->GetRequest();
                 const AddressFinder other(std::string(request.begin(), request.end()));
                 std::string res[2], matched[2];
                 EXPECT_EQ(holder.Find(*finder, &res[0], flags, &matched[0]),

@@ -21,6 +21,8 @@ using log4cxx::Level;
 
 namespace {
 
+using namespace kwlookup;
+
 /// The levels that are enabled before anybody calls SetLogging(): found out while the program
 /// starts.
 const struct DefaultLevels {

@@ -20,6 +20,8 @@ using log4cxx::Level;
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr int THREADS = 4;
 constexpr int LINES = 500;
 

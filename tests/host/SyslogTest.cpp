@@ -19,6 +19,8 @@ using log4cxx::Level;
 
 namespace {
 
+using namespace kwlookup;
+
 /// A daemon's end of /dev/log, in a /dev that only this process sees. Empty where the system does
 /// not let us have one.
 FileDescriptor ListenAsSyslogDaemon() {

@@ -10,6 +10,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 bool RegisterPluginTypes() {
     for (const char* type : {"absent", "configured", "foreign", "incomplete", "latecomer", "nested",
                              "shared", "unloadable", "unlogged"})
@@ -26,7 +28,7 @@ public:
         m_values.push_back(value);
         return false;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
     const std::vector<std::string>& GetValues() const { return m_values; }
 

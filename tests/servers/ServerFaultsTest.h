@@ -176,7 +176,7 @@ TYPED_TEST_P(ServerFaultsTest, WrongPasswordIsAFaultAndNoSecretIsTold) {
     holder.Init("\"" + item + " or so\"");
     holder.Init("\"" + this->Get().Type() + ":Hosts=[|" + login + "|" + this->Get().Query() + "\"");
     for (const RecordingLog::Line& line : RecordingLog::Lines())
-        EXPECT_THAT(WithoutSecrets(line.text), testing::Not(testing::HasSubstr(bad)));
+        EXPECT_THAT(kwlookup::WithoutSecrets(line.text), testing::Not(testing::HasSubstr(bad)));
 }
 
 TYPED_TEST_P(ServerFaultsTest, ChildAfterForkConnectsItself) {

@@ -177,6 +177,7 @@ void TestServer::Signal(int signal) {
 
 void TestServer::Stop() {
     ::kill(m_pid, SIGSTOP); // so that it starts no others meanwhile
+    ::waitpid(m_pid, nullptr, WUNTRACED);
     Signal(SIGSTOP);
     // A busy machine delivers the signal late.
     for (char state = 'R'; state != 'T' && state != 'X' && state != 'Z';

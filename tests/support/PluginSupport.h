@@ -66,7 +66,7 @@ protected:
     void Configure(const std::string& text) {
         const std::string name = m_dir.Write("kwlookup.conf", text);
         ::chmod(name.c_str(), 0600);
-        m_loader->SetFile(ConfFile(name));
+        m_loader->SetFile(kwlookup::ConfFile(name));
         TakeErrors();
         KwObjectHolder::BeforeReload(m_log);
     }
@@ -139,6 +139,7 @@ protected:
 
     TempDir m_dir;
     LogClass m_log;
-    boost::shared_ptr<ConfFileLoader> m_loader = boost::make_shared<ConfFileLoader>();
+    boost::shared_ptr<kwlookup::ConfFileLoader> m_loader =
+        boost::make_shared<kwlookup::ConfFileLoader>();
     boost::shared_ptr<LoaderWithoutValues> m_without_values;
 };

@@ -8,9 +8,9 @@
 
 /// False in a root without /dev/pts.
 inline bool HavePseudoTerminals() {
-    const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const kwlookup::FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0)
         return false;
     const char* const name = ::ptsname(terminal.Get());
-    return name && FileDescriptor(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    return name && kwlookup::FileDescriptor(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
 }

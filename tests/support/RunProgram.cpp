@@ -14,6 +14,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// How long a program that is talked to may take for an answer.
 constexpr int PATIENCE_MS = 60000;
 

@@ -41,7 +41,7 @@ public:
     /// program is silent for a minute.
     std::string ReadLine();
 
-    void CloseInput() { m_input = FileDescriptor(); }
+    void CloseInput() { m_input = kwlookup::FileDescriptor(); }
 
     /// Closes its input, waits for its end, and gives what has not been read yet.
     ProgramResult Finish();
@@ -49,9 +49,9 @@ public:
 private:
     bool ReadMore();
 
-    FileDescriptor m_input;
-    FileDescriptor m_output;
-    FileDescriptor m_error;
+    kwlookup::FileDescriptor m_input;
+    kwlookup::FileDescriptor m_output;
+    kwlookup::FileDescriptor m_error;
     std::string m_read;
     std::size_t m_given = 0; ///< how much of m_read ReadLine() has given
     pid_t m_pid = -1;

@@ -11,7 +11,9 @@ public:
     explicit TextFinder(const std::string& text) : m_text(text) {}
 
     bool Match(const std::string& value) const override { return value == m_text; }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    kwlookup::TextRange GetRequest() const override {
+        return kwlookup::TextRange(m_text.begin(), m_text.end());
+    }
 
 private:
     std::string m_text;

@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 bool IsOpen(int fd) {
     return ::fcntl(fd, F_GETFD) >= 0;
 }

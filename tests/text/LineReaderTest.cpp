@@ -18,6 +18,8 @@ using namespace std::string_literals;
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr std::size_t BLOCK = 128 * 1024;
 
 struct Pipe {

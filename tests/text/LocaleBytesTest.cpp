@@ -16,6 +16,8 @@ using namespace std::string_literals;
 
 namespace {
 
+using namespace kwlookup;
+
 void ExpectTablesOf(const std::locale& locale) {
     const LocaleBytes& bytes = LocaleBytes::Current();
     for (int byte = 0; byte < 256; ++byte) {

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+using namespace kwlookup;
+
 TEST(SystemError, IsTheTextOfStrerror) {
     for (int error : {0, ENOENT, EACCES, EISDIR, EIO, 99999, -1})
         EXPECT_EQ(SystemErrorText(error), std::strerror(error));

@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 std::string WhyNot(const std::string& name) {
     try {
         OpenTextFile(name);

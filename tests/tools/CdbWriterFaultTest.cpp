@@ -21,6 +21,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 failing::Countdown failing_mkostemp, failing_fchmod, failing_fsync, failing_make_start;
 
 template <typename Function>

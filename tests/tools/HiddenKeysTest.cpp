@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 // Few letters, so that keys and texts meet.
 std::string RandomText(std::mt19937& random, std::size_t longest) {
     constexpr char LETTERS[] = "aAb..@@";

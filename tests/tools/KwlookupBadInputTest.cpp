@@ -17,6 +17,8 @@ using testing::HasSubstr;
 
 namespace {
 
+using namespace kwlookup;
+
 enum { FOUND = 0, NOT_FOUND = 1, UNAVAILABLE = 75, BAD_LIST = 78 };
 
 struct BadItem {

@@ -22,6 +22,8 @@ using testing::HasSubstr;
 
 namespace {
 
+using namespace kwlookup;
+
 enum { SAME = 0, DIFFERENT = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
 
 std::string Content(const std::string& name) {

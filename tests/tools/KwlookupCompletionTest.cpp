@@ -13,6 +13,8 @@ using testing::HasSubstr;
 
 namespace {
 
+using namespace kwlookup;
+
 class ToolCompletion : public testing::Test {
 protected:
     /// The file of the script that `kwlookup completion` prints for a shell.

@@ -14,6 +14,8 @@ using testing::Not;
 
 namespace {
 
+using namespace kwlookup;
+
 enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
 
 class ToolConfig : public testing::Test {

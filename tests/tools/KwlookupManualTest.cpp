@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using Names = std::set<std::string>;
 
 /// The words that begin the lines of one section of a help text: "Options:", "Subcommands:".

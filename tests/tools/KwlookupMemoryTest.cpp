@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace kwlookup;
+
 TEST(ToolMemory, AFileThatDoesNotFitIsOneError) {
     const TempDir dir;
     const std::string name = dir.Write("large", "[lookup_regex]\n");

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace kwlookup;
+
 TEST(ToolPlugin, NeedsNoTypeInformation) {
     EXPECT_EQ(RunTool({"check", "postgres:x"}),
               (ProgramResult{0, "1 object, 1 record, 0 errors\n", ""}));

@@ -19,6 +19,8 @@ using testing::StartsWith;
 
 namespace {
 
+using namespace kwlookup;
+
 enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
 
 struct Case {

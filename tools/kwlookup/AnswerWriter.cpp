@@ -7,8 +7,11 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
+/// What a pipe holds.
 constexpr std::size_t BLOCK_BYTES = 64 * 1024;
 
 } // namespace
@@ -65,3 +68,5 @@ void AnswerWriter::Flush() {
     }
     m_buffer.clear();
 }
+
+} // namespace kwlookup

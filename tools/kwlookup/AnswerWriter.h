@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// One answer: which item of the list matched a text, and with what.
 struct Answer {
     std::string result; ///< empty for a plain match
@@ -53,3 +55,5 @@ private:
     std::string m_buffer;
     int m_error = 0;
 };
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <exception>
 #include <optional>
 
+namespace kwlookup {
+
 namespace {
 
 /// The request of an exact search, which compares texts and asks the finder for nothing else.
@@ -16,7 +18,7 @@ public:
     explicit ExactFinder(const std::string& text) : m_text(text) {}
 
     bool Match(const std::string& value) const override { return value == m_text; }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
 private:
     const std::string& m_text;
@@ -74,3 +76,5 @@ ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int fla
     }
     return ItemVerdict::Fault;
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string>
 
+namespace kwlookup {
+
 enum class ItemVerdict {
     Miss,
     Match,
@@ -25,3 +27,5 @@ void FetchItems(const ItemList& list, const std::string* texts, std::size_t coun
 /// result and the value of `answer`, which count after a match only.
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
                     const LogClass& log, Answer& answer);
+
+} // namespace kwlookup

@@ -11,6 +11,8 @@
 #include <iostream>
 #include <utility>
 
+namespace kwlookup {
+
 Asker::Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn)
     : m_options(options), m_log(log), m_await_turn(std::move(await_turn)),
       m_writer(options.answers) {}
@@ -77,3 +79,5 @@ int Asker::Status() const {
         return EXIT_OUTPUT;
     return m_findings.found ? EXIT_FOUND : m_findings.fault ? EXIT_UNAVAILABLE : EXIT_NOT_FOUND;
 }
+
+} // namespace kwlookup

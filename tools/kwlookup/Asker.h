@@ -9,6 +9,8 @@
 #include <functional>
 #include <string>
 
+namespace kwlookup {
+
 /// Asks the items of a list about texts, and writes the answers.
 class Asker {
 public:
@@ -62,3 +64,5 @@ private:
     Answer m_answer; ///< here, so that its strings keep their memory from text to text
     Findings m_findings;
 };
+
+} // namespace kwlookup

@@ -3,6 +3,8 @@
 
 #include <exception>
 
+namespace kwlookup {
+
 namespace {
 
 /// Enough to see what is wrong, and few enough to read.
@@ -26,3 +28,5 @@ void BoundedWarnings::Add(const char* kind, const std::string& text) {
     else
         m_warnings.Count();
 }
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+namespace kwlookup {
+
 /// The warnings of one file or list: the first ones of each kind, and how many more there are.
 class BoundedWarnings {
 public:
@@ -31,3 +33,5 @@ private:
     const std::string m_name;
     std::map<std::string, std::size_t> m_counts;
 };
+
+} // namespace kwlookup

@@ -18,6 +18,8 @@
 #include <unistd.h>
 #include <unordered_map>
 
+namespace kwlookup {
+
 namespace {
 
 /// Tells a user at a terminal how far it is, until it is destroyed.
@@ -90,3 +92,5 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
     std::cout << line << ": " << records << (records == 1 ? " record\n" : " records\n");
     return EXIT_FOUND;
 }
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 struct BuildOptions {
     std::string input; ///< "-" stands for standard input
     std::string output;
@@ -17,3 +19,5 @@ struct BuildOptions {
 /// `kwlookup build cdb`: makes a cdb file of the records of a text file. Returns the exit status.
 /// Throws std::runtime_error "NAME: REASON"; the output file is then as it was before.
 int RunBuildCommand(const BuildOptions& options, const LogClass& log);
+
+} // namespace kwlookup

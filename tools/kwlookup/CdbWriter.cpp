@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 /// What `name` stands for once links are followed, be it there or not.
@@ -145,3 +147,5 @@ void CdbWriter::KeepOwner(const struct stat& old) const {
         ::fchown(m_file.Get(), SAME_OWNER, old.st_gid) != 0)
         throw std::runtime_error(m_name + ": cannot keep its group: " + SystemErrorText(errno));
 }
+
+} // namespace kwlookup

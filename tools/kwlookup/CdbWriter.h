@@ -9,6 +9,8 @@
 #include <string_view>
 #include <sys/stat.h>
 
+namespace kwlookup {
+
 /// Writes a cdb file beside the one that it is to replace, so that no reader ever sees half of it.
 /// All operations throw std::runtime_error "NAME: REASON". A signal that ends the process leaves
 /// nothing of the new file, as RemoveOnSignal has it.
@@ -43,3 +45,5 @@ private:
     cdb_make m_make = {};
     bool m_finished = false;
 };
+
+} // namespace kwlookup

@@ -12,6 +12,8 @@
 #include <iostream>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 std::string Count(std::size_t count, const char* noun) {
@@ -84,3 +86,5 @@ int RunCheckCommand(const std::string& list, const ListChecks& checks,
     }
     return good ? EXIT_FOUND : EXIT_BAD_LIST;
 }
+
+} // namespace kwlookup

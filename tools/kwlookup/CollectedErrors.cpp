@@ -6,6 +6,8 @@
 
 #include <stdexcept>
 
+namespace kwlookup {
+
 bool TakeCollectedErrors() {
     LogClass silent("");
     try {
@@ -15,3 +17,5 @@ bool TakeCollectedErrors() {
         return true;
     }
 }
+
+} // namespace kwlookup

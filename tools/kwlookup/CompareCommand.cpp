@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 /// What a list says of a text: "-" for no match, "+" for a plain match, "+ RESULT". Empty, once it
@@ -83,3 +85,5 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
         return EXIT_BAD_LIST;
     }
 }
+
+} // namespace kwlookup

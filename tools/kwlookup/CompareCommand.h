@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 struct CompareOptions {
     std::string lists[2];
     int flags = 0;     ///< KwFindFlags
@@ -17,3 +19,5 @@ struct CompareOptions {
 /// `kwlookup compare`: asks two lists the lines of standard input, and prints those for which they
 /// differ, in match or result. Returns the exit status: found stands for "no difference".
 int RunCompareCommand(const CompareOptions& options, const LogClass& log);
+
+} // namespace kwlookup

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <functional>
 
+namespace kwlookup {
+
 namespace {
 
 /// `text` in single quotes, for each of the shells.
@@ -179,3 +181,5 @@ std::string FishScript(const CompletedCommand& tool) {
 std::string CompletionScript(const std::string& shell, const CompletedCommand& tool) {
     return shell == "bash" ? BashScript(tool) : shell == "zsh" ? ZshScript(tool) : FishScript(tool);
 }
+
+} // namespace kwlookup

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 /// A command as a shell completes it: its options, and the commands that may follow it.
 struct CompletedCommand {
     struct Option {
@@ -22,3 +24,5 @@ struct CompletedCommand {
 
 /// The script that makes a shell ("bash", "zsh" or "fish") complete `tool`.
 std::string CompletionScript(const std::string& shell, const CompletedCommand& tool);
+
+} // namespace kwlookup

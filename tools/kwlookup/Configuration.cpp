@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <vector>
 
+namespace kwlookup {
+
 Configuration::Configuration(const std::string& file_name, const LogClass& log)
     : m_file_name(file_name), m_log(log), m_loader(boost::make_shared<ConfFileLoader>()) {
     KwObjectHolder::SetConfLoader(m_loader);
@@ -68,3 +70,5 @@ void Configuration::TellUnknownSections(Warnings::Mode mode) const {
             warnings.Tell(File().Place(section.line) + "[" + name +
                           "]: no plug-in type has this section");
 }
+
+} // namespace kwlookup

@@ -8,6 +8,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// The tool's configuration file, and the loader through which plug-ins are configured from it.
 class Configuration {
 public:
@@ -37,3 +39,5 @@ private:
     const LogClass& m_log;
     boost::shared_ptr<ConfFileLoader> m_loader;
 };
+
+} // namespace kwlookup

@@ -17,6 +17,8 @@
 #include <unordered_map>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 struct Record {
@@ -80,3 +82,5 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
         std::cout << record.key << ' ' << record.value << '\n';
     return good && warnings.Errors() == 0 ? EXIT_FOUND : EXIT_BAD_LIST;
 }
+
+} // namespace kwlookup

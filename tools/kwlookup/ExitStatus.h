@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+namespace kwlookup {
+
 /// The exit status of the tool: part of its interface, so that scripts can tell a miss from a
 /// fault.
 enum ExitStatus : int {
@@ -11,3 +13,5 @@ enum ExitStatus : int {
     EXIT_UNAVAILABLE = 75, ///< nothing found, and some item could not be loaded or asked
     EXIT_BAD_LIST = 78     ///< the list has errors
 };
+
+} // namespace kwlookup

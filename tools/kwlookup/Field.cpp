@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+namespace kwlookup {
+
 namespace {
 
 bool IsControl(char c) {
@@ -80,3 +82,5 @@ void AppendField(std::string& line, const std::string& text) {
         }
     }
 }
+
+} // namespace kwlookup

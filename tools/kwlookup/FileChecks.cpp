@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 /// Opens a regular file; what is none could wait, or be empty once it is read.
@@ -175,3 +177,5 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
         CheckPatternLine(text, number, told);
     }
 }
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// What to make of a file that an item reads.
 enum class FileCheck {
     Start, ///< its encoding, by its first bytes
@@ -22,3 +24,5 @@ void CheckPatternFile(const std::string& name, Warnings& warnings);
 
 /// Warns of a NUL byte in `line`, and, in the first line, of a mark that tells its encoding.
 void CheckBytes(std::string_view line, std::size_t number, BoundedWarnings& warnings);
+
+} // namespace kwlookup

@@ -14,6 +14,8 @@
 #include <system_error>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 /// Asks `list` the blocks of lines that `asker` gets hold of.
@@ -117,3 +119,5 @@ int RunQueryCommand(const std::string& key, const std::string& list_text, const 
         return EXIT_NOT_FOUND;
     }
 }
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 struct FindOptions {
     std::string list;
     std::vector<std::string> texts; ///< "-" stands for the lines of standard input
@@ -22,3 +24,5 @@ int RunFindCommand(const FindOptions& options, const LogClass& log);
 /// exits as postmap(1) does with -q: 1 stands for every failure too.
 int RunQueryCommand(const std::string& key, const std::string& list, const ListChecks& checks,
                     const LogClass& log);
+
+} // namespace kwlookup

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <sys/stat.h>
 
+namespace kwlookup {
+
 namespace {
 
 bool StartsWith(std::string_view text, std::string_view start) {
@@ -118,3 +120,5 @@ std::string ForeignItem(const std::string& item) {
                "' is the result of '" + std::string(key) + "'";
     return std::string();
 }
+
+} // namespace kwlookup

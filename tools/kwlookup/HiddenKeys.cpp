@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace kwlookup {
+
 namespace {
 
 bool IsLocal(std::string_view key) {
@@ -79,3 +81,5 @@ std::string_view HiddenKeys::Keep(std::string_view key) {
     text.append(key);
     return std::string_view(text).substr(text.size() - key.size());
 }
+
+} // namespace kwlookup

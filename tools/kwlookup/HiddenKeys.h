@@ -7,6 +7,8 @@
 #include <string_view>
 #include <unordered_map>
 
+namespace kwlookup {
+
 /// Finds the keys of a list that never answer a search by address, since a key before them matches
 /// every text that they match.
 ///
@@ -32,3 +34,5 @@ private:
     bool m_has_domains = false;
     bool m_has_parents = false;
 };
+
+} // namespace kwlookup

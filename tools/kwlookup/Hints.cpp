@@ -13,6 +13,8 @@
 #include <string_view>
 #include <utility>
 
+namespace kwlookup {
+
 namespace {
 
 using Factory = KwFactory<KwIfLookup>;
@@ -161,3 +163,5 @@ bool TellHint(const std::string& hint) {
     std::cerr << "kwlookup: hint: " << WithoutSecrets(hint) << '\n';
     return true;
 }
+
+} // namespace kwlookup

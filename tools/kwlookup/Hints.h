@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 /// `text` in double quotes, so that a list with that separator gives it back as one item.
 std::string Quoted(const std::string& text, char separator);
 
@@ -24,3 +26,5 @@ std::string NearestName(const std::string& word, const std::vector<std::string>&
 /// Tells a hint on standard error. False, and nothing told, when it is empty, too long, or could
 /// not be typed as it is shown.
 bool TellHint(const std::string& hint);
+
+} // namespace kwlookup

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "InputBlocks.h"
 
+namespace kwlookup {
+
 bool InputBlocks::Take(Block& block) {
     const std::lock_guard lock(m_input);
     block.count = m_stopped ? 0 : m_lines.Next(block.texts);
@@ -26,3 +28,5 @@ void InputBlocks::Stop() {
     m_stopped = true;
     m_turn_ended.notify_all();
 }
+
+} // namespace kwlookup

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 /// Hands blocks of input lines to threads, and has each thread write in the order of the blocks.
 ///
 /// Threads: any, each with a block of its own.
@@ -51,3 +53,5 @@ private:
     std::size_t m_written = 0;
     std::atomic<bool> m_stopped{false};
 };
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <unistd.h>
 
+namespace kwlookup {
+
 InputLines::InputLines(bool null)
     : m_null(null), m_lines(STDIN_FILENO, UINT64_MAX, null ? '\0' : '\n') {
     m_lines.SetLongestLine(LONGEST_INPUT_LINE);
@@ -37,6 +39,8 @@ void InputLines::Assign(std::string& text, std::string_view line) const {
 bool InputLines::TellError(const LogClass& log) const {
     if (m_lines.Error() == 0)
         return true;
-    ::TellError(log, "cannot read standard input: " + m_lines.ErrorText());
+    kwlookup::TellError(log, "cannot read standard input: " + m_lines.ErrorText());
     return false;
 }
+
+} // namespace kwlookup

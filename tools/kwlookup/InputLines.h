@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kwlookup {
+
 /// The texts on standard input, one a line, where a carriage return at the end is not part of the
 /// text, or with a NUL after each. A text may have 16 MiB: whoever asks is a stranger.
 class InputLines {
@@ -33,3 +35,5 @@ private:
     const bool m_null;
     LineReader m_lines;
 };
+
+} // namespace kwlookup

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 /// Warns of what `item` probably does not mean as it is read, and of what its file holds.
@@ -97,3 +99,5 @@ std::string ItemList::Item::File() const {
         return std::string();
     return holder->GetObjects().front().GetDescription();
 }
+
+} // namespace kwlookup

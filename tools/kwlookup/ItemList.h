@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace kwlookup {
+
 /// How far a list is looked into when it is loaded.
 struct ListChecks {
     Warnings::Mode warnings = Warnings::Mode::Tell;
@@ -46,3 +48,5 @@ public:
 private:
     std::vector<Item> m_items;
 };
+
+} // namespace kwlookup

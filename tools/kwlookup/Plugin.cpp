@@ -9,6 +9,8 @@
 #include <map>
 #include <vector>
 
+namespace kwlookup {
+
 namespace {
 
 /// The types of our plug-ins, each with the reason why it is not built.
@@ -58,3 +60,5 @@ std::string WhyNotBuilt(const std::string& type) {
     const auto found = OwnTypes().find(type);
     return found == OwnTypes().end() ? std::string() : found->second;
 }
+
+} // namespace kwlookup

@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// The plug-in type that the section `section` configures; empty when there is none.
 std::string PluginTypeOf(const std::string& section);
 
@@ -18,3 +20,5 @@ std::string WhyNoTypeName(const std::string& type);
 
 /// Why the plug-in of `type` was not built with this tool; empty when it was, or is not ours.
 std::string WhyNotBuilt(const std::string& type);
+
+} // namespace kwlookup

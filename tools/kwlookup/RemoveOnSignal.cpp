@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
@@ -33,3 +35,5 @@ RemoveOnSignal::~RemoveOnSignal() {
     for (std::size_t i = 0; i < m_before.size(); ++i)
         ::sigaction(SIGNALS[i], &m_before[i], nullptr);
 }
+
+} // namespace kwlookup

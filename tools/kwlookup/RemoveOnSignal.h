@@ -4,6 +4,8 @@
 #include <array>
 #include <csignal>
 
+namespace kwlookup {
+
 /// While it lives, SIGHUP, SIGINT and SIGTERM remove a file before they end the process. A signal
 /// that was ignored stays so.
 ///
@@ -20,3 +22,5 @@ public:
 private:
     std::array<struct sigaction, 3> m_before;
 };
+
+} // namespace kwlookup

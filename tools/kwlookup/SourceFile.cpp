@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 FileDescriptor Open(const std::string& name) {
@@ -27,3 +29,5 @@ bool SourceFile::Is(const std::string& name) const {
            ::stat(name.c_str(), &named) == 0 && open.st_dev == named.st_dev &&
            open.st_ino == named.st_ino;
 }
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// A text file to make something of, or standard input.
 class SourceFile {
 public:
@@ -23,3 +25,5 @@ private:
     const FileDescriptor m_file; ///< empty for standard input
     LineReader m_lines;
 };
+
+} // namespace kwlookup

@@ -10,6 +10,8 @@
 #include <limits>
 #include <stdexcept>
 
+namespace kwlookup {
+
 namespace {
 
 // postmap(1) knows no locale.
@@ -155,3 +157,5 @@ void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat fo
     else
         Read(lines, name, PlainSource(add, told), told);
 }
+
+} // namespace kwlookup

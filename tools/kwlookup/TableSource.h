@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+namespace kwlookup {
+
 /// How the text is written that a table is made of.
 enum class SourceFormat {
     Plain,  ///< a line is a key, white space and a value, which may be missing
@@ -25,3 +27,5 @@ using AddRecord =
 /// `add` throws.
 void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat format,
                      Warnings& warnings, const AddRecord& add);
+
+} // namespace kwlookup

@@ -6,11 +6,13 @@
 
 #include <string>
 
+namespace kwlookup {
+
 /// A text from elsewhere as a message quotes it: a long one ends with "..." and its length, so that
 /// what the message says after it is not cut off with the rest of the line.
 inline std::string Shortened(const std::string& whole) {
-    constexpr std::size_t LONGEST = 200;            // fits in a line with each byte as \xHH
-    const std::string text = WithoutSecrets(whole); // now: half a secret would not be found later
+    constexpr std::size_t LONGEST = 200;      // fits in a line with each byte as \xHH
+    std::string text = WithoutSecrets(whole); // now: half a secret would not be found later
     if (text.size() <= LONGEST)
         return text;
     return text.substr(0, LONGEST) + "... (" + std::to_string(text.size()) + " bytes)";
@@ -42,3 +44,5 @@ inline std::string CaughtReason() {
         return "something was thrown that is no std::exception";
     }
 }
+
+} // namespace kwlookup

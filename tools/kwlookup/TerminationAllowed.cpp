@@ -4,6 +4,8 @@
 #include <csignal>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 volatile std::sig_atomic_t exit_status = 0;
@@ -39,3 +41,5 @@ TerminationAllowed::TerminationAllowed(int status) {
 TerminationAllowed::~TerminationAllowed() {
     Mask(SIG_BLOCK);
 }
+
+} // namespace kwlookup

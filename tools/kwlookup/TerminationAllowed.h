@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+namespace kwlookup {
+
 /// While one lives, SIGTERM ends the process with a status of its own, wherever it waits; outside
 /// of that the signal stays pending. Where it was ignored, it still is.
 ///
@@ -16,3 +18,5 @@ public:
     TerminationAllowed(const TerminationAllowed&) = delete;
     TerminationAllowed& operator=(const TerminationAllowed&) = delete;
 };
+
+} // namespace kwlookup

@@ -10,6 +10,8 @@
 #include <iostream>
 #include <string>
 
+namespace kwlookup {
+
 namespace {
 
 std::string Describe(const std::string& type) {
@@ -33,3 +35,5 @@ int RunTypesCommand() {
     std::cout.flush();
     return EXIT_FOUND;
 }
+
+} // namespace kwlookup

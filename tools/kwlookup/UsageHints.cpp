@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <iostream>
 
+namespace kwlookup {
+
 namespace {
 
 /// As CLI11 ends its messages.
@@ -73,3 +75,5 @@ bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
     }
     return false;
 }
+
+} // namespace kwlookup

@@ -3,9 +3,13 @@
 
 #include "host/LogText.h"
 
+namespace kwlookup {
+
 void Warnings::Tell(const std::string& text) {
     if (m_mode == Mode::Off)
         return;
     LogText(m_log, log4cxx::Level::LEVEL_WARN, text);
     Count();
 }
+
+} // namespace kwlookup

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string>
 
+namespace kwlookup {
+
 /// Tells, at warning level, what is probably read in another way than its author meant.
 ///
 /// Threads: one.
@@ -36,3 +38,5 @@ private:
     const LogClass& m_log;
     std::size_t m_errors = 0;
 };
+
+} // namespace kwlookup

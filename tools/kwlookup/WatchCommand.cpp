@@ -19,6 +19,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+namespace kwlookup {
+
 namespace {
 
 /// SIGHUP, as something to wait for beside the input.
@@ -143,3 +145,5 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
     asker.Flush();
     return asker.Status();
 }
+
+} // namespace kwlookup

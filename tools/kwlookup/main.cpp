@@ -30,6 +30,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 const char FIND_EXAMPLES[] = R"(
 Examples:
   kwlookup find 'root@corp.lan, file:/etc/mail/blocked' jdoe@corp.lan

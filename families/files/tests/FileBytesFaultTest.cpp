@@ -7,6 +7,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using failing::Fault;
 
 TEST_P(FileBytesFaultTest, ToldAreReasonsOfTheSystem) {

@@ -15,6 +15,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr unsigned char SEARCH = 0x63;
 constexpr unsigned char ENTRY = 0x64;
 constexpr unsigned char REFERENCE = 0x73;

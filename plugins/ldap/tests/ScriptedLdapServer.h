@@ -40,7 +40,7 @@ public:
 
 private:
     struct Connection {
-        FileDescriptor socket;
+        kwlookup::FileDescriptor socket;
         std::string received;
     };
 
@@ -50,8 +50,8 @@ private:
     const Script m_script;
     const bool m_endless;
     int m_port = 0;
-    FileDescriptor m_listener;
-    FileDescriptor m_wake;
+    kwlookup::FileDescriptor m_listener;
+    kwlookup::FileDescriptor m_wake;
     std::list<Connection> m_connections;
     std::thread m_thread;
 };

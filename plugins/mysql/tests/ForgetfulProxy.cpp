@@ -7,6 +7,8 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+using namespace kwlookup;
+
 namespace {
 
 /// How often it looks whether there is something else to do.

@@ -23,11 +23,11 @@ public:
 
 private:
     void Run();
-    void Serve(const FileDescriptor& client, const FileDescriptor& server);
+    void Serve(const kwlookup::FileDescriptor& client, const kwlookup::FileDescriptor& server);
 
     const int m_server_port;
     int m_port = 0;
-    FileDescriptor m_listener;
+    kwlookup::FileDescriptor m_listener;
     std::atomic<int> m_accepted{0};
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_forget{false};

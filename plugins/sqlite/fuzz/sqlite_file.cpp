@@ -18,6 +18,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// The file has a name, because SQLite looks for others beside it.
 class Database {
 public:

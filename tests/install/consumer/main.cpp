@@ -9,18 +9,18 @@
 #include <string>
 
 int main() {
-    SetLogging(LogTarget::StandardError, log4cxx::Level::LEVEL_DEBUG);
+    kwlookup::SetLogging(kwlookup::LogTarget::StandardError, log4cxx::Level::LEVEL_DEBUG);
     const LogClass log("consumer");
     KwLookupHolder list(log);
     list.Init("ads.example, corp.lan listed");
 
     std::string result;
-    const bool found = list.Find(AddressFinder("<jdoe@corp.lan>"), &result, 0, nullptr);
+    const bool found = list.Find(kwlookup::AddressFinder("<jdoe@corp.lan>"), &result, 0, nullptr);
     if (!found || result != " listed") {
         std::cerr << "found " << found << ", result [" << result << "]\n";
         return 1;
     }
-    if (list.Find(AddressFinder("jdoe@corp.example"), &result, 0, nullptr)) {
+    if (list.Find(kwlookup::AddressFinder("jdoe@corp.example"), &result, 0, nullptr)) {
         std::cerr << "found what is not on the list\n";
         return 1;
     }

@@ -6,7 +6,7 @@
 
 #include "lookup/builtin/KwVectorStrLookup.h"
 
-#include "lookup/builtin/KeyedFinder.h"
+#include "lookup/builtin/AnyKeyFinder.h"
 #include "lookup/builtin/ProbeFinder.h"
 #include "lookup/builtin/StringList.h"
 #include "support/Rounds.h"
@@ -19,6 +19,8 @@
 #include <random>
 
 namespace {
+
+using namespace kwlookup;
 
 constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 
@@ -203,7 +205,7 @@ public:
                 Strings keys;
                 for (std::size_t left = 1 + m_random.Below(4); left > 0; --left)
                     keys.push_back(RandomRequest(m_random, style, m_plain.Get()));
-                ASSERT_NO_FATAL_FAILURE(CompareWalkByKeys(KeyedFinder(keys)));
+                ASSERT_NO_FATAL_FAILURE(CompareWalkByKeys(AnyKeyFinder(keys)));
             }
         }
         const Strings strings = m_plain.Get();
@@ -237,7 +239,7 @@ private:
         ASSERT_EQ(all.asked, m_plain.Get());
     }
 
-    void CompareWalkByKeys(const KeyedFinder& finder) {
+    void CompareWalkByKeys(const AnyKeyFinder& finder) {
         const Strings& strings = m_plain.Get();
         const auto expected = std::find_if(strings.begin(), strings.end(),
                                            [&](const std::string& s) { return finder.Match(s); });

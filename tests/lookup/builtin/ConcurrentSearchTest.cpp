@@ -4,7 +4,7 @@
 
 #include "lookup/builtin/KwVectorStrLookup.h"
 
-#include "lookup/builtin/KeyedFinder.h"
+#include "lookup/builtin/AnyKeyFinder.h"
 #include "lookup/builtin/ProbeFinder.h"
 #include "lookup/builtin/StringList.h"
 #include "support/TestLocale.h"
@@ -17,6 +17,8 @@
 #include <thread>
 
 namespace {
+
+using namespace kwlookup;
 
 constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 constexpr int THREADS = 8;
@@ -119,13 +121,13 @@ TEST_P(ConcurrentSearchTest, AWalkByKeysBesideTheSortSeesOneOfTheTwoOrders) {
             }
             for (int walk = 0; walk < 5; ++walk) {
                 std::string res, matched;
-                EXPECT_TRUE(list.Find(KeyedFinder({"uSER119", "user0001"}), &res, 0, &matched));
+                EXPECT_TRUE(list.Find(AnyKeyFinder({"uSER119", "user0001"}), &res, 0, &matched));
                 EXPECT_TRUE(matched == first_listed || matched == first_sorted) << matched;
-                EXPECT_FALSE(list.Find(KeyedFinder({"user", "x"}), &res, 0, nullptr));
+                EXPECT_FALSE(list.Find(AnyKeyFinder({"user", "x"}), &res, 0, nullptr));
             }
         });
         std::string res, matched;
-        EXPECT_TRUE(list.Find(KeyedFinder({"uSER119", "user0001"}), &res, 0, &matched));
+        EXPECT_TRUE(list.Find(AnyKeyFinder({"uSER119", "user0001"}), &res, 0, &matched));
         EXPECT_EQ(matched, first_sorted);
     }
 }

@@ -28,6 +28,8 @@ using testing::IsEmpty;
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 
 std::vector<std::string> RecordsOf(const KwVectorStrLookup& list) {

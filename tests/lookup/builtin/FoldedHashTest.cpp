@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 /// Counts the words that are hashed.
 struct CountingFold {
     std::size_t& count;

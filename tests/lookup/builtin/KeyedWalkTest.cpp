@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/KeyedFinder.h"
 #include "lookup/builtin/KwDomainsLookup.h"
 #include "lookup/builtin/StringList.h"
 #include "support/RecordingLog.h"
@@ -16,6 +16,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using Strings = std::vector<std::string>;
 
 /// A finder of the values that equal one of its keys by the global locale. With `keyed` false it
@@ -34,7 +35,7 @@ public:
                 return true;
         return false;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
     mutable int matches = 0;
 
@@ -48,11 +49,11 @@ private:
 
 using HiddenKeys = Keys<KwLookupFinder>;
 
-class NamedKeys : public Keys<KwKeyedFinder> {
+class NamedKeys : public Keys<KeyedFinder> {
 public:
     using Keys::Keys;
     KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
-    bool GetKeys(KwFinderKeys& keys) const override {
+    bool GetKeys(FinderKeys& keys) const override {
         for (const std::string& key : m_keys)
             keys.Add(key);
         return true;
@@ -210,7 +211,7 @@ class Unkeyed : public KwLookupFinder {
 public:
     explicit Unkeyed(const KwLookupFinder& finder) : m_finder(finder) {}
     bool Match(const std::string& value) const override { return m_finder.Match(value); }
-    KwTextRange GetRequest() const override { return m_finder.GetRequest(); }
+    TextRange GetRequest() const override { return m_finder.GetRequest(); }
 
 private:
     const KwLookupFinder& m_finder;
@@ -248,7 +249,7 @@ TEST_F(KeyedWalk, AnswersForDomainsAsTheWalkDoes) {
         domains.AddObject(static_cast<KwIfLookup*>(both));
         for (int i = 0; i < 50; ++i) {
             const std::string text = RandomText(8);
-            domains.FindDomain(KwTextRange(text.begin(), text.end()), true);
+            domains.FindDomain(TextRange(text.begin(), text.end()), true);
         }
         found += both->found;
     }
@@ -263,7 +264,7 @@ TEST_F(KeyedWalk, DomainOfAMillionDotsIsNoTrouble) {
     values.push_back(std::string(1 << 20, '.') + "x");
     domains.AddObject(static_cast<KwIfLookup*>(new StringList(values)));
     const std::string text = std::string(1 << 20, '.') + "lan";
-    EXPECT_FALSE(domains.FindDomain(KwTextRange(text.begin(), text.end()), true));
+    EXPECT_FALSE(domains.FindDomain(TextRange(text.begin(), text.end()), true));
 }
 
 TEST_F(KeyedWalk, DotsCostNoTimeWhereNoEntryHasThem) {
@@ -275,7 +276,7 @@ TEST_F(KeyedWalk, DotsCostNoTimeWhereNoEntryHasThem) {
     // A search that made a key of each dot took 7 ms, so all of them would take a minute.
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < 10000; ++i)
-        EXPECT_FALSE(domains.FindAddr(KwTextRange(text.begin(), text.end()), true));
+        EXPECT_FALSE(domains.FindAddr(TextRange(text.begin(), text.end()), true));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 

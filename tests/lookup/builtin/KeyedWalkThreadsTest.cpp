@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 TEST(KeyedWalkThreads, FirstWalksAndFirstExactSearchMayRunAtOnce) {
     RecordingLog::Silence();
     LogClass log("domains");
@@ -26,7 +28,7 @@ TEST(KeyedWalkThreads, FirstWalksAndFirstExactSearchMayRunAtOnce) {
                 const std::string text =
                     (allow_subdomains ? "x.host" : "host") + std::to_string(i) + ".lan";
                 misses +=
-                    !domains.FindDomain(KwTextRange(text.begin(), text.end()), allow_subdomains);
+                    !domains.FindDomain(TextRange(text.begin(), text.end()), allow_subdomains);
             }
         };
         std::thread one([&] { search(missed[0], true); });

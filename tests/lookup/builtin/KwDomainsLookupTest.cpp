@@ -13,12 +13,13 @@
 
 namespace {
 
+using namespace kwlookup;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace std::string_literals;
 
-KwTextRange Range(const std::string& text) {
-    return KwTextRange(text.begin(), text.end());
+TextRange Range(const std::string& text) {
+    return TextRange(text.begin(), text.end());
 }
 
 /// A lookup that keeps the requests it gets, and matches the way it is told.
@@ -37,7 +38,7 @@ public:
     const LogClass* GetLogPtr() const override { return nullptr; }
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string*) const override {
-        const KwTextRange text = finder.GetRequest();
+        const TextRange text = finder.GetRequest();
         requests.push_back({std::string(text.begin(), text.end()), flags, res != nullptr,
                             finder.Match("corp.lan")});
         EXPECT_EQ(finder.GetRes(), "");

@@ -26,6 +26,7 @@ using testing::IsEmpty;
 
 namespace {
 
+using namespace kwlookup;
 using Records = std::vector<std::string>;
 
 Records RecordsOf(const KwFileLookup& list) {

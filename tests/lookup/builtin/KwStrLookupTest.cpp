@@ -13,6 +13,8 @@ using testing::ElementsAre;
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 
 TEST(KwStrLookup, AsksTheFinder) {

@@ -15,6 +15,8 @@ using testing::IsEmpty;
 
 namespace {
 
+using namespace kwlookup;
+
 constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 
 /// What the search says: the matched string, or "-" for a miss. Checks that the rest is untouched.

@@ -18,7 +18,9 @@ public:
             result = "the result of " + value;
         return value == m_text;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    kwlookup::TextRange GetRequest() const override {
+        return kwlookup::TextRange(m_text.begin(), m_text.end());
+    }
     std::string GetRes() const override { return result; }
     void ClearRes() const override {
         ++cleared;

@@ -6,6 +6,8 @@
 
 namespace {
 
+using namespace kwlookup;
+
 std::vector<std::string> ManyValues() {
     std::vector<std::string> values;
     for (int i = 0; i < 1000; ++i)

@@ -2,7 +2,7 @@
 // Compiled with -fno-rtti.
 #include "lookup/builtin/UntypedFinders.h"
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/KeyedFinder.h"
 
 #ifdef __GXX_RTTI
 #error "this file is to be compiled without run-time type information"
@@ -10,26 +10,28 @@
 
 namespace {
 
+using namespace kwlookup;
+
 class Plain : public KwLookupFinder {
 public:
     explicit Plain(const std::string& text) : m_text(text) {}
     bool Match(const std::string& value) const override { return value == m_text; }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
 
 private:
     const std::string m_text;
 };
 
-class Keyed : public KwKeyedFinder {
+class Keyed : public KeyedFinder {
 public:
     Keyed(const std::string& text, int& matches) : m_text(text), m_matches(matches) {}
     bool Match(const std::string& value) const override {
         ++m_matches;
         return value == m_text;
     }
-    KwTextRange GetRequest() const override { return KwTextRange(m_text.begin(), m_text.end()); }
+    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
     KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
-    bool GetKeys(KwFinderKeys& keys) const override {
+    bool GetKeys(FinderKeys& keys) const override {
         keys.Add(m_text);
         return true;
     }

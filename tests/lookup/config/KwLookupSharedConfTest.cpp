@@ -18,6 +18,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
@@ -78,7 +79,7 @@ protected:
 
     bool IsSkipped(const KwLookupSharedConf& conf, const std::string& domain) {
         const auto& domains = conf.GetVal<KwDomainsLookup>("SkipDomains");
-        return domains.FindDomain(KwTextRange(domain.begin(), domain.end()), false);
+        return domains.FindDomain(TextRange(domain.begin(), domain.end()), false);
     }
 
     TestConf wide{"ldap"};

@@ -19,6 +19,7 @@
 
 namespace {
 
+using namespace kwlookup;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
@@ -378,7 +379,7 @@ TEST_F(WithConfig, WithoutSkippedDomainsTheTextIsNotEvenAskedFor) {
     class AskedFinder : public TextFinder {
     public:
         using TextFinder::TextFinder;
-        KwTextRange GetRequest() const override {
+        TextRange GetRequest() const override {
             ++asked;
             return TextFinder::GetRequest();
         }

@@ -9,6 +9,8 @@ PluginCounts g_counts;
 
 namespace {
 
+using namespace kwlookup;
+
 /// The environment says what goes wrong before there is any init data.
 bool IsToldTo(const std::string& what) {
     const char* told = std::getenv("SCRIPT");

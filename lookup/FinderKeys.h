@@ -7,15 +7,17 @@
 #include <string_view>
 #include <vector>
 
-/// Takes the keys of a KwKeyedFinder, on behalf of a list that looks for them in its index.
+namespace kwlookup {
+
+/// Takes the keys of a KeyedFinder, on behalf of a list that looks for them in its index.
 ///
 /// Keys that no stored value can equal, by their size, are dropped. A finder that can make many
 /// keys of one text, such as one for each label of a domain, uses AddEndings(), or makes none that
 /// is longer than Longest(), so that the list bounds the cost, not the text.
-class KW_EXPORT KwFinderKeys {
+class KW_EXPORT FinderKeys {
 public:
-    KwFinderKeys(const KwFinderKeys&) = delete;
-    KwFinderKeys& operator=(const KwFinderKeys&) = delete;
+    FinderKeys(const FinderKeys&) = delete;
+    FinderKeys& operator=(const FinderKeys&) = delete;
 
     /// Adds one key. `key` must stay valid as long as the finder. Throws std::bad_alloc only.
     void Add(std::string_view key) {
@@ -40,9 +42,9 @@ public:
 protected:
     /// `sizes`, from the least to the greatest, are those of the keys that stored values can equal,
     /// and none of these has more dots than `most_dots`.
-    KwFinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots)
+    FinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots)
         : m_sizes(sizes), m_most_dots(most_dots) {}
-    ~KwFinderKeys() = default;
+    ~FinderKeys() = default;
 
 private:
     virtual void Take(std::string_view key) = 0;
@@ -51,3 +53,5 @@ private:
     const std::vector<std::size_t>& m_sizes;
     const std::size_t m_most_dots;
 };
+
+} // namespace kwlookup

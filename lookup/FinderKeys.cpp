@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "lookup/KwFinderKeys.h"
+#include "lookup/FinderKeys.h"
 
 #include <algorithm>
 #include <cstring>
 
+namespace kwlookup {
+
 // A domain may be a megabyte of dots from a stranger: only endings of the sizes that there are, or
 // with as many dots as there are.
-void KwFinderKeys::AddEndings(std::string_view domain, bool with_dot) {
+void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
     if (m_sizes.size() <= m_most_dots) {
         for (const std::size_t size : m_sizes) {
             if (size >= domain.size())
@@ -34,3 +36,5 @@ void KwFinderKeys::AddEndings(std::string_view domain, bool with_dot) {
             Take(std::string_view(ending, size));
     }
 }
+
+} // namespace kwlookup

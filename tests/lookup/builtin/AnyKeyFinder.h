@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwKeyedFinder.h"
+#include "lookup/KeyedFinder.h"
 
 #include <algorithm>
 #include <locale>
@@ -9,19 +9,19 @@
 #include <vector>
 
 /// Matches what equals one of its keys.
-class KeyedFinder : public KwKeyedFinder {
+class AnyKeyFinder : public kwlookup::KeyedFinder {
 public:
-    explicit KeyedFinder(const std::vector<std::string>& keys) : m_keys(keys) {}
+    explicit AnyKeyFinder(const std::vector<std::string>& keys) : m_keys(keys) {}
 
     bool Match(const std::string& value) const override {
         return std::any_of(m_keys.begin(), m_keys.end(),
                            [&](const std::string& key) { return EqualByUpper(key, value); });
     }
-    KwTextRange GetRequest() const override {
-        return KwTextRange(m_keys[0].begin(), m_keys[0].end());
+    kwlookup::TextRange GetRequest() const override {
+        return kwlookup::TextRange(m_keys[0].begin(), m_keys[0].end());
     }
     KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
-    bool GetKeys(KwFinderKeys& keys) const override {
+    bool GetKeys(kwlookup::FinderKeys& keys) const override {
         for (const std::string& key : m_keys)
             keys.Add(key);
         return true;

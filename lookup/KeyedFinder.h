@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwFinderKeys.h"
+#include "lookup/FinderKeys.h"
 #include "lookup/KwLookupFinder.h"
+
+namespace kwlookup {
 
 /// A finder that can name the keys that it looks for, so that a long list need not be walked.
 ///
@@ -18,7 +20,7 @@
 /// A list knows such a finder by its slot for ClearRes(), which no class but this one fills. It
 /// asks nothing for the finder's type information, so a program may be built without any. Where the
 /// slot cannot be told, because a program was linked in an unusual way, the list is walked.
-class KW_EXPORT KwKeyedFinder : public KwLookupFinder {
+class KW_EXPORT KeyedFinder : public KwLookupFinder {
 public:
     /// What of a stored value a key must equal without regard to case, by the upper-case forms of
     /// the global locale. For a part that a list does not know it is walked.
@@ -29,17 +31,21 @@ public:
 
     void ClearRes() const final;
 
+    /// The part that its keys are compared with.
     virtual KeyPart GetKeyPart() const = 0;
 
     /// Adds all keys to `keys`, in any order. False when they cannot be named: the list is walked.
-    virtual bool GetKeys(KwFinderKeys& keys) const = 0;
+    virtual bool GetKeys(FinderKeys& keys) const = 0;
 
     /// True from NoteRes() to ClearRes().
     bool HasRes() const { return m_has_res; }
 
 protected:
+    /// Notes that Match() has made the result.
     void NoteRes() const { m_has_res = true; }
 
 private:
     mutable bool m_has_res = false;
 };
+
+} // namespace kwlookup
