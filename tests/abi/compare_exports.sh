@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Fails when a library exports what is not on the list.
+# Fails when a library exports what is not on the list, or lacks what is.
 # usage: compare_exports.sh LIST NM LIBRARY
 set -eu
 list=$1
@@ -9,7 +9,7 @@ library=$3
 
 # The version goes first: not every c++filt reads a name with one.
 symbols=$("$nm" -D --defined-only "$library" | sed 's/@@.*//' | c++filt)
-strangers=$(printf '%s\n' "$symbols" | awk -v list="$list" '
+faults=$(printf '%s\n' "$symbols" | awk -v list="$list" '
     BEGIN {
         while ((getline line < list) > 0)
             if (line !~ /^#/)
@@ -25,15 +25,19 @@ strangers=$(printf '%s\n' "$symbols" | awk -v list="$list" '
         sub(/-in-.*/, "", name)
         class = name
         sub(/::[^:]*$/, "", class)
-        ++count
-        if (!(class in known) && !(name in known))
-            print
+        if (class in known)
+            found[class] = 1
+        else if (name in known)
+            found[name] = 1
+        else
+            print "Exported, but not on the list: " $0
     }
     END {
-        if (count < 100)
-            print "only " count + 0 " symbols were found"
+        for (item in known)
+            if (!(item in found))
+                print "On the list, but not exported: " item
     }')
-if [ -n "$strangers" ]; then
-    printf 'Exported, but not on the list:\n%s\n' "$strangers"
+if [ -n "$faults" ]; then
+    printf '%s\n' "$faults"
     exit 1
 fi
