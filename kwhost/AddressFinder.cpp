@@ -3,6 +3,7 @@
 
 #include "lookup/VirtualTable.h"
 #include "text/LocaleBytes.h"
+#include "text/Platform.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,8 +14,7 @@ namespace {
 
 /// The last '@' of `text`, which may be long. Its size where there is none.
 std::size_t LastAt(std::string_view text) {
-    const void* const at = ::memrchr(text.data(), '@', text.size());
-    return at ? static_cast<std::size_t>(static_cast<const char*>(at) - text.data()) : text.size();
+    return std::min(FindLastByte(text, '@'), text.size());
 }
 
 } // namespace

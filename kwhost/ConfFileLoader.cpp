@@ -8,6 +8,7 @@
 #include "kwlog/Logging.h"
 #include "lookup/KwIfObject.h"
 #include "text/LocaleBytes.h"
+#include "text/Platform.h"
 
 #include <boost/algorithm/string/find.hpp>
 #include <boost/make_shared.hpp>
@@ -23,7 +24,7 @@
 namespace kwlookup {
 
 /// A host's own libkwlog need not have it.
-__attribute__((weak)) void HideInMessages(const std::string& secret);
+KW_WEAK void HideInMessages(const std::string& secret);
 
 namespace {
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "lookup/FinderKeys.h"
 
+#include "text/Platform.h"
+
 #include <algorithm>
-#include <cstring>
 
 namespace kwlookup {
 
@@ -23,17 +24,15 @@ void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
         return;
     std::size_t left = with_dot ? m_most_dots : m_most_dots + 1;
     const std::size_t reach = Longest() + (with_dot ? 0 : 1);
-    const char* const end = domain.data() + domain.size();
-    const char* const begin = end - std::min(domain.size(), reach);
-    for (const char* dot = end; left != 0; --left) {
-        dot =
-            static_cast<const char*>(::memrchr(begin, '.', static_cast<std::size_t>(dot - begin)));
-        if (!dot || (with_dot && dot == domain.data()))
+    const std::string_view reached = domain.substr(domain.size() - std::min(domain.size(), reach));
+    for (std::size_t dot = reached.size(); left != 0; --left) {
+        dot = FindLastByte(reached.substr(0, dot), '.');
+        const bool at_begin = dot == 0 && reached.size() == domain.size();
+        if (dot == std::string_view::npos || (with_dot && at_begin))
             return;
-        const char* const ending = with_dot ? dot : dot + 1;
-        const auto size = static_cast<std::size_t>(end - ending);
-        if (!with_dot || size > 1)
-            Take(std::string_view(ending, size));
+        const std::string_view ending = reached.substr(with_dot ? dot : dot + 1);
+        if (!with_dot || ending.size() > 1)
+            Take(ending);
     }
 }
 

@@ -2,12 +2,12 @@
 #include "text/LocaleBytes.h"
 
 #include "text/FoldedText.h"
+#include "text/Platform.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <new>
 #include <pthread.h>
-#include <sys/single_threaded.h>
 
 namespace kwlookup {
 
@@ -33,7 +33,7 @@ const bool LocaleBytes::m_forks_are_seen =
 
 void LocaleBytes::BeforeFork() {
     try {
-        m_of_forking_thread = __libc_single_threaded ? nullptr : &Current();
+        m_of_forking_thread = HasOneThread() ? nullptr : &Current();
     } catch (...) { // no memory: the child asks as if there had been no threads
         m_of_forking_thread = nullptr;
     }

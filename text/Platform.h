@@ -3,11 +3,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace kwlookup {
 
-// What the C++ standard does not offer, in one place: each function has a plain implementation for
-// compilers and systems that lack it.
+// The seam to the system. What neither C++ nor POSIX offers stands here and nowhere else. Each
+// function has a plain form for compilers and systems that lack the better one.
+
+/// Before the declaration of a function that the program may lack; its address is then null.
+#define KW_WEAK __attribute__((weak))
 
 /// The product of two 64-bit numbers.
 struct Product {
@@ -42,5 +48,27 @@ inline void Prefetch(const void* address) {
 
 /// Asks for huge pages for memory that is read all over. Only a hint, and moot when it is small.
 void AdviseHugePages(void* begin, std::size_t size);
+
+/// Nanoseconds of a clock that never goes back. It moves in steps of CoarseTick(). Costs some 5 ns.
+std::int64_t CoarseNanoseconds();
+
+/// The step of CoarseNanoseconds(): 1 to 10 ms where the system has a coarse clock.
+std::int64_t CoarseTick();
+
+/// The place of the last `byte` in `text`, or std::string_view::npos.
+std::size_t FindLastByte(std::string_view text, char byte);
+
+/// True when the process surely has one thread only.
+bool HasOneThread();
+
+/// The directories that the dynamic loader searches for what this library opens, in its order.
+/// Empty where the loader does not tell.
+std::vector<std::string> LibraryDirectories();
+
+/// True when numbers are stored with their lowest byte first.
+inline bool IsLittleEndian() {
+    const std::uint16_t one = 1;
+    return *reinterpret_cast<const unsigned char*>(&one) == 1;
+}
 
 } // namespace kwlookup

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <ctime>
+#include "text/Platform.h"
+
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -20,7 +22,7 @@ public:
     /// and the next call opens again. The reference holds until the next call.
     template <typename Open>
     Database& Get(Open&& open) {
-        const std::time_t now = Seconds();
+        const std::int64_t now = Seconds();
         if (m_database && now != m_checked) {
             std::unique_ptr<Database> database = std::move(m_database);
             if (database->IsCurrent())
@@ -36,14 +38,10 @@ public:
 
 private:
     /// A clock that costs next to nothing.
-    static std::time_t Seconds() {
-        std::timespec now;
-        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-        return now.tv_sec;
-    }
+    static std::int64_t Seconds() { return CoarseNanoseconds() / 1000000000; }
 
     std::unique_ptr<Database> m_database;
-    std::time_t m_checked = 0;
+    std::int64_t m_checked = 0;
 };
 
 } // namespace kwlookup

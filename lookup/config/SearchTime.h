@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/KwExport.h"
+
 #include <cstdint>
-#include <ctime>
 #include <string>
 
 namespace kwlookup {
@@ -13,40 +14,18 @@ namespace kwlookup {
 /// never over early, and may be over two ticks late.
 ///
 /// Threads: one.
-class SearchTime {
+class KW_EXPORT SearchTime {
 public:
-    explicit SearchTime(int milliseconds)
-        : m_milliseconds(milliseconds), m_end(Now() + milliseconds * NS_PER_MS + Tick()) {}
+    /// Of a search that begins now.
+    explicit SearchTime(int milliseconds);
 
-    bool IsOver() const { return Now() > m_end; }
+    /// True when the time is over.
+    bool IsOver() const;
 
     /// What is wrong when it is over.
-    std::string Reason() const {
-        return "search time exceeded; SearchTime is " + std::to_string(m_milliseconds) + " ms";
-    }
+    std::string Reason() const;
 
 private:
-    static constexpr std::int64_t NS_PER_MS = 1000000;
-
-    static std::int64_t Nanoseconds(const std::timespec& time) {
-        return time.tv_sec * 1000 * NS_PER_MS + time.tv_nsec;
-    }
-
-    static std::int64_t Now() {
-        std::timespec now;
-        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-        return Nanoseconds(now);
-    }
-
-    static std::int64_t Tick() {
-        static const std::int64_t tick = [] {
-            std::timespec resolution;
-            ::clock_getres(CLOCK_MONOTONIC_COARSE, &resolution);
-            return Nanoseconds(resolution);
-        }();
-        return tick;
-    }
-
     int m_milliseconds;
     std::int64_t m_end;
 };

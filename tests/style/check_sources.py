@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks the C++ sources: layout, first line, include guard, and who includes whom.
+"""Checks the C++ sources: layout, first line, include guard, who includes whom, and that what is
+neither C++ nor POSIX stays in the files that are for it.
 
 A header that one .cpp file includes belongs into that file. Public headers and those of families, which
 are there for more to come, are the exceptions.
@@ -20,6 +21,18 @@ FIRST_LINE = "// SPDX-License-Identifier: MIT\n"
 FREE = ("tests", "bench", "fuzz", "examples")  # folders that may include everything
 FOLDERS = ("conf", "families", "host", "kwhost", "kwlog", "lookup", "objects", "plugins", "sql",
            "text", "tools") + FREE
+SEAM = ("text/Platform.h", "text/Platform.cpp", "text/SystemError.cpp", "host/KwExport.h")
+# Compilers ignore an attribute [[gnu::...]] that they do not know, so that one may stand anywhere.
+NOT_PORTABLE = re.compile(r"""\b(
+    __attribute__ | __builtin_\w+ | __extension__ | __int128 | __typeof\w* | __BYTE_ORDER__ |
+    __GNUC__ | __GLIBC__ | __linux__ | __libc_\w+ | program_invocation_\w+ |
+    CLOCK_\w+_COARSE | CLOCK_BOOTTIME | MADV_\w+ | MAP_POPULATE | O_PATH | O_TMPFILE |
+    RTLD_NOLOAD | RTLD_DEEPBIND | RTLD_DI_\w+ |
+    accept4 | asprintf | canonicalize_file_name | copy_file_range | dladdr | dlinfo |
+    dl_iterate_phdr | epoll_\w+ | eventfd | execvpe | fallocate | getauxval | getrandom | gettid |
+    inotify_\w+ | madvise | memfd_create | memmem | mempcpy | memrchr | pipe2 | ppoll |
+    pthread_\w+_np | qsort_r | rawmemchr | sched_\w*affinity | secure_getenv | signalfd\w* | statx |
+    strcasestr | strchrnul | strerror_r | strverscmp | vasprintf )\b""", re.X)
 
 
 def table(text, heading):
@@ -72,6 +85,10 @@ def check(root, path, rules):
     if rules.folder(path) is None:
         yield "is in no folder of docs/architecture.md"
         return
+    if path not in SEAM:
+        code = re.sub(r"//.*", "", text)
+        for name in sorted(set(NOT_PORTABLE.findall(code))):
+            yield f"{name} is neither C++ nor POSIX; such calls stand in text/Platform"
     for included in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.M):
         beside = (Path(path).parent / included).as_posix()
         if (root / included).is_file():

@@ -7,16 +7,13 @@
 #include "Tell.h"
 #include "TerminationAllowed.h"
 #include "kwlog/Logging.h"
-#include "text/FileDescriptor.h"
-#include "text/SystemError.h"
 
 #include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <memory>
-#include <poll.h>
 #include <stdexcept>
-#include <sys/signalfd.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 namespace kwlookup {
@@ -27,28 +24,48 @@ namespace {
 class HangupSignal {
 public:
     HangupSignal() {
-        sigset_t hangup;
-        sigemptyset(&hangup);
-        sigaddset(&hangup, SIGHUP);
-        sigprocmask(SIG_BLOCK, &hangup, nullptr);
-        m_signal = FileDescriptor(::signalfd(-1, &hangup, SFD_CLOEXEC));
-        if (!m_signal)
-            throw std::runtime_error("cannot wait for SIGHUP: " + SystemErrorText(errno));
+        sigemptyset(&m_hangup);
+        sigaddset(&m_hangup, SIGHUP);
+        sigprocmask(SIG_BLOCK, &m_hangup, nullptr);
+        struct sigaction action {};
+        action.sa_handler = [](int) { s_came = 1; };
+        ::sigaction(SIGHUP, &action, nullptr);
     }
 
     /// Waits until there is input, or its end, or the signal. True for the signal, which comes
     /// before input that arrived after it.
-    bool Wait() {
-        pollfd files[] = {{STDIN_FILENO, POLLIN, 0}, {m_signal.Get(), POLLIN, 0}};
-        while (::poll(files, 2, -1) < 0 && errno == EINTR)
-            ;
-        signalfd_siginfo signal;
-        return files[1].revents != 0 &&
-               ::read(m_signal.Get(), &signal, sizeof(signal)) == sizeof(signal);
+    bool Wait() const {
+        sigset_t open;
+        sigprocmask(SIG_SETMASK, nullptr, &open);
+        sigdelset(&open, SIGHUP);
+        for (;;) {
+            fd_set input;
+            FD_ZERO(&input);
+            FD_SET(STDIN_FILENO, &input);
+            const bool interrupted =
+                ::pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &open) < 0 &&
+                errno == EINTR;
+            if (s_came != 0 || TakePending()) {
+                s_came = 0;
+                return true;
+            }
+            if (!interrupted)
+                return false;
+        }
     }
 
 private:
-    FileDescriptor m_signal;
+    /// With input there, the system need not deliver a signal that waits.
+    bool TakePending() const {
+        sigset_t pending;
+        int taken;
+        return sigpending(&pending) == 0 && sigismember(&pending, SIGHUP) == 1 &&
+               sigwait(&m_hangup, &taken) == 0;
+    }
+
+    static inline volatile std::sig_atomic_t s_came = 0;
+
+    sigset_t m_hangup;
 };
 
 /// The list that answers: replaced as a whole, or not at all.
