@@ -223,6 +223,7 @@ int main(int argc, char** argv) {
         const double cached = results[name + "/cached"].Median() / 1e3;
         Row((name + ", a cached answer, beside 1 us").c_str(), cached, 1, cached, Aim::AtMost, 1);
     };
+    server("ldap");
     server("postgres");
     server("mysql");
     server("redis");

@@ -10,11 +10,13 @@
 #include "servers/MariaServer.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
+#include "servers/SlapdServer.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/make_shared.hpp>
 
 #include <hiredis/hiredis.h>
+#include <ldap.h>
 #include <libpq-fe.h>
 #include <mysql.h>
 #include <string>
@@ -236,6 +238,64 @@ private:
     RedisServer m_server;
 };
 
+class Ldap {
+public:
+    Ldap() {
+        std::string entries;
+        for (int i = 0; i < RECORDS; ++i) {
+            const std::string number = std::to_string(i);
+            entries += "dn: uid=user" + number +
+                       ",dc=example,dc=test\nobjectClass: inetOrgPerson\n" +
+                       "cn: c\nsn: s\nuid: user" + number + "\nmail: user" + number +
+                       "@mail.example.org\ndescription: result" + number + "\n\n";
+        }
+        m_server.Add(entries);
+    }
+
+    std::string Item(const std::string& settings) const {
+        return "ldap:OnError=exception|Hosts=" + m_server.Host() +
+               "|Base=dc=example,dc=test|Attributes=description|" + settings + "(mail=$s)";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Ldap& service) {
+            const int version = LDAP_VERSION3;
+            if (::ldap_initialize(&m_ldap, ("ldap://" + service.m_server.Host()).c_str()) ||
+                ::ldap_set_option(m_ldap, LDAP_OPT_PROTOCOL_VERSION, &version) ||
+                ::ldap_connect(m_ldap))
+                Fail("cannot connect to slapd");
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() { ::ldap_unbind_ext(m_ldap, nullptr, nullptr); }
+
+        bool operator()(const std::string& key, std::string& result) const {
+            char attribute[] = "description";
+            char* attributes[] = {attribute, nullptr};
+            LDAPMessage* answer = nullptr;
+            if (::ldap_search_ext_s(m_ldap, "dc=example,dc=test", LDAP_SCOPE_SUBTREE,
+                                    ("(mail=" + key + ")").c_str(), attributes, 0, nullptr, nullptr,
+                                    nullptr, 100, &answer) != LDAP_SUCCESS)
+                Fail("slapd does not answer");
+            LDAPMessage* const entry = ::ldap_first_entry(m_ldap, answer);
+            berval** const values =
+                entry ? ::ldap_get_values_len(m_ldap, entry, attribute) : nullptr;
+            for (berval** value = values; value && *value; ++value)
+                result.append((*value)->bv_val, (*value)->bv_len);
+            ::ldap_value_free_len(values);
+            ::ldap_msgfree(answer);
+            return entry != nullptr;
+        }
+
+    private:
+        LDAP* m_ldap = nullptr;
+    };
+
+private:
+    SlapdServer m_server{nullptr, "index objectClass,mail eq\n"};
+};
+
 template <typename Service>
 const Service& TheService() {
     static const Service service;
@@ -302,6 +362,7 @@ void Register(const std::string& name) {
 } // namespace
 
 int main(int argc, char** argv) {
+    Register<Ldap>("ldap");
     Register<Postgres>("postgres");
     Register<Mysql>("mysql");
     Register<Redis>("redis");
