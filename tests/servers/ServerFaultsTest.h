@@ -20,7 +20,7 @@ protected:
     using Fault = kwlookup::FaultyProxy::Fault;
 
     /// Searches of the long run; a tenth of them, where each takes longer.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(KWLOOKUP_UNDER_ASAN)
     static constexpr int ROUNDS = 10000;
 #else
     static constexpr int ROUNDS = 100000;

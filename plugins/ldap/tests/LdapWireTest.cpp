@@ -48,7 +48,7 @@ std::vector<std::string> ReadName(const std::string& text) {
     return values;
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(KWLOOKUP_UNDER_ASAN)
 constexpr int ADDRESSES = 2000;
 #else
 constexpr int ADDRESSES = 12000;
