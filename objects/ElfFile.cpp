@@ -40,7 +40,7 @@ bool IsWhole(int fd, std::uint64_t size, const ElfW(Ehdr) & header) {
 
 std::string FindSharedLibrary(const std::string& file) {
     for (const std::string& directory : LibraryDirectories()) {
-        const std::string name = directory + "/" + file;
+        std::string name = directory + "/" + file;
         struct stat status;
         if (::stat(name.c_str(), &status) == 0)
             return name;

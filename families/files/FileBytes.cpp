@@ -32,14 +32,14 @@ std::shared_ptr<const FileBytes> FileBytes::Open(const std::string& name) {
     // Held while the file is read, so that threads that ask at once make one copy.
     const std::lock_guard<std::mutex> guard(lock);
     for (const auto& known : open_files) {
-        const std::shared_ptr<const FileBytes> file = known.lock();
+        std::shared_ptr<const FileBytes> file = known.lock();
         if (file && file->m_name == name && file->m_stamp.IsUnchanged(stamp))
             return file;
     }
     open_files.erase(std::remove_if(open_files.begin(), open_files.end(),
                                     [](const auto& known) { return known.expired(); }),
                      open_files.end());
-    const std::shared_ptr<const FileBytes> file(new FileBytes(name));
+    std::shared_ptr<const FileBytes> file(new FileBytes(name));
     open_files.push_back(file);
     return file;
 }

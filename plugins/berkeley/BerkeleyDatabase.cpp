@@ -81,8 +81,9 @@ BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
         format.size >= 512 && format.size <= 0x10000 && (format.size & (format.size - 1)) == 0;
     const std::uint8_t type = m_is_hash ? HASH_HEAD_TYPE : TREE_HEAD_TYPE;
     const bool encrypted = head[24] != 0, partitioned = (head[26] & ~1) != 0;
-    if (!version_known || !size_known || encrypted || partitioned || head[25] != type ||
-        number(8) != 0 || (!m_is_hash && flags & COMPRESSED))
+    if (!version_known || !size_known || encrypted || partitioned ||
+        static_cast<std::uint8_t>(head[25]) != type || number(8) != 0 ||
+        (!m_is_hash && flags & COMPRESSED))
         fail(NOT_WHOLE);
     if (format.checksums && number(HEAD_CHECKSUM) != BerkeleyPage::Checksum(head, HEAD_CHECKSUM))
         fail(NOT_WHOLE);
