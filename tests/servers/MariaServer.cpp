@@ -9,24 +9,20 @@ MariaServer::MariaServer(const TestCertificate* certificate) : TestServer(certif
     RunServerProgram({ServerFile("usr/bin/mariadb-install-db"), "--no-defaults",
                       "--basedir=" + ServerFile("usr"), "--auth-root-authentication-method=normal",
                       "--skip-test-db", "--datadir=" + Dir().Path("data"),
-                      "--innodb-flush-method=nosync"});
+                      "--tmpdir=" + Dir().Path("data"), "--innodb-flush-method=nosync"});
     Start();
     Execute("create database test", "mysql");
 }
 
 std::vector<std::string> MariaServer::Command() const {
-    std::vector<std::string> command = {ServerFile("usr/sbin/mariadbd"),
-                                        "--no-defaults",
-                                        "--basedir=" + ServerFile("usr"),
-                                        "--datadir=" + Dir().Path("data"),
-                                        "--socket=" + SocketPath(),
-                                        "--bind-address=127.0.0.1",
-                                        "--port=" + std::to_string(Port()),
-                                        "--innodb-buffer-pool-size=16M",
-                                        "--innodb-flush-log-at-trx-commit=2",
-                                        "--innodb-flush-method=nosync",
-                                        "--skip-log-bin",
-                                        "--skip-name-resolve"};
+    std::vector<std::string> command = {
+        ServerFile("usr/sbin/mariadbd"), "--no-defaults", "--basedir=" + ServerFile("usr"),
+        "--datadir=" + Dir().Path("data"),
+        // Servers that start remove what others have in /tmp.
+        "--tmpdir=" + Dir().Path("data"), "--socket=" + SocketPath(), "--bind-address=127.0.0.1",
+        "--port=" + std::to_string(Port()), "--innodb-buffer-pool-size=16M",
+        "--innodb-flush-log-at-trx-commit=2", "--innodb-flush-method=nosync", "--skip-log-bin",
+        "--skip-name-resolve"};
     if (HasTls())
         for (const std::string& setting :
              {"--ssl-cert=" + CertificateFile(), "--ssl-key=" + KeyFile(), "--ssl-ca=" + CaFile()})
