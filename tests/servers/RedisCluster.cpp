@@ -4,6 +4,7 @@
 #include "servers/ServerProgram.h"
 
 #include <chrono>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -12,6 +13,20 @@ namespace kwlookup {
 namespace {
 
 constexpr std::chrono::seconds LIMIT{60};
+/// Longer than any test.
+constexpr std::chrono::hours NEVER{1};
+/// Nodes name themselves with so many hexadecimal digits.
+constexpr std::size_t NAME_LENGTH = 40;
+
+template <typename Condition>
+void WaitUntil(Condition holds) {
+    const auto end = std::chrono::steady_clock::now() + LIMIT;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > end)
+            throw std::runtime_error("the cluster does not get healthy");
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
 
 } // namespace
 
@@ -26,6 +41,7 @@ RedisCluster::RedisCluster() {
     create.insert(create.end(), {"--cluster-replicas", "1", "--cluster-yes"});
     RunServerProgram(create);
     WaitUntilHealthy();
+    SetNodeTimeout(NEVER);
 }
 
 std::string RedisCluster::Hosts() const {
@@ -48,14 +64,39 @@ std::string RedisCluster::Run(const std::vector<std::string>& command) {
 }
 
 void RedisCluster::WaitUntilHealthy() {
-    const auto end = std::chrono::steady_clock::now() + LIMIT;
+    WaitUntil([this] {
+        for (const auto& node : m_nodes)
+            if (node->Pid() >= 0 &&
+                node->Run({"CLUSTER", "INFO"}).find("cluster_state:ok") == std::string::npos)
+                return false;
+        return true;
+    });
+}
+
+void RedisCluster::WaitForReplicas() {
+    WaitUntil([this] { return HasReplicas(); });
+}
+
+bool RedisCluster::HasReplicas() {
+    int keys = 0; // of masters, less those of replicas
+    for (const auto& node : m_nodes) {
+        const bool master = node->Run({"ROLE"}).rfind("master", 0) == 0;
+        keys += (master ? 1 : -1) * std::stoi(node->Run({"DBSIZE"}));
+        // Its lines are the slots, addresses and names of the masters and of working replicas.
+        std::istringstream slots(node->Run({"CLUSTER", "SLOTS"}));
+        int known = 0;
+        for (std::string line; std::getline(slots, line);)
+            known += line.size() == NAME_LENGTH;
+        if (known != NODES)
+            return false;
+    }
+    return keys == 0;
+}
+
+void RedisCluster::SetNodeTimeout(std::chrono::milliseconds timeout) {
     for (const auto& node : m_nodes)
-        while (node->Pid() >= 0 &&
-               node->Run({"CLUSTER", "INFO"}).find("cluster_state:ok") == std::string::npos) {
-            if (std::chrono::steady_clock::now() > end)
-                throw std::runtime_error("the cluster does not get healthy");
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
+        if (node->Pid() >= 0)
+            node->Run({"CONFIG", "SET", "cluster-node-timeout", std::to_string(timeout.count())});
 }
 
 } // namespace kwlookup

@@ -42,7 +42,7 @@ std::vector<std::string> RedisServer::Command() const {
     if (m_options.cluster)
         command.insert(command.end(), {"--cluster-enabled", "yes", "--cluster-config-file",
                                        "nodes.conf", "--cluster-port", std::to_string(m_bus_port),
-                                       "--cluster-node-timeout", "1000"});
+                                       "--cluster-node-timeout", "2000"});
     return command;
 }
 
