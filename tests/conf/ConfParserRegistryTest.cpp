@@ -29,10 +29,6 @@ namespace {
 using Strings = std::vector<std::string>;
 using Type = IfConfParser::VarType;
 
-constexpr auto ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr auto WARN = log4cxx::Level::LEVEL_WARN;
-constexpr auto DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 /// Each test starts with an empty log, every level on, and a parser that writes to it.
 class ConfParserRegistry : public testing::Test {
 protected:

@@ -20,8 +20,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 /// What a NotingLookup does, and what was done to it.
 struct Notes {
     bool answer = true;

@@ -19,9 +19,6 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-constexpr int ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 /// No std::exception.
 struct Foreign {};
 

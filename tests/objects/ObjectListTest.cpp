@@ -21,9 +21,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-constexpr int ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 KwIfLookup* MakeNothing(const std::string&) {
     return nullptr;
 }

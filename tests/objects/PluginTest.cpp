@@ -25,8 +25,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 std::string LoadLine(const std::string& type) {
     return "load libkw_lookup_" + type + ".so object library";
 }

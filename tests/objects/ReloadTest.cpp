@@ -24,8 +24,6 @@ using ::testing::Not;
 using ::testing::StartsWith;
 using Strings = std::vector<std::string>;
 
-constexpr int ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
 constexpr char REPORTED[] = "Errors in lookups/storage. See above.";
 
 /// Libraries stay registered for the life of the process, so each test works whether or not those

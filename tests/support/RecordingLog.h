@@ -7,6 +7,11 @@
 #include <string>
 #include <vector>
 
+/// The levels of lines.
+inline constexpr auto ERROR = log4cxx::Level::LEVEL_ERROR;
+inline constexpr auto WARN = log4cxx::Level::LEVEL_WARN;
+inline constexpr auto DEBUG = log4cxx::Level::LEVEL_DEBUG;
+
 /// Test programs that link this replace the host's LogClass by one that keeps what is written, the
 /// way a host replaces it: by defining its members in the executable.
 ///

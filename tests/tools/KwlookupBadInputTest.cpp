@@ -19,8 +19,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 struct BadItem {
     std::string item;
     std::string reason; ///< how the reason begins

@@ -24,8 +24,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { SAME = 0, DIFFERENT = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 std::string Content(const std::string& name) {
     std::ifstream in(name, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};

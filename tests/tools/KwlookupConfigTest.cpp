@@ -16,8 +16,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 class ToolConfig : public testing::Test {
 protected:
     std::string Write(const std::string& name, const std::string& text) {

@@ -24,8 +24,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 const std::string ODD = "something was thrown that is no std::exception\n";
 
 /// The tool with these arguments, to be killed when it hangs.

@@ -22,8 +22,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 class ToolSource : public testing::Test {
 protected:
     std::string Told(const std::string& text) const {

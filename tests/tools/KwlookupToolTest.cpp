@@ -20,8 +20,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, OUTPUT = 74, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 ProgramResult Answers(const std::string& out) {
     return {FOUND, out, ""};
 }

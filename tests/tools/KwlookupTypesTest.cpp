@@ -16,8 +16,6 @@ using testing::HasSubstr;
 
 namespace {
 
-enum { FOUND = 0, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 TEST(ToolTypes, ListsTheKnownTypes) {
     const ProgramResult result = RunTool({"types"});
     EXPECT_EQ(result.status, FOUND);

@@ -21,8 +21,6 @@ namespace {
 
 using namespace kwlookup;
 
-enum { FOUND = 0, NOT_FOUND = 1, USAGE = 64, UNAVAILABLE = 75, BAD_LIST = 78 };
-
 struct Case {
     std::string input;
     std::string warning; ///< without "kwlookup: warning: " and the place; empty: none

@@ -7,6 +7,18 @@
 #include <utility>
 #include <vector>
 
+/// The statuses that the tool exits with.
+enum {
+    FOUND = 0,
+    SAME = 0,
+    NOT_FOUND = 1,
+    DIFFERENT = 1,
+    USAGE = 64,
+    OUTPUT = 74,
+    UNAVAILABLE = 75,
+    BAD_LIST = 78
+};
+
 /// The environment of the tool: it finds the test's plug-in, and after it the real ones.
 inline const std::vector<std::string> TOOL_ENVIRONMENT = {"LD_LIBRARY_PATH=" TOOL_PLUGIN_DIR
                                                           ":" PLUGIN_DIR};

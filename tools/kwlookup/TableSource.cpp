@@ -21,7 +21,7 @@ bool IsSpace(char c) {
     return SPACE.find(c) != std::string_view::npos;
 }
 
-std::string_view Trimmed(std::string_view text) {
+std::string_view Stripped(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(SPACE);
     return begin == std::string_view::npos
                ? std::string_view()
@@ -29,7 +29,7 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 /// `text` as a message shows it, which need not be all of it.
-std::string Shown(std::string_view text) {
+std::string Quoted(std::string_view text) {
     return std::string("'").append(text.substr(0, 100)).append("'");
 }
 
@@ -51,12 +51,12 @@ public:
         const std::string_view key(begin, static_cast<std::size_t>(key_end - begin));
         if (begin != line.data())
             m_warnings.Add(number, "lines that begin with white space",
-                           "it begins with white space; " + Shown(key) +
+                           "it begins with white space; " + Quoted(key) +
                                " is a key, not the rest of the line before, as with "
                                "--source=postmap");
         if (std::count(key.begin(), key.end(), '"') % 2 != 0)
             m_warnings.Add(number, "keys cut inside of quotes",
-                           "quotes hold no words together; the key is " + Shown(key) +
+                           "quotes hold no words together; the key is " + Quoted(key) +
                                ", other than with --source=postmap");
         const char* const value =
             std::find_if(key_end, end, [&bytes](char c) { return !bytes.IsSpace(c); });
@@ -77,7 +77,7 @@ public:
         : m_add(add), m_warnings(warnings) {}
 
     void Take(std::string_view line, std::size_t number) {
-        const std::string_view text = Trimmed(line);
+        const std::string_view text = Stripped(line);
         if (text.empty() || text[0] == '#')
             return;
         if (!IsSpace(line[0])) {
@@ -110,15 +110,15 @@ private:
                 quoted = !quoted;
         }
         const std::string_view key = record.substr(0, end);
-        const std::string_view value = Trimmed(record.substr(end));
+        const std::string_view value = Stripped(record.substr(end));
         if (quoted) {
-            LeaveOut("a quote is left open in " + Shown(key));
+            LeaveOut("a quote is left open in " + Quoted(key));
         } else if (key.empty() || value.empty()) {
-            LeaveOut("there is no value after the key " + Shown(key));
+            LeaveOut("there is no value after the key " + Quoted(key));
         } else {
             if (key.back() == ':')
                 m_warnings.Add(m_number, "keys that end in a colon",
-                               "the colon is part of the key " + Shown(key));
+                               "the colon is part of the key " + Quoted(key));
             m_add(key, value, m_number);
         }
     }

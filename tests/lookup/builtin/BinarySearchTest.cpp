@@ -22,8 +22,6 @@ namespace {
 
 using namespace kwlookup;
 
-constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
-
 using Strings = std::vector<std::string>;
 
 /// A sorted vector, searched by the textbook.

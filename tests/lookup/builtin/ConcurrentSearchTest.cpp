@@ -20,7 +20,6 @@ namespace {
 
 using namespace kwlookup;
 
-constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 constexpr int THREADS = 8;
 
 using Strings = std::vector<std::string>;

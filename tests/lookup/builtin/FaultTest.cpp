@@ -30,8 +30,6 @@ namespace {
 
 using namespace kwlookup;
 
-constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
-
 std::vector<std::string> RecordsOf(const KwVectorStrLookup& list) {
     const ProbeFinder finder("no such record");
     std::string res;

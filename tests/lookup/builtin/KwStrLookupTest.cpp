@@ -15,8 +15,6 @@ namespace {
 
 using namespace kwlookup;
 
-constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
-
 TEST(KwStrLookup, AsksTheFinder) {
     const KwStrLookup lookup("Alpha");
     // Every bit but FIND_EXACT leaves the answer to the finder.

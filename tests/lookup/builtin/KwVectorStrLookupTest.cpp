@@ -17,8 +17,6 @@ namespace {
 
 using namespace kwlookup;
 
-constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
-
 /// What the search says: the matched string, or "-" for a miss. Checks that the rest is untouched.
 std::string Search(const KwVectorStrLookup& list, const std::string& text, int flags = FIND_EXACT) {
     const ProbeFinder finder(text);

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+/// The flags of a search that ignores case.
+inline constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
+
 /// A finder that keeps the values it was asked about, in order, accepts one of them, and may
 /// produce a result of its own at another.
 class ProbeFinder : public KwLookupFinder {

@@ -25,9 +25,6 @@ using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
-constexpr int ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 const bool g_type = KwFactory<KwIfLookup>::Instance().Register("configured", nullptr);
 
 /// A host's loader of one section, given as settings.

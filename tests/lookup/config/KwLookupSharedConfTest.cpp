@@ -24,9 +24,6 @@ using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 using params_t = KwLookupSharedConf::params_t;
 
-constexpr int ERROR = log4cxx::Level::LEVEL_ERROR;
-constexpr int WARN = log4cxx::Level::LEVEL_WARN;
-
 static_assert(!std::is_copy_constructible_v<TestConf>, "it holds addresses inside itself");
 static_assert(!std::is_copy_assignable_v<TestConf>, "it holds addresses inside itself");
 

@@ -25,8 +25,6 @@ using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 using namespace std::string_literals;
 
-constexpr int DEBUG = log4cxx::Level::LEVEL_DEBUG;
-
 /// What a plug-in adds to either base, `Base`, to have a whole lookup.
 template <typename Base>
 class Concrete : public Base {
