@@ -17,6 +17,11 @@ if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # A source that another one includes is taken for a header.
+  target_compile_options(kwlookup_flags INTERFACE -Wno-subobject-linkage)
+endif()
+
 if(KWLOOKUP_WERROR)
   target_compile_options(kwlookup_flags INTERFACE -Werror)
 endif()
