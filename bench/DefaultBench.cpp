@@ -52,7 +52,7 @@ public:
         return m_holder.Find(Finder(text), &res, m_flags, nullptr);
     }
 
-    double IndexBytes() const { return m_index_bytes; }
+    double GetIndexBytes() const { return m_index_bytes; }
 
 private:
     const int m_flags;
@@ -118,7 +118,7 @@ void FirstAnswer(benchmark::State& state, const char* file, int flags) {
 /// Not a time: what the index takes of the heap for each string of the list.
 void IndexBytes(benchmark::State& state) {
     for (auto _ : state)
-        state.counters["kwlookup"] = DefaultList().IndexBytes();
+        state.counters["kwlookup"] = DefaultList().GetIndexBytes();
 }
 
 const bool registered = [] {

@@ -17,12 +17,12 @@ struct Figures {
     std::vector<double> nanoseconds; ///< of one item, or of one whole run where it has no items
     std::map<std::string, double> counters;
 
-    double Median() const {
+    double GetMedian() const {
         std::vector<double> sorted = nanoseconds;
         std::sort(sorted.begin(), sorted.end());
         return sorted.empty() ? std::nan("") : sorted[sorted.size() / 2];
     }
-    double Best() const {
+    double GetBest() const {
         const auto best = std::min_element(nanoseconds.begin(), nanoseconds.end());
         return best == nanoseconds.end() ? std::nan("") : *best;
     }
@@ -95,20 +95,20 @@ int main(int argc, char** argv) {
     /// How many times as long as ours the other takes, in units of so many nanoseconds.
     const auto against = [&](const char* what, const char* ours, const char* other, double unit,
                              Aim aim = Aim::None, double bound = 0) {
-        const double our_time = results[ours].Median() / unit;
-        const double other_time = results[other].Median() / unit;
+        const double our_time = results[ours].GetMedian() / unit;
+        const double other_time = results[other].GetMedian() / unit;
         Row(what, our_time, other_time, other_time / our_time, aim, bound);
     };
 
     Heading("default search, by address, results in the list, ns");
-    const double search = results["default/kwlookup"].Median();
-    const double exact = results["default/exact_nocase"].Median();
+    const double search = results["default/kwlookup"].GetMedian();
+    const double exact = results["default/exact_nocase"].GetMedian();
     Row("exact search without regard to case", search, exact, search / exact, Aim::AtMost, 2.5);
     against("a walk over the list", "default/kwlookup", "default/walk", 1, Aim::AtLeast, 50000);
 
     Heading("the same, texts of 64 KiB from strangers, us", "kwlookup", "at most");
     const auto at_most = [&](const char* what, const char* name, double bound) {
-        const double time = results[name].Median() / 1e3;
+        const double time = results[name].GetMedian() / 1e3;
         Row(what, time, bound, time / bound, Aim::AtMost, 1);
     };
     at_most("1,000,000 lines with the first word of the text", "hostile/first_word", 50);
@@ -117,8 +117,8 @@ int main(int argc, char** argv) {
     at_most("a line that differs in case only", "hostile/case", 50);
 
     Heading("from the start of the loading to the first answer, ms", "default", "--exact");
-    const double first = results["first/default"].Median() / 1e6;
-    const double first_exact = results["first/exact"].Median() / 1e6;
+    const double first = results["first/default"].GetMedian() / 1e6;
+    const double first_exact = results["first/exact"].GetMedian() / 1e6;
     Row("1,000,000 lines", first, first_exact, first / first_exact, Aim::AtMost, 1.5);
 
     Heading("exact search with regard to case, ns");
@@ -162,13 +162,13 @@ int main(int argc, char** argv) {
             "process_default/kwlookup", "process_default/postmap_cdb", 1e9, Aim::AtLeast, 3);
 
     Heading("two threads, million searches a second, best round", "two", "one");
-    const double two = 1e3 / results["threads/kwlookup/threads:2"].Best();
-    const double one = 1e3 / results["threads/kwlookup/threads:1"].Best();
+    const double two = 1e3 / results["threads/kwlookup/threads:2"].GetBest();
+    const double one = 1e3 / results["threads/kwlookup/threads:1"].GetBest();
     Row("exact search with regard to case", two, one, two / one, Aim::AtLeast, 1.8);
 
     Heading("splitting is linear, ms", "200,000", "100,000");
-    const double twice = results["split_10_1_twice_as_long/kwlookup"].Median() / 1e6;
-    const double once = results["split_10_1/kwlookup"].Median() / 1e6;
+    const double twice = results["split_10_1_twice_as_long/kwlookup"].GetMedian() / 1e6;
+    const double once = results["split_10_1/kwlookup"].GetMedian() / 1e6;
     Row("10 % quoted, 1 % escaped", twice, once, twice / once, Aim::AtMost, 2.3);
 
     Heading("what the sort adds to a string of the list, bytes", "kwlookup", "vector");
@@ -191,8 +191,8 @@ int main(int argc, char** argv) {
             "patterns10000/loop", 1, Aim::AtLeast, 150);
 
     Heading("loading 10,000 patterns, ms, and the memory they take, MB", "kwlookup", "loop");
-    const double load = results["load_patterns/kwlookup"].Median() / 1e6;
-    const double compile = results["load_patterns/loop"].Median() / 1e6;
+    const double load = results["load_patterns/kwlookup"].GetMedian() / 1e6;
+    const double compile = results["load_patterns/loop"].GetMedian() / 1e6;
     Row("time, machine code on first use and of all at once", load, compile, load / compile,
         Aim::AtMost, 3);
     const double bytes = results["bytes_patterns/kwlookup"].counters["kwlookup"] / 1e6;
@@ -202,8 +202,8 @@ int main(int argc, char** argv) {
     Heading("one search in a database of 1,000,000 records, ns", "kwlookup", "bare");
     // Here the question is what the road to the library costs.
     const auto road = [&](const char* what, const std::string& name, double bound) {
-        const double whole = results[name + "/kwlookup"].Median();
-        const double bare = results[name + "/bare"].Median();
+        const double whole = results[name + "/kwlookup"].GetMedian();
+        const double bare = results[name + "/bare"].GetMedian();
         Row(what, whole, bare, whole / bare, Aim::AtMost, bound);
     };
     road("cdb", "cdb", 1.3);
@@ -213,14 +213,14 @@ int main(int argc, char** argv) {
 
     Heading("one search in a server on this machine, us", "kwlookup", "bare");
     const auto server = [&](const std::string& name) {
-        const double single = results[name + "/kwlookup/threads:1"].Median() / 1e3;
-        const double bare = results[name + "/bare/threads:1"].Median() / 1e3;
+        const double single = results[name + "/kwlookup/threads:1"].GetMedian() / 1e3;
+        const double bare = results[name + "/bare/threads:1"].GetMedian() / 1e3;
         Row((name + ", one thread").c_str(), single, bare, single / bare, Aim::AtMost, 1.1);
-        const double eight = results[name + "/kwlookup/threads:8"].Median() / 1e3;
-        const double bare_eight = results[name + "/bare/threads:8"].Median() / 1e3;
+        const double eight = results[name + "/kwlookup/threads:8"].GetMedian() / 1e3;
+        const double bare_eight = results[name + "/bare/threads:8"].GetMedian() / 1e3;
         Row((name + ", eight threads, each with a connection: bare / kwlookup").c_str(), eight,
             bare_eight, bare_eight / eight, Aim::AtLeast, 0.9);
-        const double cached = results[name + "/cached"].Median() / 1e3;
+        const double cached = results[name + "/cached"].GetMedian() / 1e3;
         Row((name + ", a cached answer, beside 1 us").c_str(), cached, 1, cached, Aim::AtMost, 1);
     };
     server("ldap");

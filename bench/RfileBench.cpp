@@ -135,7 +135,7 @@ struct Setting {
             texts.push_back(i % 2 ? matches[random.Below(count)] : addresses.Next());
 
         double before = ResidentBytes();
-        list = ReadPatternFile(file_name, Pcre2Pattern::IGNORE_CASE);
+        list = ReadPatternFile(file_name, Pcre2Pattern::IgnoreCase);
         list_bytes = ResidentBytes() - before;
         before = ResidentBytes();
         loop.emplace(patterns);
@@ -190,7 +190,7 @@ void FindLoop(benchmark::State& state) {
 void LoadKwlookup(benchmark::State& state) {
     const Setting& setting = Of<10000>();
     for (auto _ : state)
-        ReadPatternFile(setting.file_name, Pcre2Pattern::IGNORE_CASE);
+        ReadPatternFile(setting.file_name, Pcre2Pattern::IgnoreCase);
 }
 
 void LoadLoop(benchmark::State& state) {

@@ -52,8 +52,8 @@ public:
     }
 
     /// What the loading and then the sort added to the heap, for each string.
-    double LoadBytes() const { return static_cast<double>(m_load_bytes) / LIST_SIZE; }
-    double SortBytes() const { return static_cast<double>(m_sort_bytes) / LIST_SIZE; }
+    double GetLoadBytes() const { return static_cast<double>(m_load_bytes) / LIST_SIZE; }
+    double GetSortBytes() const { return static_cast<double>(m_sort_bytes) / LIST_SIZE; }
 
 private:
     const int m_flags;
@@ -242,9 +242,9 @@ void Nocase(benchmark::State& state) {
 /// Not a time: what a string of the list takes of the heap.
 void SortBytes(benchmark::State& state) {
     for (auto _ : state)
-        state.counters["vector"] = All().case_lookup.LoadBytes();
-    state.counters["case"] = All().case_lookup.SortBytes();
-    state.counters["nocase"] = All().nocase_lookup.SortBytes();
+        state.counters["vector"] = All().case_lookup.GetLoadBytes();
+    state.counters["case"] = All().case_lookup.GetSortBytes();
+    state.counters["nocase"] = All().nocase_lookup.GetSortBytes();
 }
 
 // Rounds of about the same time for the fast and the slow.

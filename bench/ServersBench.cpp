@@ -84,7 +84,7 @@ public:
     }
 
     std::string Item(const std::string& settings) const {
-        return "postgres:OnError=exception|Hosts=" + m_server.Host() +
+        return "postgres:OnError=exception|Hosts=" + m_server.GetHost() +
                "|User=kw|Password=secret|Database=postgres|" + settings +
                "select result from list where key = '$s'";
     }
@@ -93,7 +93,7 @@ public:
     public:
         explicit Loop(const Postgres& service) {
             const std::string parameters =
-                "host=127.0.0.1 port=" + std::to_string(service.m_server.Port()) +
+                "host=127.0.0.1 port=" + std::to_string(service.m_server.GetPort()) +
                 " user=kw password=secret dbname=postgres";
             m_connection = ::PQconnectdb(parameters.c_str());
             ::PQclear(::PQprepare(m_connection, "s", "select result from list where key = $1", 1,
@@ -138,7 +138,7 @@ public:
     }
 
     std::string Item(const std::string& settings) const {
-        return "mysql:OnError=exception|Hosts=" + m_server.Host() +
+        return "mysql:OnError=exception|Hosts=" + m_server.GetHost() +
                "|User=kw|Password=secret|Database=test|" + settings +
                "select result from list where key = '$s'";
     }
@@ -149,7 +149,8 @@ public:
             static constexpr std::string_view STATEMENT = "select result from list where `key` = ?";
             ::mysql_optionsv(m_connection, MYSQL_SET_CHARSET_NAME, "utf8mb4");
             if (!::mysql_real_connect(m_connection, "127.0.0.1", "kw", "secret", "test",
-                                      static_cast<unsigned>(service.m_server.Port()), nullptr, 0))
+                                      static_cast<unsigned>(service.m_server.GetPort()), nullptr,
+                                      0))
                 Fail(::mysql_error(m_connection));
             m_statement = ::mysql_stmt_init(m_connection);
             if (::mysql_stmt_prepare(m_statement, STATEMENT.data(), STATEMENT.size()) != 0)
@@ -206,13 +207,13 @@ public:
     }
 
     std::string Item(const std::string& settings) const {
-        return "redis:OnError=exception|Hosts=" + m_server.Host() + "|" + settings + "GET $s";
+        return "redis:OnError=exception|Hosts=" + m_server.GetHost() + "|" + settings + "GET $s";
     }
 
     class Loop {
     public:
         explicit Loop(const Redis& service)
-            : m_context(::redisConnect("127.0.0.1", service.m_server.Port())) {
+            : m_context(::redisConnect("127.0.0.1", service.m_server.GetPort())) {
             if (!m_context || m_context->err)
                 Fail("cannot connect to Redis");
         }
@@ -253,7 +254,7 @@ public:
     }
 
     std::string Item(const std::string& settings) const {
-        return "ldap:OnError=exception|Hosts=" + m_server.Host() +
+        return "ldap:OnError=exception|Hosts=" + m_server.GetHost() +
                "|Base=dc=example,dc=test|Attributes=description|" + settings + "(mail=$s)";
     }
 
@@ -261,7 +262,7 @@ public:
     public:
         explicit Loop(const Ldap& service) {
             const int version = LDAP_VERSION3;
-            if (::ldap_initialize(&m_ldap, ("ldap://" + service.m_server.Host()).c_str()) ||
+            if (::ldap_initialize(&m_ldap, ("ldap://" + service.m_server.GetHost()).c_str()) ||
                 ::ldap_set_option(m_ldap, LDAP_OPT_PROTOCOL_VERSION, &version) ||
                 ::ldap_connect(m_ldap))
                 Fail("cannot connect to slapd");

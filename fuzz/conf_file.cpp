@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     try {
         ConfFile file("/proc/self/fd/" + std::to_string(memory.Get()));
-        for (const auto& [name, section] : file.Sections())
+        for (const auto& [name, section] : file.GetSections())
             for (const ConfFile::Setting& setting : section.settings)
                 if (setting.line == 0 || name.find('\0') != std::string::npos)
                     std::abort();

@@ -108,7 +108,7 @@ void Check(bool (*convert)(const std::string&, const std::string&, Integer*, con
     std::vector<std::string> lines;
     if (!converted && !message.empty())
         lines.push_back(Shown(message));
-    Require(RecordingLog::Lines().size() == lines.size());
+    Require(RecordingLog::GetLines().size() == lines.size());
     Require(RecordingLog::Texts(log4cxx::Level::LEVEL_WARN) == lines);
 }
 

@@ -103,7 +103,7 @@ std::string AddressFinder::GetRes() const {
 }
 
 KeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
-    return FIRST_WORD;
+    return FirstWord;
 }
 
 bool AddressFinder::GetKeys(FinderKeys& keys) const {

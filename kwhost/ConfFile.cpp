@@ -82,8 +82,8 @@ public:
             throw std::bad_alloc();
         if (m_thrown)
             std::rethrow_exception(m_thrown);
-        if (m_lines.Error() != 0)
-            throw std::runtime_error(m_file.m_name + ": " + SystemErrorText(m_lines.Error()));
+        if (m_lines.GetError() != 0)
+            throw std::runtime_error(m_file.m_name + ": " + SystemErrorText(m_lines.GetError()));
     }
 
 private:
@@ -117,7 +117,7 @@ private:
         std::string_view line;
         if (!m_lines.Next(line))
             return nullptr;
-        if (m_lines.LineNumber() == 1)
+        if (m_lines.GetLineNumber() == 1)
             line = WithoutByteOrderMark(line);
         // The newline and the terminating NUL stand in the buffer too.
         if (line.size() + 2 > size) {
@@ -155,7 +155,7 @@ private:
             AddError("the name of the section is too long");
         Section& entry = m_file.m_sections[section];
         if (entry.line == 0)
-            entry.line = m_lines.LineNumber();
+            entry.line = m_lines.GetLineNumber();
         m_last = nullptr;
     }
 
@@ -178,14 +178,14 @@ private:
             AddError("'=' must follow the key, not ':'");
         if (settings.size() == SECTION_KEYS)
             AddError("the section has more than " + std::to_string(SECTION_KEYS) + " keys");
-        Setting setting{key, value, m_lines.LineNumber(), false, false};
+        Setting setting{key, value, m_lines.GetLineNumber(), false, false};
         setting.secret = IsPasswordName(setting.key);
         settings.push_back(setting);
         m_last = &settings.back();
     }
 
     void AddError(const std::string& text) {
-        m_file.m_errors.push_back(m_file.Place(m_lines.LineNumber()) + text);
+        m_file.m_errors.push_back(m_file.Place(m_lines.GetLineNumber()) + text);
     }
 
     ConfFile& m_file;

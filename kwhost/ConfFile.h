@@ -42,21 +42,21 @@ public:
 
     /// Reads `name`. Throws std::runtime_error "NAME: REASON" when the file cannot be read or
     /// others than its owner (who must be root or the process's user) may write it, and otherwise
-    /// keeps what is wrong in Errors(). Lines may have up to 1 MiB, value files 64 KiB.
+    /// keeps what is wrong in GetErrors(). Lines may have up to 1 MiB, value files 64 KiB.
     explicit ConfFile(const std::string& name);
 
     /// The name of the file; empty when there is none.
-    const std::string& Name() const { return m_name; }
+    const std::string& GetName() const { return m_name; }
 
     /// Everything wrong with the file's form, as "NAME:LINE: TEXT".
-    const std::vector<std::string>& Errors() const { return m_errors; }
+    const std::vector<std::string>& GetErrors() const { return m_errors; }
 
     /// What the administrator should know, as "NAME:LINE: TEXT": value files that others than
     /// their owner may read.
-    const std::vector<std::string>& Warnings() const { return m_warnings; }
+    const std::vector<std::string>& GetWarnings() const { return m_warnings; }
 
     /// The sections by name, their settings in file order.
-    const std::map<std::string, Section>& Sections() const { return m_sections; }
+    const std::map<std::string, Section>& GetSections() const { return m_sections; }
 
     /// "NAME:LINE: "; without the line when that is 0.
     std::string Place(std::size_t line) const;

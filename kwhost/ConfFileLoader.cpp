@@ -180,7 +180,7 @@ std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting
 } // namespace
 
 std::string ConfFileLoader::GetDescription() const {
-    return m_file.Name();
+    return m_file.GetName();
 }
 
 bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std::string&, int,
@@ -193,9 +193,9 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     std::unique_ptr<const SectionParser, decltype(restore_all)> undo(parser.get(), restore_all);
     parser->SetDefaults();
     bool good = true;
-    const auto found = m_file.Sections().find(section);
+    const auto found = m_file.GetSections().find(section);
     static const ConfFile::Section none;
-    const ConfFile::Section& entry = found == m_file.Sections().end() ? none : found->second;
+    const ConfFile::Section& entry = found == m_file.GetSections().end() ? none : found->second;
     for (const ConfFile::Setting& setting : entry.settings) {
         if (setting.secret && HideInMessages)
             HideInMessages(setting.value); // a plug-in may tell it at any time

@@ -29,7 +29,7 @@ public:
     }
 
     void CountError() { m_errors.fetch_add(1, std::memory_order_relaxed); }
-    std::size_t ErrorCount() const { return m_errors.load(std::memory_order_relaxed); }
+    std::size_t GetErrorCount() const { return m_errors.load(std::memory_order_relaxed); }
 
     std::shared_ptr<spdlog::logger> MakeLogger(const std::string& name) const;
 

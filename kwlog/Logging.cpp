@@ -9,8 +9,8 @@ void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level, const std::st
     LogBackend::Instance().Set(target, level, name);
 }
 
-std::size_t LoggedErrors() {
-    return LogBackend::Instance().ErrorCount();
+std::size_t CountLoggedErrors() {
+    return LogBackend::Instance().GetErrorCount();
 }
 
 std::string PrintableText(const std::string& text) {

@@ -42,6 +42,6 @@ KW_EXPORT std::string WithoutSecrets(const std::string& text);
 
 /// How many events of level error this process has written. Tells whether a plug-in that is to
 /// ignore its errors met one: it writes it to the log. Threads: any.
-KW_EXPORT std::size_t LoggedErrors();
+KW_EXPORT std::size_t CountLoggedErrors();
 
 } // namespace kwlookup

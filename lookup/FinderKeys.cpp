@@ -23,7 +23,7 @@ void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
     if (domain.empty())
         return;
     std::size_t left = with_dot ? m_most_dots : m_most_dots + 1;
-    const std::size_t reach = Longest() + (with_dot ? 0 : 1);
+    const std::size_t reach = GetLongest() + (with_dot ? 0 : 1);
     const std::string_view reached = domain.substr(domain.size() - std::min(domain.size(), reach));
     for (std::size_t dot = reached.size(); left != 0; --left) {
         dot = FindLastByte(reached.substr(0, dot), '.');

@@ -13,7 +13,7 @@ namespace kwlookup {
 ///
 /// Keys that no stored value can equal, by their size, are dropped. A finder that can make many
 /// keys of one text, such as one for each label of a domain, uses AddEndings(), or makes none that
-/// is longer than Longest(), so that the list bounds the cost, not the text.
+/// is longer than GetLongest(), so that the list bounds the cost, not the text.
 class KW_EXPORT FinderKeys {
 public:
     FinderKeys(const FinderKeys&) = delete;
@@ -21,7 +21,7 @@ public:
 
     /// Adds one key. `key` must stay valid as long as the finder. Throws std::bad_alloc only.
     void Add(std::string_view key) {
-        if (key.size() <= Longest())
+        if (key.size() <= GetLongest())
             Take(key);
     }
 
@@ -37,7 +37,7 @@ public:
     void AddWholeValue(std::string_view value) { TakeWholeValue(value); }
 
     /// The size of the longest key that a stored value can equal.
-    std::size_t Longest() const { return m_sizes.empty() ? 0 : m_sizes.back(); }
+    std::size_t GetLongest() const { return m_sizes.empty() ? 0 : m_sizes.back(); }
 
 protected:
     /// `sizes`, from the least to the greatest, are those of the keys that stored values can equal,

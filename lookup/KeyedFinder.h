@@ -25,8 +25,8 @@ public:
     /// What of a stored value a key must equal without regard to case, by the upper-case forms of
     /// the global locale. For a part that a list does not know it is walked.
     enum KeyPart : int {
-        WHOLE_VALUE,
-        FIRST_WORD ///< up to the first white space after any at the beginning; may be empty
+        WholeValue,
+        FirstWord ///< up to the first white space after any at the beginning; may be empty
     };
 
     void ClearRes() const final;

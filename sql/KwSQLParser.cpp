@@ -67,8 +67,8 @@ public:
 
     bool Is(Keyword keyword) const { return compare(m_begin, m_end, Keywords[keyword]); }
     bool IsName() const { return mustbename(m_begin, m_end); }
-    std::string Text() const { return std::string(m_begin, m_end); }
-    std::size_t Length() const { return static_cast<std::size_t>(m_end - m_begin); }
+    std::string GetText() const { return std::string(m_begin, m_end); }
+    std::size_t GetLength() const { return static_cast<std::size_t>(m_end - m_begin); }
 
     /// Moves from an opening quote to its closing one; false when there is none.
     bool TakeValue(std::string& value) {
@@ -100,8 +100,8 @@ bool KwSQLParser::parse_select(bool trace) {
     int state = 0;
     while (words.Next()) {
         if (trace)
-            m_trace += "\n" + std::to_string(state) + ": " + words.Text() + "[" +
-                       std::to_string(words.Length()) + "]";
+            m_trace += "\n" + std::to_string(state) + ": " + words.GetText() + "[" +
+                       std::to_string(words.GetLength()) + "]";
         switch (state) {
         case 0:
             if (!words.Is(Select))
@@ -111,7 +111,7 @@ bool KwSQLParser::parse_select(bool trace) {
         case 1:
             if (!words.Is(Star) && !words.IsName())
                 return false;
-            m_names.push_back(words.Text());
+            m_names.push_back(words.GetText());
             state = 2;
             break;
         case 2:
@@ -119,7 +119,7 @@ bool KwSQLParser::parse_select(bool trace) {
                 m_trace += "searching for next parameter\n";
                 if (!words.Next() || !words.IsName())
                     return false;
-                m_names.push_back(words.Text());
+                m_names.push_back(words.GetText());
                 break;
             }
             [[fallthrough]];
@@ -129,7 +129,7 @@ bool KwSQLParser::parse_select(bool trace) {
             state = 4;
             break;
         case 4:
-            m_table = words.Text();
+            m_table = words.GetText();
             state = 5;
             break;
         case 5:
@@ -140,7 +140,7 @@ bool KwSQLParser::parse_select(bool trace) {
         case 6:
             if (!words.IsName())
                 return false;
-            m_where_column = words.Text();
+            m_where_column = words.GetText();
             state = 7;
             break;
         case 7:
@@ -177,8 +177,8 @@ bool KwSQLParser::parse_insert(bool trace) {
     while (words.Next()) {
         if (trace) {
             m_trace += static_cast<char>(state);
-            m_trace += ": " + words.Text() + "[";
-            m_trace += static_cast<char>(words.Length());
+            m_trace += ": " + words.GetText() + "[";
+            m_trace += static_cast<char>(words.GetLength());
             m_trace += "]\n";
         }
         switch (state) {
@@ -195,7 +195,7 @@ bool KwSQLParser::parse_insert(bool trace) {
         case 2:
             if (!words.IsName())
                 return false;
-            m_table = words.Text();
+            m_table = words.GetText();
             state = 3;
             break;
         case 3:
@@ -216,7 +216,7 @@ bool KwSQLParser::parse_insert(bool trace) {
         case 6:
             if (!words.IsName())
                 return false;
-            m_names.push_back(words.Text());
+            m_names.push_back(words.GetText());
             state = 7;
             break;
         case 7:

@@ -80,12 +80,12 @@ bool LineReader::EndTooLong() {
     return false;
 }
 
-bool LineReader::Buffered() const {
+bool LineReader::HasBuffered() const {
     return m_begin != m_end && (m_at_end || std::memchr(m_buffer.data() + m_begin, m_line_end,
                                                         m_end - m_begin) != nullptr);
 }
 
-std::string LineReader::ErrorText() const {
+std::string LineReader::GetErrorText() const {
     if (m_error != EMSGSIZE)
         return SystemErrorText(m_error);
     return "line " + std::to_string(m_line_number + 1) + " is longer than " +

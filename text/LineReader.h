@@ -24,8 +24,8 @@ public:
     void SetLongestLine(std::size_t size) { m_longest_line = size; }
 
     /// Gives the next line without its end; the last line needs none. False at the end, and at
-    /// a read error: Error() tells which. What a last, cut line holds at an error is still given.
-    /// `line` is valid until the next call. Throws std::bad_alloc only.
+    /// a read error: GetError() tells which. What a last, cut line holds at an error is still
+    /// given. `line` is valid until the next call. Throws std::bad_alloc only.
     bool Next(std::string_view& line);
 
     /// As Next(), but gives only a whole line that can be given without reading, that is, without
@@ -33,16 +33,16 @@ public:
     bool NextBuffered(std::string_view& line);
 
     /// True when NextBuffered() has a line to give.
-    bool Buffered() const;
+    bool HasBuffered() const;
 
     /// The number of lines given so far.
-    std::size_t LineNumber() const { return m_line_number; }
+    std::size_t GetLineNumber() const { return m_line_number; }
 
     /// The error number of the read that failed, or 0.
-    int Error() const { return m_error; }
+    int GetError() const { return m_error; }
 
-    /// What Error() means, for people.
-    std::string ErrorText() const;
+    /// What GetError() means, for people.
+    std::string GetErrorText() const;
 
 private:
     bool FindLine(std::size_t searched, std::string_view& line);

@@ -32,7 +32,7 @@ public:
     bool IsSpace(char c) const { return m_space[static_cast<unsigned char>(c)] != 0; }
 
     /// The upper-case form of each byte value.
-    const Table& UpperTable() const { return m_upper; }
+    const Table& GetUpperTable() const { return m_upper; }
 
     /// True when a to z have A to Z as upper-case forms, and every other byte itself.
     bool UpperIsAscii() const { return m_upper_is_ascii; }

@@ -52,7 +52,7 @@ bool MailList::Ask(const std::string& address, std::string& result) const {
     const Reading reading(*this);
     const kwlookup::AddressFinder finder(address);
     std::string gathered, matched;
-    if (!reading.Holder().Find(finder, &gathered, 0, &matched))
+    if (!reading.GetHolder().Find(finder, &gathered, 0, &matched))
         return false;
     // Each result that the items gave stands after a blank; without any it is a plain match.
     result = gathered.empty() ? matched : gathered.substr(1);

@@ -42,7 +42,7 @@ private:
         Reading& operator=(const Reading&) = delete;
         ~Reading() { --m_place->readers; }
 
-        const KwLookupHolder& Holder() const { return *m_place->holder; }
+        const KwLookupHolder& GetHolder() const { return *m_place->holder; }
 
     private:
         const Place* m_place;

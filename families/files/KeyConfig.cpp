@@ -13,11 +13,11 @@ namespace {
 
 KeyConfig::Nul NulOf(const std::string& text) {
     if (text.empty() || ConfParser::IsFalse(text))
-        return KeyConfig::Nul::NO;
+        return KeyConfig::Nul::No;
     if (ConfParser::IsTrue(text))
-        return KeyConfig::Nul::YES;
+        return KeyConfig::Nul::Yes;
     if (boost::algorithm::iequals(text, "both"))
-        return KeyConfig::Nul::BOTH;
+        return KeyConfig::Nul::Both;
     throw std::invalid_argument("Wrong TrailingNul setting [" + text +
                                 "]: wait 'no', 'yes' or 'both'");
 }

@@ -12,7 +12,7 @@ namespace kwlookup {
 class KeyConfig : public DatabaseConfig {
 public:
     /// Whether the keys in the file end in a NUL byte.
-    enum class Nul { NO, YES, BOTH };
+    enum class Nul { No, Yes, Both };
 
     using DatabaseConfig::DatabaseConfig;
 

@@ -59,9 +59,9 @@ protected:
         std::string result;
         Values values(res ? &result : nullptr);
         bool found = false;
-        if (table.nul != KeyConfig::Nul::YES)
+        if (table.nul != KeyConfig::Nul::Yes)
             found = database.Find(key, table.all_values, values);
-        if (table.nul != KeyConfig::Nul::NO && (!found || table.all_values)) {
+        if (table.nul != KeyConfig::Nul::No && (!found || table.all_values)) {
             key += '\0';
             Values ended = values.WithoutNul();
             found |= database.Find(key, table.all_values, ended);

@@ -24,7 +24,7 @@ PatternLimits PatternConfig::GetLimits() const {
 }
 
 unsigned PatternConfig::GetOptions() const {
-    return m_case_sensitive.Get() ? 0u : unsigned(Pcre2Pattern::IGNORE_CASE);
+    return m_case_sensitive.Get() ? 0u : unsigned(Pcre2Pattern::IgnoreCase);
 }
 
 } // namespace kwlookup

@@ -41,7 +41,7 @@ T* NotNull(T* made) {
 /// What a search writes to: one for each thread, whatever patterns it searches.
 class Scratch {
 public:
-    pcre2_match_data* MatchData() { return m_match_data.get(); }
+    pcre2_match_data* GetMatchData() { return m_match_data.get(); }
 
     pcre2_match_context* Context(const PatternLimits& limits) {
         const auto heap = static_cast<std::size_t>(limits.heap);
@@ -95,13 +95,13 @@ std::string LimitOf(int error, const PatternLimits& limits) {
 std::uint32_t CompileOptions(unsigned options) {
     // A pattern cannot turn on UTF-8 for itself: addresses are bytes of any kind.
     std::uint32_t bits = PCRE2_NEVER_UTF | PCRE2_NEVER_UCP | PCRE2_USE_OFFSET_LIMIT;
-    if (options & Pcre2Pattern::IGNORE_CASE)
+    if (options & Pcre2Pattern::IgnoreCase)
         bits |= PCRE2_CASELESS;
-    if (options & Pcre2Pattern::MULTI_LINE)
+    if (options & Pcre2Pattern::MultiLine)
         bits |= PCRE2_MULTILINE;
-    if (options & Pcre2Pattern::DOT_ALL)
+    if (options & Pcre2Pattern::DotAll)
         bits |= PCRE2_DOTALL;
-    if (options & Pcre2Pattern::WHITE_SPACE)
+    if (options & Pcre2Pattern::WhiteSpace)
         bits |= PCRE2_EXTENDED;
     return bits;
 }
@@ -146,10 +146,10 @@ bool Pcre2Pattern::Search(std::string_view text, const PatternLimits& limits, Gr
     for (std::size_t begin = 0; result == PCRE2_ERROR_NOMATCH && begin <= text.size();
          begin += step) {
         if (time.IsOver())
-            throw failure(time.Reason());
+            throw failure(time.GetReason());
         pcre2_set_offset_limit(context, begin + step - 1);
         result = pcre2_match(m_code.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(),
-                             begin, 0, scratch.MatchData(), context);
+                             begin, 0, scratch.GetMatchData(), context);
     }
     if (result == PCRE2_ERROR_NOMATCH)
         return false;
@@ -158,7 +158,7 @@ bool Pcre2Pattern::Search(std::string_view text, const PatternLimits& limits, Gr
     if (groups) {
         // With more groups than places the count is 0, and every place is filled.
         const std::size_t filled = result == 0 ? groups->size() : static_cast<std::size_t>(result);
-        const std::size_t* ends = pcre2_get_ovector_pointer(scratch.MatchData());
+        const std::size_t* ends = pcre2_get_ovector_pointer(scratch.GetMatchData());
         for (std::size_t i = 0; i < groups->size(); ++i) {
             const std::size_t begin = ends[2 * i];
             const std::size_t end = ends[2 * i + 1];

@@ -26,10 +26,10 @@ namespace kwlookup {
 class Pcre2Pattern {
 public:
     enum Option : unsigned {
-        IGNORE_CASE = 1,
-        MULTI_LINE = 2,  ///< `^` and `$` also match at line feeds
-        DOT_ALL = 4,     ///< `.` also matches a line feed
-        WHITE_SPACE = 8, ///< white space and `#` comments in the pattern do not count
+        IgnoreCase = 1,
+        MultiLine = 2,  ///< `^` and `$` also match at line feeds
+        DotAll = 4,     ///< `.` also matches a line feed
+        WhiteSpace = 8, ///< white space and `#` comments in the pattern do not count
     };
 
     /// What the groups 0 to 9 of a match hold, group 0 being the whole match. A group that took no

@@ -35,7 +35,7 @@ AnswerCache::Turn AnswerCache::Begin(const std::string& question, Deadline deadl
         return turn;
     }
     const std::shared_ptr<Flight> flight = flying->second;
-    if (!flight->landed.wait_until(lock, deadline.At(), [&] { return flight->done; }))
+    if (!flight->landed.wait_until(lock, deadline.GetTime(), [&] { return flight->done; }))
         throw ServerFault("the same question, asked before, is not answered in time");
     if (!flight->answer)
         throw std::runtime_error(flight->error);

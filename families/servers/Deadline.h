@@ -16,11 +16,11 @@ public:
     explicit Deadline(Clock::time_point at) : m_at(at) {}
     explicit Deadline(std::chrono::milliseconds time) : m_at(Clock::now() + time) {}
 
-    Clock::time_point At() const { return m_at; }
+    Clock::time_point GetTime() const { return m_at; }
     bool IsOver() const { return Clock::now() >= m_at; }
 
     /// What is left, rounded up, so that poll(2) does not wake too early; 0 when it is over.
-    int MsLeft() const {
+    int GetMsLeft() const {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_at - Clock::now());
         return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
     }

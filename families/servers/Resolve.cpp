@@ -99,14 +99,14 @@ Resolved AskInThread(const std::string& host, const std::string& port, Deadline 
         throw ServerFault(error.what());
     }
     std::unique_lock<std::mutex> lock(request->lock);
-    if (!request->done_changed.wait_until(lock, deadline.At(), [&] { return request->done; }))
+    if (!request->done_changed.wait_until(lock, deadline.GetTime(), [&] { return request->done; }))
         throw ServerFault("name look-up took too long");
     return std::move(request->resolved);
 }
 
 } // namespace
 
-std::string Address::Host() const {
+std::string Address::GetHost() const {
     if (bytes.ss_family == AF_UNIX)
         return reinterpret_cast<const sockaddr_un*>(&bytes)->sun_path;
     char host[NI_MAXHOST];

@@ -16,7 +16,7 @@ struct Address {
     socklen_t size;
 
     /// The address of the host without the port, as in "127.0.0.1"; of a unix socket, its path.
-    std::string Host() const;
+    std::string GetHost() const;
 };
 
 /// The addresses of `server`, at least one, in the order to try them.

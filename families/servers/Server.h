@@ -15,7 +15,7 @@ struct Server {
     bool IsUnix() const { return host.empty(); }
 
     /// As in `Hosts`, with the port: "db.corp.lan:5432", "[::1]:5432", "unix:/run/db.sock".
-    std::string Name() const {
+    std::string GetName() const {
         if (IsUnix())
             return "unix:" + path;
         const bool brackets = host.find(':') != std::string::npos;

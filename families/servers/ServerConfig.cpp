@@ -27,11 +27,11 @@ bool IsRandom(const std::string& text) {
 
 TlsSettings::Mode TlsModeOf(const std::string& text) {
     if (text.empty() || ConfParser::IsFalse(text))
-        return TlsSettings::Mode::NO;
+        return TlsSettings::Mode::No;
     if (boost::algorithm::iequals(text, "starttls"))
-        return TlsSettings::Mode::STARTTLS;
+        return TlsSettings::Mode::StartTls;
     if (boost::algorithm::iequals(text, "require"))
-        return TlsSettings::Mode::REQUIRE;
+        return TlsSettings::Mode::Require;
     throw std::invalid_argument("Wrong Tls setting [" + text +
                                 "]: wait 'no', 'starttls' or 'require'");
 }

@@ -24,7 +24,7 @@ bool ServerHealth::AllFailed() const {
     return m_failed == m_states.size();
 }
 
-std::vector<std::size_t> ServerHealth::Order() {
+std::vector<std::size_t> ServerHealth::GetOrder() {
     const auto now = Deadline::Clock::now();
     const std::lock_guard<std::mutex> lock(m_lock);
     if (AllFailed()) {

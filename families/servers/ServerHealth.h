@@ -24,7 +24,7 @@ public:
     /// The numbers of all servers in the order to try them: those that may work, as they are listed
     /// or at random, then those that failed, the oldest failure first. Throws ServerFault with the
     /// last reasons while the set is down.
-    std::vector<std::size_t> Order();
+    std::vector<std::size_t> GetOrder();
 
     void Worked(std::size_t server);
 

@@ -20,8 +20,8 @@ namespace kwlookup {
 ///     `ServerSettings GetSettings() const`: GetServerSettings() with the type's default port, and
 ///     in `of_type` the type's own parameters as far as they make connections differ.
 ///   - `Query`, what the item asks: a constructor from (const std::string& text, const Config&);
-///     `GetText()`, the text as it is configured; `Key()`, which tells apart all queries that may
-///     answer differently; `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int
+///     `GetText()`, the text as it is configured; `GetKey()`, which tells apart all queries that
+///     may answer differently; `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int
 ///     flags, std::string& question) const`, which makes the question for a searched text, and is
 ///     false when there is nothing to ask; `Matched(question)`, what stands in *matched after a
 ///     match. Equal questions have equal answers.
@@ -48,7 +48,7 @@ protected:
         const Config& config = this->GetConfig();
         const auto settings = std::make_shared<const ServerSettings>(config.GetSettings());
         m_state = std::make_unique<const State>(text, config, settings);
-        if (settings->tls.mode != TlsSettings::Mode::NO && !settings->tls.verify)
+        if (settings->tls.mode != TlsSettings::Mode::No && !settings->tls.verify)
             Warn("TlsVerify is off: whoever takes a server's place can read and answer");
     }
 
@@ -81,10 +81,11 @@ private:
         State(const std::string& text, const Config& config,
               const std::shared_ptr<const ServerSettings>& settings)
             : query(text, config), timeout(settings->timeout) {
-            const std::string key = settings->Key();
+            const std::string key = settings->GetKey();
             source = Shared<Source>(key, [settings] { return std::make_shared<Source>(settings); });
-            cache = Shared<AnswerCache>(
-                key + query.Key(), [settings] { return std::make_shared<AnswerCache>(*settings); });
+            cache = Shared<AnswerCache>(key + query.GetKey(), [settings] {
+                return std::make_shared<AnswerCache>(*settings);
+            });
         }
 
         template <typename T>

@@ -103,7 +103,7 @@ private:
                 return pool.m_used < pool.m_settings->max_connections ||
                        pool.m_failures != failures;
             };
-            if (!pool.m_changed.wait_until(lock, deadline.At(), ready))
+            if (!pool.m_changed.wait_until(lock, deadline.GetTime(), ready))
                 throw Busy();
             if (pool.m_failures != failures)
                 throw ServerFault(pool.m_reason);

@@ -37,10 +37,10 @@ public:
     template <typename Query>
     void Ask(const Query& query, const std::string& question, Deadline deadline, Answer& answer) {
         std::string reasons;
-        for (const std::size_t i : m_health.Order()) {
+        for (const std::size_t i : m_health.GetOrder()) {
             ServerPool<Connection>& pool = *m_pools[i];
             const auto named = [&pool](const std::exception& error) {
-                return pool.GetServer().Name() + ": " + error.what();
+                return pool.GetServer().GetName() + ": " + error.what();
             };
             try {
                 pool.Use(deadline, [&](Connection& connection) {

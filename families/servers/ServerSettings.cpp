@@ -11,10 +11,10 @@ void Append(std::string& key, const std::string& text) {
 
 } // namespace
 
-std::string ServerSettings::Key() const {
+std::string ServerSettings::GetKey() const {
     std::string key;
     for (const Server& server : servers)
-        Append(key, server.Name());
+        Append(key, server.GetName());
     for (const long long number :
          {static_cast<long long>(random), static_cast<long long>(retry_interval.count()),
           static_cast<long long>(connect_timeout.count()), static_cast<long long>(timeout.count()),

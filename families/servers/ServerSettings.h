@@ -35,7 +35,7 @@ struct ServerSettings {
     std::string of_type;
 
     /// Two settings are equal when their keys are. It holds the password: keep it out of messages.
-    std::string Key() const;
+    std::string GetKey() const;
 };
 
 } // namespace kwlookup

@@ -37,7 +37,7 @@ int Connect(const FileDescriptor& socket, const Address& address, Deadline deadl
 bool WaitFor(int fd, short events, Deadline deadline) {
     pollfd wanted{fd, events, 0};
     for (;;) {
-        const int ready = ::poll(&wanted, 1, deadline.MsLeft());
+        const int ready = ::poll(&wanted, 1, deadline.GetMsLeft());
         if (ready > 0)
             return true;
         if (ready < 0 && errno != EINTR)
@@ -62,7 +62,7 @@ FileDescriptor ConnectSocket(const Server& server, Deadline deadline) {
             const int on = 1;
             ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
         }
-        const std::chrono::milliseconds share(deadline.MsLeft() /
+        const std::chrono::milliseconds share(deadline.GetMsLeft() /
                                               static_cast<int>(addresses.size() - i));
         error = Connect(socket, address, deadline.Within(share));
         if (error == 0)

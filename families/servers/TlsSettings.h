@@ -8,12 +8,12 @@ namespace kwlookup {
 /// How a connection is encrypted.
 struct TlsSettings {
     enum class Mode {
-        NO,
-        STARTTLS, ///< begun in plain text, then encrypted; never left in plain text
-        REQUIRE   ///< encrypted from the first byte, where the protocol has that
+        No,
+        StartTls, ///< begun in plain text, then encrypted; never left in plain text
+        Require   ///< encrypted from the first byte, where the protocol has that
     };
 
-    Mode mode = Mode::NO;
+    Mode mode = Mode::No;
     bool verify = true;
     std::string ca_file; ///< empty: the authorities that the system trusts
     std::string cert_file;

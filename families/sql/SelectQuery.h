@@ -19,10 +19,10 @@ public:
     /// row more than `max_rows` at most. Throws what SelectStatement and QueryTemplate throw.
     SelectQuery(const std::string& text, char quote, std::string_view parameter,
                 std::size_t max_rows,
-                SelectStatement::Columns columns = SelectStatement::Columns::SELECTED);
+                SelectStatement::Columns columns = SelectStatement::Columns::Selected);
 
     const std::string& GetText() const { return m_text; }
-    const std::string& Key() const { return m_text; }
+    const std::string& GetKey() const { return m_text; }
 
     /// The statement for the server.
     const std::string& GetStatement() const { return m_statement; }

@@ -77,7 +77,7 @@ std::string SelectStatement::Text(char quote, std::string_view parameter, Column
             text += ", ";
         text += column == "*" ? column : Quoted(column, quote);
     }
-    if (columns == Columns::AND_CONDITION)
+    if (columns == Columns::AndCondition)
         text += ", " + Quoted(m_where_column, quote);
     text += " from " + Quoted(m_table, quote) + " where " + Quoted(m_where_column, quote) + " = ";
     return text.append(parameter);

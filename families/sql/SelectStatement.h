@@ -20,12 +20,12 @@ public:
     const std::string& GetTemplate() const { return m_template; }
 
     /// Which columns the database gives: those of the statement, or the condition's behind them.
-    enum class Columns { SELECTED, AND_CONDITION };
+    enum class Columns { Selected, AndCondition };
 
     /// The statement for the database: each name between two `quote` characters, `parameter` where
     /// the value goes.
     std::string Text(char quote, std::string_view parameter,
-                     Columns columns = Columns::SELECTED) const;
+                     Columns columns = Columns::Selected) const;
 
 private:
     std::vector<std::string> m_columns;

@@ -12,7 +12,7 @@ namespace kwlookup {
 
 template <typename Use>
 [[gnu::always_inline]] inline auto KeyIndex::WithFold(const Use& use) const {
-    return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.UpperTable()});
+    return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.GetUpperTable()});
 }
 
 struct KeyIndex::Key {
@@ -25,7 +25,7 @@ struct KeyIndex::Key {
 class KeyIndex::Keys final : public FinderKeys {
 public:
     explicit Keys(const KeyIndex& index)
-        : FinderKeys(index.m_shapes.Sizes(), index.m_shapes.MostDots()), m_index(index) {}
+        : FinderKeys(index.m_shapes.GetSizes(), index.m_shapes.GetMostDots()), m_index(index) {}
 
     /// Drops most of the keys that are not there, and brings the slots of the others.
     void Sift() {
@@ -116,8 +116,8 @@ private:
     /// Texts are compared late: the first string that matches ends the search.
     void Add(const KeyIndex& index, std::string_view key, std::uint64_t hash) {
         index.ForEachLike(key, hash, [&](const Slot& slot) {
-            Prefetch(&index.TextAt(slot.Rank())); // Match() will be asked for it
-            Push({slot.Rank(), &index, slot.Text(), key});
+            Prefetch(&index.TextAt(slot.GetRank())); // Match() will be asked for it
+            Push({slot.GetRank(), &index, slot.GetText(), key});
         });
     }
 
@@ -125,9 +125,9 @@ private:
     bool AddWholeValue(const KeyIndex& index, const Key& key) {
         const std::size_t place =
             index.WithFold([&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
-        if (!index.AreMany(index.m_slots[place].Rank()))
+        if (!index.AreMany(index.m_slots[place].GetRank()))
             return false;
-        const KeyIndex* const whole_values = index.WholeValues();
+        const KeyIndex* const whole_values = index.GetWholeValues();
         if (!whole_values)
             return false;
         if (whole_values->m_shapes.MayHold(key.whole_value, index.m_bytes)) {
@@ -147,7 +147,7 @@ private:
 KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
                    KeyedFinder::KeyPart part, const LocaleBytes& bytes)
     : m_strings(strings), m_order(order), m_part(part), m_bytes(bytes),
-      m_usable(part == KeyedFinder::WHOLE_VALUE || bytes.UpperKeepsMarks()),
+      m_usable(part == KeyedFinder::WholeValue || bytes.UpperKeepsMarks()),
       m_seed(HashSeed::Random()), m_filter(m_usable ? strings.size() : 0) {
     if (!m_usable)
         return;
@@ -161,7 +161,7 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
 }
 
 std::string_view KeyIndex::PartOf(std::string_view text) const {
-    if (m_part == KeyedFinder::WHOLE_VALUE)
+    if (m_part == KeyedFinder::WholeValue)
         return text;
     const char* begin = text.data();
     const char* const end = begin + text.size();
@@ -199,7 +199,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
         if (rank > AHEAD)
             fetch(rank - AHEAD);
         Slot& slot = m_slots[Probe(fold, part.text, part.hash)];
-        TextSlot text = slot.Text();
+        TextSlot text = slot.GetText();
         if (text.IsFree()) {
             text = TextSlot(part.text, TextAt(rank), TextSlot::KeyOf(part.text, part.hash));
             m_usable &= !text.IsFree();
@@ -207,7 +207,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
         } else {
             if (m_next.empty())
                 m_next.resize(count);
-            m_next[rank - 1] = slot.Rank();
+            m_next[rank - 1] = slot.GetRank();
         }
         slot = Slot(text, rank);
     }
@@ -218,9 +218,9 @@ template <typename Fold>
 [[gnu::always_inline]] inline bool KeyIndex::IsPartAt(const Fold& fold, TextSlot slot,
                                                       std::string_view key) const {
     if (!slot.IsLong())
-        return Equal(fold, key, slot.Text());
-    std::string_view text = slot.Holder();
-    if (m_part == KeyedFinder::FIRST_WORD) {
+        return Equal(fold, key, slot.GetText());
+    std::string_view text = slot.GetHolder();
+    if (m_part == KeyedFinder::FirstWord) {
         const auto* begin =
             std::find_if(text.begin(), text.end(), [this](char c) { return !m_bytes.IsSpace(c); });
         text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
@@ -237,7 +237,7 @@ template <typename Fold>
                                                           std::uint64_t hash) const {
     const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
-    for (TextSlot text; !(text = m_slots[place].Text()).IsFree();) {
+    for (TextSlot text; !(text = m_slots[place].GetText()).IsFree();) {
         if (text.HasKey(slot_key) && IsPartAt(fold, text, key))
             break;
         if (++place == m_slots.size())
@@ -252,8 +252,8 @@ template <typename Use>
                                                          const Use& use) const {
     const TextSlot::Key slot_key = TextSlot::KeyOf(key, hash);
     std::size_t place = PlaceOf(hash, m_slots.size());
-    for (Slot slot; !(slot = m_slots[place]).Text().IsFree();) {
-        if (slot.Text().HasKey(slot_key))
+    for (Slot slot; !(slot = m_slots[place]).GetText().IsFree();) {
+        if (slot.GetText().HasKey(slot_key))
             use(slot);
         if (++place == m_slots.size())
             place = 0;
@@ -272,10 +272,10 @@ bool KeyIndex::AreMany(std::uint32_t rank) const {
 }
 
 /// The index of whole values, or null where it cannot be made.
-const KeyIndex* KeyIndex::WholeValues() const {
+const KeyIndex* KeyIndex::GetWholeValues() const {
     try {
         const KeyIndex& index = m_whole_values.GetOrMake([this] {
-            return std::make_unique<const KeyIndex>(m_strings, m_order, KeyedFinder::WHOLE_VALUE,
+            return std::make_unique<const KeyIndex>(m_strings, m_order, KeyedFinder::WholeValue,
                                                     m_bytes);
         });
         return index.m_usable ? &index : nullptr;
@@ -309,8 +309,8 @@ void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) co
     keys.Sift();
     for (const Key& key : keys)
         ForEachLike(key.text, key.hash, [this](const Slot& slot) {
-            Prefetch(slot.Text().Address());
-            Prefetch(&TextAt(slot.Rank()));
+            Prefetch(slot.GetText().GetAddress());
+            Prefetch(&TextAt(slot.GetRank()));
         });
 }
 

@@ -63,12 +63,12 @@ private:
         Slot(TextSlot text, std::uint32_t rank) : m_rank(rank) {
             std::memcpy(m_text, &text, sizeof(text));
         }
-        TextSlot Text() const {
+        TextSlot GetText() const {
             TextSlot text;
             std::memcpy(&text, m_text, sizeof(text));
             return text;
         }
-        std::uint32_t Rank() const { return m_rank; }
+        std::uint32_t GetRank() const { return m_rank; }
 
     private:
         std::uint32_t m_text[2] = {};
@@ -86,7 +86,7 @@ private:
     template <typename Fold>
     bool IsPartAt(const Fold& fold, TextSlot slot, std::string_view key) const;
     bool AreMany(std::uint32_t rank) const;
-    const KeyIndex* WholeValues() const;
+    const KeyIndex* GetWholeValues() const;
     template <typename Use>
     void ForEachLike(std::string_view key, std::uint64_t hash, const Use& use) const;
     template <typename Fold>

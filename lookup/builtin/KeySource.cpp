@@ -18,7 +18,7 @@ class KeylessFinder : public KeyedFinder {
 public:
     bool Match(const std::string&) const override { return false; }
     TextRange GetRequest() const override { return TextRange(); }
-    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    KeyPart GetKeyPart() const override { return WholeValue; }
     bool GetKeys(FinderKeys&) const override { return true; }
 };
 

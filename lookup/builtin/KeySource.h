@@ -17,7 +17,7 @@ public:
     explicit operator bool() const { return m_keyed || m_domain; }
 
     KeyedFinder::KeyPart GetKeyPart() const {
-        return m_keyed ? m_keyed->GetKeyPart() : KeyedFinder::WHOLE_VALUE;
+        return m_keyed ? m_keyed->GetKeyPart() : KeyedFinder::WholeValue;
     }
     bool GetKeys(FinderKeys& keys) const;
 

@@ -68,7 +68,7 @@ FileContents ReadRecords(const std::string& file_name) {
         if (begin != end)
             contents.records.emplace_back(begin, end);
     }
-    contents.error = lines.Error();
+    contents.error = lines.GetError();
     return contents;
 }
 

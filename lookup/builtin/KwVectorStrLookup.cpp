@@ -87,7 +87,7 @@ bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int
         return Walk(finder, res, matched);
 
     const bool nocase = flags & FIND_NOCASE;
-    const SortedStrings* const sorted = Sorted();
+    const SortedStrings* const sorted = GetSorted();
     const SortedStrings& order = sorted ? *sorted : Sort(nocase);
     const std::string_view text = ViewOf(finder.GetRequest());
     const std::string_view found =
@@ -99,7 +99,7 @@ bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int
     return true;
 }
 
-const SortedStrings* KwVectorStrLookup::Sorted() const {
+const SortedStrings* KwVectorStrLookup::GetSorted() const {
     return m_sorted.load(std::memory_order_acquire) ? m_order.get() : nullptr;
 }
 
@@ -143,8 +143,8 @@ const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) co
             }
         }
     }
-    if (const SortedStrings* const sorted = Sorted()) {
-        for (const auto position : sorted->Order().Get())
+    if (const SortedStrings* const sorted = GetSorted()) {
+        for (const auto position : sorted->GetOrder().Get())
             if (finder.Match(m_strings[position]))
                 return &m_strings[position];
     } else {
@@ -160,17 +160,17 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
         return nullptr;
     const KeyedFinder::KeyPart part = source.GetKeyPart();
-    if (part != KeyedFinder::WHOLE_VALUE && part != KeyedFinder::FIRST_WORD)
+    if (part != KeyedFinder::WholeValue && part != KeyedFinder::FirstWord)
         return nullptr; // of a later version of this library
     const LocaleBytes& bytes = LocaleBytes::Current();
-    const SortedStrings* const sorted = Sorted();
+    const SortedStrings* const sorted = GetSorted();
     const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr);
     if (!index) {
         if (!source.NamesKeys())
             return nullptr;
         try {
-            index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->Order() : nullptr, part,
-                                              bytes);
+            index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->GetOrder() : nullptr,
+                                              part, bytes);
         } catch (const std::exception&) { // the walk does without
             return nullptr;
         }
@@ -182,11 +182,11 @@ void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t 
                               int flags) const noexcept {
     constexpr std::size_t AT_ONCE = 32; // the most that is worth its cost, see the header
     try {
-        const SortedStrings* const sorted = Sorted();
+        const SortedStrings* const sorted = GetSorted();
         for (; count != 0; finders += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {
             const std::size_t size = std::min(count, AT_ONCE);
             if (!(flags & FIND_EXACT)) {
-                for (const auto part : {KeyedFinder::WHOLE_VALUE, KeyedFinder::FIRST_WORD})
+                for (const auto part : {KeyedFinder::WholeValue, KeyedFinder::FirstWord})
                     if (const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr))
                         index->Fetch(finders, size);
             } else if (sorted) {

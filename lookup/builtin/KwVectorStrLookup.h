@@ -87,7 +87,7 @@ protected:
 
 private:
     const kwlookup::SortedStrings& Sort(bool nocase) const;
-    const kwlookup::SortedStrings* Sorted() const;
+    const kwlookup::SortedStrings* GetSorted() const;
     bool Walk(const KwLookupFinder& finder, std::string* res, std::string* matched) const;
     const std::string* FindFirst(const KwLookupFinder& finder) const;
     const kwlookup::KeyIndex* IndexFor(const kwlookup::KeySource& source) const;

@@ -50,9 +50,9 @@ public:
     }
 
     /// From the least to the greatest.
-    const std::vector<std::size_t>& Sizes() const { return m_sizes; }
+    const std::vector<std::size_t>& GetSizes() const { return m_sizes; }
     /// At least as many dots as any part has.
-    std::size_t MostDots() const { return m_most_dots; }
+    std::size_t GetMostDots() const { return m_most_dots; }
 
 private:
     static unsigned char Upper(char c, const LocaleBytes& bytes) {

@@ -27,13 +27,13 @@ SortedStrings::SortedStrings(const std::vector<std::string>& strings, const Loca
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
         throw std::length_error("too many strings to sort");
     if (nocase) {
-        m_upper = nocase->UpperTable();
+        m_upper = nocase->GetUpperTable();
         m_ascii_upper = nocase->UpperIsAscii();
     }
     if (nocase || IsAscii(m_strings))
         MakeIndex(nocase);
     if (!m_index)
-        Order(); // every search needs it
+        GetOrder(); // every search needs it
 }
 
 void SortedStrings::MakeIndex(const LocaleBytes* nocase) {
@@ -47,21 +47,21 @@ void SortedStrings::MakeIndex(const LocaleBytes* nocase) {
     make(nullptr);
     // Where equal strings differ in their bytes, the sort decides which of them is found.
     if (m_index && m_index->IsAmbiguous())
-        make(&Order());
+        make(&GetOrder());
     if (m_index && m_index->IsUnfit())
         m_index.reset();
 }
 
 std::string_view SortedStrings::Find(std::string_view text) const {
-    return m_index && !m_nocase ? m_index->Find(text) : Order().Find(text);
+    return m_index && !m_nocase ? m_index->Find(text) : GetOrder().Find(text);
 }
 
 std::string_view SortedStrings::FindNoCase(std::string_view text, const LocaleBytes& bytes) const {
     if (m_index && m_nocase) {
-        if (m_ascii_upper ? bytes.UpperIsAscii() : bytes.UpperTable() == m_upper)
+        if (m_ascii_upper ? bytes.UpperIsAscii() : bytes.GetUpperTable() == m_upper)
             return m_index->Find(text);
     }
-    return Order().FindNoCase(text, bytes.UpperTable());
+    return GetOrder().FindNoCase(text, bytes.GetUpperTable());
 }
 
 void SortedStrings::Fetch(const std::string_view* texts, std::size_t count, bool nocase) const {
@@ -69,14 +69,14 @@ void SortedStrings::Fetch(const std::string_view* texts, std::size_t count, bool
         m_index->Fetch(texts, count);
 }
 
-const SortedOrder& SortedStrings::Order() const {
+const SortedOrder& SortedStrings::GetOrder() const {
     return m_order.GetOrMake([this] {
         return std::make_unique<const SortedOrder>(m_strings, m_nocase ? &m_upper : nullptr);
     });
 }
 
 std::vector<std::string> SortedStrings::TakeInOrder(std::vector<std::string>& strings) const {
-    const SortedOrder::Positions& order = Order().Get();
+    const SortedOrder::Positions& order = GetOrder().Get();
     std::vector<std::string> sorted;
     sorted.reserve(order.size() + 1);
     for (const std::uint32_t position : order)

@@ -45,7 +45,7 @@ public:
     void Fetch(const std::string_view* texts, std::size_t count, bool nocase) const;
 
     /// The positions of the strings in sorted order.
-    const SortedOrder& Order() const;
+    const SortedOrder& GetOrder() const;
 
     /// Moves the strings out of `strings`, which is the vector that the order was made of.
     std::vector<std::string> TakeInOrder(std::vector<std::string>& strings) const;

@@ -9,7 +9,7 @@ namespace kwlookup {
 namespace {
 
 std::string_view TextOf(TextSlot slot) {
-    return slot.IsLong() ? std::string_view(slot.Holder()) : slot.Text();
+    return slot.IsLong() ? std::string_view(slot.GetHolder()) : slot.GetText();
 }
 
 } // namespace
@@ -26,7 +26,7 @@ TextIndex::TextIndex(const std::vector<std::string>& strings, const LocaleBytes*
     : m_nocase(nocase != nullptr), m_ascii_upper(nocase && nocase->UpperIsAscii()),
       m_seed(HashSeed::Random()), m_filter(strings.size()) {
     if (nocase)
-        m_upper = nocase->UpperTable();
+        m_upper = nocase->GetUpperTable();
     // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
     const std::size_t slots = strings.size() * 29 / 16 + 1;
     m_slots.reserve(slots);
@@ -124,7 +124,7 @@ void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
             std::size_t place = PlaceOf(questions[i].hash, m_slots.size());
             for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
                 if (slot.HasKey(questions[i].key)) {
-                    Prefetch(slot.Address());
+                    Prefetch(slot.GetAddress());
                     break;
                 }
                 if (++place == m_slots.size())

@@ -34,25 +34,25 @@ public:
 
     bool IsFree() const { return m_bits == 0; }
     bool HasKey(Key key) const { return static_cast<Key>(m_bits) == key; }
-    bool IsLong() const { return Size() == LONG_TEXT; }
+    bool IsLong() const { return GetSize() == LONG_TEXT; }
 
     /// The text, or the std::string with a long one.
-    const void* Address() const {
+    const void* GetAddress() const {
         return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(m_bits >> 16));
     }
 
     /// A text that is not long.
-    std::string_view Text() const {
-        return std::string_view(static_cast<const char*>(Address()), Size());
+    std::string_view GetText() const {
+        return std::string_view(static_cast<const char*>(GetAddress()), GetSize());
     }
 
     /// What holds a long text.
-    const std::string& Holder() const { return *static_cast<const std::string*>(Address()); }
+    const std::string& GetHolder() const { return *static_cast<const std::string*>(GetAddress()); }
 
 private:
     static constexpr std::size_t LONG_TEXT = 255; ///< what fits the byte of the size
 
-    std::size_t Size() const { return m_bits >> 8 & 0xff; }
+    std::size_t GetSize() const { return m_bits >> 8 & 0xff; }
 
     std::uint64_t m_bits = 0;
 };

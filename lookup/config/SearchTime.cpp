@@ -15,7 +15,7 @@ bool SearchTime::IsOver() const {
     return CoarseNanoseconds() > m_end;
 }
 
-std::string SearchTime::Reason() const {
+std::string SearchTime::GetReason() const {
     return "search time exceeded; SearchTime is " + std::to_string(m_milliseconds) + " ms";
 }
 

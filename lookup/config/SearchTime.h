@@ -23,7 +23,7 @@ public:
     bool IsOver() const;
 
     /// What is wrong when it is over.
-    std::string Reason() const;
+    std::string GetReason() const;
 
 private:
     int m_milliseconds;

@@ -20,7 +20,7 @@ public:
     }
 
     /// True when somebody wants the values.
-    bool Wanted() const { return m_out != nullptr; }
+    bool IsWanted() const { return m_out != nullptr; }
 
     /// Appends `value`.
     void Add(std::string_view value) {

@@ -190,7 +190,7 @@ void BerkeleyDatabase::CheckKeyCount() {
 bool BerkeleyDatabase::FindInTree(std::string_view key, bool all, Values& values) {
     bool leftmost = true, rightmost = true;
     Read(m_page, m_root);
-    while (m_page.GetType() == BerkeleyPage::TREE_INNER) {
+    while (m_page.GetType() == BerkeleyPage::TreeInner) {
         const unsigned level = m_page.GetLevel(), count = m_page.GetCount();
         unsigned child = 0; // the last one whose first key is not greater
         for (unsigned end = count; end - child > 1;) {
@@ -203,7 +203,7 @@ bool BerkeleyDatabase::FindInTree(std::string_view key, bool all, Values& values
         if (m_page.GetLevel() + 1 != level)
             Fail();
     }
-    if (m_page.GetType() != BerkeleyPage::TREE_LEAF || m_page.GetLevel() != 1)
+    if (m_page.GetType() != BerkeleyPage::TreeLeaf || m_page.GetLevel() != 1)
         Fail();
     const Place place = PlaceOf(key);
     if (!place.found) {
@@ -248,14 +248,14 @@ void BerkeleyDatabase::CheckNeighbours(std::string_view key, Place place, bool l
     BerkeleyPage& beside = m_value_page;
     if (place.index == m_page.GetCount() && next != 0) {
         Read(beside, next);
-        if (beside.GetType() != BerkeleyPage::TREE_LEAF ||
+        if (beside.GetType() != BerkeleyPage::TreeLeaf ||
             beside.GetPrevious() != m_page.GetNumber() ||
             (beside.GetCount() > 0 && Compare(key, beside, 0) >= 0))
             Fail();
     }
     if (place.index == 0 && previous != 0) {
         Read(beside, previous);
-        if (beside.GetType() != BerkeleyPage::TREE_LEAF || beside.GetNext() != m_page.GetNumber() ||
+        if (beside.GetType() != BerkeleyPage::TreeLeaf || beside.GetNext() != m_page.GetNumber() ||
             (beside.GetCount() > 0 && Compare(key, beside, beside.GetCount() - 2) <= 0))
             Fail();
     }
@@ -270,16 +270,16 @@ bool BerkeleyDatabase::AddValue(const BerkeleyPage& page, unsigned i, bool all, 
     if (item.deleted)
         return false;
     switch (item.kind) {
-    case BerkeleyPage::Item::BYTES:
+    case BerkeleyPage::Item::Bytes:
         values.Add(item.bytes);
         return true;
-    case BerkeleyPage::Item::OVERFLOW_CHAIN:
+    case BerkeleyPage::Item::OverflowChain:
         ReadOverflow(item, m_long_value);
         values.Add(m_long_value);
         return true;
-    case BerkeleyPage::Item::VALUE_LIST:
+    case BerkeleyPage::Item::ValueList:
         return AddList(item.bytes, all, values);
-    case BerkeleyPage::Item::VALUE_TREE:
+    case BerkeleyPage::Item::ValueTree:
         if (&page == &m_value_page)
             Fail(); // there are no trees in trees
         return AddTree(item.page, all, values);
@@ -319,8 +319,8 @@ bool BerkeleyDatabase::AddTree(std::uint32_t root, bool all, Values& values) {
     bool found = false;
     std::uint32_t previous = 0;
     for (std::uint32_t pages = 0; pages < m_pages; ++pages) {
-        if ((page.GetType() != BerkeleyPage::SORTED_VALUES &&
-             page.GetType() != BerkeleyPage::NUMBERED_LEAF) ||
+        if ((page.GetType() != BerkeleyPage::SortedValues &&
+             page.GetType() != BerkeleyPage::NumberedLeaf) ||
             page.GetPrevious() != previous)
             Fail();
         for (unsigned i = 0; i < page.GetCount(); ++i) {
@@ -338,9 +338,9 @@ bool BerkeleyDatabase::AddTree(std::uint32_t root, bool all, Values& values) {
 
 // Holds until the next call.
 std::string_view BerkeleyDatabase::KeyBytes(const BerkeleyPage::Item& item) {
-    if (item.kind == BerkeleyPage::Item::BYTES)
+    if (item.kind == BerkeleyPage::Item::Bytes)
         return item.bytes;
-    if (item.kind != BerkeleyPage::Item::OVERFLOW_CHAIN)
+    if (item.kind != BerkeleyPage::Item::OverflowChain)
         Fail();
     ReadOverflow(item, m_long_key);
     return m_long_key;

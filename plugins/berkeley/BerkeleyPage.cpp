@@ -8,8 +8,8 @@ namespace kwlookup {
 namespace {
 
 // The first byte of an item of a hash, the third one of an item of a tree.
-enum HashKind { HASH_BYTES = 1, HASH_VALUE_LIST, HASH_OVERFLOW, HASH_VALUE_TREE };
-enum TreeKind { TREE_BYTES = 1, TREE_VALUE_TREE, TREE_OVERFLOW, TREE_DELETED = 0x80 };
+enum HashKind { HashBytes = 1, HashValueList, HashOverflow, HashValueTree };
+enum TreeKind { TreeBytes = 1, TreeValueTree, TreeOverflow, TreeDeleted = 0x80 };
 
 // Bytes before the key of an item, by the format.
 constexpr std::size_t LEAF_ITEM_HEADER = 3;
@@ -42,25 +42,25 @@ void BerkeleyPage::Check() const {
     if (m_format.checksums &&
         Get<std::uint32_t>(CHECKSUM_OFFSET) != Checksum(m_bytes, CHECKSUM_OFFSET))
         Fail();
-    if (GetType() == OVERFLOW_PART) {
+    if (GetType() == OverflowPart) {
         GetOverflow();
         return;
     }
-    const bool pairs = IsHash() || GetType() == TREE_LEAF;
+    const bool pairs = IsHash() || GetType() == TreeLeaf;
     if (pairs && GetCount() % 2 != 0)
         Fail();
     std::size_t used = 0;
     for (unsigned i = 0; i < GetCount(); ++i) {
         const bool again =
-            GetType() == TREE_LEAF && i >= 2 && i % 2 == 0 && GetBegin(i) == GetBegin(i - 2);
+            GetType() == TreeLeaf && i >= 2 && i % 2 == 0 && GetBegin(i) == GetBegin(i - 2);
         if (!again)
             used += GetItem(i).used;
     }
     if (GetFreeEnd() + used != m_format.size)
         Fail();
-    if (GetType() == TREE_LEAF)
+    if (GetType() == TreeLeaf)
         CheckOrder(0, 2);
-    if (GetType() == TREE_INNER)
+    if (GetType() == TreeInner)
         CheckOrder(1, 1); // the first key stands for all that are less
 }
 
@@ -70,7 +70,7 @@ void BerkeleyPage::CheckOrder(unsigned first, unsigned step) const {
         if (GetBegin(i) == GetBegin(i + step))
             continue;
         const Item item = GetItem(i), next = GetItem(i + step);
-        if (item.kind == Item::BYTES && next.kind == Item::BYTES && item.bytes >= next.bytes)
+        if (item.kind == Item::Bytes && next.kind == Item::Bytes && item.bytes >= next.bytes)
             Fail();
     }
 }
@@ -78,8 +78,8 @@ void BerkeleyPage::CheckOrder(unsigned first, unsigned step) const {
 std::size_t BerkeleyPage::GetBegin(unsigned i) const {
     if (i >= GetCount())
         Fail();
-    const std::size_t begin = Get<std::uint16_t>(DataBegin() + 2 * std::size_t(i));
-    if (begin < DataBegin() + 2 * std::size_t(GetCount()))
+    const std::size_t begin = Get<std::uint16_t>(GetDataBegin() + 2 * std::size_t(i));
+    if (begin < GetDataBegin() + 2 * std::size_t(GetCount()))
         Fail();
     return begin;
 }
@@ -87,18 +87,18 @@ std::size_t BerkeleyPage::GetBegin(unsigned i) const {
 BerkeleyPage::Item BerkeleyPage::GetItem(unsigned i) const {
     const std::size_t begin = GetBegin(i);
     switch (GetType()) {
-    case HASH:
-    case HASH_UNSORTED:
+    case Hash:
+    case HashUnsorted:
         return HashItem(begin, i == 0 ? m_format.size : GetBegin(i - 1));
-    case TREE_LEAF:
-    case SORTED_VALUES:
-    case NUMBERED_LEAF:
+    case TreeLeaf:
+    case SortedValues:
+    case NumberedLeaf:
         return TreeItem(begin, LEAF_ITEM_HEADER);
-    case TREE_INNER:
+    case TreeInner:
         return TreeItem(begin, INNER_ITEM_HEADER);
-    case NUMBERED_INNER:
-        return {Item::BYTES, false, {}, 0, 0, 8};
-    case OVERFLOW_PART:
+    case NumberedInner:
+        return {Item::Bytes, false, {}, 0, 0, 8};
+    case OverflowPart:
         break;
     }
     Fail();
@@ -107,18 +107,18 @@ BerkeleyPage::Item BerkeleyPage::GetItem(unsigned i) const {
 BerkeleyPage::Item BerkeleyPage::TreeItem(std::size_t begin, std::size_t header) const {
     const std::size_t length = Get<std::uint16_t>(begin);
     const unsigned kind = Get<std::uint8_t>(begin + 2);
-    const bool deleted = kind & TREE_DELETED;
+    const bool deleted = kind & TreeDeleted;
     // On an inner page the chain stands where the key would.
     const std::size_t chain = header == INNER_ITEM_HEADER ? begin + header : begin;
     const std::size_t chain_used = chain - begin + 12;
-    switch (kind & ~unsigned(TREE_DELETED)) {
-    case TREE_BYTES:
-        return {Item::BYTES, deleted, Bytes(begin + header, length),
+    switch (kind & ~unsigned(TreeDeleted)) {
+    case TreeBytes:
+        return {Item::Bytes, deleted, Bytes(begin + header, length),
                 0,           0,       RoundUp(header + length)};
-    case TREE_VALUE_TREE:
-        return {Item::VALUE_TREE, deleted, {}, Get<std::uint32_t>(chain + 4), 0, chain_used};
-    case TREE_OVERFLOW:
-        return {Item::OVERFLOW_CHAIN,          deleted,   {}, Get<std::uint32_t>(chain + 4),
+    case TreeValueTree:
+        return {Item::ValueTree, deleted, {}, Get<std::uint32_t>(chain + 4), 0, chain_used};
+    case TreeOverflow:
+        return {Item::OverflowChain,           deleted,   {}, Get<std::uint32_t>(chain + 4),
                 Get<std::uint32_t>(chain + 8), chain_used};
     }
     Fail();
@@ -129,15 +129,15 @@ BerkeleyPage::Item BerkeleyPage::HashItem(std::size_t begin, std::size_t end) co
         Fail();
     const std::size_t used = end - begin;
     switch (Get<std::uint8_t>(begin)) {
-    case HASH_BYTES:
-        return {Item::BYTES, false, Bytes(begin + 1, used - 1), 0, 0, used};
-    case HASH_VALUE_LIST:
-        return {Item::VALUE_LIST, false, Bytes(begin + 1, used - 1), 0, 0, used};
-    case HASH_OVERFLOW:
-        return {Item::OVERFLOW_CHAIN,          false, {}, Get<std::uint32_t>(begin + 4),
+    case HashBytes:
+        return {Item::Bytes, false, Bytes(begin + 1, used - 1), 0, 0, used};
+    case HashValueList:
+        return {Item::ValueList, false, Bytes(begin + 1, used - 1), 0, 0, used};
+    case HashOverflow:
+        return {Item::OverflowChain,           false, {}, Get<std::uint32_t>(begin + 4),
                 Get<std::uint32_t>(begin + 8), used};
-    case HASH_VALUE_TREE:
-        return {Item::VALUE_TREE, false, {}, Get<std::uint32_t>(begin + 4), 0, used};
+    case HashValueTree:
+        return {Item::ValueTree, false, {}, Get<std::uint32_t>(begin + 4), 0, used};
     }
     Fail();
 }
@@ -146,13 +146,13 @@ std::uint32_t BerkeleyPage::GetChild(unsigned i) const {
     if (!IsInner())
         Fail();
     const std::size_t begin = GetBegin(i);
-    return Get<std::uint32_t>(GetType() == NUMBERED_INNER ? begin : begin + 4);
+    return Get<std::uint32_t>(GetType() == NumberedInner ? begin : begin + 4);
 }
 
 std::string_view BerkeleyPage::GetOverflow() const {
-    if (GetType() != OVERFLOW_PART)
+    if (GetType() != OverflowPart)
         Fail();
-    return Bytes(DataBegin(), Get<std::uint16_t>(22));
+    return Bytes(GetDataBegin(), Get<std::uint16_t>(22));
 }
 
 // Items lie behind it, up to the end of the page.

@@ -28,22 +28,22 @@ public:
 
     /// The types of pages that a search may come to, by their numbers in the file.
     enum Type : std::uint8_t {
-        HASH_UNSORTED = 2, ///< of older releases
-        TREE_INNER = 3,
-        NUMBERED_INNER = 4, ///< of the values of one key, in the order of their insertion
-        TREE_LEAF = 5,
-        NUMBERED_LEAF = 6,
-        OVERFLOW_PART = 7, ///< of a key or a value that is too long for a page
-        SORTED_VALUES = 12,
-        HASH = 13
+        HashUnsorted = 2, ///< of older releases
+        TreeInner = 3,
+        NumberedInner = 4, ///< of the values of one key, in the order of their insertion
+        TreeLeaf = 5,
+        NumberedLeaf = 6,
+        OverflowPart = 7, ///< of a key or a value that is too long for a page
+        SortedValues = 12,
+        Hash = 13
     };
 
     /// A key or what belongs to one.
     struct Item {
-        enum Kind { BYTES, OVERFLOW_CHAIN, VALUE_LIST, VALUE_TREE };
+        enum Kind { Bytes, OverflowChain, ValueList, ValueTree };
         Kind kind;
         bool deleted;
-        std::string_view bytes; ///< of BYTES, and of the VALUE_LIST
+        std::string_view bytes; ///< of Bytes, and of the ValueList
         std::uint32_t page;     ///< the first one of the chain, the root of the tree
         std::uint32_t length;   ///< of all bytes of the chain
         std::size_t used;       ///< bytes of this page
@@ -84,8 +84,8 @@ public:
     unsigned GetCount() const { return Get<std::uint16_t>(20); }
     unsigned GetLevel() const { return Get<std::uint8_t>(24); }
     Type GetType() const { return Type(Get<std::uint8_t>(25)); }
-    bool IsHash() const { return GetType() == HASH || GetType() == HASH_UNSORTED; }
-    bool IsInner() const { return GetType() == TREE_INNER || GetType() == NUMBERED_INNER; }
+    bool IsHash() const { return GetType() == Hash || GetType() == HashUnsorted; }
+    bool IsInner() const { return GetType() == TreeInner || GetType() == NumberedInner; }
 
     /// Where item `i` begins: several keys of a leaf may be one.
     std::size_t GetBegin(unsigned i) const;
@@ -103,7 +103,9 @@ private:
         return ToNumber<Number>(Bytes(offset, sizeof(Number)), m_format.swapped);
     }
     std::string_view Bytes(std::size_t offset, std::size_t length) const;
-    std::size_t DataBegin() const { return m_format.checksums ? HEADER_BYTES + 6 : HEADER_BYTES; }
+    std::size_t GetDataBegin() const {
+        return m_format.checksums ? HEADER_BYTES + 6 : HEADER_BYTES;
+    }
     std::size_t GetFreeEnd() const;
     Item TreeItem(std::size_t begin, std::size_t header) const;
     Item HashItem(std::size_t begin, std::size_t end) const;

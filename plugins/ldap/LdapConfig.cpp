@@ -50,7 +50,7 @@ bool IsExternal(const std::string& text) {
 }
 
 bool IsNamedByCertificate(const ServerSettings& settings) {
-    return settings.tls.mode != TlsSettings::Mode::NO && !settings.tls.cert_file.empty();
+    return settings.tls.mode != TlsSettings::Mode::No && !settings.tls.cert_file.empty();
 }
 
 } // namespace
@@ -65,7 +65,7 @@ void LdapConfig::PostInit() {
 
 ServerSettings LdapConfig::GetSettings() const {
     ServerSettings settings = GetServerSettings(PORT);
-    if (settings.tls.mode == TlsSettings::Mode::REQUIRE)
+    if (settings.tls.mode == TlsSettings::Mode::Require)
         settings = GetServerSettings(TLS_PORT);
     if (!settings.user.empty())
         throw std::invalid_argument("ldap has no User: set BindDn");

@@ -101,9 +101,9 @@ LdapConnection::LdapConnection(const Server& server, const ServerSettings& setti
 }
 
 void LdapConnection::StartTls(const Server& server) {
-    if (m_settings.tls.mode == TlsSettings::Mode::NO)
+    if (m_settings.tls.mode == TlsSettings::Mode::No)
         return;
-    if (m_settings.tls.mode == TlsSettings::Mode::STARTTLS) {
+    if (m_settings.tls.mode == TlsSettings::Mode::StartTls) {
         int id = 0;
         const int code = ::ldap_extended_operation(m_transport.Get(), LDAP_EXOP_START_TLS, nullptr,
                                                    nullptr, nullptr, &id);
@@ -147,9 +147,9 @@ void LdapConnection::Search(const LdapQuery& query, const Request& request, Dead
     const int dereference = query.GetDereference();
     ::ldap_set_option(ldap, LDAP_OPT_DEREF, &dereference);
     int id = 0;
-    const int code =
-        ::ldap_search_ext(ldap, request.base, request.scope, request.filter, query.AttributeList(),
-                          0, nullptr, nullptr, nullptr, query.GetSizeLimit(), &id);
+    const int code = ::ldap_search_ext(ldap, request.base, request.scope, request.filter,
+                                       query.GetAttributeList(), 0, nullptr, nullptr, nullptr,
+                                       query.GetSizeLimit(), &id);
     if (code == LDAP_FILTER_ERROR)
         throw QuestionFault("wrong filter in a referral");
     if (code != LDAP_SUCCESS)

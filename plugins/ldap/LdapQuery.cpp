@@ -25,7 +25,7 @@ LdapQuery::LdapQuery(const std::string& filter, const LdapConfig& config)
     m_attribute_list.push_back(nullptr);
 }
 
-std::string LdapQuery::Key() const {
+std::string LdapQuery::GetKey() const {
     std::string key;
     for (const int number :
          {m_scope, m_dereference, m_size_limit, int(m_follows_referrals), int(BaseHasCodes())})

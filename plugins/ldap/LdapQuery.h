@@ -24,7 +24,7 @@ public:
     LdapQuery& operator=(const LdapQuery&) = delete;
 
     const std::string& GetText() const { return m_text; }
-    std::string Key() const;
+    std::string GetKey() const;
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
                 std::string& question) const;
     /// What the first code of the filter stands for, or of the base where the filter has none.
@@ -45,7 +45,7 @@ public:
     /// Those whose values are wanted; none for a plain match.
     const std::vector<std::string>& GetAttributes() const { return m_attributes; }
     /// The same as libldap wants them, which changes none.
-    char** AttributeList() const { return const_cast<char**>(m_attribute_list.data()); }
+    char** GetAttributeList() const { return const_cast<char**>(m_attribute_list.data()); }
 
 private:
     const std::string m_text;

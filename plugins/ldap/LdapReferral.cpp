@@ -61,9 +61,9 @@ LdapReferral::LdapReferral(const std::string& url, const ServerSettings& of_item
         settings.tls.key_file.clear();
     }
     if (is_tls)
-        settings.tls.mode = TlsSettings::Mode::REQUIRE;
-    else if (settings.tls.mode != TlsSettings::Mode::NO)
-        settings.tls.mode = TlsSettings::Mode::STARTTLS;
+        settings.tls.mode = TlsSettings::Mode::Require;
+    else if (settings.tls.mode != TlsSettings::Mode::No)
+        settings.tls.mode = TlsSettings::Mode::StartTls;
 }
 
 } // namespace kwlookup

@@ -50,7 +50,7 @@ void AwaitLibldap(Deadline deadline) {
         }
         start->is_running = true;
     }
-    start->changed.wait_until(lock, deadline.At(), [&] { return !start->is_running; });
+    start->changed.wait_until(lock, deadline.GetTime(), [&] { return !start->is_running; });
     if (!start->is_done)
         throw ServerFault("libldap took too long to start");
 }

@@ -75,14 +75,14 @@ std::string ConnectReason(const std::string& message) {
 MysqlConnection::MysqlConnection(const Server& server, const ServerSettings& settings,
                                  Deadline deadline)
     // Nobody stands between the two ends of a unix socket.
-    : m_tls(settings.tls.mode != TlsSettings::Mode::NO && !server.IsUnix()) {
+    : m_tls(settings.tls.mode != TlsSettings::Mode::No && !server.IsUnix()) {
     StartConnector();
     const std::vector<Address> addresses = Resolve(server, deadline);
     for (std::size_t left = addresses.size();; --left) {
-        const std::chrono::milliseconds share(deadline.MsLeft() / static_cast<int>(left));
+        const std::chrono::milliseconds share(deadline.GetMsLeft() / static_cast<int>(left));
         bool reached = false;
         try {
-            Connect(server, addresses[addresses.size() - left].Host(), settings,
+            Connect(server, addresses[addresses.size() - left].GetHost(), settings,
                     deadline.Within(share), reached);
             return;
         } catch (const ServerFault&) {
@@ -146,13 +146,13 @@ void MysqlConnection::Ask(const MysqlQuery& query, const std::string& value, Dea
     CheckLength(value);
     const std::string& text = query.GetStatement();
     MysqlStatement::Outcome outcome = Prepare(text).Ask(value, answer);
-    if (outcome == MysqlStatement::Outcome::FORGOTTEN) {
+    if (outcome == MysqlStatement::Outcome::Forgotten) {
         m_statements.erase(text);
         outcome = Prepare(text).Ask(value, answer);
     }
-    if (outcome == MysqlStatement::Outcome::FORGOTTEN)
+    if (outcome == MysqlStatement::Outcome::Forgotten)
         throw QuestionFault("the server forgets statements at once");
-    if (outcome == MysqlStatement::Outcome::OTHER_CHARSET && !IsForeignText(value))
+    if (outcome == MysqlStatement::Outcome::OtherCharset && !IsForeignText(value))
         throw QuestionFault("the value is no text of Charset, and the condition's column has "
                             "another character set");
     if (::mysql_warning_count(m_mysql.get()) != 0)

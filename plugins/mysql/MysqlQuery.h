@@ -14,7 +14,7 @@ class MysqlQuery : public SelectQuery {
 public:
     MysqlQuery(const std::string& text, const MysqlConfig& config)
         : SelectQuery(text, '`', "?", static_cast<std::size_t>(config.GetVal<int>("MaxRows")),
-                      SelectStatement::Columns::AND_CONDITION) {}
+                      SelectStatement::Columns::AndCondition) {}
 };
 
 } // namespace kwlookup

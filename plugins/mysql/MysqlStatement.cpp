@@ -44,12 +44,12 @@ MysqlStatement::MysqlStatement(MYSQL* mysql, const std::string& text)
 
 MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& answer) {
     const bool is_fresh = std::exchange(m_is_fresh, false);
-    if (m_kind == Kind::TEXT) {
+    if (m_kind == Kind::Text) {
         BindText(value);
-    } else if (m_kind == Kind::OTHER || !BindNumber(value)) {
+    } else if (m_kind == Kind::Other || !BindNumber(value)) {
         if (!is_fresh)
-            return Outcome::FORGOTTEN;
-        throw QuestionFault(m_kind == Kind::OTHER
+            return Outcome::Forgotten;
+        throw QuestionFault(m_kind == Kind::Other
                                 ? "the condition's column holds neither texts nor whole numbers"
                                 : "the condition's column holds numbers, and the value is no "
                                   "whole number");
@@ -59,13 +59,13 @@ MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& an
         const unsigned code = ::mysql_stmt_errno(statement);
         if (code == ER_UNKNOWN_STMT_HANDLER || code == ER_NEED_REPREPARE ||
             code == CR_NEW_STMT_METADATA)
-            return Outcome::FORGOTTEN;
+            return Outcome::Forgotten;
         if (code == ER_CANT_AGGREGATE_2COLLATIONS)
-            return Outcome::OTHER_CHARSET;
+            return Outcome::OtherCharset;
         Fail();
     }
     if (FindKind() != m_kind)
-        return Outcome::FORGOTTEN;
+        return Outcome::Forgotten;
     int fetched;
     while ((fetched = ::mysql_stmt_fetch(statement)) == 0 || fetched == MYSQL_DATA_TRUNCATED) {
         answer.AddRow();
@@ -74,7 +74,7 @@ MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& an
     }
     if (fetched != MYSQL_NO_DATA)
         Fail();
-    return Outcome::ANSWERED;
+    return Outcome::Answered;
 }
 
 MysqlStatement::Kind MysqlStatement::FindKind() const {
@@ -92,7 +92,7 @@ MysqlStatement::Kind MysqlStatement::FindKind() const {
     case MYSQL_TYPE_BLOB:
     case MYSQL_TYPE_ENUM:
     case MYSQL_TYPE_SET:
-        return Kind::TEXT;
+        return Kind::Text;
     case MYSQL_TYPE_TINY:
     case MYSQL_TYPE_SHORT:
     case MYSQL_TYPE_INT24:
@@ -100,9 +100,9 @@ MysqlStatement::Kind MysqlStatement::FindKind() const {
     case MYSQL_TYPE_LONGLONG:
     case MYSQL_TYPE_DECIMAL:
     case MYSQL_TYPE_NEWDECIMAL:
-        return Kind::WHOLE_NUMBER;
+        return Kind::WholeNumber;
     default:
-        return Kind::OTHER;
+        return Kind::Other;
     }
 }
 

@@ -21,9 +21,9 @@ public:
     MysqlStatement(MYSQL* mysql, const std::string& text);
 
     enum class Outcome {
-        ANSWERED,
-        FORGOTTEN,    ///< by the server, or the table may have changed: prepare it again
-        OTHER_CHARSET ///< the column's character set does not have the value
+        Answered,
+        Forgotten,   ///< by the server, or the table may have changed: prepare it again
+        OtherCharset ///< the column's character set does not have the value
     };
 
     /// Puts the rows for `value` into `answer`, without the last column. Throws what FailMysql()
@@ -32,7 +32,7 @@ public:
 
 private:
     /// What the condition's column holds.
-    enum class Kind { TEXT, WHOLE_NUMBER, OTHER };
+    enum class Kind { Text, WholeNumber, Other };
 
     /// A value of a row; those that do not fit are fetched again.
     struct Cell {

@@ -131,7 +131,7 @@ private:
     }
 
     void SetTls(const TlsSettings& tls) {
-        const bool on = tls.mode != TlsSettings::Mode::NO;
+        const bool on = tls.mode != TlsSettings::Mode::No;
         const auto file = [](const std::string& name) { return name.empty() ? NO_FILE : name; };
         const char* const system =
             ::PQlibVersion() >= KNOWS_SYSTEM_AUTHORITIES ? "system" : SYSTEM_AUTHORITIES;
@@ -158,10 +158,10 @@ PostgresConnection::PostgresConnection(const Server& server, const ServerSetting
                                        Deadline deadline) {
     const std::vector<Address> addresses = Resolve(server, deadline);
     for (std::size_t left = addresses.size();; --left) {
-        const std::chrono::milliseconds share(deadline.MsLeft() / static_cast<int>(left));
+        const std::chrono::milliseconds share(deadline.GetMsLeft() / static_cast<int>(left));
         bool reached = false;
         try {
-            Connect(server, addresses[addresses.size() - left].Host(), settings,
+            Connect(server, addresses[addresses.size() - left].GetHost(), settings,
                     deadline.Within(share), reached);
             return;
         } catch (const ServerFault&) {

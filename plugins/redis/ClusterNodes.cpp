@@ -18,18 +18,18 @@ constexpr std::chrono::seconds REFRESH_INTERVAL(1);
 ClusterNodes::ClusterNodes(std::shared_ptr<const ServerSettings> settings, bool from_replica)
     : m_settings(std::move(settings)), m_from_replica(from_replica) {}
 
-const std::string& ClusterNodes::SlotsRequest() {
+const std::string& ClusterNodes::GetSlotsRequest() {
     static const std::string request = RedisRequest({"CLUSTER", "SLOTS"});
     return request;
 }
 
 void ClusterNodes::Learn(std::shared_ptr<const SlotTable> slots) {
-    const std::vector<Server> all = slots->AllNodes();
+    const std::vector<Server> all = slots->GetAllNodes();
     std::map<std::string, std::shared_ptr<Node>> gone; // destroyed without the lock
     const std::lock_guard<std::mutex> lock(m_lock);
     std::map<std::string, std::shared_ptr<Node>> kept;
     for (const Server& server : all) {
-        const auto known = m_nodes.find(server.Name());
+        const auto known = m_nodes.find(server.GetName());
         if (known != m_nodes.end())
             kept.insert(*known);
     }
@@ -41,7 +41,7 @@ void ClusterNodes::Learn(std::shared_ptr<const SlotTable> slots) {
 
 std::shared_ptr<ClusterNodes::Node> ClusterNodes::NodeAt(const Server& server) {
     const std::lock_guard<std::mutex> lock(m_lock);
-    std::shared_ptr<Node>& node = m_nodes[server.Name()];
+    std::shared_ptr<Node>& node = m_nodes[server.GetName()];
     if (!node) {
         const auto settings = std::make_shared<ServerSettings>(*m_settings);
         settings->servers = {server};
@@ -91,7 +91,7 @@ void ClusterNodes::Ask(const RedisCommand& command, const std::string& question,
         bool asking = false;
         if (redirection) {
             nodes = {redirection->server};
-            asking = redirection->kind == Redirection::Kind::ASK;
+            asking = redirection->kind == Redirection::Kind::Ask;
             if (!asking)
                 Refresh(nodes, deadline);
         }
@@ -108,7 +108,7 @@ void ClusterNodes::Ask(const RedisCommand& command, const std::string& question,
         }
         if (!redirection)
             return;
-        if (redirection->kind == Redirection::Kind::DOWN)
+        if (redirection->kind == Redirection::Kind::Down)
             throw ServerFault(redirection->text);
     }
     throw ServerFault("more than 16 redirections");
@@ -123,7 +123,7 @@ void ClusterNodes::Refresh(const std::vector<Server>& first, Deadline deadline) 
             return;
         m_refresh_at = now + REFRESH_INTERVAL;
         if (m_slots)
-            for (const Server& server : m_slots->AllNodes())
+            for (const Server& server : m_slots->GetAllNodes())
                 nodes.push_back(server);
     }
     nodes.insert(nodes.end(), m_settings->servers.begin(), m_settings->servers.end());
@@ -133,7 +133,7 @@ void ClusterNodes::Refresh(const std::vector<Server>& first, Deadline deadline) 
     for (const Server& server : nodes) {
         std::shared_ptr<const SlotTable> slots;
         try {
-            NodeAt(server)->Ask(RedisConnection::AskedSlots{slots}, SlotsRequest(), soon, none);
+            NodeAt(server)->Ask(RedisConnection::AskedSlots{slots}, GetSlotsRequest(), soon, none);
         } catch (const std::runtime_error&) {
             // Another node may tell.
         }

@@ -30,7 +30,7 @@ public:
     ClusterNodes(std::shared_ptr<const ServerSettings> settings, bool from_replica);
 
     /// What asks a node for the table.
-    static const std::string& SlotsRequest();
+    static const std::string& GetSlotsRequest();
 
     /// True once the table was read.
     bool IsKnown() const { return m_known.load(std::memory_order_acquire); }

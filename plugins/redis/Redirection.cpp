@@ -11,12 +11,12 @@ std::optional<Redirection> Redirection::Read(const std::string& text, const Serv
     const std::size_t first = view.find(' ');
     const std::string_view word = view.substr(0, first);
     Redirection redirection;
-    redirection.text = from.Name() + ": " + text;
+    redirection.text = from.GetName() + ": " + text;
     if (word == "CLUSTERDOWN")
         return redirection;
     if (word != "MOVED" && word != "ASK")
         return std::nullopt;
-    redirection.kind = word == "ASK" ? Kind::ASK : Kind::MOVED;
+    redirection.kind = word == "ASK" ? Kind::Ask : Kind::Moved;
     const std::size_t second = view.find(' ', first + 1);
     const std::size_t colon = view.rfind(':');
     if (second == std::string_view::npos || colon == std::string_view::npos || colon < second)

@@ -11,12 +11,12 @@ namespace kwlookup {
 /// What a node of a cluster says in place of an answer.
 struct Redirection {
     enum class Kind {
-        MOVED, ///< another node has the slot of the key
-        ASK,   ///< another node has this key already, while the slot moves there
-        DOWN   ///< the cluster cannot answer for this slot now
+        Moved, ///< another node has the slot of the key
+        Ask,   ///< another node has this key already, while the slot moves there
+        Down   ///< the cluster cannot answer for this slot now
     };
 
-    Kind kind = Kind::DOWN;
+    Kind kind = Kind::Down;
     Server server;    ///< the other node
     std::string text; ///< "NAME: " of who said it, and its own words
 

@@ -85,9 +85,9 @@ std::string RedisRequest(const std::vector<std::string>& arguments) {
 const RedisCommand::Known& RedisCommand::Find(const std::string& text, const std::string& name) {
     // One key each, so that one node of a cluster can answer.
     static constexpr Known KNOWN[] = {
-        {"EXISTS", 1, 1, Kind::FLAG},    {"GET", 1, 1, Kind::VALUE},
-        {"HGET", 2, 2, Kind::VALUE},     {"HMGET", 2, 100, Kind::VALUES},
-        {"SISMEMBER", 2, 2, Kind::FLAG}, {"ZSCORE", 2, 2, Kind::VALUE},
+        {"EXISTS", 1, 1, Kind::Flag},    {"GET", 1, 1, Kind::Value},
+        {"HGET", 2, 2, Kind::Value},     {"HMGET", 2, 100, Kind::Values},
+        {"SISMEMBER", 2, 2, Kind::Flag}, {"ZSCORE", 2, 2, Kind::Value},
     };
     for (const Known& known : KNOWN)
         if (boost::algorithm::iequals(name, known.name, std::locale::classic()))
@@ -134,25 +134,25 @@ std::string_view RedisCommand::KeyOf(const std::string& question) {
 
 void RedisCommand::Read(const RedisReply& reply, Answer& answer) const {
     using Type = RedisReply::Type;
-    if (m_known->kind == Kind::FLAG && reply.type == Type::INTEGER) {
+    if (m_known->kind == Kind::Flag && reply.type == Type::Integer) {
         if (reply.integer != 0)
             answer.AddRow();
         return;
     }
-    if (m_known->kind == Kind::VALUE && (reply.type == Type::STRING || reply.type == Type::NIL)) {
-        if (reply.type == Type::STRING) {
+    if (m_known->kind == Kind::Value && (reply.type == Type::String || reply.type == Type::Nil)) {
+        if (reply.type == Type::String) {
             answer.AddRow();
             answer.AddValue(reply.text);
         }
         return;
     }
-    if (m_known->kind == Kind::VALUES && reply.type == Type::ARRAY &&
+    if (m_known->kind == Kind::Values && reply.type == Type::Array &&
         reply.elements.size() == m_arguments.size() - 1) {
         bool found = false;
         bool good = true;
         for (const RedisReply& element : reply.elements) {
-            found |= element.type == Type::STRING;
-            good &= element.type == Type::STRING || element.type == Type::NIL;
+            found |= element.type == Type::String;
+            good &= element.type == Type::String || element.type == Type::Nil;
         }
         if (good) {
             if (found)

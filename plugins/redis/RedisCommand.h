@@ -28,7 +28,7 @@ public:
     RedisCommand(const std::string& text, const RedisConfig&) : RedisCommand(text) {}
 
     const std::string& GetText() const { return m_text; }
-    const std::string& Key() const { return m_text; }
+    const std::string& GetKey() const { return m_text; }
 
     /// Puts the bytes to send into `question`; false when there is nothing to ask.
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
@@ -45,7 +45,7 @@ public:
 
 private:
     /// What a server answers.
-    enum class Kind { VALUE, VALUES, FLAG };
+    enum class Kind { Value, Values, Flag };
 
     struct Known {
         const char* name;

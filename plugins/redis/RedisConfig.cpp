@@ -41,7 +41,7 @@ ServerSettings RedisConfig::GetSettings() const {
                                     "]: wait a number from 0 to 2147483647");
     if (!settings.user.empty() && settings.password.empty())
         throw std::invalid_argument("User is set without Password");
-    if (settings.tls.mode == TlsSettings::Mode::STARTTLS)
+    if (settings.tls.mode == TlsSettings::Mode::StartTls)
         throw std::invalid_argument("Redis has no starttls: wait 'no' or 'require' for Tls");
     if (FromReplica(m_read_from.Get()))
         settings.of_type = READ_FROM_REPLICA;

@@ -42,7 +42,7 @@ bool CannotAnswerNow(const RedisReply& reply) {
 RedisConnection::RedisConnection(const Server& server, const ServerSettings& settings,
                                  Deadline deadline)
     : m_server(server), m_stream(ConnectSocket(server, deadline)) {
-    if (settings.tls.mode != TlsSettings::Mode::NO && !server.IsUnix())
+    if (settings.tls.mode != TlsSettings::Mode::No && !server.IsUnix())
         m_stream.StartTls(settings.tls, server, deadline);
     std::string requests;
     std::size_t checked = 0;
@@ -62,7 +62,7 @@ RedisConnection::RedisConnection(const Server& server, const ServerSettings& set
     m_stream.Write(requests, deadline);
     for (; checked > 0; --checked) {
         const RedisReply reply = ReadReply(deadline);
-        if (reply.type == RedisReply::Type::ERROR)
+        if (reply.type == RedisReply::Type::Error)
             throw ServerFault(WithoutPassword(reply.text, settings.password));
     }
     // An error means that there is no cluster, and nothing to allow.
@@ -80,7 +80,7 @@ void RedisConnection::Ask(const Asked& asked, const std::string& question, Deadl
         m_stream.Write(question, deadline);
     }
     const RedisReply reply = ReadLastReply(deadline);
-    if (reply.type != RedisReply::Type::ERROR)
+    if (reply.type != RedisReply::Type::Error)
         return asked.command.Read(reply, answer);
     if (CannotAnswerNow(reply))
         throw ServerFault(ErrorText(reply));
@@ -95,7 +95,7 @@ void RedisConnection::Ask(const AskedSlots& asked, const std::string& question, 
     const RedisReply reply = ReadLastReply(deadline);
     if (CannotAnswerNow(reply))
         throw ServerFault(ErrorText(reply));
-    if (reply.type != RedisReply::Type::ERROR)
+    if (reply.type != RedisReply::Type::Error)
         asked.slots = std::make_shared<const SlotTable>(reply, m_server);
 }
 

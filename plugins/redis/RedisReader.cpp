@@ -31,18 +31,18 @@ public:
         static redisReplyObjectFunctions functions = {
             [](const redisReadTask* task, char* text, size_t size) -> void* {
                 return Add(task, [&](RedisReply& reply) {
-                    reply.type = task->type == REDIS_REPLY_STATUS  ? RedisReply::Type::STATUS
-                                 : task->type == REDIS_REPLY_ERROR ? RedisReply::Type::ERROR
-                                                                   : RedisReply::Type::STRING;
+                    reply.type = task->type == REDIS_REPLY_STATUS  ? RedisReply::Type::Status
+                                 : task->type == REDIS_REPLY_ERROR ? RedisReply::Type::Error
+                                                                   : RedisReply::Type::String;
                     reply.text.assign(text, size);
                 });
             },
             [](const redisReadTask* task, int) -> void* {
-                return Add(task, [](RedisReply& reply) { reply.type = RedisReply::Type::ARRAY; });
+                return Add(task, [](RedisReply& reply) { reply.type = RedisReply::Type::Array; });
             },
             [](const redisReadTask* task, long long integer) -> void* {
                 return Add(task, [integer](RedisReply& reply) {
-                    reply.type = RedisReply::Type::INTEGER;
+                    reply.type = RedisReply::Type::Integer;
                     reply.integer = integer;
                 });
             },

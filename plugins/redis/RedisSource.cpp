@@ -16,7 +16,7 @@ void RedisSource::Ask(const RedisCommand& command, const std::string& question, 
                       Answer& answer) {
     if (m_look_for_cluster) {
         std::shared_ptr<const SlotTable> slots;
-        m_servers.Ask(RedisConnection::AskedSlots{slots}, ClusterNodes::SlotsRequest(), deadline,
+        m_servers.Ask(RedisConnection::AskedSlots{slots}, ClusterNodes::GetSlotsRequest(), deadline,
                       answer);
         if (slots)
             m_cluster.Learn(std::move(slots));
@@ -28,7 +28,7 @@ void RedisSource::Ask(const RedisCommand& command, const std::string& question, 
                       answer);
         if (!redirection)
             return;
-        if (redirection->kind == Redirection::Kind::DOWN)
+        if (redirection->kind == Redirection::Kind::Down)
             throw ServerFault(redirection->text);
     }
     m_cluster.Ask(command, question, deadline, answer, std::move(redirection));

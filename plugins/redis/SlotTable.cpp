@@ -57,7 +57,7 @@ unsigned SlotTable::SlotOf(std::string_view key) {
 }
 
 SlotTable::SlotTable(const RedisReply& reply, const Server& from) : m_groups(1) {
-    Require(reply.type == RedisReply::Type::ARRAY && reply.elements.size() <= SLOTS);
+    Require(reply.type == RedisReply::Type::Array && reply.elements.size() <= SLOTS);
     for (const RedisReply& range : reply.elements) {
         Require(range.elements.size() >= 3);
         const long long first = range.elements[0].integer;
@@ -72,7 +72,7 @@ SlotTable::SlotTable(const RedisReply& reply, const Server& from) : m_groups(1) 
     }
 }
 
-std::vector<Server> SlotTable::AllNodes() const {
+std::vector<Server> SlotTable::GetAllNodes() const {
     std::vector<Server> all;
     for (const std::vector<Server>& nodes : m_groups)
         for (const Server& node : nodes)

@@ -29,7 +29,7 @@ public:
     const std::vector<Server>& NodesOf(unsigned slot) const { return m_groups[m_group_of[slot]]; }
 
     /// Each node once.
-    std::vector<Server> AllNodes() const;
+    std::vector<Server> GetAllNodes() const;
 
 private:
     std::vector<std::vector<Server>> m_groups; ///< the first one is empty

@@ -113,7 +113,7 @@ void LiteralIndex::Build() {
         const std::string_view literal = uses[i].first;
         if (i > 0 && uses[i - 1].first == literal)
             continue;
-        for (std::size_t k = 0; k + m_long_pieces.Length() <= literal.size(); ++k)
+        for (std::size_t k = 0; k + m_long_pieces.GetLength() <= literal.size(); ++k)
             ++frequency[Hash(m_long_pieces.ValueAt(literal.data() + k)) >> (32 - FREQUENCY_BITS)];
     }
 
@@ -134,11 +134,11 @@ void LiteralIndex::AddLiteral(const std::string& text,
     Literal literal{static_cast<std::uint32_t>(m_text.size()),
                     static_cast<std::uint32_t>(text.size()), 0,
                     static_cast<std::uint32_t>(m_patterns.size())};
-    Pieces& pieces = text.size() < m_long_pieces.Length() ? m_short_pieces : m_long_pieces;
+    Pieces& pieces = text.size() < m_long_pieces.GetLength() ? m_short_pieces : m_long_pieces;
     const auto count = [&](std::size_t place) {
         return frequency[Hash(pieces.ValueAt(text.data() + place)) >> (32 - FREQUENCY_BITS)];
     };
-    for (std::uint32_t place = 1; place + pieces.Length() <= text.size(); ++place)
+    for (std::uint32_t place = 1; place + pieces.GetLength() <= text.size(); ++place)
         if (count(place) < count(literal.piece))
             literal.piece = place;
     pieces.Add(pieces.ValueAt(text.data() + literal.piece),

@@ -49,7 +49,7 @@ private:
     public:
         explicit Pieces(std::size_t length) : m_length(length) {}
 
-        std::size_t Length() const { return m_length; }
+        std::size_t GetLength() const { return m_length; }
         /// The value of the piece at `text`, where 4 bytes can be read.
         std::uint32_t ValueAt(const char* text) const;
 

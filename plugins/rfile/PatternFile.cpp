@@ -35,15 +35,15 @@ std::size_t ClosingSlash(std::string_view line) {
 unsigned WithFlag(unsigned options, char flag) {
     switch (flag) {
     case 'i':
-        return options | Pcre2Pattern::IGNORE_CASE;
+        return options | Pcre2Pattern::IgnoreCase;
     case 'c':
-        return options & ~unsigned(Pcre2Pattern::IGNORE_CASE);
+        return options & ~unsigned(Pcre2Pattern::IgnoreCase);
     case 'm':
-        return options | Pcre2Pattern::MULTI_LINE;
+        return options | Pcre2Pattern::MultiLine;
     case 's':
-        return options | Pcre2Pattern::DOT_ALL;
+        return options | Pcre2Pattern::DotAll;
     case 'x':
-        return options | Pcre2Pattern::WHITE_SPACE;
+        return options | Pcre2Pattern::WhiteSpace;
     default:
         throw std::invalid_argument(std::string("unknown flag '") + flag + "'");
     }
@@ -69,17 +69,17 @@ std::unique_ptr<const PatternList> ReadPatterns(const std::string& name, unsigne
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
         const std::string_view text =
-            Trimmed(lines.LineNumber() == 1 ? WithoutByteOrderMark(line) : line);
+            Trimmed(lines.GetLineNumber() == 1 ? WithoutByteOrderMark(line) : line);
         if (text.empty() || text[0] == '#')
             continue;
         try {
-            AddLine(*list, text, lines.LineNumber(), options);
+            AddLine(*list, text, lines.GetLineNumber(), options);
         } catch (const std::invalid_argument& error) {
-            throw std::invalid_argument(list->Place(lines.LineNumber()) + error.what());
+            throw std::invalid_argument(list->Place(lines.GetLineNumber()) + error.what());
         }
     }
-    if (lines.Error() != 0)
-        throw CanNotLoad(name, lines.Error());
+    if (lines.GetError() != 0)
+        throw CanNotLoad(name, lines.GetError());
     list->Finish();
     return list;
 }

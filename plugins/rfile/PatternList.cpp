@@ -30,7 +30,7 @@ void PatternList::Add(std::string_view pattern, unsigned options, std::string_vi
     const auto number = static_cast<std::uint32_t>(m_rules.size());
     m_rules.emplace_back(pattern, options, result, line);
     std::vector<LiteralSet> literals;
-    if (!(options & Pcre2Pattern::WHITE_SPACE))
+    if (!(options & Pcre2Pattern::WhiteSpace))
         literals = RequiredLiterals(pattern);
     if (literals.empty())
         m_unfiltered.push_back(number);

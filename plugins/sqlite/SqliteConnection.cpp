@@ -51,11 +51,11 @@ bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values
         if (++rows > max_rows)
             throw std::runtime_error(m_name + ": more rows than MaxRows, " +
                                      std::to_string(max_rows));
-        if (values.Wanted())
+        if (values.IsWanted())
             AddRow(values);
     }
     if (step == SQLITE_INTERRUPT)
-        throw std::runtime_error(m_name + ": " + m_time->Reason());
+        throw std::runtime_error(m_name + ": " + m_time->GetReason());
     if (step != SQLITE_DONE)
         Fail();
     return rows > 0;

@@ -68,7 +68,7 @@ void Try(Type type, const Value& before, const Value* def, const std::vector<Cas
             {DEBUG, "conf", "SetNewVal: variable =[nAmE] val=[" + c.text + "]"}};
         for (const std::string& warning : c.warnings)
             lines.push_back({WARN, "conf", warning});
-        EXPECT_EQ(RecordingLog::Lines(), lines);
+        EXPECT_EQ(RecordingLog::GetLines(), lines);
     }
 }
 
@@ -368,7 +368,7 @@ TEST_F(ConfParserRegistry, TheEmptyNameIsANameToo) {
     EXPECT_EQ(number, 1);
     RecordingLog::Reset(WARN);
     EXPECT_FALSE(parser.SetNewVal("", "x")); // The converter has no name to tell.
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(ConfParserRegistry, NamesOfAnyBytes) {
@@ -394,7 +394,7 @@ TEST_F(ConfParserRegistry, NamesOfAnyBytes) {
 }
 
 TEST_F(ConfParserRegistry, LetterCaseAndWhiteSpaceAreTheGlobalLocales) {
-    const GlobalLocale latin1(TestBytes::Latin1().Locale());
+    const GlobalLocale latin1(TestBytes::Latin1().GetLocale());
     int number = 0;
     parser.Add("Gr\xc4", &number, IfConfParser::VT_INT, nullptr);
     EXPECT_TRUE(parser.SetNewVal("gR\xe4", " \xa0+1\xa0"));
@@ -426,7 +426,7 @@ TEST_F(ConfParserRegistry, AnUnknownNameIsAnError) {
         {ERROR, "conf", "unknown variable name nosuch"},
         {DEBUG, "conf", "SetNewVal: variable =[NoSuch] val=[]"},
         {ERROR, "conf", "unknown variable name NoSuch"}};
-    EXPECT_EQ(RecordingLog::Lines(), lines);
+    EXPECT_EQ(RecordingLog::GetLines(), lines);
 }
 
 TEST_F(ConfParserRegistry, ASecondRegistrationReplacesTheFirst) {
@@ -435,7 +435,7 @@ TEST_F(ConfParserRegistry, ASecondRegistrationReplacesTheFirst) {
     int number = 0;
     parser.Add("Timeout", &time, IfConfParser::VT_TIME, &def);
     parser.Add("timeout", &number, IfConfParser::VT_INT, nullptr);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_TRUE(parser.SetNewVal("Timeout", "0x10"));
     EXPECT_TRUE(parser.SetNewVal("Timeout", ""));
     EXPECT_EQ(number, 16);
@@ -565,10 +565,10 @@ TEST_F(ConfParserRegistry, WhatAnObjectThrows) {
         const std::vector<RecordingLog::Line> lines{
             {WARN, "conf", "error on variable oBJECT: no such object"},
             {WARN, "conf", std::string("error on variable oBJECT: ") + std::bad_alloc().what()}};
-        EXPECT_EQ(RecordingLog::Lines(), lines);
+        EXPECT_EQ(RecordingLog::GetLines(), lines);
 
         EXPECT_THROW(parser.SetNewVal("object", "foreign"), int);
-        EXPECT_EQ(RecordingLog::Lines().size(), 2U);
+        EXPECT_EQ(RecordingLog::GetLines().size(), 2U);
         EXPECT_TRUE(parser.SetNewVal("object", "after"));
         EXPECT_THAT(object.texts, ElementsAre("standard", "memory", "foreign", "after"));
     }
@@ -617,7 +617,7 @@ TEST_F(ConfParserRegistry, EachMessageHasItsLevel) {
                     {DEBUG, "conf", "SetNewVal: variable =[" + m.name + "] val=[" + m.text + "]"});
             if (enabled >= m.level)
                 lines.push_back({m.level, "conf", m.message});
-            EXPECT_EQ(RecordingLog::Lines(), lines);
+            EXPECT_EQ(RecordingLog::GetLines(), lines);
         }
     }
 }
@@ -738,5 +738,5 @@ TEST_F(ConfParserRegistry, ParsersAreIndependent) {
     const std::vector<RecordingLog::Line> lines{
         {WARN, "conf", "Wrong value [1m] in integer variable x"},
         {WARN, "other", "Wrong value [?] in time variable x"}};
-    EXPECT_EQ(RecordingLog::Lines(), lines);
+    EXPECT_EQ(RecordingLog::GetLines(), lines);
 }

@@ -37,7 +37,7 @@ struct Converter {
         Integer out = 77;
         EXPECT_TRUE(convert("Name", value, &out, LogClass("conf")));
         EXPECT_EQ(out, expected);
-        EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+        EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     }
 
     void Fails(const std::string& value, const std::string& message,
@@ -49,12 +49,12 @@ struct Converter {
         EXPECT_EQ(out, 77);
         const Lines expected =
             message.empty() ? Lines() : Lines{{log4cxx::Level::LEVEL_WARN, "conf", message}};
-        EXPECT_TRUE(RecordingLog::Lines() == expected)
+        EXPECT_TRUE(RecordingLog::GetLines() == expected)
             << testing::PrintToString(RecordingLog::Texts(3)) << " instead of " << message;
 
         RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
         EXPECT_FALSE(convert(name, value, &out, LogClass("conf")));
-        EXPECT_THAT(RecordingLog::Lines(), IsEmpty()) << "written though the level is off";
+        EXPECT_THAT(RecordingLog::GetLines(), IsEmpty()) << "written though the level is off";
         RecordingLog::Reset();
     }
 };
@@ -219,7 +219,7 @@ TEST(SplitVector, TrimsWhatTheGlobalLocaleCallsSpace) {
         TestBytes bytes = TestBytes::Latin1();
         bytes.space['_'] = true;
         bytes.space['\t'] = false;
-        const GlobalLocale global(bytes.Locale());
+        const GlobalLocale global(bytes.GetLocale());
         EXPECT_THAT(Split("\xa0\x61_,_\"_b\"\xa0,\tc_"), ElementsAre("a", "_b", "\tc"));
     }
     EXPECT_THAT(Split("_a_"), ElementsAre("_a_"));
@@ -276,7 +276,7 @@ TEST(Booleans, FoldLettersByTheGlobalLocale) {
     bytes.upper[0xff] = 'Y';
     bytes.upper['F'] = 'G'; // "off" itself still equals "off": both sides are folded
     bytes.upper['g'] = 'F';
-    const GlobalLocale global(bytes.Locale());
+    const GlobalLocale global(bytes.GetLocale());
     EXPECT_TRUE(ConfParser::IsTrue("\xff\x65s"));
     EXPECT_FALSE(ConfParser::IsFalse("OFF"));
     EXPECT_TRUE(ConfParser::IsFalse("ogf"));

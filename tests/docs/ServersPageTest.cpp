@@ -47,11 +47,11 @@ TEST(ServersPage, PrintsWhatItShows) {
     slapd.Add(Example("ldap.ldif"));
 
     const std::vector<std::string> replaced = {
-        "localhost:389=" + slapd.Host(),
-        "localhost:5432=" + postgres.Host(),
-        "127.0.0.1:6379=" + redis.Host(),
-        "localhost:3306=" + maria.Host(),
-        "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.UnixHost() +
+        "localhost:389=" + slapd.GetHost(),
+        "localhost:5432=" + postgres.GetHost(),
+        "127.0.0.1:6379=" + redis.GetHost(),
+        "localhost:3306=" + maria.GetHost(),
+        "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.GetUnixHost() +
             "|select",
     };
     std::vector<std::string> command = {PYTHON, RUN_EXAMPLES, TOOL, SOURCE_DIR,

@@ -190,7 +190,7 @@ TEST(AddressFinderMatch, Bytes) {
 }
 
 TEST(AddressFinder, FollowsTheGlobalLocale) {
-    const GlobalLocale latin1(TestBytes::Latin1().Locale());
+    const GlobalLocale latin1(TestBytes::Latin1().GetLocale());
     EXPECT_TRUE(AddressFinder("j\xe4@corp.lan").Match("j\xc4@CORP.LAN"));
     const AddressFinder finder("jdoe@corp.lan");
     EXPECT_FALSE(finder.Match("corp.lan\xa0OK\xa0"));
@@ -269,7 +269,7 @@ protected:
     Found Find(const std::string& list, const std::string& text) const {
         KwLookupHolder holder(m_log);
         holder.Init(list);
-        EXPECT_TRUE(RecordingLog::Lines().empty());
+        EXPECT_TRUE(RecordingLog::GetLines().empty());
         const AddressFinder finder(text);
         Found found{};
         found.matches = holder.Find(finder, &found.res, 0, &found.matched);

@@ -273,7 +273,7 @@ TEST_F(ConfFileLoaderTest, AListCannotComeFromAFileOfItsOwn) {
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: 'Object.file' for a list, whose items messages show "
                                      "(write 'Object = file:NAME') in [all]"));
-    for (const auto& line : RecordingLog::Lines())
+    for (const auto& line : RecordingLog::GetLines())
         EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
 }
 
@@ -303,7 +303,7 @@ TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
         EXPECT_FALSE(Load("[lookup_ldap]\nBase.file = " + secret));
         EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ":2: [lookup_ldap]: Base is [***]");
     }
-    const auto lines = RecordingLog::Lines();
+    const auto lines = RecordingLog::GetLines();
     EXPECT_FALSE(lines.empty());
     for (const auto& line : lines)
         EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));

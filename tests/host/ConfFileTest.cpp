@@ -22,8 +22,8 @@ using namespace kwlookup;
 /// "LINE KEY=VALUE" of each setting of a section, with a '!' for a secret one.
 std::vector<std::string> Shown(const ConfFile& file, const std::string& section) {
     std::vector<std::string> shown;
-    const auto found = file.Sections().find(section);
-    if (found == file.Sections().end())
+    const auto found = file.GetSections().find(section);
+    if (found == file.GetSections().end())
         return {"no such section"};
     for (const ConfFile::Setting& setting : found->second.settings)
         shown.push_back((setting.secret ? "!" : "") + std::to_string(setting.line) + " " +
@@ -69,13 +69,13 @@ TEST_F(ConfFileTest, ReadsSectionsSettingsAndComments) {
                                "[empty]\n"
                                "[lookup_regex]\n"
                                "MaxLength = 1k");
-    EXPECT_THAT(file.Errors(), IsEmpty());
+    EXPECT_THAT(file.GetErrors(), IsEmpty());
     EXPECT_THAT(Shown(file, "lookup_regex"),
                 ElementsAre("3 OnError=exception", "6 Result=a = b", "11 MaxLength=1k"));
     EXPECT_THAT(Shown(file, "lookup_ldap"), ElementsAre("8 Host=ldap.corp.lan"));
     EXPECT_THAT(Shown(file, "empty"), IsEmpty());
-    EXPECT_EQ(file.Sections().at("lookup_regex").line, 2u);
-    EXPECT_EQ(file.Sections().at("empty").line, 9u);
+    EXPECT_EQ(file.GetSections().at("lookup_regex").line, 2u);
+    EXPECT_EQ(file.GetSections().at("empty").line, 9u);
     EXPECT_EQ(file.Place(6), m_name + ":6: ");
 }
 
@@ -88,7 +88,7 @@ TEST_F(ConfFileTest, KeepsWhatStandsInAValue) {
                                "\tfour\n"
                                "D =\n"
                                "E = \xe9\xff\\n\n");
-    EXPECT_THAT(file.Errors(), IsEmpty());
+    EXPECT_THAT(file.GetErrors(), IsEmpty());
     EXPECT_THAT(Shown(file, "s"),
                 ElementsAre("2 A=\"quoted\" # and ; more", "3 B=a#b;c", "4 C=one, two ; three four",
                             "7 D=", "8 E=\xe9\xff\\n"));
@@ -103,7 +103,7 @@ TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
                                "more nonsense\n" +
                                std::string("N = a\0b\n", 8) + "[" + std::string(60, 'x') +
                                "]\n[t] B = 1\n[u] # no\n");
-    EXPECT_THAT(file.Errors(),
+    EXPECT_THAT(file.GetErrors(),
                 ElementsAre(m_name + ":1: the setting stands in no section",
                             m_name + ":3: neither a section, nor a setting, nor a comment",
                             m_name + ":4: neither a section, nor a setting, nor a comment",
@@ -118,8 +118,8 @@ TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
 TEST_F(ConfFileTest, RefusesAColonAfterTheKey) {
     const ConfFile file = Read("[s]\nA : 1\nB:2\n  : more of B\nC = a:b\nD:e = f\n");
     const std::string reason = "'=' must follow the key, not ':'";
-    EXPECT_THAT(file.Errors(), ElementsAre(m_name + ":2: " + reason, m_name + ":3: " + reason,
-                                           m_name + ":6: " + reason));
+    EXPECT_THAT(file.GetErrors(), ElementsAre(m_name + ":2: " + reason, m_name + ":3: " + reason,
+                                              m_name + ":6: " + reason));
 }
 
 TEST_F(ConfFileTest, RefusesALongSection) {
@@ -129,12 +129,12 @@ TEST_F(ConfFileTest, RefusesALongSection) {
             text += "Key" + std::to_string(i) + " = 1\n  more\n";
         return Read(text + "[t]\nA = 1\n");
     };
-    EXPECT_THAT(read(10000).Errors(), IsEmpty());
+    EXPECT_THAT(read(10000).GetErrors(), IsEmpty());
     for (const int keys : {10001, 10002, 20000}) {
         const ConfFile file = read(keys);
-        EXPECT_THAT(file.Errors(),
+        EXPECT_THAT(file.GetErrors(),
                     ElementsAre(m_name + ":20004: the section has more than 10000 keys"));
-        EXPECT_EQ(file.Sections().at("s").settings.size(), 10001u);
+        EXPECT_EQ(file.GetSections().at("s").settings.size(), 10001u);
         EXPECT_THAT(Shown(file, "t"), ElementsAre(testing::HasSubstr("A=1")));
     }
 }
@@ -145,7 +145,7 @@ TEST_F(ConfFileTest, ReadsManyKeysInLinearTime) {
     for (int i = 0; i < 100000; ++i)
         text += "Key" + std::to_string(i) + " = 1\n";
     const std::clock_t begin = std::clock();
-    EXPECT_EQ(Read(text).Errors().size(), 1u);
+    EXPECT_EQ(Read(text).GetErrors().size(), 1u);
     EXPECT_LT(std::clock() - begin, 5 * CLOCKS_PER_SEC / 2);
 }
 
@@ -155,18 +155,18 @@ TEST_F(ConfFileTest, WarnsOfValueFilesThatOthersMayRead) {
     const auto warning = m_name + ":2: 'A': " + file + ": others may read it (chmod go-r)";
     for (const mode_t mode : {0644, 0640, 0604}) {
         ::chmod(file.c_str(), mode);
-        EXPECT_THAT(Read(text).Warnings(), ElementsAre(warning)) << mode;
-        EXPECT_THAT(Read(text).Errors(), IsEmpty());
+        EXPECT_THAT(Read(text).GetWarnings(), ElementsAre(warning)) << mode;
+        EXPECT_THAT(Read(text).GetErrors(), IsEmpty());
     }
     for (const mode_t mode : {0600, 0400, 0711}) {
         ::chmod(file.c_str(), mode);
-        EXPECT_THAT(Read(text).Warnings(), IsEmpty()) << mode;
+        EXPECT_THAT(Read(text).GetWarnings(), IsEmpty()) << mode;
     }
 }
 
 TEST_F(ConfFileTest, TellsAKeySetTwiceWhateverItsLetterCase) {
     const ConfFile file = Read("[s]\nPort = 1\n[t]\nPort = 2\n[s]\nPORT = 3\nport.file = /none\n");
-    EXPECT_THAT(file.Errors(),
+    EXPECT_THAT(file.GetErrors(),
                 ElementsAre(m_name + ":6: 'PORT' is set a second time, after line 2",
                             m_name + ":7: 'port': /none: No such file or directory",
                             m_name + ":7: 'port' is set a second time, after line 2"));
@@ -177,7 +177,7 @@ TEST_F(ConfFileTest, TakesAValueFromAFileOfItsOwn) {
     const std::string two_lines = Write("two", "a\nb\n\n");
     const ConfFile file = Read("[s]\nPassword.file = " + secret + "\nText.FILE = " + two_lines +
                                "\nBindPassword = x\nClientSecret = y\nPlain = z\n");
-    EXPECT_THAT(file.Errors(), IsEmpty());
+    EXPECT_THAT(file.GetErrors(), IsEmpty());
     EXPECT_THAT(Shown(file, "s"),
                 ElementsAre("!2 Password=pass=word #1 ", "!3 Text=a\nb\n", "!4 BindPassword=x",
                             "!5 ClientSecret=y", "6 Plain=z"));
@@ -197,7 +197,7 @@ TEST_F(ConfFileTest, RefusesWhatCannotBeTrustedOrRead) {
 
     const std::string writable = Write("writable", "v");
     ::chmod(writable.c_str(), 0666);
-    EXPECT_THAT(Read("[s]\nA.file = " + writable + "\n").Errors(),
+    EXPECT_THAT(Read("[s]\nA.file = " + writable + "\n").GetErrors(),
                 ElementsAre(m_name + ":2: 'A': " + writable +
                             ": refused, others may write it (chmod go-w)"));
 }
@@ -211,29 +211,29 @@ TEST_F(ConfFileTest, RefusesAFileOfAnotherUser) {
 
 TEST_F(ConfFileTest, BoundsLinesAndValueFiles) {
     const ConfFile long_value = Read("[s]\nA = " + std::string(1000000, 'a') + "\nB = b\n");
-    EXPECT_THAT(long_value.Errors(), IsEmpty());
-    EXPECT_EQ(long_value.Sections().at("s").settings.front().value.size(), 1000000u);
+    EXPECT_THAT(long_value.GetErrors(), IsEmpty());
+    EXPECT_EQ(long_value.GetSections().at("s").settings.front().value.size(), 1000000u);
 
     const ConfFile too_long = Read("[s]\nA = " + std::string(1100000, 'a') + "\nB = b\n");
-    EXPECT_THAT(too_long.Errors(), ElementsAre(m_name + ":2: the line is too long"));
+    EXPECT_THAT(too_long.GetErrors(), ElementsAre(m_name + ":2: the line is too long"));
     EXPECT_THAT(Shown(too_long, "s"), ElementsAre("3 B=b"));
 
     const std::string largest = Write("largest", std::string(65536, 'v'));
     const std::string larger = Write("larger", std::string(65537, 'v'));
     const ConfFile files = Read("[s]\nA.file = " + largest + "\nB.file = " + larger + "\n");
-    EXPECT_THAT(files.Errors(),
+    EXPECT_THAT(files.GetErrors(),
                 ElementsAre(m_name + ":3: 'B': " + larger + ": the value is too long"));
-    EXPECT_EQ(files.Sections().at("s").settings.front().value.size(), 65536u);
+    EXPECT_EQ(files.GetSections().at("s").settings.front().value.size(), 65536u);
 }
 
 TEST_F(ConfFileTest, LeavesOutWhatEditorsOfOtherSystemsAdd) {
     const std::string value = Write("value", "secret\r\n");
     const ConfFile file = Read("\xef\xbb\xbf[s]\r\nA = a\r\nB.file = " + value + "\r\n");
-    EXPECT_THAT(file.Errors(), IsEmpty());
+    EXPECT_THAT(file.GetErrors(), IsEmpty());
     EXPECT_THAT(Shown(file, "s"), ElementsAre("2 A=a", "!3 B=secret"));
 }
 
 TEST_F(ConfFileTest, AnEmptyFileHasNoSections) {
-    EXPECT_THAT(Read("").Sections(), IsEmpty());
-    EXPECT_THAT(ConfFile().Sections(), IsEmpty());
+    EXPECT_THAT(Read("").GetSections(), IsEmpty());
+    EXPECT_THAT(ConfFile().GetSections(), IsEmpty());
 }

@@ -81,13 +81,13 @@ std::locale OddLocale(Random& random) {
             static_cast<char>(random.Below(256));
         bytes.space[static_cast<unsigned char>(random.Of(std::string("ab.@ \t\xe9")))] ^= true;
     }
-    return bytes.Locale();
+    return bytes.GetLocale();
 }
 
 std::locale RandomLocale(Random& random) {
     switch (random.Below(4)) {
     case 0:
-        return TestBytes::Latin1().Locale();
+        return TestBytes::Latin1().GetLocale();
     case 1:
         return OddLocale(random);
     default:
@@ -327,7 +327,7 @@ private:
         longest = std::max(longest, key.size());
     }
     void TakeWholeValue(std::string_view value) override {
-        if (value.size() <= Longest())
+        if (value.size() <= GetLongest())
             Take(value);
     }
 };

@@ -81,7 +81,7 @@ TEST_F(Logging, ForcedLogWritesWhateverIsEnabled) {
     m_log.forcedLog(Level::LEVEL_ERROR, "one");
     m_log.forcedLog(Level::LEVEL_WARN, "two");
     m_log.forcedLog(Level::LEVEL_DEBUG, "three");
-    EXPECT_EQ(captured.Text(), "name: error: one\nname: warning: two\nname: debug: three\n");
+    EXPECT_EQ(captured.GetText(), "name: error: one\nname: warning: two\nname: debug: three\n");
 }
 
 TEST_F(Logging, CopiesAndAssignedLoggersWriteUnderTheNameOfTheOriginal) {
@@ -97,7 +97,7 @@ TEST_F(Logging, CopiesAndAssignedLoggersWriteUnderTheNameOfTheOriginal) {
     const LogClass& same = log;
     log = same;
     log.forcedLog(Level::LEVEL_ERROR, "3");
-    EXPECT_EQ(captured.Text(), "first: error: 1\nsecond: error: 2\nsecond: error: 3\n");
+    EXPECT_EQ(captured.GetText(), "first: error: 1\nsecond: error: 2\nsecond: error: 3\n");
 }
 
 /// Each byte of `bytes` as a log line is to show it.
@@ -138,11 +138,11 @@ TEST_F(Logging, OneEventIsOneLineWhateverItsBytes) {
     m_log.forcedLog(Level::LEVEL_ERROR, "");
     m_log.forcedLog(Level::LEVEL_ERROR, formats.c_str());
     LogText(m_log, Level::LEVEL_ERROR, "a\0b"s);
-    EXPECT_EQ(captured.Text(), "name: error: " + Expected(bytes) +
-                                   "\n"
-                                   "name: error: \n"
-                                   "name: error: " +
-                                   formats + "\n" + "name: error: a\\x5c0b\n");
+    EXPECT_EQ(captured.GetText(), "name: error: " + Expected(bytes) +
+                                      "\n"
+                                      "name: error: \n"
+                                      "name: error: " +
+                                      formats + "\n" + "name: error: a\\x5c0b\n");
 }
 
 TEST_F(Logging, ALineHasAnEnd) {
@@ -157,7 +157,7 @@ TEST_F(Logging, ALineHasAnEnd) {
         SCOPED_TRACE(text.size());
         const CapturedStandardError captured;
         m_log.forcedLog(Level::LEVEL_WARN, text.c_str());
-        const std::string line = captured.Text();
+        const std::string line = captured.GetText();
         EXPECT_LE(line.size(), 1000U);
         if (text == just_fits) {
             EXPECT_EQ(line, "name: warning: " + text + "\n");
@@ -181,14 +181,14 @@ TEST_F(Logging, ALineThatIsCutKeepsItsReason) {
     const CapturedStandardError captured;
     const std::string reason = "]: " + std::string(150, 'r') + "\n\n";
     m_log.forcedLog(Level::LEVEL_ERROR, ("Error in [" + std::string(5000, 'x') + reason).c_str());
-    EXPECT_THAT(captured.Text(), testing::EndsWith(Expected(reason) + "\n"));
+    EXPECT_THAT(captured.GetText(), testing::EndsWith(Expected(reason) + "\n"));
 }
 
 TEST_F(Logging, ANameCannotForgeALineEither) {
     const LogClass log("a\nb %v {}\xff");
     const CapturedStandardError captured;
     log.forcedLog(Level::LEVEL_ERROR, "text");
-    EXPECT_EQ(captured.Text(), "a\\x0ab %v {}\\xff: error: text\n");
+    EXPECT_EQ(captured.GetText(), "a\\x0ab %v {}\\xff: error: text\n");
 }
 
 TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
@@ -197,7 +197,7 @@ TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
     SetLogging(LogTarget::File, Level::LEVEL_DEBUG, file);
     m_log.forcedLog(Level::LEVEL_WARN, "a\nb");
     g_default.log.forcedLog(Level::LEVEL_DEBUG, "c");
-    EXPECT_EQ(captured.Text(), "");
+    EXPECT_EQ(captured.GetText(), "");
 
     const std::string date =
         "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}[-+][0-9]{2}:[0-9]{2}";
@@ -231,7 +231,7 @@ TEST_F(Logging, HidesTheSecretsThatItIsGiven) {
         EXPECT_EQ(WithoutSecrets(text), shown);
         const CapturedStandardError captured;
         LogText(m_log, Level::LEVEL_WARN, text);
-        EXPECT_EQ(captured.Text(), "name: warning: " + shown + "\n");
+        EXPECT_EQ(captured.GetText(), "name: warning: " + shown + "\n");
     }
 }
 
@@ -277,7 +277,7 @@ TEST_F(Logging, TheTargetCanBeChangedAtAnyTime) {
 
     EXPECT_THAT(ReadFile(m_dir.Path("one")), testing::EndsWith("name: warning: in one\n"));
     EXPECT_THAT(ReadFile(m_dir.Path("two")), testing::EndsWith("name: warning: in two\n"));
-    EXPECT_EQ(captured.Text(), "name: warning: on standard error\n");
+    EXPECT_EQ(captured.GetText(), "name: warning: on standard error\n");
 }
 
 TEST_F(Logging, AFileThatCannotBeOpenedKeepsTargetAndLevel) {

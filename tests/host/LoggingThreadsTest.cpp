@@ -71,7 +71,7 @@ TEST(LoggingThreads, LinesNeverInterleave) {
     const LogClass shared("shared");
     const CapturedStandardError captured;
     WriteFromThreads(shared, [] {});
-    EXPECT_EQ(Lines(captured.Text()), AllEvents());
+    EXPECT_EQ(Lines(captured.GetText()), AllEvents());
 }
 
 TEST(LoggingThreads, ChangingTheTargetLosesNothing) {
@@ -88,7 +88,7 @@ TEST(LoggingThreads, ChangingTheTargetLosesNothing) {
                 EXPECT_TRUE(shared.isErrorEnabled());
             }
         });
-        text = captured.Text();
+        text = captured.GetText();
     }
     for (const char* name : {"log0", "log1"}) {
         std::ifstream file(dir.Path(name));

@@ -35,7 +35,7 @@ TEST(OwnLog, TheLibraryWritesThroughTheFacadeOfTheHost) {
             "2 host Error in init lookup [file:/no/such/list]: Can not load file '/no/such/list': "
             "No such file or directory",
             "5 host KwLookupHolder::Find: found b matched with b (from " + file + ")"));
-    EXPECT_EQ(captured.Text(), "") << "the facade that was replaced writes nothing";
+    EXPECT_EQ(captured.GetText(), "") << "the facade that was replaced writes nothing";
 }
 
 } // namespace

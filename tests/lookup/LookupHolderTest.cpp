@@ -100,7 +100,7 @@ TEST_F(LookupHolder, FindsNothingWhenItIsEmpty) {
     EXPECT_FALSE(Find(nullptr, nullptr));
     EXPECT_EQ(res, "before");
     EXPECT_EQ(matched, "before");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LookupHolder, GathersTheResultsOfAllLookups) {
@@ -167,7 +167,7 @@ TEST_F(LookupHolder, FindsNothingWhenNoLookupMatches) {
     EXPECT_FALSE(Find(nullptr, nullptr));
     EXPECT_EQ(res, "x");
     EXPECT_EQ(b.searches, 2);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LookupHolder, PassesFlagsUnchanged) {
@@ -217,7 +217,7 @@ TEST_F(LookupHolder, TellsEachMatch) {
     Add("b", b);
     std::string res;
     Find(&res, nullptr);
-    EXPECT_THAT(RecordingLog::Lines(),
+    EXPECT_THAT(RecordingLog::GetLines(),
                 ElementsAre(RecordingLog::Line{DEBUG, "lookup",
                                                "KwLookupHolder::Find: found request matched with "
                                                "value a (from list a)"},
@@ -226,7 +226,7 @@ TEST_F(LookupHolder, TellsEachMatch) {
                                 "KwLookupHolder::Find: found request matched with value b"}));
     RecordingLog::Reset();
     Find(nullptr, nullptr);
-    EXPECT_EQ(RecordingLog::Lines().size(), 1U);
+    EXPECT_EQ(RecordingLog::GetLines().size(), 1U);
 }
 
 TEST_F(LookupHolder, TellsNothingOfAMatchWithoutAValue) {
@@ -235,7 +235,7 @@ TEST_F(LookupHolder, TellsNothingOfAMatchWithoutAValue) {
     std::string matched;
     Find(&res, nullptr);
     Find(&res, &matched);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LookupHolder, UsesOneMatchedStringForTheWholeSearch) {
@@ -285,7 +285,7 @@ TEST_F(LookupHolder, TellsWhatTheLogsAskFor) {
         std::string matched;
         EXPECT_TRUE(Find(&res, test.with_matched ? &matched : nullptr));
         Strings loggers;
-        for (const RecordingLog::Line& line : RecordingLog::Lines())
+        for (const RecordingLog::Line& line : RecordingLog::GetLines())
             loggers.push_back(line.logger);
         EXPECT_EQ(loggers, test.loggers);
         EXPECT_EQ(a.matched_pointer != nullptr, test.gets_matched);
@@ -341,7 +341,7 @@ TEST_F(LookupHolder, IgnoresNull) {
     holder.AddObject(nullptr);
     EXPECT_EQ(holder.GetObjects().size(), 1U);
     EXPECT_FALSE(holder.Empty());
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LookupHolder, NamesItsKindAndItsCreator) {
@@ -444,7 +444,7 @@ TEST_F(LookupHolder, MayStandInAnotherHolder) {
     EXPECT_TRUE(holder.Find(TextFinder("b"), nullptr, FIND_EXACT, &matched));
     EXPECT_EQ(matched, "b");
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(
             RecordingLog::Line{DEBUG, "inner", "KwLookupHolder::Find: found b matched with b"},
             RecordingLog::Line{DEBUG, "inner",
@@ -470,9 +470,9 @@ TEST_F(LookupHolder, WritesThroughTheLoggerFromBeforeTheSearch) {
     Add("a", a);
     std::string matched;
     EXPECT_TRUE(Find(nullptr, &matched));
-    EXPECT_EQ(RecordingLog::Lines().back().logger, "holder");
+    EXPECT_EQ(RecordingLog::GetLines().back().logger, "holder");
     EXPECT_TRUE(Find(nullptr, &matched));
-    EXPECT_EQ(RecordingLog::Lines().back().logger, "lookup");
+    EXPECT_EQ(RecordingLog::GetLines().back().logger, "lookup");
 }
 
 TEST_F(LookupHolder, SearchesDomainsAndStopsAtTheFirst) {

@@ -76,8 +76,8 @@ void FillWithoutMemory(const std::string& list, std::size_t good, std::size_t ba
         growth += FailingAllocation::Live() - allocations;
         EXPECT_GE(growth, 0);
         EXPECT_LE(growth, forgotten);
-        EXPECT_EQ(ldap ? ldap.Counts().alive.load() : 0, 0);
-        EXPECT_EQ(firebird ? firebird.Counts().alive.load() : 0, 0);
+        EXPECT_EQ(ldap ? ldap.GetCounts().alive.load() : 0, 0);
+        EXPECT_EQ(firebird ? firebird.GetCounts().alive.load() : 0, 0);
     }
     EXPECT_GT(failed_items, 0);
 }

@@ -73,19 +73,19 @@ TEST_F(LoadConfig, HandsOverTheHolderAndTheLog) {
     EXPECT_EQ(loader->last_holder, &target);
     EXPECT_EQ(loader->last_log, &log);
     const RecordingLog::Line line{DEBUG, "load", "Success load configuration for lookup_a b"};
-    EXPECT_THAT(RecordingLog::Lines(), ElementsAre(line));
+    EXPECT_THAT(RecordingLog::GetLines(), ElementsAre(line));
 }
 
 TEST_F(LoadConfig, SaysNothingBelowDebugLevel) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     EXPECT_EQ(Load(), "");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LoadConfig, TellsThatTheSectionCouldNotBeRead) {
     loader->section_is_good = false;
     EXPECT_EQ(Load(), "error in reading configuration for ldap");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(LoadConfig, ReleasesOnEveryWayOutExactlyWhatWasAcquired) {
@@ -141,7 +141,7 @@ TEST_F(LoadConfig, SurvivesALoaderThatCannotRelease) {
             EXPECT_EQ(Load(), good ? "" : "error in reading configuration for ldap");
             RecordingLog::Silence();
             EXPECT_EQ(Load(), good ? "" : "error in reading configuration for ldap");
-            EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+            EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
         }
 }
 

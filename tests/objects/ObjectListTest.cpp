@@ -72,7 +72,7 @@ TEST_F(ObjectList, HoldsLiteralsInOrder) {
     EXPECT_THAT(Values(holder), ElementsAre("b", "a", "c", "D", "a b:c", "e", "x,y", " q ",
                                             "file:/x", "\xe9", "a\0b"s));
     EXPECT_EQ(holder.GetDescription(), list);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
@@ -121,7 +121,7 @@ TEST_F(ObjectList, ThatCannotBeSplitThrowsAndLeavesNothing) {
     ExpectThrowOfInit("a, b\\", "can't find sybol after '\\'");
     ExpectThrowOfInit("\"a\\", "can't find final '\"' symbol");
     EXPECT_TRUE(holder.Empty());
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_THAT(TakeErrors(), IsEmpty());
     holder.Init("new");
     EXPECT_THAT(Values(holder), ElementsAre("new"));
@@ -132,7 +132,7 @@ TEST_F(ObjectList, LoadsFiles) {
     const std::string file = directory.Write("list", "one\ntwo\n");
     holder.Init("a, FILE:" + file + ", b");
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(RecordingLog::Line{DEBUG, "holder",
                                        "KwObjectHolder: Success create lookup with name "
                                        "'file' and params '" +
@@ -170,12 +170,12 @@ TEST_F(ObjectList, WritesNoMessageWhoseLevelIsOff) {
     const std::string file = directory.Write("list", "one\n");
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     holder.Init("file:" + file + ", ldap:x, nosuch:x");
-    EXPECT_THAT(RecordingLog::Lines(),
+    EXPECT_THAT(RecordingLog::GetLines(),
                 ElementsAre(RecordingLog::Line{
                     ERROR, "holder", "Error in init lookup [nosuch:x]: unknown id 'nosuch'"}));
     RecordingLog::Silence();
     holder.Init("nosuch:y, a");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_THAT(Values(holder), ElementsAre("a"));
     EXPECT_THAT(TakeErrors(), ElementsAre("Error in init lookup [nosuch:x]: unknown id 'nosuch'",
                                           "Error in init lookup [nosuch:y]: unknown id 'nosuch'"));
@@ -200,7 +200,7 @@ TEST_F(ObjectList, ReportsErrorsOnceAndForAllHolders) {
         EXPECT_STREQ(error.what(), "Errors in lookups/storage. See above.");
     }
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(
             RecordingLog::Line{ERROR, "reload", "last lookups/storage errors:"},
             RecordingLog::Line{ERROR, "reload", "  Error in init lookup [one:x]: unknown id 'one'"},

@@ -56,7 +56,7 @@ TEST(ObjectThreads, FillHoldersOfTheirOwnAtOnce) {
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(TakeErrors().size(), static_cast<std::size_t>(THREADS * ROUNDS * 7));
     for (const char* type : {"ldap", "firebird", "nested", "shared"})
-        EXPECT_EQ(LoadedPlugin(type).Counts().alive, 0) << type;
+        EXPECT_EQ(LoadedPlugin(type).GetCounts().alive, 0) << type;
 }
 
 TEST(ObjectThreads, OpenALibraryOnceBetweenThem) {

@@ -71,7 +71,7 @@ TEST(ParseObject, FollowsTheGlobalLocale) {
         bytes.space['_'] = true;
         bytes.space['\t'] = false;
         bytes.lower['!'] = 'e';
-        const GlobalLocale global(bytes.Locale());
+        const GlobalLocale global(bytes.GetLocale());
         Check({"\xc4:X", "\xe4", "X"});
         Check({"\xc4\xa0:x", "", "\xc4\xa0:x"});
         Check({"a_b:c", "", "a_b:c"});

@@ -37,12 +37,12 @@ std::ptrdiff_t TimesOpened(const std::string& type) {
 
 int Alive(const std::string& type) {
     const LoadedPlugin plugin(type);
-    return plugin ? plugin.Counts().alive.load() : 0;
+    return plugin ? plugin.GetCounts().alive.load() : 0;
 }
 
 int Made(const std::string& type) {
     const LoadedPlugin plugin(type);
-    return plugin ? plugin.Counts().made.load() : 0;
+    return plugin ? plugin.GetCounts().made.load() : 0;
 }
 
 class Plugin : public ::testing::Test {
@@ -89,7 +89,7 @@ TEST_F(Plugin, LibraryIsOpenedOnceAndStaysOpen) {
     EXPECT_TRUE(LoadedPlugin("shared"));
     holder.Init("shared:f");
     EXPECT_EQ(TimesOpened("shared"), first);
-    for (const RecordingLog::Line& line : RecordingLog::Lines())
+    for (const RecordingLog::Line& line : RecordingLog::GetLines())
         EXPECT_EQ(line.logger, "holder");
 }
 

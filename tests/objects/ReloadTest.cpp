@@ -92,7 +92,7 @@ TEST_F(Reload, DoesNothingWhereNothingIsRegistered) {
     if (!Loaded().empty())
         GTEST_SKIP() << "another test of this process has registered libraries";
     EXPECT_THAT(calls, IsEmpty());
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 // Filling a holder.
@@ -166,7 +166,7 @@ TEST_F(Reload, ConfiguredTypeCannotBeUsedOnceTheLoaderIsGone) {
     holder.Init("first:a, b");
     EXPECT_EQ(holder.GetObjects().size(), 1U);
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(RecordingLog::Line{
             ERROR, "holder", "Error in init lookup [first:a]: can`t use lookup first here"}));
     EXPECT_EQ(AfterReload(), REPORTED);
@@ -244,7 +244,7 @@ TEST_F(Reload, LoadsWithTheLogOfTheObjectWhereItHasOne) {
     StateOf("third").keeps_log = false;
     EXPECT_EQ(BeforeReload(), "");
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(
             RecordingLog::Line{DEBUG, "own", "Success load configuration for lookup_first"},
             RecordingLog::Line{DEBUG, "host", "Success load configuration for lookup_second"},
@@ -258,7 +258,7 @@ TEST_F(Reload, ReportsEarlierErrorsAndReloadsNothing) {
     EXPECT_EQ(BeforeReload(), REPORTED);
     EXPECT_THAT(calls, IsEmpty());
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(
             RecordingLog::Line{ERROR, "host", "last lookups/storage errors:"},
             RecordingLog::Line{ERROR, "host", "  Error in init lookup [x:b]: unknown id 'x'"},
@@ -370,7 +370,7 @@ TEST_F(Reload, SaysNothingWhenErrorsAreOff) {
     StateOf("second").fault = Fault::NullObject;
     RecordingLog::Silence();
     EXPECT_EQ(BeforeReload(), "");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(Reload, EveryTypeFailsWithoutALoader) {
@@ -435,20 +435,20 @@ TEST_F(Reload, ReportsEachErrorOnce) {
     RecordingLog::Reset();
     EXPECT_EQ(AfterReload(), REPORTED);
     EXPECT_THAT(
-        RecordingLog::Lines(),
+        RecordingLog::GetLines(),
         ElementsAre(
             RecordingLog::Line{ERROR, "host", "last lookups/storage errors:"},
             RecordingLog::Line{ERROR, "host", "  Error in init lookup [x:b]: unknown id 'x'"},
             RecordingLog::Line{ERROR, "host", "  Error in init lookup [y:c]: unknown id 'y'"}));
     EXPECT_EQ(AfterReload(), "");
-    EXPECT_EQ(RecordingLog::Lines().size(), 3U);
+    EXPECT_EQ(RecordingLog::GetLines().size(), 3U);
 }
 
 TEST_F(Reload, ThrowsForErrorsThatMayNotBeLogged) {
     holder.Init("x:b");
     RecordingLog::Silence();
     EXPECT_EQ(AfterReload(), REPORTED);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_EQ(AfterReload(), "");
 }
 

@@ -47,7 +47,7 @@ LoadedPlugin::~LoadedPlugin() {
         ::dlclose(m_handle);
 }
 
-const PluginCounts& LoadedPlugin::Counts() const {
+const PluginCounts& LoadedPlugin::GetCounts() const {
     const void* counts = m_handle ? ::dlsym(m_handle, "g_counts") : nullptr;
     if (!counts)
         throw std::logic_error("the plug-in is not loaded");

@@ -17,7 +17,7 @@ public:
     LoadedPlugin& operator=(const LoadedPlugin&) = delete;
 
     explicit operator bool() const { return m_handle != nullptr; }
-    const PluginCounts& Counts() const;
+    const PluginCounts& GetCounts() const;
 
 private:
     void* m_handle;

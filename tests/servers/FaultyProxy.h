@@ -29,8 +29,8 @@ public:
     FaultyProxy& operator=(const FaultyProxy&) = delete;
     ~FaultyProxy();
 
-    int Port() const { return m_port; }
-    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
+    int GetPort() const { return m_port; }
+    std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
 
     /// Holds at once, on open connections too, where what has been forwarded before counts.
     /// Hang after 0 bytes: accepts connections and never answers.
@@ -40,11 +40,11 @@ public:
     void Disconnect();
 
     /// How many connections clients have made, and how many are open.
-    int Accepted() const { return m_accepted; }
-    int Open() const { return m_open; }
+    int GetAcceptedCount() const { return m_accepted; }
+    int GetOpenCount() const { return m_open; }
 
     /// How many bytes of answers have been forwarded, on all connections.
-    std::size_t Forwarded() const { return m_forwarded; }
+    std::size_t GetForwardedBytes() const { return m_forwarded; }
 
 private:
     struct Connection {

@@ -52,39 +52,39 @@ const std::string PONG = "+PONG\r\n";
 
 TEST(FaultyProxy, MakesTheFaultThatIsSet) {
     RedisServer server;
-    FaultyProxy proxy(server.Port());
-    Client first(proxy.Port());
+    FaultyProxy proxy(server.GetPort());
+    Client first(proxy.GetPort());
     EXPECT_EQ(first.Ask(), PONG);
-    EXPECT_EQ(proxy.Accepted(), 1);
-    EXPECT_EQ(proxy.Open(), 1);
-    EXPECT_EQ(proxy.Forwarded(), PONG.size());
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
+    EXPECT_EQ(proxy.GetOpenCount(), 1);
+    EXPECT_EQ(proxy.GetForwardedBytes(), PONG.size());
 
     for (std::size_t bytes = 0; bytes <= PONG.size(); ++bytes) {
         proxy.SetFault(FaultyProxy::Fault::Close, bytes);
-        const std::string answer = Client(proxy.Port()).Ask();
+        const std::string answer = Client(proxy.GetPort()).Ask();
         // Closing with a request unread makes a reset.
         EXPECT_EQ(answer.substr(0, bytes), PONG.substr(0, bytes));
         const std::string rest = answer.substr(bytes);
         EXPECT_TRUE(rest == " closed" || rest == " reset" || bytes == PONG.size()) << answer;
     }
     proxy.SetFault(FaultyProxy::Fault::Hang, 3);
-    EXPECT_EQ(Client(proxy.Port()).Ask(), "+PO silent");
+    EXPECT_EQ(Client(proxy.GetPort()).Ask(), "+PO silent");
     proxy.SetFault(FaultyProxy::Fault::Hang);
-    EXPECT_EQ(Client(proxy.Port()).Ask(), " silent");
+    EXPECT_EQ(Client(proxy.GetPort()).Ask(), " silent");
     proxy.SetFault(FaultyProxy::Fault::Reset, 2);
-    const std::string reset = Client(proxy.Port()).Ask();
+    const std::string reset = Client(proxy.GetPort()).Ask();
     EXPECT_TRUE(reset == "+P reset" || reset == " reset") << reset;
     proxy.SetFault(FaultyProxy::Fault::Scramble, 1);
-    const std::string scrambled = Client(proxy.Port()).Ask();
+    const std::string scrambled = Client(proxy.GetPort()).Ask();
     EXPECT_EQ(scrambled.size(), PONG.size() + 7);
     EXPECT_EQ(scrambled[0], '+');
     EXPECT_NE(scrambled.substr(0, PONG.size()), PONG);
     proxy.SetFault(FaultyProxy::Fault::None);
-    EXPECT_EQ(Client(proxy.Port()).Ask(), PONG);
+    EXPECT_EQ(Client(proxy.GetPort()).Ask(), PONG);
 
-    Client open(proxy.Port());
+    Client open(proxy.GetPort());
     EXPECT_EQ(open.Ask(), PONG);
     proxy.Disconnect();
-    EXPECT_EQ(proxy.Open(), 0);
+    EXPECT_EQ(proxy.GetOpenCount(), 0);
     EXPECT_NE(open.Ask(), PONG);
 }

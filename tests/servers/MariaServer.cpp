@@ -8,24 +8,24 @@ namespace kwlookup {
 MariaServer::MariaServer(const TestCertificate* certificate) : TestServer(certificate) {
     RunServerProgram({ServerFile("usr/bin/mariadb-install-db"), "--no-defaults",
                       "--basedir=" + ServerFile("usr"), "--auth-root-authentication-method=normal",
-                      "--skip-test-db", "--datadir=" + Dir().Path("data"),
-                      "--tmpdir=" + Dir().Path("data"), "--innodb-flush-method=nosync"});
+                      "--skip-test-db", "--datadir=" + GetDir().Path("data"),
+                      "--tmpdir=" + GetDir().Path("data"), "--innodb-flush-method=nosync"});
     Start();
     Execute("create database test", "mysql");
 }
 
-std::vector<std::string> MariaServer::Command() const {
+std::vector<std::string> MariaServer::GetCommand() const {
     std::vector<std::string> command = {
         ServerFile("usr/sbin/mariadbd"), "--no-defaults", "--basedir=" + ServerFile("usr"),
-        "--datadir=" + Dir().Path("data"),
+        "--datadir=" + GetDir().Path("data"),
         // Servers that start remove what others have in /tmp.
-        "--tmpdir=" + Dir().Path("data"), "--socket=" + SocketPath(), "--bind-address=127.0.0.1",
-        "--port=" + std::to_string(Port()), "--innodb-buffer-pool-size=16M",
-        "--innodb-flush-log-at-trx-commit=2", "--innodb-flush-method=nosync", "--skip-log-bin",
-        "--skip-name-resolve"};
+        "--tmpdir=" + GetDir().Path("data"), "--socket=" + GetSocketPath(),
+        "--bind-address=127.0.0.1", "--port=" + std::to_string(GetPort()),
+        "--innodb-buffer-pool-size=16M", "--innodb-flush-log-at-trx-commit=2",
+        "--innodb-flush-method=nosync", "--skip-log-bin", "--skip-name-resolve"};
     if (HasTls())
-        for (const std::string& setting :
-             {"--ssl-cert=" + CertificateFile(), "--ssl-key=" + KeyFile(), "--ssl-ca=" + CaFile()})
+        for (const std::string& setting : {"--ssl-cert=" + GetCertificateFile(),
+                                           "--ssl-key=" + GetKeyFile(), "--ssl-ca=" + GetCaFile()})
             command.push_back(setting);
     return command;
 }
@@ -37,7 +37,7 @@ bool MariaServer::Answers() {
 std::string MariaServer::Execute(const std::string& statements, const std::string& database) {
     return RunServerProgram({ServerFile("usr/bin/mariadb"), "--no-defaults", "--batch",
                              "--skip-column-names", "--default-character-set=utf8mb4", "-uroot",
-                             "-S", SocketPath(), database},
+                             "-S", GetSocketPath(), database},
                             statements);
 }
 

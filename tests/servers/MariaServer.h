@@ -17,7 +17,7 @@ public:
     std::string Execute(const std::string& statements, const std::string& database = "test");
 
 private:
-    std::vector<std::string> Command() const override;
+    std::vector<std::string> GetCommand() const override;
     bool Answers() override;
 };
 

@@ -17,37 +17,37 @@ const char* const ADMIN = "test_admin";
 } // namespace
 
 PostgresServer::PostgresServer(const TestCertificate* certificate) : TestServer(certificate) {
-    RunServerProgram({ServerFile(std::string(PROGRAMS) + "initdb"), "-D", Dir().Path("data"), "-U",
-                      ADMIN, "--auth=trust", "--no-sync", "--no-instructions", "--encoding=UTF8",
-                      "--locale=C"});
-    std::ofstream(Dir().Path("data/pg_hba.conf")) << "local all test_admin,+trusted trust\n"
-                                                     "local all all scram-sha-256\n"
-                                                     "hostnossl all +tls all reject\n"
-                                                     "host all all all scram-sha-256\n";
+    RunServerProgram({ServerFile(std::string(PROGRAMS) + "initdb"), "-D", GetDir().Path("data"),
+                      "-U", ADMIN, "--auth=trust", "--no-sync", "--no-instructions",
+                      "--encoding=UTF8", "--locale=C"});
+    std::ofstream(GetDir().Path("data/pg_hba.conf")) << "local all test_admin,+trusted trust\n"
+                                                        "local all all scram-sha-256\n"
+                                                        "hostnossl all +tls all reject\n"
+                                                        "host all all all scram-sha-256\n";
     Start();
     Execute("create role tls; create role trusted");
 }
 
-std::string PostgresServer::SocketPath() const {
-    return Dir().Path(".s.PGSQL." + std::to_string(Port()));
+std::string PostgresServer::GetSocketPath() const {
+    return GetDir().Path(".s.PGSQL." + std::to_string(GetPort()));
 }
 
-std::vector<std::string> PostgresServer::Command() const {
+std::vector<std::string> PostgresServer::GetCommand() const {
     std::vector<std::string> command = {ServerFile(std::string(PROGRAMS) + "postgres"),
                                         "-D",
-                                        Dir().Path("data"),
+                                        GetDir().Path("data"),
                                         "-p",
-                                        std::to_string(Port()),
+                                        std::to_string(GetPort()),
                                         "-k",
-                                        Dir().Path(".")};
+                                        GetDir().Path(".")};
     for (const char* setting :
          {"listen_addresses=127.0.0.1", "fsync=off", "full_page_writes=off", "shared_buffers=16MB",
           "max_connections=50", "autovacuum=off", "log_error_verbosity=terse"})
         command.insert(command.end(), {"-c", setting});
     if (HasTls())
         for (const std::string& setting :
-             {std::string("ssl=on"), "ssl_cert_file=" + CertificateFile(),
-              "ssl_key_file=" + KeyFile(), "ssl_ca_file=" + CaFile()})
+             {std::string("ssl=on"), "ssl_cert_file=" + GetCertificateFile(),
+              "ssl_key_file=" + GetKeyFile(), "ssl_ca_file=" + GetCaFile()})
             command.insert(command.end(), {"-c", setting});
     return command;
 }
@@ -58,8 +58,8 @@ bool PostgresServer::Answers() {
 
 std::string PostgresServer::Execute(const std::string& statements, const std::string& database) {
     return RunServerProgram({ServerFile(std::string(PROGRAMS) + "psql"), "-X", "-q", "-A", "-t",
-                             "-v", "ON_ERROR_STOP=1", "-h", Dir().Path("."), "-p",
-                             std::to_string(Port()), "-U", ADMIN, "-d", database, "-f", "-"},
+                             "-v", "ON_ERROR_STOP=1", "-h", GetDir().Path("."), "-p",
+                             std::to_string(GetPort()), "-U", ADMIN, "-d", database, "-f", "-"},
                             statements);
 }
 

@@ -14,13 +14,13 @@ class PostgresServer final : public TestServer {
 public:
     explicit PostgresServer(const TestCertificate* certificate = nullptr);
 
-    std::string SocketPath() const override;
+    std::string GetSocketPath() const override;
 
     /// Executes statements as the superuser and gives the rows: columns separated by "|".
     std::string Execute(const std::string& statements, const std::string& database = "postgres");
 
 private:
-    std::vector<std::string> Command() const override;
+    std::vector<std::string> GetCommand() const override;
     bool Answers() override;
 };
 

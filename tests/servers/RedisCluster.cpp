@@ -36,7 +36,7 @@ RedisCluster::RedisCluster() {
     std::vector<std::string> create = {ServerFile("usr/bin/redis-cli"), "--cluster", "create"};
     for (auto& node : m_nodes) {
         node = std::make_unique<RedisServer>(options);
-        create.push_back(node->Host());
+        create.push_back(node->GetHost());
     }
     create.insert(create.end(), {"--cluster-replicas", "1", "--cluster-yes"});
     RunServerProgram(create);
@@ -44,19 +44,19 @@ RedisCluster::RedisCluster() {
     SetNodeTimeout(NEVER);
 }
 
-std::string RedisCluster::Hosts() const {
+std::string RedisCluster::GetHosts() const {
     std::string hosts;
     for (const auto& node : m_nodes)
-        hosts += (hosts.empty() ? "" : ", ") + node->Host();
+        hosts += (hosts.empty() ? "" : ", ") + node->GetHost();
     return hosts;
 }
 
 std::string RedisCluster::Run(const std::vector<std::string>& command) {
     for (const auto& node : m_nodes) {
-        if (node->Pid() < 0)
+        if (node->GetPid() < 0)
             continue;
         std::vector<std::string> arguments = {ServerFile("usr/bin/redis-cli"), "-e", "-c", "-p",
-                                              std::to_string(node->Port())};
+                                              std::to_string(node->GetPort())};
         arguments.insert(arguments.end(), command.begin(), command.end());
         return RunServerProgram(arguments);
     }
@@ -66,7 +66,7 @@ std::string RedisCluster::Run(const std::vector<std::string>& command) {
 void RedisCluster::WaitUntilHealthy() {
     WaitUntil([this] {
         for (const auto& node : m_nodes)
-            if (node->Pid() >= 0 &&
+            if (node->GetPid() >= 0 &&
                 node->Run({"CLUSTER", "INFO"}).find("cluster_state:ok") == std::string::npos)
                 return false;
         return true;
@@ -95,7 +95,7 @@ bool RedisCluster::HasReplicas() {
 
 void RedisCluster::SetNodeTimeout(std::chrono::milliseconds timeout) {
     for (const auto& node : m_nodes)
-        if (node->Pid() >= 0)
+        if (node->GetPid() >= 0)
             node->Run({"CONFIG", "SET", "cluster-node-timeout", std::to_string(timeout.count())});
 }
 

@@ -22,7 +22,7 @@ public:
     RedisServer& Node(int i) { return *m_nodes.at(static_cast<std::size_t>(i)); }
 
     /// All of them, as the option Hosts takes them.
-    std::string Hosts() const;
+    std::string GetHosts() const;
 
     /// Runs a command on the node that it belongs to, and gives the answer.
     std::string Run(const std::vector<std::string>& command);

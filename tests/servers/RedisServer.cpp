@@ -13,19 +13,19 @@ RedisServer::RedisServer(const Options& options)
     Start();
 }
 
-std::vector<std::string> RedisServer::Command() const {
+std::vector<std::string> RedisServer::GetCommand() const {
     // The log of commands keeps the data over a crash.
     std::vector<std::string> command = {ServerFile("usr/bin/redis-server"),
                                         "--bind",
                                         "127.0.0.1",
                                         "--port",
-                                        std::to_string(Port()),
+                                        std::to_string(GetPort()),
                                         "--unixsocket",
-                                        SocketPath(),
+                                        GetSocketPath(),
                                         "--unixsocketperm",
                                         "777",
                                         "--dir",
-                                        Dir().Path("."),
+                                        GetDir().Path("."),
                                         "--save",
                                         "",
                                         "--appendonly",
@@ -37,8 +37,8 @@ std::vector<std::string> RedisServer::Command() const {
     if (HasTls())
         command.insert(command.end(),
                        {"--tls-port", std::to_string(m_tls_port), "--tls-cert-file",
-                        CertificateFile(), "--tls-key-file", KeyFile(), "--tls-ca-cert-file",
-                        CaFile(), "--tls-auth-clients", "optional"});
+                        GetCertificateFile(), "--tls-key-file", GetKeyFile(), "--tls-ca-cert-file",
+                        GetCaFile(), "--tls-auth-clients", "optional"});
     if (m_options.cluster)
         command.insert(command.end(), {"--cluster-enabled", "yes", "--cluster-config-file",
                                        "nodes.conf", "--cluster-port", std::to_string(m_bus_port),
@@ -47,7 +47,8 @@ std::vector<std::string> RedisServer::Command() const {
 }
 
 std::vector<std::string> RedisServer::Client() const {
-    std::vector<std::string> command = {ServerFile("usr/bin/redis-cli"), "-e", "-s", SocketPath()};
+    std::vector<std::string> command = {ServerFile("usr/bin/redis-cli"), "-e", "-s",
+                                        GetSocketPath()};
     if (!m_options.password.empty())
         command.insert(command.end(), {"--no-auth-warning", "-a", m_options.password});
     return command;

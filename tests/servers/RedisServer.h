@@ -19,8 +19,8 @@ public:
     RedisServer() : RedisServer(Options()) {}
     explicit RedisServer(const Options& options);
 
-    /// The address for TLS; Host() stays the one without.
-    std::string TlsHost() const { return "127.0.0.1:" + std::to_string(m_tls_port); }
+    /// The address for TLS; GetHost() stays the one without.
+    std::string GetTlsHost() const { return "127.0.0.1:" + std::to_string(m_tls_port); }
 
     /// Runs one command and gives the answer as redis-cli prints it.
     /// Throws std::runtime_error when the answer is an error.
@@ -30,7 +30,7 @@ public:
     void Load(const std::vector<std::vector<std::string>>& commands);
 
 private:
-    std::vector<std::string> Command() const override;
+    std::vector<std::string> GetCommand() const override;
     bool Answers() override;
     std::vector<std::string> Client() const;
 

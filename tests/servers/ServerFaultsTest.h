@@ -30,9 +30,9 @@ protected:
 TYPED_TEST_SUITE_P(ServerFaultsTest);
 
 TYPED_TEST_P(ServerFaultsTest, AnswersByPortAndBySocket) {
-    this->ExpectWorks(this->List(this->Server().Host()));
-    this->ExpectWorks(this->List(this->Server().UnixHost()));
-    const std::string port = std::to_string(this->Server().Port());
+    this->ExpectWorks(this->List(this->Server().GetHost()));
+    this->ExpectWorks(this->List(this->Server().GetUnixHost()));
+    const std::string port = std::to_string(this->Server().GetPort());
     this->ExpectWorks(this->List("localhost:" + port));
     EXPECT_THAT(this->TakeErrors(), testing::IsEmpty());
 }
@@ -40,7 +40,7 @@ TYPED_TEST_P(ServerFaultsTest, AnswersByPortAndBySocket) {
 TYPED_TEST_P(ServerFaultsTest, ServerMayBeDownWhenTheListIsLoaded) {
     this->Server().Kill();
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(this->Server().Host()));
+    holder.Init(this->List(this->Server().GetHost()));
     EXPECT_EQ(holder.GetObjects().size(), 1u);
     EXPECT_THAT(this->FailureOf(holder), testing::HasSubstr("Connection refused"));
     this->Server().Restart();
@@ -48,29 +48,29 @@ TYPED_TEST_P(ServerFaultsTest, ServerMayBeDownWhenTheListIsLoaded) {
 }
 
 TYPED_TEST_P(ServerFaultsTest, AnotherServerAnswersInItsPlace) {
-    kwlookup::FaultyProxy dead(this->Server().Port());
+    kwlookup::FaultyProxy dead(this->Server().GetPort());
     dead.SetFault(TestFixture::Fault::Close);
-    this->ExpectWorks(this->List(dead.Host() + ", " + this->Server().Host()));
-    EXPECT_GE(dead.Accepted(), 1);
+    this->ExpectWorks(this->List(dead.GetHost() + ", " + this->Server().GetHost()));
+    EXPECT_GE(dead.GetAcceptedCount(), 1);
 }
 
 TYPED_TEST_P(ServerFaultsTest, RestartCostsNoSearch) {
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(this->Server().Host()));
+    holder.Init(this->List(this->Server().GetHost()));
     this->ExpectWorks(holder);
     this->Server().Restart();
     this->ExpectWorks(holder);
-    kwlookup::FaultyProxy proxy(this->Server().Port());
-    holder.Init(this->List(proxy.Host()));
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
+    holder.Init(this->List(proxy.GetHost()));
     this->ExpectWorks(holder);
     proxy.Disconnect();
     this->ExpectWorks(holder);
-    EXPECT_EQ(proxy.Accepted(), 2);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
 }
 
 TYPED_TEST_P(ServerFaultsTest, ServerDiesWhileItIsAsked) {
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(this->Server().Host(), "Timeout=30|ConnectTimeout=30"));
+    holder.Init(this->List(this->Server().GetHost(), "Timeout=30|ConnectTimeout=30"));
     this->ExpectWorks(holder);
     this->Server().Stop();
     std::string failure;
@@ -81,17 +81,17 @@ TYPED_TEST_P(ServerFaultsTest, ServerDiesWhileItIsAsked) {
         search.join();
     });
     EXPECT_LT(time, std::chrono::seconds(15)) << "it waited for the limit";
-    EXPECT_THAT(failure, testing::StartsWith(this->Server().Host() + ": "));
+    EXPECT_THAT(failure, testing::StartsWith(this->Server().GetHost() + ": "));
     this->Server().Restart();
     this->ExpectWorks(holder);
 }
 
 TYPED_TEST_P(ServerFaultsTest, StoppedServerFailsSearchesInTime) {
     KwLookupHolder kept(this->m_log);
-    kept.Init(this->List(this->Server().Host()));
+    kept.Init(this->List(this->Server().GetHost()));
     this->ExpectWorks(kept);
     KwLookupHolder fresh(this->m_log);
-    fresh.Init(this->List(this->Server().Host(), "ConnectTimeout=20"));
+    fresh.Init(this->List(this->Server().GetHost(), "ConnectTimeout=20"));
     this->Server().Stop();
     this->ExpectFailsInTime(kept, "no answer in time");
     this->ExpectFailsInTime(fresh, "no answer in time");
@@ -101,11 +101,11 @@ TYPED_TEST_P(ServerFaultsTest, StoppedServerFailsSearchesInTime) {
 }
 
 TYPED_TEST_P(ServerFaultsTest, AnswerThatStopsSomewhereFailsSearchesInTime) {
-    kwlookup::FaultyProxy proxy(this->Server().Port());
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(proxy.Host(), "ConnectTimeout=20"));
+    holder.Init(this->List(proxy.GetHost(), "ConnectTimeout=20"));
     EXPECT_EQ(this->FailureOf(holder), "found OK");
-    const std::size_t length = proxy.Forwarded();
+    const std::size_t length = proxy.GetForwardedBytes();
     for (const std::size_t bytes : {std::size_t(0), std::size_t(1), length / 2, length - 1}) {
         SCOPED_TRACE(bytes);
         proxy.SetFault(TestFixture::Fault::Hang, bytes);
@@ -117,13 +117,13 @@ TYPED_TEST_P(ServerFaultsTest, AnswerThatStopsSomewhereFailsSearchesInTime) {
 }
 
 TYPED_TEST_P(ServerFaultsTest, AnswerCutAfterAnyByteIsAFault) {
-    kwlookup::FaultyProxy proxy(this->Server().Port());
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(proxy.Host()));
+    holder.Init(this->List(proxy.GetHost()));
     EXPECT_EQ(this->FailureOf(holder), "found OK");
-    const std::size_t length = proxy.Forwarded();
+    const std::size_t length = proxy.GetForwardedBytes();
     EXPECT_EQ(this->FailureOf(holder), "found OK");
-    const std::size_t answer = proxy.Forwarded() - length;
+    const std::size_t answer = proxy.GetForwardedBytes() - length;
     ASSERT_GT(answer, 0u);
     ASSERT_LE(answer, length);
     for (const auto fault : {TestFixture::Fault::Close, TestFixture::Fault::Reset})
@@ -133,7 +133,7 @@ TYPED_TEST_P(ServerFaultsTest, AnswerCutAfterAnyByteIsAFault) {
             proxy.Disconnect();
             std::string failure;
             const auto time = this->TimeOf([&] { failure = this->FailureOf(holder); });
-            EXPECT_THAT(failure, testing::StartsWith(proxy.Host() + ": ")) << bytes;
+            EXPECT_THAT(failure, testing::StartsWith(proxy.GetHost() + ": ")) << bytes;
             EXPECT_LT(time, TestFixture::LIMIT) << bytes;
         }
     proxy.SetFault(TestFixture::Fault::None);
@@ -141,11 +141,11 @@ TYPED_TEST_P(ServerFaultsTest, AnswerCutAfterAnyByteIsAFault) {
 }
 
 TYPED_TEST_P(ServerFaultsTest, GarbageIsNeverAMiss) {
-    kwlookup::FaultyProxy proxy(this->Server().Port());
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(proxy.Host()));
+    holder.Init(this->List(proxy.GetHost()));
     EXPECT_EQ(this->FailureOf(holder), "found OK");
-    const std::size_t length = proxy.Forwarded();
+    const std::size_t length = proxy.GetForwardedBytes();
     // Garbage may claim that more of it follows, which takes the whole time.
     for (std::size_t bytes = 0; bytes < length; bytes += 1 + length / 10) {
         proxy.SetFault(TestFixture::Fault::Scramble, bytes);
@@ -160,46 +160,47 @@ TYPED_TEST_P(ServerFaultsTest, GarbageIsNeverAMiss) {
 }
 
 TYPED_TEST_P(ServerFaultsTest, WrongPasswordIsAFaultAndNoSecretIsTold) {
-    std::string login = this->Get().Login();
+    std::string login = this->Get().GetLogin();
     const std::string good = "secret of the test";
     const std::string bad = "wrong secret";
     ASSERT_NE(login.find(good), std::string::npos);
     login.replace(login.find(good), good.size(), bad);
-    const std::string item = this->Get().Type() +
-                             ":OnError=exception|Hosts=" + this->Server().Host() + "|" + login +
-                             "|" + this->Get().Query();
+    const std::string item = this->Get().GetType() +
+                             ":OnError=exception|Hosts=" + this->Server().GetHost() + "|" + login +
+                             "|" + this->Get().GetQuery();
     RecordingLog::Reset();
     const std::string failure = this->FailureOf("\"" + item + "\"");
-    EXPECT_THAT(failure, testing::StartsWith(this->Server().Host() + ": "));
+    EXPECT_THAT(failure, testing::StartsWith(this->Server().GetHost() + ": "));
     EXPECT_THAT(failure, testing::Not(testing::HasSubstr(bad)));
     KwLookupHolder holder(this->m_log);
     holder.Init("\"" + item + " or so\"");
-    holder.Init("\"" + this->Get().Type() + ":Hosts=[|" + login + "|" + this->Get().Query() + "\"");
-    for (const RecordingLog::Line& line : RecordingLog::Lines())
+    holder.Init("\"" + this->Get().GetType() + ":Hosts=[|" + login + "|" + this->Get().GetQuery() +
+                "\"");
+    for (const RecordingLog::Line& line : RecordingLog::GetLines())
         EXPECT_THAT(kwlookup::WithoutSecrets(line.text), testing::Not(testing::HasSubstr(bad)));
 }
 
 TYPED_TEST_P(ServerFaultsTest, ChildAfterForkConnectsItself) {
-    kwlookup::FaultyProxy proxy(this->Server().Port());
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(proxy.Host()));
+    holder.Init(this->List(proxy.GetHost()));
     this->ExpectWorks(holder);
-    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
     const pid_t child = ::fork();
     if (child == 0)
         ::_exit(this->FailureOf(holder) == "found OK" ? 0 : 1);
     int status = -1;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(proxy.Accepted(), 2);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
     this->ExpectWorks(holder);
-    EXPECT_EQ(proxy.Accepted(), 2);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
 }
 
 TYPED_TEST_P(ServerFaultsTest, LongRunLeavesNothingBehind) {
     RecordingLog::Silence();
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(this->Server().Host(), "Timeout=30"));
+    holder.Init(this->List(this->Server().GetHost(), "Timeout=30"));
     const auto search = [&](int rounds) {
         int found = 0;
         for (int i = 0; i < rounds; ++i) {

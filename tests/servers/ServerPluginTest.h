@@ -18,8 +18,8 @@
 /// ServerThreadsTest are what every type does alike.
 ///
 /// A program instantiates a suite with a `Service`: `GetServer()`, the server, which lives as
-/// long as the program; `Type()`; `Login()`, the settings that log in, with the password "secret of
-/// the test"; and `Query()`, under which "jdoe@corp.lan" has the result "OK", and
+/// long as the program; `GetType()`; `GetLogin()`, the settings that log in, with the password
+/// "secret of the test"; and `GetQuery()`, under which "jdoe@corp.lan" has the result "OK", and
 /// "nobody@corp.lan" is not found.
 template <typename Service>
 class ServerPluginTest : public PluginTest {
@@ -42,9 +42,10 @@ protected:
     /// A list of one item, which asks the server at `hosts`. A failure is no reason not to ask
     /// again.
     static std::string List(const std::string& hosts, const std::string& settings = "") {
-        return "\"" + Get().Type() + ":OnError=exception|Timeout=1|RetryInterval=0|Hosts=" + hosts +
-               "|" + Get().Login() + "|" + settings + (settings.empty() ? "" : "|") +
-               Get().Query() + "\"";
+        return "\"" + Get().GetType() +
+               ":OnError=exception|Timeout=1|RetryInterval=0|Hosts=" + hosts + "|" +
+               Get().GetLogin() + "|" + settings + (settings.empty() ? "" : "|") +
+               Get().GetQuery() + "\"";
     }
 
     static void ExpectWorks(const KwLookupHolder& holder) {

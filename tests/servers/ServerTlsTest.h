@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// For a `Service` whose server can speak TLS. `TlsHost()` names its port for that.
+/// For a `Service` whose server can speak TLS. `GetTlsHost()` names its port for that.
 template <typename Service>
 class ServerTlsTest : public ServerPluginTest<Service> {
 protected:
@@ -18,11 +18,11 @@ protected:
     }
 
     std::string TlsList(const std::string& settings) {
-        return this->List(this->Get().TlsHost(), settings);
+        return this->List(this->Get().GetTlsHost(), settings);
     }
 
     static std::string Trusting(const std::string& mode) {
-        return "Tls=" + mode + "|TlsCaFile=" + Authority().CaFile();
+        return "Tls=" + mode + "|TlsCaFile=" + Authority().GetCaFile();
     }
 };
 
@@ -30,20 +30,20 @@ TYPED_TEST_SUITE_P(ServerTlsTest);
 
 TYPED_TEST_P(ServerTlsTest, VerifiesTheCertificate) {
     this->Server().UseCertificate(this->Authority().ForServer());
-    for (const std::string& mode : this->Get().TlsModes())
+    for (const std::string& mode : this->Get().GetTlsModes())
         this->ExpectWorks(this->TlsList(this->Trusting(mode)));
-    const std::string mode = this->Get().TlsModes().front();
+    const std::string mode = this->Get().GetTlsModes().front();
     const kwlookup::TestAuthority foreign("Foreign Authority");
     const std::string verified = "certificate";
-    EXPECT_THAT(this->FailureOf(this->TlsList("Tls=" + mode + "|TlsCaFile=" + foreign.CaFile())),
+    EXPECT_THAT(this->FailureOf(this->TlsList("Tls=" + mode + "|TlsCaFile=" + foreign.GetCaFile())),
                 testing::HasSubstr(verified));
     EXPECT_THAT(this->FailureOf(this->TlsList("Tls=" + mode)), testing::HasSubstr(verified));
-    const std::string port = this->Get().TlsHost().substr(this->Get().TlsHost().rfind(':'));
+    const std::string port = this->Get().GetTlsHost().substr(this->Get().GetTlsHost().rfind(':'));
     this->ExpectWorks(this->List("localhost" + port, this->Trusting(mode)));
 
     this->Server().UseCertificate(this->Authority().WithWrongName());
     EXPECT_THAT(this->FailureOf(this->TlsList(this->Trusting(mode))),
-                testing::StartsWith(this->Get().TlsHost() + ": "));
+                testing::StartsWith(this->Get().GetTlsHost() + ": "));
     this->Server().UseCertificate(this->Authority().Expired());
     EXPECT_THAT(this->FailureOf(this->TlsList(this->Trusting(mode))), testing::HasSubstr(verified));
 
@@ -56,7 +56,7 @@ TYPED_TEST_P(ServerTlsTest, VerifiesTheCertificate) {
 TYPED_TEST_P(ServerTlsTest, FilesThatCannotBeReadAreAFault) {
     this->Server().UseCertificate(this->Authority().ForServer());
     const std::string none = this->m_dir.Path("none");
-    const std::string mode = this->Get().TlsModes().front();
+    const std::string mode = this->Get().GetTlsModes().front();
     EXPECT_THAT(this->FailureOf(this->TlsList("Tls=" + mode + "|TlsCaFile=" + none)),
                 testing::HasSubstr(none));
     const std::string text = this->m_dir.Write("text", "no certificate");

@@ -9,8 +9,8 @@ namespace kwlookup {
 
 SlapdServer::SlapdServer(const TestCertificate* certificate, const std::string& settings)
     : TestServer(certificate), m_settings(settings), m_tls_port(FreePort()) {
-    std::filesystem::create_directory(Dir().Path("data"));
-    GiveToServer(Dir().Path("data"));
+    std::filesystem::create_directory(GetDir().Path("data"));
+    GiveToServer(GetDir().Path("data"));
     Start();
     Add("dn: dc=example,dc=test\n"
         "objectClass: dcObject\n"
@@ -26,44 +26,44 @@ void SlapdServer::WriteConfiguration() const {
             "include " + ServerFile(std::string("etc/ldap/schema/") + schema + ".schema") + "\n";
     conf += "modulepath " + ServerFile("usr/lib/ldap") + "\n";
     conf += "moduleload back_mdb\n";
-    conf += "pidfile " + Dir().Path("pid") + "\n";
+    conf += "pidfile " + GetDir().Path("pid") + "\n";
     if (HasTls())
-        conf += "TLSCertificateFile " + CertificateFile() + "\nTLSCertificateKeyFile " + KeyFile() +
-                "\nTLSCACertificateFile " + CaFile() + "\nTLSVerifyClient try\n";
+        conf += "TLSCertificateFile " + GetCertificateFile() + "\nTLSCertificateKeyFile " +
+                GetKeyFile() + "\nTLSCACertificateFile " + GetCaFile() + "\nTLSVerifyClient try\n";
     conf += "database mdb\n"
             "suffix dc=example,dc=test\n"
             "maxsize 67108864\n"
             "dbnosync\n";
     conf += std::string("rootdn ") + ADMIN + "\nrootpw \"" + ADMIN_PASSWORD + "\"\n";
-    conf += "directory " + Dir().Path("data") + "\n" + m_settings;
-    GiveToServer(Dir().Write("slapd.conf", conf));
+    conf += "directory " + GetDir().Path("data") + "\n" + m_settings;
+    GiveToServer(GetDir().Write("slapd.conf", conf));
 }
 
-std::vector<std::string> SlapdServer::Command() const {
+std::vector<std::string> SlapdServer::GetCommand() const {
     WriteConfiguration();
-    std::string urls = "ldap://" + Host() + " " + SocketUrl();
+    std::string urls = "ldap://" + GetHost() + " " + GetSocketUrl();
     if (HasTls())
-        urls += " ldaps://" + TlsHost();
-    return {ServerFile("usr/sbin/slapd"), "-f", Dir().Path("slapd.conf"), "-h", urls, "-d", "0"};
+        urls += " ldaps://" + GetTlsHost();
+    return {ServerFile("usr/sbin/slapd"), "-f", GetDir().Path("slapd.conf"), "-h", urls, "-d", "0"};
 }
 
-std::string SlapdServer::SocketUrl() const {
+std::string SlapdServer::GetSocketUrl() const {
     std::string url = "ldapi://";
-    for (const char c : SocketPath())
+    for (const char c : GetSocketPath())
         url += c == '/' ? "%2F" : std::string(1, c);
     return url;
 }
 
 bool SlapdServer::Answers() {
-    RunServerProgram({ServerFile("usr/bin/ldapsearch"), "-x", "-LLL", "-H", SocketUrl(), "-s",
+    RunServerProgram({ServerFile("usr/bin/ldapsearch"), "-x", "-LLL", "-H", GetSocketUrl(), "-s",
                       "base", "-b", "", "1.1"});
     return true;
 }
 
 void SlapdServer::Add(const std::string& ldif) {
-    RunServerProgram(
-        {ServerFile("usr/bin/ldapadd"), "-x", "-H", SocketUrl(), "-D", ADMIN, "-w", ADMIN_PASSWORD},
-        ldif);
+    RunServerProgram({ServerFile("usr/bin/ldapadd"), "-x", "-H", GetSocketUrl(), "-D", ADMIN, "-w",
+                      ADMIN_PASSWORD},
+                     ldif);
 }
 
 } // namespace kwlookup

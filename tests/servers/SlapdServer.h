@@ -18,15 +18,15 @@ public:
     explicit SlapdServer(const TestCertificate* certificate = nullptr,
                          const std::string& settings = "");
 
-    std::string TlsHost() const { return "127.0.0.1:" + std::to_string(m_tls_port); }
+    std::string GetTlsHost() const { return "127.0.0.1:" + std::to_string(m_tls_port); }
 
     /// Adds entries, in LDIF, as the administrator.
     void Add(const std::string& ldif);
 
 private:
-    std::vector<std::string> Command() const override;
+    std::vector<std::string> GetCommand() const override;
     bool Answers() override;
-    std::string SocketUrl() const;
+    std::string GetSocketUrl() const;
     void WriteConfiguration() const;
 
     std::string m_settings;

@@ -43,12 +43,13 @@ TestAuthority::TestAuthority(const std::string& name) {
     m_dir.Write("index", "");
     OpenSsl({"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
              "-subj", "/CN=" + name, "-days", "30", "-keyout", m_dir.Path("ca.key"), "-out",
-             CaFile()});
+             GetCaFile()});
 }
 
 TestCertificate TestAuthority::Issue(const std::string& file, const std::string& name,
                                      const std::string& alternatives, bool expired) const {
-    const TestCertificate made = {m_dir.Path(file + ".crt"), m_dir.Path(file + ".key"), CaFile()};
+    const TestCertificate made = {m_dir.Path(file + ".crt"), m_dir.Path(file + ".key"),
+                                  GetCaFile()};
     if (std::filesystem::exists(made.certificate_file))
         return made;
     const std::string request = m_dir.Path(file + ".csr");
@@ -61,7 +62,7 @@ TestCertificate TestAuthority::Issue(const std::string& file, const std::string&
                                      "-config",
                                      m_dir.Path("ca.conf"),
                                      "-cert",
-                                     CaFile(),
+                                     GetCaFile(),
                                      "-keyfile",
                                      m_dir.Path("ca.key"),
                                      "-in",

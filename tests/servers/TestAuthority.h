@@ -20,7 +20,7 @@ class TestAuthority {
 public:
     explicit TestAuthority(const std::string& name = "Test Authority");
 
-    std::string CaFile() const { return m_dir.Path("ca.crt"); }
+    std::string GetCaFile() const { return m_dir.Path("ca.crt"); }
 
     /// For a server on this machine: localhost, 127.0.0.1 and ::1.
     TestCertificate ForServer() const;

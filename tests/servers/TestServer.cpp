@@ -86,9 +86,9 @@ void TestServer::CopyCertificate(const TestCertificate& certificate) {
         std::filesystem::permissions(to, std::filesystem::perms(0600));
         GiveToServer(to);
     };
-    copy(certificate.certificate_file, CertificateFile());
-    copy(certificate.key_file, KeyFile());
-    copy(certificate.ca_file, CaFile());
+    copy(certificate.certificate_file, GetCertificateFile());
+    copy(certificate.key_file, GetKeyFile());
+    copy(certificate.ca_file, GetCaFile());
     m_has_tls = true;
 }
 
@@ -97,7 +97,7 @@ void TestServer::UseCertificate(const TestCertificate& certificate) {
     Restart();
 }
 
-std::string TestServer::Log() const {
+std::string TestServer::GetLog() const {
     std::ifstream file(m_dir.Path("log"), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
@@ -105,7 +105,7 @@ std::string TestServer::Log() const {
 void TestServer::Start() {
     for (int i = 0; !Launch(); ++i) {
         if (i == PORT_TRIES)
-            throw std::runtime_error("the server does not start: " + Log());
+            throw std::runtime_error("the server does not start: " + GetLog());
         m_port = FreePort();
     }
 }
@@ -113,12 +113,12 @@ void TestServer::Start() {
 void TestServer::Restart() {
     Kill();
     if (!Launch())
-        throw std::runtime_error("the server does not start again: " + Log());
+        throw std::runtime_error("the server does not start again: " + GetLog());
 }
 
 /// Gives false when the server ended before it answered.
 bool TestServer::Launch() {
-    std::vector<std::string> arguments = ServerCommand(Command());
+    std::vector<std::string> arguments = ServerCommand(GetCommand());
     std::vector<char*> pointers;
     for (std::string& argument : arguments)
         pointers.push_back(argument.data());
@@ -152,10 +152,10 @@ bool TestServer::Launch() {
         }
         std::this_thread::sleep_for(PAUSE);
     }
-    throw std::runtime_error("the server does not answer: " + Log());
+    throw std::runtime_error("the server does not answer: " + GetLog());
 }
 
-std::vector<pid_t> TestServer::Processes() const {
+std::vector<pid_t> TestServer::GetProcesses() const {
     std::vector<pid_t> family = {m_pid};
     std::vector<std::pair<pid_t, pid_t>> parents;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
@@ -171,7 +171,7 @@ std::vector<pid_t> TestServer::Processes() const {
 }
 
 void TestServer::Signal(int signal) {
-    for (const pid_t process : Processes())
+    for (const pid_t process : GetProcesses())
         ::kill(process, signal);
 }
 
@@ -193,7 +193,7 @@ void TestServer::Kill() {
     if (m_pid < 0)
         return;
     ::kill(m_pid, SIGSTOP);
-    const std::vector<pid_t> processes = Processes();
+    const std::vector<pid_t> processes = GetProcesses();
     for (const pid_t process : processes)
         ::kill(process, SIGKILL);
     ::waitpid(m_pid, nullptr, 0);

@@ -18,14 +18,14 @@ public:
     TestServer& operator=(const TestServer&) = delete;
     virtual ~TestServer();
 
-    int Port() const { return m_port; }
+    int GetPort() const { return m_port; }
     /// How an option Hosts names it.
-    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
-    std::string UnixHost() const { return "unix:" + SocketPath(); }
-    virtual std::string SocketPath() const { return m_dir.Path("socket"); }
+    std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
+    std::string GetUnixHost() const { return "unix:" + GetSocketPath(); }
+    virtual std::string GetSocketPath() const { return m_dir.Path("socket"); }
 
     /// The process that was started; servers have more of them.
-    pid_t Pid() const { return m_pid; }
+    pid_t GetPid() const { return m_pid; }
 
     /// Ends all its processes at once, as a crash does.
     void Kill();
@@ -41,27 +41,27 @@ public:
     void UseCertificate(const TestCertificate& certificate);
 
     /// What it has written to standard output and error.
-    std::string Log() const;
+    std::string GetLog() const;
 
 protected:
     /// With `certificate`, it speaks TLS.
     explicit TestServer(const TestCertificate* certificate = nullptr);
 
     /// Starts it for the first time; if somebody has taken the port, at another one.
-    /// Constructors call it when all that Command() reads is there.
+    /// Constructors call it when all that GetCommand() reads is there.
     void Start();
 
-    const TempDir& Dir() const { return m_dir; }
+    const TempDir& GetDir() const { return m_dir; }
     bool HasTls() const { return m_has_tls; }
-    std::string CertificateFile() const { return m_dir.Path("server.crt"); }
-    std::string KeyFile() const { return m_dir.Path("server.key"); }
-    std::string CaFile() const { return m_dir.Path("ca.crt"); }
+    std::string GetCertificateFile() const { return m_dir.Path("server.crt"); }
+    std::string GetKeyFile() const { return m_dir.Path("server.key"); }
+    std::string GetCaFile() const { return m_dir.Path("ca.crt"); }
 
     /// A port that nobody listens at.
     static int FreePort();
 
     /// The program and its arguments.
-    virtual std::vector<std::string> Command() const = 0;
+    virtual std::vector<std::string> GetCommand() const = 0;
 
     /// Whether it answers already; asked until it does. May throw std::runtime_error for no.
     virtual bool Answers() = 0;
@@ -69,7 +69,7 @@ protected:
 private:
     void CopyCertificate(const TestCertificate& certificate);
     bool Launch();
-    std::vector<pid_t> Processes() const;
+    std::vector<pid_t> GetProcesses() const;
     void Signal(int signal);
 
     TempDir m_dir;

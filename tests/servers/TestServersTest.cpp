@@ -39,7 +39,7 @@ void ExpectVerifiedTls(const std::string& host, const std::string& ca_file,
                        const std::string& protocol = "") {
     EXPECT_EQ(VerifyTls(host, ca_file, protocol), "Verification: OK");
     const TestAuthority foreign("Foreign Authority");
-    EXPECT_NE(VerifyTls(host, foreign.CaFile(), protocol), "Verification: OK");
+    EXPECT_NE(VerifyTls(host, foreign.GetCaFile(), protocol), "Verification: OK");
 }
 
 char StateOf(pid_t pid) {
@@ -71,7 +71,7 @@ TEST(TestServers, RedisWithPasswordAndTls) {
     options.certificate = &certificate;
     RedisServer server(options);
     EXPECT_EQ(server.Run({"PING"}), "PONG\n");
-    ExpectVerifiedTls(server.TlsHost(), authority.CaFile());
+    ExpectVerifiedTls(server.GetTlsHost(), authority.GetCaFile());
 }
 
 TEST(TestServers, RedisClusterOutlivesAMaster) {
@@ -101,12 +101,12 @@ TEST(TestServers, PostgresKeepsItsDataOverACrash) {
     server.Execute("create table t (a text); insert into t values ('x'), ('y')");
     EXPECT_EQ(server.Execute("select a from t order by a"), "x\ny\n");
     EXPECT_THROW(server.Execute("select b from t"), std::runtime_error);
-    ExpectVerifiedTls(server.Host(), authority.CaFile(), "postgres");
+    ExpectVerifiedTls(server.GetHost(), authority.GetCaFile(), "postgres");
     server.UseCertificate(authority.Expired());
-    EXPECT_EQ(VerifyTls(server.Host(), authority.CaFile(), "postgres"),
+    EXPECT_EQ(VerifyTls(server.GetHost(), authority.GetCaFile(), "postgres"),
               "Verification error: certificate has expired");
     server.UseCertificate(authority.WithWrongName());
-    EXPECT_EQ(VerifyTls(server.Host(), authority.CaFile(), "postgres"),
+    EXPECT_EQ(VerifyTls(server.GetHost(), authority.GetCaFile(), "postgres"),
               "Verification error: IP address mismatch");
     EXPECT_EQ(server.Execute("select count(*) from t"), "2\n");
 }
@@ -118,7 +118,7 @@ TEST(TestServers, MariaKeepsItsDataOverACrash) {
     server.Execute("create table t (a text); insert into t values ('x')");
     EXPECT_EQ(server.Execute("select a from t"), "x\n");
     EXPECT_THROW(server.Execute("select b from t"), std::runtime_error);
-    ExpectVerifiedTls(server.Host(), authority.CaFile(), "mysql");
+    ExpectVerifiedTls(server.GetHost(), authority.GetCaFile(), "mysql");
     server.Restart();
     EXPECT_EQ(server.Execute("select a from t"), "x\n");
 }
@@ -134,7 +134,7 @@ TEST(TestServers, SlapdKeepsItsDataOverACrash) {
                               "sn: Doe\n"
                               "mail: jdoe@corp.lan\n";
     server.Add(entry);
-    ExpectVerifiedTls(server.TlsHost(), authority.CaFile());
+    ExpectVerifiedTls(server.GetTlsHost(), authority.GetCaFile());
     server.Restart();
     EXPECT_THROW(server.Add(entry), std::runtime_error) << "it is there already";
 }
@@ -143,9 +143,9 @@ TEST(TestServers, StoppedServerGoesOn) {
     PostgresServer server;
     server.Stop();
     // A busy machine takes a moment to stop it.
-    for (int i = 0; i < 1000 && StateOf(server.Pid()) != 'T'; ++i)
+    for (int i = 0; i < 1000 && StateOf(server.GetPid()) != 'T'; ++i)
         ::usleep(10000);
-    EXPECT_EQ(StateOf(server.Pid()), 'T');
+    EXPECT_EQ(StateOf(server.GetPid()), 'T');
     server.Continue();
     EXPECT_EQ(server.Execute("select 1"), "1\n");
     server.Stop();
@@ -154,13 +154,13 @@ TEST(TestServers, StoppedServerGoesOn) {
 
 TEST(TestServers, ServerHasAnEnvironmentOfItsOwn) {
     SlapdServer server;
-    std::ifstream file("/proc/" + std::to_string(server.Pid()) + "/environ");
+    std::ifstream file("/proc/" + std::to_string(server.GetPid()) + "/environ");
     std::string variable;
     while (std::getline(file, variable, '\0')) {
         const std::string name = variable.substr(0, variable.find('='));
         EXPECT_TRUE(name == "PATH" || name == "LC_ALL" || name == "LD_LIBRARY_PATH") << variable;
     }
-    std::ifstream status("/proc/" + std::to_string(server.Pid()) + "/status");
+    std::ifstream status("/proc/" + std::to_string(server.GetPid()) + "/status");
     while (std::getline(status, variable) && variable.compare(0, 4, "Uid:") != 0) {
     }
     EXPECT_EQ(variable.find("\t0"), std::string::npos) << "it runs as root";
@@ -172,7 +172,7 @@ TEST(TestServers, ServerDiesWithTheTest) {
     const pid_t test = ::fork();
     if (test == 0) {
         RedisServer server;
-        const std::string told = std::to_string(server.Pid()) + " " + server.SocketPath();
+        const std::string told = std::to_string(server.GetPid()) + " " + server.GetSocketPath();
         if (::write(ends[1], told.data(), told.size()) < 0)
             ::_exit(1);
         for (;;)

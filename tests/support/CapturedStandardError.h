@@ -22,7 +22,7 @@ public:
     }
 
     /// What was written so far.
-    std::string Text() const {
+    std::string GetText() const {
         std::string text;
         char block[4096];
         ssize_t got;

@@ -56,14 +56,14 @@ void RecordingLog::FailOn(const std::string& part) {
     g_fail_on = part;
 }
 
-std::vector<RecordingLog::Line> RecordingLog::Lines() {
+std::vector<RecordingLog::Line> RecordingLog::GetLines() {
     const std::lock_guard<std::mutex> lock(g_lock);
     return g_lines;
 }
 
 std::vector<std::string> RecordingLog::Texts(int level) {
     std::vector<std::string> texts;
-    for (const Line& line : Lines())
+    for (const Line& line : GetLines())
         if (line.level == level)
             texts.push_back(line.text);
     return texts;

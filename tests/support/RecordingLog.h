@@ -16,7 +16,7 @@ inline constexpr auto DEBUG = log4cxx::Level::LEVEL_DEBUG;
 /// way a host replaces it: by defining its members in the executable.
 ///
 /// A logger with an empty name has every level off.
-/// Threads: writing is guarded; Lines() and the setters are for the test's own thread.
+/// Threads: writing is guarded; GetLines() and the setters are for the test's own thread.
 class RecordingLog {
 public:
     struct Line {
@@ -41,7 +41,7 @@ public:
     /// From now on forcedLog throws std::runtime_error("log is full") for texts that hold `part`.
     static void FailOn(const std::string& part);
 
-    static std::vector<Line> Lines();
+    static std::vector<Line> GetLines();
 
     /// The texts written at `level`, in order.
     static std::vector<std::string> Texts(int level);

@@ -32,7 +32,7 @@ public:
     /// Kills the program when it has not been waited for.
     ~RunningProgram();
 
-    pid_t Pid() const { return m_pid; }
+    pid_t GetPid() const { return m_pid; }
 
     /// Writes to its standard input. Throws std::system_error.
     void Write(const std::string& text);

@@ -43,7 +43,7 @@ struct TestBytes {
         return bytes;
     }
 
-    std::locale Locale() const;
+    std::locale GetLocale() const;
 
     std::array<char, 256> upper;
     std::array<char, 256> lower;
@@ -81,7 +81,7 @@ private:
     TestBytes m_bytes;
 };
 
-inline std::locale TestBytes::Locale() const {
+inline std::locale TestBytes::GetLocale() const {
     return std::locale(std::locale::classic(), new TestCtype(*this));
 }
 

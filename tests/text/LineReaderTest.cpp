@@ -73,14 +73,14 @@ TEST(LineReader, GivesTheLinesOfAFile) {
         std::vector<std::string> lines;
         for (std::string_view line; reader.Next(line);) {
             lines.emplace_back(line);
-            EXPECT_EQ(reader.LineNumber(), lines.size());
+            EXPECT_EQ(reader.GetLineNumber(), lines.size());
         }
         EXPECT_TRUE(lines == ExpectedLines(text)) << lines.size();
-        EXPECT_EQ(reader.Error(), 0);
+        EXPECT_EQ(reader.GetError(), 0);
         std::string_view more;
         EXPECT_FALSE(reader.Next(more));
-        EXPECT_FALSE(reader.Buffered());
-        EXPECT_EQ(reader.LineNumber(), lines.size());
+        EXPECT_FALSE(reader.HasBuffered());
+        EXPECT_EQ(reader.GetLineNumber(), lines.size());
     }
 }
 
@@ -96,7 +96,7 @@ TEST(LineReader, EndsAtItsLimit) {
         for (std::string_view line; reader.Next(line);)
             lines.emplace_back(line);
         EXPECT_TRUE(lines == ExpectedLines(text.substr(0, limit))) << limit;
-        EXPECT_EQ(reader.Error(), 0);
+        EXPECT_EQ(reader.GetError(), 0);
     }
 }
 
@@ -104,24 +104,24 @@ TEST(LineReader, TellsWhatIsBuffered) {
     Pipe pipe;
     LineReader reader(pipe.reader.Get());
     std::string_view line;
-    EXPECT_FALSE(reader.Buffered());
+    EXPECT_FALSE(reader.HasBuffered());
     pipe.Write("a\nb\nc");
-    EXPECT_FALSE(reader.Buffered());
+    EXPECT_FALSE(reader.HasBuffered());
     ASSERT_TRUE(reader.Next(line));
     EXPECT_EQ(line, "a");
-    EXPECT_TRUE(reader.Buffered());
+    EXPECT_TRUE(reader.HasBuffered());
     ASSERT_TRUE(reader.Next(line));
     EXPECT_EQ(line, "b");
-    EXPECT_FALSE(reader.Buffered()) << "half a line";
+    EXPECT_FALSE(reader.HasBuffered()) << "half a line";
     pipe.Write("d\ne");
     pipe.writer = FileDescriptor();
     ASSERT_TRUE(reader.Next(line));
     EXPECT_EQ(line, "cd");
     ASSERT_TRUE(reader.Next(line));
     EXPECT_EQ(line, "e");
-    EXPECT_FALSE(reader.Buffered());
+    EXPECT_FALSE(reader.HasBuffered());
     EXPECT_FALSE(reader.Next(line));
-    EXPECT_EQ(reader.LineNumber(), 4u);
+    EXPECT_EQ(reader.GetLineNumber(), 4u);
 }
 
 TEST(LineReader, GivesWithoutWaitingOnlyWhatIsBuffered) {
@@ -139,7 +139,7 @@ TEST(LineReader, GivesWithoutWaitingOnlyWhatIsBuffered) {
     ASSERT_TRUE(reader.Next(line));
     EXPECT_EQ(line, "c");
     EXPECT_FALSE(reader.NextBuffered(line));
-    EXPECT_EQ(reader.LineNumber(), 3u);
+    EXPECT_EQ(reader.GetLineNumber(), 3u);
 }
 
 TEST(LineReader, EndsAtALineThatIsTooLong) {
@@ -157,8 +157,8 @@ TEST(LineReader, EndsAtALineThatIsTooLong) {
             EXPECT_EQ(line, fits);
             EXPECT_FALSE(reader.Next(line));
             EXPECT_FALSE(reader.NextBuffered(line));
-            EXPECT_EQ(reader.Error(), EMSGSIZE);
-            EXPECT_EQ(reader.ErrorText(),
+            EXPECT_EQ(reader.GetError(), EMSGSIZE);
+            EXPECT_EQ(reader.GetErrorText(),
                       "line 3 is longer than " + std::to_string(longest) + " bytes");
         }
     }
@@ -190,10 +190,10 @@ TEST(LineReader, KeepsTheReasonOfAFailedRead) {
         LineReader reader(c.fd);
         std::string_view line;
         EXPECT_FALSE(reader.Next(line));
-        EXPECT_EQ(reader.Error(), c.error);
+        EXPECT_EQ(reader.GetError(), c.error);
         errno = 0;
         EXPECT_FALSE(reader.Next(line)) << "and stays there";
-        EXPECT_EQ(reader.Error(), c.error);
+        EXPECT_EQ(reader.GetError(), c.error);
     }
 }
 

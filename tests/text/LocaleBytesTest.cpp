@@ -26,7 +26,7 @@ void ExpectTablesOf(const std::locale& locale) {
         EXPECT_EQ(bytes.Upper(c), std::toupper(c, locale));
         EXPECT_EQ(bytes.Lower(c), std::tolower(c, locale));
         EXPECT_EQ(bytes.IsSpace(c), std::isspace(c, locale));
-        EXPECT_EQ(bytes.UpperTable()[static_cast<std::size_t>(byte)], std::toupper(c, locale));
+        EXPECT_EQ(bytes.GetUpperTable()[static_cast<std::size_t>(byte)], std::toupper(c, locale));
     }
 }
 
@@ -37,13 +37,13 @@ TEST(LocaleBytes, FollowTheGlobalLocale) {
         mine.upper['a'] = '\xff';
         mine.lower['A'] = '\x80';
         mine.space['x'] = true;
-        const GlobalLocale global(mine.Locale());
+        const GlobalLocale global(mine.GetLocale());
         ExpectTablesOf(std::locale());
         EXPECT_EQ(LocaleBytes::Current().Upper('\xe9'), '\xc9');
         EXPECT_TRUE(LocaleBytes::Current().IsSpace('x'));
 
         // Another locale without a name is another locale.
-        const GlobalLocale other(TestBytes().Locale());
+        const GlobalLocale other(TestBytes().GetLocale());
         ExpectTablesOf(std::locale::classic());
     }
     ExpectTablesOf(std::locale::classic());
@@ -113,7 +113,7 @@ TEST(LocaleBytes, CompareWithoutRegardToCase) {
         EXPECT_EQ(LocaleBytes::Current().EqualNoCase(c.left, c.right), c.equal);
         EXPECT_EQ(LocaleBytes::Current().EqualNoCase(std::string_view(c.right), c.left), c.equal);
     }
-    const GlobalLocale global(TestBytes::Latin1().Locale());
+    const GlobalLocale global(TestBytes::Latin1().GetLocale());
     EXPECT_TRUE(LocaleBytes::Current().EqualNoCase("\xe9"s, "\xc9"s));
 }
 
@@ -123,7 +123,7 @@ TEST(LocaleBytes, CompareLongTextsAsByteByByte) {
     odd.upper['i'] = '\xdd';
     odd.upper[0] = 'X';
     for (const std::locale& locale :
-         {std::locale::classic(), TestBytes::Latin1().Locale(), odd.Locale()}) {
+         {std::locale::classic(), TestBytes::Latin1().GetLocale(), odd.GetLocale()}) {
         const GlobalLocale global(locale);
         const LocaleBytes& bytes = LocaleBytes::Current();
         for (std::size_t size = 0; size < 200; ++size) {

@@ -32,22 +32,22 @@ void CheckBadItem(const BadItem& bad) {
     const std::string list = "before, " + bad.item + ", after";
 
     ProgramResult result = RunTool({"find", list, "before", "x", "after"});
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "before\tbefore\nafter\tafter\n");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
     result = RunTool({"find", list, "x", "-"}, "y\n");
-    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
     result = RunTool({"find", "--strict", list, "before", "-"}, "after\n");
-    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
     result = RunTool({"check", list});
-    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "2 objects, 2 records, 1 error\n");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 }
@@ -86,7 +86,7 @@ TEST(ToolBadInput, AFileThatMayNotBeRead) {
             : "exec \"$@\"";
     const ProgramResult result =
         RunToolInShell(command, {"find", "file:" + name + ", b", "a", "b"});
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "b\tb\n");
     EXPECT_EQ(result.err, "kwlookup: error: Error in init lookup [file:" + name +
                               "]: Can not load file '" + name + "': Permission denied\n");
@@ -95,7 +95,7 @@ TEST(ToolBadInput, AFileThatMayNotBeRead) {
 TEST(ToolBadInput, AReadErrorInTheMiddleIsTold) {
     // A process's memory can be opened, and not be read at its start.
     const ProgramResult result = RunTool({"find", "file:/proc/self/mem, b", "b"});
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "b\tb\n");
     EXPECT_EQ(result.err, "kwlookup: warning: KwFileLookup: read error in /proc/self/mem after 0 "
                           "records: Input/output error\n");
@@ -130,19 +130,19 @@ TEST(ToolBadInput, ListsThatCannotBeSplit) {
             shown.replace(at, 1, "\\x5c");
         const std::string error =
             "kwlookup: error: the list [" + shown + "] cannot be read: " + c.reason + "\n";
-        EXPECT_EQ(RunTool({"find", c.list, "x"}), (ProgramResult{UNAVAILABLE, "", error}));
-        EXPECT_EQ(RunTool({"find", "--strict", c.list, "x"}), (ProgramResult{BAD_LIST, "", error}));
-        EXPECT_EQ(RunTool({"check", c.list}), (ProgramResult{BAD_LIST, "", error}));
+        EXPECT_EQ(RunTool({"find", c.list, "x"}), (ProgramResult{Unavailable, "", error}));
+        EXPECT_EQ(RunTool({"find", "--strict", c.list, "x"}), (ProgramResult{BadList, "", error}));
+        EXPECT_EQ(RunTool({"check", c.list}), (ProgramResult{BadList, "", error}));
     }
 }
 
 TEST(ToolBadInput, AnEmptyFileIsAnEmptyList) {
     const TempDir dir;
     const std::string file = "file:" + dir.Write("empty", "");
-    EXPECT_EQ(RunTool({"find", file, "x"}), (ProgramResult{NOT_FOUND, "", ""}));
-    EXPECT_EQ(RunTool({"find", "--exact", file, ""}), (ProgramResult{NOT_FOUND, "", ""}));
+    EXPECT_EQ(RunTool({"find", file, "x"}), (ProgramResult{NotFound, "", ""}));
+    EXPECT_EQ(RunTool({"find", "--exact", file, ""}), (ProgramResult{NotFound, "", ""}));
     EXPECT_EQ(RunTool({"check", file}),
-              (ProgramResult{FOUND, "1 object, 0 records, 0 errors\n", ""}));
+              (ProgramResult{Found, "1 object, 0 records, 0 errors\n", ""}));
 }
 
 TEST(ToolBadInput, BytesOfEveryKind) {
@@ -154,14 +154,14 @@ TEST(ToolBadInput, BytesOfEveryKind) {
     bytes += "x";
     const std::string file = "file:" + dir.Write("bytes", "\0\n"s + bytes + "\n\xff\xfe\n");
     EXPECT_EQ(RunTool({"--warnings=off", "check", file}),
-              (ProgramResult{FOUND, "1 object, 3 records, 0 errors\n", ""}));
+              (ProgramResult{Found, "1 object, 3 records, 0 errors\n", ""}));
     for (const std::string& text : {bytes, "\0"s, "\xff\xfe"s})
         EXPECT_EQ(RunTool({"--warnings=off", "find", "--raw", "--exact",
                            "file:" + dir.Write("one", text), "-"},
                           text + "\n"),
-                  (ProgramResult{FOUND, text + "\t" + text + "\n", ""}));
+                  (ProgramResult{Found, text + "\t" + text + "\n", ""}));
     EXPECT_EQ(RunTool({"--warnings=off", "find", file, "-"}, "\0\xff\xfe\n"s),
-              (ProgramResult{NOT_FOUND, "", ""}));
+              (ProgramResult{NotFound, "", ""}));
 }
 
 void WriteLine(const std::string& name, long size) {
@@ -176,8 +176,8 @@ TEST(ToolBadInput, OneLineOfAHundredMegabytes) {
     WriteLine(dir.Path("long"), 100L << 20);
     const std::string file = "file:" + dir.Path("long");
     EXPECT_EQ(RunTool({"check", file}),
-              (ProgramResult{FOUND, "1 object, 1 record, 0 errors\n", ""}));
-    EXPECT_EQ(RunTool({"find", file, "x"}), (ProgramResult{NOT_FOUND, "", ""}));
+              (ProgramResult{Found, "1 object, 1 record, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"find", file, "x"}), (ProgramResult{NotFound, "", ""}));
 }
 
 TEST(ToolBadInput, OneTextOfSixteenMegabytes) {
@@ -190,7 +190,7 @@ TEST(ToolBadInput, OneTextOfSixteenMegabytes) {
         // The line is looked for itself: it comes out twice, with a tab and a newline.
         EXPECT_EQ(
             RunToolInShell("\"$@\" <" + name + " | wc -c", {"find", option, "file:" + name, "-"}),
-            (ProgramResult{FOUND, std::to_string(2 * SIZE + 2) + "\n", ""}));
+            (ProgramResult{Found, std::to_string(2 * SIZE + 2) + "\n", ""}));
     }
 }
 
@@ -202,12 +202,12 @@ TEST(ToolBadInput, TenThousandItems) {
         bad += "x:" + std::to_string(item) + ",";
     }
     EXPECT_EQ(RunTool({"check", good}),
-              (ProgramResult{FOUND, "10000 objects, 10000 records, 0 errors\n", ""}));
+              (ProgramResult{Found, "10000 objects, 10000 records, 0 errors\n", ""}));
     EXPECT_EQ(RunTool({"find", good, "k9999", "x", "k0"}),
-              (ProgramResult{FOUND, "k9999\tk9999\nk0\tk0\n", ""}));
+              (ProgramResult{Found, "k9999\tk9999\nk0\tk0\n", ""}));
 
     const ProgramResult result = RunTool({"find", bad + "last", "last"});
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "last\tlast\n");
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 10001)
         << "one hint, and a line for each";
@@ -216,7 +216,7 @@ TEST(ToolBadInput, TenThousandItems) {
 
 TEST(ToolBadInput, HostileListsCannotForgeALine) {
     const ProgramResult result = RunTool({"check", "nosuch:a\nkwlookup: error: forged\x1b[2J"});
-    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.err, "kwlookup: error: Error in init lookup "
                           "[nosuch:a\\x0akwlookup: error: forged\\x1b[2J]: unknown id 'nosuch'\n");
 }

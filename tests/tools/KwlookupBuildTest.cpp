@@ -60,7 +60,7 @@ protected:
 TEST_F(ToolBuild, ALineHasAnEnd) {
     const ProgramResult result = RunTool({"build", "cdb", "-", m_dir.Path("out.cdb")},
                                          "a b\n" + std::string((16 << 20) + 1, 'x'));
-    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.err, "kwlookup: error: -: line 2 is longer than 16777216 bytes\n");
     EXPECT_FALSE(fs::exists(m_dir.Path("out.cdb")));
 }
@@ -69,7 +69,7 @@ TEST_F(ToolBuild, MakesATableOfKeysAndValues) {
     EXPECT_EQ(Build("# a comment\n\t# another\nJDoe@corp.lan OK  yes \n\n\t \n  "
                     "corp.lan\r\nroot@\t1\nroot@ 2\n"
                     "caf\xe9 8-bit\nn\0l x\0y"s),
-              (ProgramResult{SAME, m_dir.Path("out.cdb") + ": 6 records\n", ""}));
+              (ProgramResult{Same, m_dir.Path("out.cdb") + ": 6 records\n", ""}));
     EXPECT_EQ(Find("jdoe@CORP.lan"), "jdoe@CORP.lan\tOK  yes\n");
     EXPECT_EQ(Find("corp.lan"), "corp.lan\tcorp.lan\n");
     EXPECT_EQ(Find("root@"), "root@\t1\n");
@@ -95,13 +95,13 @@ TEST_F(ToolBuild, ReadsStandardInputAndKeepsCase) {
 }
 
 TEST_F(ToolBuild, ReplacesByRenameAndKeepsTheMode) {
-    ASSERT_EQ(Build("a 1\n").status, SAME);
+    ASSERT_EQ(Build("a 1\n").status, Same);
     const std::string name = m_dir.Path("out.cdb");
     ASSERT_EQ(::chmod(name.c_str(), 0640), 0);
     fs::create_hard_link(name, m_dir.Path("old.cdb"));
     fs::create_symlink("out.cdb", m_dir.Path("link.cdb"));
     const std::string old = Content(name);
-    ASSERT_EQ(Build("b 2\n", "link.cdb").status, SAME);
+    ASSERT_EQ(Build("b 2\n", "link.cdb").status, Same);
     EXPECT_TRUE(fs::is_symlink(m_dir.Path("link.cdb")));
     EXPECT_EQ(Content(m_dir.Path("old.cdb")), old) << "written in place";
     EXPECT_EQ(Find("b"), "b\t2\n");
@@ -115,13 +115,13 @@ TEST_F(ToolBuild, FollowsLinksToWhatIsNotThereYet) {
     fs::create_directory(m_dir.Path("tables"));
     fs::create_symlink("tables/second", m_dir.Path("first"));
     fs::create_symlink(m_dir.Path("out.cdb"), m_dir.Path("tables/second"));
-    ASSERT_EQ(Build("a 1\n", "first").status, SAME);
+    ASSERT_EQ(Build("a 1\n", "first").status, Same);
     EXPECT_TRUE(fs::is_symlink(m_dir.Path("first")));
     EXPECT_EQ(Find("a"), "a\t1\n");
 
     fs::create_symlink("loop", m_dir.Path("loop"));
     const ProgramResult loop = Build("a 1\n", "loop");
-    EXPECT_EQ(loop.status, UNAVAILABLE);
+    EXPECT_EQ(loop.status, Unavailable);
     EXPECT_THAT(loop.err, HasSubstr("Too many levels of symbolic links"));
     EXPECT_TRUE(fs::is_symlink(m_dir.Path("loop")));
 }
@@ -132,11 +132,11 @@ TEST_F(ToolBuild, DoesNotReplaceWhatItReads) {
     fs::create_hard_link(in, m_dir.Path("hard"));
     for (const std::string& out : {in, m_dir.Path("link"), m_dir.Path("hard")}) {
         const ProgramResult result = RunTool({"build", "cdb", in, out});
-        EXPECT_EQ(result.status, UNAVAILABLE);
+        EXPECT_EQ(result.status, Unavailable);
         EXPECT_EQ(result.err, "kwlookup: error: " + out + ": is the file to read\n");
     }
     EXPECT_EQ(RunToolInShell("exec \"$@\" <'" + in + "'", {"build", "cdb", "-", in}).status,
-              UNAVAILABLE);
+              Unavailable);
     EXPECT_EQ(Content(in), "a 1\n");
     EXPECT_EQ(FileCount(), 3U);
 }
@@ -145,7 +145,7 @@ TEST_F(ToolBuild, DoesNotReplaceWhatItReads) {
 TEST_F(ToolBuild, KeepsOwnerAndGroup) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can give a file away";
-    ASSERT_EQ(Build("a 1\n").status, SAME);
+    ASSERT_EQ(Build("a 1\n").status, Same);
     const std::string out = m_dir.Path("out.cdb");
     const std::string in = m_dir.Write("in", "b 2\n");
     ASSERT_EQ(::chmod(out.c_str(), 0640), 0);
@@ -156,13 +156,13 @@ TEST_F(ToolBuild, KeepsOwnerAndGroup) {
         unsigned owner;
     };
     const std::string without = "setpriv --bounding-set -chown --groups ";
-    for (const Case& test : {Case{"", SAME, 1234}, Case{without + "1", UNAVAILABLE, 1234},
-                             Case{without + "4321", SAME, 0}}) {
+    for (const Case& test : {Case{"", Same, 1234}, Case{without + "1", Unavailable, 1234},
+                             Case{without + "4321", Same, 0}}) {
         SCOPED_TRACE(test.how);
         const ProgramResult result =
             RunToolInShell(test.how + " \"$@\"", {"build", "cdb", in, out});
         EXPECT_EQ(result.status, test.status);
-        EXPECT_EQ(result.err, test.status == SAME
+        EXPECT_EQ(result.err, test.status == Same
                                   ? ""
                                   : "kwlookup: error: " + out +
                                         ": cannot keep its group: Operation not permitted\n");
@@ -177,7 +177,7 @@ TEST_F(ToolBuild, KeepsOwnerAndGroup) {
 
 TEST_F(ToolBuild, ADirectoryThatCannotBeReadFailsItInTime) {
     fs::create_directory(m_dir.Path("dark"));
-    ASSERT_EQ(Build("a 1\n", "dark/out.cdb").status, SAME);
+    ASSERT_EQ(Build("a 1\n", "dark/out.cdb").status, Same);
     const std::string out = m_dir.Path("dark/out.cdb");
     const std::string old = Content(out);
     ASSERT_EQ(::chmod(m_dir.Path("dark").c_str(), 0300), 0);
@@ -185,7 +185,7 @@ TEST_F(ToolBuild, ADirectoryThatCannotBeReadFailsItInTime) {
         ::geteuid() == 0 ? "setpriv --bounding-set -dac_override,-dac_read_search " : "";
     const ProgramResult result =
         RunToolInShell(powerless + "\"$@\"", {"build", "cdb", m_dir.Write("in", "b 2\n"), out});
-    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.err, "kwlookup: error: " + out + ": Permission denied\n");
     ASSERT_EQ(::chmod(m_dir.Path("dark").c_str(), 0700), 0);
     EXPECT_EQ(Content(out), old);
@@ -193,7 +193,7 @@ TEST_F(ToolBuild, ADirectoryThatCannotBeReadFailsItInTime) {
 }
 
 TEST_F(ToolBuild, ASignalLeavesTheOldFile) {
-    ASSERT_EQ(Build("a 1\n").status, SAME);
+    ASSERT_EQ(Build("a 1\n").status, Same);
     const std::string old = Content(m_dir.Path("out.cdb"));
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         // A job in the background ignores it, and the tests may be one.
@@ -203,7 +203,7 @@ TEST_F(ToolBuild, ASignalLeavesTheOldFile) {
         std::signal(signal, handler);
         build.Write("b 2\n");
         WaitForFiles(3);
-        ::kill(build.Pid(), signal);
+        ::kill(build.GetPid(), signal);
         EXPECT_EQ(build.Finish().status, 128 + signal);
         EXPECT_EQ(Content(m_dir.Path("out.cdb")), old);
         EXPECT_EQ(FileCount(), 2U) << "something is left beside it";
@@ -217,8 +217,8 @@ TEST_F(ToolBuild, IgnoredSignalsStayIgnored) {
     RunningProgram build(arguments, TOOL_ENVIRONMENT);
     build.Write("b 2\n");
     WaitForFiles(1);
-    ::kill(build.Pid(), SIGHUP);
-    EXPECT_EQ(build.Finish().status, SAME);
+    ::kill(build.GetPid(), SIGHUP);
+    EXPECT_EQ(build.Finish().status, Same);
     EXPECT_EQ(Find("b"), "b\t2\n");
 }
 
@@ -226,36 +226,36 @@ TEST_F(ToolBuild, ANewFileHasTheUsualMode) {
     const std::string in = m_dir.Write("in", "a 1\n");
     ASSERT_EQ(RunToolInShell("umask 027; exec \"$@\"", {"build", "cdb", in, m_dir.Path("out.cdb")})
                   .status,
-              SAME);
+              Same);
     struct stat status;
     ASSERT_EQ(::stat(m_dir.Path("out.cdb").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
 TEST_F(ToolBuild, AFailureLeavesTheOldFile) {
-    ASSERT_EQ(Build("a 1\n").status, SAME);
+    ASSERT_EQ(Build("a 1\n").status, Same);
     const std::string out = m_dir.Path("out.cdb");
     const std::string directory = m_dir.Path("");
 
     const ProgramResult unread = RunTool({"build", "cdb", directory, out});
-    EXPECT_EQ(unread.status, UNAVAILABLE);
+    EXPECT_EQ(unread.status, Unavailable);
     EXPECT_EQ(unread.err, "kwlookup: error: " + directory + ": Is a directory\n");
     const ProgramResult missing = RunTool({"build", "cdb", m_dir.Path("no"), out});
-    EXPECT_EQ(missing.status, UNAVAILABLE);
+    EXPECT_EQ(missing.status, Unavailable);
     EXPECT_EQ(missing.err,
               "kwlookup: error: " + m_dir.Path("no") + ": No such file or directory\n");
     const std::string large = m_dir.Write("large", std::string(9000, 'x') + " y\n");
     const ProgramResult full =
         RunToolInShell("ulimit -f 8; exec \"$@\"", {"build", "cdb", large, out});
-    EXPECT_EQ(full.status, UNAVAILABLE);
+    EXPECT_EQ(full.status, Unavailable);
     EXPECT_EQ(full.err, "kwlookup: error: " + out + ": File too large\n");
     const ProgramResult nowhere = RunTool({"build", "cdb", large, m_dir.Path("no/out.cdb")});
-    EXPECT_EQ(nowhere.status, UNAVAILABLE);
+    EXPECT_EQ(nowhere.status, Unavailable);
     EXPECT_THAT(nowhere.err, HasSubstr("no/out.cdb: No such file or directory"));
     const std::string pipe = m_dir.Path("pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const ProgramResult special = RunTool({"build", "cdb", large, pipe});
-    EXPECT_EQ(special.status, UNAVAILABLE);
+    EXPECT_EQ(special.status, Unavailable);
     EXPECT_EQ(special.err, "kwlookup: error: " + pipe + ": not a regular file\n");
     EXPECT_TRUE(fs::is_fifo(pipe));
 
@@ -283,24 +283,24 @@ TEST_F(ToolBuild, ShowsProgressOnATerminalOnly) {
 }
 
 TEST_F(ToolBuild, WantsAllItsArguments) {
-    EXPECT_EQ(RunTool({"build"}).status, USAGE);
-    EXPECT_EQ(RunTool({"build", "cdb"}).status, USAGE);
-    EXPECT_EQ(RunTool({"build", "cdb", "in"}).status, USAGE);
-    EXPECT_EQ(RunTool({"build", "hash", "in", "out"}).status, USAGE);
+    EXPECT_EQ(RunTool({"build"}).status, Usage);
+    EXPECT_EQ(RunTool({"build", "cdb"}).status, Usage);
+    EXPECT_EQ(RunTool({"build", "cdb", "in"}).status, Usage);
+    EXPECT_EQ(RunTool({"build", "hash", "in", "out"}).status, Usage);
 }
 
 class ToolCompare : public ToolBuild {};
 
 TEST_F(ToolCompare, PrintsWhereTheListsDiffer) {
     const std::string old = "file:" + m_dir.Write("old", "a 1\nb\nc 3\nd\n");
-    ASSERT_EQ(Build("a 1\nb\nc 4\ne 5\n").status, SAME);
+    ASSERT_EQ(Build("a 1\nb\nc 4\ne 5\n").status, Same);
     EXPECT_EQ(RunTool({"compare", old, Table()}, "a\nb\nc\nd\r\ne\nf\n"),
-              (ProgramResult{DIFFERENT, "c\t+ 3\t+ 4\nd\t+\t-\ne\t-\t+ 5\n",
+              (ProgramResult{Different, "c\t+ 3\t+ 4\nd\t+\t-\ne\t-\t+ 5\n",
                              "kwlookup: 6 asked, 3 different\n"}));
     EXPECT_EQ(RunTool({"compare", old, Table()}, "a\nb\nf\n"),
-              (ProgramResult{SAME, "", "kwlookup: 3 asked, 0 different\n"}));
+              (ProgramResult{Same, "", "kwlookup: 3 asked, 0 different\n"}));
     EXPECT_EQ(RunTool({"compare", old, old}, ""),
-              (ProgramResult{SAME, "", "kwlookup: 0 asked, 0 different\n"}));
+              (ProgramResult{Same, "", "kwlookup: 0 asked, 0 different\n"}));
 }
 
 TEST_F(ToolCompare, EscapesFieldsUnlessTold) {
@@ -314,46 +314,46 @@ TEST_F(ToolCompare, EscapesFieldsUnlessTold) {
 
 TEST_F(ToolCompare, NullSeparatesTextsAndAnswers) {
     EXPECT_EQ(RunTool({"compare", "-0", "a,\"b\n\"", "nothing"}, "a\0b\n\0c\0a"s),
-              (ProgramResult{DIFFERENT, "a\t+\t-\0b\\x0a\t+\t-\0a\t+\t-\0"s,
+              (ProgramResult{Different, "a\t+\t-\0b\\x0a\t+\t-\0a\t+\t-\0"s,
                              "kwlookup: 4 asked, 3 different\n"}));
 }
 
 TEST_F(ToolCompare, AsksWithTheFlags) {
     const std::string input = "<A@corp.lan>\n";
-    EXPECT_EQ(RunTool({"compare", "a@corp.lan", "nothing"}, input).status, DIFFERENT);
-    EXPECT_EQ(RunTool({"compare", "--exact", "a@corp.lan", "nothing"}, input).status, SAME);
+    EXPECT_EQ(RunTool({"compare", "a@corp.lan", "nothing"}, input).status, Different);
+    EXPECT_EQ(RunTool({"compare", "--exact", "a@corp.lan", "nothing"}, input).status, Same);
     EXPECT_EQ(
         RunTool({"compare", "--exact", "--ignore-case", "<a@corp.lan>", "nothing"}, input).status,
-        DIFFERENT);
+        Different);
 }
 
 TEST_F(ToolCompare, WhatCouldNotAnswerIsNoDifference) {
     const std::string missing = m_dir.Path("out.cdb");
     const ProgramResult result = RunTool({"compare", "b", Table()}, "a\nb\n");
-    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("could not answer for [a]: " + missing));
     EXPECT_THAT(result.err,
                 testing::EndsWith("kwlookup: 2 asked, 0 different, 2 could not be answered\n"));
-    EXPECT_EQ(RunTool({"compare", "b", "b, " + Table()}, "b\n").status, SAME) << "it is not asked";
+    EXPECT_EQ(RunTool({"compare", "b", "b, " + Table()}, "b\n").status, Same) << "it is not asked";
 }
 
 TEST_F(ToolCompare, AnIgnoredErrorIsAMiss) {
     const std::string missing = "cdb:Database=" + m_dir.Path("no") + "|$s";
     const ProgramResult result = RunTool({"compare", "a", missing}, "a\nb\n");
-    EXPECT_EQ(result.status, DIFFERENT);
+    EXPECT_EQ(result.status, Different);
     EXPECT_EQ(result.out, "a\t+\t-\n");
     EXPECT_THAT(result.err, HasSubstr(m_dir.Path("no") + ": No such file or directory"));
 }
 
 TEST_F(ToolCompare, ComparesNothingWhenAListHasErrors) {
     const ProgramResult result = RunTool({"compare", "a", "a, nosuch:x"}, "a\n");
-    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("kwlookup: error: the list [a, nosuch:x] has errors: "
                                       "nothing is compared\n"));
-    EXPECT_EQ(RunTool({"compare", "\"a", "a"}, "a\n").status, BAD_LIST);
-    EXPECT_EQ(RunTool({"compare", "a"}, "a\n").status, USAGE);
+    EXPECT_EQ(RunTool({"compare", "\"a", "a"}, "a\n").status, BadList);
+    EXPECT_EQ(RunTool({"compare", "a"}, "a\n").status, Usage);
 }
 
 TEST_F(ToolCompare, TellsOutputThatCannotBeWritten) {

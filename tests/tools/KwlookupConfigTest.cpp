@@ -40,26 +40,26 @@ TEST_F(ToolConfig, ConfiguresPluginsAndItemsOverrideIt) {
     const auto ask = [&](const std::string& list, const std::string& text) {
         return RunTool({"--config", m_conf, "find", list, text}).status;
     };
-    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@corp.lan"), FOUND);
-    EXPECT_EQ(ask("regex:^BOUNCE-", "bounce-1@corp.lan"), NOT_FOUND);
-    EXPECT_EQ(ask("regex:CaseSensitive=no|^BOUNCE-", "bounce-1@corp.lan"), FOUND);
-    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@ours.lan"), NOT_FOUND);
-    EXPECT_EQ(ask("regex:SkipDomains=|^BOUNCE-", "BOUNCE-1@ours.lan"), FOUND);
-    EXPECT_EQ(RunTool({"find", "regex:^BOUNCE-", "bounce-1@ours.lan"}).status, FOUND)
+    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@corp.lan"), Found);
+    EXPECT_EQ(ask("regex:^BOUNCE-", "bounce-1@corp.lan"), NotFound);
+    EXPECT_EQ(ask("regex:CaseSensitive=no|^BOUNCE-", "bounce-1@corp.lan"), Found);
+    EXPECT_EQ(ask("regex:^BOUNCE-", "BOUNCE-1@ours.lan"), NotFound);
+    EXPECT_EQ(ask("regex:SkipDomains=|^BOUNCE-", "BOUNCE-1@ours.lan"), Found);
+    EXPECT_EQ(RunTool({"find", "regex:^BOUNCE-", "bounce-1@ours.lan"}).status, Found)
         << "without a file every parameter has its default";
 }
 
 TEST_F(ToolConfig, OnErrorDecidesWhatALimitIs) {
     Write("kw.conf", "[lookup_regex]\nOnError = exception\nMatchLimit = 100\n");
     const ProgramResult fault = RunTool({"--config", m_conf, "find", EVIL, EVIL_TEXT});
-    EXPECT_EQ(fault.status, UNAVAILABLE);
+    EXPECT_EQ(fault.status, Unavailable);
     EXPECT_THAT(fault.err, HasSubstr("could not answer for [" + EVIL_TEXT + "]: "));
     EXPECT_THAT(fault.err, HasSubstr("MatchLimit"));
 
     const ProgramResult miss =
         RunTool({"--config", m_conf, "find", std::string(EVIL).replace(6, 0, "OnError=ignore|"),
                  EVIL_TEXT});
-    EXPECT_EQ(miss.status, NOT_FOUND);
+    EXPECT_EQ(miss.status, NotFound);
     EXPECT_THAT(miss.err, HasSubstr("MatchLimit"));
 }
 
@@ -73,7 +73,7 @@ TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
             if (std::string(command) == "find")
                 arguments.push_back("abc");
             const ProgramResult result = RunTool(arguments, "abc\n");
-            EXPECT_EQ(result.status, BAD_LIST);
+            EXPECT_EQ(result.status, BadList);
             EXPECT_EQ(result.out, "");
             EXPECT_THAT(result.err, HasSubstr("kw.conf:"));
         }
@@ -81,7 +81,7 @@ TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
     Write("kw.conf", "");
     ::chmod(m_conf.c_str(), 0666);
     const ProgramResult refused = RunTool({named, "find", "abc", "abc"});
-    EXPECT_EQ(refused.status, BAD_LIST);
+    EXPECT_EQ(refused.status, BadList);
     EXPECT_THAT(refused.err, HasSubstr("refused, others may write it"));
 }
 
@@ -94,15 +94,15 @@ TEST_F(ToolConfig, AListInTheSettingsThatFailsCountsForItsItem) {
         EXPECT_THAT(result.err, HasSubstr(reason));
         return std::to_string(result.status) + " " + result.out;
     };
-    const std::string bad_list = std::to_string(BAD_LIST);
+    const std::string bad_list = std::to_string(BadList);
     EXPECT_EQ(run({"check", list}), bad_list + " 1 object, 1 record, 1 error\n");
     EXPECT_EQ(run({"find", "--strict", list, "abc"}), bad_list + " ");
-    EXPECT_EQ(run({"find", list, "b"}), std::to_string(UNAVAILABLE) + " ");
+    EXPECT_EQ(run({"find", list, "b"}), std::to_string(Unavailable) + " ");
     EXPECT_EQ(run({"find", list, "abc"}), "0 abc\t^a\n");
     EXPECT_EQ(run({"compare", list, "abc"}), bad_list + " ");
     Write("kw.conf", "[lookup_regex]\nSkipDomains = file:/no/such/list\n");
     EXPECT_EQ(run({"--config", m_conf, "find", "regex:^a", "b"}),
-              std::to_string(UNAVAILABLE) + " ");
+              std::to_string(Unavailable) + " ");
     EXPECT_EQ(run({"--config", m_conf, "find", "--strict", "regex:^a", "b"}), bad_list + " ");
 }
 
@@ -113,10 +113,10 @@ TEST_F(ToolConfig, EachCommandReadsTheFile) {
         SCOPED_TRACE(command.front());
         std::vector<std::string> arguments = {"--config", m_dir.Path("none")};
         arguments.insert(arguments.end(), command.begin(), command.end());
-        EXPECT_EQ(RunTool(arguments).status, BAD_LIST);
+        EXPECT_EQ(RunTool(arguments).status, BadList);
         arguments[1] = "";
         const ProgramResult unnamed = RunTool(arguments);
-        EXPECT_EQ(unnamed.status, USAGE);
+        EXPECT_EQ(unnamed.status, Usage);
         EXPECT_THAT(unnamed.err, HasSubstr("--config: the file name is empty"));
     }
 }
@@ -131,7 +131,7 @@ TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
                      "[lookup_file]\n"
                      "[regex]\n");
     const ProgramResult result = RunTool({"--config", m_conf, "check"});
-    EXPECT_EQ(result.status, BAD_LIST);
+    EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, m_conf + ": 5 sections, 4 errors\n");
     for (const char* part : {":4: bad value for 'MaxLength' in [lookup_rfile]",
                              ":5: unknown key 'Result' in [lookup_rfile]", ":6: [lookup_oracle]: ",
@@ -142,7 +142,7 @@ TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
     const std::string bad_list = "SkipDomains = a.lan, file:/no/such/file\n";
     Write("kw.conf", "[lookup_regex]\n" + bad_list);
     const ProgramResult bad_domains = RunTool({"--config", m_conf, "check"});
-    EXPECT_EQ(bad_domains.status, BAD_LIST);
+    EXPECT_EQ(bad_domains.status, BadList);
     EXPECT_EQ(bad_domains.out, m_conf + ": 1 section, 1 error\n");
     for (const char* part :
          {"Can not load file '/no/such/file'", ":1: [lookup_regex]: a list in it has errors"})
@@ -153,11 +153,11 @@ TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
 
     Write("kw.conf", "[lookup_regex]\nOnError = exception\n");
     EXPECT_EQ(RunTool({"--config", m_conf, "check"}),
-              (ProgramResult{FOUND, m_conf + ": 1 section, 0 errors\n", ""}));
+              (ProgramResult{Found, m_conf + ": 1 section, 0 errors\n", ""}));
     EXPECT_EQ(RunTool({"--config", m_conf, "check", "a, regex:b"}),
               (ProgramResult{
-                  FOUND, m_conf + ": 1 section, 0 errors\n2 objects, 2 records, 0 errors\n", ""}));
-    EXPECT_EQ(RunTool({"check"}).status, USAGE);
+                  Found, m_conf + ": 1 section, 0 errors\n2 objects, 2 records, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"check"}).status, Usage);
 }
 
 TEST_F(ToolConfig, DebugMessagesShowValuesButNoSecret) {
@@ -217,10 +217,10 @@ TEST_F(ToolConfig, WarnsOfASecretThatOthersMayRead) {
     const std::string warning = "kwlookup: warning: " + m_conf + ":2: 'Result': " + secret +
                                 ": others may read it (chmod go-r)\n";
     EXPECT_EQ(RunTool({"--config", m_conf, "find", "regex:x", "x"}),
-              (ProgramResult{FOUND, "x\tfound\n", warning}));
+              (ProgramResult{Found, "x\tfound\n", warning}));
     ::chmod(secret.c_str(), 0600);
     EXPECT_EQ(RunTool({"--config", m_conf, "find", "regex:x", "x"}),
-              (ProgramResult{FOUND, "x\tfound\n", ""}));
+              (ProgramResult{Found, "x\tfound\n", ""}));
 }
 
 TEST_F(ToolWatch, ReloadsListAndConfigurationOnHangup) {
@@ -238,12 +238,12 @@ TEST_F(ToolWatch, ReloadsListAndConfigurationOnHangup) {
     Write("list", "a@b.lan two\n");
     Write("kw.conf", "[lookup_regex]\nResult = second\n");
     EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone") << "nothing changes before the signal";
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask("a@b.lan"), "a@b.lan\ttwo");
     EXPECT_EQ(ask("xyz"), "xyz\tsecond");
 
     const ProgramResult result = tool.Finish();
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.err, "kwlookup: reloaded\n");
 }
 
@@ -263,18 +263,18 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldAnswers) {
     for (const std::string& bad_file : bad_files) {
         SCOPED_TRACE(bad_file);
         Write("kw.conf", bad_file);
-        ::kill(tool.Pid(), SIGHUP);
+        ::kill(tool.GetPid(), SIGHUP);
         EXPECT_EQ(ask("xyz"), "xyz\tfirst");
         EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone");
     }
     Write("kw.conf", "[lookup_regex]\nResult = third\n");
     ::unlink(list.c_str());
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask("xyz"), "xyz\tfirst");
     EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tone");
 
     Write("list", "a@b.lan four\n");
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask("xyz"), "xyz\tthird");
     EXPECT_EQ(ask("a@b.lan"), "a@b.lan\tfour");
 
@@ -301,14 +301,14 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldConfigurationOfTypes) {
     for (const char* change : {"Host = new\n", "Host = new\nPort = many\n", "OnError = never\n"}) {
         SCOPED_TRACE(change);
         Write("kw.conf", std::string("[lookup_odbc]\n") + change);
-        ::kill(tool.Pid(), SIGHUP);
+        ::kill(tool.GetPid(), SIGHUP);
         EXPECT_EQ(ask(), "x\told:389 x");
     }
     Write("list", "");
     Write("kw.conf", "[lookup_odbc]\nHost = new\n");
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "x\tnew:389 x");
-    EXPECT_EQ(tool.Finish().status, FOUND);
+    EXPECT_EQ(tool.Finish().status, Found);
 }
 
 TEST_F(ToolWatch, AFaultThatIsMendedIsGoneWithTheNextReload) {
@@ -321,10 +321,10 @@ TEST_F(ToolWatch, AFaultThatIsMendedIsGoneWithTheNextReload) {
     };
     EXPECT_EQ(ask(), "b@b.lan\t^b");
     ::unlink(skipped.c_str());
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "b@b.lan\t^b");
     Write("skipped", "b.lan\n");
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "b@a.lan\t^b");
     const ProgramResult result = tool.Finish();
     EXPECT_THAT(result.err, HasSubstr("kwlookup: reloaded\n"));
@@ -336,8 +336,8 @@ TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeMended) {
     tool.Write("abc\n");
     EXPECT_EQ(tool.ReadLine(), "abc\tabc");
     Write("list", "def\n");
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     tool.Write("def\n");
     EXPECT_EQ(tool.ReadLine(), "def\tdef");
-    EXPECT_EQ(tool.Finish().status, FOUND);
+    EXPECT_EQ(tool.Finish().status, Found);
 }

@@ -61,11 +61,11 @@ TEST(ToolFault, WhateverAPluginThrowsWhileItIsLoadedIsToldWithItsItem) {
             int status;
             std::string out;
         } commands[] = {
-            {{"find", list, "b"}, FOUND, "b\tb\n"},
-            {{"find", list, "x"}, UNAVAILABLE, ""},
-            {{"find", "--strict", list, "b"}, BAD_LIST, ""},
-            {{"check", list}, BAD_LIST, "2 objects, 2 records, 1 error\n"},
-            {{"watch", list}, FOUND, "a\ta\n"},
+            {{"find", list, "b"}, Found, "b\tb\n"},
+            {{"find", list, "x"}, Unavailable, ""},
+            {{"find", "--strict", list, "b"}, BadList, ""},
+            {{"check", list}, BadList, "2 objects, 2 records, 1 error\n"},
+            {{"watch", list}, Found, "a\ta\n"},
         };
         for (const auto& command : commands) {
             const ProgramResult result = RunScripted(c.script, command.arguments);
@@ -83,11 +83,11 @@ TEST(ToolFault, WhateverAPluginThrowsWhileItIsConfiguredIsToldWithItsSection) {
     for (const char* script :
          {"throw when made", "throw when given a logger", "throw while configured"}) {
         const ProgramResult result = RunScripted(script, {"--config", conf, "check"});
-        EXPECT_EQ(result.status, BAD_LIST);
+        EXPECT_EQ(result.status, BadList);
         EXPECT_EQ(result.err, "kwlookup: error: " + conf + ":1: [lookup_ldap]: " + ODD);
     }
     const ProgramResult logged = RunScripted("log when configured", {"--config", conf, "check"});
-    EXPECT_EQ(logged.status, FOUND) << "it has no logger but that of InitLog";
+    EXPECT_EQ(logged.status, Found) << "it has no logger but that of InitLog";
     EXPECT_EQ(logged.err, "kwlookup: warning: is configured\n");
 }
 
@@ -101,11 +101,11 @@ TEST(ToolFault, AListWithAReadErrorHasErrors) {
         int status;
         std::string out;
     } cases[] = {
-        {{"find", list, "a"}, FOUND, "a\ta\n"},
-        {{"find", list, "b"}, UNAVAILABLE, ""},
-        {{"find", "--strict", list, "a"}, BAD_LIST, ""},
-        {{"check", list}, BAD_LIST, "2 objects, 1 record, 1 error\n"},
-        {{"compare", list, "a"}, BAD_LIST, ""},
+        {{"find", list, "a"}, Found, "a\ta\n"},
+        {{"find", list, "b"}, Unavailable, ""},
+        {{"find", "--strict", list, "a"}, BadList, ""},
+        {{"check", list}, BadList, "2 objects, 1 record, 1 error\n"},
+        {{"compare", list, "a"}, BadList, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.arguments.front());
@@ -129,11 +129,11 @@ TEST(ToolFault, AReloadThatMeetsAFaultKeepsTheOldList) {
     EXPECT_EQ(ask(), "a@b.lan\tone");
     std::filesystem::remove(list);
     std::filesystem::create_symlink(UNREADABLE, list);
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "a@b.lan\tone");
     std::filesystem::remove(list);
     ASSERT_EQ(::mkfifo(list.c_str(), 0600), 0);
-    ::kill(tool.Pid(), SIGHUP);
+    ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "a@b.lan\tone");
     const ProgramResult result = tool.Finish();
     EXPECT_THAT(result.err, HasSubstr("reload failed, the old list goes on"));
@@ -154,16 +154,16 @@ TEST(ToolFault, WhatIsNoRegularFileIsRefusedAtOnce) {
             std::string error;
         } cases[] = {
             {{"check", "file:" + name},
-             BAD_LIST,
+             BadList,
              "Error in init lookup [file:" + name + "]: " + refused},
             {{"find", "file:" + name, "a"},
-             UNAVAILABLE,
+             Unavailable,
              "Error in init lookup [file:" + name + "]: " + refused},
             {{"check", "rfile:" + name},
-             BAD_LIST,
+             BadList,
              "Error in init lookup [rfile:" + name + "]: " + refused},
-            {{"--config", name, "check"}, BAD_LIST, name + ": not a regular file\n"},
-            {{"build", "cdb", name, dir.Path("out")}, UNAVAILABLE, name + ": not a regular file\n"},
+            {{"--config", name, "check"}, BadList, name + ": not a regular file\n"},
+            {{"build", "cdb", name, dir.Path("out")}, Unavailable, name + ": not a regular file\n"},
         };
         for (const auto& c : cases) {
             SCOPED_TRACE(testing::PrintToString(c.arguments));
@@ -188,7 +188,7 @@ TEST(ToolFault, APipeThatTheToolWasGivenIsRead) {
     for (const char* command : commands) {
         SCOPED_TRACE(command);
         const ProgramResult result = RunToolInShell("cd '" + dir.Path("") + "' && " + command, {});
-        EXPECT_EQ(result.status, FOUND) << result.err;
+        EXPECT_EQ(result.status, Found) << result.err;
         EXPECT_THAT(result.out, HasSubstr("x@corp.lan\t"));
     }
 }
@@ -235,13 +235,13 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
         dir.Write("libkw_lookup_oracle.so", whole.substr(0, mapped * part / PARTS));
         const ProgramResult check = RunWithPluginIn(dir, {"check", "oracle:x"});
         const ProgramResult types = RunWithPluginIn(dir, {"types"});
-        EXPECT_EQ(types.status, FOUND);
+        EXPECT_EQ(types.status, Found);
         if (part == PARTS) {
-            EXPECT_EQ(check.status, FOUND) << check.err;
+            EXPECT_EQ(check.status, Found) << check.err;
             EXPECT_THAT(types.out, HasSubstr("oracle\tplug-in\n"));
             continue;
         }
-        EXPECT_EQ(check.status, BAD_LIST);
+        EXPECT_EQ(check.status, BadList);
         EXPECT_THAT(check.err,
                     StartsWith("kwlookup: error: Error in init lookup [oracle:x]: " + NOT_LOADED));
         EXPECT_THAT(types.out, HasSubstr("oracle\tnot available: " + NOT_LOADED));
@@ -274,14 +274,14 @@ TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
         std::filesystem::remove(name);
         dir.Write("libkw_lookup_oracle.so", c.bytes);
         const ProgramResult result = RunWithPluginIn(dir, {"check", "oracle:x"});
-        EXPECT_EQ(result.status, BAD_LIST);
+        EXPECT_EQ(result.status, BadList);
         EXPECT_THAT(result.err, HasSubstr(NOT_LOADED));
         EXPECT_THAT(result.err, HasSubstr(c.reason));
     }
     std::filesystem::remove(name);
     ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
     const ProgramResult fifo = RunWithPluginIn(dir, {"check", "oracle:x"});
-    EXPECT_EQ(fifo.status, BAD_LIST);
+    EXPECT_EQ(fifo.status, BadList);
     EXPECT_THAT(fifo.err, HasSubstr(NOT_LOADED + name + ": not a regular file\n"));
 }
 

@@ -43,7 +43,7 @@ protected:
     }
 
     ProgramResult Made(std::size_t records, const std::string& told) const {
-        return {FOUND,
+        return {Found,
                 m_out + ": " + std::to_string(records) +
                     (records == 1 ? " record\n" : " records\n"),
                 told};
@@ -91,7 +91,7 @@ TEST_F(ToolSource, PostmapTextIsReadAsPostmapReadsIt) {
             RunTool({"find", "--json", "cdb:OnError=exception|Database=" + m_out + "|$s", "-"},
                     record[0] + "\n")
                 .status,
-            FOUND)
+            Found)
             << record[0];
     EXPECT_EQ(Find("cr@x"), "cr@x\tval\n");
     EXPECT_EQ(Find("dup@x.lan"), "dup@x.lan\tone\n");
@@ -109,7 +109,7 @@ TEST_F(ToolSource, PostmapTextOfOddShapes) {
     EXPECT_EQ(Build({"--source", "postmap"}, "a b\0c\nd e\n"s),
               Made(2, Told("1: the line holds a NUL byte")));
     EXPECT_EQ(Find("a"), "a\tb\n");
-    EXPECT_EQ(Build({"--source", "hash"}, "").status, USAGE);
+    EXPECT_EQ(Build({"--source", "hash"}, "").status, Usage);
 }
 
 TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
@@ -135,7 +135,7 @@ TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
         const ProgramResult strict = Build({"--warnings=error"}, test.text);
         if (test.told.empty())
             continue;
-        EXPECT_EQ(strict.status, BAD_LIST);
+        EXPECT_EQ(strict.status, BadList);
         EXPECT_EQ(strict.err, test.told + "kwlookup: error: " + m_out +
                                   ": not made, since warnings count as errors\n");
         EXPECT_EQ(fs::last_write_time(m_out), before);
@@ -146,7 +146,7 @@ TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
 TEST_F(ToolSource, ConvertsToAListThatAnswersInTheSameOrder) {
     EXPECT_EQ(Convert("jdoe@ local\n.lan outer\nCorp.lan domain\n.corp.lan\n  inner\n"
                       "jdoe@corp.lan address\n@x.lan marked, \"as\" \\is\n"),
-              (ProgramResult{FOUND,
+              (ProgramResult{Found,
                              "jdoe@corp.lan address\nCorp.lan domain\n@x.lan marked, \"as\" \\is\n"
                              ".corp.lan inner\n.lan outer\njdoe@ local\n",
                              ""}));
@@ -157,7 +157,7 @@ TEST_F(ToolSource, ConvertsToAListThatAnswersInTheSameOrder) {
                   .out,
               "jdoe@corp.lan\taddress\na@corp.lan\tdomain\na@b.corp.lan\tinner\na@b.lan\touter\n"
               "jdoe@else\tlocal\n");
-    EXPECT_EQ(RunTool({"check", "--warnings=error", list}).status, FOUND);
+    EXPECT_EQ(RunTool({"check", "--warnings=error", list}).status, Found);
     EXPECT_EQ(RunTool({"convert", "--from", "postmap", "-"}, "a b\n").out, "a b\n");
 }
 
@@ -165,7 +165,7 @@ TEST_F(ToolSource, ConvertTellsWhatAListCannotSay) {
     const ProgramResult result = Convert("\"two words\"@x v\na b\n*.corp.lan c\nA d\nalone\n");
     EXPECT_EQ(result,
               (ProgramResult{
-                  BAD_LIST, "a b\n*.corp.lan c\n",
+                  BadList, "a b\n*.corp.lan c\n",
                   "kwlookup: error: " + m_dir.Path("in") +
                       ":1: the key '\"two words\"@x' holds white space, which a list cannot say; "
                       "it is left out\n" +
@@ -173,14 +173,14 @@ TEST_F(ToolSource, ConvertTellsWhatAListCannotSay) {
                            "sub-domains") +
                       Told("4: 'A' stands in line 2 already; this one is left out") +
                       Told("5: there is no value after the key 'alone'; it is left out")}));
-    EXPECT_EQ(Convert("*.corp.lan c\n").status, FOUND);
+    EXPECT_EQ(Convert("*.corp.lan c\n").status, Found);
     EXPECT_EQ(
         RunTool({"--warnings=error", "convert", "--from", "postmap", m_dir.Path("in")}).status,
-        BAD_LIST);
-    EXPECT_EQ(RunTool({"convert", m_dir.Path("in")}).status, USAGE);
-    EXPECT_EQ(RunTool({"convert", "--from", "hash", m_dir.Path("in")}).status, USAGE);
+        BadList);
+    EXPECT_EQ(RunTool({"convert", m_dir.Path("in")}).status, Usage);
+    EXPECT_EQ(RunTool({"convert", "--from", "hash", m_dir.Path("in")}).status, Usage);
     const ProgramResult missing = RunTool({"convert", "--from", "postmap", m_dir.Path("no")});
-    EXPECT_EQ(missing.status, UNAVAILABLE);
+    EXPECT_EQ(missing.status, Unavailable);
     EXPECT_EQ(missing.err,
               "kwlookup: error: " + m_dir.Path("no") + ": No such file or directory\n");
 }
@@ -200,10 +200,10 @@ protected:
 
 TEST_F(ToolLeftovers, OfKilledBuildsAreRemovedByTheNext) {
     const auto build = StartBuild(1);
-    ::kill(build->Pid(), SIGKILL);
+    ::kill(build->GetPid(), SIGKILL);
     EXPECT_EQ(build->Finish().status, 128 + SIGKILL);
     EXPECT_EQ(FileCount(), 1U);
-    EXPECT_EQ(Build({}, "a b\n").status, FOUND);
+    EXPECT_EQ(Build({}, "a b\n").status, Found);
     EXPECT_EQ(FileCount(), 2U) << "the text and the table";
 }
 
@@ -214,10 +214,10 @@ TEST_F(ToolLeftovers, OfLivingBuildsAndOthersStay) {
     fs::create_symlink("out.cdb.backup", m_dir.Path("out.cdb.kwlookup-linked"));
     fs::create_directory(m_dir.Path("out.cdb.kwlookup-folder"));
     const auto build = StartBuild(6);
-    EXPECT_EQ(Build({}, "a b\n").status, FOUND);
+    EXPECT_EQ(Build({}, "a b\n").status, Found);
     EXPECT_EQ(FileCount(), 8U);
     build->Write("c d\n");
-    EXPECT_EQ(build->Finish().status, FOUND);
+    EXPECT_EQ(build->Finish().status, Found);
     EXPECT_EQ(Find("c"), "c\td\n");
     EXPECT_EQ(FileCount(), 7U);
 }

@@ -21,10 +21,10 @@ namespace {
 using namespace kwlookup;
 
 ProgramResult Answers(const std::string& out) {
-    return {FOUND, out, ""};
+    return {Found, out, ""};
 }
 
-const ProgramResult NOTHING_FOUND = {NOT_FOUND, "", ""};
+const ProgramResult NOTHING_FOUND = {NotFound, "", ""};
 
 std::vector<std::string> Lines(const std::string& text, char end = '\n') {
     std::vector<std::string> lines;
@@ -77,7 +77,7 @@ TEST(ToolFind, ManyLinesAreAnsweredInTheirOrder) {
     EXPECT_EQ(RunTool({"find", "nobody@corp.lan", "-"}, input), NOTHING_FOUND);
     const ProgramResult full = RunToolInShell(
         "exec \"$@\" < '" + dir.Write("input", input) + "' > /dev/full", {"find", list, "-"});
-    EXPECT_EQ(full.status, OUTPUT);
+    EXPECT_EQ(full.status, Output);
     EXPECT_EQ(Lines(full.err).size(), 1u) << full.err;
 }
 
@@ -169,7 +169,7 @@ TEST(ToolFind, AnItemShowsNothingOfTheItemBefore) {
                       "corp.lan\tcorp.lan\tldap:found\t\t\n"));
     const ProgramResult result =
         RunTool({"find", "ldap:broken after a result, other.org", "corp.lan"});
-    EXPECT_EQ(result.status, UNAVAILABLE);
+    EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.out, "");
 }
 
@@ -189,7 +189,7 @@ TEST(ToolFind, ExplainNamesItemValueAndFile) {
                       " root@a.org \t root@a.org \t root@a.org \t root@a.org \t\n"));
 
     const ProgramResult missed = RunTool({"find", "--explain", "a", "x\ny", "a"});
-    EXPECT_EQ(missed.status, FOUND);
+    EXPECT_EQ(missed.status, Found);
     EXPECT_EQ(missed.out, "a\ta\ta\ta\t\n");
     EXPECT_EQ(missed.err, "kwlookup: no item answered for [x\\x0ay]\n");
 }
@@ -301,15 +301,15 @@ TEST(ToolQuery, PrintsAndExitsAsPostmap) {
 TEST(ToolQuery, AFaultIsToldAndIsNoSuccess) {
     const std::string error =
         "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
-    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken"}), (ProgramResult{NOT_FOUND, "", error}));
-    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken, x"}), (ProgramResult{NOT_FOUND, "x\n", error}));
+    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken"}), (ProgramResult{NotFound, "", error}));
+    EXPECT_EQ(RunTool({"-q", "x", "ldap:broken, x"}), (ProgramResult{NotFound, "x\n", error}));
     EXPECT_EQ(RunTool({"-q", "x", "x, ldap:broken"}), Answers("x\n"));
     for (const char* list : {"nosuch:x, x", "\"x"}) {
         const ProgramResult result = RunTool({"-q", "x", list});
-        EXPECT_EQ(result.status, NOT_FOUND);
+        EXPECT_EQ(result.status, NotFound);
         EXPECT_THAT(result.err, HasSubstr("kwlookup: error: "));
     }
-    EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"-q", "x", "x"}).status, NOT_FOUND);
+    EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"-q", "x", "x"}).status, NotFound);
 }
 
 TEST(ToolFind, JsonPrintsOneObjectALine) {
@@ -337,7 +337,7 @@ TEST(ToolFind, JsonIsValidWhateverTheBytes) {
     }
     texts += "\xf4\x90\x80\x80 \xed\xa0\x80 \xc0\xaf \xe2\x80\xa8@corp.lan\n";
     const ProgramResult result = RunTool({"find", "--json", "--explain", "corp.lan", "-"}, texts);
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     const std::vector<std::string> lines = Lines(result.out);
     EXPECT_EQ(lines.size(), Lines(texts).size());
     for (const std::string& line : lines) {
@@ -398,13 +398,13 @@ TEST(ToolFind, DoesNotGrowOverAMillionLines) {
         long early = 0;
         for (int line = 0; line < 1'000'000; line += LINES_A_BLOCK) {
             if (line == 100'000)
-                early = PeakMemory(tool.Pid());
+                early = PeakMemory(tool.GetPid());
             tool.Write(block);
             for (int answer = 0; answer < LINES_A_BLOCK / 2; ++answer)
                 ASSERT_EQ(tool.ReadLine(), "jdoe@corp.lan\tjdoe@corp.lan");
         }
         ASSERT_GT(early, 0);
-        EXPECT_LT(PeakMemory(tool.Pid()), early + 3 * 1024);
+        EXPECT_LT(PeakMemory(tool.GetPid()), early + 3 * 1024);
         EXPECT_EQ(tool.Finish(), Answers(""));
     }
 }
@@ -417,7 +417,7 @@ TEST(ToolFind, VerboseShowsTheMessagesOfTheLibraryOnStandardError) {
              {"find", "--verbose", "file:" + name, "corp.lan"},
          }) {
         const ProgramResult result = RunTool(arguments);
-        EXPECT_EQ(result.status, FOUND);
+        EXPECT_EQ(result.status, Found);
         EXPECT_EQ(result.out, "corp.lan\tcorp.lan\n");
         EXPECT_THAT(result.err, HasSubstr("kwlookup: debug: KwFileLookup: loaded 1 records from " +
                                           name + " file.\n"));
@@ -448,17 +448,17 @@ TEST(ToolFind, AHostileTextCannotForgeALine) {
 TEST(ToolFind, TellsAPluginThatCannotAnswer) {
     const std::string error =
         "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
-    EXPECT_EQ(RunTool({"find", "ldap:broken", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
-    EXPECT_EQ(RunTool({"find", "ldap:broken, y", "x"}), (ProgramResult{UNAVAILABLE, "", error}));
-    EXPECT_EQ(RunTool({"find", "ldap:broken, x", "x"}), (ProgramResult{FOUND, "x\tx\n", error}));
+    EXPECT_EQ(RunTool({"find", "ldap:broken", "x"}), (ProgramResult{Unavailable, "", error}));
+    EXPECT_EQ(RunTool({"find", "ldap:broken, y", "x"}), (ProgramResult{Unavailable, "", error}));
+    EXPECT_EQ(RunTool({"find", "ldap:broken, x", "x"}), (ProgramResult{Found, "x\tx\n", error}));
     EXPECT_EQ(
         RunTool({"find", "ldap:odd, x", "x"}),
-        (ProgramResult{FOUND, "x\tx\n", "kwlookup: error: [ldap:odd] could not answer for [x]\n"}));
+        (ProgramResult{Found, "x\tx\n", "kwlookup: error: [ldap:odd] could not answer for [x]\n"}));
     EXPECT_EQ(RunTool({"find", "x, ldap:broken", "x"}), Answers("x\tx\n"));
     EXPECT_EQ(RunTool({"find", "--all", "x, ldap:broken", "x"}),
-              (ProgramResult{FOUND, "x\tx\n", error}));
-    EXPECT_EQ(RunTool({"find", "--strict", "ldap:broken", "x"}).status, BAD_LIST);
-    EXPECT_EQ(RunTool({"check", "ldap:broken"}).status, BAD_LIST);
+              (ProgramResult{Found, "x\tx\n", error}));
+    EXPECT_EQ(RunTool({"find", "--strict", "ldap:broken", "x"}).status, BadList);
+    EXPECT_EQ(RunTool({"check", "ldap:broken"}).status, BadList);
     EXPECT_EQ(RunTool({"check", "--no-open", "ldap:broken"}),
               Answers("1 object, 1 record, 0 errors\n"));
 }
@@ -468,17 +468,17 @@ TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
                                 "yes a | head -100000 | \"$@\" - >/dev/full"}) {
         SCOPED_TRACE(command);
         const ProgramResult result = RunToolInShell(command, {"find", "a", "a"});
-        EXPECT_EQ(result.status, OUTPUT);
+        EXPECT_EQ(result.status, Output);
         EXPECT_THAT(result.err, testing::StartsWith("kwlookup: error: cannot write the answers: "));
         EXPECT_EQ(Lines(result.err).size(), 1u);
     }
     // Nothing to write is no fault.
     EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"find", "a", "b"}), NOTHING_FOUND);
     for (const char* help : {"--help", "--version"})
-        EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {help}).status, OUTPUT);
+        EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {help}).status, Output);
     for (const auto& arguments : {std::vector<std::string>{"check", "a"}, {"types"}}) {
         const ProgramResult result = RunToolInShell("exec \"$@\" >/dev/full", arguments);
-        EXPECT_EQ(result.status, OUTPUT);
+        EXPECT_EQ(result.status, Output);
         EXPECT_EQ(result.err, "kwlookup: error: cannot write to standard output\n");
     }
 }
@@ -493,11 +493,11 @@ TEST(ToolFind, TellsWhenStandardInputCannotBeRead) {
         const std::string error =
             "kwlookup: error: cannot read standard input: "s + c.reason + "\n";
         EXPECT_EQ(RunToolInShell(c.command, {"find", "a", "-"}),
-                  (ProgramResult{UNAVAILABLE, "", error}));
+                  (ProgramResult{Unavailable, "", error}));
         EXPECT_EQ(RunToolInShell(c.command, {"find", "a", "-", "a"}),
-                  (ProgramResult{FOUND, "a\ta\n", error}));
+                  (ProgramResult{Found, "a\ta\n", error}));
         EXPECT_EQ(RunToolInShell(c.command, {"watch", "a"}),
-                  (ProgramResult{UNAVAILABLE, "", error}));
+                  (ProgramResult{Unavailable, "", error}));
     }
 }
 
@@ -511,7 +511,7 @@ TEST(ToolCheck, CountsObjectsAndRecords) {
               Answers("4 objects, 6 records, 0 errors\n"));
     EXPECT_EQ(
         RunTool({"check", "a, nosuch:b"}),
-        (ProgramResult{BAD_LIST, "1 object, 1 record, 1 error\n",
+        (ProgramResult{BadList, "1 object, 1 record, 1 error\n",
                        "kwlookup: error: Error in init lookup [nosuch:b]: unknown id "
                        "'nosuch'\n"
                        "kwlookup: hint: 'kwlookup types' lists the types; a value with a colon "
@@ -544,7 +544,7 @@ TEST(ToolUsage, WrongUsage) {
     for (const auto& arguments : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const ProgramResult result = RunTool(arguments);
-        EXPECT_EQ(result.status, USAGE);
+        EXPECT_EQ(result.status, Usage);
         EXPECT_EQ(result.out, "");
         EXPECT_THAT(result.err, HasSubstr("--help"));
     }
@@ -557,7 +557,7 @@ TEST(ToolUsage, HelpTeachesByExample) {
     for (const auto& arguments :
          {std::vector<std::string>{"--help"}, {"-h"}, {"find", "--help"}, {"find", "-h"}}) {
         const ProgramResult result = RunTool(arguments);
-        EXPECT_EQ(result.status, FOUND);
+        EXPECT_EQ(result.status, Found);
         EXPECT_EQ(result.err, "");
         EXPECT_THAT(result.out, HasSubstr("Examples:\n  kwlookup find 'root@corp.lan, "
                                           "file:/etc/mail/blocked' jdoe@corp.lan\n"));

@@ -18,7 +18,7 @@ namespace {
 
 TEST(ToolTypes, ListsTheKnownTypes) {
     const ProgramResult result = RunTool({"types"});
-    EXPECT_EQ(result.status, FOUND);
+    EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.err, "");
     std::vector<std::string> names;
     std::istringstream lines(result.out);
@@ -72,11 +72,11 @@ protected:
     }
 
     const TempDir m_dir;
-    const ProgramResult m_found{FOUND, "x\tx\n", ""};
+    const ProgramResult m_found{Found, "x\tx\n", ""};
 };
 
 TEST_F(ToolOtherTypes, AreUnknownUntilTheyAreNamed) {
-    EXPECT_EQ(Run({"find", "path:found", "x"}).status, UNAVAILABLE);
+    EXPECT_EQ(Run({"find", "path:found", "x"}).status, Unavailable);
     EXPECT_EQ(Run({"--type", "path", "find", "path:found", "x"}), m_found);
     EXPECT_EQ(Run({"find", "path:found", "--type=path", "x"}), m_found);
     EXPECT_EQ(Run({"--type", "other", "--type", "path", "find", "Path:found", "x"}), m_found);
@@ -91,7 +91,7 @@ TEST_F(ToolOtherTypes, AreNamedByTheConfiguration) {
     const std::string conf = Configure("[kwlookup]\ntypes = other, path\n[lookup_path]\n");
     EXPECT_EQ(Run({"--config", conf, "find", "path:found", "x"}), m_found);
     EXPECT_EQ(Run({"--config", conf, "check"}),
-              (ProgramResult{FOUND, conf + ": 2 sections, 0 errors\n", ""}));
+              (ProgramResult{Found, conf + ": 2 sections, 0 errors\n", ""}));
     Configure("[kwlookup]\n");
     EXPECT_EQ(Run({"--config", conf, "find", "x", "x"}), m_found);
 }
@@ -99,22 +99,22 @@ TEST_F(ToolOtherTypes, AreNamedByTheConfiguration) {
 TEST_F(ToolOtherTypes, HaveNamesThatListsCanSay) {
     for (const std::string name : {"", "Path", "a b", "a:b", "../path", "p\xe4th"}) {
         EXPECT_THAT(Run({"--type", name, "types"}),
-                    testing::AllOf(testing::Field(&ProgramResult::status, USAGE),
+                    testing::AllOf(testing::Field(&ProgramResult::status, Usage),
                                    testing::Field(&ProgramResult::err, HasSubstr("is no type: "))))
             << name;
         if (name.empty())
             continue; // lists have no empty items
         EXPECT_EQ(Run({"--config", Configure("[kwlookup]\n\nTypes = path," + name + "\n"), "types"})
                       .status,
-                  BAD_LIST)
+                  BadList)
             << name;
     }
-    EXPECT_EQ(Run({"--type", "value", "types"}).status, USAGE);
-    EXPECT_EQ(Run({"types", "--type"}).status, USAGE);
+    EXPECT_EQ(Run({"--type", "value", "types"}).status, Usage);
+    EXPECT_EQ(Run({"types", "--type"}).status, Usage);
     const std::string conf = Configure("[kwlookup]\nType = path\n");
     EXPECT_EQ(
         Run({"--config", conf, "types"}),
-        (ProgramResult{BAD_LIST, "",
+        (ProgramResult{BadList, "",
                        "kwlookup: error: " + conf + ":2: unknown key 'Type' in [kwlookup]\n"}));
 }
 

@@ -68,9 +68,9 @@ TEST(ToolWarnings, LiteralItemsInAnotherSyntax) {
             test.warning.empty() ? "" : Warning("[" + test.input + "]: " + test.warning);
         const std::string list = "\"" + test.input + "\"";
         EXPECT_EQ(RunTool({"check", list}),
-                  (ProgramResult{FOUND, "1 object, 1 record, 0 errors\n", told}));
+                  (ProgramResult{Found, "1 object, 1 record, 0 errors\n", told}));
         EXPECT_EQ(RunTool({"check", "--warnings=error", list}),
-                  (ProgramResult{told.empty() ? FOUND : BAD_LIST,
+                  (ProgramResult{told.empty() ? Found : BadList,
                                  "1 object, 1 record, "s + (told.empty() ? "0" : "1") + " error" +
                                      (told.empty() ? "s" : "") + "\n",
                                  told}));
@@ -119,10 +119,10 @@ TEST(ToolWarnings, LinesOfAFile) {
         SCOPED_TRACE(test.input);
         const std::string name = dir.Write("list", test.input);
         const ProgramResult result = RunTool({"check", "file:" + name});
-        EXPECT_EQ(result.status, FOUND);
+        EXPECT_EQ(result.status, Found);
         EXPECT_EQ(result.err, test.warning.empty() ? "" : Warning(name + ":" + test.warning));
         EXPECT_EQ(RunTool({"check", "--warnings=error", "file:" + name}).status,
-                  test.warning.empty() ? FOUND : BAD_LIST);
+                  test.warning.empty() ? Found : BadList);
     }
 }
 
@@ -133,13 +133,13 @@ TEST(ToolWarnings, EncodingsAreToldAtEveryLoad) {
                                              "corp.lan\n");
     const std::string told =
         Warning(bom + ":1: a byte order mark is part of the first key; save the file without it");
-    EXPECT_EQ(RunTool({"find", "file:" + bom, "a@corp.lan"}), (ProgramResult{NOT_FOUND, "", told}));
+    EXPECT_EQ(RunTool({"find", "file:" + bom, "a@corp.lan"}), (ProgramResult{NotFound, "", told}));
     EXPECT_EQ(RunTool({"find", "file:" + bom,
                        "\xef\xbb\xbf"
                        "corp.lan"})
                   .status,
-              FOUND);
-    EXPECT_EQ(RunTool({"watch", "file:" + bom}), (ProgramResult{NOT_FOUND, "", told}));
+              Found);
+    EXPECT_EQ(RunTool({"watch", "file:" + bom}), (ProgramResult{NotFound, "", told}));
     EXPECT_THAT(RunTool({"compare", "file:" + bom, "x"}).err, StartsWith(told));
     EXPECT_EQ(RunTool({"find", "--warnings=off", "file:" + bom, "a@corp.lan"}).err, "");
 
@@ -149,10 +149,10 @@ TEST(ToolWarnings, EncodingsAreToldAtEveryLoad) {
         before.insert(before.end(), after.begin(), after.end());
         return RunTool(before).status;
     };
-    EXPECT_EQ(run({"find"}, {"a@corp.lan"}), UNAVAILABLE);
-    EXPECT_EQ(run({"find", "--strict"}, {"a@corp.lan"}), BAD_LIST);
-    EXPECT_EQ(run({"compare"}, {"x"}), BAD_LIST);
-    EXPECT_EQ(run({"find"}, {"--warnings=no", "x"}), USAGE);
+    EXPECT_EQ(run({"find"}, {"a@corp.lan"}), Unavailable);
+    EXPECT_EQ(run({"find", "--strict"}, {"a@corp.lan"}), BadList);
+    EXPECT_EQ(run({"compare"}, {"x"}), BadList);
+    EXPECT_EQ(run({"find"}, {"--warnings=no", "x"}), Usage);
 }
 
 TEST(ToolWarnings, TheLinesOfAListAreNotLookedAtToFind) {
@@ -164,7 +164,7 @@ TEST(ToolWarnings, TheLinesOfAListAreNotLookedAtToFind) {
 TEST(ToolWarnings, WhatIsNoRegularFileIsNotReadTwice) {
     const ProgramResult result =
         RunToolInShell("printf '*@a.lan\\nb.lan\\n' | \"$@\"", {"check", "file:/dev/stdin"});
-    EXPECT_EQ(result, (ProgramResult{FOUND, "1 object, 2 records, 0 errors\n", ""}));
+    EXPECT_EQ(result, (ProgramResult{Found, "1 object, 2 records, 0 errors\n", ""}));
 }
 
 TEST(ToolWarnings, PatternTables) {
@@ -195,7 +195,7 @@ TEST(ToolWarnings, PatternTables) {
         const std::string told = test.warning.empty() ? "" : Warning(name + ":" + test.warning);
         EXPECT_EQ(RunTool({"check", "rfile:" + name}).err, told);
         EXPECT_EQ(RunTool({"find", "rfile:OnError=exception|" + name, "z"}),
-                  (ProgramResult{NOT_FOUND, "", told}));
+                  (ProgramResult{NotFound, "", told}));
     }
 }
 
@@ -212,7 +212,7 @@ TEST(ToolWarnings, AreBounded) {
                           Warning(name + ": 980 more keys in another program's syntax")));
     const ProgramResult deep =
         RunTool({"check", "file:" + dir.Write("deep", ".lan\nx@" + std::string(1 << 20, '.'))});
-    EXPECT_EQ(deep, (ProgramResult{FOUND, "1 object, 2 records, 0 errors\n", ""}));
+    EXPECT_EQ(deep, (ProgramResult{Found, "1 object, 2 records, 0 errors\n", ""}));
 }
 
 TEST(ToolOpen, AnUnreadableTableIsAFaultWhateverOnErrorSays) {
@@ -224,27 +224,27 @@ TEST(ToolOpen, AnUnreadableTableIsAFaultWhateverOnErrorSays) {
     const std::string told =
         reason + "kwlookup: error: [" + list + "] ignores the error above, and finds nothing\n";
     EXPECT_EQ(RunTool({"check", list}),
-              (ProgramResult{BAD_LIST, "1 object, 1 record, 1 error\n", told}));
+              (ProgramResult{BadList, "1 object, 1 record, 1 error\n", told}));
     EXPECT_EQ(RunTool({"check", "cdb:OnError=exception|Database=" + table + "|$u"}).status,
-              BAD_LIST);
+              BadList);
     EXPECT_EQ(RunTool({"check", "--no-open", list}),
-              (ProgramResult{FOUND, "1 object, 1 record, 0 errors\n", ""}));
-    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{BAD_LIST, "", told}));
-    EXPECT_EQ(RunTool({"find", list, "a@b"}), (ProgramResult{NOT_FOUND, "", reason}));
+              (ProgramResult{Found, "1 object, 1 record, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{BadList, "", told}));
+    EXPECT_EQ(RunTool({"find", list, "a@b"}), (ProgramResult{NotFound, "", reason}));
 
-    ASSERT_EQ(RunTool({"build", "cdb", dir.Write("in", "a@b x\n"), table}).status, FOUND);
+    ASSERT_EQ(RunTool({"build", "cdb", dir.Write("in", "a@b x\n"), table}).status, Found);
     EXPECT_EQ(RunTool({"check", list}),
-              (ProgramResult{FOUND, "1 object, 1 record, 0 errors\n", ""}));
-    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{FOUND, "a@b\tx\n", ""}));
+              (ProgramResult{Found, "1 object, 1 record, 0 errors\n", ""}));
+    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{Found, "a@b\tx\n", ""}));
 }
 
 TEST(ToolOpen, AnErrorThatIsIgnoredLaterIsAFaultToo) {
     // The limit is reached by the text alone.
     const std::string list = "regex:MaxLength=10|^a";
-    EXPECT_EQ(RunTool({"check", list}).status, FOUND);
-    EXPECT_EQ(RunTool({"find", list, "12345678901"}).status, NOT_FOUND);
-    EXPECT_EQ(RunTool({"find", "--strict", list, "12345678901"}).status, UNAVAILABLE);
-    EXPECT_EQ(RunTool({"find", "--strict", list, "1"}).status, NOT_FOUND);
+    EXPECT_EQ(RunTool({"check", list}).status, Found);
+    EXPECT_EQ(RunTool({"find", list, "12345678901"}).status, NotFound);
+    EXPECT_EQ(RunTool({"find", "--strict", list, "12345678901"}).status, Unavailable);
+    EXPECT_EQ(RunTool({"find", "--strict", list, "1"}).status, NotFound);
 }
 
 TEST(ToolOpen, SectionsOfNoPlugin) {
@@ -256,10 +256,10 @@ TEST(ToolOpen, SectionsOfNoPlugin) {
         Warning(conf + ":6: [lookup_file]: no plug-in type has this section") +
         Warning(conf + ":4: [lookup_regexp]: no plug-in type has this section");
     EXPECT_EQ(RunTool({"--config", conf, "find", "a", "a"}),
-              (ProgramResult{FOUND, "a\ta\n", told}));
+              (ProgramResult{Found, "a\ta\n", told}));
     EXPECT_EQ(RunTool({"--config", conf, "--warnings=off", "find", "a", "a"}).err, "");
     EXPECT_EQ(RunTool({"--config", conf, "watch", "a"}).err, told);
-    EXPECT_EQ(RunTool({"--config", conf, "check"}).status, BAD_LIST);
+    EXPECT_EQ(RunTool({"--config", conf, "check"}).status, BadList);
 }
 
 TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
@@ -272,51 +272,51 @@ TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
     const std::string quote = "kwlookup: hint: a list with blanks in it needs quotes: ";
     const Hint hints[] = {
         {{"fnd", "a", "b c"},
-         USAGE,
+         Usage,
          "kwlookup: error: unknown command fnd; did you mean find?\n"
          "Run with --help for more information.\n"
          "kwlookup: hint: kwlookup find a 'b c'\n"},
         {{"xyzzy"},
-         USAGE,
+         Usage,
          "kwlookup: error: unknown command xyzzy; the commands are find watch check compare"},
         {{"ldap:Password=S3CRET"},
-         USAGE,
+         Usage,
          "kwlookup: error: unknown command ldap:Password=***; the"},
         {{"check", "a", "\x1b[2J"},
-         USAGE,
+         Usage,
          "The following argument was not expected: \\x1b[2J\nRun with --help for more "
          "information.\n"},
         {{"check", "a", "ldap:Password=S3CRET"},
-         USAGE,
+         Usage,
          "The following argument was not expected: ldap:Password=***\n"},
         {{"build", "hash", "in", "out"},
-         USAGE,
+         Usage,
          "kwlookup: error: unknown command build hash; did you mean build cdb?\n"
          "Run with --help for more information.\n"
          "kwlookup: hint: kwlookup build cdb in out\n"},
-        {{"find", "a,", "b", "c"}, NOT_FOUND, quote + "kwlookup find 'a, b' c\n"},
-        {{"check", "a,", "it's,", "c"}, USAGE, quote + "kwlookup check 'a, it'\\''s, c'\n"},
+        {{"find", "a,", "b", "c"}, NotFound, quote + "kwlookup find 'a, b' c\n"},
+        {{"check", "a,", "it's,", "c"}, Usage, quote + "kwlookup check 'a, it'\\''s, c'\n"},
         {{"find", "regex:^(a|b)@", "x"},
-         UNAVAILABLE,
+         Unavailable,
          "kwlookup: error: Error in init lookup [regex:^(a|b)@]: error in lookup_regex params: "
          "can`t find '=' in ^(a\n"
          "kwlookup: hint: a bar ends a setting: quote it: 'regex:\"^(a|b)@\"'\n"},
         {{"check", "regex:CaseSensitive=yes|^(a|b)@"},
-         BAD_LIST,
+         BadList,
          "kwlookup: hint: a bar ends a setting: quote it: "
          "'regex:CaseSensitive=yes|\"^(a|b)@\"'\n"},
         {{"check", "regex:^(a\\|b|c)"},
-         BAD_LIST,
+         BadList,
          "kwlookup: hint: a bar ends a setting: quote it\n"},
         {{"check", "hash:/etc/mail/access"},
-         BAD_LIST,
+         BadList,
          "kwlookup: error: Error in init lookup [hash:/etc/mail/access]: unknown id 'hash'\n" +
              types + "write 'berkeley:Database=/etc/mail/access.db|$s'\n"},
-        {{"check", "pcre:/etc/mail/table"}, BAD_LIST, types + "write rfile:/etc/mail/table\n"},
-        {{"check", "pgsql:x"}, BAD_LIST, types + "write postgres:x\n"},
-        {{"check", "fiel:/etc/mail/list"}, BAD_LIST, types + "write file:/etc/mail/list\n"},
+        {{"check", "pcre:/etc/mail/table"}, BadList, types + "write rfile:/etc/mail/table\n"},
+        {{"check", "pgsql:x"}, BadList, types + "write postgres:x\n"},
+        {{"check", "fiel:/etc/mail/list"}, BadList, types + "write file:/etc/mail/list\n"},
         {{"check", "list:x, hash:x"},
-         BAD_LIST,
+         BadList,
          types + "a value with a colon in it is written 'value:list:x'; for a plug-in "
                  "from elsewhere, add --type list\n"},
     };
@@ -326,8 +326,8 @@ TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
         EXPECT_EQ(result.status, hint.status);
         EXPECT_THAT(result.err, HasSubstr(hint.err));
     }
-    EXPECT_EQ(RunTool({"find", "regex:CaseSensitive=yes|\"^(a|b)@\"", "b@x"}).status, FOUND);
-    EXPECT_EQ(RunTool({"find", "a, b", "b"}), (ProgramResult{FOUND, "b\tb\n", ""}));
+    EXPECT_EQ(RunTool({"find", "regex:CaseSensitive=yes|\"^(a|b)@\"", "b@x"}).status, Found);
+    EXPECT_EQ(RunTool({"find", "a, b", "b"}), (ProgramResult{Found, "b\tb\n", ""}));
     EXPECT_EQ(RunTool({"find", "a,", "a"}).err, quote + "kwlookup find 'a, a'\n");
 }
 
@@ -340,19 +340,19 @@ TEST(ToolWatchTermination, EndsWithItsOwnStatus) {
         tool.Write("abc\n");
         EXPECT_EQ(tool.ReadLine(), "abc\tabc");
         tool.Write(begun);
-        ::kill(tool.Pid(), SIGTERM);
+        ::kill(tool.GetPid(), SIGTERM);
         EXPECT_EQ(tool.ReadLine(), "") << "it ends";
-        EXPECT_EQ(tool.Finish(), (ProgramResult{FOUND, "", ""}));
+        EXPECT_EQ(tool.Finish(), (ProgramResult{Found, "", ""}));
     }
     std::vector<std::string> ignoring = {"/bin/sh", "-c", "trap '' TERM; exec \"$@\"", "sh"};
     ignoring.insert(ignoring.end(), arguments.begin(), arguments.end());
     RunningProgram tool(ignoring, TOOL_ENVIRONMENT);
     tool.Write("abc\n");
     EXPECT_EQ(tool.ReadLine(), "abc\tabc");
-    ::kill(tool.Pid(), SIGTERM);
+    ::kill(tool.GetPid(), SIGTERM);
     tool.Write("abc\n");
     EXPECT_EQ(tool.ReadLine(), "abc\tabc") << "the signal was ignored before";
-    EXPECT_EQ(tool.Finish().status, FOUND);
+    EXPECT_EQ(tool.Finish().status, Found);
 }
 
 } // namespace

@@ -9,14 +9,14 @@
 
 /// The statuses that the tool exits with.
 enum {
-    FOUND = 0,
-    SAME = 0,
-    NOT_FOUND = 1,
-    DIFFERENT = 1,
-    USAGE = 64,
-    OUTPUT = 74,
-    UNAVAILABLE = 75,
-    BAD_LIST = 78
+    Found = 0,
+    Same = 0,
+    NotFound = 1,
+    Different = 1,
+    Usage = 64,
+    Output = 74,
+    Unavailable = 75,
+    BadList = 78
 };
 
 /// The environment of the tool: it finds the test's plug-in, and after it the real ones.

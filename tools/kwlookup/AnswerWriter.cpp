@@ -58,7 +58,7 @@ void AnswerWriter::AddField(const std::string& text) {
 void AnswerWriter::Flush() {
     const char* begin = m_buffer.data();
     const char* const end = begin + m_buffer.size();
-    while (begin != end && Good()) {
+    while (begin != end && IsGood()) {
         const ssize_t written =
             ::write(STDOUT_FILENO, begin, static_cast<std::size_t>(end - begin));
         if (written >= 0)

@@ -44,9 +44,9 @@ public:
     /// Writes what is gathered, so that somebody who waits for an answer sees it.
     void Flush();
 
-    /// False after a write failed; errno of that write is then in Error().
-    bool Good() const { return m_error == 0; }
-    int Error() const { return m_error; }
+    /// False after a write failed; errno of that write is then in GetError().
+    bool IsGood() const { return m_error == 0; }
+    int GetError() const { return m_error; }
 
 private:
     void AddField(const std::string& text);

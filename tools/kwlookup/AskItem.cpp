@@ -59,7 +59,7 @@ void FetchItems(const ItemList& list, const std::string* texts, std::size_t coun
     std::array<const KwLookupFinder*, READ_AHEAD> pointers;
     for (std::size_t i = 0; i < count; ++i)
         pointers[i] = &finders[i].emplace(texts[i]);
-    for (const ItemList::Item& item : list.Items())
+    for (const ItemList::Item& item : list.GetItems())
         item.holder->Fetch(pointers.data(), count, flags);
 }
 

@@ -19,17 +19,17 @@ Asker::Asker(const Options& options, const LogClass& log, std::function<bool()> 
 
 void Asker::Ask(const ItemList& list, const std::string& text) {
     bool answered = false;
-    for (const ItemList::Item& item : list.Items()) {
-        const std::size_t errors = LoggedErrors();
+    for (const ItemList::Item& item : list.GetItems()) {
+        const std::size_t errors = CountLoggedErrors();
         const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, m_answer);
         m_findings.fault |=
-            verdict == ItemVerdict::Fault || (m_options.strict && LoggedErrors() != errors);
+            verdict == ItemVerdict::Fault || (m_options.strict && CountLoggedErrors() != errors);
         if (verdict != ItemVerdict::Match)
             continue;
         answered = true;
         if (m_options.answers.explain) {
             m_answer.item = WithoutSecrets(item.text);
-            m_answer.file = item.File();
+            m_answer.file = item.GetFile();
         }
         m_writer.Write(text, m_answer);
         if (m_writer.IsFull())
@@ -53,7 +53,7 @@ void Asker::Ask(const ItemList& list, const std::string* texts, std::size_t coun
 
 bool Asker::MayShare(const ItemList& list) const {
     return !m_options.answers.explain && !m_log.isDebugEnabled() &&
-           std::none_of(list.Items().begin(), list.Items().end(),
+           std::none_of(list.GetItems().begin(), list.GetItems().end(),
                         [](const ItemList::Item& item) { return item.IsPlugin(); });
 }
 
@@ -67,17 +67,19 @@ bool Asker::Flush() {
     if (m_await_turn && !m_await_turn())
         return false;
     m_writer.Flush();
-    if (!m_writer.Good() && !m_findings.output_failed) {
+    if (!m_writer.IsGood() && !m_findings.output_failed) {
         m_findings.output_failed = true;
-        TellError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.Error()));
+        TellError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.GetError()));
     }
     return !m_findings.output_failed;
 }
 
-int Asker::Status() const {
+int Asker::GetStatus() const {
     if (m_findings.output_failed)
-        return EXIT_OUTPUT;
-    return m_findings.found ? EXIT_FOUND : m_findings.fault ? EXIT_UNAVAILABLE : EXIT_NOT_FOUND;
+        return ExitStatus::Output;
+    return m_findings.found   ? ExitStatus::Found
+           : m_findings.fault ? ExitStatus::Unavailable
+                              : ExitStatus::NotFound;
 }
 
 } // namespace kwlookup

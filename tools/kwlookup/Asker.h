@@ -41,7 +41,7 @@ public:
     /// all that is written, and no item has anything to wait for.
     bool MayShare(const ItemList& list) const;
 
-    const Findings& Found() const { return m_findings; }
+    const Findings& GetFindings() const { return m_findings; }
     /// Takes what another asker has found as its own.
     void Add(const Findings& other);
 
@@ -49,7 +49,7 @@ public:
     bool Flush();
 
     /// What the tool's exit status is to say: nothing is found where an item could not be asked.
-    int Status() const;
+    int GetStatus() const;
 
     /// Notes that something could not be asked.
     void NoteFault() { m_findings.fault = true; }

@@ -46,7 +46,7 @@ private:
 /// Returns the number of records.
 std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
                        CdbWriter& writer) {
-    BoundedWarnings told(warnings, file.Name());
+    BoundedWarnings told(warnings, file.GetName());
     Progress progress;
     std::size_t records = 0;
     std::string key;
@@ -68,7 +68,7 @@ std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& 
         writer.Add(key, value);
         progress.Show(++records);
     };
-    ReadTableSource(file.Lines(), file.Name(), options.source, warnings, add);
+    ReadTableSource(file.GetLines(), file.GetName(), options.source, warnings, add);
     return records;
 }
 
@@ -82,15 +82,15 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
     Warnings warnings(options.warnings, log);
     CdbWriter writer(options.output);
     const std::size_t records = AddRecords(file, options, warnings, writer);
-    if (warnings.Errors() != 0) {
+    if (warnings.GetErrorCount() != 0) {
         TellError(log, options.output + ": not made, since warnings count as errors");
-        return EXIT_BAD_LIST;
+        return ExitStatus::BadList;
     }
     writer.Finish();
     std::string line;
     AppendField(line, options.output);
     std::cout << line << ": " << records << (records == 1 ? " record\n" : " records\n");
-    return EXIT_FOUND;
+    return ExitStatus::Found;
 }
 
 } // namespace kwlookup

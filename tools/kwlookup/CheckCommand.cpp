@@ -32,8 +32,8 @@ void LoadSection(const std::string& section, const LogClass& log) {
 
 bool CheckConfiguration(const Configuration& configuration, const LogClass& log) {
     std::size_t failed = 0;
-    const ConfFile& file = configuration.File();
-    for (const auto& [name, section] : file.Sections()) {
+    const ConfFile& file = configuration.GetFile();
+    for (const auto& [name, section] : file.GetSections()) {
         std::string reason;
         try {
             LoadSection(name, log);
@@ -48,8 +48,8 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
         ++failed;
     }
     std::string line;
-    AppendField(line, file.Name());
-    std::cout << line << ": " << Count(file.Sections().size(), "section") << ", "
+    AppendField(line, file.GetName());
+    std::cout << line << ": " << Count(file.GetSections().size(), "section") << ", "
               << Count(failed, "error") << std::endl;
     return failed == 0;
 }
@@ -57,7 +57,7 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
 bool CheckList(const std::string& list_text, const ListChecks& checks, const LogClass& log) {
     const ItemList list(list_text, log, checks);
     std::size_t objects = 0, records = 0;
-    for (const ItemList::Item& item : list.Items()) {
+    for (const ItemList::Item& item : list.GetItems()) {
         for (const KwIfLookup& lookup : item.holder->GetObjects()) {
             ++objects;
             // Objects of plug-ins need not have type information.
@@ -66,7 +66,7 @@ bool CheckList(const std::string& list_text, const ListChecks& checks, const Log
             records += strings ? strings->GetCount() : 1;
         }
     }
-    const std::size_t failed = list.FailedCount();
+    const std::size_t failed = list.GetFailedCount();
     std::cout << Count(objects, "object") << ", " << Count(records, "record") << ", "
               << Count(failed, "error") << std::endl;
     return failed == 0;
@@ -84,7 +84,7 @@ int RunCheckCommand(const std::string& list, const ListChecks& checks,
         TellError(log, error.what());
         good = false;
     }
-    return good ? EXIT_FOUND : EXIT_BAD_LIST;
+    return good ? ExitStatus::Found : ExitStatus::BadList;
 }
 
 } // namespace kwlookup

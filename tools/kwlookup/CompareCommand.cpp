@@ -19,7 +19,7 @@ namespace {
 /// What a list says of a text: "-" for no match, "+" for a plain match, "+ RESULT". Empty, once it
 /// is told, when an item before the first match could not answer.
 std::string AskList(const ItemList& list, const std::string& text, int flags, const LogClass& log) {
-    for (const ItemList::Item& item : list.Items()) {
+    for (const ItemList::Item& item : list.GetItems()) {
         Answer answer;
         switch (AskItem(item, text, flags, log, answer)) {
         case ItemVerdict::Match:
@@ -39,7 +39,7 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
     const auto load = [&](const std::string& text) {
         ItemList list(text, log, options.checks);
         // An item that is not there would make differences that are none.
-        if (list.FailedCount() != 0)
+        if (list.GetFailedCount() != 0)
             throw std::invalid_argument("the list [" + text + "] has errors: nothing is compared");
         return list;
     };
@@ -77,12 +77,12 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
         if (unknown != 0)
             std::cerr << ", " << unknown << " could not be answered";
         std::cerr << '\n';
-        return different != 0              ? EXIT_NOT_FOUND
-               : unknown != 0 || !all_read ? EXIT_UNAVAILABLE
-                                           : EXIT_FOUND;
+        return different != 0              ? ExitStatus::NotFound
+               : unknown != 0 || !all_read ? ExitStatus::Unavailable
+                                           : ExitStatus::Found;
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
-        return EXIT_BAD_LIST;
+        return ExitStatus::BadList;
     }
 }
 

@@ -25,11 +25,11 @@ bool Configuration::Read() {
         return true;
     try {
         ConfFile file(m_file_name);
-        for (const std::string& error : file.Errors())
+        for (const std::string& error : file.GetErrors())
             TellError(m_log, error);
-        for (const std::string& warning : file.Warnings())
+        for (const std::string& warning : file.GetWarnings())
             TellWarning(m_log, warning);
-        if (!file.Errors().empty() || !UseOwnSection(file))
+        if (!file.GetErrors().empty() || !UseOwnSection(file))
             return false;
         m_loader->SetFile(std::move(file));
         return true;
@@ -40,8 +40,8 @@ bool Configuration::Read() {
 }
 
 bool Configuration::UseOwnSection(const ConfFile& file) const {
-    const auto own = file.Sections().find(OWN_SECTION);
-    if (own == file.Sections().end())
+    const auto own = file.GetSections().find(OWN_SECTION);
+    if (own == file.GetSections().end())
         return true;
     std::vector<std::string> types;
     for (const ConfFile::Setting& setting : own->second.settings) {
@@ -65,9 +65,9 @@ bool Configuration::UseOwnSection(const ConfFile& file) const {
 
 void Configuration::TellUnknownSections(Warnings::Mode mode) const {
     Warnings warnings(mode, m_log);
-    for (const auto& [name, section] : File().Sections())
+    for (const auto& [name, section] : GetFile().GetSections())
         if (name != OWN_SECTION && PluginTypeOf(name).empty())
-            warnings.Tell(File().Place(section.line) + "[" + name +
+            warnings.Tell(GetFile().Place(section.line) + "[" + name +
                           "]: no plug-in type has this section");
 }
 

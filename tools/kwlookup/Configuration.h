@@ -29,7 +29,7 @@ public:
     void TellUnknownSections(Warnings::Mode mode) const;
 
     bool HasFile() const { return !m_file_name.empty(); }
-    const ConfFile& File() const { return m_loader->GetFile(); }
+    const ConfFile& GetFile() const { return m_loader->GetFile(); }
     void SetFile(const ConfFile& file) { m_loader->SetFile(file); }
 
 private:

@@ -48,7 +48,7 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
     std::unordered_map<std::string, std::size_t> lines;
     bool good = true;
     {
-        BoundedWarnings told(warnings, file.Name());
+        BoundedWarnings told(warnings, file.GetName());
         const LocaleBytes& bytes = LocaleBytes::Current();
         const auto add = [&](std::string_view key, std::string_view value, std::size_t line) {
             std::string lower(key);
@@ -63,7 +63,7 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
             }
             if (std::any_of(key.begin(), key.end(),
                             [&bytes](char c) { return bytes.IsSpace(c); })) {
-                TellError(log, file.Name() + ":" + std::to_string(line) + ": the key '" + name +
+                TellError(log, file.GetName() + ":" + std::to_string(line) + ": the key '" + name +
                                    "' holds white space, which a list cannot say; it is left out");
                 good = false;
                 return;
@@ -74,13 +74,13 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
                 told.Add(line, "keys in another program's syntax", foreign);
             records.push_back({name, std::string(value)});
         };
-        ReadTableSource(file.Lines(), file.Name(), SourceFormat::Postmap, warnings, add);
+        ReadTableSource(file.GetLines(), file.GetName(), SourceFormat::Postmap, warnings, add);
     }
     std::stable_sort(records.begin(), records.end(),
                      [](const Record& l, const Record& r) { return Place(l) < Place(r); });
     for (const Record& record : records)
         std::cout << record.key << ' ' << record.value << '\n';
-    return good && warnings.Errors() == 0 ? EXIT_FOUND : EXIT_BAD_LIST;
+    return good && warnings.GetErrorCount() == 0 ? ExitStatus::Found : ExitStatus::BadList;
 }
 
 } // namespace kwlookup

@@ -38,7 +38,7 @@ public:
         m_text = std::string_view(m_bytes.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
     }
 
-    std::string_view Text() const { return m_text; }
+    std::string_view GetText() const { return m_text; }
 
     /// By its mark, or since a quarter of its bytes are NUL, as in text of few other letters.
     bool IsUtf16() const {
@@ -140,16 +140,16 @@ void CheckListFile(const std::string& name, FileCheck check, Warnings& warnings)
     if (CheckUtf16(start, told))
         return;
     if (check == FileCheck::Start) {
-        CheckBytes(start.Text().substr(0, start.Text().find('\n')), 1, told);
+        CheckBytes(start.GetText().substr(0, start.GetText().find('\n')), 1, told);
         return;
     }
     HiddenKeys keys;
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
-        CheckBytes(line, lines.LineNumber(), told);
+        CheckBytes(line, lines.GetLineNumber(), told);
         const std::string_view text = Trimmed(line);
         if (!text.empty())
-            CheckListLine(text, lines.LineNumber(), keys, told);
+            CheckListLine(text, lines.GetLineNumber(), keys, told);
     }
 }
 
@@ -162,7 +162,7 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
         return;
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
-        const std::size_t number = lines.LineNumber();
+        const std::size_t number = lines.GetLineNumber();
         // A pattern file may have the mark.
         if (number == 1)
             line = WithoutByteOrderMark(line);

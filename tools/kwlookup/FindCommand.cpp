@@ -37,7 +37,7 @@ void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
             InputBlocks::Block block;
             Asker own(options, log, [&] { return blocks.AwaitTurn(block); });
             AskBlocks(blocks, block, own, list);
-            return own.Found();
+            return own.GetFindings();
         } catch (...) {
             blocks.Stop();
             throw;
@@ -79,12 +79,12 @@ int RunFindCommand(const FindOptions& options, const LogClass& log) {
         list.emplace(options.list, log, options.checks);
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
-        return options.strict ? EXIT_BAD_LIST : EXIT_UNAVAILABLE;
+        return options.strict ? ExitStatus::BadList : ExitStatus::Unavailable;
     }
     Asker asker(options.ask, log);
-    if (list->FailedCount() != 0) {
+    if (list->GetFailedCount() != 0) {
         if (options.strict)
-            return EXIT_BAD_LIST;
+            return ExitStatus::BadList;
         asker.NoteFault();
     }
     for (const std::string& text : options.texts) {
@@ -94,7 +94,7 @@ int RunFindCommand(const FindOptions& options, const LogClass& log) {
             asker.Ask(*list, text);
     }
     asker.Flush();
-    return asker.Status();
+    return asker.GetStatus();
 }
 
 int RunQueryCommand(const std::string& key, const std::string& list_text, const ListChecks& checks,
@@ -106,17 +106,18 @@ int RunQueryCommand(const std::string& key, const std::string& list_text, const 
         options.answers.raw = true;
         options.strict = true; // to postmap every error is one
         Asker asker(options, log);
-        if (list.FailedCount() != 0)
+        if (list.GetFailedCount() != 0)
             asker.NoteFault();
         if (key == "-")
             AskStandardInput(asker, options, list, false, log);
         else
             asker.Ask(list, key);
         asker.Flush();
-        return asker.Status() == EXIT_FOUND && !asker.HasFault() ? EXIT_FOUND : EXIT_NOT_FOUND;
+        return asker.GetStatus() == ExitStatus::Found && !asker.HasFault() ? ExitStatus::Found
+                                                                           : ExitStatus::NotFound;
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
-        return EXIT_NOT_FOUND;
+        return ExitStatus::NotFound;
     }
 }
 

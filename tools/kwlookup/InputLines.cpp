@@ -37,9 +37,9 @@ void InputLines::Assign(std::string& text, std::string_view line) const {
 }
 
 bool InputLines::TellError(const LogClass& log) const {
-    if (m_lines.Error() == 0)
+    if (m_lines.GetError() == 0)
         return true;
-    kwlookup::TellError(log, "cannot read standard input: " + m_lines.ErrorText());
+    kwlookup::TellError(log, "cannot read standard input: " + m_lines.GetErrorText());
     return false;
 }
 

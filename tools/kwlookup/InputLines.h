@@ -24,7 +24,7 @@ public:
     std::size_t Next(std::vector<std::string>& texts);
 
     /// True when Next() need not wait.
-    bool Buffered() const { return m_lines.Buffered(); }
+    bool HasBuffered() const { return m_lines.HasBuffered(); }
 
     /// Tells the error that ended the input. True when there was none.
     bool TellError(const LogClass& log) const;

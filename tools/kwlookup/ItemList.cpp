@@ -23,8 +23,8 @@ void CheckItem(const ItemList::Item& item, const ListChecks& checks, Warnings& w
     const std::string foreign = ForeignItem(item.text);
     if (!foreign.empty())
         items.Add("items in another program's syntax", "[" + item.text + "]: " + foreign);
-    const std::string file = item.File();
-    if (item.Type() == "rfile")
+    const std::string file = item.GetFile();
+    if (item.GetType() == "rfile")
         CheckPatternFile(file, warnings);
     else if (!file.empty())
         CheckListFile(file, checks.whole_files ? FileCheck::Whole : FileCheck::Start, warnings);
@@ -35,9 +35,9 @@ void CheckItem(const ItemList::Item& item, const ListChecks& checks, Warnings& w
 bool Open(const ItemList::Item& item, const LogClass& log) {
     constexpr char ANY_ADDRESS[] = "x@y"; // short, for plug-ins with limits, and with both parts
     Answer answer;
-    const std::size_t errors = LoggedErrors();
+    const std::size_t errors = CountLoggedErrors();
     const ItemVerdict verdict = AskItem(item, ANY_ADDRESS, 0, log, answer);
-    if (verdict == ItemVerdict::Fault || LoggedErrors() == errors)
+    if (verdict == ItemVerdict::Fault || CountLoggedErrors() == errors)
         return verdict != ItemVerdict::Fault;
     TellError(log, "[" + item.text + "] ignores the error above, and finds nothing");
     return false;
@@ -67,34 +67,34 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
         item.failed |= TakeCollectedErrors();
         if (item.holder->Empty() && !hinted)
             hinted = TellHint(HintForItem(item.text));
-        const std::size_t errors = warnings.Errors();
-        if (warnings.Wanted())
+        const std::size_t errors = warnings.GetErrorCount();
+        if (warnings.IsWanted())
             CheckItem(item, checks, warnings, items);
-        item.failed |= warnings.Errors() != errors;
+        item.failed |= warnings.GetErrorCount() != errors;
         if (checks.open && item.IsPlugin() && !item.holder->Empty())
             item.failed |= !Open(item, log);
         m_items.push_back(std::move(item));
     }
 }
 
-std::size_t ItemList::FailedCount() const {
+std::size_t ItemList::GetFailedCount() const {
     return static_cast<std::size_t>(std::count_if(m_items.begin(), m_items.end(),
                                                   [](const Item& item) { return item.failed; }));
 }
 
-std::string ItemList::Item::Type() const {
+std::string ItemList::Item::GetType() const {
     std::string type, params;
     KwObjectHolder::ParseObject(text, type, params);
     return type;
 }
 
 bool ItemList::Item::IsPlugin() const {
-    const std::string type = Type();
+    const std::string type = GetType();
     return !type.empty() && type != "file";
 }
 
-std::string ItemList::Item::File() const {
-    const std::string type = Type();
+std::string ItemList::Item::GetFile() const {
+    const std::string type = GetType();
     if (holder->Empty() || (type != "file" && type != "rfile"))
         return std::string();
     return holder->GetObjects().front().GetDescription();

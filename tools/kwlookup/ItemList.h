@@ -31,19 +31,19 @@ public:
         bool failed;
 
         /// Empty for a literal value.
-        std::string Type() const;
+        std::string GetType() const;
         bool IsPlugin() const;
 
         /// The file whose lines are its stored values; empty where there is none.
-        std::string File() const;
+        std::string GetFile() const;
     };
 
     /// Keeps the address of `log`. Throws std::invalid_argument "the list [LIST] cannot be read:
     /// REASON" when it cannot be split. Tells, too, what is probably not meant as it is read.
     ItemList(const std::string& list, const LogClass& log, const ListChecks& checks);
 
-    const std::vector<Item>& Items() const { return m_items; }
-    std::size_t FailedCount() const;
+    const std::vector<Item>& GetItems() const { return m_items; }
+    std::size_t GetFailedCount() const;
 
 private:
     std::vector<Item> m_items;

@@ -14,9 +14,9 @@ public:
     /// "-" stands for standard input. Throws std::runtime_error "NAME: REASON".
     explicit SourceFile(const std::string& name);
 
-    LineReader& Lines() { return m_lines; }
+    LineReader& GetLines() { return m_lines; }
     /// As messages name it.
-    const std::string& Name() const { return m_name; }
+    const std::string& GetName() const { return m_name; }
     /// True when `name` stands for this very file.
     bool Is(const std::string& name) const;
 

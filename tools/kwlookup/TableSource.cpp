@@ -137,13 +137,13 @@ template <typename Source>
 void Read(LineReader& lines, const std::string& name, Source source, BoundedWarnings& warnings) {
     for (std::string_view line; lines.Next(line);) {
         if (line.size() > std::numeric_limits<std::int32_t>::max())
-            throw std::runtime_error(name + ":" + std::to_string(lines.LineNumber()) +
+            throw std::runtime_error(name + ":" + std::to_string(lines.GetLineNumber()) +
                                      ": the line is too long");
-        CheckBytes(line, lines.LineNumber(), warnings);
-        source.Take(line, lines.LineNumber());
+        CheckBytes(line, lines.GetLineNumber(), warnings);
+        source.Take(line, lines.GetLineNumber());
     }
-    if (lines.Error() != 0)
-        throw std::runtime_error(name + ": " + lines.ErrorText());
+    if (lines.GetError() != 0)
+        throw std::runtime_error(name + ": " + lines.GetErrorText());
     source.Finish();
 }
 

@@ -33,7 +33,7 @@ int RunTypesCommand() {
     for (const std::string& type : KwFactory<KwIfLookup>::Instance().GetNames())
         std::cout << type << '\t' << Describe(type) << '\n';
     std::cout.flush();
-    return EXIT_FOUND;
+    return ExitStatus::Found;
 }
 
 } // namespace kwlookup

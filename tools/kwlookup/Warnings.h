@@ -15,7 +15,7 @@ class Warnings {
 public:
     enum class Mode {
         Tell,
-        Error, ///< told, and counted by Errors()
+        Error, ///< told, and counted by GetErrorCount()
         Off
     };
 
@@ -23,7 +23,7 @@ public:
     Warnings(Mode mode, const LogClass& log) : m_mode(mode), m_log(log) {}
 
     /// False when nothing would come of looking.
-    bool Wanted() const { return m_mode != Mode::Off; }
+    bool IsWanted() const { return m_mode != Mode::Off; }
 
     void Tell(const std::string& text);
 
@@ -31,7 +31,7 @@ public:
     void Count() { m_errors += m_mode == Mode::Error; }
 
     /// How many warnings count as errors.
-    std::size_t Errors() const { return m_errors; }
+    std::size_t GetErrorCount() const { return m_errors; }
 
 private:
     const Mode m_mode;

@@ -78,7 +78,7 @@ public:
     const ItemList& Get() const { return *m_list; }
 
     void Reload() {
-        const ConfFile old_file = m_configuration.File();
+        const ConfFile old_file = m_configuration.GetFile();
         if (!m_configuration.Read()) {
             TellFailure("the configuration has errors");
             return;
@@ -87,7 +87,7 @@ public:
             KwObjectHolder::BeforeReload(m_log);
             const bool bad_configuration = TakeCollectedErrors();
             auto list = std::make_unique<ItemList>(m_options.list, m_log, m_options.checks);
-            if (bad_configuration || list->FailedCount() != 0)
+            if (bad_configuration || list->GetFailedCount() != 0)
                 throw std::runtime_error("items have errors");
             m_list = std::move(list);
             std::cerr << "kwlookup: reloaded\n";
@@ -130,22 +130,22 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
         list = std::make_unique<WatchedList>(options, configuration, log);
     } catch (const std::invalid_argument& error) {
         TellError(log, error.what());
-        return EXIT_BAD_LIST;
+        return ExitStatus::BadList;
     }
     Asker asker(options.ask, log);
-    if (list->Get().FailedCount() != 0)
+    if (list->Get().GetFailedCount() != 0)
         asker.NoteFault();
 
     InputLines lines(options.ask.answers.null);
     std::string text;
     for (;;) {
         bool reload = false, more = true;
-        if (lines.Buffered()) {
+        if (lines.HasBuffered()) {
             more = lines.Next(text);
         } else {
             if (!asker.Flush())
                 break;
-            const TerminationAllowed allowed(asker.Status());
+            const TerminationAllowed allowed(asker.GetStatus());
             reload = hangup.Wait();
             more = reload || lines.Next(text);
         }
@@ -160,7 +160,7 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
     if (!lines.TellError(log))
         asker.NoteFault();
     asker.Flush();
-    return asker.Status();
+    return asker.GetStatus();
 }
 
 } // namespace kwlookup

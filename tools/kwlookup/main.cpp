@@ -345,7 +345,7 @@ void AddCompletion(CLI::App& app, Command& command) {
     completion.callback([shell, &app, &command] {
         command = [shell, &app](Configuration&, LogClass&) {
             std::cout << CompletionScript(*shell, Describe(app));
-            return EXIT_FOUND;
+            return ExitStatus::Found;
         };
     });
 }
@@ -417,7 +417,9 @@ int main(int argc, char** argv) {
             throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {
         const bool asked_for = TellUsage(app, error, arguments);
-        return !std::cout.flush() ? EXIT_OUTPUT : asked_for ? EXIT_FOUND : EXIT_USAGE;
+        return !std::cout.flush() ? ExitStatus::Output
+               : asked_for        ? ExitStatus::Found
+                                  : ExitStatus::Usage;
     }
 
     RegisterOwnTypes();
@@ -427,13 +429,13 @@ int main(int argc, char** argv) {
                verbose ? log4cxx::Level::LEVEL_DEBUG : log4cxx::Level::LEVEL_WARN);
     try {
         Configuration configuration(config_file, log);
-        const int status = configuration.Read() ? command(configuration, log) : EXIT_BAD_LIST;
+        const int status = configuration.Read() ? command(configuration, log) : ExitStatus::BadList;
         if (std::cout.flush())
             return status;
         TellError(log, "cannot write to standard output");
-        return EXIT_OUTPUT;
+        return ExitStatus::Output;
     } catch (...) {
         TellError(log, CaughtReason());
-        return EXIT_UNAVAILABLE;
+        return ExitStatus::Unavailable;
     }
 }

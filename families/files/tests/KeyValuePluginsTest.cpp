@@ -126,12 +126,12 @@ TEST_P(KeyValuePluginsTest, IsNamedByItsTemplate) {
 
 TEST_P(KeyValuePluginsTest, TheSectionSetsWhatItemsLeaveOpen) {
     const std::string name = Make({{"MULTI\0"s, "a\0"s}, {"MULTI\0"s, "b"}, {"multi", "c"}});
-    Configure("[lookup_" + Type() + "]\nDatabase = " + name +
+    Configure("[lookup_" + GetType() + "]\nDatabase = " + name +
               "\nLowerCase = no\nAllValues = yes\nTrailingNul = yes\nOnError = exception\n");
-    EXPECT_EQ(AskList(Type() + ":$s", "MULTI").res, " a b");
-    EXPECT_EQ(AskList(Type() + ":AllValues=no|$s", "MULTI").res, " a");
-    EXPECT_EQ(AskList(Type() + ":LowerCase=yes|TrailingNul=no|$s", "MULTI").res, " c");
-    EXPECT_NE(SearchError(Type() + ":Database=" + m_dir.Path("none") + "|$s", "a"), "");
+    EXPECT_EQ(AskList(GetType() + ":$s", "MULTI").res, " a b");
+    EXPECT_EQ(AskList(GetType() + ":AllValues=no|$s", "MULTI").res, " a");
+    EXPECT_EQ(AskList(GetType() + ":LowerCase=yes|TrailingNul=no|$s", "MULTI").res, " c");
+    EXPECT_NE(SearchError(GetType() + ":Database=" + m_dir.Path("none") + "|$s", "a"), "");
 }
 
 // Those on the manual page, whether the host sets them or leaves it to the plug-in.
@@ -152,7 +152,7 @@ TEST_P(KeyValuePluginsTest, ABadItemFailsWhenItIsLoaded) {
         std::string item;
         std::string reason;
     };
-    const std::string type = Type() + ":";
+    const std::string type = GetType() + ":";
     const std::string nul = "TrailingNul=maybe";
     const std::string nul_reason = "Wrong TrailingNul setting [maybe]: wait 'no', 'yes' or 'both'";
     const Case cases[] = {
@@ -162,16 +162,16 @@ TEST_P(KeyValuePluginsTest, ABadItemFailsWhenItIsLoaded) {
         {type + "Database=/x|$x", "unrecognize expansion in '$x'"},
         {type + "Database=/x|" + nul + "|$s", nul_reason},
         {type + "Database=/x|Timeout=1|$s",
-         "error during parse lookup_" + Type() + "setting: 'Timeout=1'"},
+         "error during parse lookup_" + GetType() + "setting: 'Timeout=1'"},
         {type + "Database=/x|LowerCase=perhaps|$s",
-         "error during parse lookup_" + Type() + "setting: 'LowerCase=perhaps'"},
+         "error during parse lookup_" + GetType() + "setting: 'LowerCase=perhaps'"},
     };
     for (const Case& test : cases)
         EXPECT_EQ(ErrorOf(test.item), "  Error in init lookup [" + test.item + "]: " + test.reason);
     EXPECT_EQ(ErrorOf(type + "Database=/x|a\0b"s), "  Error in init lookup [" + type +
                                                        "Database=/x|a\\0b]: the template holds a "
                                                        "NUL byte");
-    Configure("[lookup_" + Type() + "]\nTrailingNul = maybe\n");
+    Configure("[lookup_" + GetType() + "]\nTrailingNul = maybe\n");
     EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR), Contains(HasSubstr(nul_reason)));
 }
 
@@ -186,7 +186,7 @@ TEST_P(KeyValuePluginsTest, AFailedSearchIsLoggedOrThrown) {
         RecordingLog::Reset();
         EXPECT_EQ(Ask(holder, "a"), (Answer{true, "", "a"}));
         EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR),
-                    ElementsAre("lookup_" + Type() + ": " + reason));
+                    ElementsAre("lookup_" + GetType() + ": " + reason));
     }
     // The file that comes is found at once.
     Make({{"b", "1"}}, "none");
@@ -195,7 +195,7 @@ TEST_P(KeyValuePluginsTest, AFailedSearchIsLoggedOrThrown) {
 
 TEST_P(KeyValuePluginsTest, SkipsDomains) {
     const std::string name = Make({{"jdoe@corp.lan", "1"}, {"jdoe@mail.corp.lan", "2"}});
-    Configure("[lookup_" + Type() + "]\nSkipDomains = Corp.lan\n");
+    Configure("[lookup_" + GetType() + "]\nSkipDomains = Corp.lan\n");
     EXPECT_EQ(AskList(Item(name), "jdoe@corp.lan"), Miss());
     EXPECT_EQ(AskList(Item(name), "jdoe@mail.corp.lan").res, " 2");
     EXPECT_EQ(AskList(Item(name, "SkipDomains=|$s"), "jdoe@corp.lan").res, " 1");
@@ -254,7 +254,7 @@ TEST_P(KeyValuePluginsTest, WhatIsNoDatabaseIsAnError) {
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ASSERT_EQ(::symlink("none", m_dir.Path("dangling").c_str()), 0);
     const std::string foreign = m_dir.Path("foreign");
-    MakeKeyValueFile(Type() == "cdb" ? "hash" : "cdb", foreign, {{"a", "1"}});
+    MakeKeyValueFile(GetType() == "cdb" ? "hash" : "cdb", foreign, {{"a", "1"}});
     const std::string sqlite = m_dir.Path("sqlite");
     RunSql(sqlite, "create table access (address, result);");
     struct Case {

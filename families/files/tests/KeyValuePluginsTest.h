@@ -9,7 +9,7 @@
 /// formats made. The parameter is the format; the tests of each plug-in instantiate it.
 class KeyValuePluginsTest : public DatabaseTest, public testing::WithParamInterface<const char*> {
 protected:
-    static std::string Type() { return TypeOf(GetParam()); }
+    static std::string GetType() { return TypeOf(GetParam()); }
 
     std::string Make(const Records& records, const std::string& file = "table") const {
         const std::string name = m_dir.Path(file);
@@ -18,7 +18,7 @@ protected:
     }
 
     static std::string Item(const std::string& database, const std::string& rest = "$s") {
-        return Type() + ":Database=" + database + "|" + rest;
+        return GetType() + ":Database=" + database + "|" + rest;
     }
 
     static std::string Strict(const std::string& database, const std::string& rest = "$s") {
@@ -26,6 +26,6 @@ protected:
     }
 
     static std::string NotWhole() {
-        return Type() == "cdb" ? "not a whole cdb file" : "not a whole Berkeley DB file";
+        return GetType() == "cdb" ? "not a whole cdb file" : "not a whole Berkeley DB file";
     }
 };

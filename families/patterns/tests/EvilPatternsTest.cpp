@@ -105,7 +105,7 @@ TEST_P(EvilPatternsTest, EndByAnAnswerOrALimit) {
     const std::vector<std::string> texts = EvilTexts();
     std::size_t limits_told = 0;
     for (const std::string& evil : EvilPatterns()) {
-        const Pcre2Pattern pattern(GetParam() + evil, Pcre2Pattern::IGNORE_CASE);
+        const Pcre2Pattern pattern(GetParam() + evil, Pcre2Pattern::IgnoreCase);
         for (const std::string& text : texts) {
             try {
                 pattern.Search(text, PatternLimits(), nullptr);

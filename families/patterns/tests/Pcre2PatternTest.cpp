@@ -34,10 +34,10 @@ struct MatchCase {
     bool match;
 };
 
-constexpr unsigned NO_CASE = Pcre2Pattern::IGNORE_CASE;
-constexpr unsigned MULTI_LINE = Pcre2Pattern::MULTI_LINE;
-constexpr unsigned DOT_ALL = Pcre2Pattern::DOT_ALL;
-constexpr unsigned WHITE_SPACE = Pcre2Pattern::WHITE_SPACE;
+constexpr unsigned NO_CASE = Pcre2Pattern::IgnoreCase;
+constexpr unsigned MULTI_LINE = Pcre2Pattern::MultiLine;
+constexpr unsigned DOT_ALL = Pcre2Pattern::DotAll;
+constexpr unsigned WHITE_SPACE = Pcre2Pattern::WhiteSpace;
 
 TEST(Pcre2PatternTest, Matches) {
     using namespace std::string_literals;

@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const Server& server : servers) {
         Require(server.IsUnix() ? server.path.front() == '/' && server.port == 0
                                 : server.port != 0 && server.path.empty());
-        names += (names.empty() ? "" : ",") + server.Name();
+        names += (names.empty() ? "" : ",") + server.GetName();
     }
     const std::vector<Server> again = ParseServerList(names, 1);
     Require(again.size() == servers.size());

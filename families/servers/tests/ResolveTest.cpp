@@ -52,7 +52,7 @@ std::string Resolved(const Server& server, milliseconds time) {
     try {
         std::string hosts;
         for (const Address& address : Resolve(server, Deadline(time)))
-            hosts += (hosts.empty() ? "" : " ") + address.Host();
+            hosts += (hosts.empty() ? "" : " ") + address.GetHost();
         return hosts;
     } catch (const ServerFault& fault) {
         return fault.what();

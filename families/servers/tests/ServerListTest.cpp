@@ -18,7 +18,7 @@ std::string Read(const std::string& text) {
     try {
         std::string names;
         for (const Server& server : ParseServerList(text, 6379))
-            names += (names.empty() ? "" : " ") + server.Name();
+            names += (names.empty() ? "" : " ") + server.GetName();
         return names;
     } catch (const std::invalid_argument& error) {
         return error.what();

@@ -51,10 +51,10 @@ SelectQuery Query(const std::string& value, SelectStatement::Columns columns) {
 } // namespace
 
 TEST(SelectQuery, AsksForOneRowMoreAndForTheConditionsColumn) {
-    const auto selected = SelectStatement::Columns::SELECTED;
+    const auto selected = SelectStatement::Columns::Selected;
     EXPECT_EQ(Sent(Query("$s", selected), "x"),
               "select `a`, `b` from `m`.`t` where `c` = ? limit 8\nx");
-    const auto condition = SelectStatement::Columns::AND_CONDITION;
+    const auto condition = SelectStatement::Columns::AndCondition;
     EXPECT_EQ(Sent(Query("$s", condition), "x"),
               "select `a`, `b`, `c` from `m`.`t` where `c` = ? limit 8\nx");
     EXPECT_EQ(Sent(Query("$d", condition), "x"), "nothing");
@@ -62,7 +62,7 @@ TEST(SelectQuery, AsksForOneRowMoreAndForTheConditionsColumn) {
 
 TEST(SelectQuery, HostileAddressesAreTheValueAndNothingElse) {
     const std::string statement = "select `a`, `b`, `c` from `m`.`t` where `c` = ? limit 8\n";
-    const auto condition = SelectStatement::Columns::AND_CONDITION;
+    const auto condition = SelectStatement::Columns::AndCondition;
     const SelectQuery whole = Query("$s", condition);
     const SelectQuery parts = Query("<$u at $d>", condition);
     for (unsigned i = 0; i < static_cast<unsigned>(Rounds(500000)); ++i) {

@@ -97,8 +97,8 @@ protected:
     }
 
     static std::string Item(const std::string& query, const std::string& settings = "",
-                            const std::string& hosts = Server().Host()) {
-        return "\"ldap:OnError=exception|RetryInterval=0|Hosts=" + hosts + "|" + Get().Login() +
+                            const std::string& hosts = Server().GetHost()) {
+        return "\"ldap:OnError=exception|RetryInterval=0|Hosts=" + hosts + "|" + Get().GetLogin() +
                "|" + settings + (settings.empty() ? "" : "|") + query + "\"";
     }
 
@@ -108,7 +108,7 @@ protected:
         KwLookupHolder holder(m_log);
         holder.Init(Item(query, settings));
         const std::string failure = FailureOf(holder, text);
-        const std::string name = Server().Host() + ": ";
+        const std::string name = Server().GetHost() + ": ";
         return failure.compare(0, name.size(), name) == 0 ? failure.substr(name.size())
                                                           : "without name: " + failure;
     }
@@ -263,7 +263,7 @@ TEST_F(LdapPluginTest, WhatTheServerRefusesIsAFault) {
     holder.Init(Item("(mail=$s)", "Base=dc=nowhere|OnError=ignore"));
     EXPECT_EQ(Ask(holder, FOUND), Miss());
     EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
-                ElementsAre("lookup_ldap: " + Server().Host() + ": No such object"));
+                ElementsAre("lookup_ldap: " + Server().GetHost() + ": No such object"));
 }
 
 TEST_F(LdapPluginTest, TooManyEntriesAreAFault) {
@@ -276,7 +276,7 @@ TEST_F(LdapPluginTest, TooManyEntriesAreAFault) {
 
 TEST_F(LdapPluginTest, AttributesThatMayNotBeReadAreNotFound) {
     EXPECT_EQ(AskList(Item("(homePhone=secret)"), "any"), Miss());
-    EXPECT_EQ(AskList("\"ldap:OnError=exception|Hosts=" + Server().Host() +
+    EXPECT_EQ(AskList("\"ldap:OnError=exception|Hosts=" + Server().GetHost() +
                           "|Base=ou=$d,dc=example,dc=test|(uid=$u)\"",
                       FOUND),
               Miss())
@@ -289,21 +289,21 @@ TEST_F(LdapPluginTest, SaslLogsInAsTheUserOfTheProcess) {
                "description|Hosts=" +
                hosts + "|" + settings + "|(mail=$s)\"";
     };
-    ExpectWorks(item(Server().UnixHost(), "Sasl=external"));
+    ExpectWorks(item(Server().GetUnixHost(), "Sasl=external"));
     // Who has not logged in does not see that there is an entry.
-    EXPECT_EQ(FailureOf(item(Server().UnixHost(), "Referrals=no")),
-              Server().UnixHost() + ": No such object");
+    EXPECT_EQ(FailureOf(item(Server().GetUnixHost(), "Referrals=no")),
+              Server().GetUnixHost() + ": No such object");
 
     const TestAuthority authority;
     Server().UseCertificate(authority.ForServer());
     const TestCertificate client = authority.ForClient("reader");
-    const std::string trusting = "|TlsCaFile=" + authority.CaFile();
+    const std::string trusting = "|TlsCaFile=" + authority.GetCaFile();
     const std::string certificate =
         trusting + "|TlsCertFile=" + client.certificate_file + "|TlsKeyFile=" + client.key_file;
-    ExpectWorks(item(Get().TlsHost(), "Sasl=EXTERNAL|Tls=require" + certificate));
-    ExpectWorks(item(Server().Host(), "Sasl=EXTERNAL|Tls=starttls" + certificate));
-    EXPECT_EQ(FailureOf(item(Server().Host(), "Tls=starttls" + trusting)),
-              Server().Host() + ": No such object");
+    ExpectWorks(item(Get().GetTlsHost(), "Sasl=EXTERNAL|Tls=require" + certificate));
+    ExpectWorks(item(Server().GetHost(), "Sasl=EXTERNAL|Tls=starttls" + certificate));
+    EXPECT_EQ(FailureOf(item(Server().GetHost(), "Tls=starttls" + trusting)),
+              Server().GetHost() + ": No such object");
     // The usual port is that of TLS, where nobody listens.
     EXPECT_EQ(FailureOf(item("127.0.0.1", "Tls=require" + trusting)),
               "127.0.0.1:636: Connection refused");
@@ -325,16 +325,16 @@ TEST_F(LdapPluginTest, ReferralsOfAServer) {
              "objectClass: extensibleObject\n"
              "ou: elsewhere\n"
              "ref: ldap://" +
-             there.Host() + "/dc=example,dc=test\n");
+             there.GetHost() + "/dc=example,dc=test\n");
     const auto outcome = [&](const std::string& settings) {
-        return FailureOf("\"ldap:OnError=exception|Attributes=description|Hosts=" + here.Host() +
+        return FailureOf("\"ldap:OnError=exception|Attributes=description|Hosts=" + here.GetHost() +
                          "|" + settings + "|(uid=$u)\"");
     };
     const std::string whole = "Base=dc=example,dc=test";
     const std::string below = "Base=ou=elsewhere,dc=example,dc=test";
     for (const std::string& base : {whole, below}) {
         EXPECT_THAT(outcome(base),
-                    StartsWith(here.Host() + ": the answer is at ldap://" + there.Host()));
+                    StartsWith(here.GetHost() + ": the answer is at ldap://" + there.GetHost()));
         EXPECT_EQ(outcome(base + "|Referrals=yes"), "found there");
     }
     there.Kill();

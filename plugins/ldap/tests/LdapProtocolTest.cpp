@@ -60,12 +60,12 @@ TEST_F(LdapProtocolTest, ResultsAreOfTheServerOrOfTheQuestion) {
         return Server::Entry(request, "cn", {"half"}) + Server::Result(request, code, "why");
     });
     Server second(Found);
-    const std::string list = List(first.Host() + ", " + second.Host());
+    const std::string list = List(first.GetHost() + ", " + second.GetHost());
     for (const int of_server : {LDAP_TIMELIMIT_EXCEEDED, LDAP_BUSY, LDAP_UNAVAILABLE, LDAP_OTHER}) {
         code = of_server;
         EXPECT_EQ(Outcome(list), "found OK") << code;
-        EXPECT_EQ(Outcome(List(first.Host())),
-                  first.Host() + ": " + ::ldap_err2string(code) + ": why");
+        EXPECT_EQ(Outcome(List(first.GetHost())),
+                  first.GetHost() + ": " + ::ldap_err2string(code) + ": why");
     }
     for (const int of_question :
          {LDAP_OPERATIONS_ERROR, LDAP_PROTOCOL_ERROR, LDAP_SIZELIMIT_EXCEEDED,
@@ -74,7 +74,7 @@ TEST_F(LdapProtocolTest, ResultsAreOfTheServerOrOfTheQuestion) {
           LDAP_NO_SUCH_OBJECT, LDAP_ALIAS_PROBLEM, LDAP_INVALID_DN_SYNTAX, LDAP_INSUFFICIENT_ACCESS,
           LDAP_UNWILLING_TO_PERFORM, LDAP_LOOP_DETECT, 99}) {
         code = of_question;
-        EXPECT_EQ(Outcome(list), first.Host() + ": " + ::ldap_err2string(code) + ": why");
+        EXPECT_EQ(Outcome(list), first.GetHost() + ": " + ::ldap_err2string(code) + ": why");
     }
     code = LDAP_SUCCESS;
     EXPECT_EQ(Outcome(list), "found half");
@@ -83,16 +83,16 @@ TEST_F(LdapProtocolTest, ResultsAreOfTheServerOrOfTheQuestion) {
 TEST_F(LdapProtocolTest, MissingBaseIsAMissWhereItHasCodes) {
     Server server(
         [](const std::string& request) { return Server::Result(request, LDAP_NO_SUCH_OBJECT); });
-    EXPECT_EQ(Outcome(List(server.Host(), "Base=dc=$d")), "not found");
-    EXPECT_EQ(Outcome(List(server.Host())), server.Host() + ": No such object");
+    EXPECT_EQ(Outcome(List(server.GetHost(), "Base=dc=$d")), "not found");
+    EXPECT_EQ(Outcome(List(server.GetHost())), server.GetHost() + ": No such object");
 }
 
 TEST_F(LdapProtocolTest, LongTextsOfServersAreCut) {
     Server server([](const std::string& request) {
         return Server::Result(request, LDAP_BUSY, std::string(100000, 'x'));
     });
-    EXPECT_EQ(Outcome(List(server.Host())),
-              server.Host() + ": Server is busy: " + std::string(200, 'x'));
+    EXPECT_EQ(Outcome(List(server.GetHost())),
+              server.GetHost() + ": Server is busy: " + std::string(200, 'x'));
 }
 
 TEST_F(LdapProtocolTest, BrokenProtocolIsAFault) {
@@ -131,11 +131,12 @@ TEST_F(LdapProtocolTest, BrokenProtocolIsAFault) {
     };
     for (const Case& test : cases) {
         Server server(test.script);
-        EXPECT_THAT(Outcome(List(server.Host())), StartsWith(server.Host() + ": ")) << test.what;
+        EXPECT_THAT(Outcome(List(server.GetHost())), StartsWith(server.GetHost() + ": "))
+            << test.what;
         if (test.takes_all_time)
             continue;
         Server good(Found);
-        EXPECT_EQ(Outcome(List(server.Host() + ", " + good.Host())), "found OK") << test.what;
+        EXPECT_EQ(Outcome(List(server.GetHost() + ", " + good.GetHost())), "found OK") << test.what;
     }
 }
 
@@ -149,12 +150,13 @@ TEST_F(LdapProtocolTest, EndlessAnswersEndInTime) {
     for (const Server::Script& script : {Server::Script(other), Server::Script(references)}) {
         Server server(script, true);
         const auto begin = std::chrono::steady_clock::now();
-        EXPECT_EQ(Outcome(List(server.Host())), server.Host() + ": no answer in time");
+        EXPECT_EQ(Outcome(List(server.GetHost())), server.GetHost() + ": no answer in time");
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
     }
     Server entries([](const std::string& request) { return Server::Entry(request, "cn", {"x"}); },
                    true);
-    EXPECT_EQ(Outcome(List(entries.Host())), entries.Host() + ": more rows than MaxRows, 100");
+    EXPECT_EQ(Outcome(List(entries.GetHost())),
+              entries.GetHost() + ": more rows than MaxRows, 100");
 }
 
 TEST_F(LdapProtocolTest, ValuesAreTakenByName) {
@@ -163,13 +165,13 @@ TEST_F(LdapProtocolTest, ValuesAreTakenByName) {
     Server server([&](const std::string& request) {
         return Server::Entry(request, name, values) + Server::Result(request, LDAP_SUCCESS);
     });
-    const std::string list = List(server.Host());
+    const std::string list = List(server.GetHost());
     struct Case {
         std::string name;
         Texts values;
         std::string outcome;
     };
-    const std::string lacking = server.Host() + ": the server calls an attribute '";
+    const std::string lacking = server.GetHost() + ": the server calls an attribute '";
     const Case cases[] = {
         {"cn", {"a", "b"}, "found a b"},
         {"CN", {"a"}, "found a"},
@@ -182,10 +184,10 @@ TEST_F(LdapProtocolTest, ValuesAreTakenByName) {
         {"c", {"a"}, lacking + "c', which Attributes lacks"},
         {"cn;range=0-1",
          {"a"},
-         server.Host() + ": more values than the server gives at once: 'cn;range=0-1'"},
+         server.GetHost() + ": more values than the server gives at once: 'cn;range=0-1'"},
         {"cn;Range=0-1",
          {"a"},
-         server.Host() + ": more values than the server gives at once: 'cn;Range=0-1'"},
+         server.GetHost() + ": more values than the server gives at once: 'cn;Range=0-1'"},
     };
     for (const Case& test : cases) {
         name = test.name;
@@ -194,7 +196,7 @@ TEST_F(LdapProtocolTest, ValuesAreTakenByName) {
     }
     // Whoever wants no result looks at no values.
     name = "commonName";
-    EXPECT_THAT(Outcome(List(server.Host(), "Attributes=")), StartsWith("found"));
+    EXPECT_THAT(Outcome(List(server.GetHost(), "Attributes=")), StartsWith("found"));
 }
 
 TEST_F(LdapProtocolTest, TlsNeverBeginsHalfway) {
@@ -206,29 +208,29 @@ TEST_F(LdapProtocolTest, TlsNeverBeginsHalfway) {
         secrets += request.find("secret") != std::string::npos;
         return Server::Result(request, 2, "no TLS here", {}, EXTENDED_ANSWER);
     });
-    EXPECT_EQ(Outcome(List(server.Host(), login)),
-              server.Host() + ": StartTLS: Protocol error: no TLS here");
+    EXPECT_EQ(Outcome(List(server.GetHost(), login)),
+              server.GetHost() + ": StartTLS: Protocol error: no TLS here");
     EXPECT_GE(requests, 1);
     EXPECT_EQ(secrets, 0);
     Server early([](const std::string& request) {
         return Server::Result(request, LDAP_SUCCESS, "", {}, EXTENDED_ANSWER) + Found(request);
     });
-    EXPECT_EQ(Outcome(List(early.Host(), login)),
-              early.Host() + ": the server answered before TLS began");
+    EXPECT_EQ(Outcome(List(early.GetHost(), login)),
+              early.GetHost() + ": the server answered before TLS began");
 }
 
 TEST_F(LdapProtocolTest, LoginThatIsNotOverIsAFault) {
     Server server([](const std::string& request) {
         return Server::Result(request, LDAP_SASL_BIND_IN_PROGRESS, "", {}, BIND_ANSWER);
     });
-    EXPECT_EQ(Outcome(List(server.Host(), "BindDn=cn=x|Password=y")),
-              server.Host() + ": login: SASL bind in progress");
+    EXPECT_EQ(Outcome(List(server.GetHost(), "BindDn=cn=x|Password=y")),
+              server.GetHost() + ": login: SASL bind in progress");
 }
 
 class LdapFollowTest : public LdapProtocolTest {
 protected:
     static std::string Url(const Server& server, const std::string& rest = "/") {
-        return "ldap://" + server.Host() + rest;
+        return "ldap://" + server.GetHost() + rest;
     }
 
     /// A server that refers to `urls`, in its result and in the midst of a search.
@@ -250,18 +252,18 @@ TEST_F(LdapFollowTest, ReferralsAreFaultsUnlessTheyAreFollowed) {
     Server result(Result({Url(there)}));
     Server reference(Reference({Url(there)}));
     for (const Server* server : {&result, &reference})
-        EXPECT_EQ(Outcome(List(server->Host())),
-                  server->Host() + ": the answer is at " + Url(there) + ", and Referrals is off");
-    EXPECT_EQ(Outcome(List(result.Host(), "Referrals=yes")), "found OK");
-    EXPECT_EQ(Outcome(List(reference.Host(), "Referrals=yes")), "found here OK");
+        EXPECT_EQ(Outcome(List(server->GetHost())), server->GetHost() + ": the answer is at " +
+                                                        Url(there) + ", and Referrals is off");
+    EXPECT_EQ(Outcome(List(result.GetHost(), "Referrals=yes")), "found OK");
+    EXPECT_EQ(Outcome(List(reference.GetHost(), "Referrals=yes")), "found here OK");
     // The other server's miss and its faults count as well.
     Server missing([](const std::string& request) { return Server::Result(request, 0); });
     Server misses(Result({Url(missing)}));
-    EXPECT_EQ(Outcome(List(misses.Host(), "Referrals=yes")), "not found");
+    EXPECT_EQ(Outcome(List(misses.GetHost(), "Referrals=yes")), "not found");
     Server busy([](const std::string& request) { return Server::Result(request, LDAP_BUSY); });
     Server fails(Result({Url(busy)}));
-    EXPECT_EQ(Outcome(List(fails.Host(), "Referrals=yes")),
-              fails.Host() + ": " + Url(busy) + ": Server is busy");
+    EXPECT_EQ(Outcome(List(fails.GetHost(), "Referrals=yes")),
+              fails.GetHost() + ": " + Url(busy) + ": Server is busy");
 }
 
 TEST_F(LdapFollowTest, UrlsThatLeadNowhereAreFaults) {
@@ -279,13 +281,14 @@ TEST_F(LdapFollowTest, UrlsThatLeadNowhereAreFaults) {
     };
     for (const auto& [url, reason] : cases) {
         Server server(Result({url}));
-        EXPECT_THAT(Outcome(List(server.Host(), "Referrals=yes")),
-                    testing::AllOf(StartsWith(server.Host() + ": "), HasSubstr(reason)));
+        EXPECT_THAT(Outcome(List(server.GetHost(), "Referrals=yes")),
+                    testing::AllOf(StartsWith(server.GetHost() + ": "), HasSubstr(reason)));
     }
     Server alternatives(Result({"nowhere", "ldap://127.0.0.1:1/", Url(there)}));
-    EXPECT_EQ(Outcome(List(alternatives.Host(), "Referrals=yes")), "found OK");
+    EXPECT_EQ(Outcome(List(alternatives.GetHost(), "Referrals=yes")), "found OK");
     Server none(Result({}));
-    EXPECT_EQ(Outcome(List(none.Host(), "Referrals=yes")), none.Host() + ": a referral to nowhere");
+    EXPECT_EQ(Outcome(List(none.GetHost(), "Referrals=yes")),
+              none.GetHost() + ": a referral to nowhere");
 }
 
 TEST_F(LdapFollowTest, UrlsChangeTheSearch) {
@@ -310,7 +313,7 @@ TEST_F(LdapFollowTest, UrlsChangeTheSearch) {
     };
     for (const Case& test : cases) {
         Server server(Result({Url(there, test.rest)}));
-        EXPECT_EQ(Outcome(List(server.Host(), "Referrals=yes")), "found OK") << test.rest;
+        EXPECT_EQ(Outcome(List(server.GetHost(), "Referrals=yes")), "found OK") << test.rest;
         const std::vector<ber::Node> nodes = ber::Read(request);
         EXPECT_EQ(nodes.at(3).bytes, test.base) << test.rest;
         EXPECT_EQ(nodes.at(4).bytes, std::string(1, test.scope)) << test.rest;
@@ -326,7 +329,8 @@ TEST_F(LdapFollowTest, LoopsEnd) {
         return Server::Result(request, LDAP_REFERRAL, "", {url});
     });
     url = Url(server);
-    EXPECT_THAT(Outcome(List(server.Host(), "Referrals=yes")), HasSubstr("more than 16 referrals"));
+    EXPECT_THAT(Outcome(List(server.GetHost(), "Referrals=yes")),
+                HasSubstr("more than 16 referrals"));
     EXPECT_EQ(asked, 17);
 }
 
@@ -340,9 +344,9 @@ TEST_F(LdapFollowTest, LoginIsForConfiguredServersOnly) {
         return Server::IsSearch(request) ? Result({Url(there)})(request) : BindDone(request);
     });
     const std::string settings = "Referrals=yes|BindDn=cn=x|Password=secret";
-    EXPECT_EQ(Outcome(List(refers.Host(), settings)), "found OK");
+    EXPECT_EQ(Outcome(List(refers.GetHost(), settings)), "found OK");
     EXPECT_EQ(secrets, 0);
-    EXPECT_EQ(Outcome(List(refers.Host() + ", " + there.Host(), settings)), "found OK");
+    EXPECT_EQ(Outcome(List(refers.GetHost() + ", " + there.GetHost(), settings)), "found OK");
     EXPECT_EQ(secrets, 1);
 }
 
@@ -350,8 +354,8 @@ TEST_F(LdapFollowTest, TimeHoldsForAllTogether) {
     Server silent([](const std::string&) { return std::string(); });
     Server refers(Result({Url(silent)}));
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(Outcome(List(refers.Host(), "Referrals=yes")),
-              refers.Host() + ": " + Url(silent) + ": no answer in time");
+    EXPECT_EQ(Outcome(List(refers.GetHost(), "Referrals=yes")),
+              refers.GetHost() + ": " + Url(silent) + ": no answer in time");
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
 }
 

@@ -32,19 +32,19 @@ TEST(LdapReferral, AsksInTlsWhereTheItemDoes) {
         Mode made;
     };
     const Case cases[] = {
-        {"ldap://other/", Mode::NO, Mode::NO},
-        {"ldap://other/", Mode::STARTTLS, Mode::STARTTLS},
-        {"ldap://other/", Mode::REQUIRE, Mode::STARTTLS},
-        {"ldaps://other/", Mode::NO, Mode::REQUIRE},
-        {"ldaps://other/", Mode::STARTTLS, Mode::REQUIRE},
-        {"LDAPS://other/", Mode::REQUIRE, Mode::REQUIRE},
+        {"ldap://other/", Mode::No, Mode::No},
+        {"ldap://other/", Mode::StartTls, Mode::StartTls},
+        {"ldap://other/", Mode::Require, Mode::StartTls},
+        {"ldaps://other/", Mode::No, Mode::Require},
+        {"ldaps://other/", Mode::StartTls, Mode::Require},
+        {"LDAPS://other/", Mode::Require, Mode::Require},
     };
     for (const Case& test : cases) {
         const LdapReferral referral(test.url, Settings(test.of_item));
         EXPECT_EQ(referral.settings.tls.mode, test.made) << test.url;
         EXPECT_TRUE(referral.settings.tls.verify);
         EXPECT_EQ(referral.settings.tls.ca_file, "ca");
-        EXPECT_EQ(referral.server.port, test.made == Mode::REQUIRE ? 636 : 389) << test.url;
+        EXPECT_EQ(referral.server.port, test.made == Mode::Require ? 636 : 389) << test.url;
     }
 }
 
@@ -59,7 +59,7 @@ TEST(LdapReferral, LogsInAtConfiguredServersOnly) {
         {"ldap://ldap.corp.lan.evil/", false}, {"ldap://other/", false},
     };
     for (const Case& test : cases) {
-        const ServerSettings settings = LdapReferral(test.url, Settings(Mode::STARTTLS)).settings;
+        const ServerSettings settings = LdapReferral(test.url, Settings(Mode::StartTls)).settings;
         EXPECT_EQ(settings.user, test.logs_in ? "cn=reader" : "") << test.url;
         EXPECT_EQ(settings.password, test.logs_in ? "secret" : "") << test.url;
         EXPECT_EQ(settings.of_type, test.logs_in ? "EXTERNAL" : "") << test.url;
@@ -69,9 +69,9 @@ TEST(LdapReferral, LogsInAtConfiguredServersOnly) {
 }
 
 TEST(LdapReferral, TakesWhatTheUrlHas) {
-    const LdapReferral bare("ldap://other", Settings(Mode::NO));
+    const LdapReferral bare("ldap://other", Settings(Mode::No));
     EXPECT_FALSE(bare.base || bare.scope || bare.filter);
-    const LdapReferral full("ldap://other/dc=a%20b?cn?one?(mail=x)", Settings(Mode::NO));
+    const LdapReferral full("ldap://other/dc=a%20b?cn?one?(mail=x)", Settings(Mode::No));
     EXPECT_EQ(full.base, "dc=a b");
     EXPECT_EQ(full.scope, LDAP_SCOPE_ONELEVEL);
     EXPECT_EQ(full.filter, "(mail=x)");
@@ -79,7 +79,7 @@ TEST(LdapReferral, TakesWhatTheUrlHas) {
          {"", "other", "http://other/", "ldapi:///", "ldap:///dc=x", "ldap://other:x/",
           "ldap://other/???"
           "?!1.2.3"})
-        EXPECT_THROW(LdapReferral(url, Settings(Mode::NO)), std::invalid_argument) << url;
+        EXPECT_THROW(LdapReferral(url, Settings(Mode::No)), std::invalid_argument) << url;
 }
 
 } // namespace

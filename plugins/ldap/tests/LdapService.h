@@ -26,14 +26,14 @@ public:
     }
 
     kwlookup::SlapdServer& GetServer() { return m_server; }
-    std::string TlsHost() const { return m_server.TlsHost(); }
-    std::vector<std::string> TlsModes() const { return {"require"}; }
-    std::string Type() const { return "ldap"; }
-    std::string Login() const {
+    std::string GetTlsHost() const { return m_server.GetTlsHost(); }
+    std::vector<std::string> GetTlsModes() const { return {"require"}; }
+    std::string GetType() const { return "ldap"; }
+    std::string GetLogin() const {
         return "BindDn=cn=reader,dc=example,dc=test|Password=secret of the test|"
                "Base=dc=example,dc=test|Attributes=description";
     }
-    std::string Query() const { return "(mail=$s)"; }
+    std::string GetQuery() const { return "(mail=$s)"; }
 
 private:
     kwlookup::SlapdServer m_server{nullptr, "index mail eq\n"
@@ -45,6 +45,6 @@ private:
 /// TLS begins at the usual port.
 class LdapStartTlsService : public LdapService {
 public:
-    std::string TlsHost() { return GetServer().Host(); }
-    std::vector<std::string> TlsModes() const { return {"starttls"}; }
+    std::string GetTlsHost() { return GetServer().GetHost(); }
+    std::vector<std::string> GetTlsModes() const { return {"starttls"}; }
 };

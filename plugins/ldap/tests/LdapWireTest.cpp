@@ -120,8 +120,8 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
         const Template& test = templates[t];
         SCOPED_TRACE(test.filter);
         KwLookupHolder holder(m_log);
-        holder.Init("\"ldap:OnError=exception|Timeout=60|Attributes=cn|Hosts=" + m_server.Host() +
-                    "|Base=" + test.base + "|" + test.filter + "\"");
+        holder.Init("\"ldap:OnError=exception|Timeout=60|Attributes=cn|Hosts=" +
+                    m_server.GetHost() + "|Base=" + test.base + "|" + test.filter + "\"");
         ASSERT_FALSE(holder.Empty());
         ASSERT_EQ(Ask(holder, "jdoe@corp.lan"), Miss());
         const std::vector<ber::Node> harmless = ber::Read(TakeRequest());

@@ -22,7 +22,7 @@ public:
     ScriptedLdapServer(const ScriptedLdapServer&) = delete;
     ScriptedLdapServer& operator=(const ScriptedLdapServer&) = delete;
 
-    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
+    std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
 
     // Parts of answers. The number of a request is that of its answer.
     static std::string Entry(const std::string& request, const std::string& name,

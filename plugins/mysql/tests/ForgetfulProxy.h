@@ -15,8 +15,8 @@ public:
     ForgetfulProxy& operator=(const ForgetfulProxy&) = delete;
     ~ForgetfulProxy();
 
-    int Port() const { return m_port; }
-    int Accepted() const { return m_accepted; }
+    int GetPort() const { return m_port; }
+    int GetAcceptedCount() const { return m_accepted; }
 
     /// Resets the session, of which no question is open. Returns when the server has done so.
     void Forget();

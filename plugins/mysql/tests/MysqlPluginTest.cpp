@@ -32,8 +32,8 @@ protected:
 
     /// A list of one item that executes `statement`.
     static std::string Item(const std::string& statement, const std::string& settings = "") {
-        return "\"mysql:OnError=exception|RetryInterval=0|Hosts=" + Server().Host() + "|" +
-               Get().Login() + "|" + settings + (settings.empty() ? "" : "|") + statement + "\"";
+        return "\"mysql:OnError=exception|RetryInterval=0|Hosts=" + Server().GetHost() + "|" +
+               Get().GetLogin() + "|" + settings + (settings.empty() ? "" : "|") + statement + "\"";
     }
 
     /// What the search failed with, without the server's name before it.
@@ -42,7 +42,7 @@ protected:
         KwLookupHolder holder(m_log);
         holder.Init(Item(statement, settings));
         const std::string failure = FailureOf(holder, text);
-        const std::string name = Server().Host() + ": ";
+        const std::string name = Server().GetHost() + ": ";
         return failure.compare(0, name.size(), name) == 0 ? failure.substr(name.size())
                                                           : "without name: " + failure;
     }
@@ -197,14 +197,14 @@ TEST_F(MysqlPluginTest, WhatTheServerRefusesIsAFault) {
     Sql("revoke select on revoked from kw@'%'");
     EXPECT_THAT(FailureOf(holder), HasSubstr("command denied"));
     // The connections can be used again, and the server is not taken for a failed one.
-    ExpectWorks(Item(Get().Query(), "RetryInterval=60s"));
+    ExpectWorks(Item(Get().GetQuery(), "RetryInterval=60s"));
     // Under OnError=ignore they are misses with a line in the log.
     RecordingLog::Reset();
     holder.Init(Item(Select("broken"), "OnError=ignore"));
     EXPECT_EQ(Ask(holder, FOUND), Miss());
     EXPECT_THAT(
         RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
-        ElementsAre("lookup_mysql: " + Server().Host() + ": Subquery returns more than 1 row"));
+        ElementsAre("lookup_mysql: " + Server().GetHost() + ": Subquery returns more than 1 row"));
 }
 
 TEST_F(MysqlPluginTest, OnlyTextsAndWholeNumbersAreCompared) {
@@ -247,23 +247,23 @@ TEST_F(MysqlPluginTest, TooManyRowsAndTooLongAnswersAreFaults) {
     Sql("insert into many values ('long', repeat('x', 17000000));"
         "set global max_allowed_packet = default;"
         "grant select on many to kw@'%'");
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(Select("many"), "Hosts=" + proxy.Host()));
-    EXPECT_EQ(FailureOf(holder, "many"), proxy.Host() + ": more rows than MaxRows, 100");
-    EXPECT_LT(proxy.Forwarded(), 200000u);
+    holder.Init(Item(Select("many"), "Hosts=" + proxy.GetHost()));
+    EXPECT_EQ(FailureOf(holder, "many"), proxy.GetHost() + ": more rows than MaxRows, 100");
+    EXPECT_LT(proxy.GetForwardedBytes(), 200000u);
     EXPECT_EQ(FailureWith(Select("many"), "four", "MaxRows=3"), "more rows than MaxRows, 3");
     ExpectAnswer(Item(Select("many"), "MaxRows=4"), "four", 0, {true, " x x x x", "four"});
     EXPECT_EQ(FailureWith(Select("many"), "row"), "the result is longer than 16 MiB");
     EXPECT_EQ(FailureWith(Select("many"), "long"), "a row is longer than 16 MiB");
-    ExpectWorks(Item(Get().Query(), "RetryInterval=60s"));
+    ExpectWorks(Item(Get().GetQuery(), "RetryInterval=60s"));
 }
 
 TEST_F(MysqlPluginTest, ValuesLongerThanTheServerTakesAreFaults) {
     const std::string before = Sql("select @@max_allowed_packet");
     Sql("set global max_allowed_packet = 1048576");
     KwLookupHolder holder(m_log);
-    holder.Init(Item(Get().Query(), "RetryInterval=60s|MaxRows=5"));
+    holder.Init(Item(Get().GetQuery(), "RetryInterval=60s|MaxRows=5"));
     EXPECT_THAT(FailureOf(holder, std::string(1 << 20, 'x')),
                 HasSubstr("the value is longer than max_allowed_packet of the server"));
     EXPECT_EQ(Ask(holder, std::string(1000000, 'x')), Miss());
@@ -278,17 +278,17 @@ TEST_F(MysqlPluginTest, SlowAnswersFailInTime) {
     KwLookupHolder holder(m_log);
     holder.Init(Item(Select("slow"), "Timeout=1"));
     ExpectFailsInTime(holder, "no answer in time");
-    ExpectWorks(Item(Get().Query(), "Timeout=1"));
+    ExpectWorks(Item(Get().GetQuery(), "Timeout=1"));
 }
 
 TEST_F(MysqlPluginTest, PreparesAgainWhatTheServerHasForgotten) {
     Sql("create table grows (address varchar(20));"
         "insert into grows values ('12abc');"
         "grant select on grows to kw@'%'");
-    ForgetfulProxy proxy(Server().Port());
-    const std::string settings = "Hosts=127.0.0.1:" + std::to_string(proxy.Port());
+    ForgetfulProxy proxy(Server().GetPort());
+    const std::string settings = "Hosts=127.0.0.1:" + std::to_string(proxy.GetPort());
     KwLookupHolder keeper(m_log); // of the connection
-    keeper.Init(Item(Get().Query(), settings));
+    keeper.Init(Item(Get().GetQuery(), settings));
     for (int i = 0; i < 3; ++i) {
         ExpectWorks(keeper);
         proxy.Forget();
@@ -308,15 +308,15 @@ TEST_F(MysqlPluginTest, PreparesAgainWhatTheServerHasForgotten) {
     EXPECT_EQ(FailureOf(holder, "12"), "found 12");
     Sql("drop table grows");
     EXPECT_THAT(FailureOf(holder, "12"), HasSubstr("doesn't exist"));
-    EXPECT_EQ(proxy.Accepted(), 1) << "a new connection hides it";
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1) << "a new connection hides it";
 }
 
 TEST_F(MysqlPluginTest, ManyStatementsDoNotFillTheServer) {
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    const std::string settings = "MaxRows=7|Hosts=" + proxy.Host();
+    const std::string settings = "MaxRows=7|Hosts=" + proxy.GetHost();
     KwLookupHolder keeper(m_log); // of the connection
-    keeper.Init(Item(Get().Query(), settings));
+    keeper.Init(Item(Get().GetQuery(), settings));
     EXPECT_EQ(Ask(keeper, "nobody"), Miss());
     const std::string count = "show global status like 'Prepared_stmt_count'";
     const int before = std::stoi(Sql(count).substr(sizeof("Prepared_stmt_count")));
@@ -325,7 +325,7 @@ TEST_F(MysqlPluginTest, ManyStatementsDoNotFillTheServer) {
         holder.Init(Item("select " + columns + " from access where address = '$s'", settings));
         EXPECT_EQ(Ask(holder, "nobody"), Miss());
     }
-    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
     EXPECT_LE(std::stoi(Sql(count).substr(sizeof("Prepared_stmt_count"))), before + 100);
 }
 
@@ -379,9 +379,9 @@ TEST_F(MysqlPluginTest, NothingOfTheEnvironmentCounts) {
     const std::string home_before = std::getenv("HOME") ? std::getenv("HOME") : "/";
     for (const auto& [name, value] : variables)
         ::setenv(name.c_str(), value.c_str(), 1);
-    ExpectWorks(Item(Get().Query(), "MaxRows=9"));
-    const std::string failure = FailureOf("\"mysql:OnError=exception|Hosts=" + Server().Host() +
-                                          "|User=kw|Database=test|" + Get().Query() + "\"");
+    ExpectWorks(Item(Get().GetQuery(), "MaxRows=9"));
+    const std::string failure = FailureOf("\"mysql:OnError=exception|Hosts=" + Server().GetHost() +
+                                          "|User=kw|Database=test|" + Get().GetQuery() + "\"");
     EXPECT_THAT(failure, HasSubstr("(using password: NO)"));
     for (const auto& [name, value] : variables)
         ::unsetenv(name.c_str());
@@ -390,7 +390,7 @@ TEST_F(MysqlPluginTest, NothingOfTheEnvironmentCounts) {
 
 TEST_F(MysqlPluginTest, SignalsAndDescriptorsOfTheHostStayAsTheyAre) {
     KwLookupHolder holder(m_log);
-    holder.Init(List(Server().Host()));
+    holder.Init(List(Server().GetHost()));
     ExpectWorks(holder);
     struct sigaction sigpipe;
     ::sigaction(SIGPIPE, nullptr, &sigpipe);
@@ -447,7 +447,7 @@ protected:
     }
 
     std::string Trusting(const std::string& more = "") const {
-        return "Tls=require|TlsCaFile=" + m_authority.CaFile() + more;
+        return "Tls=require|TlsCaFile=" + m_authority.GetCaFile() + more;
     }
 
     TestAuthority m_authority;
@@ -455,16 +455,16 @@ protected:
 
 TEST_F(MysqlTlsTest, WithoutTlsOfTheServerNothingIsSent) {
     // It has not been given a certificate yet.
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     for (const std::string& settings : {Trusting(), Trusting("|TlsVerify=no")}) {
-        const std::string failure = FailureOf(List(proxy.Host(), settings));
-        EXPECT_EQ(failure, proxy.Host() + ": TLS: the server does not offer it");
+        const std::string failure = FailureOf(List(proxy.GetHost(), settings));
+        EXPECT_EQ(failure, proxy.GetHost() + ": TLS: the server does not offer it");
     }
     EXPECT_EQ(Sql("show global status like 'Ssl_accepts'"), "Ssl_accepts\t0\n");
 }
 
 TEST_F(MysqlTlsTest, CertificateIsForWhatIsConfigured) {
-    const std::string port = ":" + std::to_string(Server().Port());
+    const std::string port = ":" + std::to_string(Server().GetPort());
     UseCertificate(m_authority.For("DNS:localhost"));
     ExpectWorks(List("localhost" + port, Trusting()));
     EXPECT_THAT(FailureOf(List("127.0.0.1" + port, Trusting())),
@@ -480,19 +480,19 @@ TEST_F(MysqlTlsTest, UserWithACertificate) {
     UseCertificate(m_authority.ForServer());
     const TestCertificate certificate = m_authority.ForClient("certified");
     const std::string user = "|User=certified|Password=";
-    EXPECT_THAT(FailureOf(List(Server().Host(), Trusting(user))), HasSubstr("Access denied"));
+    EXPECT_THAT(FailureOf(List(Server().GetHost(), Trusting(user))), HasSubstr("Access denied"));
     ExpectWorks(
-        List(Server().Host(), Trusting(user + "|TlsCertFile=" + certificate.certificate_file +
-                                       "|TlsKeyFile=" + certificate.key_file)));
+        List(Server().GetHost(), Trusting(user + "|TlsCertFile=" + certificate.certificate_file +
+                                          "|TlsKeyFile=" + certificate.key_file)));
 }
 
 TEST_F(MysqlTlsTest, TimeLimitHoldsInTheHandshakeAndBehindIt) {
     UseCertificate(m_authority.ForServer());
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(List(proxy.Host(), Trusting("|ConnectTimeout=20")));
+    holder.Init(List(proxy.GetHost(), Trusting("|ConnectTimeout=20")));
     EXPECT_EQ(FailureOf(holder), "found OK");
-    const std::size_t length = proxy.Forwarded();
+    const std::size_t length = proxy.GetForwardedBytes();
     // Signatures are not always of the same length, so not at the very end.
     for (const std::size_t bytes : {length / 8, length / 4, length / 2, length - 16}) {
         SCOPED_TRACE(bytes);
@@ -506,16 +506,16 @@ TEST_F(MysqlTlsTest, TimeLimitHoldsInTheHandshakeAndBehindIt) {
 
 TEST_F(MysqlTlsTest, AnswerCutAfterAnyByteIsAFaultAndNoSignal) {
     UseCertificate(m_authority.ForServer());
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(List(proxy.Host(), Trusting("|IdleTimeout=0")));
+    holder.Init(List(proxy.GetHost(), Trusting("|IdleTimeout=0")));
     EXPECT_EQ(FailureOf(holder), "found OK");
-    const std::size_t length = proxy.Forwarded();
+    const std::size_t length = proxy.GetForwardedBytes();
     for (const auto fault : {FaultyProxy::Fault::Close, FaultyProxy::Fault::Reset})
         // Signatures are not always of the same length, so not up to the very end.
         for (std::size_t bytes = 0; bytes + 16 < length; bytes += 13) {
             proxy.SetFault(fault, bytes);
-            EXPECT_THAT(FailureOf(holder), StartsWith(proxy.Host() + ": ")) << bytes;
+            EXPECT_THAT(FailureOf(holder), StartsWith(proxy.GetHost() + ": ")) << bytes;
         }
     proxy.SetFault(FaultyProxy::Fault::None);
     ExpectWorks(holder);

@@ -19,11 +19,11 @@ public:
     }
 
     kwlookup::MariaServer& GetServer() { return m_server; }
-    std::string TlsHost() const { return m_server.Host(); }
-    std::vector<std::string> TlsModes() const { return {"starttls", "require"}; }
-    std::string Type() const { return "mysql"; }
-    std::string Login() const { return "User=kw|Password=secret of the test|Database=test"; }
-    std::string Query() const { return "select result from access where address = '$s'"; }
+    std::string GetTlsHost() const { return m_server.GetHost(); }
+    std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
+    std::string GetType() const { return "mysql"; }
+    std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
+    std::string GetQuery() const { return "select result from access where address = '$s'"; }
 
 private:
     kwlookup::MariaServer m_server;

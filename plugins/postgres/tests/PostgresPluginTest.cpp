@@ -29,8 +29,8 @@ protected:
 
     /// A list of one item that executes `statement`.
     static std::string Item(const std::string& statement, const std::string& settings = "") {
-        return "\"postgres:OnError=exception|RetryInterval=0|Hosts=" + Server().Host() + "|" +
-               Get().Login() + "|" + settings + (settings.empty() ? "" : "|") + statement + "\"";
+        return "\"postgres:OnError=exception|RetryInterval=0|Hosts=" + Server().GetHost() + "|" +
+               Get().GetLogin() + "|" + settings + (settings.empty() ? "" : "|") + statement + "\"";
     }
 
     /// What the search failed with, without the server's name before it.
@@ -39,7 +39,7 @@ protected:
         KwLookupHolder holder(m_log);
         holder.Init(Item(statement, settings));
         const std::string failure = FailureOf(holder, text);
-        const std::string name = Server().Host() + ": ";
+        const std::string name = Server().GetHost() + ": ";
         return failure.compare(0, name.size(), name) == 0 ? failure.substr(name.size())
                                                           : "without name: " + failure;
     }
@@ -184,7 +184,7 @@ TEST_F(PostgresPluginTest, WhatTheServerRefusesIsAFault) {
     holder.Init(Item(select("nowhere"), "OnError=ignore"));
     EXPECT_EQ(Ask(holder, FOUND), Miss());
     EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
-                ElementsAre("lookup_postgres: " + Server().Host() +
+                ElementsAre("lookup_postgres: " + Server().GetHost() +
                             ": relation \"nowhere\" does not exist"));
 }
 
@@ -194,11 +194,11 @@ TEST_F(PostgresPluginTest, TooManyRowsAreAFaultAndAreNotFetched) {
         "insert into many select 'four', 'x' from generate_series(1, 4);"
         "grant select on many to kw");
     const std::string select = "select result from many where address = '$s'";
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(select, "Hosts=" + proxy.Host()));
-    EXPECT_EQ(FailureOf(holder, "many"), proxy.Host() + ": more rows than MaxRows, 100");
-    EXPECT_LT(proxy.Forwarded(), 200000u);
+    holder.Init(Item(select, "Hosts=" + proxy.GetHost()));
+    EXPECT_EQ(FailureOf(holder, "many"), proxy.GetHost() + ": more rows than MaxRows, 100");
+    EXPECT_LT(proxy.GetForwardedBytes(), 200000u);
     EXPECT_EQ(FailureWith(select, "four", "MaxRows=3"), "more rows than MaxRows, 3");
     ExpectAnswer(Item(select, "MaxRows=4"), "four", 0, {true, " x x x x", "four"});
 }
@@ -210,12 +210,12 @@ TEST_F(PostgresPluginTest, PreparesAgainWhatTheServerHasForgotten) {
         "create table grows (address text);"
         "insert into grows values ('jdoe@corp.lan');"
         "grant select on forgetful, grows to kw");
-    FaultyProxy proxy(Server().Port());
-    const std::string settings = "Hosts=" + proxy.Host();
+    FaultyProxy proxy(Server().GetPort());
+    const std::string settings = "Hosts=" + proxy.GetHost();
     KwLookupHolder holder(m_log);
     holder.Init(Item("select result from forgetful where address = '$s'", settings));
     KwLookupHolder other(m_log);
-    other.Init(Item(Get().Query(), settings));
+    other.Init(Item(Get().GetQuery(), settings));
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(FailureOf(holder), "found forgotten");
         ExpectWorks(other);
@@ -224,25 +224,25 @@ TEST_F(PostgresPluginTest, PreparesAgainWhatTheServerHasForgotten) {
     EXPECT_EQ(FailureOf(holder), "found jdoe@corp.lan");
     Sql("alter table grows add more text default 'more'");
     EXPECT_EQ(FailureOf(holder), "found jdoe@corp.lan more");
-    EXPECT_EQ(proxy.Accepted(), 1) << "a new connection hides it";
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1) << "a new connection hides it";
 }
 
 TEST_F(PostgresPluginTest, ManyStatementsDoNotFillTheServer) {
     Sql("create view statements as"
         "  select 'count'::text as address, count(*) as result from pg_prepared_statements;"
         "grant select on statements to kw");
-    FaultyProxy proxy(Server().Port());
+    FaultyProxy proxy(Server().GetPort());
     KwLookupHolder holder(m_log);
-    const std::string settings = "MaxRows=7|Hosts=" + proxy.Host();
+    const std::string settings = "MaxRows=7|Hosts=" + proxy.GetHost();
     KwLookupHolder keeper(m_log); // of the connection
-    keeper.Init(Item(Get().Query(), settings));
+    keeper.Init(Item(Get().GetQuery(), settings));
     EXPECT_EQ(Ask(keeper, "nobody"), Miss());
     std::string columns = "result";
     for (int i = 0; i < 250; ++i, columns += ", result") {
         holder.Init(Item("select " + columns + " from access where address = '$s'", settings));
         EXPECT_EQ(Ask(holder, "nobody"), Miss());
     }
-    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
     holder.Init(Item("select result from statements where address = 'count'", settings));
     const Answer answer = Ask(holder, "any");
     ASSERT_TRUE(answer.found);
@@ -266,7 +266,7 @@ TEST_F(PostgresPluginTest, BytesThatTheDatabaseCannotHoldAreMisses) {
         "grant select on binary_access to kw");
     const std::string utf8 = "j\xc3\xb6rg";
     const std::string latin = "j\xf6rg";
-    const std::string select = Get().Query();
+    const std::string select = Get().GetQuery();
     for (const std::string& text :
          {"jdoe@corp.lan\0"s, "\0jdoe@corp.lan"s, "\0"s, "\xff\xfe"s, "\xc0\xa7"s, "\xed\xa0\x80"s,
           "\xf4\x90\x80\x80"s, "jdoe@corp.lan\xc3"s, latin, "'\xc0"s})
@@ -326,10 +326,11 @@ TEST_F(PostgresPluginTest, NothingOfTheEnvironmentCounts) {
     const std::string home_before = std::getenv("HOME") ? std::getenv("HOME") : "/";
     for (const auto& [name, value] : variables)
         ::setenv(name.c_str(), value.c_str(), 1);
-    ExpectWorks(Item(Get().Query(), "MaxRows=9"));
+    ExpectWorks(Item(Get().GetQuery(), "MaxRows=9"));
     std::string login = "User=kw|Database=postgres|";
-    const std::string failure = FailureOf("\"postgres:OnError=exception|Hosts=" + Server().Host() +
-                                          "|" + login + Get().Query() + "\"");
+    const std::string failure =
+        FailureOf("\"postgres:OnError=exception|Hosts=" + Server().GetHost() + "|" + login +
+                  Get().GetQuery() + "\"");
     EXPECT_THAT(failure, HasSubstr("password authentication failed"));
     for (const auto& [name, value] : variables)
         ::unsetenv(name.c_str());
@@ -344,11 +345,11 @@ TEST_F(PostgresPluginTest, NoticesAreNotPrinted) {
     CapturedStandardError captured;
     ExpectAnswer(Item("select result from talks where address = '$s'"), FOUND, 0,
                  {true, " OK", FOUND});
-    EXPECT_EQ(captured.Text(), "");
+    EXPECT_EQ(captured.GetText(), "");
 }
 
 TEST_F(PostgresPluginTest, UnixSocketIsNamedByItsDirectoryToo) {
-    const std::string socket = Server().SocketPath();
+    const std::string socket = Server().GetSocketPath();
     ExpectWorks(List("unix:" + socket));
     const std::string directory = socket.substr(0, socket.rfind('/'));
     EXPECT_THAT(FailureOf(List("unix:" + directory)), HasSubstr("No such file or directory"));

@@ -36,7 +36,7 @@ void Take(const RedisReply& reply) {
     } catch (const ServerFault&) {
     }
     if (const auto redirection = Redirection::Read(reply.text, from))
-        Require(redirection->kind == Redirection::Kind::DOWN || !redirection->server.IsUnix());
+        Require(redirection->kind == Redirection::Kind::Down || !redirection->server.IsUnix());
     for (const char* text : {"GET a", "EXISTS a", "HMGET a b c"}) {
         Answer answer(1);
         try {

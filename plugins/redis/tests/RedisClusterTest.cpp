@@ -57,14 +57,14 @@ protected:
 TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
     for (int i = 0; i < RedisCluster::NODES; ++i) {
         KwLookupHolder holder(m_log);
-        holder.Init(Item(m_cluster.Node(i).Host()));
+        holder.Init(Item(m_cluster.Node(i).GetHost()));
         EXPECT_EQ(Found(holder), KEYS);
         EXPECT_EQ(Ask(holder, "nobody"), Miss());
     }
 
     // Once the table is known, nobody is sent elsewhere.
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_cluster.Hosts()));
+    holder.Init(Item(m_cluster.GetHosts()));
     EXPECT_EQ(Found(holder), KEYS);
     long calls = 0;
     for (int i = 0; i < RedisCluster::NODES; ++i)
@@ -76,7 +76,7 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
 
     // Replicas answer where that is asked for.
     KwLookupHolder replicas(m_log);
-    replicas.Init(Item(m_cluster.Node(Master()).Host(), "ReadFrom=replica|GET $s"));
+    replicas.Init(Item(m_cluster.Node(Master()).GetHost(), "ReadFrom=replica|GET $s"));
     long of_masters = 0;
     for (int i = 0; i < RedisCluster::NODES; ++i)
         if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
@@ -115,11 +115,11 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
     };
     m_cluster.Node(to).Run({"CLUSTER", "SETSLOT", slot_number, "IMPORTING", id(from)});
     m_cluster.Node(from).Run({"CLUSTER", "SETSLOT", slot_number, "MIGRATING", id(to)});
-    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).Port()),
+    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).GetPort()),
                               slot + "gone", "0", "5000"});
     for (const char* key : {"old", "gone"})
         EXPECT_EQ(Ask(holder, slot + key), (Answer{true, " OK", slot + key})) << key;
-    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).Port()),
+    m_cluster.Node(from).Run({"MIGRATE", "127.0.0.1", std::to_string(m_cluster.Node(to).GetPort()),
                               slot + "old", "0", "5000"});
     m_cluster.Node(to).Run({"CLUSTER", "SETSLOT", slot_number, "NODE", id(to)});
     m_cluster.Node(from).Run({"CLUSTER", "SETSLOT", slot_number, "NODE", id(to)});
@@ -129,9 +129,9 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
 
 TEST_F(RedisClusterTest, OutlivesAMaster) {
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_cluster.Hosts()));
+    holder.Init(Item(m_cluster.GetHosts()));
     KwLookupHolder replicas(m_log);
-    replicas.Init(Item(m_cluster.Hosts(), "ReadFrom=replica|GET $s"));
+    replicas.Init(Item(m_cluster.GetHosts(), "ReadFrom=replica|GET $s"));
     EXPECT_EQ(Found(holder), KEYS);
     EXPECT_EQ(Found(replicas), KEYS);
     m_cluster.Node(Master()).Kill();

@@ -97,13 +97,13 @@ TEST(RedisCommand, NoTextChangesWhatIsAsked) {
 TEST(RedisCommand, TakesNoAnswerToAnotherCommand) {
     using Type = RedisReply::Type;
     RedisReply nil, string, integer, status, array;
-    string.type = Type::STRING;
+    string.type = Type::String;
     string.text = "v";
-    integer.type = Type::INTEGER;
+    integer.type = Type::Integer;
     integer.integer = 1;
-    status.type = Type::STATUS;
+    status.type = Type::Status;
     status.text = "OK";
-    array.type = Type::ARRAY;
+    array.type = Type::Array;
     array.elements = {string, nil};
     const struct {
         const char* command;

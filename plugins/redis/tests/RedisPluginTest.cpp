@@ -78,31 +78,31 @@ TEST_F(RedisPluginTest, Answers) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.command + ", text " + c.text.substr(0, 40));
-        ExpectAnswer(Item(server.Host(), c.command), c.text, c.flags, c.answer);
-        ExpectAnswer(Item(server.UnixHost(), c.command), c.text, c.flags, c.answer);
+        ExpectAnswer(Item(server.GetHost(), c.command), c.text, c.flags, c.answer);
+        ExpectAnswer(Item(server.GetUnixHost(), c.command), c.text, c.flags, c.answer);
     }
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
 TEST_F(RedisPluginTest, AFaultOfTheQuestionIsNoMissAndKeepsTheConnection) {
-    FaultyProxy proxy(SharedServer().Port());
+    FaultyProxy proxy(SharedServer().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(proxy.Host(), "GET $s"));
+    holder.Init(Item(proxy.GetHost(), "GET $s"));
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(SearchError(holder, "blocked"),
-                  proxy.Host() + ": WRONGTYPE Operation against a key holding the wrong kind of "
-                                 "value");
+                  proxy.GetHost() + ": WRONGTYPE Operation against a key holding the wrong kind of "
+                                    "value");
         ExpectFound(holder);
     }
-    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
 
-    Configure("[lookup_redis]\nHosts = " + proxy.Host() + "\n");
+    Configure("[lookup_redis]\nHosts = " + proxy.GetHost() + "\n");
     KwLookupHolder quiet(m_log);
     quiet.Init("redis:GET $s");
     RecordingLog::Reset();
     EXPECT_EQ(Ask(quiet, "blocked"), Miss());
     EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
-                ElementsAre("lookup_redis: " + proxy.Host() +
+                ElementsAre("lookup_redis: " + proxy.GetHost() +
                             ": WRONGTYPE Operation against a key holding the wrong kind of value"));
 }
 
@@ -173,14 +173,14 @@ TEST_F(RedisPluginTest, LogsIn) {
     };
     for (const auto& c : cases) {
         KwLookupHolder holder(m_log);
-        holder.Init(Item(server.Host(), c.settings + "GET $s"));
-        EXPECT_EQ(SearchError(holder), c.error.empty() ? "" : server.Host() + c.error);
+        holder.Init(Item(server.GetHost(), c.settings + "GET $s"));
+        EXPECT_EQ(SearchError(holder), c.error.empty() ? "" : server.GetHost() + c.error);
     }
     KwLookupHolder holder(m_log);
-    holder.Init(Item(server.Host(), "User=kw|Password=s3cret|GET $s"));
+    holder.Init(Item(server.GetHost(), "User=kw|Password=s3cret|GET $s"));
     EXPECT_EQ(SearchError(holder, "other"),
-              server.Host() + ": NOPERM this user has no permissions to access one of the keys "
-                              "used as arguments");
+              server.GetHost() + ": NOPERM this user has no permissions to access one of the keys "
+                                 "used as arguments");
 }
 
 /// Answers one connection with these bytes.
@@ -207,7 +207,7 @@ public:
     }
     ~OneAnswer() { m_thread.join(); }
 
-    const std::string& Host() const { return m_host; }
+    const std::string& GetHost() const { return m_host; }
 
 private:
     FileDescriptor m_listener;
@@ -217,29 +217,29 @@ private:
 
 TEST_F(RedisPluginTest, AServerThatRepeatsThePasswordDoesNotMakeItKnown) {
     const OneAnswer server("-ERR unknown command 'AUTH', with args beginning with: 's3cret' \r\n");
-    EXPECT_EQ(SearchErrorOf(Item(server.Host(), "Password=s3cret|GET $s"), "x"),
-              server.Host() + ": the server knows no AUTH");
+    EXPECT_EQ(SearchErrorOf(Item(server.GetHost(), "Password=s3cret|GET $s"), "x"),
+              server.GetHost() + ": the server knows no AUTH");
 }
 
 TEST_F(RedisPluginTest, SelectsTheDatabase) {
     RedisServer server;
     server.Load({{"SELECT", "3"}, {"SET", "jdoe@corp.lan", "third"}});
-    EXPECT_EQ(AskList(Item(server.Host(), "Database=3|GET $s"), "jdoe@corp.lan").res, " third");
-    EXPECT_EQ(AskList(Item(server.Host()), "jdoe@corp.lan"), Miss());
-    EXPECT_EQ(SearchErrorOf(Item(server.Host(), "Database=16|GET $s"), "jdoe@corp.lan"),
-              server.Host() + ": ERR DB index is out of range");
+    EXPECT_EQ(AskList(Item(server.GetHost(), "Database=3|GET $s"), "jdoe@corp.lan").res, " third");
+    EXPECT_EQ(AskList(Item(server.GetHost()), "jdoe@corp.lan"), Miss());
+    EXPECT_EQ(SearchErrorOf(Item(server.GetHost(), "Database=16|GET $s"), "jdoe@corp.lan"),
+              server.GetHost() + ": ERR DB index is out of range");
 }
 
 TEST_F(RedisPluginTest, HostileTextsMatchNothingElse) {
     KwLookupHolder holder(m_log);
-    holder.Init(Item(SharedServer().Host(), "SISMEMBER members $s"));
+    holder.Init(Item(SharedServer().GetHost(), "SISMEMBER members $s"));
     for (int i = 0; i < Rounds(20000); ++i) {
         const std::string text = HostileAddress(static_cast<unsigned>(i));
         const bool is_key = text == "jdoe@corp.lan";
         ASSERT_EQ(Ask(holder, text).found, is_key) << testing::PrintToString(text);
     }
     KwLookupHolder domains(m_log);
-    domains.Init(Item(SharedServer().Host(), "HGET blocked $d"));
+    domains.Init(Item(SharedServer().GetHost(), "HGET blocked $d"));
     for (int i = 0; i < Rounds(20000); ++i) {
         const std::string text = HostileAddress(static_cast<unsigned>(i));
         const std::string domain = text.substr(std::min(text.find('@'), text.size() - 1) + 1);

@@ -16,17 +16,17 @@ using namespace std::string_literals;
 
 std::string Shown(const RedisReply& reply) {
     switch (reply.type) {
-    case RedisReply::Type::NIL:
+    case RedisReply::Type::Nil:
         return "nil";
-    case RedisReply::Type::STRING:
+    case RedisReply::Type::String:
         return "'" + reply.text + "'";
-    case RedisReply::Type::STATUS:
+    case RedisReply::Type::Status:
         return "+" + reply.text;
-    case RedisReply::Type::ERROR:
+    case RedisReply::Type::Error:
         return "-" + reply.text;
-    case RedisReply::Type::INTEGER:
+    case RedisReply::Type::Integer:
         return std::to_string(reply.integer);
-    case RedisReply::Type::ARRAY:
+    case RedisReply::Type::Array:
         break;
     }
     std::string shown = "[";

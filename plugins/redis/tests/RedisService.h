@@ -21,11 +21,11 @@ public:
     }
 
     kwlookup::RedisServer& GetServer() { return m_server; }
-    std::string TlsHost() const { return m_server.TlsHost(); }
-    std::vector<std::string> TlsModes() const { return {"require"}; }
-    std::string Type() const { return "redis"; }
-    std::string Login() const { return "Password=secret of the test"; }
-    std::string Query() const { return "GET $s"; }
+    std::string GetTlsHost() const { return m_server.GetTlsHost(); }
+    std::vector<std::string> GetTlsModes() const { return {"require"}; }
+    std::string GetType() const { return "redis"; }
+    std::string GetLogin() const { return "Password=secret of the test"; }
+    std::string GetQuery() const { return "GET $s"; }
 
 private:
     static kwlookup::RedisServer::Options Options(const kwlookup::TestCertificate& certificate) {

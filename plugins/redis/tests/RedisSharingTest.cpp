@@ -24,7 +24,7 @@ class RedisSharingTest : public RedisTest {
 protected:
     RedisSharingTest() { Fill(m_server); }
 
-    std::string Refused() const { return m_server.Host() + ": Connection refused"; }
+    std::string Refused() const { return m_server.GetHost() + ": Connection refused"; }
 
     RedisServer m_server;
 };
@@ -32,7 +32,7 @@ protected:
 TEST_F(RedisSharingTest, AServerThatIsDownAtStartStopsNobody) {
     m_server.Kill();
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_server.Host(), "RetryInterval=1|GET $s"));
+    holder.Init(Item(m_server.GetHost(), "RetryInterval=1|GET $s"));
     EXPECT_FALSE(holder.Empty());
     EXPECT_EQ(SearchError(holder), Refused());
     m_server.Restart();
@@ -43,10 +43,10 @@ TEST_F(RedisSharingTest, AServerThatIsDownAtStartStopsNobody) {
 
 TEST_F(RedisSharingTest, AStoppedServerCostsOneSearchItsTime) {
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_server.Host(), "Timeout=1|RetryInterval=1|GET $s"));
+    holder.Init(Item(m_server.GetHost(), "Timeout=1|RetryInterval=1|GET $s"));
     const auto expect_silence = [&] {
         const auto time = TimeOf(
-            [&] { EXPECT_EQ(SearchError(holder), m_server.Host() + ": no answer in time"); });
+            [&] { EXPECT_EQ(SearchError(holder), m_server.GetHost() + ": no answer in time"); });
         EXPECT_GE(time, seconds(1));
         EXPECT_LE(time, seconds(1) + LATE);
     };
@@ -55,7 +55,7 @@ TEST_F(RedisSharingTest, AStoppedServerCostsOneSearchItsTime) {
     expect_silence();
     const auto later = TimeOf([&] {
         for (int i = 0; i < 100; ++i)
-            EXPECT_EQ(SearchError(holder), m_server.Host() + ": no answer in time");
+            EXPECT_EQ(SearchError(holder), m_server.GetHost() + ": no answer in time");
     });
     EXPECT_LT(later, LATE);
     std::this_thread::sleep_for(milliseconds(1100));
@@ -69,7 +69,7 @@ TEST_F(RedisSharingTest, AnotherHostAnswersInPlaceOfOneThatFails) {
     RedisServer second;
     second.Load({{"SET", "jdoe@corp.lan", "second"}});
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_server.Host() + ", " + second.Host(), "RetryInterval=1|GET $s"));
+    holder.Init(Item(m_server.GetHost() + ", " + second.GetHost(), "RetryInterval=1|GET $s"));
     const auto result = [&] { return Ask(holder, "jdoe@corp.lan").res; };
     EXPECT_EQ(result(), " OK");
     m_server.Kill();
@@ -80,14 +80,14 @@ TEST_F(RedisSharingTest, AnotherHostAnswersInPlaceOfOneThatFails) {
     EXPECT_EQ(result(), " OK");
     m_server.Kill();
     second.Kill();
-    EXPECT_EQ(SearchError(holder), Refused() + "; " + second.Host() + ": Connection refused");
+    EXPECT_EQ(SearchError(holder), Refused() + "; " + second.GetHost() + ": Connection refused");
 }
 
 TEST_F(RedisSharingTest, ServersAreMixedWhereThatIsAskedFor) {
     RedisServer second;
     second.Load({{"SET", "jdoe@corp.lan", "second"}});
     KwLookupHolder holder(m_log);
-    holder.Init(Item(m_server.Host() + ", " + second.Host(), "Balance=random|GET $s"));
+    holder.Init(Item(m_server.GetHost() + ", " + second.GetHost(), "Balance=random|GET $s"));
     int of_second = 0;
     for (int i = 0; i < 1000; ++i)
         of_second += Ask(holder, "jdoe@corp.lan").res == " second";
@@ -114,7 +114,7 @@ public:
         }
     }
 
-    const std::string& Host() const { return m_host; }
+    const std::string& GetHost() const { return m_host; }
 
 private:
     FileDescriptor m_listener;
@@ -125,16 +125,17 @@ private:
 TEST_F(RedisSharingTest, AHostThatDropsPacketsCostsNoMoreThanTheConnectTimeout) {
     const SilentListener silent;
     KwLookupHolder holder(m_log);
-    holder.Init(Item(silent.Host() + ", " + m_server.Host(), "ConnectTimeout=1|Timeout=3|GET $s"));
+    holder.Init(
+        Item(silent.GetHost() + ", " + m_server.GetHost(), "ConnectTimeout=1|Timeout=3|GET $s"));
     const auto time = TimeOf([&] { ExpectFound(holder); });
     EXPECT_GE(time, seconds(1));
     EXPECT_LE(time, seconds(1) + LATE);
     EXPECT_LE(TimeOf([&] { ExpectFound(holder); }), LATE);
 
     KwLookupHolder alone(m_log);
-    alone.Init(Item(silent.Host(), "ConnectTimeout=1|Timeout=3|GET $s"));
+    alone.Init(Item(silent.GetHost(), "ConnectTimeout=1|Timeout=3|GET $s"));
     EXPECT_LE(
-        TimeOf([&] { EXPECT_EQ(SearchError(alone), silent.Host() + ": Connection timed out"); }),
+        TimeOf([&] { EXPECT_EQ(SearchError(alone), silent.GetHost() + ": Connection timed out"); }),
         seconds(1) + LATE);
 }
 
@@ -145,34 +146,34 @@ TEST_F(RedisSharingTest, NamesThatAreNoneAreAFault) {
         TimeOf([&] { EXPECT_THAT(SearchError(holder), StartsWith("name.invalid:6379: ")); });
     EXPECT_LE(time, seconds(1) + LATE);
     KwLookupHolder by_name(m_log);
-    by_name.Init(Item("localhost:" + std::to_string(m_server.Port())));
+    by_name.Init(Item("localhost:" + std::to_string(m_server.GetPort())));
     ExpectFound(by_name);
     EXPECT_THAT(SearchErrorOf(Item("unix:/does/not/exist"), "x"),
                 "unix:/does/not/exist: No such file or directory");
 }
 
 TEST_F(RedisSharingTest, ItemsWithEqualSettingsShareTheirConnections) {
-    FaultyProxy proxy(SharedServer().Port());
+    FaultyProxy proxy(SharedServer().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(proxy.Host(), "GET $s") + ", " + Item(proxy.Host(), "HGET blocked $d") + ", " +
-                Item(proxy.Host(), "EXISTS $s"));
+    holder.Init(Item(proxy.GetHost(), "GET $s") + ", " + Item(proxy.GetHost(), "HGET blocked $d") +
+                ", " + Item(proxy.GetHost(), "EXISTS $s"));
     KwLookupHolder other(m_log);
-    other.Init(Item(proxy.Host(), "ZSCORE scores $s"));
+    other.Init(Item(proxy.GetHost(), "ZSCORE scores $s"));
     Ask(holder, "jdoe@corp.lan");
     Ask(other, "jdoe@corp.lan");
-    EXPECT_EQ(proxy.Accepted(), 1);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 1);
     KwLookupHolder different(m_log);
-    different.Init(Item(proxy.Host(), "Timeout=3|GET $s"));
+    different.Init(Item(proxy.GetHost(), "Timeout=3|GET $s"));
     Ask(different, "jdoe@corp.lan");
-    EXPECT_EQ(proxy.Accepted(), 2);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
 }
 
 TEST_F(RedisSharingTest, AtMostMaxConnectionsAreMade) {
     RedisServer server;
     Fill(server);
-    FaultyProxy proxy(server.Port());
+    FaultyProxy proxy(server.GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(proxy.Host(), "MaxConnections=2|GET $s"));
+    holder.Init(Item(proxy.GetHost(), "MaxConnections=2|GET $s"));
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&holder, i] {
@@ -181,42 +182,42 @@ TEST_F(RedisSharingTest, AtMostMaxConnectionsAreMade) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_LE(proxy.Accepted(), 2);
+    EXPECT_LE(proxy.GetAcceptedCount(), 2);
 
     // Who gets none waits no longer than its time.
     server.Run({"CLIENT", "PAUSE", "3000"});
     KwLookupHolder impatient(m_log);
-    impatient.Init(Item(proxy.Host(), "MaxConnections=1|Timeout=2|GET $s"));
+    impatient.Init(Item(proxy.GetHost(), "MaxConnections=1|Timeout=2|GET $s"));
     std::thread first([&] { SearchError(impatient, "first"); });
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const auto time =
-        TimeOf([&] { EXPECT_THAT(SearchError(impatient, "second"), HasSubstr(proxy.Host())); });
+        TimeOf([&] { EXPECT_THAT(SearchError(impatient, "second"), HasSubstr(proxy.GetHost())); });
     EXPECT_LE(time, std::chrono::seconds(2) + LATE);
     first.join();
 }
 
 TEST_F(RedisSharingTest, IdleConnectionsAreClosedThoughNobodyAsks) {
-    FaultyProxy proxy(SharedServer().Port());
+    FaultyProxy proxy(SharedServer().GetPort());
     KwLookupHolder holder(m_log);
-    holder.Init(Item(proxy.Host(), "IdleTimeout=1|GET $s"));
+    holder.Init(Item(proxy.GetHost(), "IdleTimeout=1|GET $s"));
     ExpectFound(holder);
-    EXPECT_EQ(proxy.Open(), 1);
-    EXPECT_TRUE(Eventually([&] { return proxy.Open() == 0; }));
+    EXPECT_EQ(proxy.GetOpenCount(), 1);
+    EXPECT_TRUE(Eventually([&] { return proxy.GetOpenCount() == 0; }));
     ExpectFound(holder);
-    EXPECT_EQ(proxy.Accepted(), 2);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
 
     KwLookupHolder none(m_log);
-    none.Init(Item(proxy.Host(), "IdleTimeout=0|GET $s"));
+    none.Init(Item(proxy.GetHost(), "IdleTimeout=0|GET $s"));
     ExpectFound(none);
     ExpectFound(none);
-    EXPECT_EQ(proxy.Accepted(), 4);
+    EXPECT_EQ(proxy.GetAcceptedCount(), 4);
 }
 
 TEST_F(RedisSharingTest, AnswersAreKeptWhereThatIsAskedFor) {
     RedisServer server;
     Fill(server);
     KwLookupHolder holder(m_log);
-    holder.Init(Item(server.Host(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
+    holder.Init(Item(server.GetHost(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
     ExpectFound(holder);
     EXPECT_EQ(Ask(holder, "nobody"), Miss());
     server.Kill();
@@ -226,14 +227,14 @@ TEST_F(RedisSharingTest, AnswersAreKeptWhereThatIsAskedFor) {
     for (int i = 0; i < 10; ++i)
         ExpectFound(holder);
     EXPECT_THAT(RecordingLog::Texts(LEVEL_WARN),
-                ElementsAre("lookup_redis: old answers stand in: " + server.Host() +
+                ElementsAre("lookup_redis: old answers stand in: " + server.GetHost() +
                             ": Connection refused"));
-    EXPECT_EQ(SearchError(holder, "empty"), server.Host() + ": Connection refused");
+    EXPECT_EQ(SearchError(holder, "empty"), server.GetHost() + ": Connection refused");
 
     // A reload keeps them, as the items are the same.
     KwObjectHolder::BeforeReload(m_log);
     KwLookupHolder again(m_log);
-    again.Init(Item(server.Host(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
+    again.Init(Item(server.GetHost(), "CacheTime=1s|StaleTime=1h|RetryInterval=0|GET $s"));
     ExpectFound(again);
 }
 

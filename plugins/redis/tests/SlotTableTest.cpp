@@ -15,21 +15,21 @@ using namespace std::string_literals;
 
 RedisReply Integer(long long value) {
     RedisReply reply;
-    reply.type = RedisReply::Type::INTEGER;
+    reply.type = RedisReply::Type::Integer;
     reply.integer = value;
     return reply;
 }
 
 RedisReply Text(const std::string& text) {
     RedisReply reply;
-    reply.type = RedisReply::Type::STRING;
+    reply.type = RedisReply::Type::String;
     reply.text = text;
     return reply;
 }
 
 RedisReply Array(std::vector<RedisReply> elements) {
     RedisReply reply;
-    reply.type = RedisReply::Type::ARRAY;
+    reply.type = RedisReply::Type::Array;
     reply.elements = std::move(elements);
     return reply;
 }
@@ -48,7 +48,7 @@ Server Here() {
 std::string Names(const std::vector<Server>& servers) {
     std::string names;
     for (const Server& server : servers)
-        names += (names.empty() ? "" : " ") + server.Name();
+        names += (names.empty() ? "" : " ") + server.GetName();
     return names;
 }
 
@@ -73,7 +73,7 @@ TEST(SlotTable, KnowsWhoHasASlot) {
     EXPECT_EQ(Names(table.NodesOf(0)), "a:1 b:2");
     EXPECT_EQ(Names(table.NodesOf(100)), "a:1 b:2");
     EXPECT_EQ(Names(table.NodesOf(101)), "here:3");
-    EXPECT_EQ(Names(table.AllNodes()), "a:1 b:2 here:3");
+    EXPECT_EQ(Names(table.GetAllNodes()), "a:1 b:2 here:3");
     const SlotTable empty(Array({}), Here());
     EXPECT_EQ(Names(empty.NodesOf(16383)), "");
 }

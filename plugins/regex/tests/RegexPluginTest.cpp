@@ -210,7 +210,7 @@ TEST_F(RegexPluginTest, ALimitIsAMissAndALoggedErrorUnderIgnore) {
 
     RecordingLog::Silence();
     EXPECT_TRUE(Ask(holder, EVIL_TEXT).found);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(RegexPluginTest, ALimitIsAnExceptionUnderException) {

@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     PatternLimits limits;
     limits.match = 1000;
     try {
-        const auto list = ReadPatternFile(name, Pcre2Pattern::IGNORE_CASE);
+        const auto list = ReadPatternFile(name, Pcre2Pattern::IgnoreCase);
         Pcre2Pattern::Groups groups, loop_groups;
         const Rule* expected = FindOneByOne(*list, text, limits, &loop_groups);
         Require(list->Find(text, limits, &groups) == expected);

@@ -20,7 +20,7 @@ public:
     kwlookup::TextRange GetRequest() const override {
         return kwlookup::TextRange(m_keys[0].begin(), m_keys[0].end());
     }
-    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    KeyPart GetKeyPart() const override { return WholeValue; }
     bool GetKeys(kwlookup::FinderKeys& keys) const override {
         for (const std::string& key : m_keys)
             keys.Add(key);

@@ -155,18 +155,18 @@ std::locale RandomLocale(Random& random) {
     case 0:
         return std::locale::classic();
     case 1:
-        return TestBytes::Latin1().Locale();
+        return TestBytes::Latin1().GetLocale();
     case 2: { // a few letters sort elsewhere
         TestBytes bytes;
         for (int i = 0; i < 4; ++i)
             bytes.upper[random.Below(256)] = static_cast<char>(random.Below(256));
-        return bytes.Locale();
+        return bytes.GetLocale();
     }
     default: {
         TestBytes bytes;
         for (char& upper : bytes.upper)
             upper = static_cast<char>(random.Below(256));
-        return bytes.Locale();
+        return bytes.GetLocale();
     }
     }
 }

@@ -171,7 +171,7 @@ TEST(ConcurrentSearchTest, BothKindsOfFirstSearchAtOnce) {
 
 TEST(ConcurrentSearchTest, AnotherThreadMaySetTheGlobalLocale) {
     const StringList list(Names(50));
-    const std::locale latin1 = TestBytes::Latin1().Locale();
+    const std::locale latin1 = TestBytes::Latin1().GetLocale();
     const GlobalLocale restore{std::locale()};
     InThreads(4, [&](int thread) {
         for (int i = 0; i < 300; ++i) {

@@ -321,7 +321,7 @@ TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {
                  " records: Input/output error"},
             {log4cxx::Level::LEVEL_DEBUG, "list",
              "KwFileLookup: loaded " + count + " records from " + name + " file."}};
-        EXPECT_EQ(RecordingLog::Lines(), expected);
+        EXPECT_EQ(RecordingLog::GetLines(), expected);
     }
     RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
     KwFileLookup quiet, without;
@@ -330,7 +330,7 @@ TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {
     quiet.Init(name);
     without.Init(name);
     failing::bad_sector = -1;
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_EQ(without.GetCount(), 1u);
 }
 

@@ -52,7 +52,7 @@ using HiddenKeys = Keys<KwLookupFinder>;
 class NamedKeys : public Keys<KeyedFinder> {
 public:
     using Keys::Keys;
-    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    KeyPart GetKeyPart() const override { return WholeValue; }
     bool GetKeys(FinderKeys& keys) const override {
         for (const std::string& key : m_keys)
             keys.Add(key);
@@ -125,7 +125,7 @@ TEST_F(KeyedWalk, NamesTheFirstOfTheListAsItIs) {
 class NewerKeys : public NamedKeys {
 public:
     using NamedKeys::NamedKeys;
-    KeyPart GetKeyPart() const override { return static_cast<KeyPart>(FIRST_WORD + 1); }
+    KeyPart GetKeyPart() const override { return static_cast<KeyPart>(FirstWord + 1); }
 };
 
 TEST_F(KeyedWalk, IsAWalkForAnUnknownPart) {
@@ -184,7 +184,7 @@ TEST_F(KeyedWalk, GivesTheAnswersOfTheWalkUnderChangedLocales) {
         StringList list(RandomTexts(100, 4));
         const Strings keys = RandomTexts(4, 4);
         ExpectTheAnswerOfTheWalk(list, keys);
-        const GlobalLocale latin(TestBytes::Latin1().Locale());
+        const GlobalLocale latin(TestBytes::Latin1().GetLocale());
         ExpectTheAnswerOfTheWalk(list, keys);
         list.Init("X");
         ExpectTheAnswerOfTheWalk(list, keys);

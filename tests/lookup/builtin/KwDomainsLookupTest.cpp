@@ -204,7 +204,7 @@ TEST_F(Domains, EmptyListMatchesNothing) {
 TEST_F(Domains, FoldsByTheGlobalLocale) {
     domains.Init("caf\xe9.lan");
     EXPECT_FALSE(FindDomain("CAF\xc9.LAN", false));
-    const GlobalLocale locale(TestBytes::Latin1().Locale());
+    const GlobalLocale locale(TestBytes::Latin1().GetLocale());
     EXPECT_TRUE(FindDomain("CAF\xc9.LAN", false));
     EXPECT_TRUE(FindDomain("mail.CAF\xc9.LAN", true));
 }

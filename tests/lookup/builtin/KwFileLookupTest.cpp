@@ -70,7 +70,7 @@ TEST_F(KwFileLookupTest, LoadsTheLinesThatAreNotBlank) {
     EXPECT_EQ(m_list.GetDescription(), name);
     const std::vector<RecordingLog::Line> expected{
         {log4cxx::Level::LEVEL_DEBUG, "list", LoadedLine(3, name)}};
-    EXPECT_TRUE(RecordingLog::Lines() == expected);
+    EXPECT_TRUE(RecordingLog::GetLines() == expected);
 }
 
 TEST_F(KwFileLookupTest, TakesBytesAsTheyAre) {
@@ -131,7 +131,7 @@ TEST_F(KwFileLookupTest, TrimsWhatTheGlobalLocaleCallsSpace) {
     mine.space['_'] = true;
     mine.space[' '] = false;
     mine.space['\n'] = false;
-    const GlobalLocale global(mine.Locale());
+    const GlobalLocale global(mine.GetLocale());
     EXPECT_THAT(Load(bytes), ElementsAre("a", "b"));
     EXPECT_THAT(Load(" \n c_"), ElementsAre(" ", " c"));
 }
@@ -149,12 +149,12 @@ TEST_F(KwFileLookupTest, WritesCountsWithoutDigitGrouping) {
 TEST_F(KwFileLookupTest, LogsOnlyWhatIsEnabledAndOnlyWithALogger) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     Load("a");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     RecordingLog::Reset();
     KwFileLookup without;
     without.Init(m_dir.Path("list"));
     EXPECT_EQ(without.GetCount(), 1u);
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(KwFileLookupTest, LoadsAnEmptyFile) {
@@ -218,7 +218,7 @@ TEST_F(KwFileLookupTest, WhatCanNotBeLoadedIsToldAndKeepsTheRecords) {
         EXPECT_TRUE(Has(m_list, "b"));
         EXPECT_EQ(m_list.GetDescription(), old);
     }
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(KwFileLookupTest, WhatTheUserMayNotReadIsTold) {

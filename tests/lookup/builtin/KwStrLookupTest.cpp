@@ -96,7 +96,7 @@ TEST(KwStrLookup, FoldsLettersByTheGlobalLocale) {
     const KwStrLookup lookup("\xe9t\xe9");
     const ProbeFinder finder("\xc9T\xc9");
     EXPECT_FALSE(lookup.Find(finder, nullptr, NOCASE, nullptr));
-    const GlobalLocale global(TestBytes::Latin1().Locale());
+    const GlobalLocale global(TestBytes::Latin1().GetLocale());
     std::string matched;
     EXPECT_TRUE(lookup.Find(finder, nullptr, NOCASE, &matched));
     EXPECT_EQ(matched, "\xe9t\xe9");

@@ -199,7 +199,7 @@ TEST(KwVectorStrLookup, FoldsByTheLocaleOfEachSearch) {
     EXPECT_EQ(Search(list, "\xc9", NOCASE), "\xc9");
     EXPECT_EQ(Search(list, "\xe9", NOCASE), "\xe9");
     {
-        const GlobalLocale global(TestBytes::Latin1().Locale());
+        const GlobalLocale global(TestBytes::Latin1().GetLocale());
         EXPECT_EQ(Search(list, "\xc9", NOCASE), "\xc9");
         EXPECT_EQ(Search(list, "\xe9", NOCASE), "\xc9") << "both are one now";
         EXPECT_EQ(Search(list, "B", NOCASE), "b");
@@ -208,7 +208,7 @@ TEST(KwVectorStrLookup, FoldsByTheLocaleOfEachSearch) {
     {
         TestBytes turned; // a sorts behind b
         turned.upper['a'] = turned.upper['A'] = 'Z';
-        const GlobalLocale global(turned.Locale());
+        const GlobalLocale global(turned.GetLocale());
         EXPECT_EQ(Search(list, "b", NOCASE), "-") << "missed: the list is not in this order";
         EXPECT_EQ(Search(list, "z", NOCASE), "A") << "A folds to Z";
     }

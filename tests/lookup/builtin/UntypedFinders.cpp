@@ -30,7 +30,7 @@ public:
         return value == m_text;
     }
     TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
-    KeyPart GetKeyPart() const override { return WHOLE_VALUE; }
+    KeyPart GetKeyPart() const override { return WholeValue; }
     bool GetKeys(FinderKeys& keys) const override {
         keys.Add(m_text);
         return true;

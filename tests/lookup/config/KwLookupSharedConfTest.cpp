@@ -188,7 +188,7 @@ TEST_F(SharedConf, RejectsAnyOtherOnError) {
 TEST_F(SharedConf, FoldsOnErrorByTheGlobalLocale) {
     TestBytes bytes;
     bytes.upper[static_cast<unsigned char>('\xe9')] = 'E';
-    const GlobalLocale locale(bytes.Locale());
+    const GlobalLocale locale(bytes.GetLocale());
     EXPECT_EQ(Configure(wide, "ldap", {{"OnError", "\xe9xc\xe9ption"}}), "");
     EXPECT_TRUE(wide.GetOnError());
 }
@@ -235,7 +235,7 @@ TEST_F(SharedConf, ValueMayHoldAnEqualsSign) {
 }
 
 TEST_F(SharedConf, TrimsByTheGlobalLocale) {
-    const GlobalLocale locale(TestBytes::Latin1().Locale());
+    const GlobalLocale locale(TestBytes::Latin1().GetLocale());
     EXPECT_EQ(LoadLocal(local, {"\xa0Host\xa0=\xa0x\xa0y\xa0"}), "");
     EXPECT_EQ(local.host, "x\xa0y");
 }
@@ -271,9 +271,9 @@ TEST_F(SharedConf, TellsWhatIsWrongWithASetting) {
         RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
         EXPECT_EQ(LoadLocal(local, {c.setting}), c.error);
         if (c.level == 0)
-            EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+            EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
         else
-            EXPECT_THAT(RecordingLog::Lines(),
+            EXPECT_THAT(RecordingLog::GetLines(),
                         ElementsAre(RecordingLog::Line{c.level, "mine", c.logged}));
     }
 }
@@ -287,7 +287,7 @@ public:
 };
 
 TEST_F(SharedConf, ParserAndTableMayDisagreeOnLetterCase) {
-    const GlobalLocale locale(TestBytes::Latin1().Locale());
+    const GlobalLocale locale(TestBytes::Latin1().GetLocale());
     FeeConf conf("ldap", &wide);
     EXPECT_EQ(LoadLocal(conf, {"GEB\xdcHR=1"}), "");
     EXPECT_EQ(LoadLocal(conf, {" geb\xfchr = 2"}),
@@ -322,7 +322,7 @@ TEST_F(SharedConf, ListOfSkippedDomainsTakesFilesAndLiteralsOnly) {
     EXPECT_EQ(LoadLocal(local, {"SkipDomains=file:" + file + ", ldap:x, value:home.lan"}), "");
     EXPECT_TRUE(IsSkipped(local, "corp.lan"));
     EXPECT_TRUE(IsSkipped(local, "home.lan"));
-    EXPECT_THAT(RecordingLog::Lines(),
+    EXPECT_THAT(RecordingLog::GetLines(),
                 ElementsAre(RecordingLog::Line{
                     ERROR, "mine", "Error in init lookup [ldap:x]: can`t use this lookup here"}));
     EXPECT_THROW(KwObjectHolder::AfterReload(log), std::domain_error);

@@ -201,17 +201,17 @@ TEST_F(WithConfig, FailedSettingsLeaveTheConfigurationOfAnEarlierInit) {
 TEST_F(WithConfig, LocalConfigurationWritesToTheLogOfTheLookup) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     InitError("Port=x|x");
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty()) << "the lookup has no log";
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty()) << "the lookup has no log";
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     lookup.InitLog(log);
     InitError("Port=x|x");
-    EXPECT_THAT(RecordingLog::Lines(),
+    EXPECT_THAT(RecordingLog::GetLines(),
                 ElementsAre(RecordingLog::Line{log4cxx::Level::LEVEL_WARN, "host",
                                                "Wrong value [x] in integer variable Port"}));
 }
 
 TEST_F(WithConfig, TrimsTheTemplateByTheGlobalLocale) {
-    const GlobalLocale locale(TestBytes::Latin1().Locale());
+    const GlobalLocale locale(TestBytes::Latin1().GetLocale());
     lookup.Init("\"\xa0 a\xa0\"");
     EXPECT_EQ(lookup.request, "a");
 }
@@ -350,7 +350,7 @@ TEST_F(WithConfig, QuotesOutput) {
 TEST_F(WithConfig, SkipsNothingUnlessTold) {
     EXPECT_FALSE(IsSkipped("jdoe@corp.lan"));
     EXPECT_FALSE(IsSkipped("", FIND_DOMAIN));
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(WithConfig, SkipsListedDomainsAndNotTheirSubDomains) {
@@ -407,19 +407,19 @@ TEST_F(WithConfig, TellsWhatItSkips) {
     Configure({{"SkipDomains", "corp.lan"}});
     RecordingLog::Reset();
     EXPECT_TRUE(IsSkipped("a@corp.lan"));
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty()) << "the lookup has no log";
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty()) << "the lookup has no log";
 
     lookup.InitLog(log);
     RecordingLog::Reset();
     EXPECT_FALSE(IsSkipped("a@home.lan"));
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
     EXPECT_TRUE(IsSkipped("<a@corp.lan>"));
     EXPECT_EQ(
-        RecordingLog::Lines().back(),
+        RecordingLog::GetLines().back(),
         (RecordingLog::Line{DEBUG, "host", "Skipping lookup of <a@corp.lan> due to SkipDomains"}));
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     EXPECT_TRUE(IsSkipped("a@corp.lan"));
-    EXPECT_THAT(RecordingLog::Lines(), IsEmpty());
+    EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
 TEST_F(WithConfig, NeedsATableToSkipBy) {
