@@ -23,7 +23,7 @@
 
 namespace kwlookup {
 
-/// A host's own libkwlog need not have it.
+/// A host's own libkwlog may lack it.
 KW_WEAK void HideInMessages(const std::string& secret);
 
 namespace {
@@ -32,7 +32,7 @@ using Restore = std::function<void()>;
 
 template <typename T>
 Restore KeepNumber(void* var) {
-    // Its bytes: a variable that was never set need not hold a value.
+    // As bytes, since a variable that was never set may hold no valid value.
     std::array<unsigned char, sizeof(T)> bytes;
     std::memcpy(bytes.data(), var, sizeof(T));
     return [var, bytes] { std::memcpy(var, bytes.data(), sizeof(T)); };
@@ -44,7 +44,7 @@ Restore KeepCopy(void* var) {
     return [value, copy = *value] { *value = copy; };
 }
 
-/// What gives a variable the value back that it has now.
+/// Returns a function that restores the current value of a variable.
 Restore Keep(void* var, IfConfParser::VarType type) {
     switch (type) {
     case IfConfParser::VT_INT:
@@ -75,7 +75,7 @@ Restore Keep(void* var, IfConfParser::VarType type) {
     return [] {};
 }
 
-/// Takes the registrations of a plug-in, and sets its variables.
+/// Collects the variables that a plug-in registers, and sets them.
 class SectionParser : public IfConfParser {
 public:
     explicit SectionParser(const LogClass& log)
@@ -87,17 +87,17 @@ public:
         m_variables.push_back({name, var, type, def, Keep(var, type)});
     }
 
-    /// Gives every variable the value back that it had when it was registered.
+    /// Restores the value that each variable had when it was registered.
     void RestoreAll() const noexcept {
         for (const Variable& variable : m_variables) {
             try {
                 variable.restore();
-            } catch (...) { // the text of an object, which may have failed before too
+            } catch (...) { // the Init() of an object, which may have failed before too
             }
         }
     }
 
-    /// Gives every variable its default, or else what an empty text makes of it.
+    /// Sets each variable to its default or, without one, from an empty text.
     void SetDefaults() {
         for (const Variable& variable : m_variables) {
             const bool text = variable.type == VT_STRING || variable.type == VT_RAW_STRING;
@@ -109,9 +109,9 @@ public:
         }
     }
 
-    /// Sets the variable `prefix` + the setting's key. What is wrong with the setting, in words
-    /// that hold nothing of its value; empty when all is well. The parser tells more of a bad
-    /// value, unless it is secret.
+    /// Sets the variable of the name `prefix` + key. Returns what is wrong with the setting,
+    /// without its value, or an empty text. The parser logs more about a bad value, unless it is
+    /// secret.
     std::string Set(const std::string& prefix, const ConfFile::Setting& setting) {
         const std::string name = prefix + setting.key;
         const LocaleBytes& bytes = LocaleBytes::Current();
@@ -122,8 +122,9 @@ public:
             return "unknown key '" + setting.key + "'";
         const bool object = variable->type == VT_OBJECT || variable->type == VT_OBJECT_ALT;
         if (object && setting.from_file)
-            return "'" + setting.key + ".file' for a list, whose items messages show (write '" +
-                   setting.key + " = file:NAME')";
+            return "'" + setting.key +
+                   ".file' cannot set a list, as messages show its items (write '" + setting.key +
+                   " = file:NAME')";
         const std::string passed = PassedRange(variable->type, setting.value);
         if (!passed.empty())
             return "'" + setting.key + "' " + passed;
@@ -147,8 +148,8 @@ private:
     std::vector<Variable> m_variables;
 };
 
-/// Where the setting stands that the message `text` names first; where the section does, if it
-/// names none.
+/// Returns the line of the setting that the message `text` names first or, if it names none, the
+/// line of the section.
 std::size_t LineOf(const std::string& text, const ConfFile::Section& section) {
     std::size_t line = section.line;
     auto first = text.end();
@@ -163,11 +164,11 @@ std::size_t LineOf(const std::string& text, const ConfFile::Section& section) {
     return line;
 }
 
-/// `text` with stars for what the secret settings say, however short.
+/// Returns `text` with stars in place of the values of secret settings, however short.
 std::string WithoutSecrets(std::string text, const std::vector<ConfFile::Setting>& settings) {
     for (const ConfFile::Setting& setting : settings) {
         std::string secret = setting.secret ? setting.value : std::string();
-        // The variable may have the text without its quotes.
+        // The text may show the value without its quotes.
         ConfParser::TrimString(secret);
         if (secret.empty())
             continue;
@@ -188,7 +189,7 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     const auto parser = boost::make_shared<SectionParser>(log);
     if (!holder->MakePreInit(parser))
         return false;
-    // A plug-in type that cannot be loaded keeps what it had.
+    // A plug-in type whose section has errors keeps its configuration.
     const auto restore_all = [](const SectionParser* filled) { filled->RestoreAll(); };
     std::unique_ptr<const SectionParser, decltype(restore_all)> undo(parser.get(), restore_all);
     parser->SetDefaults();
@@ -198,7 +199,7 @@ bool ConfFileLoader::LoadSection(int, const std::string& section, int, const std
     const ConfFile::Section& entry = found == m_file.GetSections().end() ? none : found->second;
     for (const ConfFile::Setting& setting : entry.settings) {
         if (setting.secret && HideInMessages)
-            HideInMessages(setting.value); // a plug-in may tell it at any time
+            HideInMessages(setting.value); // before the plug-in can log it
         const std::string wrong = parser->Set(section + "/", setting);
         if (wrong.empty())
             continue;

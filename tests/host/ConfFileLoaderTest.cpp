@@ -117,7 +117,7 @@ TEST_F(ConfFileLoaderTest, TellsWhatPostInitThrows) {
         << "the setting that is named first, whatever its value says";
 }
 
-/// A configured object with a parameter of every type, whose values live as long as it does.
+/// A configured object with a parameter of every type.
 class Everything : public InterfaceConfHolder {
 public:
     explicit Everything(const LogClass& log) : object(log) {}
@@ -261,7 +261,7 @@ TEST_F(ConfFileLoaderTest, RefusesNumbersThatDoNotFit) {
         EXPECT_EQ(load(setting), m_name + ":2: " + reason + " in [all]") << setting;
 }
 
-// Every message about a list shows its items.
+// Messages show the items of lists, so lists cannot be secret.
 TEST_F(ConfFileLoaderTest, AListCannotComeFromAFileOfItsOwn) {
     const std::string secret = m_dir.Write("secret", "file:/hunter2\n");
     ::chmod(secret.c_str(), 0600);
@@ -271,8 +271,9 @@ TEST_F(ConfFileLoaderTest, AListCannotComeFromAFileOfItsOwn) {
     Everything holder(m_log);
     EXPECT_FALSE(m_loader.LoadSection(0, "all", 0, "", 0, &holder, m_log));
     EXPECT_THAT(RecordingLog::Texts(2),
-                ElementsAre(m_name + ":2: 'Object.file' for a list, whose items messages show "
-                                     "(write 'Object = file:NAME') in [all]"));
+                ElementsAre(m_name +
+                            ":2: 'Object.file' cannot set a list, as messages show its items "
+                            "(write 'Object = file:NAME') in [all]"));
     for (const auto& line : RecordingLog::GetLines())
         EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
 }
@@ -297,7 +298,7 @@ TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
     EXPECT_EQ(RecordingLog::Texts(2).back(), m_name + ":3: [lookup_ldap]: Base [***] is ***");
     m_dir.Write("secret", "\"hunter2\"\n");
     EXPECT_FALSE(Load("[lookup_ldap]\nPassword = hunter2\nBase.file = " + secret));
-    // The variable has it without its quotes; too short to be looked for in every message.
+    // The variable has it without its quotes. It is too short for HideInMessages().
     for (const std::string quoted : {"bad", "\"bad\"", "\" bad \"\n"}) {
         m_dir.Write("secret", quoted);
         EXPECT_FALSE(Load("[lookup_ldap]\nBase.file = " + secret));
