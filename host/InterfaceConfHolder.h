@@ -7,22 +7,23 @@
 
 class IfConfParser;
 
-/// Something that is configured from one section of the host's configuration.
+/// An object that is configured from one section of the host's configuration.
 ///
-/// A configuration loader (host/IfConfLoader.h) fills it in three steps: MakePreInit(), the values
-/// through the parser, PostInit(). Slot order is part of the binary interface.
+/// A configuration loader (host/IfConfLoader.h) fills it in three steps. It calls MakePreInit(),
+/// sets the values through the parser, and calls PostInit(). Slot order is part of the binary
+/// interface.
 ///
 /// Threads: used by one thread at a time, while configuration is loaded.
 class KW_EXPORT InterfaceConfHolder {
 public:
     virtual ~InterfaceConfHolder() = default;
 
-    /// Registers the parameters of this object with `parser`, which writes the values into
-    /// variables that live as long as this object, and as nobody calls MakePreInit() again. False
-    /// means that nothing could be registered.
+    /// Registers the parameters of this object with `parser`, which then writes their values. The
+    /// registered variables stay valid until this object is destroyed or MakePreInit() is called
+    /// again. Returns false when nothing could be registered.
     virtual bool MakePreInit(boost::shared_ptr<IfConfParser> parser) = 0;
 
-    /// The step after the values are in: checks and interprets them. Throws what is wrong with
-    /// them.
+    /// Checks and interprets the values after all of them are set. Throws a standard exception when
+    /// one is wrong.
     virtual void PostInit() = 0;
 };

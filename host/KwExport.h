@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Marks what crosses the border between the library, its plug-ins and the host.
-/// Everything is built with hidden visibility; only what carries this mark can be linked to.
+/// Exports a class or function from its library. Everything without this mark is built with hidden
+/// visibility, so hosts and plug-ins cannot link to it.
 #define KW_EXPORT __attribute__((visibility("default")))

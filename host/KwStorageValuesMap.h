@@ -7,12 +7,12 @@
 #include <string>
 #include <utility>
 
-/// What a storage plug-in is asked to store: named, typed values of one record, in text form.
+/// One record for a storage plug-in to store: named, typed values in text form.
 class KW_EXPORT KwStorageValuesMap {
 public:
     /// The type of a column. The numbers are part of the binary interface.
     enum Type { Int = 0, Varchar = 1, Timestamp = 2 };
 
-    /// Name to (type, text).
+    /// Maps each name to its type and text.
     std::map<std::string, std::pair<Type, std::string>> m_values;
 };

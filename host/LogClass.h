@@ -8,44 +8,47 @@
 
 namespace log4cxx {
 
-/// The level enumeration of the logging facade; the lookup library passes these three values only.
+/// Holds the levels of the logging facade.
 class Level {
 public:
-    /// How bad an event is; the lower, the worse.
+    /// The severity of an event; a lower number is worse. The library uses these three only.
     enum LevelEnum { LEVEL_ERROR = 2, LEVEL_WARN = 3, LEVEL_DEBUG = 5 };
 };
 
 } // namespace log4cxx
 
-/// The host's logger: the one road on which the library and its plug-ins write messages.
+/// The host's logger. The library and its plug-ins write every message through it:
 ///
-/// The library tests a level first and builds a message only when the test passed, so a level
-/// that is off costs one call. Copies share the state of the original.
+///     if (log.isWarnEnabled())
+///         log.forcedLog(log4cxx::Level::LEVEL_WARN, text.c_str());
+///
+/// The library tests the level before it builds a message, so a disabled level costs one call.
 ///
 /// libkwlog.so implements this class on spdlog (see kwlog/Logging.h). A host with a logging library
 /// of its own defines the members declared here, `LogClass::State` included, in its executable or
-/// in another libkwlog.so: they take the place of ours when the program is linked.
+/// in another libkwlog.so. Its definitions replace ours when the program is linked.
 ///
 /// Threads: one object may be used by any number of threads at once; assignment is not guarded.
 class KW_EXPORT LogClass {
 public:
-    /// `name` says in each line who writes; a logger with an empty name has no level enabled.
+    /// Makes a logger whose lines begin with `name`. With an empty name no level is enabled.
     /// Throws std::bad_alloc only.
     LogClass(const std::string& name);
-    /// A copy shares the state.
+    /// The copy shares the state of the original.
     LogClass(const LogClass&) = default;
-    /// As the copy.
+    /// Shares the state of the other logger from now on.
     LogClass& operator=(const LogClass&) = default;
     ~LogClass() = default;
 
-    /// True when events of level debug are written.
+    /// Returns true when debug events are written.
     bool isDebugEnabled() const;
-    /// True when events of level warning are written.
+    /// Returns true when warnings are written.
     bool isWarnEnabled() const;
-    /// True when events of level error are written.
+    /// Returns true when errors are written.
     bool isErrorEnabled() const;
 
-    /// Writes `text`, NUL-terminated bytes of any value, as one line, whatever level is enabled.
+    /// Writes `text` as one line, even when `level` is disabled. `text` ends with a NUL and may
+    /// hold any other byte.
     void forcedLog(log4cxx::Level::LevelEnum level, const char* text) const;
 
 private:

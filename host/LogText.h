@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// Writes `text` through `log`. The facade takes NUL-terminated text, so a NUL inside, which would
-/// cut the message, is written as the two characters "\0".
+/// Writes `text` through `log`. A NUL byte in it would end the message early, so it is written as
+/// the two characters "\0".
 inline void LogText(const LogClass& log, log4cxx::Level::LevelEnum level, const std::string& text) {
     if (text.find('\0') == std::string::npos) {
         log.forcedLog(level, text.c_str());

@@ -32,7 +32,7 @@ constexpr const char* Keywords[] = {"select", "*",      ",",       "from",      
                                     "'",      "insert", "into",    "values",    "(",     ":",
                                     "<",      "int",    "varchar", "timestamp", ">",     ")"};
 
-// The classes of the C library are asked with bytes, which a char need not be.
+// The C library's character classes take bytes; a char may be negative.
 bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
@@ -53,7 +53,7 @@ char Lower(char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-/// The words of a statement, one after the other.
+/// Cuts a statement into words.
 class Words {
 public:
     explicit Words(std::string& statement) : m_cursor(statement.data()) {}
@@ -70,9 +70,9 @@ public:
     std::string GetText() const { return std::string(m_begin, m_end); }
     std::size_t GetLength() const { return static_cast<std::size_t>(m_end - m_begin); }
 
-    /// Moves from an opening quote to its closing one; false when there is none.
+    /// Moves from an opening quote to its closing one. Returns false without a closing one.
     bool TakeValue(std::string& value) {
-        // A value has one character at least, even when that is a quote.
+        // The first character belongs to the value, even if it is a quote.
         if (*m_cursor == '\0')
             return false;
         char* const close = std::strchr(m_cursor + 1, '\'');
@@ -233,7 +233,7 @@ bool KwSQLParser::parse_insert(bool trace) {
                 m_types.push_back(KwStorageValuesMap::Timestamp);
             else
                 return false;
-            // On purpose: the type is asked to be ">" too, so that every parse ends here.
+            // On purpose: the word of the type must now also be ">", so that every parse ends here.
             [[fallthrough]];
         case 9:
             if (!words.Is(Greater))
@@ -263,7 +263,7 @@ bool find_word(char** word, char** cursor) {
     if (IsPunct(*begin)) {
         ++end;
     } else {
-        // No word begins with '.' or '_', which are punctuation.
+        // '.' and '_' are punctuation, so no word begins with them.
         if (!IsAlnum(*begin))
             return false;
         while (IsAlnum(*end) || *end == '.' || *end == '_')

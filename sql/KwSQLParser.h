@@ -7,83 +7,87 @@
 #include <string>
 #include <vector>
 
-/// Reads the two statements that plug-ins for databases take in their configuration:
+/// Parses the two kinds of statement that database plug-ins take in their configuration:
 ///
 ///     select COLUMN|* [, COLUMN|*]... from TABLE where COLUMN = 'VALUE'
 ///     insert into TABLE values (:NAME<int|varchar|timestamp> [, ...])
 ///
-/// Anything else is refused; this is no parser of SQL. Keywords count in any letter case, names
-/// keep theirs. A statement is a sequence of the words that find_word() cuts, up to the first byte
-/// at which no word begins: a NUL, or, in the classic locale, any 8-bit or control character
-/// outside of VALUE. What follows such a byte is not looked at.
+///     KwSQLParser parser("select result from access where address = '$s'");
+///     if (parser.parse_select(false))
+///         Use(parser.m_table, parser.m_names, parser.m_where_column, parser.m_where_value);
 ///
-/// What was read stands in the public members, after a failure too, as far as it got. Parsing
-/// appends to m_names, m_types and m_trace and overwrites the rest: parse once.
+/// It refuses any other statement; it is not a general SQL parser. Keywords may have any letter
+/// case. Names keep their case. A statement is a sequence of the words that find_word() returns. It
+/// ends at the first byte at which no word begins: a NUL or, in the classic locale, any 8-bit or
+/// control character outside of VALUE. The parser ignores what follows that byte.
 ///
-/// It throws nothing of its own. The cost is linear in the length of the statement. Character
-/// classes are those of the C library under setlocale().
+/// The results are public members. After a failure they hold what was parsed up to it. Parsing
+/// appends to m_names, m_types and m_trace and overwrites the others, so use a parser once.
+///
+/// It throws only what memory allocation throws. The cost is linear in the length of the statement.
+/// Character classes are those of the C library under setlocale().
 ///
 /// Threads: one at a time for one parser; different parsers are independent.
 class KW_EXPORT KwSQLParser {
 public:
-    /// Copies `statement`, which ends in a NUL.
+    /// Copies `statement`, which ends with a NUL.
     explicit KwSQLParser(const char* statement);
     virtual ~KwSQLParser();
 
-    /// Reads the statement as a SELECT; true when it is one, to its end.
+    /// Parses the statement as a SELECT. Returns true when all of it is one.
     ///
-    /// COLUMN is what mustbename() takes, which is any lone ASCII character too; TABLE is any word
-    /// at all. VALUE is what stands between the quotes, byte by byte, and holds no quote, with one
-    /// exception: the closing quote is looked for from the second character on, so that '' is not
-    /// an empty value but the beginning of a longer one, up to the next quote; without one the
-    /// statement is refused.
+    /// COLUMN is a word that mustbename() accepts, which includes any single ASCII character. TABLE
+    /// is any word. VALUE is the bytes between the quotes. The search for the closing quote begins
+    /// at the second character, so '' is not an empty value: it begins a value that holds a quote
+    /// and goes on to the next quote. Without a next quote the statement is refused.
     ///
-    /// When the statement ends too early, m_error_state tells where; other failures do not touch
-    /// it. With or without `trace`, each comma adds "searching for next parameter\n" to m_trace,
-    /// and a word after the closing quote, which is a failure, "unknown state". With `trace` each
-    /// word but those after a comma adds "\nSTATE: WORD[LENGTH]", with numbers in decimal, and an
-    /// early end "<<<<--- unexpected token".
+    /// When the statement ends too early, m_error_state is set; other failures do not change it.
+    /// With and without `trace`, each comma adds "searching for next parameter\n" to m_trace, and a
+    /// word after the closing quote, which is a failure, adds "unknown state". With `trace`, each
+    /// word except those after a comma adds "\nSTATE: WORD[LENGTH]", with numbers in decimal, and
+    /// an early end adds "<<<<--- unexpected token".
     bool parse_select(bool trace);
 
-    /// Reads the statement as an INSERT up to the type of its first parameter. Always false: the
-    /// parse ends there, and m_table, m_names and m_types, which stay filled, are its result. When
-    /// m_types has an item, the statement was well-formed so far.
+    /// Parses the statement as an INSERT, up to the type of its first parameter. Always returns
+    /// false. The results are m_table, m_names and m_types; a non-empty m_types means that the
+    /// statement is well-formed up to there.
     ///
-    /// With `trace` each word adds "STATE: WORD[LENGTH]\n" to m_trace, with each number as one raw
+    /// With `trace`, each word adds "STATE: WORD[LENGTH]\n" to m_trace, with each number as one raw
     /// byte.
     bool parse_insert(bool trace);
 
-    /// The state, 0 to 8, in which the statement of parse_select() ended too early. Nothing else
-    /// sets it, the constructor included: read it after that failure only, or set it before.
+    /// The state, 0 to 8, in which the statement of parse_select() ended too early. Not even the
+    /// constructor sets it otherwise, so set it before, or read it after that failure only.
     int m_error_state;
-    /// What `trace` added.
+    /// The trace; see parse_select() and parse_insert().
     std::string m_trace;
-    /// The statement as given.
+    /// The text of the statement.
     std::string m_statement;
-    /// The table that the statement names.
+    /// The table.
     std::string m_table;
-    /// The columns of a SELECT, "*" among them, or the parameters of an INSERT, in order.
+    /// The columns of a SELECT, which may include "*", or the parameters of an INSERT, in order.
     std::vector<std::string> m_names;
     /// The types of an INSERT's parameters, parallel to m_names.
     std::vector<KwStorageValuesMap::Type> m_types;
     /// The column of the condition.
     std::string m_where_column;
-    /// Without its quotes.
+    /// The value of the condition, without its quotes.
     std::string m_where_value;
 };
 
-/// Finds the next word of a text that ends in a NUL: white space is skipped; a punctuation
-/// character is a word by itself; letters and digits make a word together with what follows them of
+/// Finds the next word from `*cursor` on, in a text that ends with a NUL. Skips white space. A
+/// punctuation character is a word of its own. A letter or digit begins a word that continues with
 /// letters, digits, '.' and '_'.
 ///
-/// Looks from `*cursor` on. Sets `*word` to the first character of the word and `*cursor` behind
-/// its last one. False, and neither is touched, when there is no word: at the NUL, and at any other
-/// character. The text is not written to.
+/// Sets `*word` to the first character of the word and `*cursor` to the character after its last
+/// one. Returns false and sets neither at the NUL and at any other character. Does not write to the
+/// text.
 KW_EXPORT bool find_word(char** word, char** cursor);
 
-/// True when the word `begin` to `end` can be a name: an ASCII character of any kind, then letters,
-/// digits and '_'. So every word of one ASCII character can, "*" and "," too, and no dotted one.
+/// Returns true when the word from `begin` to `end` can be a name: any ASCII character, followed by
+/// letters, digits and '_'. So "*" and "," are names, and a word with a dot after its first
+/// character is not.
 KW_EXPORT bool mustbename(const char* begin, const char* end);
 
-/// True when the lower-case form of the word `begin` to `end` is `keyword`.
+/// Returns true when the lower-case form of the word from `begin` to `end` equals `keyword`.
 KW_EXPORT bool compare(const char* begin, const char* end, const char* keyword);

@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <string>
 
-/// A text in UTF-8, as databases want it. Holds a copy; whether it is UTF-8 is not checked.
+/// A copy of a text in UTF-8, the encoding that databases expect. Does not check the encoding.
 class KW_EXPORT Utf8String {
 public:
-    /// Copies `text`, which ends in a NUL.
+    /// Copies `text`, which ends with a NUL.
     explicit Utf8String(const char* text);
     ~Utf8String();
     /// Copies the text.
@@ -17,10 +17,10 @@ public:
     /// Copies the text.
     Utf8String& operator=(const Utf8String&) = default;
 
-    /// The text, ending in a NUL. Valid until the string is assigned to or destroyed.
+    /// Returns the text, ending with a NUL. Valid until this object is assigned to or destroyed.
     const char* c_str() const { return m_text.c_str(); }
 
-    /// Its length in bytes.
+    /// Returns the length in bytes.
     std::size_t size() const { return m_text.size(); }
 
 private:

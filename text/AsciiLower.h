@@ -3,8 +3,8 @@
 
 namespace kwlookup {
 
-/// A to Z as a to z, and any other byte as it is: what is in a file does not depend on the locale
-/// of whoever reads it.
+/// Returns a to z for A to Z and any other byte unchanged. For keywords in files, whose meaning
+/// must not depend on the reader's locale.
 constexpr char AsciiLower(char c) {
     return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
 }

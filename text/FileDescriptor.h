@@ -15,8 +15,8 @@ public:
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     ~FileDescriptor();
 
-    /// Opens `name`, closed on exec, with `flags` of open(2) in addition. Empty, with the reason in
-    /// errno, when that fails. A file of which all is read is opened by OpenInput() instead.
+    /// Opens `name` for reading, with close-on-exec and the given `flags` of open(2). On failure
+    /// the result is empty and errno has the reason. To read a whole file, use OpenInput().
     static FileDescriptor OpenForReading(const std::string& name, int flags = 0);
 
     explicit operator bool() const { return m_fd >= 0; }

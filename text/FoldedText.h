@@ -10,15 +10,17 @@
 
 namespace kwlookup {
 
-// Texts under a fold, which says of eight bytes at once what they are compared as.
+// Comparison of texts under a fold. A fold maps eight bytes at once to the form in which they are
+// compared.
 
 constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
 
+/// Changes nothing: bytes are compared as they are.
 struct AsTheyAre {
     std::uint64_t operator()(std::uint64_t word) const { return word; }
 };
 
-/// a to z as A to Z, and no other byte changed.
+/// Maps a to z to A to Z.
 struct AsciiUpper {
     std::uint64_t operator()(std::uint64_t word) const {
         const std::uint64_t low = word & (0x7f * EACH_BYTE);
@@ -29,6 +31,7 @@ struct AsciiUpper {
     }
 };
 
+/// Maps each byte through a table.
 struct TableUpper {
     const LocaleBytes::Table& table;
 
@@ -48,8 +51,8 @@ inline std::uint64_t LoadWord(const char* p) {
     return word;
 }
 
-/// The `size` (0 to 7) bytes from `p`, in the lower bits of a number, the rest zero. Two texts of
-/// one size give one number only when they are equal, whatever order a machine keeps bytes in.
+/// Packs the `size` (0 to 7) bytes from `p` into a number. Different texts of one size give
+/// different numbers, on little-endian and big-endian machines.
 inline std::uint64_t LoadTail(const char* p, std::size_t size) {
     if (size >= 4) {
         std::uint32_t first, last;
@@ -63,14 +66,14 @@ inline std::uint64_t LoadTail(const char* p, std::size_t size) {
     return word;
 }
 
-/// True when texts of the same size, which is given, are equal under `fold`.
+/// Returns true when two texts of `size` bytes are equal under `fold`.
 template <typename Fold>
 [[gnu::always_inline]] inline bool Equal(const Fold& fold, const char* left, const char* right,
                                          std::size_t size) {
     if (size < 8)
         return fold(LoadTail(left, size)) == fold(LoadTail(right, size));
     std::size_t i = 0;
-    // Without a branch inside, so that a compiler can look at more than eight bytes at once.
+    // No branch inside a block, so that the compiler can vectorise it.
     for (constexpr std::size_t BLOCK = 64; size - i > BLOCK; i += BLOCK) {
         std::uint64_t different = 0;
         for (std::size_t j = i; j < i + BLOCK; j += 8)

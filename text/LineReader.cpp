@@ -12,7 +12,7 @@ namespace kwlookup {
 
 namespace {
 
-/// So large that a call of read(2) costs little beside copying the bytes.
+/// Large enough that the cost of read(2) is the copying, not the call.
 constexpr std::size_t BLOCK_BYTES = 128 * 1024;
 
 } // namespace
@@ -51,7 +51,7 @@ bool LineReader::NextBuffered(std::string_view& line) {
     return true;
 }
 
-/// Gives the first line, of which so many bytes are known to have no end.
+/// Sets `line` to the first line in the buffer. Its first `searched` bytes hold no line end.
 bool LineReader::FindLine(std::size_t searched, std::string_view& line) {
     const char* const begin = m_buffer.data() + m_begin;
     const std::size_t size = m_end - m_begin;
@@ -72,7 +72,6 @@ void LineReader::Give(std::size_t size, std::size_t skipped, std::string_view& l
     ++m_line_number;
 }
 
-/// Ends the reading at a line that is too long.
 bool LineReader::EndTooLong() {
     m_error = EMSGSIZE;
     m_at_end = true;

@@ -9,39 +9,46 @@
 
 namespace kwlookup {
 
-/// Reads the lines of a file descriptor, of any length and any bytes, without hiding a fault.
+/// Reads the lines of a file descriptor. Lines may have any length and hold any bytes.
+///
+///     LineReader reader(file.Get());
+///     for (std::string_view line; reader.Next(line);)
+///         Use(line);
+///     if (reader.GetError() != 0)
+///         throw std::runtime_error(reader.GetErrorText());
 ///
 /// Memory: one block of 128 KiB, or up to twice the longest line when that is longer.
 /// Threads: one.
 class LineReader {
 public:
-    /// Does not own `fd`. Reads at most `limit` bytes: see BytesToRead(). Lines end with the byte
-    /// `line_end`. Throws std::bad_alloc only.
+    /// Reads from `fd`, which stays the caller's, at most `limit` bytes (see BytesToRead()). Lines
+    /// end with the byte `line_end`. Throws std::bad_alloc only.
     explicit LineReader(int fd, std::uint64_t limit = UINT64_MAX, char line_end = '\n');
 
-    /// From here on a line of more than `size` bytes is an error, EMSGSIZE, and is not given. For
-    /// input from strangers, which need not have an end.
+    /// Makes Next() stop with the error EMSGSIZE at a line of more than `size` bytes. Use it for
+    /// untrusted input, whose lines may never end.
     void SetLongestLine(std::size_t size) { m_longest_line = size; }
 
-    /// Gives the next line without its end; the last line needs none. False at the end, and at
-    /// a read error: GetError() tells which. What a last, cut line holds at an error is still
-    /// given. `line` is valid until the next call. Throws std::bad_alloc only.
+    /// Sets `line` to the next line, without its line end. The last line need not have one. Returns
+    /// false at the end of the input and after a read error; GetError() tells them apart. A line
+    /// that a read error cut short is still returned first. `line` is valid until the next call.
+    /// Throws std::bad_alloc only.
     bool Next(std::string_view& line);
 
-    /// As Next(), but gives only a whole line that can be given without reading, that is, without
-    /// waiting.
+    /// Does the same as Next(), but only with a complete line that is already in memory. So it
+    /// never waits.
     bool NextBuffered(std::string_view& line);
 
-    /// True when NextBuffered() has a line to give.
+    /// Returns true when NextBuffered() would return true.
     bool HasBuffered() const;
 
-    /// The number of lines given so far.
+    /// Returns the number of lines read so far.
     std::size_t GetLineNumber() const { return m_line_number; }
 
-    /// The error number of the read that failed, or 0.
+    /// Returns the error number of the read that failed, or 0.
     int GetError() const { return m_error; }
 
-    /// What GetError() means, for people.
+    /// Returns a message for GetError().
     std::string GetErrorText() const;
 
 private:
@@ -55,18 +62,18 @@ private:
     char m_line_end;
     std::size_t m_longest_line = SIZE_MAX;
     std::vector<char> m_buffer;
-    std::size_t m_begin = 0; ///< start of what has not been given yet
+    std::size_t m_begin = 0; ///< start of the next line
     std::size_t m_end = 0;
     std::size_t m_line_number = 0;
     bool m_at_end = false;
     int m_error = 0;
 };
 
-/// How long a line of the tool's input may be. Longer than any text that is documented to work, and
-/// short enough for any machine.
+/// The longest line of the tool's input. It is longer than any text that is documented to work, and
+/// fits the memory of any machine.
 constexpr std::size_t LONGEST_INPUT_LINE = 16 * 1024 * 1024;
 
-/// read(2) that goes on after an interruption.
+/// Calls read(2) again when a signal interrupts it.
 std::ptrdiff_t ReadBlock(int fd, char* buffer, std::size_t size);
 
 } // namespace kwlookup

@@ -34,7 +34,7 @@ const bool LocaleBytes::m_forks_are_seen =
 void LocaleBytes::BeforeFork() {
     try {
         m_of_forking_thread = HasOneThread() ? nullptr : &Current();
-    } catch (...) { // no memory: the child asks as if there had been no threads
+    } catch (...) { // out of memory: the child then asks the global locale
         m_of_forking_thread = nullptr;
     }
 }
@@ -58,21 +58,20 @@ void LocaleBytes::Trim(std::string& text) const {
     auto begin = text.cbegin();
     auto end = text.cend();
     Trim(begin, end);
-    // By positions: the first erase may end the validity of iterators.
+    // By positions, since resizing invalidates the iterators.
     const auto skipped = static_cast<std::size_t>(begin - text.cbegin());
     text.resize(static_cast<std::size_t>(end - text.cbegin()));
     text.erase(0, skipped);
 }
 
 const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
-    // Not zero when a byte is a blank or less.
+    // Not zero when one of the eight bytes is at most a blank.
     const auto controls = [](const char* p) {
         const std::uint64_t word = LoadWord(p);
         return (word - (' ' + 1) * EACH_BYTE) & ~word & 0x80 * EACH_BYTE;
     };
     if (m_space_is_control) {
-        constexpr std::ptrdiff_t BLOCK =
-            64; // for a compiler to look at more than eight bytes at once
+        constexpr std::ptrdiff_t BLOCK = 64; // lets the compiler vectorise the loop
         for (; end - begin >= BLOCK; begin += BLOCK) {
             std::uint64_t found = 0;
             for (std::ptrdiff_t i = 0; i < BLOCK; i += 8)
@@ -97,7 +96,7 @@ bool LocaleBytes::EqualUpper(const char* left, const char* right, std::size_t si
 }
 
 bool LocaleBytes::UpperKeepsMarks() const {
-    std::array<int, 256> marks; // of each upper-case form
+    std::array<int, 256> marks; // indexed by upper-case form; -1 is not seen yet
     marks.fill(-1);
     for (int byte = 0; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);

@@ -9,14 +9,20 @@
 
 namespace kwlookup {
 
-/// What the global locale says of each of the 256 bytes: upper-case form, lower-case form, space.
+/// Tables of the global locale: the upper-case form and the lower-case form of each byte, and
+/// whether it is white space.
 ///
-/// Asking a locale costs a facet look-up, and under a named locale a process-wide lock, for every
-/// character; a table costs one load. Tables are kept per thread and made anew when the global
-/// locale has changed, which is asked once per call of Current().
+///     const LocaleBytes& bytes = LocaleBytes::Current();
+///     bytes.Trim(text);
+///     if (bytes.EqualNoCase(text, "corp.lan"))
+///         ...
 ///
-/// A child that a program with threads has forked keeps the global locale of the fork: asking for
-/// another one could wait for a thread that the child does not have.
+/// A locale costs a facet look-up for every character, and a named one a process-wide lock; a table
+/// costs one load. Each thread keeps its own tables. Current() makes them again when the global
+/// locale has changed.
+///
+/// In the forked child of a program with threads the tables stay those of the fork: to ask for the
+/// global locale there could wait for a lock of a thread that is gone.
 ///
 /// Threads: the reference returned by Current() belongs to the calling thread, and holds until its
 /// next call.
@@ -24,29 +30,31 @@ class LocaleBytes {
 public:
     using Table = std::array<char, 256>;
 
-    /// The tables of the global locale as it is now. Costs about 10 ns when it has not changed.
+    /// Returns the tables of the current global locale. Costs about 10 ns when it has not changed.
     static const LocaleBytes& Current();
 
     char Upper(char c) const { return m_upper[static_cast<unsigned char>(c)]; }
     char Lower(char c) const { return m_lower[static_cast<unsigned char>(c)]; }
     bool IsSpace(char c) const { return m_space[static_cast<unsigned char>(c)] != 0; }
 
-    /// The upper-case form of each byte value.
+    /// Returns the upper-case form of each byte value.
     const Table& GetUpperTable() const { return m_upper; }
 
-    /// True when a to z have A to Z as upper-case forms, and every other byte itself.
+    /// Returns true when only a to z have an upper-case form other than themselves, and it is A to
+    /// Z.
     bool UpperIsAscii() const { return m_upper_is_ascii; }
 
-    /// True when texts with the same upper-case forms have white space and dots at the same places,
-    /// as in every locale that people use.
+    /// Returns true when texts with the same upper-case form have white space and dots at the same
+    /// places. It holds in every locale in use.
     bool UpperKeepsMarks() const;
 
-    /// True when both say the same of every byte.
+    /// Returns true when both agree on every byte.
     bool SameTables(const LocaleBytes& other) const {
         return m_locale == other.m_locale || (m_upper == other.m_upper && m_space == other.m_space);
     }
 
-    /// The first white space from `begin` on, or `end`. Quick where the locale has the usual kinds.
+    /// Returns the first white space from `begin` on, or `end`. Fast in locales whose only white
+    /// space is the blank and control characters.
     const char* FindSpace(const char* begin, const char* end) const;
 
     /// Moves `begin` and `end` inwards past white space.
@@ -61,8 +69,8 @@ public:
     /// Removes white space at both ends.
     void Trim(std::string& text) const;
 
-    /// True when both texts have the same length and the same upper-case forms.
-    /// Cost: by eight bytes and more at once.
+    /// Returns true when both texts have the same length and the same upper-case forms. Compares
+    /// eight bytes or more at once.
     bool EqualNoCase(std::string_view left, std::string_view right) const {
         return left.size() == right.size() && EqualUpper(left.data(), right.data(), left.size());
     }
@@ -75,9 +83,9 @@ private:
     static void BeforeFork();
     static void AfterForkInChild();
 
-    /// What a child has from its parent; null where the global locale can be asked for.
+    /// The tables of a forked child; null where the global locale may be asked.
     static const LocaleBytes* m_inherited;
-    /// The tables of a thread that forks beside others.
+    /// The tables of a thread that forks while there are others.
     static thread_local const LocaleBytes* m_of_forking_thread;
     static const bool m_forks_are_seen;
 

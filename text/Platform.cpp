@@ -30,7 +30,7 @@ std::int64_t Nanoseconds(const std::timespec& time) {
 
 void AdviseHugePages(void* begin, std::size_t size) {
 #if defined(MADV_HUGEPAGE)
-    constexpr std::uintptr_t PAGE = 4096; // the smallest; advice from inside a larger one fails
+    constexpr std::uintptr_t PAGE = 4096; // the smallest page; with larger ones madvise() fails
     const auto first = (reinterpret_cast<std::uintptr_t>(begin) + PAGE - 1) / PAGE * PAGE;
     const auto last = (reinterpret_cast<std::uintptr_t>(begin) + size) / PAGE * PAGE;
     if (first < last)
@@ -86,7 +86,7 @@ std::vector<std::string> LibraryDirectories() {
     Dl_serinfo size;
     if (!handle || ::dlinfo(handle.get(), RTLD_DI_SERINFOSIZE, &size) != 0)
         return directories;
-    // Aligned as the structure is, which the loader fills together with the texts behind it.
+    // The loader fills the structure and, behind it, the texts that it points to.
     std::vector<std::max_align_t> memory(size.dls_size / sizeof(std::max_align_t) + 1);
     auto* path = new (memory.data()) Dl_serinfo(size);
     if (::dlinfo(handle.get(), RTLD_DI_SERINFO, path) != 0)

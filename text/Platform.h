@@ -9,13 +9,13 @@
 
 namespace kwlookup {
 
-// The seam to the system. What neither C++ nor POSIX offers stands here and nowhere else. Each
-// function has a plain form for compilers and systems that lack the better one.
+// The seam to the system: everything that neither C++ nor POSIX offers. Each function has a plain
+// form for compilers and systems without the extension.
 
-/// Before the declaration of a function that the program may lack; its address is then null.
+/// Declares a function that the program may lack. Its address is then null.
 #define KW_WEAK __attribute__((weak))
 
-/// The product of two 64-bit numbers.
+/// The 128-bit product of two 64-bit numbers.
 struct Product {
     std::uint64_t high;
     std::uint64_t low;
@@ -36,7 +36,7 @@ inline Product Multiply(std::uint64_t a, std::uint64_t b) {
 #endif
 }
 
-/// Starts to bring the memory at `address` into the processor's cache. Only a hint; the address
+/// Starts to load the memory at `address` into the processor's cache. It is a hint; the address
 /// need not be valid.
 inline void Prefetch(const void* address) {
 #if defined(__GNUC__)
@@ -46,26 +46,27 @@ inline void Prefetch(const void* address) {
 #endif
 }
 
-/// Asks for huge pages for memory that is read all over. Only a hint, and moot when it is small.
+/// Asks the system for huge pages, for large memory with random access. It is a hint.
 void AdviseHugePages(void* begin, std::size_t size);
 
-/// Nanoseconds of a clock that never goes back. It moves in steps of CoarseTick(). Costs some 5 ns.
+/// Returns the nanoseconds of a clock that never goes back. It moves in steps of CoarseTick(). A
+/// call costs about 5 ns.
 std::int64_t CoarseNanoseconds();
 
-/// The step of CoarseNanoseconds(): 1 to 10 ms where the system has a coarse clock.
+/// Returns the step of CoarseNanoseconds(): 1 to 10 ms where the system has a coarse clock.
 std::int64_t CoarseTick();
 
-/// The place of the last `byte` in `text`, or std::string_view::npos.
+/// Returns the position of the last `byte` in `text`, or std::string_view::npos.
 std::size_t FindLastByte(std::string_view text, char byte);
 
-/// True when the process surely has one thread only.
+/// Returns true when the process certainly has only one thread.
 bool HasOneThread();
 
-/// The directories that the dynamic loader searches for what this library opens, in its order.
-/// Empty where the loader does not tell.
+/// Returns the directories that the dynamic loader searches for libraries that this one opens, in
+/// the loader's order. Empty where the loader cannot be asked.
 std::vector<std::string> LibraryDirectories();
 
-/// True when numbers are stored with their lowest byte first.
+/// Returns true when numbers are stored with their lowest byte first.
 inline bool IsLittleEndian() {
     const std::uint16_t one = 1;
     return *reinterpret_cast<const unsigned char*>(&one) == 1;

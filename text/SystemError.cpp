@@ -7,7 +7,7 @@ namespace kwlookup {
 
 namespace {
 
-// strerror_r is one of two functions: that of POSIX fills the buffer, GNU's returns the text.
+// There are two functions strerror_r: that of POSIX fills the buffer, that of GNU returns the text.
 
 [[maybe_unused]] const char* TextFrom(int, const char* buffer) {
     return buffer;

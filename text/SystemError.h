@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The system's text for an error number, from strerror_r, so that threads do not share a buffer.
+/// Returns the system's text for an error number. Threads: any.
 std::string SystemErrorText(int error_number);
 
 } // namespace kwlookup

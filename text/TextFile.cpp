@@ -18,9 +18,9 @@ std::invalid_argument CanNotLoad(const std::string& name, const std::string& rea
     return std::invalid_argument("Can not load file '" + name + "': " + reason);
 }
 
-/// True when `name`, or what it is a link to, is an entry of this process's table of descriptors.
+/// Returns true when `name`, or a link that it leads to, names a descriptor of this process.
 bool NamesOwnDescriptor(const std::filesystem::path& name) {
-    constexpr int MAX_LINKS = 40; // more are an error to the system, too
+    constexpr int MAX_LINKS = 40; // the system's own limit
     const std::filesystem::path table = "/proc/" + std::to_string(::getpid()) + "/fd";
     std::filesystem::path path = name;
     std::error_code error;
@@ -43,9 +43,9 @@ bool IsNullDevice(const struct stat& status) {
     return S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
 }
 
-/// Opens `name`, or throws a std::runtime_error with the reason alone.
+/// Opens `name`. Throws std::runtime_error with the reason alone.
 FileDescriptor Open(const std::string& name) {
-    // A name with a NUL inside names no file; the system would open what stands before it.
+    // No file has a NUL in its name. The system would open the file named by the text before it.
     if (name.find('\0') != std::string::npos)
         throw std::runtime_error(SystemErrorText(ENOENT));
     FileDescriptor file = FileDescriptor::OpenForReading(name, O_NONBLOCK);
@@ -58,7 +58,7 @@ FileDescriptor Open(const std::string& name) {
         throw std::runtime_error(SystemErrorText(EISDIR));
     if (!S_ISFIFO(status.st_mode) || !NamesOwnDescriptor(name))
         throw std::runtime_error("not a regular file");
-    // Its writer is there, or was: from here on it may be waited for.
+    // The pipe has or had a writer, so reads may block from here on.
     if (::fcntl(file.Get(), F_SETFL, O_RDONLY) != 0)
         throw std::runtime_error(SystemErrorText(errno));
     return file;
