@@ -12,7 +12,7 @@ namespace kwlookup {
 
 namespace {
 
-/// The last '@' of `text`, which may be long. Its size where there is none.
+/// Returns the position of the last '@' in `text`, or its size.
 std::size_t LastAt(std::string_view text) {
     return std::min(FindLastByte(text, '@'), text.size());
 }
@@ -61,7 +61,7 @@ bool AddressFinder::Match(const std::string& value) const {
     return true;
 }
 
-/// The finder's own copy of `value`.
+/// Copies `value` and returns the copy.
 std::string_view AddressFinder::Keep(const std::string& value) const {
     if (value.size() > m_short_value.size()) {
         m_long_value = value;
@@ -75,7 +75,7 @@ std::string_view AddressFinder::Keep(const std::string& value) const {
 
 bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const {
     const auto equal = [&](std::string_view l, std::string_view r) {
-        return l == r || bytes.EqualNoCase(l, r); // mostly in the same letters
+        return l == r || bytes.EqualNoCase(l, r); // == is faster, and usually true if they match
     };
     if (key.empty())
         return m_request.empty();
@@ -107,15 +107,14 @@ KeyedFinder::KeyPart AddressFinder::GetKeyPart() const {
 }
 
 bool AddressFinder::GetKeys(FinderKeys& keys) const {
-    // A derived class may match what it likes.
+    // A derived class may match other values.
     static const void* const table = VirtualTableOf(AddressFinder(std::string()));
     if (VirtualTableOf(*this) != table)
         return false;
-    // From the shortest to the longest, as they have one end: so all of them are hashed in one
-    // pass.
+    // From the shortest to the longest: they have the same end, so one pass hashes all of them.
     if (!m_domain.empty()) {
         keys.AddEndings(m_domain, true);
-        if (m_domain.front() != '.') // such a key is one of sub-domains
+        if (m_domain.front() != '.') // a key with a leading dot is for sub-domains
             keys.Add(m_domain);
         keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
     }

@@ -25,18 +25,18 @@ namespace kwlookup {
 
 namespace {
 
-/// Room for a list of some 30,000 addresses; the parser allocates it while it reads.
+/// Enough for a list of about 30,000 addresses. The parser allocates it while it reads.
 constexpr int LINE_BYTES = 1024 * 1024;
-/// A password or a statement: what is longer is the wrong file.
+/// Enough for any password or statement. A longer file is the wrong one.
 constexpr std::size_t VALUE_FILE_BYTES = 64 * 1024;
-/// The parser underneath cuts longer section names without a word.
+/// The INI parser silently truncates longer section names.
 constexpr std::size_t SECTION_NAME_BYTES = 49;
-/// Plug-ins have a dozen parameters: a longer section is not one of ours.
+/// Plug-ins have a dozen parameters, so no valid section has as many.
 constexpr std::size_t SECTION_KEYS = 10000;
 
 constexpr std::string_view FILE_SUFFIX = ".file";
 
-/// Opens a file that nobody but its owner may write, and the owner is root or this user.
+/// Opens a file that only its owner, root or this user, may write to.
 FileDescriptor OpenTrusted(const std::string& name) {
     if (name.find('\0') != std::string::npos)
         throw std::runtime_error("the file name holds a NUL byte");
@@ -64,8 +64,8 @@ bool HasSuffixNoCase(std::string_view text, std::string_view suffix) {
 
 } // namespace
 
-/// Feeds the lines of a file to the parser and takes its settings. What is thrown waits until the
-/// parser, which is C, has returned.
+/// Feeds the lines of a file to the parser and takes its settings. The parser is a C library, so
+/// its callbacks catch exceptions, which are thrown again after it has returned.
 class ConfFile::Reader {
 public:
     Reader(ConfFile& file, int fd) : m_file(file), m_lines(fd, BytesToRead(fd)) {}
@@ -119,7 +119,7 @@ private:
             return nullptr;
         if (m_lines.GetLineNumber() == 1)
             line = WithoutByteOrderMark(line);
-        // The newline and the terminating NUL stand in the buffer too.
+        // The buffer also holds the newline and the terminating NUL.
         if (line.size() + 2 > size) {
             AddError("the line is too long");
             line = std::string_view();
@@ -135,8 +135,8 @@ private:
         return buffer;
     }
 
-    /// The parser is done with the line given last: one that gave no setting is a section, a
-    /// comment, blank, or wrong.
+    /// Call it when the parser is done with a line. A line that gave no setting is a section
+    /// header, a comment, blank or wrong.
     void SettleLine() {
         if (m_taken)
             return;
@@ -173,7 +173,7 @@ private:
             m_last = nullptr;
             return;
         }
-        // The parser underneath takes either.
+        // The INI parser accepts both.
         if (m_line[m_line.find_first_of("=:")] == ':')
             AddError("'=' must follow the key, not ':'");
         if (settings.size() == SECTION_KEYS)
@@ -190,9 +190,9 @@ private:
 
     ConfFile& m_file;
     LineReader m_lines;
-    std::string m_line; ///< the line given last
+    std::string m_line; ///< the line that the parser got last
     bool m_taken = true;
-    Setting* m_last = nullptr; ///< what an indented line goes on with
+    Setting* m_last = nullptr; ///< the setting that an indented line continues
     std::exception_ptr m_thrown;
 };
 

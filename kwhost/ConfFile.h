@@ -10,55 +10,60 @@
 
 namespace kwlookup {
 
-/// A configuration file, read and checked for form: sections of `key = value` lines.
+/// A configuration file: sections of `key = value` lines.
 ///
-/// Lines that begin with '#' or ';' are comments. A line that begins with white space goes on with
-/// the value of the line before it, after a blank. Everything after the '=', trimmed, is the value,
-/// '#', ';' and quotes included. `Key.file = NAME` takes the value from the file NAME, without its
-/// last line end. A key counts without regard to letter case, and may stand once in a section. A
+///     const kwlookup::ConfFile file("/etc/host.conf");
+///     if (file.GetErrors().empty())
+///         loader->SetFile(file);
+///
+/// Lines that begin with '#' or ';' are comments. A line that begins with white space continues the
+/// value of the line before it, after a blank. The value is everything after the '=', trimmed; '#',
+/// ';' and quotes belong to it. `Key.file = NAME` reads the value from the file NAME, without its
+/// last line end. The letter case of a key does not matter. A key may occur once in a section. A
 /// section has up to 10,000 keys.
 ///
-/// Reading keeps no state; a read file never changes. Threads: reading takes a lock, since the
-/// parser underneath has process-wide settings; everything else may be called by any thread.
+/// Threads: any. An object never changes. Reading a file takes a process-wide lock, because the INI
+/// parser has process-wide settings.
 class KW_EXPORT ConfFile {
 public:
     /// One `key = value`.
     struct Setting {
         std::string key;   ///< as written, without ".file"
-        std::string value; ///< of a file of its own: what that file holds
-        std::size_t line;  ///< where the setting begins
-        bool secret;       ///< from a file of its own, or by its name a password: never to be shown
-        bool from_file;    ///< from a file of its own
+        std::string value; ///< of KEY.file: the content of that file
+        std::size_t line;  ///< the first line of the setting
+        bool secret;       ///< must not be shown: a KEY.file, or named like a password
+        bool from_file;    ///< a KEY.file
     };
 
-    /// What stands under one `[name]`, wherever in the file.
+    /// All settings under headers `[name]` of one name.
     struct Section {
-        std::size_t line = 0;          ///< of its first header
+        std::size_t line = 0;          ///< the line of its first header
         std::vector<Setting> settings; ///< in the order of the file
     };
 
-    /// No file: no section.
+    /// Makes an object without a file and without sections.
     ConfFile() = default;
 
-    /// Reads `name`. Throws std::runtime_error "NAME: REASON" when the file cannot be read or
-    /// others than its owner (who must be root or the process's user) may write it, and otherwise
-    /// keeps what is wrong in GetErrors(). Lines may have up to 1 MiB, value files 64 KiB.
+    /// Reads the file `name`. Throws std::runtime_error "NAME: REASON" when the file cannot be
+    /// read, when its owner is neither root nor the user of the process, and when others than its
+    /// owner may write to it. Other errors are kept for GetErrors(). A line may have up to 1 MiB, a
+    /// value file up to 64 KiB.
     explicit ConfFile(const std::string& name);
 
-    /// The name of the file; empty when there is none.
+    /// Returns the name of the file, or an empty text without a file.
     const std::string& GetName() const { return m_name; }
 
-    /// Everything wrong with the file's form, as "NAME:LINE: TEXT".
+    /// Returns all syntax errors of the file, as "NAME:LINE: TEXT".
     const std::vector<std::string>& GetErrors() const { return m_errors; }
 
-    /// What the administrator should know, as "NAME:LINE: TEXT": value files that others than
+    /// Returns warnings for the administrator, as "NAME:LINE: TEXT": value files that others than
     /// their owner may read.
     const std::vector<std::string>& GetWarnings() const { return m_warnings; }
 
-    /// The sections by name, their settings in file order.
+    /// Returns the sections by name.
     const std::map<std::string, Section>& GetSections() const { return m_sections; }
 
-    /// "NAME:LINE: "; without the line when that is 0.
+    /// Returns "NAME:LINE: ", or "NAME: " when `line` is 0, to begin a message with.
     std::string Place(std::size_t line) const;
 
 private:

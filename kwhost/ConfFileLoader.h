@@ -11,35 +11,40 @@ class IfConfParser;
 
 namespace kwlookup {
 
-/// Loads the sections of a configuration file into the objects that plug-ins bring.
+/// Configures plug-ins from a configuration file.
 ///
-/// Each key is set through ConfParser; a parameter that the file does not set gets its default.
-/// Everything wrong with a section is told at error level, with file, line and key, and makes
-/// LoadSection() return false, with every variable as it was before, and every object initialised
-/// again with the text that it had. A number that its variable cannot hold is wrong, and so is a
-/// list (VT_OBJECT) from a file of its own, since messages show the items of lists. Secret values
-/// are told nowhere, and HideInMessages() is called with each.
+///     const auto loader = boost::make_shared<kwlookup::ConfFileLoader>();
+///     loader->SetFile(kwlookup::ConfFile("/etc/host.conf"));
+///     KwObjectHolder::SetConfLoader(loader);
 ///
-/// Threads: LoadSection() by one thread at a time, as the library does; SetFile() between loads.
+/// Each key is set through ConfParser. A parameter that the file does not set gets its default.
+/// Every error of a section is written at error level, with file, line and key. LoadSection() then
+/// returns false, every variable has its old value, and every object (VT_OBJECT) is initialised
+/// again with its old text. Errors include a number that is out of range for its variable, and an
+/// object whose value comes from a KEY.file, because messages show the items of lists.
+/// No message shows a secret value; HideInMessages() is called with each.
+///
+/// Threads: LoadSection() is called by one thread at a time. SetFile() must not be called during a
+/// load.
 class KW_EXPORT ConfFileLoader : public IfConfLoader {
 public:
-    /// Without a file, every parameter has its default.
+    /// Makes a loader without a file, which gives every parameter its default.
     ConfFileLoader() = default;
 
-    /// Loads from `file` from now on. The host reads it, and decides what its errors mean.
+    /// Loads from `file` from now on. The caller checks the file's errors before.
     void SetFile(ConfFile file) { m_file = std::move(file); }
-    /// The file that it loads from.
+    /// Returns the file that it loads from.
     const ConfFile& GetFile() const { return m_file; }
 
-    /// The name of the file.
+    /// Returns the name of the file.
     std::string GetDescription() const override;
-    /// The numbers and the subsection are not used.
+    /// Ignores `instance`, `index`, `subsection` and `options`.
     bool LoadSection(int instance, const std::string& section, int index,
                      const std::string& subsection, int options, InterfaceConfHolder* holder,
                      const LogClass& log) override;
     void ReleaseLoader() override {}
     void PrepareLoad() override {}
-    /// False: nothing is held during a load.
+    /// Returns false: there is nothing to release.
     bool AcquireLoader() override { return false; }
 
 private:

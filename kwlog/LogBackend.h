@@ -14,12 +14,13 @@
 
 namespace kwlookup {
 
-/// The one place behind every LogClass: the spdlog sink they share, and the level that is enabled.
+/// The state that all LogClass objects share: the spdlog sink and the enabled level.
 ///
 /// Threads: any.
 class LogBackend {
 public:
-    /// Made on first use and never freed, so that objects destroyed at exit can still write.
+    /// Returns the one object of the process. It is never freed, so that objects destroyed at exit
+    /// can still log.
     static LogBackend& Instance();
 
     static spdlog::level::level_enum SpdlogLevel(log4cxx::Level::LevelEnum level);
@@ -37,14 +38,14 @@ public:
     void Set(LogTarget target, log4cxx::Level::LevelEnum level, const std::string& name);
 
 private:
-    /// Hands each event on to the sink of the current target.
+    /// Passes each event to the sink of the current target.
     class TargetSink : public spdlog::sinks::dist_sink_mt {
     public:
-        /// The old sink goes first: the end of a syslog sink forgets the name of a later one.
+        /// Removes the old sink first: the destructor of a syslog sink closes the log for all.
         void EnterSyslog(const std::string& name);
 
-        /// Every line is written under this one lock. A fork waits for it, so that a child does not
-        /// wait for a thread that it does not have.
+        /// Takes the lock under which lines are written. A fork takes it too, so that it is never
+        /// locked in the child by a thread that is gone.
         void Lock() { mutex_.lock(); }
         void Unlock() { mutex_.unlock(); }
     };

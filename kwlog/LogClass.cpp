@@ -21,14 +21,13 @@ struct LogClass::State {
 
 namespace {
 
-/// The longest line, its end included, so that every syslog passes it on: those of old took 1,024
-/// bytes with their header.
+/// The longest line, with its line end. Old syslog daemons take 1,024 bytes with their header.
 constexpr std::size_t LONGEST_LINE = 1000;
 
-/// How much of the end of a longer message is kept: the reason of a failure stands there.
+/// How many bytes to keep of the end of a longer message, which has the reason of a failure.
 constexpr std::size_t END = 200;
 
-/// As PrintableText(), at most the first `size` bytes of it, and no \xHH cut in two.
+/// Returns the first `size` bytes of PrintableText(), or less in order not to split an \xHH.
 std::string PrintableStart(const std::string& text, std::size_t size) {
     std::string start = PrintableText(text.substr(0, size));
     if (start.size() > size) {
@@ -40,7 +39,7 @@ std::string PrintableStart(const std::string& text, std::size_t size) {
     return start;
 }
 
-/// The same of the last bytes.
+/// Does the same with the last bytes.
 std::string PrintableEnd(const std::string& text, std::size_t size) {
     std::string end = PrintableText(text.substr(text.size() - std::min(text.size(), size)));
     if (end.size() > size) {
@@ -53,7 +52,7 @@ std::string PrintableEnd(const std::string& text, std::size_t size) {
     return end;
 }
 
-/// `text` as `logger` writes it, in what the line has left for it.
+/// Returns `text` as `logger` writes it, shortened to the room on the line.
 std::string Message(const spdlog::logger& logger, const std::string& text) {
     const std::size_t around = logger.name().size() + std::strlen(": warning: \n");
     const std::size_t room = LONGEST_LINE - std::min(LONGEST_LINE, around);

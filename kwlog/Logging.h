@@ -9,39 +9,41 @@
 
 namespace kwlookup {
 
-/// Where the messages of every LogClass go.
+/// The destination of log messages.
 enum class LogTarget { StandardError, Syslog, File };
 
-/// Sends the messages of every LogClass, those made before included, to `target`, and enables the
-/// levels up to `level`. Before the first call it is standard error and LEVEL_WARN.
+/// Sends the messages of every LogClass, existing ones included, to `target`, and enables the
+/// levels up to `level`. The initial setting is standard error and LEVEL_WARN.
+///
+///     kwlookup::SetLogging(kwlookup::LogTarget::Syslog, log4cxx::Level::LEVEL_WARN, "myhost");
 ///
 /// `name` is the program's name for syslog, or the file to append to; standard error ignores it.
-/// One event is one line: bytes outside 0x20 to 0x7e, and the backslash, come out as \xHH. A line
-/// has at most 1,000 bytes, the date before it not counted. A longer one keeps its beginning and
-/// the last 200 bytes, where reasons stand, with "... (N bytes) ..." between them: how long its
-/// message is. Throws std::runtime_error when the file cannot be opened; the old target then stays.
+/// Each event is one line. Bytes outside 0x20 to 0x7e, and the backslash, are written as \xHH. A
+/// line has at most 1,000 bytes without its date. A longer line keeps its beginning and its last
+/// 200 bytes, which hold the reason, with "... (N bytes) ..." between them, where N is the length
+/// of the message. Throws std::runtime_error when the file cannot be opened, and keeps the old
+/// target then.
 ///
-/// Threads: may be called at any time, also beside writing threads.
+/// Threads: may be called at any time, also while other threads log.
 KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,
                           const std::string& name = std::string());
 
-/// `text` with every byte that a log line cannot show escaped: bytes outside 0x20 to 0x7e, and the
-/// backslash, as \xHH.
+/// Returns `text` with bytes outside 0x20 to 0x7e, and the backslash, escaped as \xHH.
 KW_EXPORT std::string PrintableText(const std::string& text);
 
-/// Lets every message show *** for `secret` from now on, in whatever text it appears. Blanks and
-/// one pair of quotes around it do not count. A secret of less than 4 bytes is not looked for: it
-/// would be found by chance. Threads: any.
+/// Replaces `secret` by *** in every message from now on, wherever it appears. Blanks and one pair
+/// of quotes around it are ignored. A secret of less than 4 bytes is not replaced, because it would
+/// be found by chance. Threads: any.
 KW_EXPORT void HideInMessages(const std::string& secret);
 
-/// `text` with *** for every secret that HideInMessages() was given, and for the value of every
-/// setting in it that is named like a password, as in "ldap:BindPassword=...|uid=$u". Our LogClass
-/// does this to each line; a host's own does well to. Cost: linear in the text, for each secret.
-/// Threads: any.
+/// Returns `text` with *** in place of every secret that HideInMessages() got, and of the value of
+/// every setting that is named like a password, as in "ldap:BindPassword=...|uid=$u". Our LogClass
+/// applies it to each line; a host's own LogClass should too. The cost is linear in the length of
+/// the text, for each secret. Threads: any.
 KW_EXPORT std::string WithoutSecrets(const std::string& text);
 
-/// How many events of level error this process has written. Tells whether a plug-in that is to
-/// ignore its errors met one: it writes it to the log. Threads: any.
+/// Returns how many error events this process has written. A plug-in with `OnError = ignore` logs
+/// its errors, so a change of this number shows that a search failed. Threads: any.
 KW_EXPORT std::size_t CountLoggedErrors();
 
 } // namespace kwlookup

@@ -9,7 +9,7 @@
 
 namespace kwlookup {
 
-/// Does the name of a setting say that its value is a password?
+/// Returns true when the name of a setting says that its value is a password.
 inline bool IsPasswordName(std::string_view name) {
     std::string lower(name);
     std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);

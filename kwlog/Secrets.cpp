@@ -16,14 +16,14 @@ namespace kwlookup {
 
 namespace {
 
-/// A shorter text appears in messages by chance.
+/// A shorter text would be found in messages by chance.
 constexpr std::size_t SHORTEST_SECRET = 4;
 constexpr char STARS[] = "***";
 
-/// The secrets of the process, longer ones first, since one may be a part of another.
+/// The secrets of the process. Longer ones come first, since one may contain another.
 class Secrets {
 public:
-    /// Made on first use and never freed: messages are written until the very end.
+    /// Never freed, because messages may be written until the process ends.
     static Secrets& Instance() {
         static Secrets* const secrets = new Secrets;
         return *secrets;
@@ -47,7 +47,7 @@ public:
         m_shown.store(m_newest.get(), std::memory_order_release);
     }
 
-    /// Takes no lock, as a message may be written in the child of a program with threads.
+    /// Takes no lock, so that it works in the forked child of a program with threads.
     void Hide(std::string& text) const {
         const Version* const version = m_shown.load(std::memory_order_acquire);
         if (!version)
@@ -59,13 +59,13 @@ public:
     }
 
 private:
-    /// Older ones are kept, as a thread may be reading them. Secrets are few and rarely new.
+    /// Old versions are never freed, because a thread may be reading them. There are few.
     struct Version {
         std::vector<std::string> secrets;
         std::unique_ptr<const Version> older;
     };
 
-    std::mutex m_lock; ///< of Add()
+    std::mutex m_lock; ///< held by Add()
     std::unique_ptr<const Version> m_newest;
     std::atomic<const Version*> m_shown{nullptr};
 };
@@ -75,13 +75,13 @@ bool IsNameByte(char c) {
            c == '-' || c == '.';
 }
 
-/// What is shown in place of the value that `text` begins with, and how long the value is: up to
-/// the bar that ends the setting. Without one it may go on to the end of the item, "]: " in
-/// messages, or of the text. `before` is the byte before the setting.
+/// `text` begins with a value; `before` is the byte before its setting. Returns the text to show
+/// instead of the value, and the value's length. The value ends at a bar. Without one it ends where
+/// the item ends, which is "]: " in messages, or the text.
 std::pair<std::string, std::size_t> Stars(std::string_view text, char before) {
     std::string stars = STARS;
     if (before == '\'') {
-        // KwLookupSharedConf shows a setting without what protected its bars.
+        // KwLookupSharedConf shows a setting without the quoting of its bars.
         const bool ends = !text.empty() && text.back() == '\'';
         return {ends ? stars + '\'' : stars, text.size()};
     }
@@ -101,7 +101,7 @@ std::pair<std::string, std::size_t> Stars(std::string_view text, char before) {
     return {stars, std::min(text.rfind("]: "), text.size())};
 }
 
-/// `text` with stars for the values of settings that are named like passwords.
+/// Returns `text` with stars in place of the values of settings that are named like passwords.
 std::string WithoutPasswords(std::string_view text) {
     std::string shown;
     std::size_t done = 0;
@@ -123,7 +123,7 @@ std::string WithoutPasswords(std::string_view text) {
     return shown.append(text, done, std::string_view::npos);
 }
 
-/// The same for the debug message of ConfParser.
+/// Does the same in the debug message of ConfParser.
 std::string WithoutPasswordSet(const std::string& text) {
     constexpr std::string_view BEGIN = "SetNewVal: variable =[";
     constexpr std::string_view MIDDLE = "] val=[";
@@ -149,7 +149,7 @@ void HideInMessages(const std::string& secret) {
     Secrets::Instance().Add(text);
     if (text.find('\0') == std::string::npos)
         return;
-    // As LogText() shows it.
+    // Escape NUL bytes as LogText() does.
     std::string visible;
     for (const char c : text)
         visible.append(c == '\0' ? "\\0" : std::string(1, c));

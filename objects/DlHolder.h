@@ -13,15 +13,15 @@ public:
 
     void* Get() const { return m_handle; }
 
-    /// Gives the handle up, unclosed.
+    /// Returns the handle without closing it. This object is empty afterwards.
     void* Release() noexcept;
 
-    /// The address of `symbol`, which may be null: whether it is there, the loader's error tells.
-    /// Throws std::domain_error "Cannot resolve 'SYMBOL' from a shared library NAME because REASON"
-    /// with `name` for NAME.
+    /// Returns the address of `symbol`, which may be null. When the library lacks it, throws
+    /// std::domain_error "Cannot resolve 'SYMBOL' from a shared library NAME because REASON", where
+    /// NAME is `name`.
     void* Resolve(const char* symbol, const std::string& name) const;
 
-    /// Takes over the handle of `other`, which is then empty. This one must be empty before.
+    /// Takes over the handle of `other` and leaves that one empty. This object must be empty.
     void TakeFrom(DlHolder& other) noexcept;
 
 private:

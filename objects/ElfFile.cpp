@@ -18,7 +18,7 @@ namespace kwlookup {
 namespace {
 
 constexpr unsigned char NATIVE_CLASS = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
-/// Reads an object from a place in a file; false when the file ends before it does.
+/// Reads an object at an offset of a file. Returns false when the file is too short.
 template <typename Object>
 bool ReadAt(int fd, std::uint64_t at, Object& object) {
     return at <= INT64_MAX && ::pread(fd, &object, sizeof(object), static_cast<off_t>(at)) ==

@@ -5,14 +5,15 @@
 
 namespace kwlookup {
 
-/// Looks for `file`, a plain name, where the dynamic loader looks for what this library opens: in
-/// LD_LIBRARY_PATH, the library's own search path and the system's directories. The name of the
-/// first that is there; empty when none is, which need not mean that the loader finds none.
+/// Looks for the file name `file` in the directories that the dynamic loader searches:
+/// LD_LIBRARY_PATH, this library's own search path and the system's directories. Returns the path
+/// of the first one found, or an empty text. The loader may still find a file that this function
+/// does not.
 std::string FindSharedLibrary(const std::string& file);
 
-/// What is wrong with the file `name` that the dynamic loader does not notice: it maps what the
-/// file's headers promise, and a process dies where the file ends sooner. Empty when nothing is
-/// wrong, and for what the loader itself refuses: no library, or one for another machine.
+/// Returns why the dynamic loader must not open the file `name`, or an empty text. The loader maps
+/// the segments that the file's headers list, and a process that reads beyond the end of a
+/// truncated file is killed. Faults that the loader reports itself give an empty text.
 std::string WhyNotMappable(const std::string& name);
 
 } // namespace kwlookup

@@ -23,8 +23,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// Writes the pieces, one after the other, at error level. A logger that fails, or too little
-/// memory for the text, must not cost what the caller still has to do.
+/// Writes the joined pieces at error level. A failure to log must not stop the caller.
 void LogErrorNoThrow(const LogClass& log, std::initializer_list<std::string_view> pieces) noexcept {
     try {
         if (!log.isErrorEnabled())
@@ -37,14 +36,14 @@ void LogErrorNoThrow(const LogClass& log, std::initializer_list<std::string_view
     }
 }
 
-/// Releases an acquired loader when a load ends, however it ends.
+/// Releases an acquired loader at the end of a load, also after an exception.
 class LoaderRelease {
 public:
     LoaderRelease(IfConfLoader& loader, const LogClass& log) : m_loader(loader), m_log(log) {}
     LoaderRelease(const LoaderRelease&) = delete;
     LoaderRelease& operator=(const LoaderRelease&) = delete;
     ~LoaderRelease() {
-        // The load is over, well or badly; a failure to release changes nothing about it.
+        // A failure to release does not change the result of the load.
         try {
             m_loader.ReleaseLoader();
         } catch (const std::exception& error) {
@@ -68,8 +67,7 @@ boost::mutex KwObjectHolder::m_lock;
 std::vector<std::string> KwObjectHolder::m_errors;
 boost::weak_ptr<IfConfLoader> KwObjectHolder::m_conf_loader;
 
-/// The item that a thread is making an object of. A list inside the settings of an item has items
-/// of its own.
+/// The item whose object a thread is making. They nest: the settings of an item may have a list.
 class [[gnu::visibility("hidden")]] KwObjectHolder::CurrentItem {
 public:
     CurrentItem(const KwObjectHolder& holder, const std::string& text)
@@ -215,7 +213,8 @@ void KwObjectHolder::LoadFromDynamicLibrary(const std::string& type, const std::
     std::unique_ptr<KwIfSharedObject> object;
     {
         const RegistryLock lock;
-        // A list inside a configuration that is being loaded: a plug-in there could need itself.
+        // This list is a value in a configuration that is being loaded. A plug-in in it could
+        // depend on itself.
         if (!lock.IsOutermost())
             throw CannotUse(type);
         ObjectLib* lib = FindLib(type);

@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-/// A plug-in library of the process, and all that is known of such libraries: how they are named,
-/// found, opened, asked for an object, and configured. Never closed once it is open: objects that
-/// it made may be alive anywhere.
+/// One plug-in library of the process. Knows how such a library is named, found, opened and
+/// configured, and how it creates objects. An open library is never closed, since objects that it
+/// created may live in any holder.
 ///
 /// Threads: under the registry's lock.
 class [[gnu::visibility("hidden")]] KwObjectHolder::ObjectLib {
@@ -28,28 +28,28 @@ public:
         return name == m_name;
     }
 
-    /// The file of the library of `type`.
+    /// Returns the file name of the library for `type`.
     static std::string FileName(const std::string& type) {
         return "libkw_lookup_" + type + ".so";
     }
 
-    /// Opens the library of `type`. Throws std::domain_error "Cannot load shared library FILE
-    /// because REASON" with the loader's reason, or with one of ours for a file that would end the
+    /// Opens the library for `type`. Throws std::domain_error "Cannot load shared library FILE
+    /// because REASON" with the loader's reason, or with ours for a file that would crash the
     /// process in the loader.
     static void* Open(const std::string& type);
 
-    /// An open library that is not among those of the process.
+    /// Opens the library for `type` without registering it.
     static std::unique_ptr<ObjectLib> Unregistered(const std::string& type);
 
-    /// Makes an object. Throws what DlHolder::Resolve() throws, and std::domain_error "Can`t create
+    /// Makes an object. Throws what DlHolder::Resolve() throws and std::domain_error "Can`t create
     /// TYPE".
     std::unique_ptr<KwIfSharedLookup> MakeLookup(const LogClass& log) const;
 
-    /// Loads the configuration of the type through a new object, when the type has one and it has
-    /// not been loaded. Throws the reasons that BeforeReload() tells.
+    /// Loads the configuration of the type through a new object, unless it is loaded or the type
+    /// has none. Throws the reasons listed at BeforeReload().
     void Configure(const LogClass& log);
 
     DlHolder m_dl;
-    std::string m_name; ///< the type that it serves, in lower case
+    std::string m_name; ///< the type, in lower case
     bool m_config_loaded = false;
 };

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The section of the host's configuration that is for the plug-ins of `type`.
+/// Returns the name of the section that configures the plug-in type `type`.
 inline std::string PluginSection(const std::string& type) {
     return "lookup_" + type;
 }

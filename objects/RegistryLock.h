@@ -5,10 +5,10 @@
 
 #include <boost/thread/lock_types.hpp>
 
-/// Holds KwObjectHolder::m_lock.
+/// Holds KwObjectHolder::m_lock, unless this thread holds it already.
 ///
-/// A configuration value can be an object list (SkipDomains), which is then filled by the thread
-/// that holds the lock to load that configuration. There this object does nothing.
+/// A value in a configuration can be an object list (SkipDomains). The thread that holds the lock
+/// to load that configuration then fills the list too.
 class [[gnu::visibility("hidden")]] KwObjectHolder::RegistryLock {
 public:
     RegistryLock();
@@ -16,7 +16,7 @@ public:
     RegistryLock& operator=(const RegistryLock&) = delete;
     ~RegistryLock();
 
-    /// True when this object took the lock.
+    /// Returns true when this object took the lock.
     bool IsOutermost() const {
         return m_lock.owns_lock();
     }
