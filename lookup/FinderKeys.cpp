@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-// A domain may be a megabyte of dots from a stranger: only endings of the sizes that there are, or
-// with as many dots as there are.
+// An untrusted domain may be a megabyte of dots. So the loops go over the sizes, or the dots, that
+// stored values can have.
 void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
     if (m_sizes.size() <= m_most_dots) {
         for (const std::size_t size : m_sizes) {

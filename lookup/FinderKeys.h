@@ -9,39 +9,40 @@
 
 namespace kwlookup {
 
-/// Takes the keys of a KeyedFinder, on behalf of a list that looks for them in its index.
+/// Collects the keys of a KeyedFinder, for a list that looks them up in its index.
 ///
-/// Keys that no stored value can equal, by their size, are dropped. A finder that can make many
-/// keys of one text, such as one for each label of a domain, uses AddEndings(), or makes none that
-/// is longer than GetLongest(), so that the list bounds the cost, not the text.
+/// Keys whose size no stored value has are dropped. A finder that could make many keys of one text,
+/// such as one for each label of a domain, calls AddEndings(), or makes no key longer than
+/// GetLongest(). The cost of a search then depends on the list, not on the text.
 class KW_EXPORT FinderKeys {
 public:
     FinderKeys(const FinderKeys&) = delete;
     FinderKeys& operator=(const FinderKeys&) = delete;
 
-    /// Adds one key. `key` must stay valid as long as the finder. Throws std::bad_alloc only.
+    /// Adds one key. `key` must be valid as long as the finder. Throws std::bad_alloc only.
     void Add(std::string_view key) {
         if (key.size() <= GetLongest())
             Take(key);
     }
 
-    /// Adds the endings of `domain` that follow a dot, or `with_dot` those that begin with one and
-    /// have more than it. The whole of `domain` is no such ending. Throws std::bad_alloc only.
-    /// Cost: by the number of different sizes that stored values have, or of the dots in the one
-    /// that has most, whichever is less; not by the text.
+    /// Adds each ending of `domain` that follows a dot. With `with_dot`, adds each ending
+    /// that begins with a dot, and is longer than that, instead. `domain` itself is not added.
+    /// Throws std::bad_alloc only. The cost does not depend on the text. It is proportional to the
+    /// number of different sizes of stored values, or to the most dots in a stored value, whichever
+    /// is less.
     void AddEndings(std::string_view domain, bool with_dot);
 
-    /// Adds a value as it may be stored, white space and all: what equals it as a whole has a key,
-    /// whatever GetKeyPart() says. `value` must stay valid as long as the finder. Throws
+    /// Adds a whole stored value, which may hold white space: stored values that equal it as a
+    /// whole have a key, also under FirstWord. `value` must be valid as long as the finder. Throws
     /// std::bad_alloc only.
     void AddWholeValue(std::string_view value) { TakeWholeValue(value); }
 
-    /// The size of the longest key that a stored value can equal.
+    /// Returns the size of the longest key that a stored value can equal.
     std::size_t GetLongest() const { return m_sizes.empty() ? 0 : m_sizes.back(); }
 
 protected:
-    /// `sizes`, from the least to the greatest, are those of the keys that stored values can equal,
-    /// and none of these has more dots than `most_dots`.
+    /// `sizes` are the sizes, in ascending order, of the keys that stored values can equal.
+    /// `most_dots` is the greatest number of dots in one of them.
     FinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots)
         : m_sizes(sizes), m_most_dots(most_dots) {}
     ~FinderKeys() = default;

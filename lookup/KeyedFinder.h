@@ -6,42 +6,53 @@
 
 namespace kwlookup {
 
-/// A finder that can name the keys that it looks for, so that a long list need not be walked.
+/// A finder that names the keys that it looks for, so that a long list need not be walked.
 ///
-/// A list may look for the keys in an index and call Match() only for the stored values that have
-/// one of them, in the order of the list; one that does not know this class calls Match() for every
-/// value, with the same answer. So for a value without any of the keys Match() must be false and
-/// change nothing. It may be false for a value that has one; each such call costs time.
+///     class WordFinder : public kwlookup::KeyedFinder {
+///         ...
+///         KeyPart GetKeyPart() const override { return FirstWord; }
+///         bool GetKeys(kwlookup::FinderKeys& keys) const override {
+///             keys.Add(m_word);
+///             return true;
+///         }
+///     };
 ///
-/// A finder may make a result of its own. Then it overrides GetRes(), calls NoteRes() when Match()
-/// has made the result, and is done with it: until ClearRes(), Match() is false for every value and
-/// changes nothing.
+/// A list may look up the keys in an index. It then calls Match() only for the stored values that
+/// have one of the keys, in the order of the list. Other lists call Match() for every value, and
+/// the answer must be the same. So for a value without any of the keys, Match() must return false
+/// and change nothing. For a value with a key it may return false too, but each such call costs
+/// time.
 ///
-/// A list knows such a finder by its slot for ClearRes(), which no class but this one fills. It
-/// asks nothing for the finder's type information, so a program may be built without any. Where the
-/// slot cannot be told, because a program was linked in an unusual way, the list is walked.
+/// A finder may make a result of its own. It then overrides GetRes(), and calls NoteRes() when
+/// Match() has made the result. From then on until ClearRes(), Match() must return false for every
+/// value and change nothing.
+///
+/// A list recognises such a finder by its virtual slot for ClearRes(), which only this class fills.
+/// It does not use run-time type information, so a program may be built without it. If the slot
+/// cannot be recognised, because the program was linked in an unusual way, the list is walked.
 class KW_EXPORT KeyedFinder : public KwLookupFinder {
 public:
-    /// What of a stored value a key must equal without regard to case, by the upper-case forms of
-    /// the global locale. For a part that a list does not know it is walked.
+    /// The part of a stored value that a key must equal. Letter case is ignored, by the upper-case
+    /// forms of the global locale. A list that does not know the part is walked.
     enum KeyPart : int {
         WholeValue,
-        FirstWord ///< up to the first white space after any at the beginning; may be empty
+        FirstWord ///< leading white space skipped, up to the next white space; may be empty
     };
 
     void ClearRes() const final;
 
-    /// The part that its keys are compared with.
+    /// Returns the part that its keys are compared with.
     virtual KeyPart GetKeyPart() const = 0;
 
-    /// Adds all keys to `keys`, in any order. False when they cannot be named: the list is walked.
+    /// Adds all keys to `keys`, in any order. Returns false when it cannot name them; the list is
+    /// then walked.
     virtual bool GetKeys(FinderKeys& keys) const = 0;
 
-    /// True from NoteRes() to ClearRes().
+    /// Returns true from NoteRes() to ClearRes().
     bool HasRes() const { return m_has_res; }
 
 protected:
-    /// Notes that Match() has made the result.
+    /// Records that Match() has made the result.
     void NoteRes() const { m_has_res = true; }
 
 private:

@@ -8,29 +8,33 @@
 #include <string>
 #include <vector>
 
-/// The registry of type names: which built-in creator serves a type, and which types are known at
-/// all. A known type without a creator is served by a plug-in library.
+/// The registry of type names. A built-in type has a creator. A type without one is served by a
+/// plug-in library.
 ///
-/// One registry a process, made on first use and never freed. Names are compared byte by byte.
-/// Threads: types are registered during static initialisation; afterwards the registry is only
-/// read.
+///     KwFactory<KwIfLookup>::Instance().Register("path", nullptr); // libkw_lookup_path.so
+///
+/// There is one registry in a process, made on first use and never freed. Names are compared byte
+/// by byte.
+/// Threads: register types before any other thread uses the registry; afterwards it is only read.
 template <typename T>
 class KW_EXPORT KwFactory {
 public:
-    /// Makes a new object, which the caller owns, or null. Gets the init data of the item.
+    /// Makes an object from the init data of an item. The caller owns it. May return null.
     using Creator = T* (*)(const std::string& init_data);
 
-    /// The registry of the process. It is never freed.
+    /// Returns the registry of the process.
     static KwFactory& Instance();
 
-    /// Adds a type, `creator` null for one that plug-ins serve. The first registration of a name
-    /// stays. Always true, to initialise a static bool.
+    /// Adds a type. `creator` is null for a type that a plug-in serves. A name that is registered
+    /// already keeps its creator. Always returns true, so that a static bool can be initialised
+    /// with it.
     bool Register(const std::string& name, Creator creator);
 
-    /// The creator registered under `name` (which may be null), or null for an unknown name.
+    /// Returns a pointer to the creator registered under `name`, which may itself be null. Returns
+    /// null for an unknown name.
     const Creator* Lookup(const std::string& name) const;
 
-    /// The registered names in byte order.
+    /// Returns the registered names in byte order.
     std::vector<std::string> GetNames() const;
 
 private:

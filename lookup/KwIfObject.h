@@ -7,24 +7,24 @@
 
 class LogClass;
 
-/// Any object that an object list can name. It exists once in every object, as a virtual base.
+/// Any object that an object list can name. It is a virtual base, so every object has exactly one.
 ///
-/// Life: a creator makes it, then InitLog(), then Init(); its owner destroys it through the virtual
-/// destructor. Slot order is part of the binary interface.
+/// A creator makes the object; then InitLog() and Init() are called. The owner destroys it through
+/// the virtual destructor. Slot order is part of the binary interface.
 class KW_EXPORT KwIfObject {
 public:
     virtual ~KwIfObject() = default;
 
-    /// Gives the object the text that configures it: a literal string, a file name, the init data
-    /// of a plug-in. Throws a standard exception on failure. Called before the object is shared.
+    /// Configures the object with a text: a literal value, a file name or the init data of a
+    /// plug-in. Throws a standard exception on failure. Called before other threads use the object.
     virtual void Init(const std::string& init_data) = 0;
 
-    /// A short text that names the object in log messages; empty when it has nothing to add.
+    /// Returns a short name of the object for log messages. May be empty.
     virtual std::string GetDescription() const = 0;
 
-    /// Hands over the logger to write to, which must outlive the object. May be ignored.
+    /// Sets the logger to write to, which must outlive the object. The object may ignore it.
     virtual void InitLog(const LogClass& log) = 0;
 
-    /// The object's logger, or null when it has none.
+    /// Returns the object's logger, or null.
     virtual const LogClass* GetLogPtr() const = 0;
 };

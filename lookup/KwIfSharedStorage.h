@@ -7,6 +7,6 @@
 /// A storage from a plug-in library. Slot order is part of the binary interface.
 class KW_EXPORT KwIfSharedStorage : public virtual KwIfSharedObject, public virtual KwIfStorage {
 public:
-    /// Tells the object that it is used as a storage.
+    /// Marks the object as used for storing.
     virtual void SetStorage() = 0;
 };

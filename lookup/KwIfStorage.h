@@ -5,10 +5,10 @@
 
 class KwStorageValuesMap;
 
-/// Anything that stores records. Storages come from plug-ins; the library neither calls nor
-/// implements the operation. Slot order is part of the binary interface.
+/// An object that stores records. Plug-ins implement it and hosts call it; the library does
+/// neither. Slot order is part of the binary interface.
 class KW_EXPORT KwIfStorage : public virtual KwIfObject {
 public:
-    /// Stores one record. Throws a standard exception when it could not be stored.
+    /// Stores one record. Throws a standard exception when that fails.
     virtual void Store(const KwStorageValuesMap& values) = 0;
 };

@@ -27,8 +27,8 @@ const bool g_firebird = Factory::Instance().Register("firebird", nullptr);
 const bool g_oracle = Factory::Instance().Register("oracle", nullptr);
 const bool g_sqlite = Factory::Instance().Register("sqlite", nullptr);
 
-/// Null for any other class, one derived from it too. Items of plug-ins need not have type
-/// information.
+/// Returns null for any other class, including derived ones. Does not use type information, which
+/// items of plug-ins may lack.
 const KwFileLookup* AsFileLookup(const KwIfLookup& lookup) {
     static const void* const table = VirtualTableOf<KwIfLookup>(KwFileLookup());
     return VirtualTableOf(lookup) == table ? static_cast<const KwFileLookup*>(&lookup) : nullptr;
@@ -82,7 +82,7 @@ const std::string& KwLookupHolder::GetNameForLog() const {
 
 KwIfSharedObject* KwLookupHolder::CreateObject(void* creator, const LogClass& log,
                                                void*& lookup) const {
-    // A library can have the symbol and no function behind it.
+    // The symbol may exist with a null address.
     KwIfSharedLookup* made = creator ? reinterpret_cast<PluginCreator>(creator)(log) : nullptr;
     lookup = static_cast<KwIfLookup*>(made);
     return made;
@@ -132,6 +132,6 @@ void KwLookupHolder::Fetch(const KwLookupFinder* const* finders, std::size_t cou
         for (const KwIfLookup& lookup : m_objects)
             if (const KwFileLookup* file = AsFileLookup(lookup))
                 file->Fetch(finders, count, flags);
-    } catch (...) { // no lock for the file lookup to compare with: a hint less
+    } catch (...) { // AsFileLookup() could not make its sample object; Fetch() is only a hint
     }
 }

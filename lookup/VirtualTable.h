@@ -7,10 +7,11 @@
 namespace kwlookup {
 
 // The binary interface between library, hosts and plug-ins is the order of slots in virtual tables.
-// These functions read a table and nothing else of an object, so that the library can tell objects
-// of its own from those of others, which may have no type information.
+// These functions read only the table of an object, so that the library recognises its own classes
+// without type information, which hosts and plug-ins may lack.
 
-/// The virtual table of `object`, which begins with its address. It names the most derived class.
+/// Returns the virtual table of `object`, which identifies the most derived class. Its address is
+/// the first member of an object.
 template <typename Object>
 const void* VirtualTableOf(const Object& object) {
     const void* table;
@@ -18,7 +19,7 @@ const void* VirtualTableOf(const Object& object) {
     return table;
 }
 
-/// What stands in slot `number`, counted from 0, of the virtual table of `object`.
+/// Returns slot `number`, counted from 0, of the virtual table of `object`.
 template <typename Object>
 const void* SlotOf(const Object& object, std::size_t number) {
     const void* slot;

@@ -6,13 +6,13 @@
 
 namespace kwlookup {
 
-// The keys of the domains lookup's finder, whose class nobody else can name. They are compared with
-// whole values.
+// The keys of KwDomainsLookup's finder, whose class is private to its source file. They are
+// compared with whole values.
 
-/// True for a finder of that class.
+/// Returns true for a finder of that class.
 bool IsDomainFinder(const KwLookupFinder& finder);
 
-/// The keys of such a finder.
+/// Adds the keys of such a finder.
 void AddDomainKeys(const KwLookupFinder& finder, FinderKeys& keys);
 
 } // namespace kwlookup

@@ -11,10 +11,10 @@
 
 namespace kwlookup {
 
-// The hash of texts under a fold. A search is inlined into one function: the fewer its
-// instructions, the more searches the processor has waiting for memory at once.
+// The hash of texts under a fold. All of it is inlined: the fewer instructions a search has, the
+// more searches the processor overlaps while they wait for memory.
 
-/// Two numbers that nobody outside can know, so that nobody can choose texts whose hashes collide.
+/// Two secret random numbers, so that a stranger cannot choose texts whose hashes collide.
 struct HashSeed {
     std::uint64_t first;
     std::uint64_t second;
@@ -32,8 +32,8 @@ inline std::uint64_t Mix(std::uint64_t a, std::uint64_t b) {
     return product.low ^ product.high;
 }
 
-/// What of a text has been hashed, from its end on. The hash of a longer text with the same end
-/// goes on from there, so that all endings of one text cost one pass over it.
+/// The part of a text that has been hashed already, from its end. The hash of a longer ending of
+/// the same text continues from there, so that hashing all endings costs one pass.
 struct HashedEnding {
     const char* end = nullptr;
     std::size_t size = 0;
@@ -70,7 +70,7 @@ template <typename Fold>
     return Hash(fold, text, seed, done);
 }
 
-/// A place among `count`, by the upper bits of a hash.
+/// Returns a position below `count`, from the upper bits of a hash.
 [[gnu::always_inline]] inline std::size_t PlaceOf(std::uint64_t hash, std::size_t count) {
     return static_cast<std::size_t>(Multiply(hash, count).high);
 }

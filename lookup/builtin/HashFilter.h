@@ -9,17 +9,17 @@
 
 namespace kwlookup {
 
-/// Tells of most hashes that are not in an index that they are not, at the cost of one word of a
-/// table that is small enough to stay in the processor's cache.
+/// Rules out most hashes that are not in an index. A test reads one word of a table that is small
+/// enough to stay in the processor's cache.
 class HashFilter {
 public:
-    /// For `count` hashes: a byte each, which lets about 1 of 40 others pass. Throws
-    /// std::bad_alloc.
+    /// Makes a filter for `count` hashes, of one byte each. About 1 in 40 other hashes passes it.
+    /// Throws std::bad_alloc.
     explicit HashFilter(std::size_t count) : m_words(count / 8 + 1) {}
 
     void Add(std::uint64_t hash) { m_words[PlaceOf(hash, m_words.size())] |= Bits(hash); }
 
-    /// Brings what MayHold() needs.
+    /// Loads what MayHold() needs into the cache.
     void Fetch(std::uint64_t hash) const { Prefetch(&m_words[PlaceOf(hash, m_words.size())]); }
 
     [[gnu::always_inline]] bool MayHold(std::uint64_t hash) const {
@@ -28,7 +28,7 @@ public:
     }
 
 private:
-    /// Up to four bits of a word, by the lower bits of a hash: 6 bits name one of 64.
+    /// Returns up to four bits of a word. Each is chosen by 6 of the lower bits of a hash.
     [[gnu::always_inline]] static std::uint64_t Bits(std::uint64_t hash) {
         const auto bit = [hash](int shift) { return std::uint64_t(1) << (hash >> shift & 63); };
         return bit(0) | bit(6) | bit(12) | bit(18);

@@ -18,16 +18,17 @@ template <typename Use>
 struct KeyIndex::Key {
     std::string_view text;
     std::uint64_t hash;
-    std::string_view whole_value; ///< whose first word is `text`; without it the data() is null
+    std::string_view whole_value; ///< `text` is its first word; its data() is null without one
 };
 
-/// Takes the keys of one search, or of several to come.
+/// Collects the keys of one search, or of several searches to fetch for.
 class KeyIndex::Keys final : public FinderKeys {
 public:
     explicit Keys(const KeyIndex& index)
         : FinderKeys(index.m_shapes.GetSizes(), index.m_shapes.GetMostDots()), m_index(index) {}
 
-    /// Drops most of the keys that are not there, and brings the slots of the others.
+    /// Drops most of the keys that are not in the index, and loads the slots of the others into the
+    /// cache.
     void Sift() {
         const auto end = std::remove_if(m_keys.begin(), m_keys.end(), [this](const Key& key) {
             if (!m_index.m_filter.MayHold(key.hash))
@@ -61,11 +62,11 @@ private:
     }
 
     const KeyIndex& m_index;
-    HashedEnding m_hashed; ///< of the last key: the next one is often longer at the beginning
-    boost::container::small_vector<Key, 64> m_keys; ///< an address has rarely more than ten
+    HashedEnding m_hashed; ///< of the last key, which is often the end of the next one
+    boost::container::small_vector<Key, 64> m_keys; ///< an address rarely has more than ten
 };
 
-/// The strings with one of the keys of a search.
+/// The strings that have one of the keys of a search, in order.
 class KeyIndex::Candidates {
 public:
     Candidates(const KeyIndex& index, const Keys& keys) {
@@ -74,7 +75,7 @@ public:
                 Add(index, key.text, key.hash);
     }
 
-    /// The string next in order, or null.
+    /// Returns the next string, or null.
     const std::string* Next() {
         while (!m_heap.empty()) {
             std::pop_heap(m_heap.begin(), m_heap.end(), ComesLater);
@@ -101,7 +102,7 @@ private:
         std::uint32_t rank;
         const KeyIndex* index;
         TextSlot text;
-        std::string_view key; ///< what may stand at `text`; the data() is null where it is known to
+        std::string_view key; ///< to be compared with `text`; its data() is null after that
     };
 
     static bool ComesLater(const Candidate& left, const Candidate& right) {
@@ -113,15 +114,15 @@ private:
         std::push_heap(m_heap.begin(), m_heap.end(), ComesLater);
     }
 
-    /// Texts are compared late: the first string that matches ends the search.
+    /// Does not compare the texts yet, because the first string that matches ends the search.
     void Add(const KeyIndex& index, std::string_view key, std::uint64_t hash) {
         index.ForEachLike(key, hash, [&](const Slot& slot) {
-            Prefetch(&index.TextAt(slot.GetRank())); // Match() will be asked for it
+            Prefetch(&index.TextAt(slot.GetRank())); // for Match()
             Push({slot.GetRank(), &index, slot.GetText(), key});
         });
     }
 
-    /// False where the strings with the first word are few enough to be asked one by one.
+    /// Returns false when few strings have the first word, so that Match() can be called for all.
     bool AddWholeValue(const KeyIndex& index, const Key& key) {
         const std::size_t place =
             index.WithFold([&](const auto& fold) { return index.Probe(fold, key.text, key.hash); });
@@ -140,7 +141,7 @@ private:
         return true;
     }
 
-    boost::container::small_vector<Candidate, 16> m_heap; ///< the first in order on top
+    boost::container::small_vector<Candidate, 16> m_heap; ///< the next in order is on top
     std::uint32_t m_last = 0;
 };
 
@@ -151,7 +152,7 @@ KeyIndex::KeyIndex(const std::vector<std::string>& strings, const SortedOrder* o
       m_seed(HashSeed::Random()), m_filter(m_usable ? strings.size() : 0) {
     if (!m_usable)
         return;
-    // 18 bytes a string: full enough to be small, empty enough to end a search in one line.
+    // 18 bytes a string: small, and empty enough that most searches end within one cache line.
     const std::size_t slots = strings.size() * 3 / 2 + 1;
     m_slots.reserve(slots);
     AdviseHugePages(m_slots.data(), slots * sizeof(Slot));
@@ -172,8 +173,7 @@ std::string_view KeyIndex::PartOf(std::string_view text) const {
 
 template <typename Fold>
 void KeyIndex::InsertAll(const Fold& fold) {
-    // While one slot is filled, the next ones are on their way: about as many as a processor
-    // fetches at once.
+    // Slots are fetched this far ahead, which is about as many as a processor fetches at once.
     constexpr std::uint32_t AHEAD = 16;
     struct Part {
         std::string_view text;
@@ -190,7 +190,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
         m_filter.Fetch(hash);
         Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
     };
-    // From the last to the first, so that the first of those with one part ends up in the slot.
+    // From the last to the first, so that the slot ends up with the first string of its part.
     const auto count = static_cast<std::uint32_t>(m_strings.size());
     for (std::uint32_t i = 0; i < std::min(AHEAD, count); ++i)
         fetch(count - i);
@@ -213,7 +213,7 @@ void KeyIndex::InsertAll(const Fold& fold) {
     }
 }
 
-/// True when `key`, which has no white space where that ends a part, is the part at `slot`.
+/// Returns true when `key` is the part at `slot`. Under FirstWord, `key` has no white space.
 template <typename Fold>
 [[gnu::always_inline]] inline bool KeyIndex::IsPartAt(const Fold& fold, TextSlot slot,
                                                       std::string_view key) const {
@@ -224,14 +224,14 @@ template <typename Fold>
         const auto* begin =
             std::find_if(text.begin(), text.end(), [this](char c) { return !m_bytes.IsSpace(c); });
         text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
-        // Where it ends, without a look at all of it.
+        // Find the end of the word without scanning the whole text.
         if (text.size() > key.size() && m_bytes.IsSpace(text[key.size()]))
             text.remove_suffix(text.size() - key.size());
     }
     return Equal(fold, key, text);
 }
 
-/// The place of `key`, or the free place that it would take.
+/// Returns the position of `key`, or the free position for it.
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t KeyIndex::Probe(const Fold& fold, std::string_view key,
                                                           std::uint64_t hash) const {
@@ -246,7 +246,7 @@ template <typename Fold>
     return place;
 }
 
-/// Calls `use` for each slot that `key` may stand in, by its size and a bit of its hash.
+/// Calls `use` for each slot that may hold `key`, judging by its size and some bits of its hash.
 template <typename Use>
 [[gnu::always_inline]] inline void KeyIndex::ForEachLike(std::string_view key, std::uint64_t hash,
                                                          const Use& use) const {
@@ -260,9 +260,9 @@ template <typename Use>
     }
 }
 
-/// True when more strings than a few have the part of the one at `rank`, which may be 0 for none.
+/// Returns true when many strings have the same part as the one at `rank`. 0 stands for no string.
 bool KeyIndex::AreMany(std::uint32_t rank) const {
-    constexpr int FEW = 16; // asking them takes about as long as ten searches
+    constexpr int FEW = 16; // Match() for so many takes about as long as ten searches
     if (m_next.empty())
         return false;
     for (int count = 0; rank != 0; rank = m_next[rank - 1])
@@ -271,7 +271,7 @@ bool KeyIndex::AreMany(std::uint32_t rank) const {
     return false;
 }
 
-/// The index of whole values, or null where it cannot be made.
+/// Returns the index of whole values, or null when it cannot be made.
 const KeyIndex* KeyIndex::GetWholeValues() const {
     try {
         const KeyIndex& index = m_whole_values.GetOrMake([this] {

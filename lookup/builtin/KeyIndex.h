@@ -18,20 +18,22 @@
 
 namespace kwlookup {
 
-/// A hash index of the parts of strings that keys of finders are compared with, by upper-case
-/// forms.
+/// A hash index of the parts of strings that keys of finders are compared with. Letter case is
+/// ignored, by upper-case forms.
 ///
 /// The strings belong to the caller and must neither change nor move.
-/// Memory: 19 bytes a string, and 4 more where a part stands in several strings. As much again for
-/// the whole strings, once a finder looks for one whose first word stands in many.
+/// Memory: 19 bytes a string, and 4 more when a part occurs in several strings. The same again for
+/// an index of whole strings, which is made when a finder looks for a text whose first word occurs
+/// in many strings.
 class KeyIndex {
 public:
-    /// Of `strings` as they are listed, or in `order`. Keeps the tables of `bytes`.
-    /// Throws std::bad_alloc, or another std::exception when the system has no random numbers.
+    /// Indexes `strings` in their own order, or in `order` unless that is null. Copies the tables
+    /// of `bytes`. Throws std::bad_alloc, and another std::exception when the system has no random
+    /// numbers.
     KeyIndex(const std::vector<std::string>& strings, const SortedOrder* order,
              KeyedFinder::KeyPart part, const LocaleBytes& bytes);
 
-    /// False when the index cannot answer under `bytes`, the tables of the global locale.
+    /// Returns false when the index cannot be used with `bytes`, the tables of the global locale.
     bool AnswersUnder(const LocaleBytes& bytes) const {
         return m_usable && bytes.SameTables(m_bytes);
     }
@@ -39,15 +41,16 @@ public:
     enum class Answer {
         Match,
         NoMatch,
-        Unknown ///< the finder did not name its keys; it was asked for no value
+        Unknown ///< the finder did not name its keys; Match() was not called
     };
 
-    /// Asks the finder for each string that has one of its keys, in order, until one matches: that
-    /// one is `found`. Throws what Match() throws, and std::bad_alloc before the first Match().
+    /// Calls Match() for each string that has one of the finder's keys, in order, until one
+    /// matches, and sets `found` to that one. Throws what Match() throws, and std::bad_alloc before
+    /// the first Match().
     Answer Find(const KwLookupFinder& finder, const KeySource& source,
                 const std::string*& found) const;
 
-    /// Brings into the cache what Find() needs for each finder that is not null.
+    /// Loads into the cache what Find() needs for each finder that is not null.
     void Fetch(const KwLookupFinder* const* finders, std::size_t count) const;
 
 private:
@@ -55,8 +58,8 @@ private:
     class Keys;
     class Candidates;
 
-    /// A TextSlot, and the rank of the first string with the part, counted from 1; 12 bytes, so
-    /// that one wait for memory brings both.
+    /// A TextSlot, and the rank, counted from 1, of the first string with the part. It has 12
+    /// bytes, so that one memory access gets both.
     class Slot {
     public:
         Slot() = default;
@@ -102,8 +105,8 @@ private:
     std::size_t m_longest_string = 0;
     HashFilter m_filter;
     std::vector<Slot> m_slots;
-    std::vector<std::uint32_t> m_next; ///< of each, the rank of the next with the same part, or 0
-    MadeOnce<KeyIndex> m_whole_values; ///< for texts whose first word many strings begin with
+    std::vector<std::uint32_t> m_next; ///< the rank of the next string with the same part, or 0
+    MadeOnce<KeyIndex> m_whole_values; ///< for texts whose first word occurs in many strings
 };
 
 } // namespace kwlookup

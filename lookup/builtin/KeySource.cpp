@@ -12,7 +12,7 @@ namespace kwlookup {
 
 namespace {
 
-constexpr std::size_t CLEAR_RES = 5; // two destructors, Match, GetRequest and GetRes before it
+constexpr std::size_t CLEAR_RES = 5; // after two destructors, Match, GetRequest and GetRes
 
 class KeylessFinder : public KeyedFinder {
 public:
@@ -22,7 +22,7 @@ public:
     bool GetKeys(FinderKeys&) const override { return true; }
 };
 
-/// Takes no key.
+/// Drops all keys.
 class NoKeys final : public FinderKeys {
 public:
     NoKeys() : FinderKeys(m_no_sizes, 0) {}

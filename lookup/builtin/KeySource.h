@@ -5,15 +5,15 @@
 
 namespace kwlookup {
 
-/// What a finder that may be anybody's can say of its keys.
+/// The keys of any finder, if its class can name them.
 ///
-/// A keyed finder is known by its slot for ClearRes(), and the finder of the domains lookup by its
-/// virtual table. Nothing else is read of any finder, and nothing is called.
+/// A KeyedFinder is recognised by its slot for ClearRes(), and the finder of KwDomainsLookup by its
+/// virtual table. Of other finders nothing else is read, and nothing is called.
 class KeySource {
 public:
     explicit KeySource(const KwLookupFinder& finder);
 
-    /// False for a finder that names no keys: the rest must not be asked then.
+    /// False for a finder that cannot name keys. The other operations must not be called then.
     explicit operator bool() const { return m_keyed || m_domain; }
 
     KeyedFinder::KeyPart GetKeyPart() const {
@@ -21,10 +21,10 @@ public:
     }
     bool GetKeys(FinderKeys& keys) const;
 
-    /// False for a finder that cannot name its keys this time.
+    /// Returns false when the finder does not name its keys for this text.
     bool NamesKeys() const;
 
-    /// True when no value will match any more.
+    /// Returns true when no further value can match.
     bool IsDone() const { return m_keyed && m_keyed->HasRes(); }
 
 private:

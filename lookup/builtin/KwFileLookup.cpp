@@ -21,10 +21,10 @@ namespace {
 
 using namespace kwlookup;
 
-/// About how many records the file holds, judged from samples, so that the list need not grow while
-/// it is filled. Does not move the file's position, which not every file can take back.
+/// Estimates the number of records from samples, so that the list need not grow while it is filled.
+/// Does not move the file's position.
 std::size_t EstimateRecords(int fd, off_t size, const LocaleBytes& bytes) {
-    // 128 KiB in all, as much as the reader reads at once, from all over the file.
+    // 128 KiB from all over the file, as much as the reader reads at once.
     constexpr off_t SAMPLES = 16;
     std::vector<char> sample(8 * 1024);
     std::size_t sampled = 0, records = 0;
@@ -41,12 +41,12 @@ std::size_t EstimateRecords(int fd, off_t size, const LocaleBytes& bytes) {
             records += begin != stop;
         }
     }
-    constexpr double MARGIN = 1.03; // to grow a list costs a copy; 3 % of room costs little
+    constexpr double MARGIN = 1.03; // 3 % of spare room is cheaper than a copy when the list grows
     const double records_a_byte = static_cast<double>(records) / static_cast<double>(sampled);
     return static_cast<std::size_t>(records_a_byte * static_cast<double>(size) * MARGIN) + 1;
 }
 
-/// What a file holds, and the error number of the read that failed, or 0.
+/// The records of a file, and the error number of the read that failed, or 0.
 struct FileContents {
     std::vector<std::string> records;
     int error = 0;
@@ -72,7 +72,7 @@ FileContents ReadRecords(const std::string& file_name) {
     return contents;
 }
 
-/// As ReadRecords(); a file that does not fit into memory is told by its name.
+/// Calls ReadRecords(). When a file does not fit into memory, the exception names it.
 FileContents ReadWholeFile(const std::string& file_name) {
     try {
         return ReadRecords(file_name);
@@ -90,7 +90,7 @@ KwIfLookup* KwFileLookup::Create(const std::string&) {
 void KwFileLookup::Init(const std::string& file_name) {
     FileContents contents = ReadWholeFile(file_name);
 
-    // Before anything changes: without memory for a text the old records stay.
+    // Make the texts first: when memory runs out, the old records stay.
     const std::string count = std::to_string(contents.records.size());
     const LogClass* log = GetLogPtr();
     std::string name = file_name, warning, message;

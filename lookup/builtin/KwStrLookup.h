@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// One literal string: what an item of an object list without a type becomes.
+/// A lookup of one literal string: an item of an object list without a type.
 ///
 /// Threads: searches may run at once; there is no mutable state.
 class KW_EXPORT KwStrLookup : public KwIfLookup {
@@ -15,16 +15,17 @@ public:
 
     /// Replaces the stored string by `text`.
     void Init(const std::string& text) override;
-    /// Always empty.
+    /// Returns an empty text.
     std::string GetDescription() const override;
-    /// Does nothing: a string lookup does not log.
+    /// Does nothing, since a string lookup does not log.
     void InitLog(const LogClass& log) override;
-    /// Always null.
+    /// Returns null.
     const LogClass* GetLogPtr() const override;
 
-    /// Without FIND_EXACT asks the finder's Match. When that is false, the finder's own result goes
-    /// to `*res` (which must not be null), and the search matched exactly when it is not empty.
-    /// With FIND_EXACT compares bytes, or upper-case forms under the global locale (FIND_NOCASE).
+    /// Without FIND_EXACT, calls the finder's Match(). When that returns false, sets `*res`, which
+    /// must not be null, to the finder's own result; the search matched if that is not empty.
+    /// With FIND_EXACT, compares bytes or, with FIND_NOCASE, upper-case forms under the global
+    /// locale.
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override;
 

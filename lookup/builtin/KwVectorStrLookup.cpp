@@ -18,22 +18,22 @@ namespace {
 
 using namespace kwlookup;
 
-/// From this many strings on, an index answers sooner than a walk.
+/// From this many strings on, an index is faster than a walk.
 constexpr std::size_t LONG_LIST = 64;
 
 } // namespace
 
-/// The indexes of keys that the searches of one list need: for each part of a value, in the order
-/// of the list and in that of its sort. Each is made by the first search that needs it.
+/// The key indexes of one list: one for each part of a value in list order, and one in sorted
+/// order. The first search that needs an index makes it.
 class kwlookup::KeyIndexes {
 public:
-    /// Null before it is made.
+    /// Returns null before the index is made.
     const KeyIndex* Get(KeyedFinder::KeyPart part, bool sorted) const {
         return m_indexes[part][sorted].Get();
     }
 
-    /// The index of `strings` in `order`, or as they are listed where that is null. What
-    /// KeyIndex throws leaves it unmade.
+    /// Returns the index of `strings` in `order` or, when that is null, in their own order. Throws
+    /// what the constructor of KeyIndex throws.
     const KeyIndex& GetOrMake(const std::vector<std::string>& strings, const SortedOrder* order,
                               KeyedFinder::KeyPart part, const LocaleBytes& bytes) const {
         return m_indexes[part][order != nullptr].GetOrMake(
@@ -76,7 +76,7 @@ void KwVectorStrLookup::Replace(std::vector<std::string>&& strings) {
 }
 
 void KwVectorStrLookup::DropOrder() {
-    m_key_indexes->Reset(); // they may use the order
+    m_key_indexes->Reset(); // they may refer to the order
     m_sorted.store(false, std::memory_order_relaxed);
     m_order.reset();
 }
@@ -126,7 +126,7 @@ bool KwVectorStrLookup::Walk(const KwLookupFinder& finder, std::string* res,
     return !res->empty();
 }
 
-/// The first string that the finder's Match accepts, or null.
+/// Returns the first string that the finder's Match() accepts, or null.
 const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) const {
     if (m_strings.size() >= LONG_LIST) {
         if (const KeySource source(finder); source) {
@@ -155,13 +155,13 @@ const std::string* KwVectorStrLookup::FindFirst(const KwLookupFinder& finder) co
     return nullptr;
 }
 
-/// Null where a walk is to answer.
+/// Returns null when the list must be walked.
 const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
         return nullptr;
     const KeyedFinder::KeyPart part = source.GetKeyPart();
     if (part != KeyedFinder::WholeValue && part != KeyedFinder::FirstWord)
-        return nullptr; // of a later version of this library
+        return nullptr; // from a later version of this library
     const LocaleBytes& bytes = LocaleBytes::Current();
     const SortedStrings* const sorted = GetSorted();
     const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr);
@@ -171,7 +171,7 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
         try {
             index = &m_key_indexes->GetOrMake(m_strings, sorted ? &sorted->GetOrder() : nullptr,
                                               part, bytes);
-        } catch (const std::exception&) { // the walk does without
+        } catch (const std::exception&) { // a walk needs no index
             return nullptr;
         }
     }
@@ -180,7 +180,7 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
 
 void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t count,
                               int flags) const noexcept {
-    constexpr std::size_t AT_ONCE = 32; // the most that is worth its cost, see the header
+    constexpr std::size_t AT_ONCE = 32; // more would not pay, see the header
     try {
         const SortedStrings* const sorted = GetSorted();
         for (; count != 0; finders += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {
@@ -198,6 +198,6 @@ void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t 
                 sorted->Fetch(texts.data(), asked, flags & FIND_NOCASE);
             }
         }
-    } catch (...) { // a hint that cannot be given is none
+    } catch (...) { // only a hint
     }
 }

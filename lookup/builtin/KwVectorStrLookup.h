@@ -19,35 +19,39 @@ class KeySource;
 class SortedStrings;
 } // namespace kwlookup
 
-/// A list of strings; the base of lookups that hold one.
+/// A list of strings, and the base of lookups that have one.
 ///
-/// A search without FIND_EXACT walks the list in its order. The first exact search sorts the list,
-/// once, in the order of its own flags: by bytes, or with FIND_NOCASE by upper-case forms under the
-/// global locale. That order stays until the next Push(). Every exact search answers as a binary
-/// search in the order of its own flags answers, even where the list was sorted in the other one,
-/// so a list is meant for one kind of search.
+/// A search without FIND_EXACT walks the list in its order. The first search with FIND_EXACT sorts
+/// the list: by bytes or, with FIND_NOCASE, by upper-case forms under the global locale. That order
+/// stays until the next Push(). An exact search gives the answer of a binary search in the order of
+/// its own flags. On a list that is sorted in the other order such a search can miss strings, so
+/// use one kind of exact search for each list.
 ///
-/// For a finder that names its keys (KeyedFinder, AddressFinder among them), a search of 64
-/// strings and more without FIND_EXACT asks an index and calls Match() only for the strings that
-/// have one of the keys, in the order of the walk: the same answer. The first such search makes the
-/// index. It is a walk after all where the index cannot be made, or where the global locale has
-/// changed since.
+/// For a finder that names its keys, such as AddressFinder (see KeyedFinder), a search without
+/// FIND_EXACT in a list of at least 64 strings uses an index. It calls Match() only for the strings
+/// that have one of the keys, in the order of the walk, and so gives the same answer. The first
+/// such search makes the index. When the index cannot be made, or the global locale has changed
+/// since, the list is walked.
 ///
-/// Cost at 1,000,000 strings: a walk is linear, 15 to 30 ms; an exact search in the order of the
-/// sort and a search by keys are a few hash look-ups, 0.1 to 0.4 us. A search by keys also calls
-/// Match() for each string that has one, until one matches; for an AddressFinder that is the first
-/// one, or one of a few. A text of 64 KiB costs it less than 50 us, even where the list has a
-/// thousand different sizes, or lines as long. An exact search in another order, or with regard to
-/// case where the list has bytes above 0x7f, is a binary search. Memory beside the strings: at most
-/// 16 bytes a string for exact searches, 4 more where the order itself is needed (equal strings in
-/// different letter case, bytes above 0x7f, a walk after an exact search); at most 23 for searches
-/// by keys, once for each part of a value that keys are compared with, as much again when such
-/// searches go on after the sort, and as much again when a text of several words is asked whose
-/// first word many strings begin with.
+/// Cost, for 1,000,000 strings:
+///   - A walk is linear, 15 to 30 ms.
+///   - An exact search in the order of the sort is a hash look-up, and a search by keys a few of
+///     them: 0.1 to 0.4 us. A search by keys also calls Match() for each string that has a key,
+///     until one matches; for an AddressFinder the first or one of the first few does. A text of
+///     64 KiB costs less than 50 us, even when the strings have a thousand different sizes or are
+///     as long as the text.
+///   - An exact search in the other order is a binary search. So is one without FIND_NOCASE when
+///     the list has bytes above 0x7f.
 ///
-/// Threads: searches may run at once, walks beside the first exact search too. Only the first exact
-/// search takes a lock. Filling the list is not guarded. At most 4,294,967,294 strings can be
-/// sorted.
+/// Memory beside the strings, in bytes a string:
+///   - exact searches: at most 16; and 4 more when the order itself is needed (strings that differ
+///     in letter case only, bytes above 0x7f, a walk after an exact search);
+///   - searches by keys: at most 23 for each part that keys are compared with; the same again for
+///     such searches after the sort; the same again for a text of several words whose first word
+///     many strings begin with.
+///
+/// Threads: searches may run at once. Only the first exact search takes a lock. Filling the list is
+/// not guarded. A list of more than 4,294,967,294 strings cannot be sorted.
 class KW_EXPORT KwVectorStrLookup : public KwIfLookup {
 public:
     KwVectorStrLookup();
@@ -59,30 +63,30 @@ public:
     void InitLog(const LogClass& log) override;
     const LogClass* GetLogPtr() const override;
 
-    /// Without FIND_EXACT: the first string that the finder's Match accepts. When it accepts none,
-    /// the finder's own result goes to `*res` (which must not be null), and the search matched
-    /// exactly when it is not empty. With FIND_EXACT `res` is not written; see above.
-    /// The first exact search throws a lock error (boost::lock_error), std::bad_alloc or
-    /// std::length_error when the list cannot be sorted. Beside that, a search throws what the
-    /// finder throws, and std::bad_alloc.
+    /// Without FIND_EXACT, finds the first string that the finder's Match() accepts. When there is
+    /// none, sets `*res`, which must not be null, to the finder's own result; the search matched if
+    /// that is not empty. With FIND_EXACT, searches as described above and does not write to `res`.
+    ///
+    /// Throws what the finder throws, and std::bad_alloc. The first exact search also throws
+    /// boost::lock_error or std::length_error when the list cannot be sorted.
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override;
 
-    /// Brings into the processor's cache what searches for `count` finders with `flags` will read,
-    /// so that they need not wait for memory one by one; null finders are passed over. Asks each
-    /// finder for its text or its keys. A hint: it changes no answer, makes no index, throws
-    /// nothing, and costs less than half of what it saves on a list that fits no cache. Worth its
-    /// cost for 8 to 32 finders at a time.
+    /// Loads into the processor's cache what searches for `count` finders with `flags` will read,
+    /// so that they do not wait for memory one by one. Skips null finders. Calls each finder for
+    /// its text or its keys. It is a hint: it changes no answer, makes no index and throws nothing.
+    /// On a list that does not fit the cache it saves more than twice its cost, with 8 to 32
+    /// finders at a time.
     void Fetch(const KwLookupFinder* const* finders, std::size_t count, int flags) const noexcept;
 
-    /// Appends a copy of `value`; the next exact search sorts again. Not guarded.
+    /// Appends a copy of `value`. The next exact search sorts again. Not guarded.
     void Push(std::string& value);
 
-    /// The number of stored strings.
+    /// Returns the number of stored strings.
     std::size_t GetCount() const { return m_strings.size(); }
 
 protected:
-    /// Takes `strings` as the whole list, unsorted. Not guarded; does not throw.
+    /// Replaces the list by `strings`, unsorted. Not guarded. Does not throw.
     void Replace(std::vector<std::string>&& strings);
 
 private:
@@ -97,8 +101,8 @@ private:
     mutable std::atomic<bool> m_sorted;
     const LogClass* m_log;
     mutable boost::mutex m_lock;
-    /// The sorted order of m_strings, set while m_sorted is true. The strings themselves stay where
-    /// they are, so that a walk beside the first exact search reads what nobody writes.
+    /// The sorted order of m_strings, set while m_sorted is true. The strings themselves do not
+    /// move, so that a walk in another thread can go on during the sort.
     mutable std::unique_ptr<const kwlookup::SortedStrings> m_order;
     const std::unique_ptr<kwlookup::KeyIndexes> m_key_indexes;
 };

@@ -6,9 +6,10 @@
 
 namespace kwlookup {
 
-/// An object that is made when it is first needed, without a lock.
+/// An object that is made without a lock when it is first needed.
 ///
-/// Threads that need it at once may each make one; the first to be ready is kept, the others go.
+/// Threads that need it at the same time may each make one. The first one is kept, the others are
+/// destroyed.
 template <typename T>
 class MadeOnce {
 public:
@@ -17,10 +18,11 @@ public:
     MadeOnce(const MadeOnce&) = delete;
     MadeOnce& operator=(const MadeOnce&) = delete;
 
-    /// Null before it is made.
+    /// Returns the object, or null before it is made.
     const T* Get() const { return m_made.load(std::memory_order_acquire); }
 
-    /// `make` returns a std::unique_ptr<const T>. What it throws leaves the object unmade.
+    /// Returns the object, made by `make` if necessary. `make` returns a std::unique_ptr<const T>.
+    /// Its exceptions pass through, and the object is then not made.
     template <typename Make>
     const T& GetOrMake(const Make& make) const {
         if (const T* made = Get())
@@ -33,7 +35,7 @@ public:
         return *made;
     }
 
-    /// Not while another thread uses it.
+    /// Destroys the object. No other thread may use it meanwhile.
     void Reset() {
         const std::unique_ptr<const T> made(m_made.exchange(nullptr, std::memory_order_relaxed));
     }

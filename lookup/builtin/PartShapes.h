@@ -13,8 +13,8 @@
 
 namespace kwlookup {
 
-/// What the parts of a list look like: their sizes, their first and last bytes, and how many dots
-/// one has. Most keys that no part equals look like none, and so need no hash.
+/// The sizes, first bytes, last bytes and greatest number of dots of the parts in a list. They rule
+/// out most keys that equal no part, without computing a hash.
 class PartShapes {
 public:
     /// Throws std::bad_alloc.
@@ -31,7 +31,7 @@ public:
         }
     }
 
-    /// After the last Note().
+    /// Call it after the last Note().
     void Finish(const LocaleBytes& bytes) {
         for (std::size_t size = 0; size < m_has_size.size(); ++size)
             if (m_has_size[size])
@@ -40,18 +40,18 @@ public:
         m_sizes.erase(std::unique(m_sizes.begin(), m_sizes.end()), m_sizes.end());
         m_sizes.shrink_to_fit();
         if (!bytes.UpperKeepsMarks())
-            m_most_dots = SIZE_MAX; // a part may equal a key that has dots at other places
+            m_most_dots = SIZE_MAX; // a part may equal a key with another number of dots
     }
 
-    /// False only when no part equals `key`.
+    /// Returns false only when no part equals `key`.
     bool MayHold(std::string_view key, const LocaleBytes& bytes) const {
         return HoldsSize(key.size()) && (key.empty() || (m_first[Upper(key.front(), bytes)] &&
                                                          m_last[Upper(key.back(), bytes)]));
     }
 
-    /// From the least to the greatest.
+    /// Returns the sizes in ascending order.
     const std::vector<std::size_t>& GetSizes() const { return m_sizes; }
-    /// At least as many dots as any part has.
+    /// Returns a number of dots that no part exceeds.
     std::size_t GetMostDots() const { return m_most_dots; }
 
 private:
@@ -65,9 +65,9 @@ private:
     }
 
     std::vector<std::size_t> m_sizes;
-    std::bitset<4096> m_has_size;    ///< of usual sizes; a part may be a gigabyte
-    std::array<bool, 256> m_first{}; ///< by upper-case forms
-    std::array<bool, 256> m_last{};  ///< the same
+    std::bitset<4096> m_has_size;    ///< for usual sizes; a part may have a gigabyte
+    std::array<bool, 256> m_first{}; ///< indexed by upper-case form
+    std::array<bool, 256> m_last{};  ///< indexed by upper-case form
     std::size_t m_most_dots = 0;
 };
 

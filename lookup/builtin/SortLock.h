@@ -5,11 +5,11 @@
 
 namespace kwlookup {
 
-/// The lock under which a list whose lock is `own` is sorted once.
+/// Returns the lock to hold while sorting a list whose own lock is `own`.
 ///
-/// A thread that was sorting when another one forked is not there in the child, and `own` stays
-/// locked in the child for ever. So the lists of a forked process share a lock of its own, which no
-/// fork finds locked by a thread that goes: fork waits for it.
+/// A thread that sorts a list while another thread forks does not exist in the child, where `own`
+/// then stays locked for ever. So all lists of a forked process share another lock. A fork waits
+/// for that lock, so it is never held by a thread that is gone.
 boost::mutex& SortLock(boost::mutex& own);
 
 } // namespace kwlookup

@@ -13,7 +13,7 @@ bool LessBySignedBytes(std::string_view left, std::string_view right) {
         [](char l, char r) { return static_cast<signed char>(l) < static_cast<signed char>(r); });
 }
 
-/// Less by upper-case forms, compared as the signed characters that they are.
+/// Compares by upper-case forms, as signed characters.
 class LessByUpper {
 public:
     explicit LessByUpper(const LocaleBytes::Table& upper) : m_upper(upper) {}
@@ -31,14 +31,14 @@ private:
     const LocaleBytes::Table& m_upper;
 };
 
-/// A string to sort, with its first bytes beside it: most comparisons end there, without a look at
-/// the string, which costs a cache miss.
+/// A string to sort, with its first bytes. They decide most comparisons without reading the string,
+/// which would cost a cache miss.
 struct Entry {
     std::uint64_t prefix;
     std::uint32_t position;
 };
 
-/// The first eight bytes as a number that is less where the text is less.
+/// Returns the first eight bytes as a number that is less when the text is less.
 template <typename Rank>
 std::uint64_t Prefix(const std::string& text, const Rank& rank) {
     std::uint64_t prefix = 0;
@@ -68,7 +68,7 @@ void Sort(const std::vector<std::string>& strings, const Rank& rank, const Less&
 SortedOrder::SortedOrder(const std::vector<std::string>& strings, const LocaleBytes::Table* upper)
     : m_strings(strings) {
     if (upper) {
-        const auto rank = [upper](char c) { // of signed values
+        const auto rank = [upper](char c) { // maps signed values to unsigned ones in order
             return static_cast<unsigned char>((*upper)[static_cast<unsigned char>(c)]) ^ 0x80u;
         };
         Sort(strings, rank, LessByUpper(*upper), m_positions);

@@ -33,19 +33,19 @@ SortedStrings::SortedStrings(const std::vector<std::string>& strings, const Loca
     if (nocase || IsAscii(m_strings))
         MakeIndex(nocase);
     if (!m_index)
-        GetOrder(); // every search needs it
+        GetOrder(); // without an index every search needs it
 }
 
 void SortedStrings::MakeIndex(const LocaleBytes* nocase) {
     const auto make = [&](const SortedOrder* order) {
-        m_index.reset(); // its memory serves the next one
+        m_index.reset(); // frees memory for the next one
         try {
             m_index = std::make_unique<TextIndex>(m_strings, nocase, order);
-        } catch (const std::exception&) { // the binary search does without
+        } catch (const std::exception&) { // a binary search needs no index
         }
     };
     make(nullptr);
-    // Where equal strings differ in their bytes, the sort decides which of them is found.
+    // When equal strings differ in their bytes, the sort decides which of them is found.
     if (m_index && m_index->IsAmbiguous())
         make(&GetOrder());
     if (m_index && m_index->IsUnfit())

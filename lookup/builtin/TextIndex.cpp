@@ -27,7 +27,7 @@ TextIndex::TextIndex(const std::vector<std::string>& strings, const LocaleBytes*
       m_seed(HashSeed::Random()), m_filter(strings.size()) {
     if (nocase)
         m_upper = nocase->GetUpperTable();
-    // 14.5 bytes a string: full enough to be small, empty enough to end a search in one line.
+    // 14.5 bytes a string: small, and empty enough that most searches end within one cache line.
     const std::size_t slots = strings.size() * 29 / 16 + 1;
     m_slots.reserve(slots);
     AdviseHugePages(m_slots.data(), slots * sizeof(TextSlot));
@@ -41,8 +41,7 @@ void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& stri
     const auto text_at = [&](std::size_t i) -> const std::string& {
         return strings[order ? order->Get()[i] : i];
     };
-    // While one slot is filled, the next ones are on their way: about as many as a processor
-    // fetches at once.
+    // Slots are fetched this far ahead, which is about as many as a processor fetches at once.
     constexpr std::size_t AHEAD = 16;
     std::array<std::uint64_t, AHEAD> hashes;
     const auto fetch = [&](std::size_t i) {
@@ -68,7 +67,7 @@ void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& stri
     }
 }
 
-/// The place of `text`, or the free place that it would take.
+/// Returns the position of `text`, or the free position for it.
 template <typename Fold>
 [[gnu::always_inline]] inline std::size_t TextIndex::Probe(const Fold& fold, std::string_view text,
                                                            std::uint64_t hash) const {
@@ -86,7 +85,7 @@ template <typename Fold>
 std::string_view TextIndex::Find(std::string_view text) const {
     return WithFold([&](const auto& fold) {
         const std::uint64_t hash = Hash(fold, text, m_seed);
-        // The slot is on its way from memory while the filter is asked.
+        // Fetch the slot while the filter is tested.
         Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
         if (!m_filter.MayHold(hash))
             return std::string_view();
@@ -96,8 +95,8 @@ std::string_view TextIndex::Find(std::string_view text) const {
 }
 
 void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
-    // First the filter for several texts, then the slots, then the strings that they name: each
-    // while the others of its kind are on their way.
+    // Fetch the filter for several texts, then their slots, then their strings, so that each step
+    // waits for all of them at once.
     constexpr std::size_t AT_ONCE = 32;
     struct Question {
         std::uint64_t hash;

@@ -20,22 +20,24 @@ namespace kwlookup {
 /// Memory: 15.5 bytes a string.
 class TextIndex {
 public:
-    /// By bytes, or by the upper-case forms of `nocase`, which are copied. Of equal strings the
-    /// first is kept: the first of the list, or of `order`.
-    /// Throws std::bad_alloc, or another std::exception when the system has no random numbers.
+    /// Indexes `strings` by bytes or, when `nocase` is not null, by its upper-case forms, which are
+    /// copied. Keeps the first of equal strings, in their own order or, unless it is null, in
+    /// `order`. Throws std::bad_alloc, and another std::exception when the system has no random
+    /// numbers.
     TextIndex(const std::vector<std::string>& strings, const LocaleBytes* nocase,
               const SortedOrder* order = nullptr);
 
-    /// Some strings are at an address that a slot cannot hold: the index must not be asked.
+    /// Returns true when the address of a string does not fit into a slot. The index must not be
+    /// used then.
     bool IsUnfit() const { return m_unfit; }
 
-    /// Some strings that are equal under the index differ in their bytes.
+    /// Returns true when strings that are equal under the index differ in their bytes.
     bool IsAmbiguous() const { return m_ambiguous; }
 
-    /// The string that equals `text`. Its data() is null where there is none.
+    /// Returns the string that equals `text`. Its data() is null when there is none.
     std::string_view Find(std::string_view text) const;
 
-    /// Brings into the cache what Find() needs for each of `texts`.
+    /// Loads into the cache what Find() needs for each of `texts`.
     void Fetch(const std::string_view* texts, std::size_t count) const;
 
 private:
@@ -49,7 +51,7 @@ private:
 
     const bool m_nocase;
     LocaleBytes::Table m_upper{};
-    const bool m_ascii_upper; ///< m_upper changes a to z, and nothing else
+    const bool m_ascii_upper; ///< m_upper changes a to z only
     bool m_unfit = false;
     bool m_ambiguous = false;
     const HashSeed m_seed;

@@ -4,14 +4,14 @@
 #include "lookup/KwIfSharedStorage.h"
 #include "lookup/config/KwLookupWithConfig.h"
 
-/// The base of plug-in objects that are searched and stored into.
+/// The base of configurable plug-in objects that are both a lookup and a storage.
 class KW_EXPORT KwLookupAndStorageWithConfig : public KwLookupWithConfig, public KwIfSharedStorage {
 public:
-    /// As KwLookupWithConfig.
+    /// Passes `conf` to KwLookupWithConfig.
     explicit KwLookupAndStorageWithConfig(KwLookupSharedConf* conf);
     ~KwLookupAndStorageWithConfig() override;
 
-    /// Notes that the object is used as a storage.
+    /// Records that the object is used for storing.
     void SetStorage() override;
 
 protected:

@@ -26,7 +26,7 @@ struct is_iless {
     }
 };
 
-/// The first of the rows called `name`, or their end. Takes a constant table or another.
+/// Returns the first of the rows called `name`, or their end.
 template <typename Rows>
 auto RowIn(Rows& rows, const char* name) {
     const auto found = std::equal_range(rows.begin(), rows.end(), name, is_iless());

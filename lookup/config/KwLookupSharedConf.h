@@ -13,77 +13,80 @@
 #include <string>
 #include <vector>
 
-/// The configuration of one type of configurable lookup: named parameters, each bound to a member
-/// variable. A plug-in derives its own from it and names its parameters in GetParams().
+/// The configuration of one lookup type: named parameters, each bound to a member variable. A
+/// plug-in derives its own class and lists its parameters in GetParams(). A new plug-in derives it
+/// from kwlookup::TypeConfig, which does that.
 ///
-/// Every configuration has two parameters of its own. `SkipDomains` is an object list of domains
-/// ("file" and literal values only) for which the lookup is not asked; empty by default. `OnError`
-/// is "ignore", the default, or "exception", in any letter case: what a failed search does.
+/// Every configuration has two more parameters. `SkipDomains` is an object list ("file" and literal
+/// values only) of domains that the lookup does not search for; it is empty by default. `OnError`
+/// tells what to do when a search fails: "ignore", the default, or "exception", in any letter case.
 ///
-/// Configurations form a chain. The type-wide one is filled from the section of the type in the
-/// host's configuration; a lookup whose init data hold settings has a local one of its own, which
-/// answers for what was set there and leaves all else to the one that it inherits from
-/// (GetGlobal()). The type-wide one must outlive every lookup of the type.
+/// Configurations form a chain. The type-wide configuration is filled from the type's section in
+/// the host's configuration. A lookup with settings in its init data also has a local one. It
+/// answers for the parameters that these settings set, and GetGlobal() for all others. The
+/// type-wide configuration must outlive every lookup of the type.
 ///
-/// Threads: written while it is loaded, by one thread and while no lookup of the type is searched;
-/// otherwise only read, by any number of threads.
+/// Threads: one thread loads it, while no lookup of the type is searched. Afterwards any number of
+/// threads may read it.
 class KW_EXPORT KwLookupSharedConf {
 public:
-    /// One parameter. Letter case in names does not count.
+    /// One parameter. The letter case of names is ignored.
     struct params_t {
-        std::string name;           ///< as written in the configuration
+        std::string name;           ///< the name in the configuration
         void* var;                  ///< the variable, a member of the configuration
-        const void* def;            ///< its default, of the same C++ type, or null
-        IfConfParser::VarType type; ///< how text becomes its value
+        const void* def;            ///< the default, of the same C++ type, or null
+        IfConfParser::VarType type; ///< how a text is converted to the value
         bool no_local = false;      ///< cannot be set for a single lookup
         bool local_set = false;     ///< LoadLocal() has set it
     };
 
-    /// `name` is the name of the type: parameters are registered as NAME/PARAMETER.
+    /// `name` is the prefix of the section: parameters are registered as NAME/PARAMETER.
     explicit KwLookupSharedConf(const std::string& name);
     virtual ~KwLookupSharedConf();
 
-    // The parameters are addresses inside this very object.
+    // The parameters hold addresses inside the object.
     KwLookupSharedConf(const KwLookupSharedConf&) = delete;
     KwLookupSharedConf& operator=(const KwLookupSharedConf&) = delete;
 
-    /// Takes a copy of `log` to write to; before that it is a logger without a name.
+    /// Writes to a copy of `log` from now on. Before that, nothing is logged.
     virtual void SetLog(const LogClass& log);
 
-    /// Registers every parameter with the host's parser, for the type-wide configuration. Always
-    /// true. Parameters that the host then does not set keep the value that they had.
+    /// Registers every parameter of the type-wide configuration with the host's parser. Always
+    /// returns true. Parameters that the host does not set keep their value.
     virtual bool MakePreInit(boost::shared_ptr<IfConfParser> parser);
 
-    /// The step after the values are in. A derived class that interprets values of its own calls
-    /// this one too, and last, so that what it throws itself leaves GetOnError() as it was. Throws
-    /// std::invalid_argument "Wrong OnError setting [VALUE]: wait 'ignore' or 'exception'".
+    /// Interprets the values after all of them are set. A derived class that overrides it checks
+    /// its own values first and calls this one last, so that GetOnError() does not change when it
+    /// throws. Throws std::invalid_argument "Wrong OnError setting [VALUE]: wait 'ignore' or
+    /// 'exception'".
     virtual void PostInit();
 
-    /// Applies `settings`, each of the form NAME=VALUE, to a local configuration; white space
-    /// around both is ignored. Then, and also when there are none, calls PostInit().
+    /// Applies `settings` to a local configuration and calls PostInit(). Each setting is a text
+    /// NAME=VALUE; white space around the name and the value is ignored.
     ///
-    /// Throws std::invalid_argument at the first setting that fails; those before it stay applied:
-    /// "error in TYPE params: can`t find '=' in SETTING", "error during parse TYPEsetting:
-    /// 'SETTING'" for an unknown name, one that is no_local, or a value that ConfParser refuses
-    /// (its reason is logged), and "error in TYPE param parse (2) : 'SETTING'".
+    /// Throws std::invalid_argument at the first setting that fails. Those before it stay applied.
+    ///   - "error in TYPE params: can`t find '=' in SETTING";
+    ///   - "error during parse TYPEsetting: 'SETTING'": the name is unknown or has no_local, or
+    ///     ConfParser refuses the value and logs why;
+    ///   - "error in TYPE param parse (2) : 'SETTING'".
     virtual void LoadLocal(const std::vector<std::string>& settings);
 
-    /// The parameters of the derived class, for this very object; Param() makes one.
+    /// Returns the parameters of the derived class, bound to this object. Param() makes one.
     virtual std::vector<params_t> GetParams() const = 0;
 
-    /// The configuration that this one inherits from; the type-wide one returns itself.
+    /// Returns the configuration that this one inherits from. The type-wide one returns itself.
     virtual const KwLookupSharedConf* GetGlobal() const = 0;
 
-    /// The parameters of GetParams() and the two of every configuration, sorted by name.
+    /// Returns the parameters of GetParams() and the two of every configuration, sorted by name.
     std::vector<params_t> GetAllParams();
 
-    /// True when a failed search must throw, false when it counts as a miss: `OnError` of the
-    /// nearest configuration up the chain that sets it.
+    /// Returns true when a failed search must throw, and false when it counts as a miss. Uses
+    /// `OnError` of the nearest configuration in the chain that sets it.
     bool GetOnError() const;
 
-    /// The value of the parameter `name` from the nearest configuration up the chain that sets it.
-    /// Throws std::invalid_argument "can not find : 'NAME' option", and std::logic_error "option
-    /// 'NAME' is of another type" when its variable is not a T.
+    /// Returns the value of the parameter `name` from the nearest configuration in the chain that
+    /// sets it. Throws std::invalid_argument "can not find : 'NAME' option", and std::logic_error
+    /// "option 'NAME' is of another type" when its variable is not a T.
     template <typename T>
     const T& GetVal(const char* name) const {
         const params_t& row = FindRow(name);
@@ -93,13 +96,13 @@ public:
     }
 
 protected:
-    /// A row of GetParams(), for a parameter of a kind in ParameterKind.h. `var` is a member of
-    /// this object; `def` must outlive it.
+    /// Makes a row of GetParams() for a parameter of a kind in ParameterKind.h. `var` is a member
+    /// of this object. `def` must outlive this object.
     template <typename Kind>
     static params_t Param(const std::string& name, const kwlookup::ParameterValue<Kind>& var,
                           const kwlookup::ParameterValue<Kind>* def = nullptr,
                           bool no_local = false) {
-        // GetParams() is const, but the object that it is called on is not.
+        // GetParams() is const, but this object is not.
         return {name, const_cast<kwlookup::ParameterValue<Kind>*>(&var), def,
                 kwlookup::ParameterKind<Kind>::TYPE, no_local};
     }

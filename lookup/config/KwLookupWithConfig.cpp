@@ -22,8 +22,8 @@ void Output(std::string_view piece, std::string& out, int flags,
 
 using ConfPtr = boost::shared_ptr<KwLookupSharedConf>;
 
-/// Deletes a local configuration, and keeps the one before it alive as long as that is the one to
-/// ask: until the settings of the new one are good.
+/// Deletes a local configuration. Until its settings are found to be good, keeps the one before it
+/// alive, which is still in use.
 struct DeleteLater {
     ConfPtr previous;
 
@@ -32,8 +32,8 @@ struct DeleteLater {
     }
 };
 
-/// What owns `conf`: the newest local configuration, one that it keeps, or nothing for the
-/// type-wide one.
+/// Returns the owner of `conf`, which is `newest`, the configuration that it keeps alive, or the
+/// type-wide one. The last has no owner here.
 ConfPtr OwnerOf(const KwLookupSharedConf* conf, const ConfPtr& newest) {
     if (newest.get() == conf)
         return newest;

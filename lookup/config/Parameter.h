@@ -10,7 +10,7 @@
 
 namespace kwlookup {
 
-/// A parameter of a plug-in type: a member of its TypeConfig, which registers itself there.
+/// A parameter of a plug-in type. It is a member of a TypeConfig and registers itself there.
 ///
 ///     class PathConfig : public TypeConfig {
 ///         ...
@@ -18,22 +18,23 @@ namespace kwlookup {
 ///         Parameter<Time> m_timeout{*this, "Timeout", 5};
 ///     };
 ///
-/// `Kind` says what it holds, and how text becomes its value; see ParameterKind.h.
+/// `Kind` determines its C++ type and how a text is converted to it; see ParameterKind.h.
 ///
-/// Threads: as KwLookupSharedConf.
+/// Threads: see KwLookupSharedConf.
 template <typename Kind>
 class Parameter {
 public:
     /// The C++ type of the value.
     using Value = ParameterValue<Kind>;
 
-    /// A parameter without a default. It is zero, false or empty until somebody sets it.
-    /// Keeps `name`, a literal.
+    /// Makes a parameter without a default. It is zero, false or empty until it is set. Keeps the
+    /// pointer `name`, which must be a literal.
     Parameter(TypeConfig& config, const char* name) : m_config(config), m_name(name) {
         config.AddRow<Kind>(name, m_value, nullptr);
     }
 
-    /// It is `def` until somebody sets it. An empty text sets a number or a bool to `def`, too.
+    /// Makes a parameter with the value `def` until it is set. An empty text sets a number or a
+    /// bool to `def` again.
     Parameter(TypeConfig& config, const char* name, Value def)
         : m_config(config), m_name(name), m_default(std::move(def)), m_value(m_default) {
         config.AddRow<Kind>(name, m_value, &m_default);
@@ -42,15 +43,15 @@ public:
     Parameter(const Parameter&) = delete;
     Parameter& operator=(const Parameter&) = delete;
 
-    /// The value that counts: that of the nearest configuration up the chain that sets it. Costs a
-    /// search by name, so ask once, when the lookup is loaded.
+    /// Returns the effective value: that of the nearest configuration in the chain that sets it.
+    /// Searches by name, so call it once, when the lookup is loaded.
     const Value& Get() const { return m_config.GetVal<Value>(m_name); }
 
-    /// The value in this very configuration, which PostInit() checks.
+    /// Returns the value in this configuration itself, for PostInit() to check.
     const Value& GetOwn() const { return m_value; }
 
-    /// For PostInit(). Throws std::invalid_argument "NAME must be from LEAST to MOST" when the own
-    /// value is not, with " seconds" added for a Time.
+    /// Checks the value in this configuration itself; call it in PostInit(). Throws
+    /// std::invalid_argument "NAME must be from LEAST to MOST", for a Time followed by " seconds".
     void CheckRange(Value least, Value most) const {
         if (m_value < least || m_value > most)
             throw std::invalid_argument(std::string(m_name) + " must be from " +

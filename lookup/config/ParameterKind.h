@@ -10,24 +10,24 @@
 
 namespace kwlookup {
 
-// What a parameter holds. A plain kind is the C++ type of its value. A tag stands for a value that
-// is written in a form of its own.
+// The kinds of parameters. A kind is the C++ type of the value, or one of these tags for a value
+// with a syntax of its own.
 
 struct Time;     ///< int, in seconds; "2m" is 120
 struct Size;     ///< long long, in bytes; "4k" is 4096
-struct RawText;  ///< std::string, the text with its quotes
+struct RawText;  ///< std::string, unchanged, with its quotes
 struct TimeList; ///< std::vector<int>, each item a Time
 struct SizeList; ///< std::vector<long long>, each item a Size
 
-/// The C++ type of a parameter of a kind, and how text becomes its value.
+/// The C++ type of a kind, and its code in IfConfParser.
 template <typename Kind>
 struct ParameterKind;
 
-/// As a base of its specialisations.
+/// The base of the specialisations of ParameterKind.
 template <typename T, IfConfParser::VarType VAR_TYPE>
 struct ParameterKindOf {
     using Value = T; ///< the C++ type of the value
-    /// How text becomes the value.
+    /// How a text is converted to the value.
     static constexpr IfConfParser::VarType TYPE = VAR_TYPE;
 };
 
@@ -59,7 +59,7 @@ struct ParameterKind<SizeList>
 template <typename Kind>
 using ParameterValue = typename ParameterKind<Kind>::Value;
 
-/// Whether a variable of `type` is a T. Unknown types may be anything.
+/// Returns true when a variable of `type` may be a T. An unknown type may be anything.
 template <typename T>
 constexpr bool HoldsA(IfConfParser::VarType type) {
     switch (type) {

@@ -13,16 +13,23 @@
 
 namespace kwlookup {
 
-/// A lookup with a configuration, but for the search itself: its logger, its configuration, what
-/// `SkipDomains` and `OnError` ask of a search.
+/// The base of plug-in lookups. It does everything but the search itself: the logger, the
+/// configuration, `SkipDomains` and `OnError`.
 ///
-/// `Config` derives from TypeConfig, has a constructor that takes the type-wide configuration (null
-/// for that one itself), and the name of its section as `Config::NAME`.
+///     class PathLookup : public kwlookup::PluginLookup<PathConfig> {
+///         using PluginLookup::PluginLookup;
+///         void Load(const std::string& text) override;
+///         bool Search(const KwLookupFinder& finder, int flags, std::string* res,
+///                     std::string* matched) const override;
+///     };
 ///
-/// Each load of the type's section fills a new type-wide configuration, which counts for the
-/// lookups made from then on, and only when it is good. A lookup keeps the one that it was made
-/// with, and keeps it alive, so a reload changes nothing under a running search. Lookups are made
-/// and loaded under the library's process-wide lock, so the current one needs no lock of its own.
+/// `Config` derives from TypeConfig. It has a constructor that takes the type-wide configuration,
+/// which is null for the type-wide one itself, and `Config::NAME`, the name of its section.
+///
+/// Each load of the section fills a new type-wide configuration. If it is good, lookups that are
+/// made from then on use it. A lookup shares ownership of the configuration that it was made with,
+/// so a reload does not disturb a running search. Lookups are made and loaded under a process-wide
+/// lock of the library, so Current() needs no lock.
 template <typename Config>
 class PluginLookup : public KwLookupWithConfig {
 public:
@@ -30,7 +37,7 @@ public:
     explicit PluginLookup(const LogClass& log)
         : KwLookupWithConfig(Current().get()), m_log(&log), m_type_config(Current()) {}
 
-    /// Keeps the address of `log` instead.
+    /// Keeps the address of `log` from now on.
     void InitLog(const LogClass& log) override { m_log = &log; }
     const LogClass* GetLogPtr() const override { return m_log; }
 
@@ -46,8 +53,8 @@ public:
         m_conf = m_type_config.get();
     }
 
-    /// Throws std::domain_error "SECTION is not loaded", and what ParseInitData() and Load() throw;
-    /// the lookup then stays as it was.
+    /// Throws std::domain_error "SECTION is not loaded", and what ParseInitData() and Load() throw.
+    /// The lookup then does not change.
     void Init(const std::string& init_data) override {
         if (!m_conf)
             throw std::domain_error(std::string(Config::NAME) + " is not loaded");
@@ -63,8 +70,9 @@ public:
         }
     }
 
-    /// A failed search throws under `OnError = exception`; otherwise it is a miss, and "SECTION:
-    /// REASON" is written at error level.
+    /// Calls Search(), unless `SkipDomains` has the domain. When Search() throws, throws the same
+    /// with `OnError = exception`. With `OnError = ignore`, writes "SECTION: REASON" at error level
+    /// and returns false.
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override {
         try {
@@ -81,21 +89,22 @@ public:
     }
 
 protected:
-    /// Takes what follows the settings in the init data. When it throws, the lookup must be as it
-    /// was.
+    /// Loads the part of the init data after the settings. When it throws, it must not have changed
+    /// the lookup.
     virtual void Load(const std::string& text) = 0;
 
-    /// The search itself; `res` and `matched` may be null. What it throws is a failed search.
+    /// Searches. `res` and `matched` may be null. Throws a standard exception when the search
+    /// fails.
     virtual bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                         std::string* matched) const = 0;
 
-    /// The configuration that this lookup asks.
+    /// Returns the configuration of this lookup.
     const Config& GetConfig() const { return static_cast<const Config&>(*m_conf); }
 
     KwLookupSharedConf* CreateLocalConf() override { return new Config(m_type_config.get()); }
 
-    /// The searched text, under FIND_STRIP_BRACKETS without one '<' at its start and one '>' at its
-    /// end.
+    /// Returns the searched text. With FIND_STRIP_BRACKETS, leaves out a '<' at its start and a '>'
+    /// at its end.
     static std::string_view TextOf(const KwLookupFinder& finder, int flags) {
         std::string_view text = ViewOf(finder.GetRequest());
         if (flags & FIND_STRIP_BRACKETS) {
@@ -109,15 +118,15 @@ protected:
 
 private:
     static std::shared_ptr<Config>& Current() {
-        // Never freed, so that threads that end after the process began to exit find it.
+        // Never freed, because threads may use it while the process exits.
         static auto& current = *new std::shared_ptr<Config>;
         return current;
     }
 
     const LogClass* m_log;
-    bool m_skips = false; ///< the configuration has SkipDomains
+    bool m_skips = false; ///< SkipDomains is not empty
     std::shared_ptr<Config> m_type_config;
-    std::shared_ptr<Config> m_loading; ///< what was last loaded, good or bad
+    std::shared_ptr<Config> m_loading; ///< the last one loaded, good or bad
 };
 
 } // namespace kwlookup

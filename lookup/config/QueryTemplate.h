@@ -8,27 +8,33 @@
 
 namespace kwlookup {
 
-/// The template of a lookup, which becomes a key or a value with the searched text put in; see
-/// KwLookupWithConfig for its codes.
+/// A parsed template, which makes a key or a value from the searched text. For its codes see
+/// KwLookupWithConfig.
 ///
-/// Threads: any; a template never changes.
+///     const kwlookup::QueryTemplate path("/var/mail/$d/$u");
+///     std::string name;
+///     if (path.Expand(*this, finder, flags, name))
+///         ... // "/var/mail/corp.lan/jdoe"
+///
+/// Threads: any. A template never changes.
 class KW_EXPORT QueryTemplate {
 public:
-    /// Throws std::invalid_argument "unrecognize expansion in 'TEXT'", and "the template holds a
-    /// NUL byte", which would end it.
+    /// Parses `text`. Throws std::invalid_argument "unrecognize expansion in 'TEXT'" and "the
+    /// template holds a NUL byte".
     explicit QueryTemplate(std::string text);
 
-    /// The template as given.
+    /// Returns the text of the template.
     const std::string& GetText() const { return m_text; }
 
-    /// Puts the expansion for `finder` into `out`, as KwLookupWithConfig::ExpandFilter() makes it,
-    /// but into memory that `out` has already. False when there is nothing to ask: the template
-    /// asks for the domain or the user name, and the searched text has none, or an empty one.
+    /// Sets `out` to the expansion for `finder`, the same as that of
+    /// KwLookupWithConfig::ExpandFilter(), and reuses the memory of `out`. Returns false when the
+    /// template has the code of the domain or the local part and the searched text has none, or an
+    /// empty one. The search is then a miss.
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
                 std::string& out) const;
 
 private:
-    /// Text that stays as it is, and then a code; 0 at the end.
+    /// A literal text and the code after it, which is 0 at the end.
     struct Piece {
         std::string text;
         char code;

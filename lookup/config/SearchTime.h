@@ -8,21 +8,26 @@
 
 namespace kwlookup {
 
-/// The time that one search may take, from now on.
+/// The time limit of one search.
 ///
-/// It is measured in ticks of the system, of 1 to 10 ms, which costs some 5 ns a question. It is
-/// never over early, and may be over two ticks late.
+///     const kwlookup::SearchTime time(GetConfig().GetSearchTime());
+///     while (ReadNext())
+///         if (time.IsOver())
+///             throw std::runtime_error(time.GetReason());
+///
+/// It counts ticks of the system, of 1 to 10 ms. The limit never ends early, and at most two ticks
+/// late.
 ///
 /// Threads: one.
 class KW_EXPORT SearchTime {
 public:
-    /// Of a search that begins now.
+    /// Begins the time of a search.
     explicit SearchTime(int milliseconds);
 
-    /// True when the time is over.
+    /// Returns true when the time is over. Costs about 5 ns.
     bool IsOver() const;
 
-    /// What is wrong when it is over.
+    /// Returns the message for a search that took too long.
     std::string GetReason() const;
 
 private:

@@ -9,9 +9,9 @@
 
 namespace kwlookup {
 
-/// Takes a template apart, in its order: `on_text` gets each text that stays as it is, a '$' for
-/// "$$" among them, and `on_code` the letter of each code. Throws std::invalid_argument
-/// "unrecognize expansion in 'TEXT'" at a letter that is no code.
+/// Splits a template into its parts, in order. Calls `on_text` with each literal text, which is "$"
+/// for the code "$$", and `on_code` with the letter of each other code. Throws
+/// std::invalid_argument "unrecognize expansion in 'TEXT'" at a letter that is not a code.
 template <typename OnText, typename OnCode>
 void ScanTemplate(std::string_view text, OnText on_text, OnCode on_code) {
     for (std::string_view rest = text; !rest.empty();) {
@@ -30,7 +30,7 @@ void ScanTemplate(std::string_view text, OnText on_text, OnCode on_code) {
     }
 }
 
-/// Appends what the code stands for, through `func`.
+/// Appends the text for a code, through `func`.
 inline void ExpandCode(char code, const KwLookupWithConfig& lookup, const KwLookupFinder& finder,
                        int flags, KwLookupWithConfig::ExpandOutputFunc func, std::string& out) {
     if (code == 'u')

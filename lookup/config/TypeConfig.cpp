@@ -18,7 +18,7 @@ void TypeConfig::LoadLocal(const std::vector<std::string>& settings) {
     for (std::string& setting : fitting) {
         const std::size_t equals = setting.find('=');
         if (equals == std::string::npos)
-            continue; // the base tells it
+            continue; // the base reports it
         const std::string name = boost::algorithm::trim_copy(setting.substr(0, equals));
         for (const params_t& param : params) {
             if (!boost::algorithm::iequals(param.name, name))
@@ -33,7 +33,7 @@ void TypeConfig::LoadLocal(const std::vector<std::string>& settings) {
                                           : std::numeric_limits<int>::max());
         }
     }
-    // The plug-in's own limit says more, where it has one.
+    // The plug-in's own limit, if it has one, makes a better message.
     KwLookupSharedConf::LoadLocal(fitting);
     if (!reason.empty())
         throw std::invalid_argument(reason);

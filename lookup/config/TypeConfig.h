@@ -12,20 +12,30 @@ namespace kwlookup {
 template <typename Kind>
 class Parameter;
 
-/// A configuration of a plug-in type that knows its parameters and what it inherits from. A plug-in
-/// derives its own, and gives it members of the class Parameter.
+/// The base of the configurations of plug-ins. A plug-in derives its own and declares its
+/// parameters as members:
+///
+///     class PathConfig : public kwlookup::TypeConfig {
+///     public:
+///         static constexpr char NAME[] = "lookup_path";
+///         explicit PathConfig(const PathConfig* global) : TypeConfig(NAME, global) {}
+///         const std::string& GetResult() const { return m_result.Get(); }
+///
+///     private:
+///         kwlookup::Parameter<std::string> m_result{*this, "Result"};
+///     };
 class KW_EXPORT TypeConfig : public KwLookupSharedConf {
 public:
-    /// `name` is the section, "lookup_TYPE". `global` is the type-wide configuration for the local
-    /// one of a single lookup, which it must outlive, and null for the type-wide one itself.
+    /// `name` is the section, "lookup_TYPE". `global` is the type-wide configuration, which must
+    /// outlive this one, or null if this is the type-wide configuration.
     TypeConfig(const std::string& name, const TypeConfig* global)
         : KwLookupSharedConf(name), m_global(global) {}
 
-    /// Throws std::invalid_argument "NAME must be at most LIMIT" or "NAME must be from LEAST to
-    /// MOST" for a number that the parameter cannot hold, besides what the base throws.
+    /// Throws what the base throws, and std::invalid_argument "NAME must be at most LIMIT" or "NAME
+    /// must be from LEAST to MOST" for a number that is out of range for its C++ type.
     void LoadLocal(const std::vector<std::string>& settings) override;
 
-    /// The parameters that are members of this object.
+    /// Returns the parameters that are members of this object.
     std::vector<params_t> GetParams() const override { return m_rows; }
 
     const KwLookupSharedConf* GetGlobal() const override { return m_global ? m_global : this; }

@@ -6,20 +6,22 @@
 
 namespace kwlookup {
 
-/// Gathers the values of a search as one result text: joined by blanks, empty ones left out.
+/// Joins the values that a search found into one result, with blanks between them. Leaves out empty
+/// values.
 class Values {
 public:
-    /// `out` may be null: then nobody wants them. It is not cleared.
+    /// Appends to `out`, which is not cleared. `out` may be null when the caller wants no result.
     explicit Values(std::string* out) : m_out(out) {}
 
-    /// Gathers into the same text, and takes one NUL byte off the end of each value.
+    /// Returns an object that appends to the same text, but without a NUL byte at the end of each
+    /// value.
     Values WithoutNul() const {
         Values values(m_out);
         values.m_without_nul = true;
         return values;
     }
 
-    /// True when somebody wants the values.
+    /// Returns false when the values are not used.
     bool IsWanted() const { return m_out != nullptr; }
 
     /// Appends `value`.
