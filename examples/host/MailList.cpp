@@ -30,7 +30,7 @@ void MailList::Load() {
 }
 
 bool MailList::Place::WaitForReaders() const {
-    constexpr int MILLISECONDS = 1000; // a search takes microseconds, or what its plug-ins may take
+    constexpr int MILLISECONDS = 1000; // a search without plug-ins takes microseconds
     for (int i = 0; i < MILLISECONDS && readers != 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return readers == 0;
@@ -41,7 +41,7 @@ MailList::Reading::Reading(const MailList& list) {
         const int current = list.m_current;
         m_place = &list.m_places[current];
         ++m_place->readers;
-        // From here on the list stays, unless it had been replaced before it was counted.
+        // The list is now kept, unless it was replaced before this reader was counted.
         if (list.m_current == current)
             return;
         --m_place->readers;
@@ -54,7 +54,7 @@ bool MailList::Ask(const std::string& address, std::string& result) const {
     std::string gathered, matched;
     if (!reading.GetHolder().Find(finder, &gathered, 0, &matched))
         return false;
-    // Each result that the items gave stands after a blank; without any it is a plain match.
+    // Each result follows a blank. Without a result it is a plain match.
     result = gathered.empty() ? matched : gathered.substr(1);
     return true;
 }

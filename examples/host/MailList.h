@@ -8,33 +8,33 @@
 #include <memory>
 #include <string>
 
-/// A list that can be asked while it is loaded again. Asking takes no lock, so that a child that
-/// the program forks can go on asking.
+/// A list that can be searched while it is loaded again. A search takes no lock, so a forked child
+/// can go on searching.
 ///
-/// Threads: any number may ask at once; Load() is called by one thread at a time.
+/// Threads: any number of threads may call Ask(). Only one thread at a time may call Load().
 class MailList {
 public:
-    /// `text` is the object list. Keeps the address of `log`. Nothing is loaded yet.
+    /// `text` is the object list. Keeps the address of `log`. Does not load the list.
     MailList(std::string text, LogClass& log);
 
-    /// Loads the list, and puts it in place only when all of it could be loaded. Otherwise throws a
-    /// std::exception, and the list loaded before stays.
+    /// Loads the list and uses it from then on. When a part of it cannot be loaded, throws a
+    /// std::exception and keeps the old list.
     void Load();
 
-    /// True when `address` is on the list; `result` is what the list says of it.
+    /// Returns true when `address` is on the list, and sets `result`.
     bool Ask(const std::string& address, std::string& result) const;
 
 private:
-    /// One loaded list. Two take turns: a new one fills the place that nobody reads any more.
+    /// One loaded list. Two places take turns: a new list fills the one without readers.
     struct Place {
         std::unique_ptr<const KwLookupHolder> holder;
         mutable std::atomic<int> readers{0};
 
-        /// False when somebody still reads it after a second.
+        /// Returns false when it still has readers after a second.
         bool WaitForReaders() const;
     };
 
-    /// Keeps the list that is current when it is made, as long as it lives.
+    /// Keeps the current list alive during a search.
     class Reading {
     public:
         explicit Reading(const MailList& list);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The host's logger in place of the one in libkwlog: lines on standard error with the level in
-// front, as a service manager reads them.
+// A logger that replaces the one in libkwlog. It writes lines to standard error that begin with the
+// level, as a service manager reads them.
 #include "host/LogClass.h"
 #include "kwlog/Logging.h"
 
@@ -16,7 +16,7 @@ bool LogClass::isDebugEnabled() const {
     return false;
 }
 
-// A logger without a name is silent.
+// A logger without a name must be silent.
 bool LogClass::isWarnEnabled() const {
     return !m_state->name.empty();
 }
@@ -29,7 +29,7 @@ void LogClass::forcedLog(log4cxx::Level::LevelEnum level, const char* text) cons
     const int priority = level == log4cxx::Level::LEVEL_ERROR  ? 3
                          : level == log4cxx::Level::LEVEL_WARN ? 4
                                                                : 7;
-    // Texts hold bytes from strangers: one event stays one line.
+    // The text may hold any bytes, but one event must stay one line.
     std::string line;
     for (const char c : kwlookup::WithoutSecrets(text))
         line += c >= 0x20 && c <= 0x7e ? c : '?';

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A host in two files: answers the addresses that it reads from standard input, one a line. The
-// line "reload" loads the list again.
+// A small host. Reads addresses from standard input, one a line, and searches the list for them.
+// The line "reload" loads the list again.
 #include "MailList.h"
 #include "kwhost/ConfFileLoader.h"
 
@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
         return 64;
     }
     LogClass log("minihost");
-    // Plug-ins are configured through this: without a file, every parameter has its default.
+    // Configures plug-ins. Without a file, every parameter has its default.
     const auto loader = boost::make_shared<kwlookup::ConfFileLoader>();
     KwObjectHolder::SetConfLoader(loader);
     MailList list(argv[1], log);

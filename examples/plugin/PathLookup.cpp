@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "path:TEMPLATE" matches when the file that the template names exists: with
-// path:/var/mail/$d/$u, the address jdoe@corp.lan is found when /var/mail/corp.lan/jdoe is there.
+// "path:TEMPLATE" matches when the file that the template names exists. With path:/var/mail/$d/$u,
+// the address jdoe@corp.lan is found when /var/mail/corp.lan/jdoe exists.
 #include "lookup/config/Parameter.h"
 #include "lookup/config/PluginLookup.h"
 
@@ -26,8 +26,8 @@ private:
     kwlookup::Parameter<std::string> m_result{*this, "Result"};
 };
 
-/// Puts a piece of the searched text into the path. An address is a stranger's text: it must not
-/// lead to another directory.
+/// Appends a part of the searched text to the path. The text is untrusted and must not lead to
+/// another directory.
 void AppendName(const char* begin, const char* end, std::string& out, int flags) {
     std::string piece;
     KwLookupWithConfig::AssignValue(begin, end, piece, flags);
@@ -37,7 +37,7 @@ void AppendName(const char* begin, const char* end, std::string& out, int flags)
     out += piece;
 }
 
-/// "Not there" is an answer; everything else that goes wrong is an error.
+/// A missing file is an answer. Any other failure is an error.
 bool Exists(const std::string& path) {
     struct stat status;
     if (::stat(path.c_str(), &status) == 0)
@@ -74,7 +74,7 @@ private:
 
 } // namespace
 
-/// What the library calls. The only name that the plug-in shows.
+/// The library calls it. It is the only name that the plug-in exports.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
     return new PathLookup(log);
 }

@@ -1,4 +1,4 @@
--- What the examples of docs/servers.md ask PostgreSQL for.
+-- The database of the examples: psql -f examples/servers/postgres.sql
 create role kwlookup login password 'change this';
 create database mail;
 \connect mail
