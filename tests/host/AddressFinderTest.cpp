@@ -136,7 +136,7 @@ const MatchCase RESULTS[] = {
     {"jdoe@corp.lan", "# corp.lan OK", No},
     {"jdoe@corp.lan", "other.org corp.lan", No},
     {"#", "# corp.lan OK", Result, "corp.lan OK"},
-    // The value as a whole is the searched text, and its key is not: a plain match.
+    // The whole value equals the searched text, and its key does not: a plain match.
     {"corp.lan OK", "corp.lan OK", Plain},
     // Both: the key is the searched domain.
     {"x@corp.lan", "corp.lan x@corp.lan", Result, "x@corp.lan"},
@@ -237,7 +237,7 @@ TEST(AddressFinder, TheFirstResultStaysUntilItIsCleared) {
     EXPECT_FALSE(finder.Match("jdoe@ second"));
     EXPECT_FALSE(finder.Match("jdoe@corp.lan")); // a plain match after a result
     EXPECT_EQ(finder.GetRes(), "first");
-    EXPECT_EQ(finder.GetRes(), "first"); // asking does not take it away
+    EXPECT_EQ(finder.GetRes(), "first"); // reading it does not clear it
     EXPECT_EQ(finder.GetMatchedValue(), "corp.lan first");
 
     finder.ClearRes();
@@ -247,7 +247,7 @@ TEST(AddressFinder, TheFirstResultStaysUntilItIsCleared) {
     EXPECT_EQ(finder.GetRes(), "second");
 }
 
-/// What a search through a holder gives.
+/// Returns the result of a search through a holder.
 struct Found {
     bool matches;
     std::string res;

@@ -19,7 +19,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// "LINE KEY=VALUE" of each setting of a section, with a '!' for a secret one.
+/// Returns each setting of a section as "LINE KEY=VALUE", with a '!' if it is secret.
 std::vector<std::string> Shown(const ConfFile& file, const std::string& section) {
     std::vector<std::string> shown;
     const auto found = file.GetSections().find(section);
@@ -41,7 +41,7 @@ protected:
         return path;
     }
 
-    /// What reading `path` throws.
+    /// Returns the message of the exception that reading `path` throws.
     static std::string WhyNot(const std::string& path) {
         try {
             ConfFile file(path);
@@ -139,7 +139,7 @@ TEST_F(ConfFileTest, RefusesALongSection) {
     }
 }
 
-// A comparison of each key with each other would take twice as long.
+// If each key were compared with each other key, it would take more than twice as long.
 TEST_F(ConfFileTest, ReadsManyKeysInLinearTime) {
     std::string text = "[s]\n";
     for (int i = 0; i < 100000; ++i)

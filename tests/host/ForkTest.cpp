@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a child of a program with threads may do. A program of its own, with the real logging.
+// What a child of a program with threads may do. This is a separate program with the real logging.
 #include "examples/host/MailList.h"
 #include "kwlog/Logging.h"
 #include "lookup/builtin/KwFileLookup.h"
@@ -23,8 +23,8 @@ namespace {
 
 using namespace kwlookup;
 
-/// Forks, and gives the child's status: 0 when `question` is answered by true, 14 when the child
-/// was waiting for what never comes.
+/// Forks and returns the child's status: 0 when `question` returns true, and 14 (SIGALRM) when it
+/// does not return.
 template <typename Question>
 int StatusOfChild(Question question) {
     const pid_t child = ::fork();
@@ -36,7 +36,7 @@ int StatusOfChild(Question question) {
     return ::waitpid(child, &status, 0) == child ? status : -1;
 }
 
-/// Calls `work` over and over in threads of its own.
+/// Calls `work` repeatedly in several threads.
 template <typename Work>
 class Workers {
 public:
@@ -111,7 +111,7 @@ TEST(Fork, AChildSortsAListThatItsParentIsSorting) {
             std::this_thread::yield();
         std::this_thread::sleep_for(std::chrono::milliseconds(i));
         const auto ask = [&] { return list.Find(finder, nullptr, FIND_EXACT, nullptr); };
-        // A child of the child, too.
+        // A grandchild can search as well.
         EXPECT_EQ(StatusOfChild([&] { return ask() && StatusOfChild(ask) == 0; }), 0);
         sorter.join();
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Random lists searched for addresses by an index and by a walk: nothing may differ.
+// Searches random lists for addresses by an index and by a walk. The answers must not differ.
 #include "kwhost/AddressFinder.h"
 #include "lookup/KwLookupHolder.h"
 #include "lookup/builtin/KwFileLookup.h"
@@ -27,7 +27,7 @@ using namespace kwlookup;
 using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
-/// Hides that the finder has keys, so that it is walked for.
+/// Hides that a finder has keys, so that the list is walked.
 class Walked : public KwLookupFinder {
 public:
     explicit Walked(const KwLookupFinder& finder) : m_finder(finder) {}
@@ -40,7 +40,7 @@ private:
     const KwLookupFinder& m_finder;
 };
 
-/// All that can be seen after a search.
+/// The visible outcome of a search.
 struct Seen {
     bool found;
     std::string res;
@@ -95,7 +95,8 @@ std::locale RandomLocale(Random& random) {
     }
 }
 
-/// Makes texts that are often each other's addresses, domains, parents and local parts.
+/// Makes random texts that are often related: addresses of the same domain, domains and their
+/// sub-domains, and local parts.
 class Texts {
 public:
     explicit Texts(Random& random) : m_random(random) {
@@ -246,7 +247,7 @@ Strings Padded(const Strings& values) {
     return all;
 }
 
-/// Matches the word "anything" too, which its base class does not know.
+/// Also matches the word "anything", which its base class does not.
 class WiderFinder : public AddressFinder {
 public:
     using AddressFinder::AddressFinder;
@@ -307,12 +308,12 @@ TEST(IndexedAddress, ManyEqualKeysAreAskedInTheirOrder) {
         value = "corp.lan result " + std::to_string(i);
         results.Push(value);
     }
-    for (int i = 0; i < 1000; ++i) // each would take a millisecond to walk
+    for (int i = 0; i < 1000; ++i) // a walk would take a millisecond each time
         EXPECT_TRUE(results.Find(AddressFinder("jdoe@corp.lan"), &res, 0, nullptr));
     EXPECT_EQ(res, "result 0");
 }
 
-/// Counts the keys that a finder names for a list whose values have parts of the sizes `sizes`.
+/// Counts the keys that a finder names for a list whose values have parts of these sizes.
 class KeyCounter final : public FinderKeys {
 public:
     explicit KeyCounter(const std::vector<std::size_t>& sizes, std::size_t most_dots = SIZE_MAX)
@@ -364,7 +365,7 @@ TEST(IndexedAddress, NoTextMakesManyOrLongKeys) {
         }
 }
 
-/// Counts the values that an AddressFinder is asked about.
+/// Counts the calls of Match() of an AddressFinder.
 class CountingFinder : public KeyedFinder {
 public:
     explicit CountingFinder(const std::string& text) : m_finder(text) {}

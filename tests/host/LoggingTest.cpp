@@ -23,8 +23,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// The levels that are enabled before anybody calls SetLogging(): found out while the program
-/// starts.
+/// The levels that are enabled before SetLogging() is called, recorded while the program starts.
 const struct DefaultLevels {
     const LogClass log{"early"};
     const bool error = log.isErrorEnabled();
@@ -58,7 +57,7 @@ TEST_F(Logging, EnablesTheLevelsUpToTheGivenOne) {
          {Level::LEVEL_ERROR, Level::LEVEL_DEBUG, Level::LEVEL_WARN}) {
         SCOPED_TRACE(level);
         SetLogging(LogTarget::StandardError, level);
-        // Loggers made before follow, and so do those made later.
+        // It applies to existing loggers and to later ones.
         for (const LogClass& log : {g_default.log, m_log, LogClass("new")}) {
             EXPECT_TRUE(log.isErrorEnabled());
             EXPECT_EQ(log.isWarnEnabled(), level >= Level::LEVEL_WARN);
@@ -100,7 +99,7 @@ TEST_F(Logging, CopiesAndAssignedLoggersWriteUnderTheNameOfTheOriginal) {
     EXPECT_EQ(captured.GetText(), "first: error: 1\nsecond: error: 2\nsecond: error: 3\n");
 }
 
-/// Each byte of `bytes` as a log line is to show it.
+/// Returns `bytes` as a log line should show them.
 std::string Expected(const std::string& bytes) {
     std::ostringstream text;
     for (const char c : bytes) {
@@ -301,7 +300,7 @@ TEST_F(Logging, AFileThatCannotBeOpenedKeepsTargetAndLevel) {
 
 TEST_F(Logging, AFullDiskCostsTheLineAndNothingElse) {
     SetLogging(LogTarget::File, Level::LEVEL_WARN, "/dev/full");
-    const CapturedStandardError captured; // the logging library complains there
+    const CapturedStandardError captured; // the logging library writes its errors there
     EXPECT_NO_THROW(m_log.forcedLog(Level::LEVEL_WARN, "lost"));
     SetLogging(LogTarget::File, Level::LEVEL_WARN, m_dir.Path("log"));
     m_log.forcedLog(Level::LEVEL_WARN, "kept");

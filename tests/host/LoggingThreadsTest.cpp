@@ -25,12 +25,12 @@ using namespace kwlookup;
 constexpr int THREADS = 4;
 constexpr int LINES = 500;
 
-/// The text of one event: long, and of one letter for each thread.
+/// Returns the long text of one event. It consists of one letter, a different one for each thread.
 std::string EventText(int thread, int line) {
     return std::to_string(line) + ' ' + std::string(300, static_cast<char>('a' + thread));
 }
 
-/// Every thread writes its lines through a logger that all share, and a copy of its own.
+/// Every thread writes its lines through a shared logger and through its own copy of it.
 template <typename Beside>
 void WriteFromThreads(const LogClass& shared, Beside beside) {
     std::vector<std::thread> threads;
@@ -49,7 +49,7 @@ void WriteFromThreads(const LogClass& shared, Beside beside) {
 std::multiset<std::string> Lines(const std::string& text) {
     std::multiset<std::string> lines;
     std::istringstream in(text);
-    // A dated line is a line like the others.
+    // A line with a date counts like the others.
     const std::string mark = "shared: error: ";
     for (std::string line; std::getline(in, line);) {
         const std::size_t at = line.find(mark);

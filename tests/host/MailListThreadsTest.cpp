@@ -29,7 +29,7 @@ TEST(MailListThreads, IsAskedWhileItIsLoaded) {
             for (int last = 0; !stop; ++asked) {
                 const bool found = list.Ask("x@corp.lan", result);
                 const int version = found ? std::stoi(result) : -1;
-                // Never a list older than the last, nor one that is not in place yet.
+                // The list is never older than the last one, and never one that is not in use yet.
                 if (version < last || version > loaded + 1)
                     ++wrong;
                 last = version;

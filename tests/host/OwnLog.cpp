@@ -3,8 +3,7 @@
 
 #include "host/LogClass.h"
 
-// A logging facade as a host with a logging library of its own writes it: all members of LogClass,
-// and a state of the host's choice.
+// The LogClass of a host with its own logging library: all of its members, and the host's State.
 
 namespace {
 

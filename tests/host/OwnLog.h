@@ -6,5 +6,5 @@
 #include <string>
 #include <vector>
 
-/// What the host's own LogClass was given since the last call: "LEVEL NAME TEXT".
+/// Returns the events that the host's own LogClass got since the last call, as "LEVEL NAME TEXT".
 KW_EXPORT std::vector<std::string> OwnLogLines();

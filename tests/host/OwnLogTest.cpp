@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-// Linked twice: with OwnLog.cpp in the program, and with a libkwlog.so made of it.
+// Linked twice: with OwnLog.cpp in the program, and with a libkwlog.so built from it.
 
 namespace {
 

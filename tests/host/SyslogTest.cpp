@@ -21,8 +21,8 @@ namespace {
 
 using namespace kwlookup;
 
-/// A daemon's end of /dev/log, in a /dev that only this process sees. Empty where the system does
-/// not let us have one.
+/// Opens a daemon's end of /dev/log, in a /dev that only this process sees. Empty when the system
+/// does not allow that.
 FileDescriptor ListenAsSyslogDaemon() {
     if (::unshare(CLONE_NEWNS) != 0 ||
         ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -37,7 +37,7 @@ FileDescriptor ListenAsSyslogDaemon() {
     return daemon;
 }
 
-/// The next message without its date, or nothing when none has come.
+/// Returns the next message without its date, or an empty text when there is none.
 std::string NextMessage(const FileDescriptor& daemon) {
     char buffer[4096];
     const ssize_t size = ::recv(daemon.Get(), buffer, sizeof(buffer), MSG_DONTWAIT);
@@ -48,7 +48,7 @@ std::string NextMessage(const FileDescriptor& daemon) {
     return message;
 }
 
-/// Runs `body` in a child process, and gives what it returns.
+/// Runs `body` in a child process and returns its result.
 template <typename Body>
 std::string InChild(Body body) {
     int ends[2];
@@ -85,7 +85,7 @@ TEST(Syslog, MessagesArriveWithNameFacilityAndLevel) {
         early.forcedLog(Level::LEVEL_ERROR, "one\ntwo \\ %s {}");
         LogClass("later").forcedLog(Level::LEVEL_WARN, "\xff");
         early.forcedLog(Level::LEVEL_DEBUG, "");
-        // As a host does that changes the level while it runs.
+        // A host may change the level while it runs.
         SetLogging(LogTarget::Syslog, Level::LEVEL_ERROR, "renamed");
         early.forcedLog(Level::LEVEL_WARN, "again");
         std::string all = early.isWarnEnabled() ? "the level did not change\n" : "";
@@ -110,7 +110,7 @@ TEST(Syslog, WithoutADaemonMessagesAreLostAndNothingElse) {
         const LogClass log("name");
         SetLogging(LogTarget::Syslog, Level::LEVEL_DEBUG, "kwlookup-test");
         const std::string enabled = log.isDebugEnabled() ? "enabled" : "not enabled";
-        // Where a daemon runs, it gets one line of the kind that is there to be ignored.
+        // A real daemon, if there is one, gets one debug line.
         log.forcedLog(Level::LEVEL_DEBUG, "test\n");
         SetLogging(LogTarget::StandardError, Level::LEVEL_WARN);
         return enabled;

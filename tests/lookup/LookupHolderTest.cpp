@@ -20,7 +20,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-/// What a NotingLookup does, and what was done to it.
+/// How a NotingLookup behaves, and which calls it got.
 struct Notes {
     bool answer = true;
     std::string result;
@@ -266,7 +266,7 @@ TEST_F(LookupHolder, TellsWhatTheLogsAskFor) {
     const Case cases[] = {
         {false, false, false, {}, false},
         {false, false, true, {}, true},
-        // Only the holder's own log makes it ask for the value.
+        // Only the holder's own log makes it request the value.
         {false, true, false, {}, false},
         {false, true, true, {"lookup"}, true},
         {true, false, false, {"holder"}, true},
@@ -278,7 +278,7 @@ TEST_F(LookupHolder, TellsWhatTheLogsAskFor) {
         SCOPED_TRACE(::testing::Message()
                      << test.holder_debug << test.own_debug << test.with_matched);
         RecordingLog::Reset();
-        // A log without a name has every level off.
+        // A log without a name has no level enabled.
         log = LogClass(test.holder_debug ? "holder" : "");
         own_log = LogClass(test.own_debug ? "lookup" : "");
         std::string res;

@@ -14,14 +14,14 @@
 
 namespace {
 
-/// Fills a holder with `list`, which holds `good` items that can be made and `bad` that cannot,
-/// while the first, the second, ... allocation fails, until none does. Libraries that are forgotten
-/// when they fail, `forgotten` of them, may be registered for good meanwhile.
+/// Fills a holder with `list` again and again, and lets the first, the second, ... allocation fail
+/// until all succeed. The list has `good` items that can be made and `bad` ones that cannot.
+/// `forgotten` libraries are not kept when they fail; they may become registered meanwhile.
 void FillWithoutMemory(const std::string& list, std::size_t good, std::size_t bad,
                        long forgotten = 0) {
     SCOPED_TRACE(list);
     LogClass log("holder");
-    // Grows what grows once a process: libraries, tables, the list of errors.
+    // Lets everything grow that grows once a process: libraries, tables, the list of errors.
     for (int i = 0; i < 2; ++i) {
         KwLookupHolder holder(log);
         holder.Init(list + ", nosuch:x");

@@ -19,7 +19,7 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-/// No std::exception.
+/// An exception that is not a std::exception.
 struct Foreign {};
 
 class Target : public InterfaceConfHolder {
@@ -35,7 +35,7 @@ protected:
         KwObjectHolder::SetConfLoader(loader);
     }
 
-    /// What the load throws; empty when it does not throw.
+    /// Returns the text of the exception that the load throws, or an empty text.
     std::string Load(const std::string& type = "ldap") {
         try {
             KwObjectHolder::LoadConfig(type, &target, log);

@@ -29,7 +29,7 @@ std::string LoadLine(const std::string& type) {
     return "load libkw_lookup_" + type + ".so object library";
 }
 
-/// How often the library of `type` was opened, as the log tells.
+/// Returns how often the log says that the library of `type` was opened.
 std::ptrdiff_t TimesOpened(const std::string& type) {
     const Strings lines = RecordingLog::Texts(DEBUG);
     return std::count(lines.begin(), lines.end(), LoadLine(type));
@@ -201,7 +201,7 @@ TEST_F(Plugin, ThatNeedsConfigurationIsForgottenWithoutALoader) {
                             "Error in init lookup [firebird:z]: can`t use lookup firebird here"));
 }
 
-/// A host's configuration, which notes what is called.
+/// A host's loader that records its calls.
 class NotingLoader : public IfConfLoader {
 public:
     std::string GetDescription() const override { return "notes"; }
@@ -310,7 +310,7 @@ TEST_F(Plugin, MayFillAHolderOfItsOwnWhileItIsInitialised) {
     EXPECT_TRUE(holder.Find(TextFinder("f"), nullptr, 0, nullptr));
 }
 
-/// A holder that sends every type to the dynamic loader.
+/// A holder that treats every type as a plug-in type.
 class OpenHolder : public KwLookupHolder {
 public:
     using KwLookupHolder::KwLookupHolder;
@@ -374,7 +374,7 @@ TEST_F(Plugin, TypeOfAnyBytesFindsOnlyItsOwnLibrary) {
     EXPECT_EQ(errors[3].compare(0, 30, "Error in init lookup [xxxxxxxx"), 0);
 }
 
-/// A request that is also a lookup, which a plug-in can find out.
+/// A finder that is also a lookup, which a plug-in can detect.
 class LookupFinder : public TextFinder, public KwStrLookup {
 public:
     LookupFinder() : TextFinder("x"), KwStrLookup("x") {}
@@ -386,14 +386,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A request that the host cannot judge.
+/// A finder whose Match() throws.
 class FailingFinder : public TextFinder {
 public:
     FailingFinder() : TextFinder("x") {}
     bool Match(const std::string&) const override { throw HostError("no memory"); }
 };
 
-/// A plug-in of this compiler and, where there is one, of the other.
+/// The plug-ins built by this compiler and, if it is installed, by the other one.
 class PluginBorder : public ::testing::TestWithParam<std::string> {
 protected:
     PluginBorder() { TakeErrors(); }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// A host's loader that records how it is called and does what a test says.
+/// A host's loader that records its calls and behaves as a test wants.
 class ScriptedLoader : public IfConfLoader {
 public:
     /// `name` begins every recorded call.
@@ -26,8 +26,8 @@ public:
 
     bool acquired = true;
     bool section_is_good = true;
-    /// Run when the operation of that name ("acquire", "prepare", "load lookup_TYPE", "release")
-    /// is called, after it was recorded.
+    /// Runs after a call of the operation of that name ("acquire", "prepare", "load lookup_TYPE",
+    /// "release") was recorded.
     std::function<void(const std::string& operation)> on_call;
     InterfaceConfHolder* last_holder = nullptr;
     const LogClass* last_log = nullptr;
@@ -40,5 +40,5 @@ private:
     std::string m_name;
 };
 
-/// The state of the plug-in library that serves `type`, which is opened for it where it is not.
+/// Returns the state of the plug-in library for `type`. Opens the library if necessary.
 ReloadPluginState& StateOf(const std::string& type);

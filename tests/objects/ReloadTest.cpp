@@ -26,8 +26,8 @@ using Strings = std::vector<std::string>;
 
 constexpr char REPORTED[] = "Errors in lookups/storage. See above.";
 
-/// Libraries stay registered for the life of the process, so each test works whether or not those
-/// before it ran in the same process.
+/// Libraries stay registered until the process ends. Each test must pass whether or not others ran
+/// before it in the same process.
 class Reload : public ::testing::Test {
 protected:
     Reload() {
@@ -42,7 +42,7 @@ protected:
         RecordingLog::Reset();
     }
 
-    /// Registers the three libraries, configured, with an object of each; forgets what it took.
+    /// Registers and configures the three libraries, and clears what that recorded.
     void Fill() {
         holder.Init("first:a, second:b, third:c");
         ASSERT_EQ(holder.GetObjects().size(), 3U);
@@ -54,7 +54,7 @@ protected:
         RecordingLog::Reset();
     }
 
-    /// What it throws; empty when it does not throw.
+    /// Returns the text of the exception that it throws, or an empty text.
     std::string BeforeReload() {
         try {
             KwObjectHolder::BeforeReload(log);
@@ -281,7 +281,7 @@ TEST_F(Reload, FailureInAnyStepIsToldAndTheNextTypeIsReloaded) {
         std::string reason;
     };
     const auto fault = [](Fault where) { return [where] { StateOf("second").fault = where; }; };
-    // Each step is taken once a type, so its second time is that of "second".
+    // Each step runs once for each type, so its second call is for "second".
     const auto throw_at = [&](const std::string& step) {
         return [this, step] {
             loader->on_call = [this, step](const std::string& operation) {
@@ -473,7 +473,7 @@ TEST_F(Reload, ReportTakesNoLock) {
     EXPECT_TRUE(returned);
 }
 
-// More libraries. They stay registered, so these tests come last: those above know of three.
+// More libraries. They stay registered, so these tests come last: the tests above expect three.
 
 TEST_F(Reload, FirstObjectOfATypeLoadsItsConfiguration) {
     ReloadPluginState& late = StateOf("late");

@@ -21,7 +21,7 @@ TEST(ReloadThreads, ReloadBesideThreadsThatFillHolders) {
     LogClass log("host");
     std::vector<std::string> calls;
     const auto loader = boost::make_shared<ScriptedLoader>(calls);
-    // What the loader does runs under the library's lock, so this needs none of its own.
+    // The library calls the loader under its lock, so this needs no lock.
     int running = 0;
     int overlaps = 0;
     loader->on_call = [&](const std::string& operation) {

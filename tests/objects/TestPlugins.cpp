@@ -21,7 +21,7 @@ bool RegisterPluginTypes() {
 
 const bool g_types = RegisterPluginTypes();
 
-/// Matches nothing and keeps what it is offered.
+/// Matches nothing and records the values that Match() gets.
 class ListingFinder : public KwLookupFinder {
 public:
     bool Match(const std::string& value) const override {

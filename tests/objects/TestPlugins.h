@@ -8,7 +8,7 @@
 
 class KwLookupHolder;
 
-/// A plug-in library that this process has opened already; none when it has not.
+/// A plug-in library, if this process has opened it already.
 class LoadedPlugin {
 public:
     explicit LoadedPlugin(const std::string& type);
@@ -23,11 +23,11 @@ private:
     void* m_handle;
 };
 
-/// What the dynamic loader says of a library that it cannot open.
+/// Returns the dynamic loader's message for a library that it cannot open.
 std::string LoaderMessage(const std::string& file);
 
-/// The errors collected since the last call. Forgets all recorded lines.
+/// Returns the errors collected since the last call. Clears all recorded lines.
 std::vector<std::string> TakeErrors();
 
-/// The values that the lists and plug-ins of `holder` offer to a search, in order.
+/// Returns the values that `holder` passes to Match() in a search, in order.
 std::vector<std::string> Values(const KwLookupHolder& holder);

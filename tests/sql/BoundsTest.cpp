@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Texts that end where readable memory does, and character classes that notice negative characters.
+// Texts that end at the end of readable memory, and character classes that detect negative
+// characters.
 #include "sql/StatementMachine.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +16,7 @@
 
 namespace {
 
-/// Memory followed by a page that nobody may touch.
+/// Memory followed by an inaccessible page.
 class GuardedMemory {
 public:
     explicit GuardedMemory(std::size_t capacity) {
@@ -33,7 +34,7 @@ public:
     char* End() const { return m_begin + m_size; }
     bool Holds(const void* memory) const { return memory >= m_begin && memory < End(); }
 
-    /// Room for `size` bytes, up to the very end. The same room each time.
+    /// Returns the last `size` bytes, the same ones each time.
     char* Last(std::size_t size) const {
         if (size > m_size)
             std::abort();
@@ -45,11 +46,11 @@ private:
     char* m_begin;
 };
 
-// Lives as long as the process: strings in it are freed to nowhere.
+// Never freed, because strings keep their bytes in it.
 const GuardedMemory g_memory(1024 * 1024);
 bool g_allocate_guarded = false;
 
-/// The text at the end of the guarded memory.
+/// Copies a text to the end of the guarded memory.
 char* AtTheEnd(const std::string& text) {
     char* place = g_memory.Last(text.size() + 1);
     std::memcpy(place, text.c_str(), text.size() + 1);
@@ -198,7 +199,7 @@ TEST(Bounds, NoWordIsReadPastItsEnd) {
         const std::string longer = word + "x";
         EXPECT_TRUE(compare(word.data(), word.data() + word.size(), keyword));
         EXPECT_FALSE(compare(longer.data(), longer.data() + longer.size(), keyword));
-        // A NUL in a word is not the one that ends the keyword.
+        // A NUL in a word does not equal the NUL at the end of the keyword.
         EXPECT_FALSE(compare(word.c_str(), word.c_str() + word.size() + 1, keyword));
     }
 }

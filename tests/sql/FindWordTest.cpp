@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The functions beside the parser: find_word(), mustbename(), compare().
+// The parser's free functions: find_word(), mustbename(), compare().
 #include "sql/KwSQLParser.h"
 
 #include <gtest/gtest.h>

@@ -87,7 +87,7 @@ TEST(KwSQLParser, ReadsASelect) {
         {"select a from t where c = 'a \"b\\' ", {"a"}, "t", "c", "a \"b\\"},
         {"select a from t where c = '\xd0\xb0\xff\x01'", {"a"}, "t", "c", "\xd0\xb0\xff\x01"},
         {"select a from t where c = '\n'", {"a"}, "t", "c", "\n"},
-        // Keywords are names where a name stands.
+        // A keyword can be a name.
         {"select from from from where where = 'v'", {"from"}, "from", "where", "v"},
         {"select select, where from values where int='='",
          {"select", "where"},
@@ -234,7 +234,7 @@ TEST(KwSQLParser, ASelectKeepsWhatItHasRead) {
     }
 }
 
-// What follows each state.
+// The words that may follow each state.
 constexpr int Refused = -1; // false at once
 constexpr int Unknown = -2; // false, with a remark
 
@@ -402,7 +402,7 @@ TEST(KwSQLParser, TracesASelect) {
          "unknown state"},
         {"", "<<<<--- unexpected token", ""},
         {"select", "\n0: select[6]<<<<--- unexpected token", ""},
-        // The other failures leave no remark.
+        // Other failures add nothing to the trace.
         {"delete", "\n0: delete[6]", ""},
         {"select a where", "\n0: select[6]\n1: a[1]\n2: where[5]", ""},
         {"select a,", "\n0: select[6]\n1: a[1]\n2: ,[1]searching for next parameter\n",
@@ -431,7 +431,7 @@ TEST(KwSQLParser, TracesAnInsertInRawBytes) {
         {"", ""},
         {"insert", "\0: insert[\6]\n"s},
         {"insert from x", "\0: insert[\6]\n\1: from[\4]\n"s},
-        // A length is one byte, whatever it is.
+        // A length is always one byte.
         {std::string(255, 'x'), "\0: "s + std::string(255, 'x') + "[\xff]\n"},
         {std::string(256, 'x'), "\0: "s + std::string(256, 'x') + "[\0]\n"s},
         {std::string(1000, 'x'), "\0: "s + std::string(1000, 'x') + "[\xe8]\n"},

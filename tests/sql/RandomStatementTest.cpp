@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The parser against StatementMachine, on statements that are nearly right.
+// Compares the parser with StatementMachine on nearly valid statements.
 #include "sql/StatementMachine.h"
 #include "support/Rounds.h"
 
@@ -120,7 +120,7 @@ TEST(RandomStatements, AreParsedAsTheTablesSay) {
         accepted += select.result ? 1 : 0;
         unknown += select.trace.find("unknown state") != std::string::npos ? 1 : 0;
     }
-    // They went everywhere.
+    // The statements reached every state.
     EXPECT_EQ(error_states, (std::set<int>{-1, 0, 1, 2, 4, 5, 6, 7, 8}));
     EXPECT_EQ(types, (std::set<std::vector<int>>{{}, {0}, {1}, {2}}));
     EXPECT_GT(accepted, Rounds(1000));

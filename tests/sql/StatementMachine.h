@@ -11,9 +11,10 @@
 #include <tuple>
 #include <vector>
 
-// What the parser is compared with: its states as rows of tables, its words by lists of characters.
+// A second implementation to compare the parser with. Its states are rows of tables, and its words
+// are defined by lists of characters.
 
-/// All that a parser has after a parse.
+/// The public members of a parser after a parse.
 struct Parsed {
     bool result = false;
     int error_state = -1;
@@ -60,7 +61,7 @@ class StatementMachine {
 public:
     explicit StatementMachine(std::string_view text) : m_text(text.substr(0, text.find('\0'))) {}
 
-    /// Goes on from what `parsed` has.
+    /// Continues from the members in `parsed`.
     void Select(Parsed& parsed, bool trace) {
         static const std::vector<Row> rows = {
             {0, "select", nullptr, 1},   {1, "*", &AddName, 2},    {1, Name, &AddName, 2},
@@ -89,7 +90,7 @@ public:
                 AddName(parsed, std::string(m_word));
                 state = 2;
             } else if (state == Value) {
-                // No quote is the second character of a value, or a later one.
+                // Only the first character of a value can be a quote.
                 const std::size_t close = m_text.find('\'', m_at + 1);
                 if (close == std::string_view::npos)
                     return;
@@ -220,7 +221,8 @@ private:
     std::size_t m_at = 0;
 };
 
-/// What the parser makes of a statement: `parse` is &KwSQLParser::parse_select or parse_insert.
+/// Returns the result of parsing a statement with `parse`, which is &KwSQLParser::parse_select or
+/// parse_insert.
 inline Parsed Parse(const std::string& statement, bool (KwSQLParser::*parse)(bool), bool trace) {
     KwSQLParser parser(statement.c_str());
     parser.m_error_state = -1;

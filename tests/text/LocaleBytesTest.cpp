@@ -42,7 +42,7 @@ TEST(LocaleBytes, FollowTheGlobalLocale) {
         EXPECT_EQ(LocaleBytes::Current().Upper('\xe9'), '\xc9');
         EXPECT_TRUE(LocaleBytes::Current().IsSpace('x'));
 
-        // Another locale without a name is another locale.
+        // Two locales without a name are different locales.
         const GlobalLocale other(TestBytes().GetLocale());
         ExpectTablesOf(std::locale::classic());
     }

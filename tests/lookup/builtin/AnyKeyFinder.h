@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// Matches what equals one of its keys.
+/// Matches values that equal one of its keys.
 class AnyKeyFinder : public kwlookup::KeyedFinder {
 public:
     explicit AnyKeyFinder(const std::vector<std::string>& keys) : m_keys(keys) {}

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Random lists and requests, answered by the lookup and by the plainest binary search there is over
-// a vector that is sorted when it is first needed: there must be no difference, in what is found
-// and in the order that a walk sees, be it a walk by keys.
+// Compares the lookup with a plain binary search over a sorted vector, with random lists and
+// requests. They must find the same strings, and walks must see the same order.
 
 #include "lookup/builtin/KwVectorStrLookup.h"
 
@@ -24,7 +23,7 @@ using namespace kwlookup;
 
 using Strings = std::vector<std::string>;
 
-/// A sorted vector, searched by the textbook.
+/// A sorted vector with a textbook binary search.
 class PlainList {
 public:
     void Push(const std::string& value) {
@@ -75,7 +74,8 @@ class Random {
 public:
     explicit Random(unsigned seed) : m_engine(seed) {}
 
-    /// A number below `end`. Not by a distribution, whose values differ between libraries.
+    /// Returns a number below `end`. Does not use a distribution, whose values differ between
+    /// standard libraries.
     std::size_t Below(std::size_t end) { return m_engine() % end; }
     bool OneIn(std::size_t n) { return Below(n) == 0; }
 
@@ -83,7 +83,7 @@ private:
     std::mt19937 m_engine;
 };
 
-/// How the texts of one run look.
+/// The alphabet and the sizes of the texts of one run.
 struct Style {
     std::string alphabet;
     std::string prefix;
@@ -121,7 +121,7 @@ std::string RandomText(Random& random, const Style& style) {
     return text;
 }
 
-/// A text that is near one of the list, or none of it.
+/// Returns a text that resembles one of the list, or a random one.
 std::string RandomRequest(Random& random, const Style& style, const Strings& strings) {
     if (strings.empty() || random.OneIn(3))
         return RandomText(random, style);
@@ -171,7 +171,7 @@ std::locale RandomLocale(Random& random) {
     }
 }
 
-/// One random list, searched in both ways.
+/// Searches one random list in both ways.
 class Comparison {
 public:
     explicit Comparison(unsigned seed) : m_random(seed) {}
@@ -181,7 +181,7 @@ public:
         const std::size_t size = m_random.OneIn(4) ? m_random.Below(500) : m_random.Below(60);
         const bool may_change_locale = m_random.OneIn(3);
         const bool may_push = m_random.OneIn(2);
-        const std::size_t kinds = m_random.Below(3); // with regard to case, without, both
+        const std::size_t kinds = m_random.Below(3); // case matters, case ignored, both
         const GlobalLocale global(may_change_locale ? RandomLocale(m_random) : std::locale());
 
         for (std::size_t i = 0; i < size; ++i)
@@ -253,7 +253,7 @@ private:
 };
 
 TEST(BinarySearch, FindsTheSameOfManyCaseVariants) {
-    // More than the 16 that std::sort leaves as they come.
+    // More than 16, up to which std::sort keeps the order of equal strings.
     for (int variants : {15, 16, 17, 40, 200}) {
         StringList list;
         PlainList plain;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Searches of one list at once, the one-time sort among them.
+// Concurrent searches of one list, including the first sort.
 
 #include "lookup/builtin/KwVectorStrLookup.h"
 
@@ -24,7 +24,7 @@ constexpr int THREADS = 8;
 
 using Strings = std::vector<std::string>;
 
-/// Runs `work` in many threads that start as nearly at once as can be.
+/// Runs `work` in many threads that start at nearly the same time.
 void InThreads(int count, const std::function<void(int)>& work) {
     std::atomic<int> waiting{count};
     std::vector<std::thread> threads;
@@ -153,7 +153,7 @@ TEST_P(ConcurrentSearchTest, EightBitListsAreSearchedAtOnceToo) {
 INSTANTIATE_TEST_SUITE_P(Orders, ConcurrentSearchTest, testing::Values(FIND_EXACT + 0, NOCASE));
 
 TEST(ConcurrentSearchTest, BothKindsOfFirstSearchAtOnce) {
-    // The same order both ways, so that every search finds, whichever of them sorts.
+    // Both orders are the same here, so every search finds its text, whichever of them sorts.
     Strings names;
     for (int i = 0; i < 300; ++i)
         names.push_back(std::string(1, static_cast<char>('A' + i * 7 % 26)) +

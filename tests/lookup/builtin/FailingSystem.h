@@ -3,17 +3,17 @@
 
 #include <sys/types.h>
 
-/// A program that links this has functions of the system that fail where a test says so:
-/// pthread_mutex_init, pthread_mutex_lock, open, fstat, read and pread.
+/// Replaces functions of the system by ones that can fail: pthread_mutex_init, pthread_mutex_lock,
+/// open, fstat, read and pread.
 ///
 /// Threads: one.
 namespace failing {
 
-/// Counts calls down while a Fault lives; the call that it counts to, fails.
+/// Counts calls while a Fault lives, and makes one of them fail.
 struct Countdown {
     int calls = -1; ///< -1: none fails
     int error = 0;
-    bool every = false; ///< every call from there on fails
+    bool every = false; ///< all later calls fail as well
 
     bool Fails() {
         if (calls < 0)
@@ -33,7 +33,7 @@ extern Countdown mutex_init, mutex_lock, open, fstat;
 extern bool interrupt_reads;
 /// Called before each read of a file, when set.
 extern void (*before_read)();
-/// Reads at or behind this place of a file fail by EIO, and none passes it.
+/// Reads at or after this position of a file fail with EIO. No read goes beyond it.
 extern off_t bad_sector;
 
 /// Makes a call fail: the next one, or the one after `calls` good ones.
@@ -47,7 +47,7 @@ public:
     Fault& operator=(const Fault&) = delete;
     ~Fault() { m_countdown = Countdown(); }
 
-    /// True when the call came.
+    /// Returns true when the call was made.
     bool Happened() const { return m_countdown.calls < 0 || m_countdown.every; }
 
 private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// What the lookups do when the system fails them: no lock, no memory, no file.
+// The lookups when the system fails: no lock, no memory, no file.
 
 #include "lookup/builtin/KwFileLookup.h"
 
@@ -207,7 +207,7 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
                     failed = told_by_name = true;
                 }
             }
-            // The logger is told once the file is loaded.
+            // The logger is called after the file is loaded.
             const bool told = with_logger && list.GetDescription() == name;
             if (failed && !told) {
                 EXPECT_THAT(RecordsOf(list), ElementsAre("a", "b"));
@@ -234,7 +234,7 @@ TEST_F(FaultTest, AFileThatGrowsEndsAtTheSizeThatItHad) {
         static int reads;
         reads = 0;
         failing::before_read = [] {
-            if (++reads > 100) // what never ends ends here
+            if (++reads > 100) // end a loop that would never end
                 return;
             std::ofstream file(g_growing, std::ios::app);
             file << "ne\nmore\n";
@@ -266,7 +266,7 @@ TEST_F(FaultTest, AReadErrorIsCollectedForItsItem) {
     KwLookupHolder holder(m_log);
     failing::bad_sector = 4;
     holder.Init("x, " + item + ", y");
-    // A lookup that no holder loads has no item.
+    // Without a holder there is no item to collect the error for.
     KwFileLookup().Init(m_dir.Path("list"));
     failing::bad_sector = -1;
     EXPECT_EQ(holder.GetObjects().size(), 3u);

@@ -19,8 +19,8 @@ namespace {
 using namespace kwlookup;
 using Strings = std::vector<std::string>;
 
-/// A finder of the values that equal one of its keys by the global locale. With `keyed` false it
-/// hides that it has keys, and is walked for.
+/// Matches values that equal one of its keys under the global locale. With `keyed` false it hides
+/// its keys, so that the list is walked.
 template <typename Base>
 class Keys : public Base {
 public:
@@ -82,7 +82,7 @@ Answer Ask(const KwIfLookup& list, const KwLookupFinder& finder, int flags = 0) 
 
 class KeyedWalk : public ::testing::Test {
 protected:
-    /// Compares the walk by keys with the one that calls Match().
+    /// Compares a search by keys with a walk.
     void ExpectTheAnswerOfTheWalk(const KwIfLookup& list, const Strings& keys) {
         const NamedKeys named(keys);
         EXPECT_EQ(Ask(list, named), Ask(list, HiddenKeys(keys)));
@@ -121,7 +121,7 @@ TEST_F(KeyedWalk, NamesTheFirstOfTheListAsItIs) {
     EXPECT_EQ(finder.matches, 1) << "it was walked for";
 }
 
-/// Compares its keys with a part of a value that this library does not know.
+/// Compares its keys with a part of values that this library does not know.
 class NewerKeys : public NamedKeys {
 public:
     using NamedKeys::NamedKeys;
@@ -206,7 +206,7 @@ TEST_F(KeyedWalk, TakesKeysAndValuesOfAnyLength) {
         ExpectTheAnswerOfTheWalk(list, {values[random() % 100], values[random() % 100]});
 }
 
-/// Hides the keys of the domain lookup's finder.
+/// Hides the keys of the domains lookup's finder.
 class Unkeyed : public KwLookupFinder {
 public:
     explicit Unkeyed(const KwLookupFinder& finder) : m_finder(finder) {}
@@ -217,7 +217,7 @@ private:
     const KwLookupFinder& m_finder;
 };
 
-/// Asks its list in both ways, and keeps what differs.
+/// Searches its list in both ways, and records differences.
 class BothWays : public KwIfLookup {
 public:
     explicit BothWays(const Strings& values) : m_list(values) {}
@@ -273,7 +273,7 @@ TEST_F(KeyedWalk, DotsCostNoTimeWhereNoEntryHasThem) {
     KwDomainsLookup domains(log);
     domains.AddObject(static_cast<KwIfLookup*>(new StringList(Strings(100, "corp.lan"))));
     const std::string text = "x@" + std::string(1 << 20, '.');
-    // A search that made a key of each dot took 7 ms, so all of them would take a minute.
+    // With a key for each dot, a search takes 7 ms, and all of them take a minute.
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < 10000; ++i)
         EXPECT_FALSE(domains.FindAddr(TextRange(text.begin(), text.end()), true));

@@ -22,7 +22,7 @@ TextRange Range(const std::string& text) {
     return TextRange(text.begin(), text.end());
 }
 
-/// A lookup that keeps the requests it gets, and matches the way it is told.
+/// A lookup that records its requests and returns a given answer.
 class Spy : public KwIfLookup {
 public:
     struct Request {
@@ -92,7 +92,7 @@ const Case DOMAINS[] = {
     {"", ".", false, true},
     {"", "", true, true},
     {"corp.lan", "", false, false},
-    // No address is taken apart here.
+    // FindDomain() does not look for an '@'.
     {"corp.lan", "jdoe@corp.lan", false, false},
     {"corp.lan", "jdoe@x.corp.lan", false, true},
     {"corp.lan", "corp.lan>", false, false},

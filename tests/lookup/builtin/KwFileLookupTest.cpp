@@ -274,7 +274,7 @@ TEST_F(KwFileLookupTest, LoadsManyBlankLines) {
                 ElementsAre("a"));
 }
 
-/// The most address space that this process ever had, in KiB.
+/// Returns the peak address space of this process, in KiB.
 long PeakAddressSpace() {
     std::ifstream status("/proc/self/status");
     for (std::string word; status >> word;)

@@ -17,7 +17,7 @@ using namespace kwlookup;
 
 TEST(KwStrLookup, AsksTheFinder) {
     const KwStrLookup lookup("Alpha");
-    // Every bit but FIND_EXACT leaves the answer to the finder.
+    // With any bit but FIND_EXACT the finder decides.
     for (const int flags : {0, 2, 4, 8, 14, 0x7ffffffe}) {
         SCOPED_TRACE(flags);
         std::string res = "old";

@@ -17,7 +17,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// What the search says: the matched string, or "-" for a miss. Checks that the rest is untouched.
+/// Returns the string that a search finds, or "-". Checks that it sets nothing else.
 std::string Search(const KwVectorStrLookup& list, const std::string& text, int flags = FIND_EXACT) {
     const ProbeFinder finder(text);
     std::string res = "old";
@@ -31,7 +31,7 @@ std::string Search(const KwVectorStrLookup& list, const std::string& text, int f
     return matched;
 }
 
-/// The order in which a search without FIND_EXACT asks about the strings.
+/// Returns the order in which a search without FIND_EXACT visits the strings.
 std::vector<std::string> Order(const KwVectorStrLookup& list) {
     const ProbeFinder finder("no such string");
     std::string res;
@@ -69,7 +69,7 @@ TEST(KwVectorStrLookup, WalksTheListUntilTheFinderAccepts) {
         EXPECT_EQ(matched, "old");
         EXPECT_EQ(own.cleared, 1);
 
-        // A plain match further down leaves the finder's result alone.
+        // A plain match further down does not change the finder's result.
         ProbeFinder both("b");
         both.result_at = "c";
         res = "old";
@@ -131,7 +131,7 @@ TEST(KwVectorStrLookup, SortsOnceInTheOrderOfTheFirstExactSearch) {
     Search(list, "a", NOCASE);
     EXPECT_THAT(Order(list), ElementsAre("B", "C", "a", "b")) << "sorted once";
 
-    // After a Push the next exact search sorts what is there, in its own order.
+    // After a Push the next exact search sorts the list again, in its own order.
     list.Init("0");
     EXPECT_THAT(Order(list), ElementsAre("B", "C", "a", "b", "0"));
     EXPECT_EQ(Search(list, "0", NOCASE), "0");
@@ -184,7 +184,7 @@ TEST(KwVectorStrLookup, SortsBytesAsUnsignedAndSearchesThemAsSigned) {
     EXPECT_EQ(Search(ascii_missed, "az"), "-");
     EXPECT_EQ(Search(ascii_missed, "a\xe9"), "-");
 
-    // Sorted as signed values when without regard to case: all is found.
+    // When case is ignored, the sort compares signed values too, so everything is found.
     const StringList nocase({"\xe9", "z", "a", "a\xe9", "az"});
     for (const char* text : {"\xe9", "z", "a", "a\xe9", "az"})
         EXPECT_EQ(Search(nocase, text, NOCASE), text);

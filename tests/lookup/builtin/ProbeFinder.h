@@ -9,8 +9,8 @@
 /// The flags of a search that ignores case.
 inline constexpr int NOCASE = FIND_EXACT | FIND_NOCASE;
 
-/// A finder that keeps the values it was asked about, in order, accepts one of them, and may
-/// produce a result of its own at another.
+/// Records the values that Match() gets, in order. Accepts one value, and may produce a result of
+/// its own at another.
 class ProbeFinder : public KwLookupFinder {
 public:
     explicit ProbeFinder(const std::string& text) : m_text(text) {}

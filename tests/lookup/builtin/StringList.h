@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// The base class as it is, filled by hand.
+/// Fills the base class directly.
 class StringList : public KwVectorStrLookup {
 public:
     StringList() = default;

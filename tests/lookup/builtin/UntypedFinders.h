@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
-// Finders as a host that is built without run-time type information has them.
+// The finders of a host that is built without run-time type information.
 
-/// Matches the values that equal `text`.
+/// Makes a finder that matches values equal to `text`.
 std::unique_ptr<KwLookupFinder> MakeUntypedFinder(const std::string& text);
 
-/// The same, and names its key. The calls of Match() are counted in `matches`.
+/// Makes one that also names its key, and counts the calls of Match() in `matches`.
 std::unique_ptr<KwLookupFinder> MakeUntypedKeyedFinder(const std::string& text, int& matches);

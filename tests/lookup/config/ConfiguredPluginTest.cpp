@@ -27,7 +27,7 @@ using Settings = std::vector<std::pair<std::string, std::string>>;
 
 const bool g_type = KwFactory<KwIfLookup>::Instance().Register("configured", nullptr);
 
-/// A host's loader of one section, given as settings.
+/// A host's loader of one section, which consists of the given settings.
 class SettingsLoader : public IfConfLoader {
 public:
     std::string GetDescription() const override { return "settings"; }
@@ -47,7 +47,7 @@ public:
     Settings settings;
 };
 
-/// Every parameter back to what it is where nothing is configured.
+/// The value of every parameter when nothing is configured.
 const Settings NOTHING = {{"Host", ""}, {"Port", ""}, {"OnError", ""}, {"SkipDomains", ""}};
 
 class ConfiguredPlugin : public ::testing::Test {
@@ -59,20 +59,20 @@ protected:
         Reload({});
     }
 
-    /// Re-reads the configuration, with these settings and the defaults of the others.
+    /// Reloads the configuration with these settings and the defaults of the others.
     void Reload(const Settings& settings) {
         loader->settings = NOTHING;
         loader->settings.insert(loader->settings.end(), settings.begin(), settings.end());
         KwObjectHolder::BeforeReload(log);
     }
 
-    /// The results of a search, each after a blank; "miss" where nothing was found.
+    /// Returns the results of a search, each after a blank, or "miss".
     std::string Find(const std::string& text, int flags = 0) const {
         std::string res;
         return holder.Find(TextFinder(text), &res, flags, nullptr) ? res : "miss";
     }
 
-    /// The errors collected since the last call.
+    /// Returns the errors collected since the last call.
     Strings TakeErrors() {
         RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
         try {
@@ -189,8 +189,8 @@ TEST_F(ConfiguredPlugin, BadItemIsToldAndTheOthersStay) {
     }
 }
 
-// What an administrator has to write to have a template arrive: the object list is split at commas,
-// then the item at bars, and each splitting takes one level of quotes and backslashes away.
+// How to quote a template in an object list. The list is split at commas, then the item at bars.
+// Each time, one level of quotes and backslashes is removed.
 struct Quoting {
     const char* list;
     const char* arrives;
@@ -242,7 +242,7 @@ constexpr Quoting QUOTINGS[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Lists, Quotings, ::testing::ValuesIn(QUOTINGS));
 
-/// `text` with everything that a splitting at `separator` would take escaped.
+/// Escapes `text` so that splitting at `separator` gives it back unchanged.
 std::string Escape(const std::string& text, char separator) {
     std::string escaped;
     for (char c : text) {
@@ -274,7 +274,7 @@ TEST_F(ConfiguredPlugin, SettingWithABarAndAListAndAnEqualsSignArrives) {
     EXPECT_EQ(Find("a@y.lan"), "miss");
     EXPECT_EQ(Find("a@b"), " a|b=c,d:389 a@b");
 
-    // Quotes around the value alone are the list's own: one domain with a comma inside.
+    // Quotes around the value alone belong to the value: one domain with a comma in it.
     holder.Init(R"(configured:SkipDomains="x.lan,y.lan"|$s)");
     EXPECT_EQ(Find("a@x.lan,y.lan"), "miss");
     EXPECT_EQ(Find("a@y.lan"), " :389 a@y.lan");

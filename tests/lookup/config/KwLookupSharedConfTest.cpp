@@ -27,7 +27,7 @@ using params_t = KwLookupSharedConf::params_t;
 static_assert(!std::is_copy_constructible_v<TestConf>, "it holds addresses inside itself");
 static_assert(!std::is_copy_assignable_v<TestConf>, "it holds addresses inside itself");
 
-/// What `action` throws as std::invalid_argument; empty when it does not throw.
+/// Returns the text of the std::invalid_argument that `action` throws, or an empty text.
 template <typename Action>
 std::string Thrown(Action action) {
     try {
@@ -59,7 +59,7 @@ public:
     std::vector<params_t> rows;
 };
 
-/// Fills a type-wide configuration the way a host does.
+/// Fills a type-wide configuration like a host.
 std::string Configure(KwLookupSharedConf& conf, const std::string& name,
                       const std::vector<std::pair<std::string, std::string>>& settings) {
     LogClass log("host");
@@ -361,7 +361,7 @@ TEST_F(SharedConf, HasNoParametersBeforeItIsRegistered) {
     EXPECT_FALSE(wide.GetOnError());
 }
 
-/// A configuration with a parameter that its type-wide one does not know.
+/// A configuration with a parameter that its type-wide one lacks.
 class OwnConf : public TestConf {
 public:
     using TestConf::TestConf;
@@ -405,7 +405,7 @@ TEST_F(SharedConf, RowsWithEqualNamesAreOneParameter) {
     EXPECT_TRUE(local_found == &local_twins.one || local_found == &local_twins.two);
 }
 
-/// A configuration whose PostInit() has an opinion of its own.
+/// A configuration that overrides PostInit().
 class StrictConf : public TestConf {
 public:
     using TestConf::TestConf;

@@ -25,7 +25,7 @@ using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 using namespace std::string_literals;
 
-/// What a plug-in adds to either base, `Base`, to have a whole lookup.
+/// Completes the abstract class `Base` as a plug-in does.
 template <typename Base>
 class Concrete : public Base {
 public:
@@ -78,7 +78,7 @@ protected:
         RecordingLog::Reset();
     }
 
-    /// What ParseInitData() throws; empty when it does not throw.
+    /// Returns the text of the exception that ParseInitData() throws, or an empty text.
     std::string InitError(const std::string& text) {
         try {
             lookup.Init(text);
@@ -248,7 +248,7 @@ TEST_F(WithConfig, Expands) {
         {"", "x", 0, ""},
         {"nothing", "x", 0, "nothing"},
         {"$s$s", "x", 0, "xx"},
-        // The strip looks at the end of the whole output.
+        // The '>' is removed from the end of the whole output.
         {"$s", "<jdoe@corp.lan>", FIND_STRIP_BRACKETS, "jdoe@corp.lan"},
         {"$s", "<jdoe@corp.lan>", 0, "<jdoe@corp.lan>"},
         {"$u at $d", "<jdoe@corp.lan>", FIND_STRIP_BRACKETS, "jdoe at corp.lan"},

@@ -39,7 +39,7 @@ public:
     Parameter<SizeList> sizes{*this, "Sizes"};
 };
 
-/// Sets parameters the way a host does.
+/// Sets parameters like a host.
 class Loaded {
 public:
     explicit Loaded(KwLookupSharedConf& conf) { conf.MakePreInit(m_parser); }

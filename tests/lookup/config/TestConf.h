@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// A configuration of a few parameters. Without a parent it is a type-wide one.
+/// A configuration with a few parameters. Without a parent it is the type-wide one.
 class TestConf : public KwLookupSharedConf {
 public:
     explicit TestConf(const std::string& name = "test", const KwLookupSharedConf* parent = nullptr)

@@ -3,7 +3,7 @@
 
 PluginCounts g_counts;
 
-/// Defined nowhere, which shows as soon as all symbols are resolved.
+/// Defined nowhere, so the library cannot be opened with all symbols resolved.
 int Missing();
 
 extern "C" KW_EXPORT int CallMissing() {

@@ -6,7 +6,7 @@ PluginCounts g_counts;
 
 namespace {
 
-/// A plug-in whose init data is an object list, which it fills a holder of its own with.
+/// A plug-in whose init data is an object list. It fills its own holder with that list.
 class NestedLookup : public PluginLookup {
 public:
     explicit NestedLookup(const LogClass& log) : m_list(log) {}

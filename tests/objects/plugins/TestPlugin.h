@@ -9,7 +9,8 @@
 
 class IfConfParser;
 
-/// What a test plug-in did so far. Each exports one under the name "g_counts" (see LoadedPlugin).
+/// Counts the calls that a test plug-in got. Each exports one under the name "g_counts" (see
+/// LoadedPlugin).
 struct PluginCounts {
     std::atomic<int> made{0};
     std::atomic<int> alive{0};
@@ -17,7 +18,7 @@ struct PluginCounts {
 
 extern "C" KW_EXPORT PluginCounts g_counts;
 
-/// An exception that only its plug-in knows: others catch it as std::runtime_error.
+/// An exception class that only the plug-in knows. Others catch it as std::runtime_error.
 class PluginError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -25,8 +26,9 @@ public:
 
 /// A lookup of one value, its init data, with the result "result of VALUE".
 ///
-/// Some values misbehave: "bad" cannot be initialised; "int" throws what is no std::exception at
-/// all; "broken" cannot be searched; "echo" asks a finder that is a lookup too for its description.
+/// Some values misbehave. "bad" cannot be initialised. "int" throws something other than a
+/// std::exception. "broken" cannot be searched. "echo" gets the description of a finder that is
+/// also a lookup.
 class PluginLookup : public KwIfSharedLookup {
 public:
     PluginLookup() {

@@ -5,10 +5,10 @@
 
 #include <atomic>
 
-/// Where a plug-in of the reload tests fails.
+/// The operation in which a plug-in of the reload tests fails.
 enum class Fault { None, NullObject, Creator, InitLog, Question, LogPtr };
 
-/// What such a plug-in is told to do, and what it did. Each exports one under the name "g_state".
+/// How such a plug-in behaves, and which calls it got. Each exports one under the name "g_state".
 struct ReloadPluginState {
     std::atomic<Fault> fault{Fault::None};
     std::atomic<bool> needs_config{true};
