@@ -167,7 +167,7 @@ private:
             return;
         }
         if (*section == '\0')
-            AddError("the setting stands in no section");
+            AddError("the setting is not in a section");
         auto& settings = m_file.m_sections[section].settings;
         if (settings.size() > SECTION_KEYS) {
             m_last = nullptr;

@@ -104,7 +104,7 @@ TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
                                std::string("N = a\0b\n", 8) + "[" + std::string(60, 'x') +
                                "]\n[t] B = 1\n[u] # no\n");
     EXPECT_THAT(file.GetErrors(),
-                ElementsAre(m_name + ":1: the setting stands in no section",
+                ElementsAre(m_name + ":1: the setting is not in a section",
                             m_name + ":3: neither a section, nor a setting, nor a comment",
                             m_name + ":4: neither a section, nor a setting, nor a comment",
                             m_name + ":6: neither a section, nor a setting, nor a comment",
