@@ -21,7 +21,8 @@ namespace {
 
 using namespace kwlookup;
 
-/// Trims white space, then one pair of quotes, of the text between `begin` and `end`.
+/// Returns the text between `begin` and `end` without white space at its ends, and then without
+/// one pair of quotes around it.
 std::string MakeItem(const char* begin, const char* end, const LocaleBytes& bytes) {
     bytes.Trim(begin, end);
     if (end - begin >= 2 && *begin == '"' && end[-1] == '"') {
@@ -31,8 +32,8 @@ std::string MakeItem(const char* begin, const char* end, const LocaleBytes& byte
     return std::string(begin, end);
 }
 
-/// A strict decimal: an optional sign, digits, nothing else, and within the range of Integer.
-/// `*out` is unchanged when the text is none.
+/// Reads a strict decimal number in the range of Integer: an optional sign and digits. Sets `*out`
+/// only on success.
 template <typename Integer>
 bool ParseDecimal(std::string_view text, Integer* out) {
     if (!text.empty() && text[0] == '+') {
@@ -49,7 +50,8 @@ bool ParseDecimal(std::string_view text, Integer* out) {
     return true;
 }
 
-/// A number without a minus sign, times the unit that the last letter names. Wraps like Unsigned.
+/// Reads a number without a minus sign, times the unit that its last letter names. Wraps like
+/// Unsigned.
 template <typename Integer, typename Unsigned, typename UnitOf>
 bool ParseWithUnit(const std::string& value, UnitOf unit_of, Integer* out) {
     std::string_view number(value);
@@ -145,8 +147,8 @@ void ConfParser::SplitVector(const std::string& value, std::vector<std::string>&
     for (char c : {separator, '\\', '"'})
         special[static_cast<unsigned char>(c)] = true;
 
-    // An item is the stretch of the text from `start`, unless an escape was taken out of it: then
-    // what stands before `start` has been moved to `unescaped`.
+    // An item is the text from `start` on. If it had an escape, `unescaped` holds the part of it
+    // before `start`.
     std::string unescaped;
     const char* p = value.data();
     const char* const end = p + value.size();
@@ -218,7 +220,7 @@ bool ConfParser::IntParse(const std::string& name, const std::string& value, int
     if (!value.empty() && value[0] == '0') {
         unsigned number = 0;
         if (value.size() >= 2 && (value[1] == 'x' || value[1] == 'X')) {
-            // glibc takes "0x" without a digit after it for a zero; it is no number.
+            // glibc reads "0x" without a digit as zero, but it is not a number.
             if (value.size() < 3 || !IsHexDigit(value[2]) ||
                 std::sscanf(value.c_str(), "%x", &number) != 1) {
                 WarnUnrecognized(log, value, "hex");
@@ -255,7 +257,7 @@ bool ConfParser::ConvertSizeValToBytes(const std::string& name, const std::strin
 
 namespace {
 
-/// One setting on its way into its variable.
+/// A setting, and the variable to store it in.
 struct Setting {
     const std::string& name;
     std::string text; // A copy: the caller's text may be a part of the variable.

@@ -11,47 +11,52 @@
 
 class LogClass;
 
-/// The configuration parser: variables under names, and the syntax of their values.
+/// The configuration parser: named variables, and the syntax of their values.
 ///
-/// Whoever owns a variable registers its address with Add(); whoever reads a configuration hands
-/// each setting to SetNewVal(), which converts the text and stores it in the variable. The parser
-/// owns nothing but the list of names: variables, defaults and the logger must outlive its last
-/// SetNewVal(). White space and letter case are those of the global locale. Texts may hold any
-/// bytes; a NUL is written as "\0" in messages. The cost is linear in the length of the texts.
+///     int timeout = 0;
+///     ConfParser parser(log);
+///     parser.Add("Timeout", &timeout, IfConfParser::VT_TIME, nullptr);
+///     parser.SetNewVal("timeout", "2m"); // timeout is 120
+///
+/// The owner of a variable registers its address with Add(). The reader of a configuration passes
+/// each setting to SetNewVal(), which converts the text and stores the value in the variable. The
+/// parser keeps pointers: variables, defaults and the logger must be valid at each SetNewVal().
+/// White space and letter case are those of the global locale. Texts may hold any bytes; messages
+/// show a NUL as "\0". The cost is linear in the length of the texts.
 ///
 /// Threads: one at a time for one parser; different parsers are independent. The static operations
-/// keep no state, and any thread may call them at any time.
+/// have no state, and any thread may call them at any time.
 class KW_EXPORT ConfParser : public IfConfParser {
 public:
-    /// A parser without variables. Keeps the address of `log`.
+    /// Makes a parser without variables. Keeps the address of `log`.
     explicit ConfParser(const LogClass& log);
     ~ConfParser() override;
     ConfParser(const ConfParser&) = delete;
     ConfParser& operator=(const ConfParser&) = delete;
 
-    /// Registers a variable; see IfConfParser. Letter case in `name` does not count. An earlier
-    /// variable of that name is forgotten. Nothing is checked.
+    /// Registers a variable; see IfConfParser. The letter case of `name` is ignored. Replaces an
+    /// earlier variable of that name. Checks nothing.
     void Add(const std::string& name, void* var, VarType type, const void* def) override;
 
-    /// Sets the variable `name` to what `value` says; false when it could not.
+    /// Sets the variable `name` from the text `value`. Returns false when that fails.
     ///
     ///     VT_INT, VT_TIME, VT_SIZE   trimmed of white space, then IntParse(),
     ///                                ConvertTimeValToSeconds(), ConvertSizeValToBytes()
     ///     VT_BOOL                    trimmed, then IsTrue(), IsFalse()
     ///     VT_STRING                  TrimString()
-    ///     VT_RAW_STRING              as it is
+    ///     VT_RAW_STRING              unchanged
     ///     VT_STRING_LIST             SplitVector() at commas
     ///     VT_INT_LIST, VT_TIME_LIST, VT_SIZE_LIST
     ///                                SplitVector() at commas, then each item as above
-    ///     VT_OBJECT, VT_OBJECT_ALT   the object's Init() gets it as it is
+    ///     VT_OBJECT, VT_OBJECT_ALT   the object's Init() gets the text unchanged
     ///
-    /// Empty text: numbers and booleans take their default, and keep their value when they have
-    /// none; lists of numbers keep their items; strings and lists of strings become empty. A text
-    /// of blanks counts as empty for numbers and booleans only.
+    /// With an empty text, numbers and booleans are set to their default, or keep their value if
+    /// they have none. Lists of numbers keep their items. Strings and lists of strings become
+    /// empty. A text of white space counts as empty for numbers and booleans only.
     ///
-    /// A failure leaves the variable as it was, with these exceptions: a list of numbers keeps the
-    /// items before the bad one, a list of strings what SplitVector() left there, and an object is
-    /// its own affair. A failure is logged:
+    /// A failure does not change the variable, with three exceptions. A list of numbers holds the
+    /// items before the bad one. A list of strings holds what SplitVector() stored. An object
+    /// holds what its Init() left. A failure is logged:
     ///
     ///     error    "unknown variable name NAME"
     ///     warning  "Variable NAME has not initialize type !?"          (VT_UNSET)
@@ -63,49 +68,51 @@ public:
     /// val=[VALUE]". Exceptions other than std::exception pass through.
     bool SetNewVal(const std::string& name, const std::string& value);
 
-    /// Removes one pair of double quotes that encloses `s`, and nothing else: blanks stay, and so
-    /// does a quote at one end only.
+    /// Removes one pair of double quotes around `s`. Keeps blanks, and a quote at one end only.
     static void TrimString(std::string& s);
 
-    /// Makes `dir` end in "/". Always true.
+    /// Appends "/" to `dir` unless it ends with one. Always returns true.
     static bool FixDir(std::string& dir);
 
     /// Splits `value` at `separator` into `out`, which is cleared first.
     ///
     /// Double quotes protect separators and blanks. A backslash protects a separator, a backslash
-    /// or a quote; before any other character it stays. Each item is trimmed of white space, then
-    /// of one enclosing pair of quotes. An empty item counts, except after a final separator.
+    /// or a quote, and is removed; before any other character it stays. White space at both ends of
+    /// an item is removed, then one pair of quotes around it. Items may be empty, but an empty item
+    /// after the last separator is dropped.
     ///
-    /// Throws std::invalid_argument "can't find final '"' symbol" when a quote is left open and
-    /// "can't find sybol after '\'" when the text ends in a lone backslash; the items before that
-    /// stay in `out`.
+    /// Throws std::invalid_argument "can't find final '"' symbol" for a quote without its end, and
+    /// "can't find sybol after '\'" for a lone backslash at the end. The items before it are then
+    /// in `out`.
     static void SplitVector(const std::string& value, std::vector<std::string>& out,
                             char separator);
 
-    /// "yes", "on" or "true" in any letter case, untrimmed.
+    /// Returns true for "yes", "on" and "true" in any letter case, without white space.
     static bool IsTrue(const std::string& value);
 
-    /// "no", "off" or "false" in any letter case, untrimmed.
+    /// Returns true for "no", "off" and "false" in any letter case, without white space.
     static bool IsFalse(const std::string& value);
 
-    /// Reads a 32-bit integer: decimal with an optional sign, "0x" hexadecimal or, after a leading
-    /// "0", octal. Hexadecimal and octal stop at the first foreign character, so "08" is 0.
+    /// Reads a 32-bit integer: decimal with an optional sign, hexadecimal after "0x", or octal
+    /// after a leading "0". Hexadecimal and octal numbers end at the first character that is not a
+    /// digit, so "08" is 0.
     ///
-    /// False, `*out` unchanged, and a warning when it fails: "Can not recognize hex value in
-    /// [VALUE]", "Can not recognize oct value in [VALUE]", or, when `name` is not empty, "Wrong
-    /// value [VALUE] in integer variable NAME".
+    /// On failure, returns false, does not change `*out`, and logs a warning: "Can not recognize
+    /// hex value in [VALUE]", "Can not recognize oct value in [VALUE]" or, when `name` is not
+    /// empty, "Wrong value [VALUE] in integer variable NAME".
     static bool IntParse(const std::string& name, const std::string& value, int* out,
                          const LogClass& log);
 
-    /// Reads a time: a number and one of d, h, m, s (the default), in seconds. The product wraps at
-    /// 32 bits. False, `*out` unchanged, and, when `name` is not empty, the warning "Wrong value
-    /// [VALUE] in time variable NAME" when it fails.
+    /// Reads a time in seconds: a number and one of the units d, h, m and s (the default). The
+    /// product wraps at 32 bits. On failure, returns false, does not change `*out` and, when `name`
+    /// is not empty, logs the warning "Wrong value [VALUE] in time variable NAME".
     static bool ConvertTimeValToSeconds(const std::string& name, const std::string& value, int* out,
                                         const LogClass& log);
 
-    /// Reads a size: a number and one of b (the default), k, m, g, in bytes; binary multiples. The
-    /// product wraps at 64 bits. False, `*out` unchanged, and, when `name` is not empty, the
-    /// warning "Wrong value [VALUE] in size variable NAME" when it fails.
+    /// Reads a size in bytes: a number and one of the units b (the default), k, m and g, which are
+    /// powers of 1024. The product wraps at 64 bits. On failure, returns false, does not change
+    /// `*out` and, when `name` is not empty, logs the warning "Wrong value [VALUE] in size variable
+    /// NAME".
     static bool ConvertSizeValToBytes(const std::string& name, const std::string& value,
                                       long long* out, const LogClass& log);
 

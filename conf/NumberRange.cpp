@@ -21,7 +21,7 @@ using Number = unsigned long long;
 
 constexpr Number LARGEST_INT = std::numeric_limits<int>::max();
 
-/// Is the number at the start of `digits` more than `largest`?
+/// Returns true when the number at the start of `digits` is more than `largest`.
 bool IsMore(std::string_view digits, int base, Number largest) {
     Number number = 0;
     const auto error =
@@ -32,7 +32,7 @@ bool IsMore(std::string_view digits, int base, Number largest) {
 std::string IntPassed(std::string_view text) {
     bool passed = false;
     if (text[0] == '0') {
-        // Here what follows the digits does not count.
+        // ConfParser ignores what follows the digits of such numbers.
         const bool hexadecimal = text.size() > 1 && (text[1] == 'x' || text[1] == 'X');
         passed =
             hexadecimal ? IsMore(text.substr(2), 16, LARGEST_INT) : IsMore(text, 8, LARGEST_INT);
@@ -48,7 +48,7 @@ std::string IntPassed(std::string_view text) {
                   : std::string();
 }
 
-/// `convert` reads numbers with units, and knows what these are.
+/// `convert` is ConfParser's function for numbers with units.
 template <typename Value>
 std::string QuantityPassed(std::string_view text, const char* noun,
                            bool (*convert)(const std::string&, const std::string&, Value*,

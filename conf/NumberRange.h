@@ -7,12 +7,11 @@
 
 namespace kwlookup {
 
-/// ConfParser lets a number wrap that is too large for its variable. Whoever takes settings from
-/// users asks here first.
+/// Returns why `text`, or an item of it if `type` is a list, is out of range for a variable of
+/// `type`: "must be at most LIMIT" or "must be from LEAST to MOST". Returns an empty text for a
+/// number in range, and for a text that is not a number, which ConfParser refuses.
 ///
-/// "must be at most LIMIT", or "must be from LEAST to MOST", when `text`, or an item of the list
-/// that it is, is a number that a variable of `type` cannot hold. Empty for every other text, also
-/// for one that is no number, which ConfParser refuses.
+/// ConfParser lets a number wrap that is too large, so call this first for the settings of users.
 ///
 /// Threads: any.
 std::string PassedRange(IfConfParser::VarType type, const std::string& text);

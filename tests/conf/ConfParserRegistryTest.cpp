@@ -29,7 +29,7 @@ namespace {
 using Strings = std::vector<std::string>;
 using Type = IfConfParser::VarType;
 
-/// Each test starts with an empty log, every level on, and a parser that writes to it.
+/// Each test starts with an empty log with every level enabled, and a parser that writes to it.
 class ConfParserRegistry : public testing::Test {
 protected:
     ConfParserRegistry() { RecordingLog::Reset(); }
@@ -39,7 +39,7 @@ protected:
     ConfParser parser{log};
 };
 
-/// What one setting does to a variable, and what it has to say about it.
+/// The effect of one setting on a variable, and its message.
 template <typename Value>
 struct Case {
     Case(const char* value, bool is_set, const Value& expected, const Strings& lines = Strings())
@@ -51,8 +51,8 @@ struct Case {
     Strings warnings;
 };
 
-/// Tries each case on a variable of its own that holds `before`, registered under "Name" and set
-/// as "nAmE". Every line of the log is looked at.
+/// Tries each case with a new variable that holds `before`. It is registered as "Name" and set as
+/// "nAmE". Checks every line of the log.
 template <typename Value>
 void Try(Type type, const Value& before, const Value* def, const std::vector<Case<Value>>& cases) {
     for (const Case<Value>& c : cases) {
@@ -79,7 +79,7 @@ Strings WrongValue(const std::string& text, const std::string& kind) {
 const Strings OPEN_QUOTE{"error on variable nAmE: can't find final '\"' symbol"};
 const Strings LONE_BACKSLASH{"error on variable nAmE: can't find sybol after '\\'"};
 
-/// What texts become under both spellings of "no value", for a number or a boolean.
+/// Tries an empty text and a text of blanks, for a number or a boolean.
 template <typename Value>
 void TryDefaults(Type type, Value before, Value def) {
     for (const char* text : {"", "   ", " \t\n\v\f\r"}) {
@@ -88,7 +88,7 @@ void TryDefaults(Type type, Value before, Value def) {
     }
 }
 
-/// An object variable that remembers its texts and may fail.
+/// An object variable that records its texts and may fail.
 class TextObject : public virtual KwIfObject {
 public:
     void Init(const std::string& text) override {
@@ -113,7 +113,7 @@ public:
     long m_filler = 0;
 };
 
-/// Its KwIfObject does not stand at its own address.
+/// Its KwIfObject is not at its own address.
 class LateObject : public OtherBase, public TextObject {};
 
 } // namespace
@@ -367,7 +367,7 @@ TEST_F(ConfParserRegistry, TheEmptyNameIsANameToo) {
     EXPECT_TRUE(parser.SetNewVal("", "1"));
     EXPECT_EQ(number, 1);
     RecordingLog::Reset(WARN);
-    EXPECT_FALSE(parser.SetNewVal("", "x")); // The converter has no name to tell.
+    EXPECT_FALSE(parser.SetNewVal("", "x")); // Without a name the converter does not log.
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
@@ -441,7 +441,7 @@ TEST_F(ConfParserRegistry, ASecondRegistrationReplacesTheFirst) {
     EXPECT_EQ(number, 16);
     EXPECT_EQ(time, 0);
 
-    // The new default counts as well.
+    // The new default takes effect as well.
     parser.Add("TIMEOUT", &number, IfConfParser::VT_INT, &def);
     EXPECT_TRUE(parser.SetNewVal("Timeout", ""));
     EXPECT_EQ(number, 9);

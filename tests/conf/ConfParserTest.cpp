@@ -26,7 +26,7 @@ Texts Split(const std::string& value, char separator = ',') {
     return out;
 }
 
-/// Runs one of the three converters, says what it stored, and checks what it must not.
+/// Runs one of the three converters, and checks what it stores and logs.
 template <typename Integer>
 struct Converter {
     bool (*convert)(const std::string&, const std::string&, Integer*, const LogClass&);
@@ -129,7 +129,7 @@ TEST(SplitVector, Splits) {
         {" ,", {""}},
         {"a,,b", {"a", "", "b"}},
         {",a", {"", "a"}},
-        // Quotes protect separators and blanks, and go away where one pair encloses the item.
+        // Quotes protect separators and blanks. One pair around the item is removed.
         {"\"a,b\",c", {"a,b", "c"}},
         {"\" a \"", {" a "}},
         {" \" a \" ", {" a "}},
@@ -140,7 +140,7 @@ TEST(SplitVector, Splits) {
         {"\"a\"\"b\"", {"a\"\"b"}},
         {"\"\"\"\"", {"\"\""}},
         {"\"a\" , \"b\"", {"a", "b"}},
-        // A backslash protects the separator, a backslash and a quote, and stays before all else.
+        // A backslash protects the separator, a backslash and a quote. Elsewhere it stays.
         {"a\\,b", {"a,b"}},
         {"a\\\\b", {"a\\b"}},
         {"a\\b", {"a\\b"}},
@@ -161,13 +161,13 @@ TEST(SplitVector, Splits) {
         {"a\\|b|c", {"a|b", "c"}, '|'},
         {"a\\,b|c", {"a\\,b", "c"}, '|'},
         {"a,b|c", {"a,b", "c"}, '|'},
-        // Separators that are something else too: the backslash and the quote keep their meaning.
+        // As separators, the backslash and the quote keep their other meaning.
         {"a b  c", {"a", "b", "", "c"}, ' '},
         {"a\\\\b", {"a\\b"}, '\\'},
         {"a\"b\"c", {"a\"b\"c"}, '"'},
         {"a\0b"s, {"a", "b"}, '\0'},
         {"a\xa7\x62\xa7", {"a", "b"}, '\xa7'},
-        // Any bytes are text; only the locale's white space is trimmed.
+        // Only the locale's white space is trimmed; all other bytes stay.
         {"\0,\0a\0"s, {"\0"s, "\0a\0"s}},
         {"\xa0\xe9\xa0,\xff\xfe", {"\xa0\xe9\xa0", "\xff\xfe"}},
         {"\\\xff,\\\0"s, {"\\\xff", "\\\0"s}},
