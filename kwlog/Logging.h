@@ -32,8 +32,8 @@ KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,
 KW_EXPORT std::string PrintableText(const std::string& text);
 
 /// Replaces `secret` by *** in every message from now on, wherever it appears. Blanks and one pair
-/// of quotes around it are ignored. A secret of less than 4 bytes is not replaced, because it would
-/// be found by chance. Threads: any.
+/// of quotes around it are ignored. A secret of fewer than 4 bytes is not replaced, because it
+/// would be found by chance. Threads: any.
 KW_EXPORT void HideInMessages(const std::string& secret);
 
 /// Returns `text` with *** in place of every secret that HideInMessages() got, and of the value of

@@ -42,7 +42,7 @@ public:
 
 protected:
     /// `sizes` are the sizes, in ascending order, of the keys that stored values can equal.
-    /// `most_dots` is the greatest number of dots in one of them.
+    /// None of these keys has more than `most_dots` dots.
     FinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots)
         : m_sizes(sizes), m_most_dots(most_dots) {}
     ~FinderKeys() = default;
