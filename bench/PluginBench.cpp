@@ -2,12 +2,9 @@
 // One search through the whole road, holder, plug-in and database, beside a bare loop over the
 // database's own interface: tables of 1,000,000 records.
 #include "bench/BenchData.h"
-#include "host/LogClass.h"
-#include "kwhost/ConfFileLoader.h"
-#include "lookup/KwLookupHolder.h"
+#include "bench/PluginList.h"
 
 #include <benchmark/benchmark.h>
-#include <boost/make_shared.hpp>
 
 #include <cdb.h>
 #include <db.h>
@@ -17,35 +14,6 @@
 namespace {
 
 using namespace kwlookup;
-
-class KeyFinder : public KwLookupFinder {
-public:
-    explicit KeyFinder(const std::string& key) : m_key(key) {}
-    bool Match(const std::string& value) const override { return value == m_key; }
-    TextRange GetRequest() const override { return TextRange(m_key.begin(), m_key.end()); }
-
-private:
-    const std::string& m_key;
-};
-
-/// A list with one item of a plug-in type, as a host has it.
-class List {
-public:
-    explicit List(const std::string& item) {
-        static const auto loader = boost::make_shared<ConfFileLoader>();
-        KwObjectHolder::SetConfLoader(loader);
-        m_holder.Init("\"" + item + "\"");
-        KwObjectHolder::AfterReload(m_log);
-    }
-
-    bool operator()(const std::string& key, std::string& result) const {
-        return m_holder.Find(KeyFinder(key), &result, 0, nullptr);
-    }
-
-private:
-    LogClass m_log{""};
-    KwLookupHolder m_holder{m_log};
-};
 
 class Cdb {
 public:
@@ -115,14 +83,14 @@ private:
 
 struct Variants {
     Keys keys = Keys::Read(false);
-    List cdb_list{"cdb:OnError=exception|Database=" + DataFile("list.tinycdb") + "|$s"};
+    PluginList cdb_list{"cdb:OnError=exception|Database=" + DataFile("list.tinycdb") + "|$s"};
     Cdb cdb;
-    List hash_list{"berkeley:OnError=exception|Database=" + DataFile("list.hash") + "|$s"};
+    PluginList hash_list{"berkeley:OnError=exception|Database=" + DataFile("list.hash") + "|$s"};
     Berkeley hash{"list.hash"};
-    List btree_list{"berkeley:OnError=exception|Database=" + DataFile("list.btree") + "|$s"};
+    PluginList btree_list{"berkeley:OnError=exception|Database=" + DataFile("list.btree") + "|$s"};
     Berkeley btree{"list.btree"};
-    List sqlite_list{"sqlite:OnError=exception|Database=" + DataFile("list.sqlite") +
-                     "|select key from list where key = '$s'"};
+    PluginList sqlite_list{"sqlite:OnError=exception|Database=" + DataFile("list.sqlite") +
+                           "|select key from list where key = '$s'"};
     Sqlite sqlite;
 };
 

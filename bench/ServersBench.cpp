@@ -2,18 +2,15 @@
 // One search through the whole road to a server on this machine, holder, plug-in, connection,
 // beside a bare loop over the client library: tables of 10,000 records, half of the searches hits.
 #include "bench/BenchData.h"
-#include "host/LogClass.h"
-#include "kwhost/ConfFileLoader.h"
+#include "bench/PluginList.h"
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
-#include "lookup/KwLookupHolder.h"
 #include "servers/MariaServer.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
 #include "servers/SlapdServer.h"
 
 #include <benchmark/benchmark.h>
-#include <boost/make_shared.hpp>
 
 #include <hiredis/hiredis.h>
 #include <ldap.h>
@@ -39,35 +36,6 @@ const std::vector<std::string>& Keys() {
     }();
     return keys;
 }
-
-class KeyFinder : public KwLookupFinder {
-public:
-    explicit KeyFinder(const std::string& key) : m_key(key) {}
-    bool Match(const std::string& value) const override { return value == m_key; }
-    TextRange GetRequest() const override { return TextRange(m_key.begin(), m_key.end()); }
-
-private:
-    const std::string& m_key;
-};
-
-/// A list with one item of a plug-in type, as a host has it.
-class List {
-public:
-    explicit List(const std::string& item) {
-        static const auto loader = boost::make_shared<ConfFileLoader>();
-        KwObjectHolder::SetConfLoader(loader);
-        m_holder.Init("\"" + item + "\"");
-        KwObjectHolder::AfterReload(m_log);
-    }
-
-    bool operator()(const std::string& key, std::string& result) const {
-        return m_holder.Find(KeyFinder(key), &result, 0, nullptr);
-    }
-
-private:
-    LogClass m_log{""};
-    KwLookupHolder m_holder{m_log};
-};
 
 /// Each service has a server with the keys 0 to RECORDS, Item(), which asks it, and a Loop, which
 /// does the same with its client library and a connection of its own.
@@ -323,7 +291,7 @@ void Ask(benchmark::State& state, const Search& search) {
 
 template <typename Service>
 void AskKwlookup(benchmark::State& state) {
-    static const List list(TheService<Service>().Item(""));
+    static const PluginList list(TheService<Service>().Item(""));
     Ask(state, list);
 }
 
@@ -334,7 +302,7 @@ void AskLoop(benchmark::State& state) {
 
 template <typename Service>
 void AskCache(benchmark::State& state) {
-    static const List list(
+    static const PluginList list(
         TheService<Service>().Item("CacheTime=1d|NegativeCacheTime=1d|CacheSize=30000|"));
     std::string result;
     for (const std::string& key : Keys())

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "families/servers/Socket.h"
 
-#include "families/servers/Resolve.h"
+#include "families/servers/ConnectToAny.h"
 #include "families/servers/ServerFault.h"
 #include "text/SystemError.h"
 
@@ -15,21 +15,34 @@
 namespace kwlookup {
 namespace {
 
-/// 0, or the error number.
-int Connect(const FileDescriptor& socket, const Address& address, Deadline deadline) {
+[[noreturn]] void Fail(int error) {
+    throw ServerFault(SystemErrorText(error));
+}
+
+FileDescriptor Connect(const Address& address, Deadline deadline) {
+    const int family = address.bytes.ss_family;
+    FileDescriptor socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket)
+        Fail(errno);
+    if (family != AF_UNIX) {
+        const int on = 1;
+        ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    }
     const auto* const bytes = reinterpret_cast<const sockaddr*>(&address.bytes);
     if (::connect(socket.Get(), bytes, address.size) == 0)
-        return 0;
+        return socket;
     // A unix socket whose queue is full says EAGAIN, and there is nothing to wait for.
     if (errno != EINPROGRESS && errno != EINTR)
-        return errno;
+        Fail(errno);
     if (!WaitFor(socket.Get(), POLLOUT, deadline))
-        return ETIMEDOUT;
+        Fail(ETIMEDOUT);
     int error = 0;
     socklen_t size = sizeof(error);
     if (::getsockopt(socket.Get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0)
-        return errno;
-    return error;
+        Fail(errno);
+    if (error != 0)
+        Fail(error);
+    return socket;
 }
 
 } // namespace
@@ -48,27 +61,11 @@ bool WaitFor(int fd, short events, Deadline deadline) {
 }
 
 FileDescriptor ConnectSocket(const Server& server, Deadline deadline) {
-    const std::vector<Address> addresses = Resolve(server, deadline);
-    int error = 0;
-    for (std::size_t i = 0; i < addresses.size(); ++i) {
-        const Address& address = addresses[i];
-        FileDescriptor socket(
-            ::socket(address.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        if (!socket) {
-            error = errno;
-            continue;
-        }
-        if (!server.IsUnix()) {
-            const int on = 1;
-            ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-        }
-        const std::chrono::milliseconds share(deadline.GetMsLeft() /
-                                              static_cast<int>(addresses.size() - i));
-        error = Connect(socket, address, deadline.Within(share));
-        if (error == 0)
-            return socket;
-    }
-    throw ServerFault(SystemErrorText(error));
+    FileDescriptor socket;
+    ConnectToAny(server, deadline, [&socket](const Address& address, Deadline share, bool&) {
+        socket = Connect(address, share);
+    });
+    return socket;
 }
 
 } // namespace kwlookup

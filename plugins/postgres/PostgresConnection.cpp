@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/postgres/PostgresConnection.h"
 
+#include "families/servers/ConnectToAny.h"
 #include "families/servers/QuestionFault.h"
-#include "families/servers/Resolve.h"
 #include "families/servers/ServerFault.h"
 #include "families/servers/Socket.h"
 
@@ -156,20 +156,9 @@ private:
 
 PostgresConnection::PostgresConnection(const Server& server, const ServerSettings& settings,
                                        Deadline deadline) {
-    const std::vector<Address> addresses = Resolve(server, deadline);
-    for (std::size_t left = addresses.size();; --left) {
-        const std::chrono::milliseconds share(deadline.GetMsLeft() / static_cast<int>(left));
-        bool reached = false;
-        try {
-            Connect(server, addresses[addresses.size() - left].GetHost(), settings,
-                    deadline.Within(share), reached);
-            return;
-        } catch (const ServerFault&) {
-            // A server that refuses us does so at its other addresses too.
-            if (reached || left == 1)
-                throw;
-        }
-    }
+    ConnectToAny(server, deadline, [&](const Address& address, Deadline share, bool& reached) {
+        Connect(server, address.GetHost(), settings, share, reached);
+    });
 }
 
 void PostgresConnection::Connect(const Server& server, const std::string& address,

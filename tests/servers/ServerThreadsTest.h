@@ -34,7 +34,7 @@ TYPED_TEST_SUITE_P(ServerThreadsTest);
 
 TYPED_TEST_P(ServerThreadsTest, SearchesBesideReloads) {
     RecordingLog::Silence();
-    const std::string list = this->List(this->Server().GetHost(), "MaxConnections=4|Timeout=30");
+    const std::string list = this->List(this->Server().GetHost(), "MaxConnections=4");
     KwLookupHolder shared(this->m_log);
     shared.Init(list);
     int reloads = 0;
@@ -61,7 +61,7 @@ TYPED_TEST_P(ServerThreadsTest, SearchesBesideReloads) {
 TYPED_TEST_P(ServerThreadsTest, ServerDiesBesideSearches) {
     RecordingLog::Silence();
     KwLookupHolder holder(this->m_log);
-    holder.Init(this->List(this->Server().GetHost(), "Timeout=30"));
+    holder.Init(this->List(this->Server().GetHost()));
     std::atomic<int> wrong{0}, found{0};
     std::atomic<bool> stop{false};
     int deaths = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "families/sql/SelectQuery.h"
 
-#include "lookup/config/TypeConfig.h"
 #include "servers/HostileAddress.h"
+#include "support/Expander.h"
 #include "support/Rounds.h"
 #include "support/TextFinder.h"
 
@@ -12,28 +12,6 @@
 
 namespace kwlookup {
 namespace {
-
-/// Knows how to expand; is never searched.
-class Expander : public KwLookupWithConfig {
-public:
-    Expander() : KwLookupWithConfig(&m_config), m_config("lookup_test", nullptr) {}
-
-    bool Find(const KwLookupFinder&, std::string*, int, std::string*) const override {
-        return false;
-    }
-    std::string GetDescription() const override { return ""; }
-    void Init(const std::string&) override {}
-    void InitLog(const LogClass&) override {}
-    const LogClass* GetLogPtr() const override { return nullptr; }
-    bool MakePreInit(boost::shared_ptr<IfConfParser>) override { return true; }
-    void PostInit() override {}
-
-protected:
-    KwLookupSharedConf* CreateLocalConf() override { return nullptr; }
-
-private:
-    TypeConfig m_config;
-};
 
 /// The statement and the value that go to the server for `text`.
 std::string Sent(const SelectQuery& query, const std::string& text) {

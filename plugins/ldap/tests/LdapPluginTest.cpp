@@ -98,19 +98,13 @@ protected:
 
     static std::string Item(const std::string& query, const std::string& settings = "",
                             const std::string& hosts = Server().GetHost()) {
-        return "\"ldap:OnError=exception|RetryInterval=0|Hosts=" + hosts + "|" + Get().GetLogin() +
-               "|" + settings + (settings.empty() ? "" : "|") + query + "\"";
+        return ListOf(query, hosts, settings);
     }
 
     /// What the search failed with, without the server's name before it.
     std::string FailureWith(const std::string& query, const std::string& settings = "",
                             const std::string& text = FOUND) {
-        KwLookupHolder holder(m_log);
-        holder.Init(Item(query, settings));
-        const std::string failure = FailureOf(holder, text);
-        const std::string name = Server().GetHost() + ": ";
-        return failure.compare(0, name.size(), name) == 0 ? failure.substr(name.size())
-                                                          : "without name: " + failure;
+        return ReasonOf(Item(query, settings), text);
     }
 };
 
@@ -367,7 +361,7 @@ TEST_F(LdapPluginTest, HostileAddressesMatchNothingElse) {
     }
     Get().GetServer().Add(ldif);
     KwLookupHolder holder(m_log);
-    holder.Init(Item("(\\|(uid=$s)(mail=$s))", "Timeout=60|Base=ou=hostile,dc=example,dc=test"));
+    holder.Init(Item("(\\|(uid=$s)(mail=$s))", "Base=ou=hostile,dc=example,dc=test"));
     RecordingLog::Silence();
     int found = 0;
     for (unsigned i = 0; i < static_cast<unsigned>(Rounds(20000)); ++i) {

@@ -23,6 +23,12 @@ public:
     std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
     std::string GetType() const { return "mysql"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
+    std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
+    std::string GetUser() const { return "kw@'%'"; }
+    std::string Quoted(const std::string& name) const { return '`' + name + '`'; }
+    std::string GetTextType() const {
+        return "varchar(100) character set utf8mb4 collate utf8mb4_nopad_bin";
+    }
     std::string GetQuery() const { return "select result from access where address = '$s'"; }
 
 private:

@@ -4,6 +4,7 @@
 #include "fuzz/Require.h"
 #include "plugins/redis/RedisCommand.h"
 #include "plugins/redis/tests/RedisRequests.h"
+#include "support/Expander.h"
 #include "support/TextFinder.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ using namespace kwlookup;
 namespace {
 
 std::vector<std::string> Sent(const RedisCommand& command, const std::string& text) {
-    static const RedisExpander expander;
+    static const Expander expander;
     std::string question;
     if (!command.Expand(expander, TextFinder(text), 0, question))
         return {};

@@ -4,6 +4,7 @@
 #include "families/servers/ServerFault.h"
 #include "plugins/redis/tests/RedisRequests.h"
 #include "servers/HostileAddress.h"
+#include "support/Expander.h"
 #include "support/Rounds.h"
 #include "support/TextFinder.h"
 
@@ -21,8 +22,8 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 
-const RedisExpander& TheExpander() {
-    static const RedisExpander expander;
+const Expander& TheExpander() {
+    static const Expander expander;
     return expander;
 }
 

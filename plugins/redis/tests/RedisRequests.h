@@ -1,36 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/config/KwLookupWithConfig.h"
-#include "plugins/redis/RedisConfig.h"
-
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace kwlookup {
-
-/// Knows how to expand; is never searched.
-class RedisExpander : public KwLookupWithConfig {
-public:
-    RedisExpander() : KwLookupWithConfig(&m_config), m_config(nullptr) {}
-
-    bool Find(const KwLookupFinder&, std::string*, int, std::string*) const override {
-        return false;
-    }
-    std::string GetDescription() const override { return ""; }
-    void Init(const std::string&) override {}
-    void InitLog(const LogClass&) override {}
-    const LogClass* GetLogPtr() const override { return nullptr; }
-    bool MakePreInit(boost::shared_ptr<IfConfParser>) override { return true; }
-    void PostInit() override {}
-
-protected:
-    KwLookupSharedConf* CreateLocalConf() override { return nullptr; }
-
-private:
-    RedisConfig m_config;
-};
 
 /// A server's view of what is sent: its arguments. Throws std::runtime_error unless it is exactly
 /// one request.

@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lookup/KwFactory.h"
-#include "lookup/KwIfLookup.h"
 #include "servers/RedisServer.h"
 #include "servers/TestAuthority.h"
 
 #include <string>
 #include <vector>
-
-/// The library does not know the type by itself: a host registers it.
-inline const bool REDIS_IS_REGISTERED =
-    KwFactory<KwIfLookup>::Instance().Register("redis", nullptr);
 
 /// A server with a key, and with a port for TLS.
 class RedisService {
