@@ -20,6 +20,7 @@ kwlookup_public_headers(kwlookup
   host/IfConfLoader.h
   host/InterfaceConfHolder.h
   host/KwStorageValuesMap.h
+  lookup/BatchStorage.h
   lookup/KwFactory.h
   lookup/FinderKeys.h
   lookup/KwIfLookup.h
@@ -31,6 +32,7 @@ kwlookup_public_headers(kwlookup
   lookup/KeyedFinder.h
   lookup/KwLookupFinder.h
   lookup/KwLookupHolder.h
+  lookup/KwStorageHolder.h
   lookup/builtin/KwDomainsLookup.h
   lookup/builtin/KwFileLookup.h
   lookup/builtin/KwStrLookup.h

@@ -28,4 +28,14 @@ const void* SlotOf(const Object& object, std::size_t number) {
     return slot;
 }
 
+/// True when `object` has type information, which dynamic_cast reads.
+template <typename Object>
+bool HasTypeInformation(const Object& object) {
+    const void* information;
+    std::memcpy(&information,
+                static_cast<const char*>(VirtualTableOf(object)) - sizeof(information),
+                sizeof(information));
+    return information != nullptr;
+}
+
 } // namespace kwlookup

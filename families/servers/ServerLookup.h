@@ -33,11 +33,13 @@ namespace kwlookup {
 /// Items with equal settings share one Source, those with an equal query besides their answers; a
 /// child after fork(2) has its own.
 ///
+/// `Base` is that of PluginLookup. ServerStorage has what stores besides.
+///
 /// Threads: searches may run at once.
-template <typename Config, typename Query, typename Source>
-class ServerLookup : public PluginLookup<Config> {
+template <typename Config, typename Query, typename Source, typename Base = KwLookupWithConfig>
+class ServerLookup : public PluginLookup<Config, Base> {
 public:
-    using PluginLookup<Config>::PluginLookup;
+    using PluginLookup<Config, Base>::PluginLookup;
 
     std::string GetDescription() const override {
         return m_state ? m_state->query.GetText() : std::string();
@@ -48,8 +50,7 @@ protected:
         const Config& config = this->GetConfig();
         const auto settings = std::make_shared<const ServerSettings>(config.GetSettings());
         m_state = std::make_unique<const State>(text, config, settings);
-        if (settings->tls.mode != TlsSettings::Mode::No && !settings->tls.verify)
-            Warn("TlsVerify is off: whoever takes a server's place can read and answer");
+        WarnOfTls(*settings);
     }
 
     bool Search(const KwLookupFinder& finder, int flags, std::string* res,
@@ -76,24 +77,32 @@ protected:
         return true;
     }
 
+    static std::shared_ptr<PerProcess<Source>>
+    SharedSource(const std::shared_ptr<const ServerSettings>& settings) {
+        return Shared<Source>(settings->GetKey(),
+                              [settings] { return std::make_shared<Source>(settings); });
+    }
+
+    void WarnOfTls(const ServerSettings& settings) const {
+        if (settings.tls.mode != TlsSettings::Mode::No && !settings.tls.verify)
+            Warn("TlsVerify is off: whoever takes a server's place can read and answer");
+    }
+
 private:
+    template <typename T>
+    static std::shared_ptr<PerProcess<T>> Shared(const std::string& key,
+                                                 typename PerProcess<T>::Make make) {
+        return SharedByKey<PerProcess<T>>::Get(
+            key, [&make] { return std::make_shared<PerProcess<T>>(make); });
+    }
+
     struct State {
         State(const std::string& text, const Config& config,
               const std::shared_ptr<const ServerSettings>& settings)
-            : query(text, config), timeout(settings->timeout) {
-            const std::string key = settings->GetKey();
-            source = Shared<Source>(key, [settings] { return std::make_shared<Source>(settings); });
-            cache = Shared<AnswerCache>(key + query.GetKey(), [settings] {
-                return std::make_shared<AnswerCache>(*settings);
-            });
-        }
-
-        template <typename T>
-        static std::shared_ptr<PerProcess<T>> Shared(const std::string& key,
-                                                     typename PerProcess<T>::Make make) {
-            return SharedByKey<PerProcess<T>>::Get(
-                key, [&make] { return std::make_shared<PerProcess<T>>(make); });
-        }
+            : query(text, config), timeout(settings->timeout), source(SharedSource(settings)),
+              cache(Shared<AnswerCache>(settings->GetKey() + query.GetKey(), [settings] {
+                  return std::make_shared<AnswerCache>(*settings);
+              })) {}
 
         Query query;
         std::chrono::milliseconds timeout;

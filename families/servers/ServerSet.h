@@ -9,6 +9,7 @@
 #include "families/servers/ServerPool.h"
 #include "families/servers/ServerSettings.h"
 
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -36,6 +37,37 @@ public:
     /// NAME: REASON"; and std::runtime_error "NAME: REASON" for another runtime error.
     template <typename Query>
     void Ask(const Query& query, const std::string& question, Deadline deadline, Answer& answer) {
+        Use(deadline, [&](Connection& connection) {
+            answer.Clear();
+            connection.Ask(query, question, deadline, answer);
+        });
+    }
+
+    /// Calls `connection.Store(query, rows, timeout, progress)` in the same way, with a `progress`
+    /// that is new. Once the server has been told to keep the rows, a ServerFault leaves unknown
+    /// whether it did, and no other server is asked.
+    ///
+    /// Throws what Ask() throws.
+    template <typename Query, typename Rows, typename Progress>
+    void Store(const Query& query, const Rows& rows, std::chrono::milliseconds timeout,
+               Progress& progress) {
+        Use(Deadline(timeout), [&](Connection& connection) {
+            progress = Progress();
+            try {
+                connection.Store(query, rows, timeout, progress);
+            } catch (const ServerFault& fault) {
+                if (!progress.committing)
+                    throw;
+                progress.unknown = true;
+                throw std::runtime_error(std::string(fault.what()) +
+                                         ": it may have been stored nevertheless");
+            }
+        });
+    }
+
+private:
+    template <typename Call>
+    void Use(Deadline deadline, Call&& call) {
         std::string reasons;
         for (const std::size_t i : m_health.GetOrder()) {
             ServerPool<Connection>& pool = *m_pools[i];
@@ -43,10 +75,7 @@ public:
                 return pool.GetServer().GetName() + ": " + error.what();
             };
             try {
-                pool.Use(deadline, [&](Connection& connection) {
-                    answer.Clear();
-                    connection.Ask(query, question, deadline, answer);
-                });
+                pool.Use(deadline, call);
                 m_health.Worked(i);
                 return;
             } catch (const typename ServerPool<Connection>::Busy& busy) {
@@ -67,7 +96,6 @@ public:
         throw ServerFault(reasons);
     }
 
-private:
     ServerHealth m_health;
     std::vector<std::shared_ptr<ServerPool<Connection>>> m_pools;
 };

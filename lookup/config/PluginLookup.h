@@ -30,12 +30,14 @@ namespace kwlookup {
 /// made from then on use it. A lookup shares ownership of the configuration that it was made with,
 /// so a reload does not disturb a running search. Lookups are made and loaded under a process-wide
 /// lock of the library, so Current() needs no lock.
-template <typename Config>
-class PluginLookup : public KwLookupWithConfig {
+///
+/// `Base` is KwLookupWithConfig, or a class derived from it with the same constructor.
+template <typename Config, typename Base = KwLookupWithConfig>
+class PluginLookup : public Base {
 public:
     /// Keeps the address of `log`, which must outlive the lookup.
     explicit PluginLookup(const LogClass& log)
-        : KwLookupWithConfig(Current().get()), m_log(&log), m_type_config(Current()) {}
+        : Base(Current().get()), m_log(&log), m_type_config(Current()) {}
 
     /// Keeps the address of `log` from now on.
     void InitLog(const LogClass& log) override { m_log = &log; }
@@ -50,22 +52,22 @@ public:
     void PostInit() override {
         m_loading->PostInit();
         m_type_config = Current() = m_loading;
-        m_conf = m_type_config.get();
+        this->m_conf = m_type_config.get();
     }
 
     /// Throws std::domain_error "SECTION is not loaded", and what ParseInitData() and Load() throw.
     /// The lookup then does not change.
     void Init(const std::string& init_data) override {
-        if (!m_conf)
+        if (!this->m_conf)
             throw std::domain_error(std::string(Config::NAME) + " is not loaded");
-        const auto local_conf = m_local_conf;
-        KwLookupSharedConf* const conf = m_conf;
+        const auto local_conf = this->m_local_conf;
+        KwLookupSharedConf* const conf = this->m_conf;
         try {
-            Load(ParseInitData(init_data));
-            m_skips = !m_conf->GetVal<KwDomainsLookup>("SkipDomains").Empty();
+            Load(this->ParseInitData(init_data));
+            m_skips = !this->m_conf->template GetVal<KwDomainsLookup>("SkipDomains").Empty();
         } catch (...) {
-            m_local_conf = local_conf;
-            m_conf = conf;
+            this->m_local_conf = local_conf;
+            this->m_conf = conf;
             throw;
         }
     }
@@ -76,14 +78,10 @@ public:
     bool Find(const KwLookupFinder& finder, std::string* res, int flags,
               std::string* matched) const override {
         try {
-            return !(m_skips && CheckSkipDomains(finder, flags)) &&
+            return !(m_skips && this->CheckSkipDomains(finder, flags)) &&
                    Search(finder, flags, res, matched);
         } catch (const std::exception& error) {
-            if (m_conf->GetOnError())
-                throw;
-            if (m_log->isErrorEnabled())
-                LogText(*m_log, log4cxx::Level::LEVEL_ERROR,
-                        std::string(Config::NAME) + ": " + error.what());
+            Fail(error);
             return false;
         }
     }
@@ -98,8 +96,18 @@ protected:
     virtual bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                         std::string* matched) const = 0;
 
+    /// To be called while `error` is handled. Throws it again under `OnError = exception`, and
+    /// otherwise logs "SECTION: REASON" at error level.
+    void Fail(const std::exception& error) const {
+        if (this->m_conf->GetOnError())
+            throw;
+        if (m_log->isErrorEnabled())
+            LogText(*m_log, log4cxx::Level::LEVEL_ERROR,
+                    std::string(Config::NAME) + ": " + error.what());
+    }
+
     /// Returns the configuration of this lookup.
-    const Config& GetConfig() const { return static_cast<const Config&>(*m_conf); }
+    const Config& GetConfig() const { return static_cast<const Config&>(*this->m_conf); }
 
     KwLookupSharedConf* CreateLocalConf() override { return new Config(m_type_config.get()); }
 

@@ -2,14 +2,18 @@
 #include "families/files/CurrentFile.h"
 #include "families/files/PerThread.h"
 #include "families/sql/SelectStatement.h"
+#include "families/sql/SqlStorage.h"
+#include "lookup/config/KwLookupAndStorageWithConfig.h"
 #include "lookup/config/PluginLookup.h"
 #include "lookup/config/QueryTemplate.h"
 #include "plugins/sqlite/SqliteConfig.h"
 #include "plugins/sqlite/SqliteConnection.h"
+#include "plugins/sqlite/SqliteWriter.h"
 
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace kwlookup {
 
@@ -17,7 +21,7 @@ namespace kwlookup {
 /// is what stands in *matched after a match.
 ///
 /// Threads: searches may run at once; each thread has a connection of its own.
-class SqliteLookup : public PluginLookup<SqliteConfig> {
+class SqliteLookup : public PluginLookup<SqliteConfig, KwLookupAndStorageWithConfig> {
 public:
     using PluginLookup::PluginLookup;
 
@@ -29,17 +33,17 @@ protected:
     bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                 std::string* matched) const override;
 
+    SqliteDatabase::Settings GetSettings() const;
+
 private:
     struct Query {
-        Query(const std::string& text, const SqliteConfig& config);
+        Query(const std::string& statement_text, SqliteDatabase::Settings settings, int rows);
 
         std::string text;
         SelectStatement select;
         QueryTemplate value;
         std::string statement;
-        std::string database;
-        int timeout;
-        int search_time;
+        SqliteDatabase::Settings database;
         int max_rows;
         PerThread<CurrentFile<SqliteConnection>> connections;
     };
@@ -47,18 +51,22 @@ private:
     std::unique_ptr<const Query> m_query;
 };
 
-SqliteLookup::Query::Query(const std::string& statement_text, const SqliteConfig& config)
+SqliteLookup::Query::Query(const std::string& statement_text, SqliteDatabase::Settings settings,
+                           int rows)
     : text(statement_text), select(statement_text), value(select.GetTemplate()),
-      statement(select.Text('"', "?1")), database(config.GetDatabase()),
-      timeout(config.GetTimeout()), search_time(config.GetSearchTime()),
-      max_rows(config.GetMaxRows()) {}
+      statement(select.Text('"', "?1")), database(std::move(settings)), max_rows(rows) {}
 
 std::string SqliteLookup::GetDescription() const {
     return m_query ? m_query->text : std::string();
 }
 
+SqliteDatabase::Settings SqliteLookup::GetSettings() const {
+    const SqliteConfig& config = GetConfig();
+    return {config.GetDatabase(), config.GetTimeout(), config.GetSearchTime()};
+}
+
 void SqliteLookup::Load(const std::string& text) {
-    m_query = std::make_unique<const Query>(text, GetConfig());
+    m_query = std::make_unique<const Query>(text, GetSettings(), GetConfig().GetMaxRows());
 }
 
 bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* res,
@@ -67,10 +75,8 @@ bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* 
     std::string value;
     if (!query.value.Expand(*this, finder, flags, value))
         return false;
-    SqliteConnection& connection = query.connections.Get().Get([&query] {
-        return std::make_unique<SqliteConnection>(query.database, query.statement, query.timeout,
-                                                  query.search_time);
-    });
+    SqliteConnection& connection = query.connections.Get().Get(
+        [&query] { return std::make_unique<SqliteConnection>(query.database, query.statement); });
     std::string result;
     Values values(res ? &result : nullptr);
     if (!connection.Find(value, query.max_rows, values))
@@ -82,9 +88,49 @@ bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* 
     return true;
 }
 
+/// The same, or as a storage "sqlite:insert into TABLE values (:NAME<TYPE>[, ...])".
+///
+/// Threads: any, at once; each thread has connections of its own.
+class SqliteStorage : public SqlStorage<SqliteLookup> {
+public:
+    using SqlStorage::SqlStorage;
+
+protected:
+    void LoadInsert(const InsertStatement& insert) override;
+    void StoreRows(const std::vector<StoredRow>& rows, StoreProgress& progress) const override;
+
+private:
+    struct Storage {
+        Storage(std::string insert, SqliteDatabase::Settings settings)
+            : statement(std::move(insert)), database(std::move(settings)) {}
+
+        std::string statement;
+        SqliteDatabase::Settings database;
+        PerThread<std::unique_ptr<SqliteWriter>> writers;
+    };
+
+    std::unique_ptr<const Storage> m_storage;
+};
+
+void SqliteStorage::LoadInsert(const InsertStatement& insert) {
+    m_storage = std::make_unique<const Storage>(insert.Text('"', '?'), GetSettings());
+}
+
+void SqliteStorage::StoreRows(const std::vector<StoredRow>& rows, StoreProgress& progress) const {
+    std::unique_ptr<SqliteWriter>& writer = m_storage->writers.Get();
+    if (writer && !writer->IsOwn())
+        writer.release(); // the parent's: lost on purpose
+    // A record must not go into a file that has no name any more.
+    if (writer && !writer->IsCurrent())
+        writer.reset();
+    if (!writer)
+        writer = std::make_unique<SqliteWriter>(m_storage->database, m_storage->statement);
+    writer->Store(rows, progress);
+}
+
 } // namespace kwlookup
 
 /// The creator that the library calls.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
-    return new kwlookup::SqliteLookup(log);
+    return new kwlookup::SqliteStorage(log);
 }

@@ -3,9 +3,11 @@
 // Compiled by compare_virtual_tables.sh only.
 #include "conf/ConfParser.h"
 #include "host/IfConfLoader.h"
+#include "lookup/BatchStorage.h"
 #include "lookup/KeyedFinder.h"
 #include "lookup/KwIfSharedStorage.h"
 #include "lookup/KwLookupHolder.h"
+#include "lookup/KwStorageHolder.h"
 #include "lookup/builtin/KwDomainsLookup.h"
 #include "lookup/builtin/KwFileLookup.h"
 #include "lookup/builtin/KwStrLookup.h"
@@ -32,6 +34,8 @@ template struct Probe<KwLookupFinder>;
 template struct Probe<kwlookup::KeyedFinder>;
 template struct Probe<KwObjectHolder>;
 template struct Probe<KwLookupHolder>;
+template struct Probe<KwStorageHolder>;
+template struct Probe<kwlookup::BatchStorage>;
 template struct Probe<KwDomainsLookup>;
 template struct Probe<KwStrLookup>;
 template struct Probe<KwVectorStrLookup>;

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/sql/InsertStatement.h"
+#include "families/sql/StoreProgress.h"
+#include "lookup/BatchStorage.h"
+#include "lookup/KwLookupFinder.h"
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kwlookup {
+
+/// A lookup that, once SetStorage() has been called, is a storage with an insert statement instead.
+///
+/// `Lookup` is the lookup: a PluginLookup, or derived from one, whose `Base` is
+/// KwLookupAndStorageWithConfig. A type adds LoadInsert() and StoreRows().
+///
+/// Threads: searches may run at once, and so may the storing of records.
+template <typename Lookup>
+class SqlStorage : public Lookup, public BatchStorage {
+public:
+    using Lookup::Lookup;
+
+    /// The statement.
+    std::string GetDescription() const override {
+        return m_insert ? m_insert->GetText() : Lookup::GetDescription();
+    }
+
+    /// Throws std::logic_error "a storage cannot be searched" after SetStorage().
+    bool Find(const KwLookupFinder& finder, std::string* res, int flags,
+              std::string* matched) const override {
+        if (this->m_is_storage)
+            throw std::logic_error("a storage cannot be searched");
+        return Lookup::Find(finder, res, flags, matched);
+    }
+
+    /// A record that cannot be stored throws under `OnError = exception`; otherwise "SECTION:
+    /// REASON" is written at error level.
+    void Store(const KwStorageValuesMap& values) override {
+        try {
+            StoreBatch(Records(&values, &values + 1));
+        } catch (const std::exception& error) {
+            this->Fail(error);
+        }
+    }
+
+    void StoreBatch(const Records& records) override {
+        StoreProgress progress;
+        try {
+            if (!m_insert)
+                throw std::logic_error("a lookup cannot be stored into");
+            std::vector<StoredRow> rows;
+            rows.reserve(records.size());
+            for (const KwStorageValuesMap& record : records) {
+                rows.push_back(m_insert->Convert(record));
+                ++progress.row;
+            }
+            progress.row = 0;
+            if (!rows.empty())
+                StoreRows(rows, progress);
+        } catch (const std::exception& error) {
+            throw BatchFault(error.what(), progress.row, progress.unknown);
+        }
+    }
+
+protected:
+    void Load(const std::string& text) override {
+        if (!this->m_is_storage) {
+            Lookup::Load(text);
+            return;
+        }
+        auto insert = std::make_unique<const InsertStatement>(text);
+        LoadInsert(*insert);
+        m_insert = std::move(insert);
+    }
+
+    /// Load() of a storage.
+    virtual void LoadInsert(const InsertStatement& insert) = 0;
+
+    /// Stores all of `rows`, of which there is one at least, in one transaction: all of them or
+    /// none. When it throws, `progress` tells how far it came.
+    virtual void StoreRows(const std::vector<StoredRow>& rows, StoreProgress& progress) const = 0;
+
+private:
+    std::unique_ptr<const InsertStatement> m_insert;
+};
+
+} // namespace kwlookup
