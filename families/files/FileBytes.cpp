@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "families/files/FileBytes.h"
 
+#include "text/Platform.h"
 #include "text/SystemError.h"
 
 #include <algorithm>
@@ -50,6 +51,7 @@ FileBytes::FileBytes(const std::string& name)
         return;
     const auto size = static_cast<std::size_t>(GetSize());
     std::unique_ptr<char[]> copy(new char[size]);
+    AdviseHugePages(copy.get(), size);
     ReadFile(0, size, copy.get());
     CheckUnchanged();
     m_copy = std::move(copy);

@@ -5,6 +5,7 @@
 #include "objects/KwObjectHolder.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
+#include "text/Platform.h"
 #include "text/SystemError.h"
 #include "text/TextFile.h"
 
@@ -58,8 +59,10 @@ FileContents ReadRecords(const std::string& file_name) {
 
     FileContents contents;
     const LocaleBytes& bytes = LocaleBytes::Current();
-    if (size != UINT64_MAX)
+    if (size != UINT64_MAX) {
         contents.records.reserve(EstimateRecords(file.Get(), static_cast<off_t>(size), bytes));
+        AdviseHugePages(contents.records.data(), contents.records.capacity() * sizeof(std::string));
+    }
     LineReader lines(file.Get(), size);
     for (std::string_view line; lines.Next(line);) {
         const char* begin = line.data();
