@@ -66,6 +66,15 @@ inline std::uint64_t LoadTail(const char* p, std::size_t size) {
     return word;
 }
 
+/// Returns true when no byte is above 0x7f.
+inline bool IsAscii(std::string_view text) {
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+    for (; text.size() - i >= 8; i += 8)
+        bits |= LoadWord(text.data() + i);
+    return ((bits | LoadTail(text.data() + i, text.size() - i)) & 0x80 * EACH_BYTE) == 0;
+}
+
 /// Returns true when two texts of `size` bytes are equal under `fold`.
 template <typename Fold>
 [[gnu::always_inline]] inline bool Equal(const Fold& fold, const char* left, const char* right,

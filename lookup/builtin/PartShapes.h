@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "text/FoldedText.h"
 #include "text/LocaleBytes.h"
 
 #include <algorithm>
@@ -23,8 +24,7 @@ public:
             m_has_size[part.size()] = true;
         else if (m_sizes.empty() || m_sizes.back() != part.size())
             m_sizes.push_back(part.size());
-        m_most_dots = std::max(m_most_dots,
-                               static_cast<std::size_t>(std::count(part.begin(), part.end(), '.')));
+        m_most_dots = std::max(m_most_dots, CountDots(part));
         if (!part.empty()) {
             m_first[Upper(part.front(), bytes)] = true;
             m_last[Upper(part.back(), bytes)] = true;
@@ -57,6 +57,17 @@ public:
 private:
     static unsigned char Upper(char c, const LocaleBytes& bytes) {
         return static_cast<unsigned char>(bytes.Upper(c));
+    }
+
+    static std::size_t CountDots(std::string_view part) {
+        constexpr std::uint64_t LOW = 0x7f * EACH_BYTE;
+        std::size_t dots = 0, i = 0;
+        for (; part.size() - i >= 8; i += 8) {
+            const std::uint64_t word = LoadWord(part.data() + i) ^ '.' * EACH_BYTE;
+            const std::uint64_t zero_bytes = ~(((word & LOW) + LOW) | word | LOW);
+            dots += (zero_bytes >> 7) * EACH_BYTE >> 56;
+        }
+        return dots + static_cast<std::size_t>(std::count(part.begin() + i, part.end(), '.'));
     }
 
     bool HoldsSize(std::size_t size) const {

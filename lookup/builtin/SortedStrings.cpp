@@ -7,21 +7,6 @@
 
 namespace kwlookup {
 
-namespace {
-
-bool IsAscii(const std::vector<std::string>& strings) {
-    for (const std::string& text : strings) {
-        unsigned char bits = 0;
-        for (char c : text)
-            bits |= static_cast<unsigned char>(c);
-        if (bits & 0x80)
-            return false;
-    }
-    return true;
-}
-
-} // namespace
-
 SortedStrings::SortedStrings(const std::vector<std::string>& strings, const LocaleBytes* nocase)
     : m_strings(strings), m_nocase(nocase != nullptr) {
     if (m_strings.size() >= std::numeric_limits<std::uint32_t>::max())
@@ -30,8 +15,7 @@ SortedStrings::SortedStrings(const std::vector<std::string>& strings, const Loca
         m_upper = nocase->GetUpperTable();
         m_ascii_upper = nocase->UpperIsAscii();
     }
-    if (nocase || IsAscii(m_strings))
-        MakeIndex(nocase);
+    MakeIndex(nocase);
     if (!m_index)
         GetOrder(); // without an index every search needs it
 }
@@ -48,7 +32,7 @@ void SortedStrings::MakeIndex(const LocaleBytes* nocase) {
     // When equal strings differ in their bytes, the sort decides which of them is found.
     if (m_index && m_index->IsAmbiguous())
         make(&GetOrder());
-    if (m_index && m_index->IsUnfit())
+    if (m_index && (m_index->IsUnfit() || !m_index->IsAscii()))
         m_index.reset();
 }
 

@@ -45,13 +45,17 @@ void TextIndex::InsertAll(const Fold& fold, const std::vector<std::string>& stri
     constexpr std::size_t AHEAD = 16;
     std::array<std::uint64_t, AHEAD> hashes;
     const auto fetch = [&](std::size_t i) {
+        if (strings.size() - i > 2 * AHEAD)
+            Prefetch(text_at(i + 2 * AHEAD).data());
+        if (!m_nocase)
+            m_ascii &= kwlookup::IsAscii(text_at(i));
         hashes[i % AHEAD] = Hash(fold, text_at(i), m_seed);
         Prefetch(&m_slots[PlaceOf(hashes[i % AHEAD], m_slots.size())]);
     };
     const std::size_t count = strings.size();
     for (std::size_t i = 0; i < std::min(AHEAD, count); ++i)
         fetch(i);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count && m_ascii; ++i) {
         const std::string& text = text_at(i);
         const std::uint64_t hash = hashes[i % AHEAD];
         if (i + AHEAD < count)

@@ -31,6 +31,10 @@ public:
     /// used then.
     bool IsUnfit() const { return m_unfit; }
 
+    /// Returns true when no string has a byte above 0x7f. When one has, an index by bytes is not
+    /// finished.
+    bool IsAscii() const { return m_ascii; }
+
     /// Returns true when strings that are equal under the index differ in their bytes.
     bool IsAmbiguous() const { return m_ambiguous; }
 
@@ -52,6 +56,7 @@ private:
     const bool m_nocase;
     LocaleBytes::Table m_upper{};
     const bool m_ascii_upper; ///< m_upper changes a to z only
+    bool m_ascii = true;      ///< of an index by bytes
     bool m_unfit = false;
     bool m_ambiguous = false;
     const HashSeed m_seed;
