@@ -315,6 +315,9 @@ constexpr int THREADS = 8;
 
 template <typename Service>
 void Register(const std::string& name) {
+    // Started by this thread: a server dies with the thread that started it, and those that measure
+    // come and go.
+    TheService<Service>();
     for (const int threads : {1, THREADS}) {
         benchmark::RegisterBenchmark((name + "/kwlookup").c_str(), AskKwlookup<Service>)
             ->Threads(threads)
