@@ -22,6 +22,7 @@ kwlookup_public_headers(kwlookup
   host/KwStorageValuesMap.h
   lookup/BatchStorage.h
   lookup/KwFactory.h
+  lookup/FetchedKeys.h
   lookup/FinderKeys.h
   lookup/KwIfLookup.h
   lookup/KwIfObject.h

@@ -25,17 +25,23 @@ AddressFinder::AddressFinder(const std::string& text) {
     const std::size_t size = text.size() - 2 * begin;
     const std::size_t at = LastAt(std::string_view(text).substr(begin, size));
     const bool bare = at == size;
+    // A bare domain is stored with an '@' in front of it. Within angle brackets it follows them
+    // once more, as "@DOMAIN".
     if (bare) {
-        m_text.reserve(text.size() + 1 + size);
-        m_text.append(text).append(1, '@').append(text, begin, size);
+        m_text.reserve(text.size() + 1 + (brackets ? size : 0));
+        if (!brackets)
+            m_text += '@';
+        m_text += text;
+        if (brackets)
+            m_text.append(1, '@').append(text, begin, size);
     } else {
         m_text = text;
     }
     const std::string_view all = m_text;
-    m_request = all.substr(0, text.size());
-    m_address = all.substr(begin, size);
+    m_request = all.substr(bare && !brackets ? 1 : 0, text.size());
+    m_address = m_request.substr(begin, size);
     m_local = bare ? std::string_view() : m_address.substr(0, at + 1);
-    m_domain = bare ? all.substr(text.size() + 1) : m_address.substr(at + 1);
+    m_domain = bare ? all.substr(all.size() - size) : m_address.substr(at + 1);
 }
 
 bool AddressFinder::Match(const std::string& value) const {
@@ -94,8 +100,8 @@ bool AddressFinder::IsKey(std::string_view key, const LocaleBytes& bytes) const 
 }
 
 TextRange AddressFinder::GetRequest() const {
-    return TextRange(m_text.begin(),
-                     m_text.begin() + static_cast<std::ptrdiff_t>(m_request.size()));
+    const auto begin = m_text.begin() + (m_request.data() - m_text.data());
+    return TextRange(begin, begin + static_cast<std::ptrdiff_t>(m_request.size()));
 }
 
 std::string AddressFinder::GetRes() const {
@@ -112,15 +118,19 @@ bool AddressFinder::GetKeys(FinderKeys& keys) const {
     if (VirtualTableOf(*this) != table)
         return false;
     // From the shortest to the longest: they have the same end, so one pass hashes all of them.
+    const bool is_domain = m_domain.data() == m_request.data();
     if (!m_domain.empty()) {
         keys.AddEndings(m_domain, true);
-        if (m_domain.front() != '.') // a key with a leading dot is for sub-domains
+        if (is_domain)
+            keys.AddWholeValue(m_request);
+        else if (m_domain.front() != '.') // a key with a leading dot is for sub-domains
             keys.Add(m_domain);
         keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
     }
     if (m_address.size() != m_request.size() && !m_address.empty())
         keys.Add(m_address);
-    keys.AddWholeValue(m_request);
+    if (!is_domain || m_domain.empty())
+        keys.AddWholeValue(m_request);
     if (m_local.size() > 1)
         keys.Add(m_local);
     return true;

@@ -59,7 +59,7 @@ private:
     bool IsKey(std::string_view key, const LocaleBytes& bytes) const;
     std::string_view Keep(const std::string& value) const;
 
-    std::string m_text;         ///< of a bare domain: followed by the key "@DOMAIN"
+    std::string m_text;         ///< a bare domain also has the key "@DOMAIN": see the constructor
     std::string_view m_request; ///< the searched text
     std::string_view m_address; ///< without angle brackets
     std::string_view m_local;   ///< with the '@'; empty for a bare domain

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "lookup/FetchedKeys.h"
 #include "lookup/FinderKeys.h"
 #include "lookup/KwLookupFinder.h"
 
@@ -44,8 +45,8 @@ public:
     /// Returns the part that its keys are compared with.
     virtual KeyPart GetKeyPart() const = 0;
 
-    /// Adds all keys to `keys`, in any order. Returns false when it cannot name them; the list is
-    /// then walked.
+    /// Adds all keys to `keys`, in any order, the same keys in each call. Returns false when it
+    /// cannot name them; the list is then walked.
     virtual bool GetKeys(FinderKeys& keys) const = 0;
 
     /// Returns true from NoteRes() to ClearRes().
@@ -56,7 +57,10 @@ protected:
     void NoteRes() const { m_has_res = true; }
 
 private:
+    friend class KeySource;
+
     mutable bool m_has_res = false;
+    mutable FetchedKeys m_fetched;
 };
 
 } // namespace kwlookup

@@ -15,12 +15,6 @@ template <typename Use>
     return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.GetUpperTable()});
 }
 
-struct KeyIndex::Key {
-    std::string_view text;
-    std::uint64_t hash;
-    std::string_view whole_value; ///< `text` is its first word; its data() is null without one
-};
-
 /// Collects the keys of one search, or of several searches to fetch for.
 class KeyIndex::Keys final : public FinderKeys {
 public:
@@ -30,17 +24,14 @@ public:
     /// Drops most of the keys that are not in the index, and loads the slots of the others into the
     /// cache.
     void Sift() {
-        const auto end = std::remove_if(m_keys.begin(), m_keys.end(), [this](const Key& key) {
-            if (!m_index.m_filter.MayHold(key.hash))
-                return true;
-            Prefetch(&m_index.m_slots[PlaceOf(key.hash, m_index.m_slots.size())]);
-            return false;
-        });
+        const auto end = std::remove_if(m_keys.begin(), m_keys.end(),
+                                        [this](const Key& key) { return !m_index.MayHold(key); });
         m_keys.erase(end, m_keys.end());
     }
 
-    auto begin() const { return m_keys.begin(); }
-    auto end() const { return m_keys.end(); }
+    std::size_t size() const { return m_keys.size(); }
+    const Key* begin() const { return m_keys.data(); }
+    const Key* end() const { return m_keys.data() + m_keys.size(); }
 
 private:
     void Take(std::string_view key) override { TakeFirstWord(key, std::string_view()); }
@@ -69,10 +60,10 @@ private:
 /// The strings that have one of the keys of a search, in order.
 class KeyIndex::Candidates {
 public:
-    Candidates(const KeyIndex& index, const Keys& keys) {
-        for (const Key& key : keys)
-            if (!key.whole_value.data() || !AddWholeValue(index, key))
-                Add(index, key.text, key.hash);
+    Candidates(const KeyIndex& index, const Key* begin, const Key* end) {
+        for (const Key* key = begin; key != end; ++key)
+            if (!key->whole_value.data() || !AddWholeValue(index, *key))
+                Add(index, key->text, key->hash);
     }
 
     /// Returns the next string, or null.
@@ -181,6 +172,8 @@ void KeyIndex::InsertAll(const Fold& fold) {
     };
     std::array<Part, AHEAD> parts;
     const auto fetch = [&](std::uint32_t rank) {
+        if (rank > 2 * AHEAD)
+            Prefetch(TextAt(rank - 2 * AHEAD).data());
         const std::string& string = TextAt(rank);
         const std::string_view text = PartOf(string);
         m_longest_string = std::max(m_longest_string, string.size());
@@ -246,6 +239,19 @@ template <typename Fold>
     return place;
 }
 
+/// Returns false for most keys that are not in the index. Loads the slots of the others into the
+/// cache.
+[[gnu::always_inline]] inline bool KeyIndex::MayHold(const Key& key) const {
+    if (!m_filter.MayHold(key.hash))
+        return false;
+    // A search goes on to a free slot, on average four slots later and often in the next line.
+    constexpr std::size_t FEW = 4;
+    const std::size_t place = PlaceOf(key.hash, m_slots.size());
+    Prefetch(&m_slots[place]);
+    Prefetch(&m_slots[std::min(place + FEW, m_slots.size() - 1)]);
+    return true;
+}
+
 /// Calls `use` for each slot that may hold `key`, judging by its size and some bits of its hash.
 template <typename Use>
 [[gnu::always_inline]] inline void KeyIndex::ForEachLike(std::string_view key, std::uint64_t hash,
@@ -286,11 +292,19 @@ const KeyIndex* KeyIndex::GetWholeValues() const {
 
 KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& source,
                                 const std::string*& found) const {
+    const FetchedKeys* const fetched = source.GetFetched();
+    if (fetched && fetched->AreOf(m_seed.first))
+        return Ask(finder, source, fetched->begin(), fetched->end(), found);
     Keys keys(*this);
     if (!source.GetKeys(keys))
         return Answer::Unknown;
     keys.Sift();
-    Candidates candidates(*this, keys);
+    return Ask(finder, source, keys.begin(), keys.end(), found);
+}
+
+KeyIndex::Answer KeyIndex::Ask(const KwLookupFinder& finder, const KeySource& source,
+                               const Key* begin, const Key* end, const std::string*& found) const {
+    Candidates candidates(*this, begin, end);
     while ((found = candidates.Next())) {
         if (finder.Match(*found))
             return Answer::Match;
@@ -301,17 +315,36 @@ KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& s
 }
 
 void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) const {
+    // First the filter for the keys of all finders, then the slots, then the strings: each load
+    // overlaps with the others of its kind.
+    struct Question {
+        FetchedKeys* fetched;
+        std::size_t begin, end; ///< of its keys
+    };
+    std::array<Question, AT_ONCE> questions;
+    std::size_t asked = 0;
     Keys keys(*this);
-    for (std::size_t i = 0; i < count; ++i)
-        if (finders[i])
-            if (const KeySource source(*finders[i]); source && source.GetKeyPart() == m_part)
-                source.GetKeys(keys);
-    keys.Sift();
-    for (const Key& key : keys)
-        ForEachLike(key.text, key.hash, [this](const Slot& slot) {
-            Prefetch(slot.GetText().GetAddress());
-            Prefetch(&TextAt(slot.GetRank()));
-        });
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!finders[i])
+            continue;
+        const KeySource source(*finders[i]);
+        const std::size_t begin = keys.size();
+        if (source && source.GetFetched() && source.GetKeyPart() == m_part && source.GetKeys(keys))
+            questions[asked++] = {source.GetFetched(), begin, keys.size()};
+    }
+    for (std::size_t i = 0; i < asked; ++i) {
+        const auto [fetched, begin, end] = questions[i];
+        fetched->Begin(m_seed.first);
+        for (const Key* key = keys.begin() + begin; key != keys.begin() + end; ++key)
+            if (MayHold(*key))
+                fetched->Add(*key);
+    }
+    for (std::size_t i = 0; i < asked; ++i)
+        for (const Key& key : *questions[i].fetched)
+            ForEachLike(key.text, key.hash, [this](const Slot& slot) {
+                Prefetch(slot.GetText().GetAddress());
+                Prefetch(&TextAt(slot.GetRank()));
+            });
 }
 
 } // namespace kwlookup

@@ -50,11 +50,15 @@ public:
     Answer Find(const KwLookupFinder& finder, const KeySource& source,
                 const std::string*& found) const;
 
-    /// Loads into the cache what Find() needs for each finder that is not null.
+    /// Loads into the cache what Find() needs for each finder that is not null, and stores in the
+    /// finder which of its keys may be in the index. Takes at most AT_ONCE finders.
     void Fetch(const KwLookupFinder* const* finders, std::size_t count) const;
 
+    /// The most finders for one call of Fetch().
+    static constexpr std::size_t AT_ONCE = 32;
+
 private:
-    struct Key;
+    using Key = FetchedKeys::Key;
     class Keys;
     class Candidates;
 
@@ -88,19 +92,22 @@ private:
     void InsertAll(const Fold& fold);
     template <typename Fold>
     bool IsPartAt(const Fold& fold, TextSlot slot, std::string_view key) const;
+    bool MayHold(const Key& key) const;
     bool AreMany(std::uint32_t rank) const;
     const KeyIndex* GetWholeValues() const;
     template <typename Use>
     void ForEachLike(std::string_view key, std::uint64_t hash, const Use& use) const;
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
+    Answer Ask(const KwLookupFinder& finder, const KeySource& source, const Key* begin,
+               const Key* end, const std::string*& found) const;
 
     const std::vector<std::string>& m_strings;
     const SortedOrder* const m_order;
     const KeyedFinder::KeyPart m_part;
     const LocaleBytes m_bytes;
     bool m_usable;
-    const HashSeed m_seed;
+    const HashSeed m_seed; ///< its first number identifies the index
     PartShapes m_shapes;
     std::size_t m_longest_string = 0;
     HashFilter m_filter;

@@ -24,6 +24,9 @@ public:
     /// Returns false when the finder does not name its keys for this text.
     bool NamesKeys() const;
 
+    /// Returns what Fetch() stores in the finder, or null when the finder has no room for it.
+    FetchedKeys* GetFetched() const { return m_keyed ? &m_keyed->m_fetched : nullptr; }
+
     /// Returns true when no further value can match.
     bool IsDone() const { return m_keyed && m_keyed->HasRes(); }
 

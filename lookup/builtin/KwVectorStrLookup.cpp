@@ -180,7 +180,7 @@ const KeyIndex* KwVectorStrLookup::IndexFor(const KeySource& source) const {
 
 void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t count,
                               int flags) const noexcept {
-    constexpr std::size_t AT_ONCE = 32; // more would not pay, see the header
+    constexpr std::size_t AT_ONCE = KeyIndex::AT_ONCE; // more would not pay, see the header
     try {
         const SortedStrings* const sorted = GetSorted();
         for (; count != 0; finders += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {

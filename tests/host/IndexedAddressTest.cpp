@@ -197,9 +197,9 @@ Seen Search(const KwIfLookup& list, const AddressFinder& finder, const KwLookupF
     return seen;
 }
 
-/// Returns whether there was a match.
-bool Compare(const KwIfLookup& list, const std::string& text) {
-    const AddressFinder by_index(text), by_walk(text);
+/// Returns whether there was a match. `by_index` is of `text`.
+bool Compare(const KwIfLookup& list, const AddressFinder& by_index, const std::string& text) {
+    const AddressFinder by_walk(text);
     const Seen seen = Search(list, by_index, by_index);
     EXPECT_EQ(seen, Search(list, by_walk, Walked(by_walk))) << testing::PrintToString(text);
     return seen.found;
@@ -230,7 +230,16 @@ TEST(IndexedAddress, IsAnsweredAsByAWalk) {
             if (may_change_locale && random.OneIn(20))
                 std::locale::global(RandomLocale(random));
             std::string text = random.OneIn(4) ? random.Of(values) : texts.Text();
-            found += Compare(list, text);
+            const AddressFinder finder(text), other(texts.Text());
+            if (random.OneIn(2)) {
+                const KwLookupFinder* const finders[] = {&other, &finder};
+                list.Fetch(finders, 2, 0);
+                if (random.OneIn(20))
+                    list.Init(texts.Value());
+                if (may_change_locale && random.OneIn(20))
+                    std::locale::global(RandomLocale(random));
+            }
+            found += Compare(list, finder, text);
             if (testing::Test::HasFailure())
                 return;
         }
@@ -403,7 +412,7 @@ TEST(IndexedAddress, ManyLinesWithOneFirstWordDelayNoText) {
                   " " + word, "  " + word, word + " ", "<" + word + " text 1>", "x" + word,
                   "x@" + word, "a" + word, "<>"s, ""s, word + " x@" + word, word + " x@lan"}) {
                 SCOPED_TRACE("[" + text + "] sorted: " + std::to_string(sorted));
-                Compare(list, text);
+                Compare(list, AddressFinder(text), text);
                 const CountingFinder finder(text);
                 std::string res;
                 list.Find(finder, &res, 0, nullptr);

@@ -2,11 +2,10 @@
 #include "AskItem.h"
 
 #include "Tell.h"
-#include "kwhost/AddressFinder.h"
 
-#include <array>
+#include <algorithm>
 #include <exception>
-#include <optional>
+#include <new>
 
 namespace kwlookup {
 
@@ -33,8 +32,7 @@ const std::string& MatchedValue(const ExactFinder&, const std::string& matched) 
 }
 
 template <typename Finder>
-bool AskWith(const ItemList::Item& item, const std::string& text, int flags, Answer& answer) {
-    const Finder finder(text);
+bool AskWith(const ItemList::Item& item, const Finder& finder, int flags, Answer& answer) {
     answer.result.clear();
     answer.value.clear();
     // An item that was not loaded has an empty holder, which finds nothing.
@@ -52,22 +50,41 @@ std::string Question(const ItemList::Item& item, const std::string& text) {
 
 } // namespace
 
-void FetchItems(const ItemList& list, const std::string* texts, std::size_t count, int flags) {
-    if (!(flags & FIND_EXACT) || count < 2)
+void FetchedFinders::Fetch(const ItemList& list, const std::string* texts, std::size_t count,
+                           int flags) {
+    m_item = nullptr;
+    if (count < 2)
         return;
-    std::array<std::optional<ExactFinder>, READ_AHEAD> finders;
     std::array<const KwLookupFinder*, READ_AHEAD> pointers;
-    for (std::size_t i = 0; i < count; ++i)
-        pointers[i] = &finders[i].emplace(texts[i]);
-    for (const ItemList::Item& item : list.GetItems())
-        item.holder->Fetch(pointers.data(), count, flags);
+    if (flags & FIND_EXACT) {
+        std::array<std::optional<ExactFinder>, READ_AHEAD> finders;
+        for (std::size_t i = 0; i < count; ++i)
+            pointers[i] = &finders[i].emplace(texts[i]);
+        for (const ItemList::Item& item : list.GetItems())
+            item.holder->Fetch(pointers.data(), count, flags);
+        return;
+    }
+    const auto item =
+        std::find_if(list.GetItems().begin(), list.GetItems().end(),
+                     [](const ItemList::Item& each) { return each.GetType() == "file"; });
+    if (item == list.GetItems().end())
+        return;
+    try {
+        for (std::size_t i = 0; i < count; ++i)
+            pointers[i] = &m_finders[i].emplace(texts[i]);
+    } catch (const std::bad_alloc&) { // AskItem() makes a finder for each text
+        return;
+    }
+    item->holder->Fetch(pointers.data(), count, flags);
+    m_item = &*item;
 }
 
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
-                    const LogClass& log, Answer& answer) {
+                    const LogClass& log, Answer& answer, const AddressFinder* finder) {
     try {
-        const bool found = flags & FIND_EXACT ? AskWith<ExactFinder>(item, text, flags, answer)
-                                              : AskWith<AddressFinder>(item, text, flags, answer);
+        const bool found = flags & FIND_EXACT ? AskWith(item, ExactFinder(text), flags, answer)
+                           : finder           ? AskWith(item, *finder, flags, answer)
+                                              : AskWith(item, AddressFinder(text), flags, answer);
         return found ? ItemVerdict::Match : ItemVerdict::Miss;
     } catch (const std::exception& error) {
         TellError(log, Question(item, text) + ": " + error.what());

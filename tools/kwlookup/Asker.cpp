@@ -17,11 +17,12 @@ Asker::Asker(const Options& options, const LogClass& log, std::function<bool()> 
     : m_options(options), m_log(log), m_await_turn(std::move(await_turn)),
       m_writer(options.answers) {}
 
-void Asker::Ask(const ItemList& list, const std::string& text) {
+void Asker::Ask(const ItemList& list, const std::string& text, std::size_t number) {
     bool answered = false;
     for (const ItemList::Item& item : list.GetItems()) {
         const std::size_t errors = CountLoggedErrors();
-        const ItemVerdict verdict = AskItem(item, text, m_options.flags, m_log, m_answer);
+        const ItemVerdict verdict =
+            AskItem(item, text, m_options.flags, m_log, m_answer, m_fetched.Get(item, number));
         m_findings.fault |=
             verdict == ItemVerdict::Fault || (m_options.strict && CountLoggedErrors() != errors);
         if (verdict != ItemVerdict::Match)
@@ -45,16 +46,14 @@ void Asker::Ask(const ItemList& list, const std::string& text) {
 void Asker::Ask(const ItemList& list, const std::string* texts, std::size_t count) {
     for (std::size_t size = 0; count != 0; texts += size, count -= size) {
         size = std::min(count, READ_AHEAD);
-        FetchItems(list, texts, size, m_options.flags);
+        m_fetched.Fetch(list, texts, size, m_options.flags);
         for (std::size_t i = 0; i < size; ++i)
-            Ask(list, texts[i]);
+            Ask(list, texts[i], i);
     }
 }
 
 bool Asker::MayShare(const ItemList& list) const {
-    return !m_options.answers.explain && !m_log.isDebugEnabled() &&
-           std::none_of(list.GetItems().begin(), list.GetItems().end(),
-                        [](const ItemList::Item& item) { return item.IsPlugin(); });
+    return !m_options.answers.explain && !m_log.isDebugEnabled() && !list.HasPlugins();
 }
 
 void Asker::Add(const Findings& other) {

@@ -32,7 +32,7 @@ public:
     /// nothing is written when it is false.
     Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn = {});
 
-    void Ask(const ItemList& list, const std::string& text);
+    void Ask(const ItemList& list, const std::string& text) { Ask(list, &text, 1); }
 
     /// Asks `count` texts, which are there already, so that their memory is waited for together.
     void Ask(const ItemList& list, const std::string* texts, std::size_t count);
@@ -57,10 +57,14 @@ public:
     bool HasFault() const { return m_findings.fault; }
 
 private:
+    /// `number` is the number of the text in m_fetched.
+    void Ask(const ItemList& list, const std::string& text, std::size_t number);
+
     const Options m_options;
     const LogClass& m_log;
     const std::function<bool()> m_await_turn;
     AnswerWriter m_writer;
+    FetchedFinders m_fetched;
     Answer m_answer; ///< here, so that its strings keep their memory from text to text
     Findings m_findings;
 };

@@ -18,10 +18,11 @@ namespace {
 
 /// What a list says of a text: "-" for no match, "+" for a plain match, "+ RESULT". Empty, once it
 /// is told, when an item before the first match could not answer.
-std::string AskList(const ItemList& list, const std::string& text, int flags, const LogClass& log) {
+std::string AskList(const ItemList& list, const std::string& text, int flags, const LogClass& log,
+                    const FetchedFinders& fetched, std::size_t number) {
     for (const ItemList::Item& item : list.GetItems()) {
         Answer answer;
-        switch (AskItem(item, text, flags, log, answer)) {
+        switch (AskItem(item, text, flags, log, answer, fetched.Get(item, number))) {
         case ItemVerdict::Match:
             return answer.result.empty() ? "+" : "+ " + answer.result;
         case ItemVerdict::Fault:
@@ -49,10 +50,13 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
         InputLines lines(options.null);
         std::vector<std::string> texts(READ_AHEAD);
         std::size_t asked = 0, different = 0, unknown = 0;
-        const auto compare = [&](const std::string& text) {
+        FetchedFinders fetched[2];
+        const auto compare = [&](std::size_t number) {
             ++asked;
-            const std::string answers[2] = {AskList(left, text, options.flags, log),
-                                            AskList(right, text, options.flags, log)};
+            const std::string& text = texts[number];
+            const std::string answers[2] = {
+                AskList(left, text, options.flags, log, fetched[0], number),
+                AskList(right, text, options.flags, log, fetched[1], number)};
             if (answers[0].empty() || answers[1].empty()) {
                 ++unknown;
             } else if (answers[0] != answers[1]) {
@@ -67,10 +71,10 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
             }
         };
         for (std::size_t count; std::cout && (count = lines.Next(texts)) != 0;) {
-            for (const ItemList* list : {&left, &right})
-                FetchItems(*list, texts.data(), count, options.flags);
+            fetched[0].Fetch(left, texts.data(), count, options.flags);
+            fetched[1].Fetch(right, texts.data(), count, options.flags);
             for (std::size_t i = 0; i < count && std::cout; ++i)
-                compare(texts[i]);
+                compare(i);
         }
         const bool all_read = lines.TellError(log);
         std::cerr << "kwlookup: " << asked << " asked, " << different << " different";

@@ -71,30 +71,39 @@ void AskStandardInput(Asker& asker, const Asker::Options& options, const ItemLis
         asker.NoteFault();
 }
 
-} // namespace
-
-int RunFindCommand(const FindOptions& options, const LogClass& log) {
-    std::optional<ItemList> list;
-    try {
-        list.emplace(options.list, log, options.checks);
-    } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
-        return options.strict ? ExitStatus::BadList : ExitStatus::Unavailable;
-    }
+int AskTexts(const ItemList& list, const FindOptions& options, const LogClass& log) {
     Asker asker(options.ask, log);
-    if (list->GetFailedCount() != 0) {
+    if (list.GetFailedCount() != 0) {
         if (options.strict)
             return ExitStatus::BadList;
         asker.NoteFault();
     }
     for (const std::string& text : options.texts) {
         if (text == "-")
-            AskStandardInput(asker, options.ask, *list, options.ask.answers.null, log);
+            AskStandardInput(asker, options.ask, list, options.ask.answers.null, log);
         else
-            asker.Ask(*list, text);
+            asker.Ask(list, text);
     }
     asker.Flush();
     return asker.GetStatus();
+}
+
+} // namespace
+
+int RunFindCommand(const FindOptions& options, const LogClass& log) {
+    // Not freed unless it has plug-ins, which may have connections to close: the process ends, and
+    // freeing a million records takes as long as tens of thousands of searches.
+    static auto& list = *new std::optional<ItemList>;
+    try {
+        list.emplace(options.list, log, options.checks);
+    } catch (const std::invalid_argument& error) {
+        TellError(log, error.what());
+        return options.strict ? ExitStatus::BadList : ExitStatus::Unavailable;
+    }
+    const int status = AskTexts(*list, options, log);
+    if (list->HasPlugins())
+        list.reset();
+    return status;
 }
 
 int RunQueryCommand(const std::string& key, const std::string& list_text, const ListChecks& checks,

@@ -82,6 +82,11 @@ std::size_t ItemList::GetFailedCount() const {
                                                   [](const Item& item) { return item.failed; }));
 }
 
+bool ItemList::HasPlugins() const {
+    return std::any_of(m_items.begin(), m_items.end(),
+                       [](const Item& item) { return item.IsPlugin(); });
+}
+
 std::string ItemList::Item::GetType() const {
     std::string type, params;
     KwObjectHolder::ParseObject(text, type, params);

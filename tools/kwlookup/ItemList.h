@@ -44,6 +44,7 @@ public:
 
     const std::vector<Item>& GetItems() const { return m_items; }
     std::size_t GetFailedCount() const;
+    bool HasPlugins() const;
 
 private:
     std::vector<Item> m_items;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <random>
 #include <string>
 #include <string_view>
@@ -54,10 +55,13 @@ public:
     using Keys::Keys;
     KeyPart GetKeyPart() const override { return WholeValue; }
     bool GetKeys(FinderKeys& keys) const override {
+        ++named;
         for (const std::string& key : m_keys)
             keys.Add(key);
         return true;
     }
+
+    mutable int named = 0; ///< how often it named its keys
 };
 
 struct Answer {
@@ -137,6 +141,26 @@ TEST_F(KeyedWalk, IsAWalkForAnUnknownPart) {
     list.Fetch(finders, 1, 0);
     EXPECT_EQ(Ask(list, finder).matched, "a");
     EXPECT_EQ(finder.matches, 31);
+}
+
+TEST_F(KeyedWalk, ASearchThatWasFetchedForLooksForNoKeys) {
+    Strings values(100, "other");
+    values[30] = "a";
+    const StringList list(values);
+    ASSERT_TRUE(Ask(list, NamedKeys(Strings{"a"})).found);
+    const Strings few = {"A", "x"}, many = {"other", "a", "OTHER", "A", "Other"};
+    for (const Strings& keys : {few, many}) {
+        auto finder = std::make_unique<const NamedKeys>(keys);
+        const KwLookupFinder* const finders[] = {nullptr, finder.get()};
+        list.Fetch(finders, 2, 0);
+        EXPECT_EQ(finder->named, 1);
+        const NamedKeys copy(*finder); // has no keys of what it was copied from
+        EXPECT_EQ(Ask(list, *finder), Ask(list, HiddenKeys(keys)));
+        EXPECT_EQ(finder->named, keys == few ? 1 : 2) << "it has room for a few";
+        finder.reset();
+        EXPECT_EQ(Ask(list, copy), Ask(list, HiddenKeys(keys)));
+        EXPECT_EQ(copy.named, 2) << "the one of the other, and its own";
+    }
 }
 
 TEST_F(KeyedWalk, IsNoSort) {

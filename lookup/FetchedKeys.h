@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace kwlookup {
+
+/// The keys of a finder that may be in a list, with their hashes. KwVectorStrLookup::Fetch() stores
+/// them in the finder for the next search. Mostly there is one or none.
+///
+/// The keys point into the finder, so a copy of this object has none.
+class FetchedKeys {
+public:
+    struct Key {
+        std::string_view text;
+        std::uint64_t hash;
+        std::string_view whole_value; ///< `text` is its first word; its data() is null without one
+    };
+
+    FetchedKeys() = default;
+    FetchedKeys(const FetchedKeys&) {}
+    FetchedKeys& operator=(const FetchedKeys&) {
+        m_index = 0;
+        return *this;
+    }
+
+    /// Removes all keys. The next ones are for the index with this number, which is not 0.
+    void Begin(std::uint64_t index) {
+        m_index = index;
+        m_count = 0;
+    }
+
+    /// Adds a key. Drops all keys when there is no room for it.
+    void Add(const Key& key) {
+        if (m_count == m_keys.size())
+            m_index = 0;
+        else
+            m_keys[m_count++] = key;
+    }
+
+    /// Returns false when the finder has to be called for its keys.
+    bool AreOf(std::uint64_t index) const { return m_index == index; }
+
+    const Key* begin() const { return m_keys.data(); }
+    const Key* end() const { return m_keys.data() + m_count; }
+
+private:
+    std::uint64_t m_index = 0;
+    std::size_t m_count = 0;
+    std::array<Key, 4> m_keys; ///< rarely more of them are in a list
+};
+
+} // namespace kwlookup
