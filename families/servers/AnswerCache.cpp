@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t LONGEST_KEPT = 64 * 1024;
 /// Of answers to keep once more in one go: others wait for the lock.
 constexpr int MOST_CHANCES = 16;
+/// Must be a power of 2.
+constexpr std::size_t FEWEST_BUCKETS = 16;
 /// Often enough for whoever watches the log, and seldom enough to leave room for other lines.
 constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 
@@ -20,26 +22,27 @@ constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 AnswerCache::AnswerCache(const ServerSettings& settings)
     : m_max_rows(settings.max_rows), m_size(settings.cache_size), m_found_time(settings.cache_time),
       m_missed_time(settings.negative_cache_time), m_stale_time(settings.stale_time),
-      m_index(0, HashText{HashSeed::Random()}), m_flights(0, HashText{HashSeed::Random()}) {}
+      m_buckets(FEWEST_BUCKETS),
+      m_index({m_buckets.data(), m_buckets.size()}, HashText{HashSeed::Random()}),
+      m_flights(0, HashText{HashSeed::Random()}) {}
 
 AnswerCache::Turn AnswerCache::Begin(const std::string& question, Deadline deadline) {
     std::unique_lock<std::mutex> lock(m_lock);
     const auto now = Deadline::Clock::now();
     const Kept* const kept = Find(question, now);
     if (kept && kept->fresh_until > now)
-        return {question, kept->answer, nullptr};
-    const auto flying = m_flights.find(question);
-    if (flying == m_flights.end()) {
-        Turn turn{question, nullptr, std::make_shared<Flight>()};
-        m_flights.emplace(question, turn.flight);
-        return turn;
-    }
+        return {question, kept->answer};
+    const auto [flying, is_first] = m_flights.try_emplace(question);
+    if (is_first)
+        return {question, nullptr};
+    if (!flying->second)
+        flying->second = std::make_shared<Flight>();
     const std::shared_ptr<Flight> flight = flying->second;
     if (!flight->landed.wait_until(lock, deadline.GetTime(), [&] { return flight->done; }))
         throw ServerFault("the same question, asked before, is not answered in time");
     if (!flight->answer)
         throw std::runtime_error(flight->error);
-    return {question, flight->answer, nullptr};
+    return {question, flight->answer};
 }
 
 AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& answer) {
@@ -84,53 +87,66 @@ const AnswerCache::Kept* AnswerCache::Find(const std::string& question,
     const auto found = m_index.find(question);
     if (found == m_index.end())
         return nullptr;
-    const auto kept = found->second;
-    if (kept->kept_until <= now) {
-        m_index.erase(found);
-        m_kept.erase(kept);
+    if (found->kept_until <= now) {
+        Forget(found);
         return nullptr;
     }
-    kept->used = true;
-    return &*kept;
+    found->used = true;
+    return &*found;
+}
+
+void AnswerCache::Forget(Index::iterator entry) {
+    const auto kept = entry->self;
+    m_index.erase(entry);
+    m_kept.erase(kept);
 }
 
 void AnswerCache::Keep(const std::string& question, const AnswerPtr& answer) {
     const auto old = m_index.find(question);
-    if (old != m_index.end()) {
-        const auto kept = old->second;
-        m_index.erase(old);
-        m_kept.erase(kept);
-    }
+    if (old != m_index.end())
+        Forget(old);
     const auto fresh = answer->IsFound() ? m_found_time : m_missed_time;
     const auto now = Deadline::Clock::now();
     if ((fresh + m_stale_time).count() == 0 ||
         question.size() + answer->GetResult().size() > LONGEST_KEPT)
         return;
+    MakeRoom();
+    Kept& kept = m_kept.emplace_front(question, answer);
+    kept.fresh_until = now + fresh;
+    kept.kept_until = kept.fresh_until + m_stale_time;
+    kept.self = m_kept.begin();
+    m_index.insert(kept);
+}
+
+void AnswerCache::MakeRoom() {
     int chances = MOST_CHANCES;
-    while (m_index.size() >= m_size) {
-        if (chances-- > 0 && std::exchange(m_kept.back().used, false)) {
+    while (m_kept.size() >= m_size) {
+        if (chances-- > 0 && std::exchange(m_kept.back().used, false))
             m_kept.splice(m_kept.begin(), m_kept, std::prev(m_kept.end()));
-            continue;
-        }
-        m_index.erase(m_kept.back().question);
-        m_kept.pop_back();
+        else
+            Forget(m_index.iterator_to(m_kept.back()));
     }
-    std::list<Kept> made;
-    made.push_front({question, answer, now + fresh, now + fresh + m_stale_time, false});
-    m_index.emplace(made.front().question, made.begin());
-    m_kept.splice(m_kept.begin(), made);
+    if (m_kept.size() < m_buckets.size())
+        return;
+    std::vector<Index::bucket_type> more(2 * m_buckets.size());
+    m_index.rehash({more.data(), more.size()});
+    m_buckets.swap(more);
 }
 
 void AnswerCache::Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept {
-    m_flights.erase(turn.question);
-    turn.flight->answer = std::move(answer);
+    const auto flying = m_flights.find(turn.question);
+    const std::shared_ptr<Flight> flight = std::move(flying->second);
+    m_flights.erase(flying);
+    if (!flight)
+        return;
+    flight->answer = std::move(answer);
     try {
-        turn.flight->error = error;
+        flight->error = error;
     } catch (const std::bad_alloc&) {
         // Others wait for the end more than for its reason.
     }
-    turn.flight->done = true;
-    turn.flight->landed.notify_all();
+    flight->done = true;
+    flight->landed.notify_all();
 }
 
 } // namespace kwlookup

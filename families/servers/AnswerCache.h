@@ -7,6 +7,8 @@
 #include "families/servers/ServerSettings.h"
 #include "lookup/builtin/FoldedHash.h"
 
+#include <boost/intrusive/unordered_set.hpp>
+
 #include <condition_variable>
 #include <exception>
 #include <list>
@@ -16,6 +18,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace kwlookup {
 
@@ -64,15 +67,26 @@ public:
     std::string TakeStaleReason();
 
 private:
-    struct Kept {
-        std::string question;
-        AnswerPtr answer;
+    /// The index links the answers themselves: to find one is to wait for memory, mostly.
+    using Link = boost::intrusive::unordered_set_base_hook<boost::intrusive::store_hash<true>>;
+
+    struct Kept : Link {
+        Kept(const std::string& asked, AnswerPtr kept) : question(asked), answer(std::move(kept)) {}
+
+        const std::string question;
+        const AnswerPtr answer;
         Deadline::Clock::time_point fresh_until;
         Deadline::Clock::time_point kept_until;
-        bool used; ///< since it came to the front
+        bool used = false; ///< since it came to the front
+        std::list<Kept>::iterator self;
     };
 
-    /// A question that somebody asks.
+    struct QuestionOf {
+        using type = std::string_view;
+        type operator()(const Kept& kept) const { return kept.question; }
+    };
+
+    /// Somebody asks a question, and others wait for the answer.
     struct Flight {
         std::condition_variable landed;
         bool done = false;
@@ -84,7 +98,6 @@ private:
     struct Turn {
         const std::string& question;
         AnswerPtr answer;
-        std::shared_ptr<Flight> flight;
     };
 
     struct HashText {
@@ -94,6 +107,10 @@ private:
         }
     };
 
+    using Index = boost::intrusive::unordered_set<Kept, boost::intrusive::key_of_value<QuestionOf>,
+                                                  boost::intrusive::hash<HashText>,
+                                                  boost::intrusive::power_2_buckets<true>>;
+
     Turn Begin(const std::string& question, Deadline deadline);
     AnswerPtr Finish(const Turn& turn, const AnswerPtr& answer);
     AnswerPtr StandIn(const Turn& turn, const char* reason);
@@ -102,6 +119,8 @@ private:
     // Under the lock:
     const Kept* Find(const std::string& question, Deadline::Clock::time_point now);
     void Keep(const std::string& question, const AnswerPtr& answer);
+    void Forget(Index::iterator entry);
+    void MakeRoom();
     void Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept;
 
     const std::size_t m_max_rows;
@@ -114,7 +133,9 @@ private:
     /// The newest first. One at the end that was used goes to the front once more: to move each
     /// one when it is used would cost more than to find it.
     std::list<Kept> m_kept;
-    std::unordered_map<std::string_view, std::list<Kept>::iterator, HashText> m_index;
+    std::vector<Index::bucket_type> m_buckets;
+    Index m_index;
+    /// What is asked now; null where nobody waits for it.
     std::unordered_map<std::string_view, std::shared_ptr<Flight>, HashText> m_flights;
     std::string m_stale_reason;
     Deadline::Clock::time_point m_stale_told; ///< when the next reason may be told

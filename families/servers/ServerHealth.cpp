@@ -4,6 +4,7 @@
 #include "families/servers/ServerFault.h"
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 
 namespace kwlookup {
@@ -25,6 +26,11 @@ bool ServerHealth::AllFailed() const {
 }
 
 std::vector<std::size_t> ServerHealth::GetOrder() {
+    if (m_failed == 0 && !m_random) {
+        std::vector<std::size_t> listed(m_states.size());
+        std::iota(listed.begin(), listed.end(), std::size_t(0));
+        return listed;
+    }
     const auto now = Deadline::Clock::now();
     const std::lock_guard<std::mutex> lock(m_lock);
     if (AllFailed()) {
@@ -55,6 +61,8 @@ std::vector<std::size_t> ServerHealth::GetOrder() {
 }
 
 void ServerHealth::Worked(std::size_t server) {
+    if (!m_states[server].failed)
+        return;
     const std::lock_guard<std::mutex> lock(m_lock);
     State& state = m_states[server];
     m_failed -= state.failed;

@@ -3,6 +3,7 @@
 
 #include "families/servers/Deadline.h"
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -33,7 +34,7 @@ public:
 
 private:
     struct State {
-        bool failed = false;
+        std::atomic<bool> failed{false}; ///< written under the lock
         Deadline::Clock::time_point failed_at;
         Deadline::Clock::time_point retry_at; ///< when a search may try it again
         std::string reason;
@@ -45,7 +46,7 @@ private:
     const std::chrono::milliseconds m_retry_interval;
     std::mutex m_lock;
     std::vector<State> m_states;
-    std::size_t m_failed = 0;               ///< how many
+    std::atomic<std::size_t> m_failed{0};   ///< how many; written under the lock
     Deadline::Clock::time_point m_retry_at; ///< when a search may try the set, while it is down
 };
 

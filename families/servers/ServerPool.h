@@ -10,13 +10,13 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace kwlookup {
 
@@ -39,7 +39,9 @@ public:
     };
 
     ServerPool(Server server, std::shared_ptr<const ServerSettings> settings)
-        : m_server(std::move(server)), m_settings(std::move(settings)) {}
+        : m_server(std::move(server)), m_settings(std::move(settings)) {
+        m_kept.reserve(m_settings->max_connections);
+    }
 
     const Server& GetServer() const { return m_server; }
 
@@ -56,6 +58,7 @@ public:
             } catch (const ServerFault&) {
                 if (deadline.IsOver())
                     throw;
+                lease.connection.reset();
                 CloseKept(); // they are as old
             }
         }
@@ -76,11 +79,11 @@ public:
 
     std::optional<Deadline::Clock::time_point> CloseIdle() override {
         const auto now = Deadline::Clock::now();
-        std::deque<Kept> due; // closed without the lock
+        std::vector<Kept> due; // closed without the lock
         const std::lock_guard<std::mutex> lock(m_lock);
         while (!m_kept.empty() && m_kept.front().until <= now) {
             due.push_back(std::move(m_kept.front()));
-            m_kept.pop_front();
+            m_kept.erase(m_kept.begin());
         }
         m_watched = !m_kept.empty();
         if (!m_watched)
@@ -94,7 +97,8 @@ private:
         Deadline::Clock::time_point until;
     };
 
-    /// The right to one connection, and a kept one where there is one.
+    /// The right to one connection, and a kept one where there is one. It is closed at the end, or
+    /// kept.
     struct Lease {
         Lease(ServerPool& from, Deadline deadline) : pool(from) {
             std::unique_lock<std::mutex> lock(pool.m_lock);
@@ -117,41 +121,38 @@ private:
         Lease& operator=(const Lease&) = delete;
 
         ~Lease() {
-            connection.reset();
-            const std::lock_guard<std::mutex> lock(pool.m_lock);
-            --pool.m_used;
+            if (!keep)
+                connection.reset();
+            const auto until = Deadline::Clock::now() + pool.m_settings->idle_timeout;
+            bool watch = false;
+            {
+                const std::lock_guard<std::mutex> lock(pool.m_lock);
+                --pool.m_used;
+                if (connection) {
+                    pool.m_kept.push_back({std::move(connection), until}); // has room
+                    watch = !std::exchange(pool.m_watched, true);
+                }
+            }
             pool.m_changed.notify_one();
+            if (watch)
+                pool.Watch(until);
         }
 
         ServerPool& pool;
         std::unique_ptr<Connection> connection;
+        bool keep = false;
     };
 
-    /// Leaves the lease without its connection, which is kept or closed.
     template <typename Ask>
     void AskWith(Lease& lease, Ask& ask) {
-        std::unique_ptr<Connection> connection = std::move(lease.connection);
+        const bool keep = m_settings->idle_timeout.count() != 0;
         try {
-            ask(*connection);
+            ask(*lease.connection);
         } catch (const QuestionFault&) {
-            Keep(std::move(connection));
+            lease.keep = keep;
             throw;
         }
-        Keep(std::move(connection));
-    }
-
-    void Keep(std::unique_ptr<Connection> connection) {
-        if (m_settings->idle_timeout.count() == 0)
-            return;
-        const auto until = Deadline::Clock::now() + m_settings->idle_timeout;
-        bool watch;
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            m_kept.push_back({std::move(connection), until});
-            watch = !std::exchange(m_watched, true);
-        }
-        if (watch)
-            Watch(until);
+        lease.keep = keep;
     }
 
     /// The search has its answer already, so nothing is thrown here.
@@ -165,7 +166,8 @@ private:
     }
 
     void CloseKept() {
-        std::deque<Kept> closed; // without the lock
+        std::vector<Kept> closed; // without the lock
+        closed.reserve(m_settings->max_connections);
         const std::lock_guard<std::mutex> lock(m_lock);
         closed.swap(m_kept);
     }
@@ -174,8 +176,8 @@ private:
     const std::shared_ptr<const ServerSettings> m_settings;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::deque<Kept> m_kept; ///< the one used last at the end, and taken first
-    std::size_t m_used = 0;  ///< leases
+    std::vector<Kept> m_kept; ///< the one used last at the end, and taken first
+    std::size_t m_used = 0;   ///< leases
     std::uint64_t m_failures = 0;
     std::string m_reason;   ///< of the last failure
     bool m_watched = false; ///< CloseIdle() will be called

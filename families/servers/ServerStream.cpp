@@ -9,6 +9,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <new>
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -17,9 +18,13 @@
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 namespace kwlookup {
 namespace {
+
+/// In ms. The system may end a read an eighth of its time late, but for some short times.
+constexpr int LONGEST_READ = 500;
 
 [[noreturn]] void FailWithErrno() {
     throw ServerFault(SystemErrorText(errno));
@@ -52,7 +57,8 @@ std::string TlsReason() {
 int SendBytes(BIO* bio, const char* bytes, int size) {
     const auto* const socket = static_cast<const FileDescriptor*>(::BIO_get_data(bio));
     ::BIO_clear_retry_flags(bio);
-    const ssize_t sent = ::send(socket->Get(), bytes, static_cast<std::size_t>(size), MSG_NOSIGNAL);
+    const ssize_t sent =
+        ::send(socket->Get(), bytes, static_cast<std::size_t>(size), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && WouldBlock())
         ::BIO_set_retry_write(bio);
     return static_cast<int>(sent);
@@ -61,7 +67,7 @@ int SendBytes(BIO* bio, const char* bytes, int size) {
 int ReceiveBytes(BIO* bio, char* bytes, int size) {
     const auto* const socket = static_cast<const FileDescriptor*>(::BIO_get_data(bio));
     ::BIO_clear_retry_flags(bio);
-    const ssize_t got = ::recv(socket->Get(), bytes, static_cast<std::size_t>(size), 0);
+    const ssize_t got = ::recv(socket->Get(), bytes, static_cast<std::size_t>(size), MSG_DONTWAIT);
     if (got < 0 && WouldBlock())
         ::BIO_set_retry_read(bio);
     return static_cast<int>(got);
@@ -146,6 +152,11 @@ void CheckTlsFiles(const TlsSettings& settings) {
     MakeContext(settings);
 }
 
+ServerStream::ServerStream(FileDescriptor socket) : m_socket(std::move(socket)) {
+    // Plain text is read by calls that wait.
+    ::fcntl(m_socket.Get(), F_SETFL, ::fcntl(m_socket.Get(), F_GETFL) & ~O_NONBLOCK);
+}
+
 void ServerStream::FreeTls::operator()(ssl_st* tls) const {
     ::SSL_free(tls);
 }
@@ -208,7 +219,8 @@ void ServerStream::Write(std::string_view bytes, Deadline deadline) {
                 Tls(deadline, [&] { return ::SSL_write(m_tls.get(), bytes.data(), size); })));
             continue;
         }
-        const ssize_t sent = ::send(m_socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        const ssize_t sent =
+            ::send(m_socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent >= 0)
             bytes.remove_prefix(static_cast<std::size_t>(sent));
         else if (WouldBlock())
@@ -225,8 +237,7 @@ std::size_t ServerStream::Read(char* buffer, std::size_t size, Deadline deadline
                               static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
         }));
     for (;;) {
-        // A server needs some time: reading first would mostly be in vain.
-        Wait(POLLIN, deadline);
+        LimitRead(deadline);
         const ssize_t got = ::recv(m_socket.Get(), buffer, size, 0);
         if (got > 0)
             return static_cast<std::size_t>(got);
@@ -234,7 +245,20 @@ std::size_t ServerStream::Read(char* buffer, std::size_t size, Deadline deadline
             FailClosed();
         if (!WouldBlock())
             FailWithErrno();
+        if (deadline.IsOver())
+            throw ServerFault("no answer in time");
     }
+}
+
+/// To poll before each read would cost as much as the read.
+void ServerStream::LimitRead(Deadline deadline) {
+    const int limit = std::clamp(deadline.GetMsLeft(), 1, LONGEST_READ);
+    if (limit == m_longest_read)
+        return;
+    const timeval time{limit / 1000, limit % 1000 * 1000};
+    if (::setsockopt(m_socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof(time)) != 0)
+        FailWithErrno();
+    m_longest_read = limit;
 }
 
 } // namespace kwlookup

@@ -27,8 +27,8 @@ void CheckTlsFiles(const TlsSettings& settings);
 /// Threads: one at a time.
 class ServerStream {
 public:
-    /// `socket` is connected and non-blocking, as ConnectSocket() makes it.
-    explicit ServerStream(FileDescriptor socket) : m_socket(std::move(socket)) {}
+    /// `socket` is connected, as ConnectSocket() makes it.
+    explicit ServerStream(FileDescriptor socket);
     // OpenSSL knows the address of m_socket.
     ServerStream(const ServerStream&) = delete;
     ServerStream& operator=(const ServerStream&) = delete;
@@ -53,8 +53,10 @@ private:
     template <typename Step>
     int Tls(Deadline deadline, Step&& step);
     void Wait(short events, Deadline deadline) const;
+    void LimitRead(Deadline deadline);
 
     FileDescriptor m_socket;
+    int m_longest_read = -1;                ///< in ms, as the system was told
     std::unique_ptr<ssl_st, FreeTls> m_tls; ///< null: plain text
 };
 

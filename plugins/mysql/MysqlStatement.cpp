@@ -78,11 +78,11 @@ MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& an
 }
 
 MysqlStatement::Kind MysqlStatement::FindKind() const {
-    const std::unique_ptr<MYSQL_RES, decltype(&::mysql_free_result)> result(
-        ::mysql_stmt_result_metadata(m_statement.get()), ::mysql_free_result);
-    if (!result)
+    // mysql_stmt_result_metadata() gives the same, in memory of its own for each search.
+    const MYSQL_STMT& statement = *m_statement;
+    if (statement.field_count == 0 || !statement.fields)
         Fail();
-    switch (::mysql_fetch_field_direct(result.get(), ::mysql_num_fields(result.get()) - 1)->type) {
+    switch (statement.fields[statement.field_count - 1].type) {
     case MYSQL_TYPE_VARCHAR:
     case MYSQL_TYPE_VAR_STRING:
     case MYSQL_TYPE_STRING:
