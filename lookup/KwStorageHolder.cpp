@@ -45,7 +45,7 @@ const std::string& KwStorageHolder::GetNameForLog() const {
 KwIfSharedObject* KwStorageHolder::CreateObject(void* creator, const LogClass& log,
                                                 void*& storage) const {
     storage = nullptr;
-    // A library can have the symbol and no function behind it.
+    // The symbol may exist with a null address.
     std::unique_ptr<KwIfSharedLookup> made(creator ? reinterpret_cast<PluginCreator>(creator)(log)
                                                    : nullptr);
     if (!made)

@@ -9,15 +9,18 @@
 
 #include <string>
 
-/// An ordered list of storages, made from an object list and stored into as one storage.
+/// An ordered list of storages, made from an object list and used as one storage.
 ///
-/// The host makes one for each configured list, calls Init() with the list's text (KwObjectHolder)
-/// and then Store(). The holder owns its storages. Each item is of a plug-in type whose objects are
-/// storages too (KwIfSharedStorage), as "sqlite" with an insert statement.
+///     KwStorageHolder storages(log);
+///     storages.Init("\"sqlite:Database=/var/mail/log.db|insert into seen values (:a<varchar>)\"");
+///     storages.Store(values);
 ///
-/// Threads: records may be stored by several threads at once, where the storages allow it, as all
-/// that come with the library do; the host must not store into a holder while it fills it. Slot
-/// order is part of the binary interface.
+/// A host makes one holder for each configured list. The holder owns its storages. The type of each
+/// item must be a plug-in type whose objects can store (KwIfSharedStorage).
+///
+/// Threads: several threads may call Store() at once if all storages allow it, as those of the
+/// plug-ins in this tree do. No thread may store while the holder is filled. Slot order is part of
+/// the binary interface.
 class KW_EXPORT KwStorageHolder : public KwObjectHolder, public KwIfStorage {
 public:
     /// Keeps the address of `log`, which must outlive the holder.
@@ -28,7 +31,7 @@ public:
     using KwObjectHolder::GetLogPtr;
     using KwObjectHolder::Init;
 
-    /// Hands `log` to every storage of the list; the holder's own logger stays.
+    /// Sets the logger of every storage in the list. The holder keeps its own.
     void InitLog(const LogClass& log) override;
 
     /// Throws std::invalid_argument "a literal value cannot be stored into".
@@ -37,29 +40,29 @@ public:
     /// std::invalid_argument "the type 'TYPE' cannot be stored into" for a built-in one.
     KwIfObject* GetObjectByName(const std::string& type, const std::string& init_data,
                                 void*& storage) const override;
-    /// "CreateLookup": what a plug-in creates is asked whether it is a storage too.
+    /// Returns "CreateLookup". The objects of plug-ins are lookups that may also be storages.
     const char* GetNameFromLib() const override;
-    /// "storage".
+    /// Returns "storage".
     const std::string& GetNameForLog() const override;
-    /// Calls `creator`, a PluginCreator, and tells the object that it is a storage. Throws
-    /// std::invalid_argument "this type cannot be stored into" when it is none.
+    /// Calls `creator`, a PluginCreator, and SetStorage() of the object. Throws
+    /// std::invalid_argument "this type cannot be stored into" when the object is not a storage.
     KwIfSharedObject* CreateObject(void* creator, const LogClass& log,
                                    void*& storage) const override;
-    /// Appends a KwIfStorage; null is ignored.
+    /// Appends a KwIfStorage. Ignores null.
     void AddObject(void* object) override;
     void ClearObjects() override;
 
-    /// Stores the record into every storage, in list order, also when one fails. Then throws
-    /// std::runtime_error with the reasons of all that failed, "REASON; REASON".
+    /// Stores the record in every storage, in list order. When some of them fail, it still calls
+    /// the others, and then throws std::runtime_error with all reasons, "REASON; REASON".
     ///
-    /// A storage whose `OnError` is "ignore" logs its failure and throws nothing. An empty holder
+    /// A storage with `OnError = ignore` logs its failure and does not throw. An empty holder
     /// stores nothing.
     void Store(const KwStorageValuesMap& values) override;
 
-    /// The storages in list order. They stay the holder's.
+    /// Returns the storages in list order. The holder owns them.
     boost::ptr_vector<KwIfStorage>& GetObjects() { return m_objects; }
 
-    /// True when it holds no storage.
+    /// Returns true when it holds no storage.
     bool Empty() const { return m_objects.empty(); }
 
 private:

@@ -28,7 +28,7 @@ const void* SlotOf(const Object& object, std::size_t number) {
     return slot;
 }
 
-/// True when `object` has type information, which dynamic_cast reads.
+/// Returns true when `object` has type information, which dynamic_cast needs.
 template <typename Object>
 bool HasTypeInformation(const Object& object) {
     const void* information;

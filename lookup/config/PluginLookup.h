@@ -96,8 +96,9 @@ protected:
     virtual bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                         std::string* matched) const = 0;
 
-    /// To be called while `error` is handled. Throws it again under `OnError = exception`, and
-    /// otherwise logs "SECTION: REASON" at error level.
+    /// Handles the failure of a search. Call it in the handler of `error`. With
+    /// `OnError = exception` it throws the exception again, otherwise it logs "SECTION: REASON" at
+    /// error level.
     void Fail(const std::exception& error) const {
         if (this->m_conf->GetOnError())
             throw;
