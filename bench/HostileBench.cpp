@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <locale>
 #include <string>
 
 namespace {
@@ -47,7 +48,30 @@ void FillOneLong(List& list) {
     list.Init(std::string(TEXT_SIZE, 'x'));
 }
 
-void Search(benchmark::State& state, void (*fill)(List&), const std::string& text, bool found) {
+void FillOneLong8Bit(List& list) {
+    FillLetters(list);
+    list.Init(std::string(TEXT_SIZE, '\xe4'));
+}
+
+/// Has the letters of ISO 8859-1.
+class Latin1 : public std::ctype<char> {
+private:
+    char do_toupper(char c) const override {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool is_lower =
+            (byte >= 'a' && byte <= 'z') || (byte >= 0xe0 && byte <= 0xfe && byte != 0xf7);
+        return static_cast<char>(is_lower ? byte - 0x20 : byte);
+    }
+    const char* do_toupper(char* begin, const char* end) const override {
+        for (; begin != end; ++begin)
+            *begin = do_toupper(*begin);
+        return end;
+    }
+};
+
+void Search(benchmark::State& state, const std::locale& locale, void (*fill)(List&),
+            const std::string& text, bool found) {
+    std::locale::global(locale);
     List list;
     fill(list);
     const auto ask = [&] {
@@ -62,15 +86,17 @@ void Search(benchmark::State& state, void (*fill)(List&), const std::string& tex
 }
 
 const bool registered = [] {
-    const auto add = [](const char* name, void (*fill)(List&), const std::string& text,
-                        bool found) {
-        benchmark::RegisterBenchmark(name, Search, fill, text, found)->Iterations(1000);
+    const auto add = [](const char* name, void (*fill)(List&), const std::string& text, bool found,
+                        const std::locale& locale = std::locale::classic()) {
+        benchmark::RegisterBenchmark(name, Search, locale, fill, text, found)->Iterations(1000);
     };
     const std::string dots(TEXT_SIZE, '.');
     add("hostile/first_word", FillSubjects, "Re: SUBJECT 500000", true);
     add("hostile/sizes", FillLetters, dots, false);
     add("hostile/sizes_of_dots", FillDots, "x@" + dots, true);
     add("hostile/case", FillOneLong, std::string(TEXT_SIZE, 'X'), true);
+    add("hostile/case_8bit", FillOneLong8Bit, std::string(TEXT_SIZE, '\xc4'), true,
+        std::locale(std::locale::classic(), new Latin1));
     return true;
 }();
 

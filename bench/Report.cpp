@@ -115,6 +115,7 @@ int main(int argc, char** argv) {
     at_most("dots, 1,000 lines of different sizes", "hostile/sizes", 50);
     at_most("dots, 1,000 lines of one to 1,000 dots", "hostile/sizes_of_dots", 50);
     at_most("a line that differs in case only", "hostile/case", 50);
+    at_most("the same in letters of ISO 8859-1", "hostile/case_8bit", 50);
 
     Heading("from the start of the loading to the first answer, ms", "default", "--exact");
     const double first = results["first/default"].GetMedian() / 1e6;

@@ -11,23 +11,36 @@
 namespace kwlookup {
 
 // Comparison of texts under a fold. A fold maps eight bytes at once to the form in which they are
-// compared.
+// compared. GetDifference() is zero when two words have the same form.
 
 constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
 
 /// Changes nothing: bytes are compared as they are.
 struct AsTheyAre {
     std::uint64_t operator()(std::uint64_t word) const { return word; }
+
+    std::uint64_t GetDifference(std::uint64_t left, std::uint64_t right) const {
+        return left ^ right;
+    }
 };
 
 /// Maps a to z to A to Z.
 struct AsciiUpper {
-    std::uint64_t operator()(std::uint64_t word) const {
+    std::uint64_t operator()(std::uint64_t word) const { return word - GetCaseBits(word); }
+
+    /// Of two bytes that differ in the bit of letter case only, the OR is the lower-case one.
+    std::uint64_t GetDifference(std::uint64_t left, std::uint64_t right) const {
+        return (left ^ right) & ~GetCaseBits(left | right);
+    }
+
+private:
+    /// Returns the bit of letter case for each byte from a to z.
+    static std::uint64_t GetCaseBits(std::uint64_t word) {
         const std::uint64_t low = word & (0x7f * EACH_BYTE);
         const std::uint64_t from_a = low + (0x80 - 'a') * EACH_BYTE;
         const std::uint64_t past_z = low + (0x7f - 'z') * EACH_BYTE;
         const std::uint64_t letters = (from_a ^ past_z) & ~word & (0x80 * EACH_BYTE);
-        return word - (letters >> 2);
+        return letters >> 2;
     }
 };
 
@@ -42,6 +55,10 @@ struct TableUpper {
             folded |= static_cast<std::uint64_t>(upper) << shift;
         }
         return folded;
+    }
+
+    std::uint64_t GetDifference(std::uint64_t left, std::uint64_t right) const {
+        return left == right ? 0 : (*this)(left) ^ (*this)(right);
     }
 };
 
@@ -80,20 +97,20 @@ template <typename Fold>
 [[gnu::always_inline]] inline bool Equal(const Fold& fold, const char* left, const char* right,
                                          std::size_t size) {
     if (size < 8)
-        return fold(LoadTail(left, size)) == fold(LoadTail(right, size));
+        return fold.GetDifference(LoadTail(left, size), LoadTail(right, size)) == 0;
     std::size_t i = 0;
     // No branch inside a block, so that the compiler can vectorise it.
     for (constexpr std::size_t BLOCK = 64; size - i > BLOCK; i += BLOCK) {
         std::uint64_t different = 0;
         for (std::size_t j = i; j < i + BLOCK; j += 8)
-            different |= fold(LoadWord(left + j)) ^ fold(LoadWord(right + j));
+            different |= fold.GetDifference(LoadWord(left + j), LoadWord(right + j));
         if (different != 0)
             return false;
     }
     for (; i < size - 8; i += 8)
-        if (fold(LoadWord(left + i)) != fold(LoadWord(right + i)))
+        if (fold.GetDifference(LoadWord(left + i), LoadWord(right + i)) != 0)
             return false;
-    return fold(LoadWord(left + size - 8)) == fold(LoadWord(right + size - 8));
+    return fold.GetDifference(LoadWord(left + size - 8), LoadWord(right + size - 8)) == 0;
 }
 
 template <typename Fold>
