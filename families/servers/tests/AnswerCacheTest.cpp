@@ -135,6 +135,17 @@ TEST_F(AnswerCacheTest, ForgetsWhatNobodyAskedForTheLongest) {
     EXPECT_EQ(Ask("a"), "new");
 }
 
+TEST_F(AnswerCacheTest, KeepsAsManyAsCacheSize) {
+    m_settings.cache_time = seconds(60);
+    m_settings.cache_size = 1000;
+    for (int i = 0; i < 1000; ++i)
+        Ask(std::to_string(i));
+    m_value = "new";
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(Ask(std::to_string(i)), "OK");
+    EXPECT_EQ(m_asked, 1000);
+}
+
 TEST_F(AnswerCacheTest, KeepsNoLongAnswers) {
     m_settings.cache_time = seconds(60);
     m_value = std::string(64 * 1024, 'x');

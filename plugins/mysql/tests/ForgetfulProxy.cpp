@@ -26,10 +26,16 @@ FileDescriptor Socket() {
     return FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
 }
 
-bool Forward(const FileDescriptor& from, const FileDescriptor& to) {
+/// Empty when there is no more.
+std::string Receive(const FileDescriptor& from) {
     char bytes[16384];
     const ssize_t got = ::recv(from.Get(), bytes, sizeof(bytes), 0);
-    return got > 0 && ::send(to.Get(), bytes, static_cast<std::size_t>(got), MSG_NOSIGNAL) == got;
+    return got > 0 ? std::string(bytes, static_cast<std::size_t>(got)) : std::string();
+}
+
+bool Send(const FileDescriptor& to, const std::string& bytes) {
+    const ssize_t sent = ::send(to.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    return sent > 0 && static_cast<std::size_t>(sent) == bytes.size();
 }
 
 } // namespace
@@ -55,6 +61,16 @@ void ForgetfulProxy::Forget() {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
+void ForgetfulProxy::AskForFile(const std::string& name) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_file = name;
+}
+
+std::string ForgetfulProxy::GetSent() {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_sent;
+}
+
 void ForgetfulProxy::Run() {
     while (!m_stop) {
         pollfd watched{m_listener.Get(), POLLIN, 0};
@@ -74,8 +90,8 @@ void ForgetfulProxy::Serve(const FileDescriptor& client, const FileDescriptor& s
     while (!m_stop) {
         pollfd watched[] = {{client.Get(), POLLIN, 0}, {server.Get(), POLLIN, 0}};
         ::poll(watched, 2, PAUSE_MS);
-        if ((watched[0].revents && !Forward(client, server)) ||
-            (watched[1].revents && !Forward(server, client)))
+        if ((watched[0].revents && !ForwardRequest(client, server)) ||
+            (watched[1].revents && !ForwardAnswer(server, client)))
             return;
         if (m_forget) {
             static constexpr char COM_RESET_CONNECTION[] = {1, 0, 0, 0, 0x1f};
@@ -85,4 +101,24 @@ void ForgetfulProxy::Serve(const FileDescriptor& client, const FileDescriptor& s
             m_forget = false;
         }
     }
+}
+
+bool ForgetfulProxy::ForwardRequest(const FileDescriptor& client, const FileDescriptor& server) {
+    const std::string request = Receive(client);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_sent += request;
+    return Send(server, request);
+}
+
+bool ForgetfulProxy::ForwardAnswer(const FileDescriptor& server, const FileDescriptor& client) {
+    std::string answer = Receive(server);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_file.empty()) {
+        // The length and the number of the packet, the mark of such a request, the name.
+        const char head[] = {static_cast<char>(m_file.size() + 1), 0, 0, 1, '\xfb'};
+        answer = std::string(head, sizeof(head)) + m_file;
+        m_file.clear();
+        m_sent.clear();
+    }
+    return Send(client, answer);
 }

@@ -19,6 +19,7 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 using MysqlPluginTest = SqlServerTest<MysqlService>;
@@ -207,6 +208,29 @@ TEST_F(MysqlPluginTest, PreparesAgainWhatTheServerHasForgotten) {
     Sql("drop table grows");
     EXPECT_THAT(FailureOf(holder, "12"), HasSubstr("doesn't exist"));
     EXPECT_EQ(proxy.GetAcceptedCount(), 1) << "a new connection hides it";
+}
+
+TEST_F(MysqlPluginTest, NoFileIsSentToAServerThatAsksForOne) {
+    const std::string file = m_dir.Write("file", "secret of the file");
+    ForgetfulProxy proxy(Server().GetPort());
+    KwLookupHolder holder(m_log);
+    holder.Init(List("127.0.0.1:" + std::to_string(proxy.GetPort()), "Timeout=5"));
+    ExpectWorks(holder);
+    proxy.AskForFile(file);
+    EXPECT_NE(FailureOf(holder), "not found");
+    EXPECT_THAT(proxy.GetSent(), Not(HasSubstr("secret of the file")));
+}
+
+TEST_F(MysqlPluginTest, DeadlockIsAFaultOfOneSearch) {
+    Sql("delimiter //\n"
+        "create function deadlock() returns text begin\n"
+        "  signal sqlstate '40001' set mysql_errno = 1213, message_text = 'Deadlock found';\n"
+        "  return ''; end//\n"
+        "delimiter ;\n"
+        "create view deadlocked as select address, deadlock() as result from access;\n"
+        "grant select on deadlocked to kw@'%';\n");
+    EXPECT_EQ(FailureWith(Select("deadlocked"), FOUND, "RetryInterval=60s"), "Deadlock found");
+    ExpectWorks(Item(Get().GetQuery(), "RetryInterval=60s"));
 }
 
 TEST_F(MysqlPluginTest, ManyStatementsDoNotFillTheServer) {
