@@ -2,9 +2,9 @@
 #include "families/patterns/tests/PatternThreadsTest.h"
 
 TEST_F(PatternThreadsTest, AskRegexAtOnce) {
-    AskAtOnce("regex:Result=$1|^user([0-9]+)@, regex:^(z+)+$");
+    AskAtOnce("regex:SearchTime=60000|Result=$1|^user([0-9]+)@, regex:^(z+)+$");
 }
 
 TEST_F(PatternThreadsTest, AskRegexBesideReloads) {
-    AskBesideReloads("regex", "regex:OnError=ignore|Result=local|^user", "local");
+    AskBesideReloads("regex", "regex:SearchTime=60000|OnError=ignore|Result=local|^user", "local");
 }

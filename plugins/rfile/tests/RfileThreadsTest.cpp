@@ -2,9 +2,11 @@
 #include "families/patterns/tests/PatternThreadsTest.h"
 
 TEST_F(PatternThreadsTest, AskRfileAtOnce) {
-    AskAtOnce("rfile:" + m_dir.Write("patterns", "/^user([0-9]+)@corp/ $1\n^(z+)+$\nother\n"));
+    AskAtOnce("rfile:SearchTime=60000|" +
+              m_dir.Write("patterns", "/^user([0-9]+)@corp/ $1\n^(z+)+$\nother\n"));
 }
 
 TEST_F(PatternThreadsTest, AskRfileBesideReloads) {
-    AskBesideReloads("rfile", "rfile:" + m_dir.Write("patterns", "/^user/ file\n"), "file");
+    AskBesideReloads("rfile", "rfile:SearchTime=60000|" + m_dir.Write("patterns", "/^user/ file\n"),
+                     "file");
 }

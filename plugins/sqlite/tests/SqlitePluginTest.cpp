@@ -403,7 +403,8 @@ TEST_F(SqlitePluginTest, ASearchThatLastsIsAnError) {
         const std::chrono::duration<double, std::milli> took =
             std::chrono::steady_clock::now() - begin;
         EXPECT_GE(took.count(), std::stod(test.milliseconds));
-        EXPECT_LT(took.count(), std::stod(test.milliseconds) + 1500);
+        // It would take minutes otherwise, and a busy machine is late.
+        EXPECT_LT(took.count(), std::stod(test.milliseconds) + 30000);
     }
     // A miss under ignore; and the connection that was interrupted answers again.
     KwLookupHolder holder(m_log);
