@@ -9,19 +9,22 @@
 namespace kwlookup {
 
 /// The keys of a finder that may be in a list, with their hashes. KwVectorStrLookup::Fetch() stores
-/// them in the finder for the next search. Mostly there is one or none.
+/// them in the finder for the next search. Usually there is at most one.
 ///
 /// The keys point into the finder, so a copy of this object has none.
 class FetchedKeys {
 public:
+    /// One key.
     struct Key {
-        std::string_view text;
-        std::uint64_t hash;
+        std::string_view text;        ///< the part of a stored value that it must equal
+        std::uint64_t hash;           ///< of `text`
         std::string_view whole_value; ///< `text` is its first word; its data() is null without one
     };
 
     FetchedKeys() = default;
+    /// The copy has no keys.
     FetchedKeys(const FetchedKeys&) {}
+    /// Removes all keys.
     FetchedKeys& operator=(const FetchedKeys&) {
         m_index = 0;
         return *this;
@@ -44,13 +47,15 @@ public:
     /// Returns false when the finder has to be called for its keys.
     bool AreOf(std::uint64_t index) const { return m_index == index; }
 
+    /// Returns the first key.
     const Key* begin() const { return m_keys.data(); }
+    /// Returns the end of the keys.
     const Key* end() const { return m_keys.data() + m_count; }
 
 private:
     std::uint64_t m_index = 0;
     std::size_t m_count = 0;
-    std::array<Key, 4> m_keys; ///< rarely more of them are in a list
+    std::array<Key, 4> m_keys; ///< a list rarely has more of a finder's keys
 };
 
 } // namespace kwlookup
