@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The writer of cdb files where calls of the system fail.
+// The writer of cdb files when system calls fail.
 #include "lookup/builtin/FailingSystem.h"
 #include "support/TempDir.h"
 #include "tools/kwlookup/CdbWriter.h"
@@ -30,7 +30,7 @@ Function* Real(Function*, const char* name) {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
-/// -1 where the call is to fail, with its error in errno.
+/// The result of `call`, or -1 with an error in errno if it is to fail.
 template <typename Call>
 int FailOr(failing::Countdown& countdown, Call call) {
     if (!countdown.Fails())
@@ -72,7 +72,7 @@ std::string Content(const std::string& name) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// Why a new file could not be made; "" when it could.
+/// Why a new file could not be made; "" if it could.
 std::string WriteError(const std::string& name, const std::string& value) {
     try {
         CdbWriter writer(name);
@@ -84,7 +84,7 @@ std::string WriteError(const std::string& name, const std::string& value) {
     return "";
 }
 
-TEST(CdbWriterFaultTest, TellsTheReasonAndLeavesTheOldFile) {
+TEST(CdbWriterFaultTest, AFailureThrowsItsReasonAndLeavesTheOldFile) {
     const TempDir directory;
     const std::string name = directory.Path("out.cdb");
     ASSERT_EQ(WriteError(name, "old"), "");
@@ -108,8 +108,8 @@ TEST(CdbWriterFaultTest, TellsTheReasonAndLeavesTheOldFile) {
     }
 }
 
-// The file has its name by then, but a crash of the machine may take it back.
-TEST(CdbWriterFaultTest, TellsThatTheDirectoryCouldNotBeWritten) {
+// The file has been renamed by then, but a crash of the machine could undo that.
+TEST(CdbWriterFaultTest, AFailureToSyncTheDirectoryIsAnError) {
     const TempDir directory;
     const std::string name = directory.Path("out.cdb");
     const failing::Fault fault(failing_fsync, EIO, 1);

@@ -13,7 +13,7 @@ namespace {
 
 using namespace kwlookup;
 
-// Few letters, so that keys and texts meet.
+// Few different letters, so that keys match texts.
 std::string RandomText(std::mt19937& random, std::size_t longest) {
     constexpr char LETTERS[] = "aAb..@@";
     std::string text(1 + random() % longest, ' ');
@@ -23,7 +23,7 @@ std::string RandomText(std::mt19937& random, std::size_t longest) {
 }
 
 // Whatever a hidden key matches, the key that hides it matches too.
-TEST(HiddenKeys, NeverHideWhatAnAddressWouldFind) {
+TEST(HiddenKeys, MatchNothingThatTheEarlierKeyDoesNotMatch) {
     std::mt19937 random(20261121);
     std::size_t hidden = 0, meetings = 0;
     for (int list = 0; list < 2000; ++list) {

@@ -21,10 +21,10 @@ using namespace kwlookup;
 
 struct BadItem {
     std::string item;
-    std::string reason; ///< how the reason begins
+    std::string reason; ///< the start of the reason
 };
 
-/// Each item is told with its reason, and the items around it still work.
+/// The error names the item and the reason, and the items around it still work.
 void CheckBadItem(const BadItem& bad) {
     SCOPED_TRACE(bad.item);
     const std::string error =
@@ -79,7 +79,7 @@ TEST(ToolBadInput, AFileThatMayNotBeRead) {
     const TempDir dir;
     const std::string name = dir.Write("secret", "a\n");
     ASSERT_EQ(::chmod(name.c_str(), 0), 0);
-    // Root may read everything, unless it gives that right away.
+    // Root may read everything unless it drops that capability.
     const std::string command =
         ::geteuid() == 0
             ? "exec setpriv --bounding-set -dac_override,-dac_read_search --inh-caps -all \"$@\""
@@ -92,8 +92,8 @@ TEST(ToolBadInput, AFileThatMayNotBeRead) {
                               "]: Can not load file '" + name + "': Permission denied\n");
 }
 
-TEST(ToolBadInput, AReadErrorInTheMiddleIsTold) {
-    // A process's memory can be opened, and not be read at its start.
+TEST(ToolBadInput, AReadErrorInTheMiddleIsReported) {
+    // The memory of a process can be opened, but not read at its start.
     const ProgramResult result = RunTool({"find", "file:/proc/self/mem, b", "b"});
     EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "b\tb\n");
@@ -101,7 +101,7 @@ TEST(ToolBadInput, AReadErrorInTheMiddleIsTold) {
                           "records: Input/output error\n");
 }
 
-TEST(ToolBadInput, TypesThatAreNotThere) {
+TEST(ToolBadInput, UnknownTypes) {
     for (const BadItem& bad : {
              BadItem{"nosuch:x", "unknown id 'nosuch'\n"},
              BadItem{"../x:y", "unknown id '../x'\n"},
@@ -187,7 +187,7 @@ TEST(ToolBadInput, OneTextOfSixteenMegabytes) {
     WriteLine(name, SIZE);
     for (const char* option : {"--exact", "--all"}) {
         SCOPED_TRACE(option);
-        // The line is looked for itself: it comes out twice, with a tab and a newline.
+        // The line is its own answer: it is printed twice, with a tab and a newline.
         EXPECT_EQ(
             RunToolInShell("\"$@\" <" + name + " | wc -c", {"find", option, "file:" + name, "-"}),
             (ProgramResult{Found, std::to_string(2 * SIZE + 2) + "\n", ""}));

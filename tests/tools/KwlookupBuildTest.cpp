@@ -57,7 +57,7 @@ protected:
     const TempDir m_dir;
 };
 
-TEST_F(ToolBuild, ALineHasAnEnd) {
+TEST_F(ToolBuild, ALineThatIsTooLongIsAnError) {
     const ProgramResult result = RunTool({"build", "cdb", "-", m_dir.Path("out.cdb")},
                                          "a b\n" + std::string((16 << 20) + 1, 'x'));
     EXPECT_EQ(result.status, Unavailable);
@@ -111,7 +111,7 @@ TEST_F(ToolBuild, ReplacesByRenameAndKeepsTheMode) {
     EXPECT_EQ(FileCount(), 4U) << "something is left beside it";
 }
 
-TEST_F(ToolBuild, FollowsLinksToWhatIsNotThereYet) {
+TEST_F(ToolBuild, FollowsLinksToMissingFiles) {
     fs::create_directory(m_dir.Path("tables"));
     fs::create_symlink("tables/second", m_dir.Path("first"));
     fs::create_symlink(m_dir.Path("out.cdb"), m_dir.Path("tables/second"));
@@ -141,7 +141,7 @@ TEST_F(ToolBuild, DoesNotReplaceWhatItReads) {
     EXPECT_EQ(FileCount(), 3U);
 }
 
-// Who could read the old file, as its owner or its group, can read the new one.
+// Users who could read the old file as its owner or group can read the new one.
 TEST_F(ToolBuild, KeepsOwnerAndGroup) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can give a file away";
@@ -175,7 +175,7 @@ TEST_F(ToolBuild, KeepsOwnerAndGroup) {
     }
 }
 
-TEST_F(ToolBuild, ADirectoryThatCannotBeReadFailsItInTime) {
+TEST_F(ToolBuild, AnUnreadableDirectoryIsAnErrorBeforeTheFileIsMade) {
     fs::create_directory(m_dir.Path("dark"));
     ASSERT_EQ(Build("a 1\n", "dark/out.cdb").status, Same);
     const std::string out = m_dir.Path("dark/out.cdb");
@@ -196,7 +196,7 @@ TEST_F(ToolBuild, ASignalLeavesTheOldFile) {
     ASSERT_EQ(Build("a 1\n").status, Same);
     const std::string old = Content(m_dir.Path("out.cdb"));
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        // A job in the background ignores it, and the tests may be one.
+        // The tests may run as a background job, which ignores SIGINT.
         const auto handler = std::signal(signal, SIG_IGN);
         RunningProgram build(ToolArguments({"build", "cdb", "-", m_dir.Path("out.cdb")}),
                              TOOL_ENVIRONMENT);
@@ -274,7 +274,7 @@ TEST_F(ToolBuild, ShowsProgressOnATerminalOnly) {
         RunToolInShell("script -qec \"$*\" /dev/null",
                        {"build", "cdb", m_dir.Write("in", lines), m_dir.Path("out.cdb")});
     EXPECT_THAT(shown.out, HasSubstr("\r100000 records\r\x1b[K" + m_dir.Path("out.cdb") + ": "));
-    // 2 MB, which its records fit in, but not its tables.
+    // 2 MB have room for the records, but not for the tables.
     const ProgramResult failed =
         RunToolInShell("trap '' XFSZ; ulimit -f 4000; script -qec \"$*\" /dev/null",
                        {"build", "cdb", m_dir.Path("in"), m_dir.Path("out.cdb")});
@@ -282,7 +282,7 @@ TEST_F(ToolBuild, ShowsProgressOnATerminalOnly) {
                                       m_dir.Path("out.cdb") + ": File too large"));
 }
 
-TEST_F(ToolBuild, WantsAllItsArguments) {
+TEST_F(ToolBuild, AllArgumentsAreRequired) {
     EXPECT_EQ(RunTool({"build"}).status, Usage);
     EXPECT_EQ(RunTool({"build", "cdb"}).status, Usage);
     EXPECT_EQ(RunTool({"build", "cdb", "in"}).status, Usage);
@@ -303,7 +303,7 @@ TEST_F(ToolCompare, PrintsWhereTheListsDiffer) {
               (ProgramResult{Same, "", "kwlookup: 0 asked, 0 different\n"}));
 }
 
-TEST_F(ToolCompare, EscapesFieldsUnlessTold) {
+TEST_F(ToolCompare, EscapesFieldsUnlessRaw) {
     const std::string list = "file:" + m_dir.Write("list", "a\t\x1b[31m\tb\n");
     const std::string input = "<\x1b@a>\n";
     EXPECT_EQ(RunTool({"compare", list, "nothing"}, input).out,
@@ -318,7 +318,7 @@ TEST_F(ToolCompare, NullSeparatesTextsAndAnswers) {
                              "kwlookup: 4 asked, 3 different\n"}));
 }
 
-TEST_F(ToolCompare, AsksWithTheFlags) {
+TEST_F(ToolCompare, SearchesWithTheFlags) {
     const std::string input = "<A@corp.lan>\n";
     EXPECT_EQ(RunTool({"compare", "a@corp.lan", "nothing"}, input).status, Different);
     EXPECT_EQ(RunTool({"compare", "--exact", "a@corp.lan", "nothing"}, input).status, Same);
@@ -327,7 +327,7 @@ TEST_F(ToolCompare, AsksWithTheFlags) {
         Different);
 }
 
-TEST_F(ToolCompare, WhatCouldNotAnswerIsNoDifference) {
+TEST_F(ToolCompare, AFaultIsNotADifference) {
     const std::string missing = m_dir.Path("out.cdb");
     const ProgramResult result = RunTool({"compare", "b", Table()}, "a\nb\n");
     EXPECT_EQ(result.status, Unavailable);
@@ -346,7 +346,7 @@ TEST_F(ToolCompare, AnIgnoredErrorIsAMiss) {
     EXPECT_THAT(result.err, HasSubstr(m_dir.Path("no") + ": No such file or directory"));
 }
 
-TEST_F(ToolCompare, ComparesNothingWhenAListHasErrors) {
+TEST_F(ToolCompare, ComparesNothingIfAListHasErrors) {
     const ProgramResult result = RunTool({"compare", "a", "a, nosuch:x"}, "a\n");
     EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "");
@@ -356,7 +356,7 @@ TEST_F(ToolCompare, ComparesNothingWhenAListHasErrors) {
     EXPECT_EQ(RunTool({"compare", "a"}, "a\n").status, Usage);
 }
 
-TEST_F(ToolCompare, TellsOutputThatCannotBeWritten) {
+TEST_F(ToolCompare, ReportsOutputThatCannotBeWritten) {
     const ProgramResult result =
         RunToolInShell("echo a | \"$@\" >/dev/full", {"compare", "a", "b"});
     EXPECT_EQ(result.status, 74);

@@ -17,7 +17,7 @@ using namespace kwlookup;
 
 class ToolCompletion : public testing::Test {
 protected:
-    /// The file of the script that `kwlookup completion` prints for a shell.
+    /// A file with the script that `kwlookup completion` prints for a shell.
     std::string Script(const std::string& shell) const {
         const ProgramResult script = RunTool({"completion", shell});
         EXPECT_EQ(script.status, 0);
@@ -25,8 +25,8 @@ protected:
         return m_dir.Write(shell, script.out);
     }
 
-    /// Runs a shell, which must not complain, and gives what it prints. `$script` and `$dir` are
-    /// set for it.
+    /// Run a shell, which must not print errors, and return its output. The variables `$script` and
+    /// `$dir` are set.
     std::string Run(const std::vector<std::string>& shell, const std::string& commands) const {
         std::vector<std::string> arguments = {
             "/usr/bin/env", "HOME=" + m_dir.Path(""), "XDG_CONFIG_HOME=" + m_dir.Path(""),
@@ -79,7 +79,8 @@ TEST_F(ToolCompletion, FishCompletes) {
     EXPECT_EQ(ask("kwlookup fi"), "find\tAsk a list about texts\n");
     EXPECT_THAT(ask("kwlookup "), HasSubstr("build\tMake a database file of a text file\n"));
     EXPECT_THAT(ask("kwlookup build "), HasSubstr("cdb\tMake a cdb file\n"));
-    EXPECT_EQ(ask("kwlookup build cdb --keep"), "--keep-case\tDo not lower-case the keys\n");
+    EXPECT_EQ(ask("kwlookup build cdb --keep"),
+              "--keep-case\tDo not convert the keys to lower case\n");
     EXPECT_EQ(ask("kwlookup find a --js"), "--json\tPrint one JSON object a line\n");
     EXPECT_EQ(ask("kwlookup check --js"), "");
     EXPECT_EQ(ask("kwlookup completion z"), "zsh\n");

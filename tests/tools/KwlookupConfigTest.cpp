@@ -49,7 +49,7 @@ TEST_F(ToolConfig, ConfiguresPluginsAndItemsOverrideIt) {
         << "without a file every parameter has its default";
 }
 
-TEST_F(ToolConfig, OnErrorDecidesWhatALimitIs) {
+TEST_F(ToolConfig, OnErrorDecidesWhetherALimitIsAFault) {
     Write("kw.conf", "[lookup_regex]\nOnError = exception\nMatchLimit = 100\n");
     const ProgramResult fault = RunTool({"--config", m_conf, "find", EVIL, EVIL_TEXT});
     EXPECT_EQ(fault.status, Unavailable);
@@ -63,7 +63,7 @@ TEST_F(ToolConfig, OnErrorDecidesWhatALimitIs) {
     EXPECT_THAT(miss.err, HasSubstr("MatchLimit"));
 }
 
-TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
+TEST_F(ToolConfig, AnInvalidFileStopsEveryCommand) {
     const std::string named = "--config=" + m_conf;
     for (const std::string text : {"[lookup_regex]\nnonsense\n", "Lost = 1\n"}) {
         Write("kw.conf", text);
@@ -85,7 +85,7 @@ TEST_F(ToolConfig, AFileThatCannotBeUsedStopsEveryCommand) {
     EXPECT_THAT(refused.err, HasSubstr("refused, others may write it"));
 }
 
-// A list of domains to skip that is not there would let through what it is to keep.
+// With a missing list of domains to skip, items would answer for those domains.
 TEST_F(ToolConfig, AListInTheSettingsThatFailsCountsForItsItem) {
     const std::string list = "regex:SkipDomains=file:/no/such/list|^a";
     const std::string reason = "Can not load file '/no/such/list'";
@@ -121,7 +121,7 @@ TEST_F(ToolConfig, EachCommandReadsTheFile) {
     }
 }
 
-TEST_F(ToolConfig, CheckReadsEverySectionAndTellsPlaces) {
+TEST_F(ToolConfig, CheckReadsEverySectionAndReportsPlaces) {
     Write("kw.conf", "[lookup_regex]\n"
                      "OnError = exception\n"
                      "[lookup_rfile]\n"
@@ -170,13 +170,14 @@ TEST_F(ToolConfig, DebugMessagesShowValuesButNoSecret) {
     EXPECT_THAT(result.err, Not(HasSubstr("hunter2")));
 }
 
-// Whatever goes wrong, with every message on: the value of a KEY.file, and a password in an item.
-TEST_F(ToolConfig, NoSecretIsInAnyMessage) {
+// Secrets are the value of a KEY.file and a password in an item. All messages are enabled, and
+// everything fails.
+TEST_F(ToolConfig, NoMessageShowsASecret) {
     const std::string secret = m_dir.Write("secret", "");
     ::chmod(secret.c_str(), 0600);
     struct Case {
         std::string section;
-        std::string value; ///< of the file of its own
+        std::string value; ///< of a KEY.file
         std::string list;
     };
     const Case cases[] = {
@@ -280,13 +281,13 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldAnswers) {
 
     const ProgramResult result = tool.Finish();
     std::size_t failures = 0;
-    const std::string failed = "kwlookup: error: reload failed, the old list goes on: ";
+    const std::string failed = "kwlookup: error: reload failed, the old list stays in use: ";
     for (std::size_t at = 0; (at = result.err.find(failed, at)) != std::string::npos; ++at)
         ++failures;
     EXPECT_EQ(failures, 4u) << result.err;
 }
 
-// The objects of this plug-in ask the configuration of their type at each search.
+// The objects of this plug-in read the configuration of their type at each search.
 TEST_F(ToolWatch, AFailedReloadLeavesTheOldConfigurationOfTypes) {
     const std::string list = Write("list", "");
     Write("kw.conf", "[lookup_odbc]\nHost = old\n");
@@ -311,7 +312,7 @@ TEST_F(ToolWatch, AFailedReloadLeavesTheOldConfigurationOfTypes) {
     EXPECT_EQ(tool.Finish().status, Found);
 }
 
-TEST_F(ToolWatch, AFaultThatIsMendedIsGoneWithTheNextReload) {
+TEST_F(ToolWatch, ACorrectedErrorIsGoneAfterTheNextReload) {
     const std::string skipped = Write("skipped", "a.lan\n");
     Write("kw.conf", "[lookup_regex]\nSkipDomains = file:" + skipped + "\n");
     RunningProgram tool(ToolArguments({"--config", m_conf, "watch", "regex:^b"}), TOOL_ENVIRONMENT);
@@ -330,7 +331,7 @@ TEST_F(ToolWatch, AFaultThatIsMendedIsGoneWithTheNextReload) {
     EXPECT_THAT(result.err, HasSubstr("kwlookup: reloaded\n"));
 }
 
-TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeMended) {
+TEST_F(ToolWatch, AListWithABadItemStillAnswersAndCanBeCorrected) {
     const std::string list = m_dir.Path("list");
     RunningProgram tool(ToolArguments({"watch", "abc, file:" + list}), TOOL_ENVIRONMENT);
     tool.Write("abc\n");

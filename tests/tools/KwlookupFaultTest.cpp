@@ -24,9 +24,9 @@ namespace {
 
 using namespace kwlookup;
 
-const std::string ODD = "something was thrown that is no std::exception\n";
+const std::string ODD = "an exception of unknown type was thrown\n";
 
-/// The tool with these arguments, to be killed when it hangs.
+/// Arguments that kill the tool if it hangs.
 std::vector<std::string> WithTimeLimit(std::vector<std::string> arguments) {
     std::vector<std::string> all = {"/usr/bin/timeout", "-s", "KILL", "60"};
     for (std::string& argument : ToolArguments(std::move(arguments)))
@@ -34,7 +34,7 @@ std::vector<std::string> WithTimeLimit(std::vector<std::string> arguments) {
     return all;
 }
 
-/// Runs the tool with `script` in the environment of its plug-in.
+/// Run the tool with `script` in the environment of its plug-in.
 ProgramResult RunScripted(const std::string& script, std::vector<std::string> arguments) {
     std::vector<std::string> environment = TOOL_ENVIRONMENT;
     if (!script.empty())
@@ -42,7 +42,7 @@ ProgramResult RunScripted(const std::string& script, std::vector<std::string> ar
     return RunProgram(WithTimeLimit(std::move(arguments)), "a\n", environment);
 }
 
-TEST(ToolFault, WhateverAPluginThrowsWhileItIsLoadedIsToldWithItsItem) {
+TEST(ToolFault, AnyExceptionOfAPluginOnLoadingIsReportedWithItsItem) {
     const struct {
         const char* script;
         const char* item;
@@ -76,7 +76,7 @@ TEST(ToolFault, WhateverAPluginThrowsWhileItIsLoadedIsToldWithItsItem) {
     }
 }
 
-TEST(ToolFault, WhateverAPluginThrowsWhileItIsConfiguredIsToldWithItsSection) {
+TEST(ToolFault, AnyExceptionOfAPluginOnConfigurationIsReportedWithItsSection) {
     const TempDir dir;
     const std::string conf = dir.Write("kw.conf", "[lookup_ldap]\n");
     ::chmod(conf.c_str(), 0644);
@@ -91,7 +91,7 @@ TEST(ToolFault, WhateverAPluginThrowsWhileItIsConfiguredIsToldWithItsSection) {
     EXPECT_EQ(logged.err, "kwlookup: warning: is configured\n");
 }
 
-// A process's memory can be opened, and not be read at its start.
+// The memory of a process can be opened, but not read at its start.
 const char UNREADABLE[] = "/proc/self/mem";
 
 TEST(ToolFault, AListWithAReadErrorHasErrors) {
@@ -118,7 +118,7 @@ TEST(ToolFault, AListWithAReadErrorHasErrors) {
     }
 }
 
-TEST(ToolFault, AReloadThatMeetsAFaultKeepsTheOldList) {
+TEST(ToolFault, AFailedReloadKeepsTheOldList) {
     const TempDir dir;
     const std::string list = dir.Write("list", "a@b.lan one\n");
     RunningProgram tool(ToolArguments({"watch", "file:" + list}), TOOL_ENVIRONMENT);
@@ -136,11 +136,11 @@ TEST(ToolFault, AReloadThatMeetsAFaultKeepsTheOldList) {
     ::kill(tool.GetPid(), SIGHUP);
     EXPECT_EQ(ask(), "a@b.lan\tone");
     const ProgramResult result = tool.Finish();
-    EXPECT_THAT(result.err, HasSubstr("reload failed, the old list goes on"));
+    EXPECT_THAT(result.err, HasSubstr("reload failed, the old list stays in use"));
     EXPECT_THAT(result.err, HasSubstr("Can not load file '" + list + "': not a regular file"));
 }
 
-TEST(ToolFault, WhatIsNoRegularFileIsRefusedAtOnce) {
+TEST(ToolFault, ASpecialFileIsRefusedAtOnce) {
     const TempDir dir;
     const std::string fifo = dir.Path("fifo");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
@@ -174,7 +174,7 @@ TEST(ToolFault, WhatIsNoRegularFileIsRefusedAtOnce) {
     }
 }
 
-TEST(ToolFault, APipeThatTheToolWasGivenIsRead) {
+TEST(ToolFault, AnInheritedPipeIsRead) {
     const TempDir dir;
     const char* commands[] = {
         "echo corp.lan | \"$@\" find file:/dev/stdin x@corp.lan",
@@ -198,7 +198,7 @@ std::string BytesOf(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// Runs the tool where the plug-in of the type "oracle" is in `dir`.
+/// Run the tool with the plug-in of the type "oracle" in `dir`.
 ProgramResult RunWithPluginIn(const TempDir& dir, std::vector<std::string> arguments) {
     return RunProgram(WithTimeLimit(std::move(arguments)), "",
                       {"LD_LIBRARY_PATH=" + dir.Path("") + ":" PLUGIN_DIR});
@@ -206,7 +206,7 @@ ProgramResult RunWithPluginIn(const TempDir& dir, std::vector<std::string> argum
 
 const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_oracle.so because ";
 
-/// Where the parts of a library end that the loader maps; what follows is for debuggers.
+/// The end of the parts of a library that the loader maps; the rest is for debuggers.
 std::size_t MappedBytes(const std::string& library) {
     ElfW(Ehdr) header;
     std::memcpy(&header, library.data(), sizeof(header));
@@ -220,7 +220,7 @@ std::size_t MappedBytes(const std::string& library) {
     return end;
 }
 
-TEST(ToolFault, APluginThatIsCutShortIsTold) {
+TEST(ToolFault, ATruncatedPluginIsReported) {
     const TempDir dir;
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
     ASSERT_GT(whole.size(), 10000u);
@@ -230,7 +230,7 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
     constexpr std::size_t PARTS = 31;
     for (std::size_t part = 0; part <= PARTS; ++part) {
         SCOPED_TRACE(part);
-        // Not over the old file, which a process may have mapped.
+        // Not in place, because a process may have mapped the file.
         std::filesystem::remove(name);
         dir.Write("libkw_lookup_oracle.so", whole.substr(0, mapped * part / PARTS));
         const ProgramResult check = RunWithPluginIn(dir, {"check", "oracle:x"});
@@ -250,7 +250,7 @@ TEST(ToolFault, APluginThatIsCutShortIsTold) {
     EXPECT_EQ(cut_short, PARTS - 1) << "the loader itself sees that a file is empty";
 }
 
-TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
+TEST(ToolFault, APluginThatIsNotALibraryIsReported) {
     const TempDir dir;
     const std::string name = dir.Path("libkw_lookup_oracle.so");
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
@@ -265,10 +265,10 @@ TEST(ToolFault, APluginThatIsNoLibraryIsTold) {
     } cases[] = {
         {"no library", "file too short"},
         {std::string(1000, 'x'), "invalid ELF header"},
-        // What another machine's headers say is not read by the rules of this one.
+        // The headers of another machine's library are not read.
         {with_byte(4, whole[4] == 1 ? 2 : 1).substr(0, 1000), "wrong ELF class"},
         {with_byte(5, whole[5] == 1 ? 2 : 1).substr(0, 1000), "ELF file data encoding"},
-        {with_byte(39, '\x7f'), "cut short"}, // the program headers stand far behind the end
+        {with_byte(39, '\x7f'), "cut short"}, // the program headers are far beyond the end
     };
     for (const auto& c : cases) {
         std::filesystem::remove(name);

@@ -9,14 +9,14 @@
 #include <sstream>
 #include <string>
 
-// What the tool's --help says, its manual page says too, and nothing else.
+// The manual page describes exactly the commands and options that --help lists.
 
 namespace {
 
 using namespace kwlookup;
 using Names = std::set<std::string>;
 
-/// The words that begin the lines of one section of a help text: "Options:", "Subcommands:".
+/// The first words of the lines in one section of a help text, such as "Options:".
 Names HelpEntries(const std::string& help, const std::string& section) {
     Names names;
     std::istringstream in(help);
@@ -25,7 +25,7 @@ Names HelpEntries(const std::string& help, const std::string& section) {
     }
     while (std::getline(in, line) && line.compare(0, 2, "  ") == 0) {
         if (line[2] == ' ')
-            continue; // the description goes on
+            continue; // a continued description
         std::istringstream entry(line.substr(2, line.find(' ', 2) - 2));
         for (std::string name; std::getline(entry, name, ',');)
             names.insert(name);
@@ -37,7 +37,7 @@ Names ToolCommands() {
     return HelpEntries(RunTool({"--help"}).out, "Subcommands:");
 }
 
-/// The lines of the manual page between the headings of `section` and the next one.
+/// The lines of one section of the manual page.
 std::vector<std::string> ManualSection(const std::string& section) {
     std::ifstream in(KWLOOKUP_MANUAL);
     std::vector<std::string> lines;
@@ -51,7 +51,7 @@ std::vector<std::string> ManualSection(const std::string& section) {
     return lines;
 }
 
-/// What follows each macro `macro` in lines that begin with `start`.
+/// The word after each macro `macro` in lines that begin with `start`.
 Names MacroArguments(const std::vector<std::string>& lines, const std::string& start,
                      const std::string& macro, const std::string& prefix) {
     Names names;

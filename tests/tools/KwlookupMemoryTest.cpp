@@ -16,7 +16,7 @@ TEST(ToolMemory, AFileThatDoesNotFitIsOneError) {
     const TempDir dir;
     const std::string name = dir.Write("large", "[lookup_regex]\n");
     ::chmod(name.c_str(), 0644);
-    ASSERT_EQ(::truncate(name.c_str(), off_t{8} << 30), 0); // a hole, so it takes no space
+    ASSERT_EQ(::truncate(name.c_str(), off_t{8} << 30), 0); // a hole, which takes no space
     const std::string too_large = "Can not load file '" + name + "': Cannot allocate memory\n";
     const struct {
         std::vector<std::string> arguments;
@@ -49,7 +49,7 @@ TEST(ToolMemory, WithoutASecondThreadTheFirstOneAnswers) {
         input += i % 2 ? "a\n" : "b\n";
         answers += i % 2 ? "a\ta\n" : "";
     }
-    // The stack of a thread, of 4 GB, does not fit.
+    // A stack of 4 GB does not fit.
     const ProgramResult result = RunToolInShell(
         "ulimit -s 4000000; ulimit -v 1000000; exec \"$@\" < '" + dir.Write("input", input) + "'",
         {"find", "a", "-"});

@@ -58,7 +58,7 @@ protected:
     const std::string m_out = m_dir.Path("out.cdb");
 };
 
-// What postmap(1) of version 3.7 made of this text, and what it warned of.
+// The test expects what postmap(1) of version 3.7 made from this text, with the same warnings.
 const char POSTMAP_TEXT[] = "# c\n  # c2\n  lead cont\nCont@x.lan first\n  second  line \t\n"
                             "# between\n  third\n\n  fourth\n\"two words\" v\n"
                             "\"q\\\"uo\\\\te\" v2\nnovalue@x.lan\ndup@x.lan one\nDup@x.lan two\n"
@@ -68,9 +68,9 @@ const char POSTMAP_TEXT[] = "# c\n  # c2\n  lead cont\nCont@x.lan first\n  secon
 TEST_F(ToolSource, PostmapTextIsReadAsPostmapReadsIt) {
     EXPECT_EQ(
         Build({"--source=postmap"}, POSTMAP_TEXT),
-        Made(11, Told("3: there is no line before that it could continue; it is left out") +
+        Made(11, Told("3: there is no line before it to continue; it is left out") +
                      Told("12: there is no value after the key 'novalue@x.lan'; it is left out") +
-                     Told("14: 'dup@x.lan' stands in line 13 already; this one is left out") +
+                     Told("14: 'dup@x.lan' is already in line 13; this one is left out") +
                      Told("15: a quote is left open in '\"open v'; it is left out") +
                      Told("17: the colon is part of the key 'alias:'")));
     const std::vector<std::vector<std::string>> records = {
@@ -112,15 +112,15 @@ TEST_F(ToolSource, PostmapTextOfOddShapes) {
     EXPECT_EQ(Build({"--source", "hash"}, "").status, Usage);
 }
 
-TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
+TEST_F(ToolSource, PlainTextThatPostmapReadsDifferently) {
     const struct {
         std::string text;
         std::string told;
     } cases[] = {
-        {"a b\n c d\n", Told("2: it begins with white space; 'c' is a key, not the rest of the "
-                             "line before, as with --source=postmap")},
-        {"\"two words\" v\n", Told("1: quotes hold no words together; the key is '\"two', other "
-                                   "than with --source=postmap")},
+        {"a b\n c d\n", Told("2: it begins with white space; 'c' is a key; with --source=postmap "
+                             "the line would continue the one before")},
+        {"\"two words\" v\n", Told("1: quotes do not join words; the key is '\"two', unlike with "
+                                   "--source=postmap")},
         {"a\0b c\n"s, Told("1: the line holds a NUL byte")},
         {"\xef\xbb\xbfkey v\n",
          Told("1: a byte order mark is part of the first key; save the file without it")},
@@ -137,7 +137,7 @@ TEST_F(ToolSource, PlainTextThatPostmapReadsOtherwise) {
             continue;
         EXPECT_EQ(strict.status, BadList);
         EXPECT_EQ(strict.err, test.told + "kwlookup: error: " + m_out +
-                                  ": not made, since warnings count as errors\n");
+                                  ": not made, because warnings count as errors\n");
         EXPECT_EQ(fs::last_write_time(m_out), before);
         EXPECT_EQ(FileCount(), 2U);
     }
@@ -161,18 +161,19 @@ TEST_F(ToolSource, ConvertsToAListThatAnswersInTheSameOrder) {
     EXPECT_EQ(RunTool({"convert", "--from", "postmap", "-"}, "a b\n").out, "a b\n");
 }
 
-TEST_F(ToolSource, ConvertTellsWhatAListCannotSay) {
+TEST_F(ToolSource, ConvertReportsWhatAListCannotExpress) {
     const ProgramResult result = Convert("\"two words\"@x v\na b\n*.corp.lan c\nA d\nalone\n");
-    EXPECT_EQ(result,
-              (ProgramResult{
-                  BadList, "a b\n*.corp.lan c\n",
-                  "kwlookup: error: " + m_dir.Path("in") +
-                      ":1: the key '\"two words\"@x' holds white space, which a list cannot say; "
-                      "it is left out\n" +
-                      Told("3: '*' stands for itself here; write '.corp.lan' for all "
-                           "sub-domains") +
-                      Told("4: 'A' stands in line 2 already; this one is left out") +
-                      Told("5: there is no value after the key 'alone'; it is left out")}));
+    EXPECT_EQ(
+        result,
+        (ProgramResult{
+            BadList, "a b\n*.corp.lan c\n",
+            "kwlookup: error: " + m_dir.Path("in") +
+                ":1: the key '\"two words\"@x' holds white space, which a list cannot express; "
+                "it is left out\n" +
+                Told("3: '*' stands for itself here; write '.corp.lan' for all "
+                     "sub-domains") +
+                Told("4: 'A' is already in line 2; this one is left out") +
+                Told("5: there is no value after the key 'alone'; it is left out")}));
     EXPECT_EQ(Convert("*.corp.lan c\n").status, Found);
     EXPECT_EQ(
         RunTool({"--warnings=error", "convert", "--from", "postmap", m_dir.Path("in")}).status,
@@ -187,7 +188,7 @@ TEST_F(ToolSource, ConvertTellsWhatAListCannotSay) {
 
 class ToolLeftovers : public ToolSource {
 protected:
-    /// A build that waits for its input, with its new file there.
+    /// A build that has made its new file and waits for its input.
     std::unique_ptr<RunningProgram> StartBuild(std::size_t files) const {
         auto build = std::make_unique<RunningProgram>(ToolArguments({"build", "cdb", "-", m_out}),
                                                       TOOL_ENVIRONMENT);
@@ -207,7 +208,7 @@ TEST_F(ToolLeftovers, OfKilledBuildsAreRemovedByTheNext) {
     EXPECT_EQ(FileCount(), 2U) << "the text and the table";
 }
 
-TEST_F(ToolLeftovers, OfLivingBuildsAndOthersStay) {
+TEST_F(ToolLeftovers, OfRunningBuildsAndOthersStay) {
     m_dir.Write("out.cdb.backup", "");
     m_dir.Write("out.cdb.kwlookup-1234567", "");
     m_dir.Write("other.cdb.kwlookup-123456", "");

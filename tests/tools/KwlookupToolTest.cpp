@@ -81,7 +81,7 @@ TEST(ToolFind, ManyLinesAreAnsweredInTheirOrder) {
     EXPECT_EQ(Lines(full.err).size(), 1u) << full.err;
 }
 
-TEST(ToolFind, ATextOfStandardInputHasAnEnd) {
+TEST(ToolFind, ATextOfStandardInputThatIsTooLongIsAnError) {
     const std::string longest(16 << 20, 'x');
     EXPECT_EQ(RunTool({"find", "a", "-"}, longest + "\na\n"), Answers("a\ta\n"));
     for (const char* command : {"find", "compare", "-q"}) {
@@ -163,7 +163,7 @@ TEST(ToolFind, AllAsksEveryItem) {
               Answers("jdoe@corp.lan\tcorp.lan\njdoe@corp.lan\tone\njdoe@corp.lan\tthree\n"));
 }
 
-TEST(ToolFind, AnItemShowsNothingOfTheItemBefore) {
+TEST(ToolFind, NothingOfOneItemIsShownForTheNext) {
     EXPECT_EQ(RunTool({"find", "--all", "--explain", "corp.lan OK, ldap:found", "corp.lan"}),
               Answers("corp.lan\tOK\tcorp.lan OK\tcorp.lan OK\t\n"
                       "corp.lan\tcorp.lan\tldap:found\t\t\n"));
@@ -194,7 +194,7 @@ TEST(ToolFind, ExplainNamesItemValueAndFile) {
     EXPECT_EQ(missed.err, "kwlookup: no item answered for [x\\x0ay]\n");
 }
 
-TEST(ToolFind, EscapesFieldsUnlessTold) {
+TEST(ToolFind, EscapesFieldsUnlessRaw) {
     const struct {
         std::string text;
         std::string shown;
@@ -224,7 +224,7 @@ TEST(ToolFind, EscapesFieldsUnlessTold) {
     }
 }
 
-// Whatever the bytes, a line has its fields, and they can be had back.
+// With any bytes, the fields of a line can be split and decoded.
 TEST(ToolFind, EscapedFieldsAreUnambiguous) {
     std::mt19937 random(1);
     const std::string alphabet = "\\x0019afA\t\n\x1b\x7f\xc2\x9b z"s;
@@ -267,7 +267,7 @@ TEST(ToolFind, NullSeparatesTextsAndAnswers) {
     EXPECT_EQ(RunTool({"watch", "-0", "a"}, "a\0b\0"s), Answers("a\ta\0"s));
 }
 
-TEST(ToolFind, AMessageHasAnEnd) {
+TEST(ToolFind, LongMessagesAreShortened) {
     const ProgramResult plain =
         RunTool({"find", "--explain", "ldap:broken", "-"}, std::string(1000000, 'a') + "\n");
     const std::string quoted = std::string(200, 'a') + "... (1000000 bytes)]";
@@ -298,7 +298,7 @@ TEST(ToolQuery, PrintsAndExitsAsPostmap) {
     EXPECT_EQ(RunTool({"-q", "find", "find"}), Answers("find\n"));
 }
 
-TEST(ToolQuery, AFaultIsToldAndIsNoSuccess) {
+TEST(ToolQuery, AFaultIsReportedAndIsAFailure) {
     const std::string error =
         "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
     EXPECT_EQ(RunTool({"-q", "x", "ldap:broken"}), (ProgramResult{NotFound, "", error}));
@@ -322,7 +322,7 @@ TEST(ToolFind, JsonPrintsOneObjectALine) {
                       "\",\"value\":\"corp.lan \\\"OK\\\"\",\"file\":\"" + name + "\"}\n"));
 }
 
-TEST(ToolFind, JsonIsValidWhateverTheBytes) {
+TEST(ToolFind, JsonIsValidWithAnyBytes) {
     std::mt19937 random(1);
     std::string texts;
     for (int byte = 0; byte < 256; ++byte)
@@ -350,7 +350,8 @@ TEST(ToolFind, JsonIsValidWhateverTheBytes) {
 }
 
 TEST(ToolFind, ReadsTextsFromStandardInput) {
-    // The last line needs no newline, and a carriage return at a line's end is none of the text.
+    // The last line needs no newline. A carriage return at the end of a line is not part of the
+    // text.
     EXPECT_EQ(RunTool({"find", "a,b,\"\"", "-"}, "a\r\nx\n\nb\r\r\na\rb\nb"),
               Answers("a\ta\n\t\nb\tb\n"));
     EXPECT_EQ(RunTool({"find", "a,b,c", "c", "-", "b"}, "a\n"), Answers("c\tc\na\ta\nb\tb\n"));
@@ -373,7 +374,7 @@ TEST(ToolFind, AnswersBeforeStandardInputEnds) {
     EXPECT_EQ(tool.Finish(), Answers("b\tb\n"));
 }
 
-/// The most memory that a process ever had, in KiB.
+/// The peak memory of a process, in KiB.
 long PeakMemory(pid_t pid) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
     for (std::string word; status >> word;)
@@ -445,7 +446,7 @@ TEST(ToolFind, AHostileTextCannotForgeALine) {
     }
 }
 
-TEST(ToolFind, TellsAPluginThatCannotAnswer) {
+TEST(ToolFind, ReportsAPluginThatCannotAnswer) {
     const std::string error =
         "kwlookup: error: [ldap:broken] could not answer for [x]: cannot \\x1b answer\n";
     EXPECT_EQ(RunTool({"find", "ldap:broken", "x"}), (ProgramResult{Unavailable, "", error}));
@@ -463,7 +464,7 @@ TEST(ToolFind, TellsAPluginThatCannotAnswer) {
               Answers("1 object, 1 record, 0 errors\n"));
 }
 
-TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
+TEST(ToolFind, ReportsAnswersThatCannotBeWritten) {
     for (const char* command : {"exec \"$@\" >/dev/full", "exec \"$@\" >&-",
                                 "yes a | head -100000 | \"$@\" - >/dev/full"}) {
         SCOPED_TRACE(command);
@@ -472,7 +473,7 @@ TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
         EXPECT_THAT(result.err, testing::StartsWith("kwlookup: error: cannot write the answers: "));
         EXPECT_EQ(Lines(result.err).size(), 1u);
     }
-    // Nothing to write is no fault.
+    // Without output there is no error.
     EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {"find", "a", "b"}), NOTHING_FOUND);
     for (const char* help : {"--help", "--version"})
         EXPECT_EQ(RunToolInShell("exec \"$@\" >/dev/full", {help}).status, Output);
@@ -483,7 +484,7 @@ TEST(ToolFind, TellsWhenAnswersCannotBeWritten) {
     }
 }
 
-TEST(ToolFind, TellsWhenStandardInputCannotBeRead) {
+TEST(ToolFind, ReportsStandardInputThatCannotBeRead) {
     const struct {
         const char* command;
         const char* reason;

@@ -40,7 +40,7 @@ TEST(ToolTypes, SaysWhichPluginsAreBuilt) {
     std::vector<std::string> known;
     ConfParser::SplitVector(KNOWN_PLUGINS, known, ',');
     EXPECT_GE(known.size(), 5u);
-    // Without the plug-ins of the tests, some of which have names of ours.
+    // Without the plug-ins of the tests, some of which use the names of our types.
     const std::string out =
         "\n" + RunProgram(ToolArguments({"types"}), "", {"LD_LIBRARY_PATH=" PLUGIN_DIR}).out;
     for (const std::string& entry : known) {
@@ -53,7 +53,7 @@ TEST(ToolTypes, SaysWhichPluginsAreBuilt) {
     }
 }
 
-/// A plug-in of somebody else, for the type "path".
+/// A plug-in of a third party, for the type "path".
 class ToolOtherTypes : public testing::Test {
 protected:
     ToolOtherTypes() {
@@ -96,11 +96,12 @@ TEST_F(ToolOtherTypes, AreNamedByTheConfiguration) {
     EXPECT_EQ(Run({"--config", conf, "find", "x", "x"}), m_found);
 }
 
-TEST_F(ToolOtherTypes, HaveNamesThatListsCanSay) {
+TEST_F(ToolOtherTypes, InvalidNamesAreErrors) {
     for (const std::string name : {"", "Path", "a b", "a:b", "../path", "p\xe4th"}) {
-        EXPECT_THAT(Run({"--type", name, "types"}),
-                    testing::AllOf(testing::Field(&ProgramResult::status, Usage),
-                                   testing::Field(&ProgramResult::err, HasSubstr("is no type: "))))
+        EXPECT_THAT(
+            Run({"--type", name, "types"}),
+            testing::AllOf(testing::Field(&ProgramResult::status, Usage),
+                           testing::Field(&ProgramResult::err, HasSubstr("is not a type: "))))
             << name;
         if (name.empty())
             continue; // lists have no empty items

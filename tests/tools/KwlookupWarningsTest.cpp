@@ -23,7 +23,7 @@ using namespace kwlookup;
 
 struct Case {
     std::string input;
-    std::string warning; ///< without "kwlookup: warning: " and the place; empty: none
+    std::string warning; ///< without "kwlookup: warning: " and the place; empty if there is none
 };
 
 std::string Warning(const std::string& text) {
@@ -39,10 +39,10 @@ TEST(ToolWarnings, LiteralItemsInAnotherSyntax) {
         {"jdoe*@corp.lan", "'*' stands for itself here; patterns have the types regex and rfile"},
         {"10.0.0.0/8", "'10.0.0.0/8' matches this text only, not the addresses of a network"},
         {"!corp.lan", "'!' is part of the key; it does not exclude 'corp.lan'"},
-        {"a.lan;b.lan", "';' separates nothing here; it is part of the key 'a.lan;b.lan'"},
-        {"^news@", "'^news@' is no pattern here; patterns have the types regex and rfile"},
-        {"/news@/", "'/news@/' is no pattern here; patterns have the types regex and rfile"},
-        {"#corp.lan", "'#' begins no comment here; '#corp.lan' is a key"},
+        {"a.lan;b.lan", "';' does not separate keys here; it is part of the key 'a.lan;b.lan'"},
+        {"^news@", "'^news@' is not a pattern here; patterns have the types regex and rfile"},
+        {"/news@/", "'/news@/' is not a pattern here; patterns have the types regex and rfile"},
+        {"#corp.lan", "'#' does not begin a comment here; '#corp.lan' is a key"},
         {file, "it names a file but is not read; write 'file:" + file + "' to read it"},
         {"/no/such/file",
          "it is a value, not the name of a file; 'file:/no/such/file' would be one"},
@@ -91,25 +91,25 @@ TEST(ToolWarnings, LinesOfAFile) {
         {"\xfe\xff\0c\0o"s, "1: the file is in UTF-16 and matches nothing; save it as UTF-8"},
         {"c\0o\0r\0p\0\n\0"s, "1: the file is in UTF-16 and matches nothing; save it as UTF-8"},
         {"corp.lan\nother.lan\0x\nthird.lan\n"s, "2: the line holds a NUL byte"},
-        {"Corp.lan x\n\n@corp.LAN y\n", "3: '@corp.LAN' stands in line 1 already"},
+        {"Corp.lan x\n\n@corp.LAN y\n", "3: '@corp.LAN' is already in line 1"},
         {"jdoe@\nx.lan\nJDoe@corp.lan\n", "3: 'JDoe@corp.lan' never answers: line 1 comes first"},
         {"@corp.lan\na@corp.lan ok\n", "2: 'a@corp.lan' never answers: line 1 comes first"},
         {"x\n.lan\na@b.corp.lan\n", "3: 'a@b.corp.lan' never answers: line 2 comes first"},
         {".lan\n.corp.lan\n", "2: '.corp.lan' never answers: line 1 comes first"},
         {".lan\ncorp.lan\n", "2: 'corp.lan' never answers: line 1 comes first"},
-        {"corp.lan\n# a comment\n", "2: '#' begins no comment here; '#' is a key"},
+        {"corp.lan\n# a comment\n", "2: '#' does not begin a comment here; '#' is a key"},
         {"*@corp.lan x\n", "1: '*' stands for itself here; write '@corp.lan' for the whole domain"},
-        {"\"two words\" x\n", "1: quotes hold no words together here; the key is '\"two'"},
+        {"\"two words\" x\n", "1: quotes do not join words here; the key is '\"two'"},
         {"root: admin\n", "1: the ':' is part of the key 'root:'"},
         {"a.lan,\n", "1: the ',' is part of the key 'a.lan,'"},
-        // What is not hidden, since the line before takes less, or stands behind.
+        // Not hidden: the earlier line matches less, or the line comes first.
         {".lan\nlan\n", ""},
         {"a@corp.lan\ncorp.lan\n.lan\njdoe@\n", ""},
         {".corp.lan\na@corp.lan\ncorp.lan\nxcorp.lan\n", ""},
         {"corp.lan\na@mail.corp.lan\nmail.corp.lan\n.corp.lan\n", ""},
         {"b@\na@b@corp.lan\n", ""},
         {"@\na@corp.lan\n", ""},
-        {"\"j doe\"@corp.lan\n", "1: quotes hold no words together here; the key is '\"j'"},
+        {"\"j doe\"@corp.lan\n", "1: quotes do not join words here; the key is '\"j'"},
         {"\"jdoe\"@corp.lan 550 no; \"bye\" *\n", ""},
         {"c\xe4sar@corp.lan\n", ""},
         {"", ""},
@@ -126,8 +126,8 @@ TEST(ToolWarnings, LinesOfAFile) {
     }
 }
 
-// What is told changes nothing of what the file holds.
-TEST(ToolWarnings, EncodingsAreToldAtEveryLoad) {
+// Warnings do not change what the file holds.
+TEST(ToolWarnings, EveryLoadWarnsOfEncodings) {
     const TempDir dir;
     const std::string bom = dir.Write("bom", "\xef\xbb\xbf"
                                              "corp.lan\n");
@@ -155,13 +155,13 @@ TEST(ToolWarnings, EncodingsAreToldAtEveryLoad) {
     EXPECT_EQ(run({"find"}, {"--warnings=no", "x"}), Usage);
 }
 
-TEST(ToolWarnings, TheLinesOfAListAreNotLookedAtToFind) {
+TEST(ToolWarnings, FindDoesNotCheckTheLinesOfAFile) {
     const TempDir dir;
     const std::string list = "file:" + dir.Write("list", "corp.lan\na@corp.lan\n*@x\n");
     EXPECT_EQ(RunTool({"find", list, "a@corp.lan"}).err, "");
 }
 
-TEST(ToolWarnings, WhatIsNoRegularFileIsNotReadTwice) {
+TEST(ToolWarnings, ASpecialFileIsNotReadTwice) {
     const ProgramResult result =
         RunToolInShell("printf '*@a.lan\\nb.lan\\n' | \"$@\"", {"check", "file:/dev/stdin"});
     EXPECT_EQ(result, (ProgramResult{Found, "1 object, 2 records, 0 errors\n", ""}));
@@ -175,12 +175,12 @@ TEST(ToolWarnings, PatternTables) {
         {"if!/corp/\n", "1: " + conditions},
         {"# x\n\nEndif\n", "3: " + conditions},
         {"!/corp/ x\n", "1: '!' is part of a pattern here, and does not negate one"},
-        {"/^a\\/b/i x\n", "1: the flag i ignores letter case here, and regards it in tables of "
-                          "Postfix; (?i) and the flag c are clear"},
-        {"/^a/ms x\n", "1: the flag s lets '.' match a line feed here, and forbids it in tables "
-                       "of Postfix; (?s) is clear"},
-        {"/^a/\n  more\n", "2: it begins with white space, and is a pattern of its own here, not "
-                           "the rest of the line before"},
+        {"/^a\\/b/i x\n", "1: the flag i ignores letter case here, but makes it count in tables "
+                          "of Postfix; write (?i) or the flag c"},
+        {"/^a/ms x\n", "1: the flag s lets '.' match a line feed here, but prevents it in tables "
+                       "of Postfix; write (?s)"},
+        {"/^a/\n  more\n", "2: it begins with white space; here it is a pattern of its own and "
+                           "does not continue the line before"},
         {"a\0b\n"s, "1: the line holds a NUL byte"},
         {"\xff\xfe"
          "a\0b\0"s,
@@ -215,14 +215,14 @@ TEST(ToolWarnings, AreBounded) {
     EXPECT_EQ(deep, (ProgramResult{Found, "1 object, 2 records, 0 errors\n", ""}));
 }
 
-TEST(ToolOpen, AnUnreadableTableIsAFaultWhateverOnErrorSays) {
+TEST(ToolOpen, AnUnreadableTableIsAFaultWithAnyOnError) {
     const TempDir dir;
     const std::string table = dir.Path("no.cdb");
     const std::string list = "cdb:Database=" + table + "|$s";
     const std::string reason =
         "kwlookup: error: lookup_cdb: " + table + ": No such file or directory\n";
     const std::string told =
-        reason + "kwlookup: error: [" + list + "] ignores the error above, and finds nothing\n";
+        reason + "kwlookup: error: [" + list + "] ignores the error above and finds nothing\n";
     EXPECT_EQ(RunTool({"check", list}),
               (ProgramResult{BadList, "1 object, 1 record, 1 error\n", told}));
     EXPECT_EQ(RunTool({"check", "cdb:OnError=exception|Database=" + table + "|$u"}).status,
@@ -238,8 +238,8 @@ TEST(ToolOpen, AnUnreadableTableIsAFaultWhateverOnErrorSays) {
     EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{Found, "a@b\tx\n", ""}));
 }
 
-TEST(ToolOpen, AnErrorThatIsIgnoredLaterIsAFaultToo) {
-    // The limit is reached by the text alone.
+TEST(ToolOpen, AnIgnoredErrorOfASearchIsAFaultToo) {
+    // The text alone reaches the limit.
     const std::string list = "regex:MaxLength=10|^a";
     EXPECT_EQ(RunTool({"check", list}).status, Found);
     EXPECT_EQ(RunTool({"find", list, "12345678901"}).status, NotFound);
@@ -247,7 +247,7 @@ TEST(ToolOpen, AnErrorThatIsIgnoredLaterIsAFaultToo) {
     EXPECT_EQ(RunTool({"find", "--strict", list, "1"}).status, NotFound);
 }
 
-TEST(ToolOpen, SectionsOfNoPlugin) {
+TEST(ToolOpen, UnknownSections) {
     const TempDir dir;
     const std::string conf = dir.Write("conf", "[lookup_regex]\nMaxLength=100\n\n[lookup_regexp]\n"
                                                "MaxLength=100\n[lookup_file]\n");
@@ -262,12 +262,12 @@ TEST(ToolOpen, SectionsOfNoPlugin) {
     EXPECT_EQ(RunTool({"--config", conf, "check"}).status, BadList);
 }
 
-TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
+TEST(ToolHints, CommonErrorsShowACorrectedLine) {
     const std::string types = "kwlookup: hint: 'kwlookup types' lists the types; ";
     struct Hint {
         std::vector<std::string> arguments;
         int status;
-        std::string err; ///< its end
+        std::string err; ///< the end of the error output
     };
     const std::string quote = "kwlookup: hint: a list with blanks in it needs quotes: ";
     const Hint hints[] = {
@@ -333,7 +333,7 @@ TEST(ToolHints, FirstErrorsShowTheLineThatWorks) {
 
 TEST(ToolWatchTermination, EndsWithItsOwnStatus) {
     const std::vector<std::string> arguments = ToolArguments({"watch", "abc"});
-    // Also while it waits for the rest of a line.
+    // Even while it waits for the rest of a line.
     for (const std::string begun : {"", "ab"}) {
         SCOPED_TRACE(begun);
         RunningProgram tool(arguments, TOOL_ENVIRONMENT);

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-/// The statuses that the tool exits with.
+/// The exit statuses of the tool.
 enum {
     Found = 0,
     Same = 0,
@@ -19,7 +19,7 @@ enum {
     BadList = 78
 };
 
-/// The environment of the tool: it finds the test's plug-in, and after it the real ones.
+/// The environment of the tool, in which it finds the plug-ins of the tests before the real ones.
 inline const std::vector<std::string> TOOL_ENVIRONMENT = {"LD_LIBRARY_PATH=" TOOL_PLUGIN_DIR
                                                           ":" PLUGIN_DIR};
 
@@ -28,12 +28,12 @@ inline std::vector<std::string> ToolArguments(std::vector<std::string> arguments
     return arguments;
 }
 
-/// Runs the tool with `arguments`, and `input` as its standard input.
+/// Run the tool with `arguments`, and `input` as its standard input.
 inline ProgramResult RunTool(std::vector<std::string> arguments, const std::string& input = "") {
     return RunProgram(ToolArguments(std::move(arguments)), input, TOOL_ENVIRONMENT);
 }
 
-/// Runs the tool from a shell command, in which "$@" stands for the tool and its arguments.
+/// Run the tool from a shell command, in which "$@" stands for the tool and its arguments.
 inline ProgramResult RunToolInShell(const std::string& command,
                                     std::vector<std::string> arguments) {
     std::vector<std::string> all = {"/bin/sh", "-c", command, "sh"};
@@ -42,7 +42,7 @@ inline ProgramResult RunToolInShell(const std::string& command,
     return RunProgram(all, "", TOOL_ENVIRONMENT);
 }
 
-/// What a run is to leave behind: nothing on standard error.
+/// Compares all members.
 inline bool operator==(const ProgramResult& l, const ProgramResult& r) {
     return l.status == r.status && l.out == r.out && l.err == r.err;
 }

@@ -11,7 +11,7 @@ namespace kwlookup {
 
 namespace {
 
-/// What a pipe holds.
+/// The usual capacity of a pipe.
 constexpr std::size_t BLOCK_BYTES = 64 * 1024;
 
 } // namespace

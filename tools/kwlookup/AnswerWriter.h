@@ -5,31 +5,31 @@
 
 namespace kwlookup {
 
-/// One answer: which item of the list matched a text, and with what.
+/// One answer: the item that matched a text, and its result.
 struct Answer {
     std::string result; ///< empty for a plain match
-    std::string value;  ///< the stored value that matched, where there is one
+    std::string value;  ///< the stored value that matched, if there is one
     std::string item;
-    std::string file; ///< what names the item's object
+    std::string file; ///< the file of the stored value, or empty
 
-    /// What is shown as the answer for `text`.
+    /// The answer for `text` as it is printed.
     const std::string& Shown(const std::string& text) const {
         return !result.empty() ? result : !value.empty() ? value : text;
     }
 };
 
-/// Gathers answers, a line each, and writes them to standard output in blocks.
+/// Gathers answers, one a line, and writes them to standard output in blocks.
 class AnswerWriter {
 public:
     enum Format {
-        Plain, ///< fields with tabs between them
-        Json,  ///< an object a line
-        Value  ///< what is shown as the answer, and nothing else
+        Plain, ///< fields separated by tabs
+        Json,  ///< one object a line
+        Value  ///< the result only
     };
 
     struct Options {
         Format format = Plain;
-        bool explain = false; ///< adds item, value and file
+        bool explain = false; ///< add item, value and file
         bool raw = false;     ///< fields are written byte for byte, see AppendField()
         bool null = false;    ///< a NUL ends a line
     };
@@ -41,7 +41,7 @@ public:
     /// True when it is time for Flush().
     bool IsFull() const;
 
-    /// Writes what is gathered, so that somebody who waits for an answer sees it.
+    /// Write the answers gathered so far.
     void Flush();
 
     /// False after a write failed; errno of that write is then in GetError().

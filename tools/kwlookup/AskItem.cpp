@@ -11,7 +11,7 @@ namespace kwlookup {
 
 namespace {
 
-/// The request of an exact search, which compares texts and asks the finder for nothing else.
+/// The request of an exact search, which needs no more of a finder than its text.
 class ExactFinder : public KwLookupFinder {
 public:
     explicit ExactFinder(const std::string& text) : m_text(text) {}
@@ -35,10 +35,10 @@ template <typename Finder>
 bool AskWith(const ItemList::Item& item, const Finder& finder, int flags, Answer& answer) {
     answer.result.clear();
     answer.value.clear();
-    // An item that was not loaded has an empty holder, which finds nothing.
+    // The holder of an item that failed to load is empty and finds nothing.
     if (!item.holder->Find(finder, &answer.result, flags, &answer.value))
         return false;
-    // The holder puts a blank before each result that it gathers.
+    // The holder puts a blank before each result.
     answer.result.erase(0, 1);
     answer.value = MatchedValue(finder, answer.value);
     return true;

@@ -15,17 +15,17 @@ namespace kwlookup {
 enum class ItemVerdict {
     Miss,
     Match,
-    Fault ///< it could not answer, which has been told
+    Fault ///< the item could not answer, and the error has been reported
 };
 
-/// As many texts as are read ahead, when they are there already: enough to have the processor wait
-/// for the memory of all of them at once.
+/// The number of texts to read ahead: enough for the processor to fetch the memory of all of them
+/// at once.
 constexpr std::size_t READ_AHEAD = 32;
 
 /// The finders of the texts that are asked next.
 class FetchedFinders {
 public:
-    /// Loads into the cache what searches of `list` for `count` texts, at most READ_AHEAD, will
+    /// Prefetch the memory that searches of `list` for `count` texts, at most READ_AHEAD, will
     /// read. For searches by address it does so for the first file of the list only.
     void Fetch(const ItemList& list, const std::string* texts, std::size_t count, int flags);
 
@@ -40,9 +40,9 @@ private:
     std::array<std::optional<AddressFinder>, READ_AHEAD> m_finders;
 };
 
-/// Asks one item of a list about `text`; `flags` are KwFindFlags. Overwrites the
-/// result and the value of `answer`, which count after a match only. `finder`, if any, is
-/// one for `text` that has not been used.
+/// Ask one item of a list about `text`; `flags` are KwFindFlags. Overwrites the result and the
+/// value of `answer`, which are valid after a match only. `finder`, if any, is an unused one for
+/// `text`.
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
                     const LogClass& log, Answer& answer, const AddressFinder* finder = nullptr);
 

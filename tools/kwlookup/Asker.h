@@ -21,37 +21,37 @@ public:
         bool strict = false; ///< an error that a plug-in is to ignore is a fault
     };
 
-    /// What is found in all.
+    /// The outcome of all searches.
     struct Findings {
         bool found = false;
         bool fault = false; ///< something could not be asked
         bool output_failed = false;
     };
 
-    /// Keeps the address of `log`. Where there is `await_turn`, it is called before a write, and
-    /// nothing is written when it is false.
+    /// Keeps the address of `log`. If `await_turn` is set, it is called before each write, and
+    /// nothing is written if it returns false.
     Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn = {});
 
     void Ask(const ItemList& list, const std::string& text) { Ask(list, &text, 1); }
 
-    /// Asks `count` texts, which are there already, so that their memory is waited for together.
+    /// Ask about `count` texts, with the memory for several of them prefetched together.
     void Ask(const ItemList& list, const std::string* texts, std::size_t count);
 
-    /// True when several threads, each with an asker of its own, may ask `list`: the answers are
-    /// all that is written, and no item has anything to wait for.
+    /// True if several threads, each with an Asker of its own, may ask `list`: nothing but answers
+    /// is written, and no item is a plug-in.
     bool MayShare(const ItemList& list) const;
 
     const Findings& GetFindings() const { return m_findings; }
-    /// Takes what another asker has found as its own.
+    /// Add the findings of another Asker.
     void Add(const Findings& other);
 
-    /// Hands over the answers so far. False once they could not be written, which is told then.
+    /// Write the answers so far. False once a write has failed; the error is reported.
     bool Flush();
 
     /// What the tool's exit status is to say: nothing is found where an item could not be asked.
     int GetStatus() const;
 
-    /// Notes that something could not be asked.
+    /// Note that something could not be asked.
     void NoteFault() { m_findings.fault = true; }
     /// True once something could not be asked.
     bool HasFault() const { return m_findings.fault; }
@@ -65,7 +65,7 @@ private:
     const std::function<bool()> m_await_turn;
     AnswerWriter m_writer;
     FetchedFinders m_fetched;
-    Answer m_answer; ///< here, so that its strings keep their memory from text to text
+    Answer m_answer; ///< a member, so that its strings keep their memory from text to text
     Findings m_findings;
 };
 

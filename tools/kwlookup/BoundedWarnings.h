@@ -10,20 +10,21 @@
 
 namespace kwlookup {
 
-/// The warnings of one file or list: the first ones of each kind, and how many more there are.
+/// Reports the warnings about one file or list: the first ones of each kind, then the number of the
+/// others.
 class BoundedWarnings {
 public:
-    /// Keeps the address of `warnings`. `name` is that of the file.
+    /// Keeps the address of `warnings`. `name` is the name of the file.
     BoundedWarnings(Warnings& warnings, std::string name)
         : m_warnings(warnings), m_name(std::move(name)) {}
-    /// Tells how many more there were of each kind.
+    /// Reports how many more there were of each kind.
     ~BoundedWarnings();
     BoundedWarnings(const BoundedWarnings&) = delete;
     BoundedWarnings& operator=(const BoundedWarnings&) = delete;
 
-    /// Tells `text`; `kind` names what is counted.
+    /// Report `text`. `kind` is a plural noun for what is counted.
     void Add(const char* kind, const std::string& text);
-    /// Tells "NAME:LINE: TEXT".
+    /// Report "NAME:LINE: TEXT".
     void Add(std::size_t line, const char* kind, const std::string& text) {
         Add(kind, m_name + ":" + std::to_string(line) + ": " + text);
     }

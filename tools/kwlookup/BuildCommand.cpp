@@ -22,7 +22,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Tells a user at a terminal how far it is, until it is destroyed.
+/// Shows the number of records on a terminal, and clears it in the destructor.
 class Progress {
 public:
     ~Progress() {
@@ -43,25 +43,25 @@ private:
     bool m_shown = false;
 };
 
-/// Returns the number of records.
+/// Write the records of `file`. Returns their number.
 std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
                        CdbWriter& writer) {
     BoundedWarnings told(warnings, file.GetName());
     Progress progress;
     std::size_t records = 0;
     std::string key;
-    std::unordered_map<std::string, std::size_t> lines; // of each key; empty where all count
+    std::unordered_map<std::string, std::size_t> lines; // of each key; empty if all are kept
     const auto add = [&](std::string_view text, std::string_view value, std::size_t line) {
         key.assign(text);
         if (!options.keep_case)
             std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
-        // postmap(1) takes the first one.
+        // postmap(1) keeps the first one.
         if (options.source == SourceFormat::Postmap) {
             const auto [first, is_new] = lines.emplace(key, line);
             if (!is_new) {
                 told.Add(line, "duplicate keys",
-                         "'" + key + "' stands in line " + std::to_string(first->second) +
-                             " already; this one is left out");
+                         "'" + key + "' is already in line " + std::to_string(first->second) +
+                             "; this one is left out");
                 return;
             }
         }
@@ -78,12 +78,12 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
     SourceFile file(options.input);
     if (file.Is(options.output))
         throw std::runtime_error(options.output + ": is the file to read");
-    std::signal(SIGXFSZ, SIG_IGN); // a file that gets too large is an error like others
+    std::signal(SIGXFSZ, SIG_IGN); // let the write that makes the file too large fail instead
     Warnings warnings(options.warnings, log);
     CdbWriter writer(options.output);
     const std::size_t records = AddRecords(file, options, warnings, writer);
     if (warnings.GetErrorCount() != 0) {
-        TellError(log, options.output + ": not made, since warnings count as errors");
+        TellError(log, options.output + ": not made, because warnings count as errors");
         return ExitStatus::BadList;
     }
     writer.Finish();

@@ -11,25 +11,25 @@
 
 namespace kwlookup {
 
-/// Writes a cdb file beside the one that it is to replace, so that no reader ever sees half of it.
-/// All operations throw std::runtime_error "NAME: REASON". A signal that ends the process leaves
-/// nothing of the new file, as RemoveOnSignal has it.
+/// Writes a cdb file beside the one to be replaced, so that no reader sees an incomplete file.
+/// All operations throw std::runtime_error "NAME: REASON". RemoveOnSignal removes the new file when
+/// a signal ends the process.
 ///
 /// Threads: one.
 class CdbWriter {
 public:
     /// `name` is the file to make or to replace; links are followed. The new file gets the mode and
-    /// the group of the old one, and its owner where the system allows it. What killed processes
-    /// have left of new files is removed; a lock tells those of living ones.
+    /// the group of the old one, and its owner if the system allows it. New files that killed
+    /// processes have left are removed; a running process keeps its own locked.
     explicit CdbWriter(const std::string& name);
-    /// Without Finish() nothing is left of the new file.
+    /// Removes the new file unless Finish() succeeded.
     ~CdbWriter();
     CdbWriter(const CdbWriter&) = delete;
     CdbWriter& operator=(const CdbWriter&) = delete;
 
     void Add(std::string_view key, std::string_view value);
 
-    /// Writes the file to the disk, and gives it its name.
+    /// Write the file to the disk and rename it.
     void Finish();
 
 private:
@@ -38,7 +38,7 @@ private:
     void KeepOwner(const struct stat& old) const;
 
     const std::string m_name;
-    std::string m_new_name; ///< empty once it is no more
+    std::string m_new_name; ///< empty once the file is renamed
     const RemoveOnSignal m_remove_on_signal;
     FileDescriptor m_directory;
     FileDescriptor m_file;

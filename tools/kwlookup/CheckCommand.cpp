@@ -20,10 +20,10 @@ std::string Count(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
-/// Loads one section as the library does when a list first names the type.
+/// Load one section as the library does when a list first names the type.
 void LoadSection(const std::string& section, const LogClass& log) {
     if (section == Configuration::OWN_SECTION)
-        return; // used when the file was read
+        return; // checked when the file was read
     const std::string type = PluginTypeOf(section);
     if (type.empty())
         throw std::runtime_error("no plug-in type has this section");
@@ -60,7 +60,7 @@ bool CheckList(const std::string& list_text, const ListChecks& checks, const Log
     for (const ItemList::Item& item : list.GetItems()) {
         for (const KwIfLookup& lookup : item.holder->GetObjects()) {
             ++objects;
-            // Objects of plug-ins need not have type information.
+            // A plug-in may be compiled without type information.
             const auto* strings =
                 item.IsPlugin() ? nullptr : dynamic_cast<const KwVectorStrLookup*>(&lookup);
             records += strings ? strings->GetCount() : 1;

@@ -8,9 +8,9 @@
 
 namespace kwlookup {
 
-/// `kwlookup check`: reads the whole configuration, opening each type that it configures, and makes
-/// the objects of a list, unless it is empty; says what there is and what is wrong. Returns the
-/// exit status.
+/// `kwlookup check`: load each section of the configuration, if there is one, and then `list`,
+/// which may only be empty with a configuration. Print the numbers of objects, records and errors,
+/// and report each error. Returns the exit status.
 int RunCheckCommand(const std::string& list, const ListChecks& checks,
                     const Configuration& configuration, const LogClass& log);
 

@@ -3,8 +3,8 @@
 
 namespace kwlookup {
 
-/// True when items of lists failed since the last call, those of lists in a configuration included.
-/// The library told which when they failed; they are forgotten.
+/// Take the errors that the library has collected. True if an item of a list has failed since the
+/// last call, in the lists of a configuration too. The library has logged each error already.
 bool TakeCollectedErrors();
 
 } // namespace kwlookup

@@ -16,8 +16,8 @@ namespace kwlookup {
 
 namespace {
 
-/// What a list says of a text: "-" for no match, "+" for a plain match, "+ RESULT". Empty, once it
-/// is told, when an item before the first match could not answer.
+/// The answer of a list: "-" for no match, "+" for a plain match, or "+ RESULT". Empty if an item
+/// before the first match could not answer; the error is reported.
 std::string AskList(const ItemList& list, const std::string& text, int flags, const LogClass& log,
                     const FetchedFinders& fetched, std::size_t number) {
     for (const ItemList::Item& item : list.GetItems()) {
@@ -39,7 +39,7 @@ std::string AskList(const ItemList& list, const std::string& text, int flags, co
 int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
     const auto load = [&](const std::string& text) {
         ItemList list(text, log, options.checks);
-        // An item that is not there would make differences that are none.
+        // A missing item would look like a difference.
         if (list.GetFailedCount() != 0)
             throw std::invalid_argument("the list [" + text + "] has errors: nothing is compared");
         return list;

@@ -16,8 +16,8 @@ struct CompareOptions {
     ListChecks checks;
 };
 
-/// `kwlookup compare`: asks two lists the lines of standard input, and prints those for which they
-/// differ, in match or result. Returns the exit status: found stands for "no difference".
+/// `kwlookup compare`: ask two lists about the lines of standard input, and print those for which
+/// they differ in match or result. Returns the exit status; EXIT_FOUND means "no difference".
 int RunCompareCommand(const CompareOptions& options, const LogClass& log);
 
 } // namespace kwlookup

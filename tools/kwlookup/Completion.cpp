@@ -8,7 +8,7 @@ namespace kwlookup {
 
 namespace {
 
-/// `text` in single quotes, for each of the shells.
+/// `text` in single quotes, which mean the same to all three shells.
 std::string Quoted(const std::string& text) {
     std::string quoted = "'";
     for (const char c : text)
@@ -23,7 +23,7 @@ std::string Joined(const std::vector<std::string>& words, const std::string& bet
     return joined;
 }
 
-/// Calls `visit` for `command` and those after it, each with its path: "build cdb".
+/// Call `visit` for `command` and each of its subcommands, with its path, such as "build cdb".
 void ForEachCommand(const CompletedCommand& command, const std::string& path,
                     const std::function<void(const CompletedCommand&, const std::string&)>& visit) {
     visit(command, path);
@@ -31,7 +31,7 @@ void ForEachCommand(const CompletedCommand& command, const std::string& path,
         ForEachCommand(next, path.empty() ? next.name : path + " " + next.name, visit);
 }
 
-/// In bash and zsh: which command do the words before the cursor give? Leaves it in `command`.
+/// Code for bash and zsh: add $word to the path in $command if it names a subcommand.
 std::string FindCommand(const CompletedCommand& tool) {
     std::string cases;
     ForEachCommand(tool, "", [&cases](const CompletedCommand& command, const std::string& path) {
@@ -43,7 +43,7 @@ std::string FindCommand(const CompletedCommand& tool) {
     return "        case \"$command:$word\" in\n" + cases + "        esac\n";
 }
 
-/// The words that may stand for an argument.
+/// The words that may follow `command` and are not options.
 std::vector<std::string> Words(const CompletedCommand& command) {
     std::vector<std::string> words = command.choices;
     for (const CompletedCommand& next : command.commands)
@@ -77,7 +77,7 @@ std::string BashScript(const CompletedCommand& tool) {
         script += "    " + Quoted(path + ":") + "*) words=" + Quoted(Joined(Words(command), " ")) +
                   " flags=" + Quoted(Joined(OptionNames(command), " ")) + " ;;\n";
     });
-    // What is none of the words is completed as a file's name.
+    // Without a matching word, "-o default" completes file names.
     return script +
            "    esac\n"
            "    [[ $current == -* ]] && words=$flags\n"
@@ -87,7 +87,7 @@ std::string BashScript(const CompletedCommand& tool) {
            tool.name + "\n";
 }
 
-/// An entry of zsh's _describe: a colon ends the word.
+/// An entry of zsh's _describe, which splits it at the first colon.
 std::string Described(const std::string& word, const std::string& description) {
     return " " + Quoted(word + ":" + description);
 }
@@ -132,7 +132,7 @@ std::string ZshScript(const CompletedCommand& tool) {
            "        _files\n"
            "    fi\n"
            "}\n\n"
-           "# Both a file of $fpath, which is run to complete, and one to source.\n"
+           "# This file works in a directory of $fpath, and also when it is sourced.\n"
            "if [[ ${funcstack[1]-} == _kwlookup ]]; then\n"
            "    _kwlookup \"$@\"\n"
            "else\n"
@@ -144,7 +144,7 @@ std::string FishScript(const CompletedCommand& tool) {
     const std::string complete = "complete -c " + tool.name;
     std::string script = "# fish completion of " + tool.name + "\n\n";
     ForEachCommand(tool, "", [&](const CompletedCommand& command, const std::string& path) {
-        // The words of the path are there, and none that would lead further.
+        // True if all words of the path are present and no subcommand follows them.
         std::string where;
         for (std::size_t begin = 0; begin < path.size();) {
             const std::size_t end = std::min(path.find(' ', begin), path.size());

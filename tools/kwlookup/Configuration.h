@@ -10,22 +10,22 @@
 
 namespace kwlookup {
 
-/// The tool's configuration file, and the loader through which plug-ins are configured from it.
+/// The tool's configuration file, and the loader that configures plug-ins from it.
 class Configuration {
 public:
-    /// The section of the tool itself. `Types` is a list of types that plug-ins from elsewhere
-    /// serve.
+    /// The section of the tool itself. Its only key is `Types`, a list of types that plug-ins from
+    /// elsewhere provide.
     static constexpr char OWN_SECTION[] = "kwlookup";
 
-    /// Sets the library's loader. Without a file name every parameter has its default. Keeps the
-    /// address of `log`.
+    /// Sets the library's loader. If `file_name` is empty, every parameter has its default. Keeps
+    /// the address of `log`.
     Configuration(const std::string& file_name, const LogClass& log);
 
-    /// Reads the file, and makes its types known. False, with what is wrong told and the file read
-    /// before still in use, when it cannot be used.
+    /// Read the file and register its types. False if the file has errors, which are reported; the
+    /// settings read before stay in use.
     bool Read();
 
-    /// Warns of each section that no plug-in type has, which configures nothing.
+    /// Warn of each section for which there is no plug-in type.
     void TellUnknownSections(Warnings::Mode mode) const;
 
     bool HasFile() const { return !m_file_name.empty(); }

@@ -26,8 +26,9 @@ struct Record {
     std::string value;
 };
 
-/// Where mail servers ask for a key: the address, its domain, the domains above that from the
-/// longest to the shortest, the local part. The first line that matches answers for a list.
+/// Sorts keys by the order in which mail servers search for them: the address, its domain, the
+/// parent domains from the longest to the shortest, the local part. In a list the first line that
+/// matches answers.
 std::tuple<int, std::size_t> Place(const Record& record) {
     const std::string& key = record.key;
     const std::size_t at = key.rfind('@');
@@ -57,20 +58,21 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
             const std::string name(key);
             if (!is_new) {
                 told.Add(line, "duplicate keys",
-                         "'" + name + "' stands in line " + std::to_string(first->second) +
-                             " already; this one is left out");
+                         "'" + name + "' is already in line " + std::to_string(first->second) +
+                             "; this one is left out");
                 return;
             }
             if (std::any_of(key.begin(), key.end(),
                             [&bytes](char c) { return bytes.IsSpace(c); })) {
-                TellError(log, file.GetName() + ":" + std::to_string(line) + ": the key '" + name +
-                                   "' holds white space, which a list cannot say; it is left out");
+                TellError(log,
+                          file.GetName() + ":" + std::to_string(line) + ": the key '" + name +
+                              "' holds white space, which a list cannot express; it is left out");
                 good = false;
                 return;
             }
             const std::string foreign = ForeignKey(key);
-            const bool told_already = key.back() == ':';
-            if (!foreign.empty() && !told_already)
+            const bool warned_already = key.back() == ':'; // by ReadTableSource()
+            if (!foreign.empty() && !warned_already)
                 told.Add(line, "keys in another program's syntax", foreign);
             records.push_back({name, std::string(value)});
         };

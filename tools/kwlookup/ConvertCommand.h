@@ -7,10 +7,10 @@
 
 namespace kwlookup {
 
-/// `kwlookup convert`: prints the records of the file `input` ("-": standard input), which is
-/// written as postmap(1) reads it, as a list of values: those first that a mail server asks for
-/// first. What a list cannot say is an error. Returns the exit status. Throws std::runtime_error
-/// "NAME: REASON" when the file cannot be read.
+/// `kwlookup convert`: print the records of the file `input` ("-": standard input), which has the
+/// format of postmap(1), as a list of values, in the order in which a mail server searches for
+/// them. A key that a list cannot express is an error. Returns the exit status. Throws
+/// std::runtime_error "NAME: REASON" if the file cannot be read.
 int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogClass& log);
 
 } // namespace kwlookup

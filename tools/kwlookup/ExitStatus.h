@@ -3,8 +3,7 @@
 
 namespace kwlookup {
 
-/// The exit status of the tool: part of its interface, so that scripts can tell a miss from a
-/// fault.
+/// The exit status of the tool, by which scripts distinguish a miss from a fault.
 enum ExitStatus : int {
     Found = 0,
     NotFound = 1,     ///< nothing found, and every item could answer

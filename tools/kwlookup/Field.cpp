@@ -23,22 +23,21 @@ bool LooksLikeEscape(std::string_view text) {
     return text.size() >= 4 && text[1] == 'x' && IsHexDigit(text[2]) && IsHexDigit(text[3]);
 }
 
-/// U+0080 to U+009F: some terminals take these for commands as well.
+/// U+0080 to U+009F, which some terminals interpret as commands too.
 bool IsControlPair(std::string_view text) {
     return text.size() >= 2 && text[0] == '\xc2' && (text[1] & 0xe0) == 0x80;
 }
 
-/// Not zero when one of the eight bytes may have to be escaped.
+/// Not zero if one of the eight bytes may have to be escaped.
 std::uint64_t Suspects(std::uint64_t word) {
     constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
-    // The highest bit of a byte of `below(w, n)` can only be set where a byte of `w` is below n.
+    // If any byte of `w` is less than n, the highest bit of some byte of `below(w, n)` is set.
     const auto below = [](std::uint64_t w, std::uint64_t n) { return (w - n * EACH_BYTE) & ~w; };
     const auto equal = [&](unsigned char c) { return below(word ^ (c * EACH_BYTE), 1); };
     return (below(word, 0x20) | equal(0x7f) | equal('\\') | equal(0xc2)) & (0x80 * EACH_BYTE);
 }
 
-/// True when no byte has to be escaped. Nearly every text is plain, so eight bytes are looked at
-/// at once.
+/// True if no byte has to be escaped. Tests eight bytes at once, since nearly every text is plain.
 bool IsPlain(std::string_view text) {
     if (text.size() < sizeof(std::uint64_t))
         return std::none_of(text.begin(), text.end(),

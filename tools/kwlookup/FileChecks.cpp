@@ -17,7 +17,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Opens a regular file; what is none could wait, or be empty once it is read.
+/// Open a regular file. Other files are not read twice: a pipe would block, or be empty then.
 FileDescriptor OpenRegular(const std::string& name) {
     struct stat status;
     if (::stat(name.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
@@ -30,7 +30,7 @@ bool HasUtf16Mark(std::string_view text) {
     return mark == "\xff\xfe" || mark == "\xfe\xff";
 }
 
-/// The start of a file, as far as it tells the encoding.
+/// The first bytes of a file, by which its encoding is guessed.
 class Start {
 public:
     explicit Start(int fd) {
@@ -40,7 +40,7 @@ public:
 
     std::string_view GetText() const { return m_text; }
 
-    /// By its mark, or since a quarter of its bytes are NUL, as in text of few other letters.
+    /// By its byte order mark, or by its NUL bytes: half of all bytes in Latin text are NUL.
     bool IsUtf16() const {
         const auto zeros = static_cast<std::size_t>(std::count(m_text.begin(), m_text.end(), '\0'));
         return HasUtf16Mark(m_text) || (zeros > 1 && zeros * 4 > m_text.size());
@@ -51,7 +51,7 @@ private:
     std::string_view m_text;
 };
 
-/// True when the file is in UTF-16, which is told; to look at its lines would be idle.
+/// Warn if the file is in UTF-16. True then: its lines are not worth checking.
 bool CheckUtf16(const Start& start, BoundedWarnings& warnings) {
     if (!start.IsUtf16())
         return false;
@@ -79,10 +79,10 @@ void CheckListLine(std::string_view line, std::size_t number, HiddenKeys& keys,
     const HiddenKeys::Earlier earlier = keys.Add(key, number);
     if (earlier.line == 0)
         return;
-    const std::string name(key.substr(0, 100)); // a message need not show more
+    const std::string name(key.substr(0, 100)); // enough for a message
     if (earlier.same)
         warnings.Add(number, "duplicate keys",
-                     "'" + name + "' stands in line " + std::to_string(earlier.line) + " already");
+                     "'" + name + "' is already in line " + std::to_string(earlier.line));
     else
         warnings.Add(number, "keys that never answer",
                      "'" + name + "' never answers: line " + std::to_string(earlier.line) +
@@ -110,12 +110,12 @@ void CheckPatternLine(std::string_view line, std::size_t number, BoundedWarnings
     for (++flag; flag < line.size() && !bytes.IsSpace(line[flag]); ++flag) {
         if (line[flag] == 'i')
             warnings.Add(number, "flags with two meanings",
-                         "the flag i ignores letter case here, and regards it in tables of "
-                         "Postfix; (?i) and the flag c are clear");
+                         "the flag i ignores letter case here, but makes it count in tables of "
+                         "Postfix; write (?i) or the flag c");
         else if (line[flag] == 's')
             warnings.Add(number, "flags with two meanings",
-                         "the flag s lets '.' match a line feed here, and forbids it in tables of "
-                         "Postfix; (?s) is clear");
+                         "the flag s lets '.' match a line feed here, but prevents it in tables of "
+                         "Postfix; write (?s)");
     }
 }
 
@@ -163,7 +163,7 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
         const std::size_t number = lines.GetLineNumber();
-        // A pattern file may have the mark.
+        // A pattern file may begin with the mark.
         if (number == 1)
             line = WithoutByteOrderMark(line);
         CheckBytes(line, number, told);
@@ -172,8 +172,8 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
             continue;
         if (text.data() != line.data())
             told.Add(number, "lines that begin with white space",
-                     "it begins with white space, and is a pattern of its own here, not the rest "
-                     "of the line before");
+                     "it begins with white space; here it is a pattern of its own and does not "
+                     "continue the line before");
         CheckPatternLine(text, number, told);
     }
 }

@@ -8,21 +8,21 @@
 
 namespace kwlookup {
 
-/// What to make of a file that an item reads.
+/// How much of a file to check.
 enum class FileCheck {
-    Start, ///< its encoding, by its first bytes
+    Start, ///< the first bytes, for its encoding
     Whole  ///< every line
 };
 
-/// Warns of what a list of values holds that is read in another way than elsewhere. What is no
-/// regular file is not looked at. Throws std::bad_alloc.
-/// Cost: about a microsecond a line, and 100 bytes of memory.
+/// Warn of lines in a file of values that other programs read differently. A file that is not a
+/// regular file is not read. Throws std::bad_alloc.
+/// Cost: about a microsecond and 100 bytes of memory a line.
 void CheckListFile(const std::string& name, FileCheck check, Warnings& warnings);
 
-/// The same of a file of patterns; looks at every line.
+/// The same for every line of a file of patterns.
 void CheckPatternFile(const std::string& name, Warnings& warnings);
 
-/// Warns of a NUL byte in `line`, and, in the first line, of a mark that tells its encoding.
+/// Warn of a NUL byte in `line` and, in the first line, of a byte order mark.
 void CheckBytes(std::string_view line, std::size_t number, BoundedWarnings& warnings);
 
 } // namespace kwlookup

@@ -18,7 +18,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Asks `list` the blocks of lines that `asker` gets hold of.
+/// Ask `list` about blocks of lines until there are no more.
 void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, Asker& asker, const ItemList& list) {
     while (blocks.Take(block)) {
         asker.Ask(list, block.texts.data(), block.count);
@@ -28,7 +28,7 @@ void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, Asker& asker, con
     }
 }
 
-/// Answers the lines that are left in two threads; in one where the other cannot be started.
+/// Answer the remaining lines in two threads, or in one if the other cannot be started.
 void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
                 const ItemList& list, const LogClass& log) {
     InputBlocks blocks(lines);
@@ -46,19 +46,19 @@ void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
     std::future<Asker::Findings> other;
     try {
         other = std::async(std::launch::async, ask);
-    } catch (const std::system_error&) { // no thread: one does it all
+    } catch (const std::system_error&) { // this thread does it all
     }
     asker.Add(ask());
     if (other.valid())
         asker.Add(other.get());
 }
 
-/// Answers the lines of standard input as they come, each block of them in one write.
+/// Answer the lines of standard input as they arrive, each block of them in one write.
 void AskStandardInput(Asker& asker, const Asker::Options& options, const ItemList& list, bool null,
                       const LogClass& log) {
     InputLines lines(null);
     std::vector<std::string> texts(InputBlocks::LARGEST);
-    // What is written already comes before the answers of the blocks.
+    // Answers gathered so far are written before those of the blocks.
     std::size_t count = 0;
     bool share = false;
     while (!share && asker.Flush() && (count = lines.Next(texts)) != 0) {
@@ -113,7 +113,7 @@ int RunQueryCommand(const std::string& key, const std::string& list_text, const 
         Asker::Options options;
         options.answers.format = key == "-" ? AnswerWriter::Plain : AnswerWriter::Value;
         options.answers.raw = true;
-        options.strict = true; // to postmap every error is one
+        options.strict = true; // to postmap every error is a failure
         Asker asker(options, log);
         if (list.GetFailedCount() != 0)
             asker.NoteFault();

@@ -17,11 +17,11 @@ struct FindOptions {
     Asker::Options ask;
 };
 
-/// `kwlookup find`: asks an object list about texts. Returns the exit status.
+/// `kwlookup find`: ask an object list about texts. Returns the exit status.
 int RunFindCommand(const FindOptions& options, const LogClass& log);
 
-/// `kwlookup -q`: asks a list about `key`, or with "-" the lines of standard input, and prints and
-/// exits as postmap(1) does with -q: 1 stands for every failure too.
+/// `kwlookup -q`: ask a list about `key`, or with "-" about the lines of standard input. Prints and
+/// exits as `postmap -q` does: every failure is an exit status of 1 too.
 int RunQueryCommand(const std::string& key, const std::string& list, const ListChecks& checks,
                     const LogClass& log);
 

@@ -40,7 +40,7 @@ bool NamesFile(const std::string& name) {
            S_ISREG(status.st_mode);
 }
 
-/// The next word of `text`, which loses it.
+/// Cut the next word off the start of `text`.
 std::string_view TakeWord(std::string_view& text) {
     const LocaleBytes& bytes = LocaleBytes::Current();
     const auto is_space = [&bytes](char c) { return bytes.IsSpace(c); };
@@ -64,7 +64,7 @@ bool LooksLikeKey(std::string_view word) {
 } // namespace
 
 std::string ForeignKey(std::string_view key) {
-    const std::string text(key.substr(0, 100)); // a message need not show more
+    const std::string text(key.substr(0, 100)); // enough for a message
     if (key.empty())
         return std::string();
     if (StartsWith(key, "*@"))
@@ -76,17 +76,17 @@ std::string ForeignKey(std::string_view key) {
     if (key.front() == '!')
         return "'!' is part of the key; it does not exclude '" + text.substr(1) + "'";
     if (key.front() == '#')
-        return "'#' begins no comment here; '" + text + "' is a key";
+        return "'#' does not begin a comment here; '" + text + "' is a key";
     if (IsNetwork(key))
         return "'" + text + "' matches this text only, not the addresses of a network";
     if (IsPattern(key))
-        return "'" + text + "' is no pattern here; patterns have the types regex and rfile";
+        return "'" + text + "' is not a pattern here; patterns have the types regex and rfile";
     if (key.find(';') != std::string_view::npos)
-        return "';' separates nothing here; it is part of the key '" + text + "'";
+        return "';' does not separate keys here; it is part of the key '" + text + "'";
     if (key.size() > 1 && (key.back() == ':' || key.back() == ','))
         return std::string("the '") + key.back() + "' is part of the key '" + text + "'";
     if (key.front() == '"' && std::count(key.begin(), key.end(), '"') % 2 != 0)
-        return "quotes hold no words together here; the key is '" + text + "'";
+        return "quotes do not join words here; the key is '" + text + "'";
     return std::string();
 }
 

@@ -13,7 +13,7 @@ bool IsLocal(std::string_view key) {
     return key.size() > 1 && key.back() == '@';
 }
 
-/// `@corp.lan` means what `corp.lan` means; but `.lan` is no domain.
+/// `@corp.lan` means the same as `corp.lan`. `@.lan` is not such a key, as `.lan` is not a domain.
 bool IsMarkedDomain(std::string_view key) {
     return key.size() > 1 && key.front() == '@' && key[1] != '.' &&
            key.find('@', 1) == std::string_view::npos;
@@ -49,7 +49,7 @@ std::size_t HiddenKeys::LineOf(std::string_view key) const {
 }
 
 std::size_t HiddenKeys::LineThatHides(std::string_view key) const {
-    // No address is longer; each of its dots costs a search.
+    // No address is longer, and each dot costs a search.
     constexpr std::size_t LONGEST_ADDRESS = 1000;
     if (key.size() > LONGEST_ADDRESS || IsLocal(key))
         return 0;

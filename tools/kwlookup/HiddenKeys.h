@@ -9,7 +9,7 @@
 
 namespace kwlookup {
 
-/// Finds the keys of a list that never answer a search by address, since a key before them matches
+/// Finds the keys of a list that never answer a search by address, because an earlier key matches
 /// every text that they match.
 ///
 /// Cost: about half a microsecond and 100 bytes a key. Threads: one.
@@ -20,7 +20,8 @@ public:
         bool same = false;    ///< it is the same key
     };
 
-    /// Returns the line of a key that hides `key`, and otherwise notes it as that of `line`.
+    /// Returns the line of a key that hides `key`. Notes `line` as that of `key` unless an earlier
+    /// line has the same key.
     Earlier Add(std::string_view key, std::size_t line);
 
 private:
@@ -29,7 +30,7 @@ private:
     std::string_view Keep(std::string_view key);
 
     std::unordered_map<std::string_view, std::size_t> m_lines;
-    std::deque<std::string> m_texts; ///< of the keys; none ever moves
+    std::deque<std::string> m_texts; ///< the texts of the keys, which never move
     bool m_has_locals = false;
     bool m_has_domains = false;
     bool m_has_parents = false;

@@ -34,7 +34,7 @@ std::string ShellQuoted(const std::string& argument) {
     return quoted + "'";
 }
 
-/// How many letters must be put in, left out or replaced to make `to` of `from`.
+/// How many letters must be inserted, removed or replaced to turn `from` into `to`.
 std::size_t Distance(const std::string& from, const std::string& to) {
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t(0));
@@ -49,7 +49,7 @@ std::size_t Distance(const std::string& from, const std::string& to) {
     return row.back();
 }
 
-/// What an item of another program's type `type` is called here; empty when that is not known.
+/// The item that corresponds to one of another program's type `type`; empty if none is known.
 std::string ItemOfForeignType(const std::string& type, const std::string& params) {
     static const std::map<std::string, std::pair<const char*, const char*>> items = {
         {"btree", {"berkeley:Database=", ".db|$s"}},
@@ -83,7 +83,7 @@ bool IsSetting(const std::string& text) {
     return equals != std::string::npos && equals != 0 && text.find_first_not_of(LETTERS) == equals;
 }
 
-/// The item with quotes around what follows the settings, where a bar has cut that.
+/// The item with quotes around what follows the settings, if a bar splits that.
 std::string HintForBar(const std::string& type, const std::string& params) {
     std::size_t begin = 0, bar;
     while ((bar = params.find('|', begin)) != std::string::npos &&
@@ -91,7 +91,7 @@ std::string HintForBar(const std::string& type, const std::string& params) {
         begin = bar + 1;
     if (bar == std::string::npos)
         return std::string();
-    // What quotes and backslashes do there already is not to be done twice.
+    // Do not quote what has quotes or backslashes already.
     if (params.find('"') != std::string::npos || params.find("\\|") != std::string::npos ||
         params.find("\\\\") != std::string::npos)
         return "a bar ends a setting: quote it";
@@ -144,7 +144,8 @@ std::string HintForUnquotedList(const std::vector<std::string>& arguments) {
 
 std::string NearestName(const std::string& word, const std::vector<std::string>& names) {
     std::string nearest;
-    std::size_t least = std::min<std::size_t>(3, word.size()); // two slips, and one letter right
+    std::size_t least =
+        std::min<std::size_t>(3, word.size()); // at most two errors, one letter right
     for (const std::string& name : names) {
         const std::size_t distance = Distance(word, name);
         if (distance < least) {
@@ -157,7 +158,7 @@ std::string NearestName(const std::string& word, const std::vector<std::string>&
 
 bool TellHint(const std::string& hint) {
     const auto printable = [](char c) { return c >= 0x20 && c <= 0x7e; };
-    constexpr std::size_t LONGEST = 1000; // more is not read
+    constexpr std::size_t LONGEST = 1000; // nobody would read more
     if (hint.empty() || hint.size() > LONGEST || !std::all_of(hint.begin(), hint.end(), printable))
         return false;
     std::cerr << "kwlookup: hint: " << WithoutSecrets(hint) << '\n';

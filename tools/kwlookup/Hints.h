@@ -6,25 +6,24 @@
 
 namespace kwlookup {
 
-/// `text` in double quotes, so that a list with that separator gives it back as one item.
+/// `text` in double quotes, so that splitting at `separator` returns it as one item.
 std::string Quoted(const std::string& text, char separator);
 
-/// The command line `kwlookup ARGUMENTS`, as a shell takes it.
+/// The command line `kwlookup ARGUMENTS`, quoted for a shell.
 std::string CommandLine(const std::vector<std::string>& arguments);
 
-/// What would have worked in place of the item, which could not be loaded; empty when that is not
-/// known.
+/// What to write in place of an item that could not be loaded; empty if that is not known.
 std::string HintForItem(const std::string& item);
 
-/// What would have worked in place of an unquoted list, whose blanks have cut `arguments`: those
-/// with each argument that ends in a comma joined with the next one. Empty when none does.
+/// The command line with quotes around a list that was split at blanks: each argument that ends in
+/// a comma is joined with the next one. Empty if there is none.
 std::string HintForUnquotedList(const std::vector<std::string>& arguments);
 
-/// The one of `names` that `word` is probably a slip of; empty when none is near.
+/// The one of `names` of which `word` is probably a misspelling; empty if none is close.
 std::string NearestName(const std::string& word, const std::vector<std::string>& names);
 
-/// Tells a hint on standard error. False, and nothing told, when it is empty, too long, or could
-/// not be typed as it is shown.
+/// Print a hint on standard error. Prints nothing and returns false if the hint is empty, too long,
+/// or has bytes that cannot be typed.
 bool TellHint(const std::string& hint);
 
 } // namespace kwlookup

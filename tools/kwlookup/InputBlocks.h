@@ -12,12 +12,12 @@
 
 namespace kwlookup {
 
-/// Hands blocks of input lines to threads, and has each thread write in the order of the blocks.
+/// Gives blocks of input lines to threads, and lets the threads write in the order of the blocks.
 ///
 /// Threads: any, each with a block of its own.
 class InputBlocks {
 public:
-    /// The lines of a block at most: few enough for the processor's cache.
+    /// The largest number of lines in a block: small enough for the processor's cache.
     static constexpr std::size_t LARGEST = 1024;
 
     struct Block {
@@ -29,18 +29,18 @@ public:
     /// Keeps the address of `lines`.
     explicit InputBlocks(InputLines& lines) : m_lines(lines) {}
 
-    /// Fills `block` with the next lines. False when there are none, and after Stop(). Whoever has
-    /// a block must call EndTurn() for it, or Stop().
+    /// Fill `block` with the next lines. False if there are no more, and after Stop(). A thread
+    /// that has a block must call EndTurn() for it, or Stop().
     bool Take(Block& block);
 
-    /// Waits until all blocks before `block` have been written. False after Stop(): then it must
-    /// not be written.
+    /// Wait until all blocks before `block` have been written. False after Stop(): do not write the
+    /// block then.
     bool AwaitTurn(const Block& block);
 
-    /// After AwaitTurn(): the block is written.
+    /// Call after AwaitTurn(), when the block has been written.
     void EndTurn();
 
-    /// Nobody gets a block from here on, and nobody waits for a turn.
+    /// Make all calls of Take() and AwaitTurn() return false, also those that wait.
     void Stop();
 
 private:

@@ -11,22 +11,22 @@
 
 namespace kwlookup {
 
-/// The texts on standard input, one a line, where a carriage return at the end is not part of the
-/// text, or with a NUL after each. A text may have 16 MiB: whoever asks is a stranger.
+/// The texts on standard input: one a line, without a carriage return at its end, or each ended by
+/// a NUL. A text of more than 16 MiB is an error, as the input may come from strangers.
 class InputLines {
 public:
     explicit InputLines(bool null);
 
     bool Next(std::string& text);
 
-    /// Gives the next texts: one, for which it may wait, and those that are there already, up to
-    /// the size of `texts`. Returns their number, 0 at the end. Throws std::bad_alloc only.
+    /// Read the next text, which may block, and up to the size of `texts` those that are buffered
+    /// already. Returns their number, 0 at the end. Throws std::bad_alloc only.
     std::size_t Next(std::vector<std::string>& texts);
 
-    /// True when Next() need not wait.
+    /// True if Next() does not block.
     bool HasBuffered() const { return m_lines.HasBuffered(); }
 
-    /// Tells the error that ended the input. True when there was none.
+    /// Report the error that ended the input. True if there was none.
     bool TellError(const LogClass& log) const;
 
 private:

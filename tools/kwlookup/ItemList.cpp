@@ -17,7 +17,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Warns of what `item` probably does not mean as it is read, and of what its file holds.
+/// Warn if `item`, or a line of its file, is probably not read as its author intended.
 void CheckItem(const ItemList::Item& item, const ListChecks& checks, Warnings& warnings,
                BoundedWarnings& items) {
     const std::string foreign = ForeignItem(item.text);
@@ -30,8 +30,8 @@ void CheckItem(const ItemList::Item& item, const ListChecks& checks, Warnings& w
         CheckListFile(file, checks.whole_files ? FileCheck::Whole : FileCheck::Start, warnings);
 }
 
-/// Asks a text, so that a plug-in opens what it answers from. False when it could not answer, even
-/// where it is to ignore that: then it has written an error to the log.
+/// Ask about any address, so that a plug-in opens its database. False if it could not answer. With
+/// OnError = ignore, an error in the log shows that.
 bool Open(const ItemList::Item& item, const LogClass& log) {
     constexpr char ANY_ADDRESS[] = "x@y"; // short, for plug-ins with limits, and with both parts
     Answer answer;
@@ -39,7 +39,7 @@ bool Open(const ItemList::Item& item, const LogClass& log) {
     const ItemVerdict verdict = AskItem(item, ANY_ADDRESS, 0, log, answer);
     if (verdict == ItemVerdict::Fault || CountLoggedErrors() == errors)
         return verdict != ItemVerdict::Fault;
-    TellError(log, "[" + item.text + "] ignores the error above, and finds nothing");
+    TellError(log, "[" + item.text + "] ignores the error above and finds nothing");
     return false;
 }
 
@@ -54,7 +54,7 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
     }
     Warnings warnings(checks.warnings, log);
     BoundedWarnings items(warnings, "the list");
-    bool hinted = false; // one hint shows the way
+    bool hinted = false; // one hint is enough
     for (std::string& text : texts) {
         auto holder = std::make_unique<KwLookupHolder>(log);
         Item item = {std::move(text), std::move(holder), false};

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// In place of the command, in a tool that is built without the cdb library.
+/// Replaces the command in a tool that is built without the cdb library.
 int RunBuildCommand(const BuildOptions&, const LogClass&) {
     throw std::runtime_error("build cdb: this kwlookup was built without the cdb library");
 }

@@ -13,7 +13,7 @@ namespace kwlookup {
 
 namespace {
 
-/// The types of our plug-ins, each with the reason why it is not built.
+/// The types of our plug-ins, each with the reason why it was not built, or empty.
 const std::map<std::string, std::string>& OwnTypes() {
     static const std::map<std::string, std::string> types = [] {
         std::vector<std::string> entries;
@@ -49,10 +49,10 @@ void RegisterType(const std::string& type) {
 
 std::string WhyNoTypeName(const std::string& type) {
     if (type == "value")
-        return "'value' stands for no type";
+        return "'value' is not a type";
     if (type.empty() ||
         type.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_-") != std::string::npos)
-        return "'" + type + "' is no type: the name of a type has a-z, 0-9, '_' and '-' only";
+        return "'" + type + "' is not a type: the name of a type has a-z, 0-9, '_' and '-' only";
     return std::string();
 }
 

@@ -14,7 +14,7 @@ const char* volatile file = nullptr;
 
 extern "C" void RemoveAndEnd(int signal) {
     ::unlink(file);
-    ::raise(signal); // comes when this returns, and does what it does by default
+    ::raise(signal); // takes its default action when this handler returns
 }
 
 } // namespace

@@ -6,15 +6,15 @@
 
 namespace kwlookup {
 
-/// While it lives, SIGHUP, SIGINT and SIGTERM remove a file before they end the process. A signal
-/// that was ignored stays so.
+/// Makes SIGHUP, SIGINT and SIGTERM remove a file before they end the process. A signal that was
+/// ignored stays ignored.
 ///
 /// Threads: one, and one such object at a time.
 class RemoveOnSignal {
 public:
-    /// Keeps the address of `name`, which the signals look at when they come.
+    /// Keeps the address of `name`, which is read when a signal arrives.
     explicit RemoveOnSignal(const char* name);
-    /// The signals do again what they did before.
+    /// Restores the former actions of the signals.
     ~RemoveOnSignal();
     RemoveOnSignal(const RemoveOnSignal&) = delete;
     RemoveOnSignal& operator=(const RemoveOnSignal&) = delete;

@@ -8,7 +8,7 @@
 
 namespace kwlookup {
 
-/// A text file to make something of, or standard input.
+/// A text file to convert, or standard input.
 class SourceFile {
 public:
     /// "-" stands for standard input. Throws std::runtime_error "NAME: REASON".

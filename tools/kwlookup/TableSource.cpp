@@ -14,7 +14,7 @@ namespace kwlookup {
 
 namespace {
 
-// postmap(1) knows no locale.
+// postmap(1) ignores the locale.
 constexpr std::string_view SPACE = " \t\n\v\f\r";
 
 bool IsSpace(char c) {
@@ -28,12 +28,12 @@ std::string_view Stripped(std::string_view text) {
                : text.substr(begin, text.find_last_not_of(SPACE) - begin + 1);
 }
 
-/// `text` as a message shows it, which need not be all of it.
+/// The start of `text`, in quotes, for a message.
 std::string Quoted(std::string_view text) {
     return std::string("'").append(text.substr(0, 100)).append("'");
 }
 
-/// Takes the lines of a file one by one.
+/// Reads each line as a record.
 class PlainSource {
 public:
     PlainSource(const AddRecord& add, BoundedWarnings& warnings)
@@ -52,12 +52,12 @@ public:
         if (begin != line.data())
             m_warnings.Add(number, "lines that begin with white space",
                            "it begins with white space; " + Quoted(key) +
-                               " is a key, not the rest of the line before, as with "
-                               "--source=postmap");
+                               " is a key; with --source=postmap the line would continue the one "
+                               "before");
         if (std::count(key.begin(), key.end(), '"') % 2 != 0)
             m_warnings.Add(number, "keys cut inside of quotes",
-                           "quotes hold no words together; the key is " + Quoted(key) +
-                               ", other than with --source=postmap");
+                           "quotes do not join words; the key is " + Quoted(key) +
+                               ", unlike with --source=postmap");
         const char* const value =
             std::find_if(key_end, end, [&bytes](char c) { return !bytes.IsSpace(c); });
         m_add(key, {value, static_cast<std::size_t>(end - value)}, number);
@@ -70,7 +70,7 @@ private:
     BoundedWarnings& m_warnings;
 };
 
-/// Puts continued lines together. What postmap(1) warns of and leaves out is left out here too.
+/// Joins continued lines. Leaves out what postmap(1) leaves out with a warning.
 class PostmapSource {
 public:
     PostmapSource(const AddRecord& add, BoundedWarnings& warnings)
@@ -86,13 +86,13 @@ public:
             m_record = line;
         } else if (m_number == 0) {
             m_warnings.Add(number, "lines that are left out",
-                           "there is no line before that it could continue; it is left out");
+                           "there is no line before it to continue; it is left out");
         } else {
             m_record += line;
         }
     }
 
-    /// Ends the record that the last lines are.
+    /// Add the record that the last lines make up.
     void Finish() {
         if (m_number != 0)
             AddRecordOf(std::string_view(m_record).substr(0, m_record.find('\0')));
@@ -130,7 +130,7 @@ private:
     const AddRecord& m_add;
     BoundedWarnings& m_warnings;
     std::string m_record;
-    std::size_t m_number = 0; ///< of its first line; 0: none has begun
+    std::size_t m_number = 0; ///< of the record's first line; 0 if none has begun
 };
 
 template <typename Source>

@@ -11,20 +11,20 @@
 
 namespace kwlookup {
 
-/// How the text is written that a table is made of.
+/// The format of the text that a table is made from.
 enum class SourceFormat {
-    Plain,  ///< a line is a key, white space and a value, which may be missing
-    Postmap ///< as postmap(1) reads it: continued lines, and quotes around white space in keys
+    Plain,  ///< each line is a key, white space and a value, which may be missing
+    Postmap ///< that of postmap(1): continued lines, and quotes around white space in keys
 };
 
-/// A record of such a text. `line` is the one that it begins in.
+/// Adds a record, which begins in line `line`.
 using AddRecord =
     std::function<void(std::string_view key, std::string_view value, std::size_t line)>;
 
-/// Hands the records of the file `name` to `add`, in order. Blank lines, and lines that begin with
-/// '#', are left out; warns of lines that another format reads in another way, and of lines that
-/// are no records. Throws std::runtime_error "NAME: REASON", also for a line over 2 GiB, and what
-/// `add` throws.
+/// Pass the records of the file `name` to `add`, in order. Blank lines, and lines that begin with
+/// '#', are left out. Warns of lines that the other format reads differently, and of lines that are
+/// not records. Throws std::runtime_error "NAME: REASON", also for a line of 2 GiB or more, and
+/// what `add` throws.
 void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat format,
                      Warnings& warnings, const AddRecord& add);
 

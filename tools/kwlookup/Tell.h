@@ -8,11 +8,11 @@
 
 namespace kwlookup {
 
-/// A text from elsewhere as a message quotes it: a long one ends with "..." and its length, so that
-/// what the message says after it is not cut off with the rest of the line.
+/// A foreign text for a message. A long one is cut and ends with "..." and its length, so that the
+/// rest of the message still fits in the line.
 inline std::string Shortened(const std::string& whole) {
-    constexpr std::size_t LONGEST = 200;      // fits in a line with each byte as \xHH
-    std::string text = WithoutSecrets(whole); // now: half a secret would not be found later
+    constexpr std::size_t LONGEST = 200;      // fits in a line even with each byte as \xHH
+    std::string text = WithoutSecrets(whole); // before it is cut: half a secret is not recognised
     if (text.size() <= LONGEST)
         return text;
     return text.substr(0, LONGEST) + "... (" + std::to_string(text.size()) + " bytes)";
@@ -22,17 +22,17 @@ inline std::string Shortened(const std::string& whole) {
 #include <new>
 #include <string>
 
-/// Tells the user what went wrong, as one line on standard error.
+/// Report an error to the user, as one line on standard error.
 inline void TellError(const LogClass& log, const std::string& text) {
     LogText(log, log4cxx::Level::LEVEL_ERROR, text);
 }
 
-/// Tells the user what should be looked at, in the same way.
+/// Report a warning in the same way.
 inline void TellWarning(const LogClass& log, const std::string& text) {
     LogText(log, log4cxx::Level::LEVEL_WARN, text);
 }
 
-/// What the exception that is being handled says; a plug-in may throw anything.
+/// The message of the exception being handled. A plug-in may throw anything.
 inline std::string CaughtReason() {
     try {
         throw;
@@ -41,7 +41,7 @@ inline std::string CaughtReason() {
     } catch (const std::exception& error) {
         return error.what();
     } catch (...) {
-        return "something was thrown that is no std::exception";
+        return "an exception of unknown type was thrown";
     }
 }
 

@@ -3,16 +3,16 @@
 
 namespace kwlookup {
 
-/// While one lives, SIGTERM ends the process with a status of its own, wherever it waits; outside
-/// of that the signal stays pending. Where it was ignored, it still is.
+/// Lets SIGTERM end the process with a given exit status while an object of this class exists.
+/// Otherwise the signal stays pending. If it was ignored, it still is.
 ///
 /// Threads: one.
 class TerminationAllowed {
 public:
-    /// Call once, before the first one is made.
+    /// Call once, before the first object is made.
     static void Prepare();
 
-    /// `status` is the exit status. Nothing may be left to write: no destructor runs.
+    /// `status` is the exit status. Flush all output before: no destructor will run.
     explicit TerminationAllowed(int status);
     ~TerminationAllowed();
     TerminationAllowed(const TerminationAllowed&) = delete;

@@ -3,8 +3,7 @@
 
 namespace kwlookup {
 
-/// `kwlookup types`: prints the known type names, and whether each can be opened here. Returns the
-/// exit status.
+/// `kwlookup types`: print the known types, and whether each is available. Returns the exit status.
 int RunTypesCommand();
 
 } // namespace kwlookup

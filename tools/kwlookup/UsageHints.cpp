@@ -11,15 +11,15 @@ namespace kwlookup {
 
 namespace {
 
-/// As CLI11 ends its messages.
+/// CLI11 ends its messages with this text.
 constexpr char MORE[] = "\nRun with --help for more information.\n";
 
-/// `text`, which has words of the command line in it, as a message shows it.
+/// `text`, which quotes the command line, for a message.
 std::string Shown(const std::string& text) {
     return PrintableText(WithoutSecrets(text));
 }
 
-/// The command, or command of a command, that the command line names last.
+/// The last command or subcommand on the command line.
 const CLI::App& LastCommand(const CLI::App& app) {
     const CLI::App* last = &app;
     while (!last->get_subcommands().empty())
@@ -34,7 +34,7 @@ std::vector<std::string> CommandsOf(const CLI::App& app) {
     return names;
 }
 
-/// Tells about the word that stands where a command is to be. False when there is none.
+/// Report a word in the place of a command that is not one. False if there is none.
 bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arguments) {
     const CLI::App& last = LastCommand(app);
     const std::vector<std::string> commands = CommandsOf(last);

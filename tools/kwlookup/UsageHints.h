@@ -8,9 +8,9 @@
 
 namespace kwlookup {
 
-/// Tells on standard error what is wrong with the command line `arguments`, which `app` could not
-/// read for the reason `error`, with a line that would have worked where one is known. Also prints
-/// the help or the version, where `error` stands for that; returns true then.
+/// Report on standard error why `app` could not parse the command line `arguments`, with a
+/// corrected line if one is known. If `error` stands for --help or --version, print that and return
+/// true.
 bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
                const std::vector<std::string>& arguments);
 

@@ -8,7 +8,7 @@
 
 namespace kwlookup {
 
-/// Tells, at warning level, what is probably read in another way than its author meant.
+/// Reports, at warning level, what is probably not read as its author intended.
 ///
 /// Threads: one.
 class Warnings {
@@ -22,12 +22,12 @@ public:
     /// Keeps the address of `log`.
     Warnings(Mode mode, const LogClass& log) : m_mode(mode), m_log(log) {}
 
-    /// False when nothing would come of looking.
+    /// False if warnings are suppressed, so that checks can be skipped.
     bool IsWanted() const { return m_mode != Mode::Off; }
 
     void Tell(const std::string& text);
 
-    /// Counts a warning that is not told.
+    /// Count a warning that is not reported.
     void Count() { m_errors += m_mode == Mode::Error; }
 
     /// How many warnings count as errors.

@@ -20,7 +20,7 @@ namespace kwlookup {
 
 namespace {
 
-/// SIGHUP, as something to wait for beside the input.
+/// Waits for SIGHUP and the input together.
 class HangupSignal {
 public:
     HangupSignal() {
@@ -32,8 +32,8 @@ public:
         ::sigaction(SIGHUP, &action, nullptr);
     }
 
-    /// Waits until there is input, or its end, or the signal. True for the signal, which comes
-    /// before input that arrived after it.
+    /// Wait for input, its end, or the signal. True for the signal, which takes precedence over
+    /// input that arrived after it.
     bool Wait() const {
         sigset_t open;
         sigprocmask(SIG_SETMASK, nullptr, &open);
@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    /// With input there, the system need not deliver a signal that waits.
+    /// If input is ready, pselect() need not deliver a pending signal.
     bool TakePending() const {
         sigset_t pending;
         int taken;
@@ -68,7 +68,7 @@ private:
     sigset_t m_hangup;
 };
 
-/// The list that answers: replaced as a whole, or not at all.
+/// The list that answers. A reload replaces it as a whole or not at all.
 class WatchedList {
 public:
     WatchedList(const FindOptions& options, Configuration& configuration, LogClass& log)
@@ -98,7 +98,7 @@ public:
     }
 
 private:
-    /// The old list shares the configuration of its types with the one that failed.
+    /// The old list uses the configuration of its types, which the failed reload has changed.
     void RestoreConfiguration(const ConfFile& old_file) {
         m_configuration.SetFile(old_file);
         TakeCollectedErrors();
@@ -111,7 +111,7 @@ private:
     }
 
     void TellFailure(const std::string& reason) const {
-        TellError(m_log, "reload failed, the old list goes on: " + reason);
+        TellError(m_log, "reload failed, the old list stays in use: " + reason);
     }
 
     const FindOptions& m_options;

@@ -6,10 +6,10 @@
 
 namespace kwlookup {
 
-/// `kwlookup watch`: asks the lines of standard input as they come, and re-reads the configuration
-/// and the list on SIGHUP. A reload that fails is told, and the old list goes on answering. SIGTERM
-/// ends it as the end of the input does. The texts of `options` are not used. Returns the exit
-/// status.
+/// `kwlookup watch`: ask about the lines of standard input as they arrive, and read the
+/// configuration and the list again on SIGHUP. A failed reload is reported, and the old list stays
+/// in use. SIGTERM ends the command as the end of the input does. `options.texts` is not used.
+/// Returns the exit status.
 int RunWatchCommand(const FindOptions& options, Configuration& configuration, LogClass& log);
 
 } // namespace kwlookup

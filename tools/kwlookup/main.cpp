@@ -48,18 +48,18 @@ const char COMPARE_EXAMPLES[] = R"(
 Example:
   kwlookup compare file:access 'cdb:OnError=exception|Database=access.cdb|$s' \
           < addresses
-      Does the table answer as the text file that it was made of?
+      Does the table answer as the text file that it was made from?
 
 A line has the text and the answer of each list: "-" for no match, "+" for a
-match, "+ RESULT" for one with a result. An error that a plug-in is told to
-ignore is no match, so tell it "OnError=exception".
+match, "+ RESULT" for one with a result. With "OnError=ignore" an error is no
+match, so set "OnError=exception".
 Exit status: 0 no difference, 1 some, 75 something could not be asked, 78 a list
 has errors, 64 wrong usage.)";
 
 const char WATCH_EXAMPLES[] = R"(
 Example:
   kwlookup --config /etc/kwlookup.conf watch 'rfile:/etc/mail/patterns'
-      Answers each line that comes; "kill -HUP" makes it read both files again.)";
+      Answers each line as it arrives; "kill -HUP" makes it read both files again.)";
 
 const char CHECK_EXAMPLES[] = R"(
 Examples:
@@ -73,9 +73,9 @@ Exit status: 0 nothing is wrong, 78 something is, 64 wrong usage.)";
 const char TYPES_EXAMPLES[] = R"(
 Examples:
   kwlookup types
-      Which types can lists have here, and why not the others?
+      Which types can lists use here, and why not the others?
   kwlookup --type path types
-      Can the plug-in libkw_lookup_path.so be opened, too?)";
+      Can the plug-in libkw_lookup_path.so be opened?)";
 
 const char BUILD_EXAMPLES[] = R"(
 Example:
@@ -83,7 +83,7 @@ Example:
   kwlookup find 'cdb:Database=/etc/mail/access.cdb|$s' jdoe@corp.lan
 
 Blank lines and lines that begin with '#', indented or not, are left out.
-Readers go on with the old file until the new one is whole.)";
+Readers use the old file until the new one is complete.)";
 
 const char CONVERT_EXAMPLES[] = R"(
 Example:
@@ -110,29 +110,29 @@ Examples:
 
 See kwlookup(1), or 'kwlookup find --help'.)";
 
-/// What the command line asks for; empty when it names no command.
+/// Runs the command that the command line names; empty if it names none.
 using Command = std::function<int(Configuration&, LogClass&)>;
 
-/// The options that say how a list is asked, which set the bits of `flags`.
+/// Add the options that set bits of `flags`.
 void AddAskFlags(CLI::App& app, int& flags) {
     const auto add = [&](const char* name, int bit, const char* description) {
         app.add_flag_callback(
             name, [&flags, bit] { flags |= bit; }, description);
     };
-    add("--exact", FIND_EXACT, "Compare whole texts, with regard to letter case");
+    add("--exact", FIND_EXACT, "Compare whole texts, byte for byte");
     add("--ignore-case", FIND_NOCASE, "With --exact: ignore letter case");
     add("--domain", FIND_DOMAIN, "The texts are bare domains");
     add("--strip-brackets", FIND_STRIP_BRACKETS,
-        "Leave out angle brackets where a text goes into a template");
+        "Leave out angle brackets when a text is put into a template");
 }
 
-/// The options for what the lines of input and output look like.
+/// Add the options for the format of lines.
 void AddLineFlags(CLI::App& app, bool& raw, bool& null) {
     app.add_flag("--raw", raw, "Print control characters as they are, not as \\xHH");
-    app.add_flag("-0,--null", null, "A NUL ends each text that is read, and each answer");
+    app.add_flag("-0,--null", null, "End each text that is read and each answer with a NUL");
 }
 
-/// Those, and the options that say what an answer looks like.
+/// Add these, and the options for the format of answers.
 void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
     AddAskFlags(app, options.flags);
     AddLineFlags(app, options.answers.raw, options.answers.null);
@@ -149,8 +149,8 @@ void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
                                                          {"off", Warnings::Mode::Off},
                                                          {"tell", Warnings::Mode::Tell}};
     app.add_option("--warnings", mode,
-                   "What to do about lists that may not mean what their authors think: tell "
-                   "(default), error (they count as errors), off")
+                   "What to do about values that are probably not read as intended: tell "
+                   "(default), error (count as errors), off")
         ->transform(CLI::Transformer(modes))
         ->type_name("WHAT");
 }
@@ -163,7 +163,7 @@ void AddFind(CLI::App& app, const std::vector<std::string>& arguments,
     find.add_option("LIST", options->list, "The object list")->required();
     find.add_option("TEXT", options->texts,
                     "Addresses or domains; '-' reads them from standard input, one a line")
-        // Not as extra arguments: CLI11 takes "[10.0.0.1]" among those for a list of values.
+        // Not as extra arguments, among which CLI11 reads "[10.0.0.1]" as a list of values.
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->expected(static_cast<int>(arguments.size()) + 1, -1)
         ->allow_extra_args(false)
@@ -185,8 +185,8 @@ void AddFind(CLI::App& app, const std::vector<std::string>& arguments,
 void AddWatch(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<FindOptions>();
     CLI::App& watch =
-        *app.add_subcommand("watch", "Ask a list about the lines of standard input as they come, "
-                                     "and re-read configuration and list on SIGHUP");
+        *app.add_subcommand("watch", "Ask a list about lines of standard input as they arrive, and "
+                                     "reload configuration and list on SIGHUP");
     watch.footer(WATCH_EXAMPLES);
     watch.add_option("LIST", options->list, "The object list")->required();
     AddAnswerOptions(watch, options->ask);
@@ -204,13 +204,12 @@ void AddCheck(CLI::App& app, const std::string& config_file, const Warnings::Mod
     const auto list = std::make_shared<std::string>();
     const auto checks = std::make_shared<ListChecks>();
     checks->whole_files = checks->open = true;
-    CLI::App& check =
-        *app.add_subcommand("check", "Say what is in a list or configuration, and what is wrong");
+    CLI::App& check = *app.add_subcommand("check", "Report the errors of a list or configuration");
     check.footer(CHECK_EXAMPLES);
     const CLI::Option* const given = check.add_option("LIST", *list, "The object list");
     check.add_flag_callback(
         "--no-open", [checks] { checks->open = false; },
-        "Do not ask the plug-ins, which opens databases");
+        "Do not ask the plug-ins, so that no database is opened");
     check.callback([list, checks, given, &config_file, &warnings, &command] {
         if (given->empty() && config_file.empty())
             throw CLI::RequiredError("LIST or --config");
@@ -224,7 +223,7 @@ void AddCheck(CLI::App& app, const std::string& config_file, const Warnings::Mod
 void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<CompareOptions>();
     CLI::App& compare = *app.add_subcommand(
-        "compare", "Ask two lists the lines of standard input, and print where they differ");
+        "compare", "Ask two lists about lines of standard input, and print where they differ");
     compare.footer(COMPARE_EXAMPLES);
     compare.add_option("LIST-A", options->lists[0], "An object list")->required();
     compare.add_option("LIST-B", options->lists[1], "Another one")->required();
@@ -241,19 +240,19 @@ void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command)
 
 void AddBuild(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto options = std::make_shared<BuildOptions>();
-    CLI::App& build = *app.add_subcommand("build", "Make a database file of a text file");
+    CLI::App& build = *app.add_subcommand("build", "Make a database file from a text file");
     build.require_subcommand(1);
     CLI::App& cdb = *build.add_subcommand("cdb", "Make a cdb file");
     cdb.footer(BUILD_EXAMPLES);
     cdb.add_option("FILE", options->input,
-                   "Lines of a key, white space and a value; '-' reads them from standard input")
+                   "Lines with a key, white space and a value; '-' reads standard input")
         ->required();
-    cdb.add_option("OUT", options->output, "The file to make or to replace")->required();
-    cdb.add_flag("--keep-case", options->keep_case, "Do not lower-case the keys");
+    cdb.add_option("OUT", options->output, "The file to make or replace")->required();
+    cdb.add_flag("--keep-case", options->keep_case, "Do not convert the keys to lower case");
     const std::map<std::string, SourceFormat> formats = {{"plain", SourceFormat::Plain},
                                                          {"postmap", SourceFormat::Postmap}};
     cdb.add_option("--source", options->source,
-                   "How FILE is written: plain (default), or as postmap reads it")
+                   "The format of FILE: plain (default), or that of postmap")
         ->transform(CLI::Transformer(formats))
         ->type_name("FORMAT");
     cdb.callback([options, &warnings, &command] {
@@ -269,11 +268,12 @@ void AddConvert(CLI::App& app, const Warnings::Mode& warnings, Command& command)
     CLI::App& convert =
         *app.add_subcommand("convert", "Print another program's table as a list of values");
     convert.footer(CONVERT_EXAMPLES);
-    convert.add_option("--from", "How FILE is written: as postmap reads it")
+    convert.add_option("--from", "The format of FILE")
         ->check(CLI::IsMember({"postmap"}))
         ->type_name("FORMAT")
         ->required();
-    convert.add_option("FILE", *input, "The table's text; '-' reads standard input")->required();
+    convert.add_option("FILE", *input, "The source of the table; '-' reads standard input")
+        ->required();
     convert.callback([input, &warnings, &command] {
         command = [input, &warnings](Configuration&, LogClass& log) {
             return RunConvertCommand(*input, warnings, log);
@@ -283,13 +283,13 @@ void AddConvert(CLI::App& app, const Warnings::Mode& warnings, Command& command)
 
 void AddTypes(CLI::App& app, Command& command) {
     CLI::App& types =
-        *app.add_subcommand("types", "List the known types, and whether each can be opened here");
+        *app.add_subcommand("types", "List the known types, and whether each is available");
     types.footer(TYPES_EXAMPLES);
     types.callback(
         [&command] { command = [](Configuration&, LogClass&) { return RunTypesCommand(); }; });
 }
 
-/// The values in a type's name, which CLI11 writes as "{bash,zsh,fish}" or "{error->1,off->2}".
+/// The possible values, which CLI11 writes as "{bash,zsh,fish}" or "{error->1,off->2}".
 std::vector<std::string> Choices(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t begin = type.find('{');
@@ -302,12 +302,13 @@ std::vector<std::string> Choices(const CLI::Option& option) {
     return choices;
 }
 
-/// What a shell is to know of a command. Options of the commands before it may follow it as well.
+/// Describe a command for a shell. The options of its parent commands, `options`, may follow it
+/// too.
 CompletedCommand Describe(const CLI::App& app, std::vector<CompletedCommand::Option> options = {}) {
     CompletedCommand command;
     command.name = app.get_name();
     command.description = app.get_description();
-    // A command has a --help of its own.
+    // Each command has its own --help.
     options.erase(
         std::remove_if(options.begin(), options.end(),
                        [](const auto& option) { return option.names.back() == "--help"; }),
@@ -339,7 +340,7 @@ void AddCompletion(CLI::App& app, Command& command) {
     CLI::App& completion =
         *app.add_subcommand("completion", "Print a script that completes commands and options");
     completion.footer(COMPLETION_EXAMPLES);
-    completion.add_option("SHELL", *shell, "The shell that is to run it")
+    completion.add_option("SHELL", *shell, "The shell that will run the script")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     completion.callback([shell, &app, &command] {
@@ -350,8 +351,8 @@ void AddCompletion(CLI::App& app, Command& command) {
     });
 }
 
-/// Takes the places of standard descriptors that are closed, so that no file that is opened later
-/// gets what is meant for them. What stands there fails in use, as a closed one does.
+/// Open closed standard descriptors, so that no file opened later takes their numbers and receives
+/// their output. Their direction is reversed, so that using them fails as before.
 void FillClosedDescriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
         if (::fcntl(fd, F_GETFD) < 0)
@@ -363,10 +364,10 @@ void FillClosedDescriptors() {
 int main(int argc, char** argv) {
     FillClosedDescriptors();
     LogClass log("kwlookup");
-    CLI::App app("Asks lookup lists about mail addresses and domains.", "kwlookup");
+    CLI::App app("Ask lookup lists about mail addresses and domains.", "kwlookup");
     app.footer(MAIN_EXAMPLES);
     app.set_version_flag("--version", "kwlookup " KWLOOKUP_VERSION);
-    app.require_subcommand(0, 1); // that there is one is checked below, to name a wrong one first
+    app.require_subcommand(0, 1); // a missing one is reported below, after an unknown one
     app.fallthrough();
     bool verbose = false;
     app.add_flag("-v,--verbose", verbose, "Show the library's debug messages on standard error");
@@ -377,8 +378,7 @@ int main(int argc, char** argv) {
         });
     std::vector<std::string> types;
     app.add_option("--type", types,
-                   "A type that a plug-in from elsewhere serves, so that lists may name it; may be "
-                   "repeated")
+                   "Make a type known that a plug-in from elsewhere provides; may be repeated")
         ->type_name("NAME")
         ->allow_extra_args(false)
         ->check(WhyNoTypeName);

@@ -11,18 +11,18 @@ namespace {
 
 using namespace kwlookup;
 
-/// The environment says what goes wrong before there is any init data.
-bool IsToldTo(const std::string& what) {
+/// The environment scripts faults that happen before there is init data.
+bool IsScripted(const std::string& what) {
     const char* told = std::getenv("SCRIPT");
     return told && told == what;
 }
 
 void ThrowWhenToldTo(const char* what) {
-    if (IsToldTo(what))
+    if (IsScripted(what))
         throw 42;
 }
 
-/// A plug-in that answers by itself, whatever the text: its init data say how.
+/// A plug-in whose init data are a script for its answers, whatever the text.
 class ScriptedLookup : public PluginLookup {
 public:
     bool IsNeedCofigLoading() const override { return std::getenv("SCRIPT") != nullptr; }
@@ -31,7 +31,7 @@ public:
         return true;
     }
     void PostInit() override {
-        if (!IsToldTo("log when configured"))
+        if (!IsScripted("log when configured"))
             return;
         if (!GetLogPtr())
             throw PluginError("there is no logger");

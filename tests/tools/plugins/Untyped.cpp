@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Finds every text.
+/// Matches every text.
 class UntypedLookup : public KwIfSharedLookup {
 public:
     bool MakePreInit(boost::shared_ptr<IfConfParser>) override { return true; }
