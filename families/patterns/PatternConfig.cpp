@@ -12,7 +12,7 @@ void PatternConfig::PostInit() {
     TypeConfig::PostInit();
     m_match_limit.CheckRange(1, LARGEST);
     m_depth_limit.CheckRange(1, LARGEST);
-    // At least what PCRE2 gives a match by itself; at most 1 GiB, as more is a slip of the pen.
+    // At least PCRE2's own default; at most 1 GiB, as more is probably a mistake.
     m_heap_limit.CheckRange(32 * 1024, 1024 * 1024 * 1024);
     m_max_length.CheckRange(1, LARGEST);
     m_search_time.CheckRange(1, LARGEST);

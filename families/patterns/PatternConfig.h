@@ -12,13 +12,14 @@ class PatternConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;
 
-    /// Throws std::invalid_argument "NAME must be from LEAST to MOST" besides what the base throws.
+    /// Throws std::invalid_argument "NAME must be from LEAST to MOST", and what the base class
+    /// throws.
     void PostInit() override;
 
-    /// The limits in force, those of the lookup before those of the type.
+    /// The limits in force: those of the lookup if set, otherwise those of the type.
     PatternLimits GetLimits() const;
 
-    /// The options of Pcre2Pattern that CaseSensitive asks for.
+    /// The options of Pcre2Pattern for CaseSensitive.
     unsigned GetOptions() const;
 
 private:

@@ -12,12 +12,11 @@ namespace kwlookup {
 
 namespace {
 
-/// What PCRE2 itself gives a match where it is given nothing.
+/// PCRE2's own default.
 constexpr std::size_t SMALLEST_JIT_STACK = 32 * 1024;
-/// Places where a match may begin that are tried before the clock is asked: those of a text of the
-/// default length, which is searched in one go, since what PCRE2 learns of a text ends with the
-/// part. With the default limits the worst patterns known take 4 ms for so many, and 25
-/// interpreted.
+/// Starting positions to try before the clock is read. A text of the default length has so many, so
+/// that it is searched in one part, with all optimisations of PCRE2. With the default limits the
+/// worst known patterns take 4 ms for so many, and 25 interpreted.
 constexpr std::size_t PART = 513;
 
 template <auto Free>
@@ -38,7 +37,7 @@ T* NotNull(T* made) {
     return made;
 }
 
-/// What a search writes to: one for each thread, whatever patterns it searches.
+/// The working memory of a thread's searches, for all patterns.
 class Scratch {
 public:
     pcre2_match_data* GetMatchData() { return m_match_data.get(); }
@@ -50,7 +49,7 @@ public:
         pcre2_set_depth_limit(context, static_cast<std::uint32_t>(limits.depth));
         pcre2_set_heap_limit(context, static_cast<std::uint32_t>(heap / 1024));
         if (m_stack_size != heap) {
-            // Machine code knows no heap limit; what it needs is on this stack.
+            // Machine code ignores the heap limit; it uses this stack.
             m_stack_size = 0;
             pcre2_jit_stack_assign(context, nullptr, nullptr);
             m_stack.reset();
@@ -119,14 +118,14 @@ Pcre2Pattern::Pcre2Pattern(std::string_view pattern, unsigned options) : m_text(
                                CompileOptions(options), &error, &offset, nullptr));
     if (!m_code)
         throw std::invalid_argument(ErrorMessage(error) + " at offset " + std::to_string(offset));
-    // \G would match where a part begins, and verbs say for the whole text where not to try.
+    // \G would match at the start of each part, and verbs affect the search of the whole text.
     m_in_parts = m_text.find("\\G") == std::string::npos && m_text.find("(*") == std::string::npos;
 }
 
 Pcre2Pattern::~Pcre2Pattern() = default;
 
 void Pcre2Pattern::MakeMachineCode() const {
-    // Without machine code the pattern is interpreted, so a failure here is none.
+    // A failure is ignored: the pattern is interpreted then.
     std::call_once(m_machine_code_made,
                    [this] { pcre2_jit_compile(m_code.get(), PCRE2_JIT_COMPLETE); });
 }
@@ -156,13 +155,14 @@ bool Pcre2Pattern::Search(std::string_view text, const PatternLimits& limits, Gr
     if (result < 0)
         throw failure(ErrorMessage(result) + LimitOf(result, limits));
     if (groups) {
-        // With more groups than places the count is 0, and every place is filled.
+        // The result is 0 if the pattern has more groups than there is room for; all are filled
+        // then.
         const std::size_t filled = result == 0 ? groups->size() : static_cast<std::size_t>(result);
         const std::size_t* ends = pcre2_get_ovector_pointer(scratch.GetMatchData());
         for (std::size_t i = 0; i < groups->size(); ++i) {
             const std::size_t begin = ends[2 * i];
             const std::size_t end = ends[2 * i + 1];
-            // \K in a lookahead can put the start behind the end.
+            // \K in a lookahead can put the start after the end.
             const bool part = i < filled && begin != PCRE2_UNSET && begin <= end;
             (*groups)[i] = part ? text.substr(begin, end - begin) : std::string_view();
         }

@@ -8,10 +8,10 @@
 
 namespace kwlookup {
 
-/// The result text of a pattern: `$0` to `$9` stand for what the groups of the match hold, `$$` for
-/// a dollar sign. What is put in is not looked at again.
+/// The result text of a pattern: `$0` to `$9` stand for the groups of the match, `$$` for a dollar
+/// sign. The text of a group is not expanded again.
 ///
-/// Threads: any; a text never changes.
+/// Threads: any.
 class ResultText {
 public:
     /// Throws std::invalid_argument "result 'TEXT': '$' at offset N is not followed by a digit or

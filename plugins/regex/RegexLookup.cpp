@@ -9,7 +9,7 @@
 
 namespace kwlookup {
 
-/// The parameters of patterns, and Result: the result text of a match, none by default.
+/// Parameters: those of PatternConfig, and Result, the result text of a match.
 class RegexConfig : public PatternConfig {
 public:
     static constexpr char NAME[] = "lookup_regex";
@@ -22,9 +22,9 @@ private:
     Parameter<std::string> m_result{*this, "Result"};
 };
 
-/// One pattern: "regex:PATTERN". The pattern is what stands in *matched after a match.
+/// One pattern: "regex:PATTERN". After a match, *matched is the pattern.
 ///
-/// Threads: searches may run at once and take no lock, but for the first one of a pattern.
+/// Threads: any number may search at once. Only the first search of a pattern takes a lock.
 class RegexLookup : public PluginLookup<RegexConfig> {
 public:
     using PluginLookup::PluginLookup;

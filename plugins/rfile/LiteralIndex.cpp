@@ -10,11 +10,11 @@ namespace kwlookup {
 
 namespace {
 
-/// Slots for each entry of a table; a power of two. One byte of text in so many is a false alarm.
+/// At least so many slots for each entry, so that at most one position in so many is a false hit.
 constexpr std::size_t SLOTS_PER_ENTRY = 16;
-/// Slots of the bitmap that share a group of entries: 16, about one entry a group.
+/// 16 slots of the bitmap share a group of entries, so that a group has about one entry.
 constexpr unsigned GROUP_SHIFT = 4;
-/// Counters of pieces by hash; enough to tell the common ones.
+/// Pieces are counted by this many bits of their hash, enough to tell common ones from rare ones.
 constexpr unsigned FREQUENCY_BITS = 16;
 
 std::uint32_t Hash(std::uint32_t value) {
@@ -23,7 +23,7 @@ std::uint32_t Hash(std::uint32_t value) {
 
 using Counts = std::unordered_map<std::string_view, std::size_t>;
 
-/// The set that lets the fewest patterns through, as far as the patterns themselves can tell.
+/// The set whose literals occur in the fewest patterns, which is probably the rarest in texts too.
 const LiteralSet& RarestSet(const std::vector<LiteralSet>& sets, const Counts& counts) {
     const auto cost = [&](const LiteralSet& set) {
         std::size_t patterns = 0;
@@ -54,7 +54,7 @@ std::uint32_t LiteralIndex::Pieces::Slot(std::uint32_t value) const {
 void LiteralIndex::Pieces::Build() {
     if (m_entries.empty())
         return;
-    unsigned bits = 10; // 128 bytes, two lines of the cache: less would save nothing
+    unsigned bits = 10; // 128 bytes, two lines of the cache: a smaller bitmap would not be faster
     while ((std::size_t(1) << bits) < m_entries.size() * SLOTS_PER_ENTRY)
         ++bits;
     m_shift = 32 - bits;

@@ -11,37 +11,37 @@
 
 namespace kwlookup {
 
-/// Finds, in one pass over a text, the patterns whose required literals it holds.
+/// Finds, in one pass over a text, the patterns whose required literals the text contains.
 ///
-/// Of each literal one piece of 4 bytes (3 of the shortest ones), the rarest, stands in a table. At
-/// each place of the text a bitmap tells whether the bytes there are such a piece; few are, and
-/// only then is the literal compared.
+/// A table has the rarest piece of each literal: 4 bytes, or 3 of a literal of 3 bytes. At each
+/// position of the text, a bitmap tells whether the bytes there may be such a piece. Only then are
+/// the literals compared.
 ///
-/// Cost of a search: 1 to 2 ns a byte, about 10 ns for each literal found. Memory: about 40 bytes
-/// a literal beside its text.
+/// Cost of a search: 1 to 2 ns a byte, and about 10 ns for each literal found. Memory: about 40
+/// bytes a literal besides its text.
 /// Threads: any number may search once Build() has returned.
 class LiteralIndex {
 public:
-    /// A text can match `pattern` only if it holds a literal of each of `sets`, which is not empty.
+    /// Add a pattern that matches only texts with a literal of each of `sets`. `sets` is not empty.
     void Add(std::uint32_t pattern, std::vector<LiteralSet> sets);
 
     /// Call once, after the last Add().
     void Build();
 
-    /// Replaces `found` by the patterns that `text`, lower-cased and followed by PADDING bytes that
-    /// may be read, does not rule out: in rising order, each once.
+    /// Set `found` to the patterns that may match `text`, in ascending order and without
+    /// duplicates. `text` is in lower case and followed by PADDING readable bytes.
     void Search(std::string_view text, std::vector<std::uint32_t>& found) const;
 
-    /// A piece is read four bytes at a time, also at the end of the text.
+    /// Four bytes are read at each position, even at the end of the text.
     static constexpr std::size_t PADDING = 4;
 
 private:
-    /// Where a literal, its piece and its patterns stand.
+    /// The positions of a literal, its piece and its patterns.
     struct Literal {
         std::uint32_t begin; ///< in m_text
         std::uint32_t size;
-        std::uint32_t piece;         ///< where its piece begins in it
-        std::uint32_t first_pattern; ///< in m_patterns, up to that of the next literal
+        std::uint32_t piece;         ///< the start of the piece within the literal
+        std::uint32_t first_pattern; ///< in m_patterns; the next literal's is the end
     };
 
     /// The pieces of one length.
@@ -50,7 +50,7 @@ private:
         explicit Pieces(std::size_t length) : m_length(length) {}
 
         std::size_t GetLength() const { return m_length; }
-        /// The value of the piece at `text`, where 4 bytes can be read.
+        /// The value of the piece at `text`, which has 4 readable bytes.
         std::uint32_t ValueAt(const char* text) const;
 
         void Add(std::uint32_t value, std::uint32_t literal) {
@@ -58,7 +58,7 @@ private:
         }
         void Build();
 
-        /// Calls `found(place, literal)` wherever in `text` the piece of a literal stands.
+        /// Call `found(place, literal)` for each piece of a literal in `text`.
         template <typename Found>
         void Scan(std::string_view text, Found found) const;
 
@@ -73,7 +73,7 @@ private:
         std::size_t m_length;
         unsigned m_shift = 0;
         std::vector<std::uint64_t> m_bitmap;      ///< a bit for each slot
-        std::vector<std::uint32_t> m_first_entry; ///< of each group of slots, and an end
+        std::vector<std::uint32_t> m_first_entry; ///< of each group of slots, and the end
         std::vector<Entry> m_entries;             ///< ordered by slot
     };
 

@@ -21,7 +21,7 @@ std::string_view Trimmed(std::string_view text) {
     return std::string_view(begin, static_cast<std::size_t>(end - begin));
 }
 
-/// Where the slash stands that ends the pattern of `line`, which begins with one.
+/// The position of the slash that ends the pattern of `line`, which begins with one.
 std::size_t ClosingSlash(std::string_view line) {
     for (std::size_t i = 1; i < line.size(); ++i) {
         if (line[i] == '/')
@@ -55,7 +55,7 @@ void AddLine(PatternList& list, std::string_view line, std::size_t number, unsig
         list.Add(line, options, std::string_view(), number);
         return;
     }
-    // PCRE2 takes `\/` for a slash, so it can stay.
+    // PCRE2 reads `\/` as a slash, so the backslash can stay.
     const std::size_t slash = ClosingSlash(line);
     std::size_t end = slash + 1;
     for (; end < line.size() && !LocaleBytes::Current().IsSpace(line[end]); ++end)

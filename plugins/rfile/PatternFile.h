@@ -8,17 +8,17 @@
 
 namespace kwlookup {
 
-/// Reads the patterns of a file.
+/// Read the patterns of a file.
 ///
 /// A line is a pattern, or `/pattern/flags result`, where `\/` stands for a slash in the pattern.
-/// Flags: i ignore letter case, c regard it, m, s, x as PCRE2 has them. White space at both ends of
-/// a line does not count (global locale); blank lines, and lines that begin with '#', are skipped.
-/// `options`, those of Pcre2Pattern, are for patterns that do not say.
+/// The flag i ignores letter case, c makes it count; m, s and x are those of PCRE2. White space (of
+/// the global locale) at both ends of a line is ignored. Blank lines, and lines that begin with
+/// '#', are skipped. `options`, those of Pcre2Pattern, are the defaults for the flags.
 ///
-/// Throws std::invalid_argument "FILE:LINE: REASON" for the first bad line, where REASON is "no
-/// slash ends the pattern", "unknown flag 'C'", or what Pcre2Pattern and ResultText say; "Can not
-/// load file 'FILE': REASON" when it cannot be opened, is a directory or cannot be read to its end;
-/// and std::bad_alloc.
+/// Throws std::invalid_argument "FILE:LINE: REASON" for the first invalid line. REASON is "no slash
+/// ends the pattern", "unknown flag 'C'", or the message of Pcre2Pattern or ResultText. Throws
+/// std::invalid_argument "Can not load file 'FILE': REASON" if the file cannot be opened, is a
+/// directory, cannot be read to its end, or does not fit into memory.
 /// Cost: about 40 us a line.
 std::unique_ptr<const PatternList> ReadPatternFile(const std::string& name, unsigned options);
 

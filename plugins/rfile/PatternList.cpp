@@ -12,7 +12,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Where a search keeps what it would otherwise allocate each time.
+/// Buffers of a thread's searches, which keep their memory.
 struct Scratch {
     std::string lower;
     std::vector<std::uint32_t> candidates;

@@ -14,13 +14,13 @@
 
 namespace kwlookup {
 
-/// A list of patterns, searched as if one after the other: the first that matches wins.
+/// A list of patterns. The first one that matches a text answers.
 ///
-/// Patterns that require literals are tried only on texts that hold them (LiteralIndex); the others
-/// always. The answers are those of the plain loop, except that a pattern which could only fail by
-/// a limit, and never match, need not be tried.
+/// A pattern that requires literals is tried only on texts that contain them (see LiteralIndex),
+/// the others on all texts. The answers are those of trying all patterns in order, except that a
+/// pattern that cannot match may be skipped where it would have reached a limit.
 ///
-/// Threads: filled by one; then any number may search.
+/// Threads: one fills the list; then any number may search.
 class PatternList {
 public:
     struct Rule {
@@ -33,19 +33,19 @@ public:
         std::size_t line;
     };
 
-    /// `name` is that of the file, for messages.
+    /// `name` is the name of the file, for messages.
     explicit PatternList(const std::string& name) : m_name(name) {}
 
-    /// Appends a rule; `options` are those of Pcre2Pattern. Throws what Pcre2Pattern and ResultText
+    /// Append a rule. `options` are those of Pcre2Pattern. Throws what Pcre2Pattern and ResultText
     /// throw.
     void Add(std::string_view pattern, unsigned options, std::string_view result, std::size_t line);
 
-    /// Call once, after the last Add(). Makes the machine code of the patterns that are tried on
-    /// every text, in about 15 us each; that of the others is made when they are first tried.
+    /// Call once, after the last Add(). Compiles the patterns that are tried on every text to
+    /// machine code, in about 15 us each. The others are compiled when they are first tried.
     void Finish();
 
-    /// The first rule that matches, or null; see Pcre2Pattern::Search(), with "FILE:LINE: " before
-    /// what a rule throws. The time to make machine code does not count.
+    /// The first rule that matches, or null. Throws as Pcre2Pattern::Search() does, with
+    /// "FILE:LINE: " before the message. The time to make machine code does not count.
     const Rule* Find(std::string_view text, const PatternLimits& limits,
                      Pcre2Pattern::Groups* groups) const;
 
@@ -62,7 +62,7 @@ public:
 private:
     std::string m_name;
     std::deque<Rule> m_rules;
-    std::vector<std::uint32_t> m_unfiltered; ///< in rising order
+    std::vector<std::uint32_t> m_unfiltered; ///< in ascending order
     LiteralIndex m_index;
 };
 

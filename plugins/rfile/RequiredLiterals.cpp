@@ -11,9 +11,9 @@ namespace kwlookup {
 
 namespace {
 
-/// Two bytes stand in too many texts to rule any out.
+/// Shorter literals occur in too many texts.
 constexpr int SHORTEST_LITERAL = 3;
-/// Beyond these, what is required is told less exactly, so that loading stays linear.
+/// Beyond these limits the answer is less exact, so that loading takes linear time.
 constexpr std::size_t MOST_LITERALS = 256;
 constexpr std::size_t MOST_SETS = 4;
 
@@ -40,13 +40,13 @@ int HexValue(char c) {
                                     : -1;
 }
 
-/// Turns a pattern of PCRE2 into one of RE2 that matches every text that it matches, in lower case,
-/// and perhaps more; or gives up, at anything that is not sure to mean the same to both.
+/// Translates a pattern from PCRE2 to RE2. The result matches, in lower case, every text that the
+/// pattern matches, and perhaps others. Gives up on anything that may mean something else in RE2.
 class Translator {
 public:
     explicit Translator(std::string_view pattern) : m_rest(pattern) {}
 
-    /// False when it gave up.
+    /// False if it gave up.
     bool Run() {
         while (!m_rest.empty())
             if (!Item())
@@ -115,7 +115,7 @@ private:
         }
     }
 
-    /// What matches no byte is left out.
+    /// Assertions are left out, which only allows more texts.
     bool Assertion() const { return !NextIsOneOf("*+?{"); }
 
     bool Group() {
@@ -139,19 +139,19 @@ private:
             if (!number || Peek(size) != '}')
                 return false;
             ++size;
-            // With a zero in front RE2 takes it for literal text.
+            // RE2 reads a count with a leading zero as literal text.
             for (std::size_t i = 1; i + 1 < size; ++i)
                 if (!IsDigit(Peek(i - 1)) && Peek(i) == '0' && IsDigit(Peek(i + 1)))
                     return false;
         }
         m_output += m_rest.substr(0, size);
         m_rest.remove_prefix(size);
-        // A lazy one allows the same texts.
+        // A lazy quantifier matches the same texts.
         TakeIf('?');
         return !NextIsOneOf("*+?{");
     }
 
-    /// The byte that an escape stands for, both in a class and outside; the backslash is taken.
+    /// Read an escape for one byte, inside or outside a class. The backslash has been read.
     bool EscapedByte(char& byte) {
         if (m_rest.empty())
             return false;
@@ -183,8 +183,8 @@ private:
         return EscapedByte(byte) && WriteByte(byte);
     }
 
-    /// A class, its '[' taken. One that does not just list bytes may as well be any byte: RE2 finds
-    /// no literals in large ones.
+    /// Translate a class whose '[' has been read. One that does not just list bytes becomes any
+    /// byte, as RE2 finds no literals in large classes.
     bool Class() {
         bool any = TakeIf('^');
         std::string bytes;
@@ -211,7 +211,7 @@ private:
         return false;
     }
 
-    /// As [:alpha:].
+    /// Skip a set such as [:alpha:].
     bool NamedSet() {
         std::size_t size = 2;
         if (Peek(size) == '^')
@@ -241,7 +241,7 @@ private:
     std::string m_output;
 };
 
-/// What RE2 knows of one pattern: whether texts that hold only some of its literals may match.
+/// The literals of one pattern, and whether a text with only some of them may match.
 class Requirement {
 public:
     explicit Requirement(const std::string& pattern) : m_filter(SHORTEST_LITERAL) {
@@ -255,7 +255,7 @@ public:
 
     const std::vector<std::string>& GetLiterals() const { return m_literals; }
 
-    /// May a text match that holds the literals `held`, and no others?
+    /// True if a text that contains the literals `held` and no others may match.
     bool MayMatch(const std::vector<int>& held) const {
         std::vector<int> matching;
         m_filter.AllPotentials(held, &matching);
@@ -291,8 +291,9 @@ std::vector<LiteralSet> RequiredLiterals(std::string_view pattern) {
     std::stable_sort(order.begin(), order.end(),
                      [&](int a, int b) { return text(a).size() < text(b).size(); });
 
-    // Each round finds a set without which a text that holds all else cannot match: the short
-    // literals are granted for as long as that changes nothing, and the rest is the set.
+    // Each round finds a set of which a text must contain a literal, even if it contains all
+    // others. Starting with the shortest, literals are granted while a match stays impossible; the
+    // rest is the set.
     std::vector<int> granted;
     while (sets.size() < MOST_SETS && !requirement.MayMatch(granted)) {
         LiteralSet set;

@@ -10,7 +10,7 @@
 
 namespace kwlookup {
 
-/// The parameters of patterns; CaseSensitive is for lines that do not say.
+/// Parameters: those of PatternConfig. CaseSensitive is the default for the flags i and c.
 class RfileConfig : public PatternConfig {
 public:
     static constexpr char NAME[] = "lookup_rfile";
@@ -18,10 +18,10 @@ public:
     explicit RfileConfig(const RfileConfig* global) : PatternConfig(NAME, global) {}
 };
 
-/// A file of patterns: "rfile:FILE" (see ReadPatternFile() for the lines). The first match in file
-/// order wins, and *matched is then "FILE:LINE: PATTERN".
+/// A file of patterns: "rfile:FILE" (see ReadPatternFile() for the lines). The first pattern in the
+/// file that matches answers. *matched is then "FILE:LINE: PATTERN".
 ///
-/// Threads: searches may run at once and take no lock, but for the first one of a pattern.
+/// Threads: any number may search at once. Only the first search of a pattern takes a lock.
 class RfileLookup : public PluginLookup<RfileConfig> {
 public:
     using PluginLookup::PluginLookup;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Patterns known for runaway searches, on texts made for them: a search ends with an answer, or
-// with a limit that is told, and the default limits do end it.
+// Well-known runaway patterns on texts made for them: with the default limits, each search ends
+// with an answer or with an error that names a limit.
 #include "families/patterns/Pcre2Pattern.h"
 
 #include <gtest/gtest.h>
@@ -101,9 +101,9 @@ std::vector<std::string> EvilTexts() {
 
 class EvilPatternsTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(EvilPatternsTest, EndByAnAnswerOrALimit) {
+TEST_P(EvilPatternsTest, EndWithAnAnswerOrALimit) {
     const std::vector<std::string> texts = EvilTexts();
-    std::size_t limits_told = 0;
+    std::size_t limits_reached = 0;
     for (const std::string& evil : EvilPatterns()) {
         const Pcre2Pattern pattern(GetParam() + evil, Pcre2Pattern::IgnoreCase);
         for (const std::string& text : texts) {
@@ -112,11 +112,11 @@ TEST_P(EvilPatternsTest, EndByAnAnswerOrALimit) {
             } catch (const std::runtime_error& error) {
                 EXPECT_NE(std::string(error.what()).find("Limit is "), std::string::npos)
                     << error.what();
-                ++limits_told;
+                ++limits_reached;
             }
         }
     }
-    EXPECT_GT(limits_told, 20u);
+    EXPECT_GT(limits_reached, 20u);
 }
 
 INSTANTIATE_TEST_SUITE_P(MachineCode, EvilPatternsTest, testing::Values(""));

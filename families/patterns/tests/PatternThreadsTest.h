@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-/// Patterns that several threads search at once.
+/// Tests of patterns that several threads search at once.
 class PatternThreadsTest : public PluginTest {
 protected:
-    /// Asks the list, which has the patterns "^user([0-9]+)@" with the result "$1" and "^(z+)+$",
+    /// Ask the list, which has the patterns "^user([0-9]+)@" with the result "$1" and "^(z+)+$",
     /// in several threads from its first search on.
     void AskAtOnce(const std::string& list) {
         KwLookupHolder holder(m_log);
@@ -24,7 +24,7 @@ protected:
                     const std::string name = std::to_string(thread * 1000 + i);
                     wrong += Ask(holder, "user" + name + "@corp.lan").res != " " + name;
                     wrong += Ask(holder, "nobody" + name + "@corp.lan").found;
-                    // Ends by the match limit.
+                    // Ends at the match limit.
                     wrong += Ask(holder, std::string(30, 'z') + "!").found;
                 }
             });
@@ -33,8 +33,8 @@ protected:
         EXPECT_EQ(wrong, 0);
     }
 
-    /// Asks the list, which has `result` for user@corp.lan, while its type is loaded again with
-    /// corp.lan among SkipDomains.
+    /// Ask the list, which has `result` for user@corp.lan, while its type is reloaded with
+    /// corp.lan among SkipDomains. The list keeps the old configuration.
     void AskBesideReloads(const std::string& type, const std::string& list,
                           const std::string& result) {
         KwLookupHolder holder(m_log);

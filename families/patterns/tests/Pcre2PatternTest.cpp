@@ -54,7 +54,7 @@ TEST(Pcre2PatternTest, Matches) {
         {"a.b", DOT_ALL, "a\nb", true},
         {"a b # c", 0, "ab", false},
         {"a b # c", WHITE_SPACE, "ab", true},
-        // Bytes are characters: one byte of a UTF-8 letter, no folding beyond A to Z.
+        // Characters are bytes: a UTF-8 letter is two, and only A to Z have letter case.
         {"^.$", 0, "\xc3\xa9", false},
         {"^..$", 0, "\xc3\xa9", true},
         {"^\xe9$", NO_CASE, "\xc9", false},
@@ -72,7 +72,7 @@ TEST(Pcre2PatternTest, Matches) {
     }
 }
 
-TEST(Pcre2PatternTest, TellsWhereAPatternIsWrong) {
+TEST(Pcre2PatternTest, ErrorsNameTheOffset) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"(a", "missing closing parenthesis at offset 2"},
         {"ab[c", "missing terminating ] for character class at offset 4"},
@@ -87,7 +87,7 @@ TEST(Pcre2PatternTest, TellsWhereAPatternIsWrong) {
     }
 }
 
-TEST(Pcre2PatternTest, GivesTheGroups) {
+TEST(Pcre2PatternTest, ReturnsTheGroups) {
     const Pcre2Pattern pattern("(a)(x)?(.)()(.)(.)(.)(.)(.)(.)(.)", 0);
     EXPECT_EQ(pattern.GetGroupCount(), 11u);
     Pcre2Pattern::Groups groups;
@@ -104,14 +104,14 @@ TEST(Pcre2PatternTest, GivesTheGroups) {
     for (std::size_t i = 2; i < groups.size(); ++i)
         EXPECT_EQ(groups[i], "");
 
-    // A match whose start was set behind its end.
+    // A match whose start was set after its end.
     groups.fill("before");
     ASSERT_TRUE(
         Pcre2Pattern("(?=-a(?1))(?(DEFINE)(\\K))", 0).Search(text, PatternLimits(), &groups));
     EXPECT_EQ(groups[0], "");
 }
 
-TEST(Pcre2PatternTest, ALimitIsAnErrorThatNamesPatternAndParameter) {
+TEST(Pcre2PatternTest, ErrorsOfLimitsNamePatternAndParameter) {
     struct Case {
         std::string pattern;
         std::string text;
@@ -132,7 +132,7 @@ TEST(Pcre2PatternTest, ALimitIsAnErrorThatNamesPatternAndParameter) {
         {"^(a+)+$", std::string(40, 'a') + "b", usual, "match limit exceeded; MatchLimit is 10000"},
         {"^(a+)+$", std::string(12, 'a') + "b", few_steps,
          "match limit exceeded; MatchLimit is 100"},
-        // Interpreted, as where machine code is not allowed.
+        // Interpreted, as on systems that do not allow machine code.
         {"(*NO_JIT)^(a|b)*$", std::string(100, 'a'), no_depth,
          "matching depth limit exceeded; DepthLimit is 10"},
         {"(*NO_JIT)^(a|b)*$", many, little_memory, "heap limit exceeded; HeapLimit is 32768 bytes"},
@@ -152,7 +152,7 @@ TEST(Pcre2PatternTest, ALimitIsAnErrorThatNamesPatternAndParameter) {
     EXPECT_FALSE(Pcre2Pattern("a", 0).Search(std::string(512, 'b'), usual, nullptr));
 }
 
-TEST(Pcre2PatternTest, TheTimeEndsALongSearch) {
+TEST(Pcre2PatternTest, TheTimeLimitEndsALongSearch) {
     PatternLimits limits;
     limits.length = 10000000;
     limits.match = 100000000;
@@ -167,7 +167,7 @@ TEST(Pcre2PatternTest, TheTimeEndsALongSearch) {
     EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 2);
 }
 
-// Long texts are searched in parts; a verb before the pattern, which changes nothing, prevents it.
+// Long texts are searched in parts, unless the pattern has a verb, here one without an effect.
 TEST(Pcre2PatternTest, ALongTextIsSearchedAsAWhole) {
     PatternLimits limits;
     limits.length = 10000;
@@ -199,7 +199,7 @@ TEST(Pcre2PatternTest, ALongTextIsSearchedAsAWhole) {
         }
     }
     EXPECT_GT(matches, 1000u);
-    // What would mean something else in a part.
+    // Patterns that would match differently in a part.
     const std::string text = std::string(513, 'a') + "ab" + std::string(600, 'x');
     EXPECT_EQ(found("\\Gb|\\Gab", text), "nothing");
     EXPECT_EQ(found("y|\\Gab", text), "nothing");
@@ -207,7 +207,7 @@ TEST(Pcre2PatternTest, ALongTextIsSearchedAsAWhole) {
     EXPECT_EQ(found("a++(*SKIP)y|ab", text), "nothing");
 }
 
-TEST(Pcre2PatternTest, ALimitOfOneSearchIsNotThatOfTheNext) {
+TEST(Pcre2PatternTest, EachSearchHasItsOwnLimits) {
     const Pcre2Pattern pattern("^(a|b)*$", 0);
     PatternLimits limits;
     limits.length = 1000000;
@@ -244,13 +244,13 @@ TEST(ResultTextTest, Expands) {
     EXPECT_TRUE(ResultText().Empty());
 }
 
-TEST(ResultTextTest, DoesNotLookAtWhatItPutIn) {
+TEST(ResultTextTest, DoesNotExpandGroups) {
     Pcre2Pattern::Groups groups;
     groups.fill("$0$1$$");
     EXPECT_EQ(ResultText("<$1>", Pcre2Pattern("(a)", 0)).Expand(groups), "<$0$1$$>");
 }
 
-TEST(ResultTextTest, RefusesWhatMeansNothing) {
+TEST(ResultTextTest, InvalidCodesAreErrors) {
     const Pcre2Pattern pattern("(.)(.)", 0);
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"a$", "result 'a$': '$' at offset 1 is not followed by a digit or '$'"},

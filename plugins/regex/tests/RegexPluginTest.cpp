@@ -36,7 +36,7 @@ TEST_F(RegexPluginTest, IsNamedInTheDebugMessage) {
                 ElementsAre("KwLookupHolder::Find: found b@c matched with ^b (from ^b)"));
 }
 
-/// A pattern passes two splittings: at the commas of the list, at the bars of the settings.
+/// A pattern is split twice: at the commas of the list, and at the bars of the settings.
 TEST_F(RegexPluginTest, PatternsAreQuotedTwice) {
     struct Case {
         std::string list;
@@ -109,7 +109,7 @@ TEST_F(RegexPluginTest, HonoursTheFlags) {
             << test.pattern << " on " << test.text << " flags " << test.flags;
 }
 
-TEST_F(RegexPluginTest, RegardsLetterCaseWhenToldTo) {
+TEST_F(RegexPluginTest, LetterCaseCountsOnRequest) {
     EXPECT_TRUE(AskList("regex:ABC", "abc").found);
     EXPECT_FALSE(AskList("regex:CaseSensitive=yes|ABC", "abc").found);
     Configure("[lookup_regex]\nCaseSensitive = yes\n");
@@ -171,7 +171,7 @@ TEST_F(RegexPluginTest, ValuesAreChecked) {
     }
 }
 
-TEST_F(RegexPluginTest, TheEdgesOfWhatIsAllowed) {
+TEST_F(RegexPluginTest, ExtremeValuesAreAllowed) {
     for (const std::string setting :
          {"MatchLimit=1", "MatchLimit=2147483647", "DepthLimit=1", "DepthLimit=2147483647",
           "HeapLimit=32k", "HeapLimit=1g", "MaxLength=1", "MaxLength=2147483647", "SearchTime=1",
@@ -185,7 +185,7 @@ TEST_F(RegexPluginTest, TheEdgesOfWhatIsAllowed) {
     }
 }
 
-// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+// The defaults on the manual page hold with a configuration and without one.
 TEST_F(RegexPluginTest, HasTheDocumentedDefaults) {
     ASSERT_TRUE(AskList("regex:a", "a").found);
     for (const bool with_values : {true, false}) {
@@ -231,9 +231,9 @@ TEST_F(RegexPluginTest, ALimitIsAnExceptionUnderException) {
     EXPECT_EQ(reason("regex:b", std::string(2048, 'b')), "nothing was thrown");
     EXPECT_EQ(reason("regex:MaxLength=3|b", "bbbb"),
               "pattern 'b': the text has 4 bytes; MaxLength is 3");
-    // Brackets do not count, as they are not searched.
+    // Stripped brackets do not count.
     EXPECT_TRUE(AskList("regex:MaxLength=3|b", "<bbb>", FIND_STRIP_BRACKETS).found);
-    // An item decides for itself.
+    // The setting of an item takes precedence.
     EXPECT_EQ(reason(std::string("regex:OnError=ignore|") + EVIL, EVIL_TEXT), "nothing was thrown");
 }
 
@@ -277,7 +277,7 @@ TEST_F(RegexPluginTest, AFailedReloadKeepsTheConfiguration) {
                     Contains("Error in configuration reload for regex: error in reading "
                              "configuration for regex"));
         EXPECT_EQ(Ask(before, "a").res, " old");
-        // An item made now has the type loaded again, which fails as well.
+        // A new item loads the type again, which fails too.
         EXPECT_EQ(ErrorOf("regex:a"),
                   "  Error in init lookup [regex:a]: error in reading configuration for regex");
     }
@@ -286,7 +286,7 @@ TEST_F(RegexPluginTest, AFailedReloadKeepsTheConfiguration) {
     EXPECT_EQ(Ask(before, "a").res, " old");
 }
 
-TEST_F(RegexPluginTest, ALookupInitialisedAgainKeepsWhatItHadWhenThatFails) {
+TEST_F(RegexPluginTest, AFailedInitChangesNothing) {
     KwLookupHolder holder(m_log);
     holder.Init("regex:OnError=exception|MaxLength=5|Result=1|a");
     KwIfLookup& lookup = const_cast<KwIfLookup&>(holder.GetObjects()[0]);

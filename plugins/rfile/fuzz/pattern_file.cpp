@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Loads a pattern file of any bytes, searches it for any text, and compares with its patterns tried
+// Loads a pattern file, searches it for a text, and compares the answer with trying its patterns
 // one by one. The input is the text, a zero byte, and the file.
 #include "fuzz/Require.h"
 #include "plugins/rfile/PatternFile.h"
@@ -18,7 +18,7 @@ namespace {
 
 using Rule = PatternList::Rule;
 
-/// The first rule that matches, or null; throws std::runtime_error when one fails before that.
+/// The first rule that matches, or null. Throws std::runtime_error if a rule before it fails.
 const Rule* FindOneByOne(const PatternList& list, const std::string& text,
                          const PatternLimits& limits, Pcre2Pattern::Groups* groups) {
     for (const Rule& rule : list.GetRules())
@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string reason = error.what();
         Require(reason.compare(0, name.size() + 1, name + ":") == 0);
     } catch (const std::runtime_error&) {
-        // A limit.
+        // A limit was reached.
     }
     return 0;
 }

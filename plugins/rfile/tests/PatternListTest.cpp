@@ -16,7 +16,7 @@ using namespace kwlookup;
 
 namespace {
 
-/// Makes patterns by a grammar, and texts that they match or nearly match.
+/// Makes patterns from a grammar, and texts that they match or nearly match.
 class PatternMaker {
 public:
     explicit PatternMaker(unsigned seed) : m_engine(seed) {}
@@ -24,7 +24,7 @@ public:
     std::size_t Below(std::size_t count) { return m_engine() % count; }
     bool OneIn(std::size_t count) { return Below(count) == 0; }
 
-    /// A pattern, with a text that it is likely to match in `sample`.
+    /// A pattern. `sample` becomes a text that it probably matches.
     std::string Pattern(std::string& sample) {
         sample.clear();
         m_groups = 0;
@@ -113,7 +113,7 @@ private:
             return assertions[Below(std::size(assertions))];
         }
         case 8: {
-            // What is not looked into must still be found.
+            // Syntax that is not analysed must still match.
             static const char* const others[][2] = {{"\\Qa.b\\E", "a.b"},
                                                     {"\\x{61}", "a"},
                                                     {"(?i)mail", "MAIL"},
@@ -196,7 +196,7 @@ private:
             item.substr(0, 2) == "\\B" || item.substr(0, 3) == "\\K" || item.substr(0, 2) == "a+" ||
             item.substr(0, 3) == "(?i" || item.substr(0, 3) == "(?#")
             return std::string();
-        // Of a literal only the last byte is repeated.
+        // A quantifier repeats only the last byte of a literal.
         std::string quantifier = quantifiers[Below(std::size(quantifiers))];
         if ((quantifier == "{2}" || quantifier == "{02}") && !sample.empty())
             sample += item.back() == ')' || item.back() == ']' ? sample
@@ -210,7 +210,7 @@ private:
     int m_groups = 0;
 };
 
-/// The number of the first rule that matches, tried one by one; -1 for none. Nothing when one of
+/// The number of the first rule that matches when all are tried in order, or -1. Empty if one of
 /// them fails.
 std::optional<int> FindOneByOne(const PatternList& list, const std::string& text,
                                 const PatternLimits& limits) {
@@ -242,7 +242,7 @@ int Find(const PatternList& list, const std::string& text, const PatternLimits& 
 
 class PatternListRandomTest : public testing::TestWithParam<unsigned> {};
 
-TEST_P(PatternListRandomTest, AnswersAsTheLoopDoes) {
+TEST_P(PatternListRandomTest, AnswersAsTryingAllInOrder) {
     PatternMaker maker(GetParam());
     PatternLimits limits;
     limits.match = 100000;
@@ -275,7 +275,7 @@ TEST_P(PatternListRandomTest, AnswersAsTheLoopDoes) {
                     << "text [" << testing::PrintToString(text) << "]";
             }
         }
-        // One pattern at a time: none can hide behind another that matches first.
+        // Also one pattern at a time, so that an earlier match does not hide a later one.
         for (std::size_t i = 0; i < samples.size(); ++i) {
             const Pcre2Pattern& pattern = list.GetRules()[i].pattern;
             const std::vector<LiteralSet> sets = RequiredLiterals(pattern.GetText());
@@ -327,7 +327,7 @@ TEST(RequiredLiteralsTest, AreFound) {
     }
 }
 
-TEST(RequiredLiteralsTest, AreNoneWhereNothingIsSure) {
+TEST(RequiredLiteralsTest, AreEmptyIfAnyTextMayMatch) {
     for (const char* pattern :
          {"",           "ab",           "a.b.c",     ".*",          "abc|",         "(?:abc)?",
           "(abc|de)*",  "[0-9]+@",      "(?i)abc",   "abc++",       "(?>abc)",      "(?=abc)abc",
@@ -337,7 +337,7 @@ TEST(RequiredLiteralsTest, AreNoneWhereNothingIsSure) {
         EXPECT_EQ(RequiredLiterals(pattern).size(), 0u) << pattern;
 }
 
-TEST(RequiredLiteralsTest, SurviveManyAndLongOnes) {
+TEST(RequiredLiteralsTest, MayBeManyAndLong) {
     std::string many;
     std::set<std::string> words;
     for (int first = 'a'; first <= 'z'; ++first)
@@ -348,7 +348,7 @@ TEST(RequiredLiteralsTest, SurviveManyAndLongOnes) {
     EXPECT_GT(words.size(), 256u);
     EXPECT_EQ(Required(many), Sets({words}));
     EXPECT_EQ(Required(std::string(20000, 'a')), Sets({{std::string(20000, 'a')}}));
-    // Beyond what RE2 takes: tried always.
+    // Too large for RE2, so any text may match.
     EXPECT_EQ(RequiredLiterals("(?:abc){2000}").size(), 0u);
 }
 
@@ -401,7 +401,7 @@ TEST(PatternListTest, ManyPatternsOfOneLiteral) {
     EXPECT_EQ(Find(list, "bounce-500", PatternLimits()), -1);
 }
 
-TEST(PatternListTest, TheTimeIsForAllPatternsTogether) {
+TEST(PatternListTest, TheTimeLimitIsForAllPatternsTogether) {
     PatternList list("lists/p");
     for (std::size_t i = 0; i < 2000; ++i)
         list.Add("[a-z]*[a-z]*[0-9]{" + std::to_string(3 + i % 90) + "}$", 0, "", i);
@@ -432,8 +432,8 @@ TEST(PatternListTest, TheTimeIsForAllPatternsTogether) {
     EXPECT_EQ(Find(list, text, limits), -1);
 }
 
-// The machine code of so many patterns takes longer than that.
-TEST(PatternListTest, TheFirstSearchHasItsTimeForItself) {
+// To make the machine code of so many patterns takes longer than the limit.
+TEST(PatternListTest, MakingMachineCodeIsNotSearchTime) {
     const auto first_search = [](const std::string& pattern) -> std::string {
         PatternList list("f");
         for (std::size_t i = 0; i < 1000; ++i)
@@ -462,7 +462,7 @@ TEST(PatternListTest, AnEmptyListMatchesNothing) {
     EXPECT_EQ(Find(list, "abc", PatternLimits()), -1);
 }
 
-TEST(PatternListTest, TellsTheLineOfALimit) {
+TEST(PatternListTest, ErrorsOfLimitsNameTheLine) {
     PatternList list("lists/p");
     list.Add("abc", 0, "", 3);
     list.Add("^(a+)+$", 0, "", 7);

@@ -13,7 +13,7 @@ constexpr auto LEVEL_DEBUG = log4cxx::Level::LEVEL_DEBUG;
 
 class RfilePluginTest : public PluginTest {
 protected:
-    /// A list of one file, which holds `lines`.
+    /// A list of one file with these lines.
     std::string List(const std::string& lines) { return "rfile:" + m_dir.Write("patterns", lines); }
 
     Answer AskLines(const std::string& lines, const std::string& text, int flags = 0) {
@@ -48,7 +48,7 @@ TEST_F(RfilePluginTest, TheFirstMatchInFileOrderWins) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
-TEST_F(RfilePluginTest, AByteOrderMarkIsNoPartOfTheFirstPattern) {
+TEST_F(RfilePluginTest, AByteOrderMarkIsNotPartOfTheFirstPattern) {
     const std::string file = m_dir.Write("patterns", "\xef\xbb\xbf^a\n\xef\xbb\xbf^b\n");
     EXPECT_TRUE(AskList("rfile:" + file, "a").found);
     EXPECT_FALSE(AskList("rfile:" + file, "b").found);
@@ -124,11 +124,11 @@ TEST_F(RfilePluginTest, FilesThatCannotBeRead) {
     EXPECT_THAT(ErrorOf(std::string("rfile:/dev/null\0x", 16)),
                 StartsWith("  Error in init lookup [rfile:/dev/null"));
     EXPECT_EQ(AskList("rfile:/dev/null", "x"), Miss());
-    // Reads as a file that fails in the middle.
+    // Opens, but cannot be read.
     EXPECT_EQ(ErrorOf("rfile:/proc/self/mem"), error("/proc/self/mem", "Input/output error"));
 }
 
-TEST_F(RfilePluginTest, OldPatternsStayWhenANewLoadFails) {
+TEST_F(RfilePluginTest, AFailedInitKeepsTheOldPatterns) {
     KwLookupHolder holder(m_log);
     holder.Init(List("/old/ old result\n"));
     KwIfLookup& lookup = const_cast<KwIfLookup&>(holder.GetObjects()[0]);
@@ -143,7 +143,7 @@ TEST_F(RfilePluginTest, OldPatternsStayWhenANewLoadFails) {
     EXPECT_TRUE(Ask(holder, "new").found);
 }
 
-TEST_F(RfilePluginTest, TellsWhatItLoadedAndWhatMatched) {
+TEST_F(RfilePluginTest, LogsWhatItLoadedAndWhatMatched) {
     KwLookupHolder holder(m_log);
     const std::string list = List("^jdoe@\n^[0-9]\n");
     RecordingLog::Reset();
