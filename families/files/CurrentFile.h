@@ -9,17 +9,17 @@
 
 namespace kwlookup {
 
-/// The open database behind a file name: opened when first asked for, and again once the file has
-/// been replaced, which is looked for once a second.
+/// The open database behind a file name. It is opened on first use, and again after the file was
+/// replaced, which is checked once a second.
 ///
-/// `Database` has `bool IsCurrent() const`: is its file still what the name stands for?
+/// `Database` has `bool IsCurrent() const`, which is true while the name still names the open file.
 ///
 /// Threads: one at a time.
 template <typename Database>
 class CurrentFile {
 public:
-    /// `open()` makes a std::unique_ptr<Database>; what it and IsCurrent() throw passes through,
-    /// and the next call opens again. The reference holds until the next call.
+    /// `open()` returns a std::unique_ptr<Database>. Exceptions of `open()` and IsCurrent() pass
+    /// through, and the next call opens again. The reference is valid until the next call.
     template <typename Open>
     Database& Get(Open&& open) {
         const std::int64_t now = Seconds();
@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    /// A clock that costs next to nothing.
+    /// The coarse clock, because every search reads it.
     static std::int64_t Seconds() { return CoarseNanoseconds() / 1000000000; }
 
     std::unique_ptr<Database> m_database;

@@ -8,7 +8,7 @@
 
 namespace kwlookup {
 
-/// The parameter of every plug-in that searches a database file: Database, its name.
+/// The parameter of every plug-in that searches a database file: Database, the name of the file.
 class DatabaseConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;

@@ -16,7 +16,7 @@ namespace kwlookup {
 namespace {
 
 FileDescriptor OpenFile(const std::string& name) {
-    static_cast<void>(FileStamp(name)); // refuses a pipe, whose opening would wait for a writer
+    static_cast<void>(FileStamp(name)); // throws for a pipe: opening one waits for a writer
     FileDescriptor file = FileDescriptor::OpenForReading(name);
     if (!file)
         throw std::runtime_error(name + ": " + SystemErrorText(errno));
@@ -26,11 +26,11 @@ FileDescriptor OpenFile(const std::string& name) {
 } // namespace
 
 std::shared_ptr<const FileBytes> FileBytes::Open(const std::string& name) {
-    // Never freed: threads may end, and close files, after the process began to exit.
+    // Never freed: threads may still close files while the process exits.
     static auto& lock = *new std::mutex;
     static auto& open_files = *new std::vector<std::weak_ptr<const FileBytes>>;
     const FileStamp stamp(name);
-    // Held while the file is read, so that threads that ask at once make one copy.
+    // Held while the file is read, so that several threads make only one copy.
     const std::lock_guard<std::mutex> guard(lock);
     for (const auto& known : open_files) {
         std::shared_ptr<const FileBytes> file = known.lock();

@@ -12,25 +12,25 @@
 
 namespace kwlookup {
 
-/// The bytes of a file as they were when it was opened. It is never mapped, because a mapped file
-/// that is cut short ends the process.
+/// The bytes of a file as they were when it was opened. The file is never mapped, because accessing
+/// a mapped file that was truncated kills the process.
 ///
-/// A file of up to COPY_LIMIT bytes is copied into memory: what is written to it later changes
-/// nothing here. A longer one is read as it is asked for, and CheckUnchanged() tells whether what
-/// was read belongs together.
+/// A file of up to COPY_LIMIT bytes is copied into memory, so that later writes have no effect. A
+/// larger file is read piece by piece, and CheckUnchanged() tells whether the pieces are
+/// consistent.
 ///
 /// Threads: any; a file is copied once for all of them.
 class FileBytes {
 public:
-    /// A table of a million addresses fits, in each format; to copy it takes some 50 ms.
+    /// Room for a table of a million addresses in each format. To copy it takes some 50 ms.
     static constexpr std::uint64_t COPY_LIMIT = 128 << 20;
 
-    /// Gives the bytes that are open already when the file is still the same. Throws
-    /// std::runtime_error "NAME: REASON", also for what is not a regular file, and for a file that
-    /// is written to meanwhile.
+    /// Return the bytes that are open already if the file is unchanged, otherwise open the file.
+    /// Throws std::runtime_error "NAME: REASON", also if the file is not a regular file or is
+    /// written to meanwhile.
     static std::shared_ptr<const FileBytes> Open(const std::string& name);
 
-    /// True while the name stands for the file as it was when it was opened. Throws
+    /// True while the name still names this file and the file is unchanged. Throws
     /// std::runtime_error "NAME: REASON".
     bool IsCurrent() const { return FileStamp(m_name).IsUnchanged(m_stamp); }
 
@@ -38,12 +38,12 @@ public:
     std::uint64_t GetSize() const { return m_stamp.GetSize(); }
     bool IsCopy() const { return m_copy != nullptr; }
 
-    /// `length` bytes at `offset`; fewer where the file ends. They stand in the copy or in
-    /// `buffer`. Throws std::runtime_error "NAME: REASON".
+    /// `length` bytes at `offset`, or fewer at the end of the file. They are a view of the copy or
+    /// of `buffer`. Throws std::runtime_error "NAME: REASON".
     std::string_view Read(std::uint64_t offset, std::size_t length, std::string& buffer) const;
 
-    /// Throws std::runtime_error "NAME: written to while it was read" unless all that was read is
-    /// of the file as it was opened.
+    /// Throws std::runtime_error "NAME: written to while it was read" if the file has changed since
+    /// it was opened and is not copied.
     void CheckUnchanged() const;
 
 private:

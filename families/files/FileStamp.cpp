@@ -19,7 +19,7 @@ FileStamp::FileStamp(const std::string& name, int file) {
 void FileStamp::Check(const std::string& name, int status) const {
     if (status != 0)
         throw std::runtime_error(name + ": " + SystemErrorText(errno));
-    // Opening a pipe would wait for a writer.
+    // To open a pipe would wait for a writer.
     if (!S_ISREG(m_stat.st_mode))
         throw std::runtime_error(name + ": not a regular file");
 }

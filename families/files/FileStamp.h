@@ -7,22 +7,22 @@
 
 namespace kwlookup {
 
-/// What tells a file from the one that takes its name later.
+/// Identifies a file and its state: device, inode, size and time of the last change.
 class FileStamp {
 public:
-    /// Of the file `name`, once links are followed. Throws std::runtime_error "NAME: REASON", also
-    /// for what is not a regular file.
+    /// The stamp of the file `name`; links are followed. Throws std::runtime_error "NAME: REASON",
+    /// also if it is not a regular file.
     explicit FileStamp(const std::string& name);
 
-    /// Of the open file `file`; `name` is for the message.
+    /// The stamp of the open file `file`; `name` is for messages.
     FileStamp(const std::string& name, int file);
 
-    /// The same file, whatever was written to it since.
+    /// True for the same file, even if it was written to.
     bool IsSameFile(const FileStamp& other) const {
         return m_stat.st_dev == other.m_stat.st_dev && m_stat.st_ino == other.m_stat.st_ino;
     }
 
-    /// The same file, and nobody has written to it since.
+    /// True for the same file if it was not written to.
     bool IsUnchanged(const FileStamp& other) const {
         return IsSameFile(other) && m_stat.st_size == other.m_stat.st_size &&
                m_stat.st_mtim.tv_sec == other.m_stat.st_mtim.tv_sec &&

@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// The parameters of plug-ins that search a file of keys and values: Database, LowerCase,
-/// AllValues and TrailingNul.
+/// The parameters of plug-ins that search a file of keys and values: Database, LowerCase, AllValues
+/// and TrailingNul.
 class KeyConfig : public DatabaseConfig {
 public:
     /// Whether the keys in the file end in a NUL byte.
@@ -16,8 +16,8 @@ public:
 
     using DatabaseConfig::DatabaseConfig;
 
-    /// Throws std::invalid_argument "Wrong TrailingNul setting [VALUE]: wait 'no', 'yes' or 'both'"
-    /// besides what the base throws.
+    /// Throws std::invalid_argument "Wrong TrailingNul setting [VALUE]: wait 'no', 'yes' or
+    /// 'both'", and what the base class throws.
     void PostInit() override;
 
     bool GetLowerCase() const { return m_lower_case.Get(); }

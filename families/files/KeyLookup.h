@@ -18,15 +18,15 @@
 
 namespace kwlookup {
 
-/// A search for one key in a file of keys and values; the template is the key. The key is what
-/// stands in *matched after a match.
+/// Base of plug-ins that search a file of keys and values for the expanded template. After a match,
+/// *matched is the key.
 ///
-/// `Config` derives from KeyConfig. `Database` is an open file, used by one thread at a time, with
-/// a constructor from the file's name, `bool IsCurrent() const`, and `bool Find(std::string_view
-/// key, bool all, Values& values)`, which adds the value of the first record with that key, or of
-/// all of them. They throw what makes a search fail.
+/// `Config` derives from KeyConfig. `Database` is an open file, used by one thread at a time. It
+/// has a constructor from the name of the file, `bool IsCurrent() const`, and `bool
+/// Find(std::string_view key, bool all, Values& values)`, which adds the value of the first record
+/// with that key, or of all of them. An exception of theirs makes the search fail.
 ///
-/// Threads: searches may run at once; each thread has the file open for itself.
+/// Threads: any number may search at once. Each has the file open for itself.
 template <typename Config, typename Database>
 class KeyLookup : public PluginLookup<Config> {
 public:
@@ -45,10 +45,10 @@ protected:
     bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                 std::string* matched) const override {
         const Table& table = *m_table;
-        static thread_local std::string key; // keeps its memory
+        static thread_local std::string key; // keeps its memory between searches between searches
         if (!table.key.Expand(*this, finder, flags, key))
             return false;
-        // One byte more may follow.
+        // The lengths in these files have 32 bits, and a NUL byte may be added.
         if (key.size() >= std::numeric_limits<std::uint32_t>::max())
             throw std::length_error("the key is too long");
         if (table.lower_case)

@@ -11,11 +11,11 @@
 
 namespace kwlookup {
 
-/// A `T` for each thread that asks for one: what a search needs and two threads must not share, as
-/// an open database. It goes with its thread, or with this object, whichever ends first.
+/// A `T` for each thread that calls Get(), such as an open database, which threads must not share.
+/// Each `T` is destroyed when its thread ends or when this object is destroyed.
 ///
-/// Threads: Get() takes no lock but at the first call of a thread. No thread may be in Get(), or
-/// use what it gave, when this object is destroyed.
+/// Threads: any. Get() takes a lock only on the first call of a thread. When this object is
+/// destroyed, no thread may be in Get() or use its result.
 template <typename T>
 class PerThread {
 public:
@@ -23,7 +23,7 @@ public:
     PerThread(const PerThread&) = delete;
     PerThread& operator=(const PerThread&) = delete;
 
-    /// The calling thread's own; made with `T(arguments...)` when it has none.
+    /// The `T` of the calling thread, made by `T(arguments...)` on its first call.
     template <typename... Arguments>
     T& Get(Arguments&&... arguments) const {
         Known& known = ThisThread();
@@ -37,7 +37,7 @@ public:
         made.emplace_back(std::forward<Arguments>(arguments)...);
         const auto value = made.begin();
         const std::lock_guard<std::mutex> lock(m_store->lock);
-        // Last what may throw: an entry always has its value in the store.
+        // After this nothing throws, so that each entry has its value in the store.
         known.entries.emplace(m_id, Entry{m_store, value});
         m_store->values.splice(m_store->values.end(), made);
         return known.Remember(m_id, *value);
@@ -54,11 +54,11 @@ private:
         typename std::list<T>::iterator value;
     };
 
-    /// What one thread has, in all objects of this class, some of which may be gone.
+    /// The values of one thread, for all objects of this class. Some objects may be gone.
     struct Known {
         std::unordered_map<std::uint64_t, Entry> entries;
-        std::size_t enough = 16;   ///< when to look for what is gone; a list has fewer items
-        std::uint64_t last_id = 0; ///< of the object asked last, which is often the only one
+        std::size_t enough = 16;   ///< entries before a clean-up; more than most lists need
+        std::uint64_t last_id = 0; ///< of the object used last, which is often the only one
         T* last = nullptr;
 
         T& Remember(std::uint64_t id, T& value) {
@@ -67,7 +67,8 @@ private:
             return value;
         }
 
-        /// Keeps the table in proportion to the objects that are there.
+        /// Remove the entries of objects that are gone, so that the table stays proportional to
+        /// the number of objects.
         void ForgetOld() {
             if (entries.size() < enough)
                 return;
@@ -78,7 +79,7 @@ private:
 
         ~Known() {
             for (auto& [id, entry] : entries) {
-                std::list<T> gone; // destroyed without the lock
+                std::list<T> gone; // so that its destructor runs after the lock is released
                 if (const auto store = entry.store.lock()) {
                     const std::lock_guard<std::mutex> lock(store->lock);
                     gone.splice(gone.end(), store->values, entry.value);
@@ -87,7 +88,7 @@ private:
         }
     };
 
-    /// In a function of its own, or each list of argument types would have another.
+    /// Not a static of Get(), of which there is one for each list of argument types.
     static Known& ThisThread() {
         static thread_local Known known;
         return known;

@@ -7,7 +7,7 @@ namespace kwlookup {
 
 namespace {
 
-// The page at the start of a file, by the format.
+// Of the first page of a file.
 constexpr std::size_t HEAD_BYTES = 512;
 constexpr std::size_t HEAD_CHECKSUM = 492;
 
@@ -32,7 +32,7 @@ std::uint32_t HashOf(std::string_view key) {
     return hash;
 }
 
-/// The number of the group that `bucket` was made with; each doubles the table.
+/// The group that `bucket` was made with. Each group doubles the number of buckets.
 unsigned GroupOf(std::uint32_t bucket) {
     unsigned group = 0;
     while ((std::uint64_t(1) << group) < std::uint64_t(bucket) + 1)
@@ -51,11 +51,11 @@ BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
     const auto fail = [this](const char* reason) {
         throw std::runtime_error(m_file->GetName() + ": " + reason);
     };
-    constexpr char NOT_WHOLE[] = "not a whole Berkeley DB file";
+    constexpr char INVALID[] = "not a valid Berkeley DB file";
     std::string buffer;
     const std::string_view head = m_file->Read(0, HEAD_BYTES, buffer);
     if (head.size() != HEAD_BYTES)
-        fail(NOT_WHOLE);
+        fail(INVALID);
     bool swapped = false;
     const auto number = [&](std::size_t at) {
         return BerkeleyPage::ToNumber<std::uint32_t>(head.substr(at, 4), swapped);
@@ -67,7 +67,7 @@ BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
     swapped = !is_known(number(12));
     const std::uint32_t magic = number(12), version = number(16), flags = number(48);
     if (!is_known(magic))
-        fail(NOT_WHOLE);
+        fail(INVALID);
     m_is_hash = magic == HASH_MAGIC;
     if ((magic != TREE_MAGIC && !m_is_hash) || (!m_is_hash && flags & NUMBERED))
         fail("neither a hash nor a btree");
@@ -84,17 +84,17 @@ BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
     if (!version_known || !size_known || encrypted || partitioned ||
         static_cast<std::uint8_t>(head[25]) != type || number(8) != 0 ||
         (!m_is_hash && flags & COMPRESSED))
-        fail(NOT_WHOLE);
+        fail(INVALID);
     if (format.checksums && number(HEAD_CHECKSUM) != BerkeleyPage::Checksum(head, HEAD_CHECKSUM))
-        fail(NOT_WHOLE);
+        fail(INVALID);
     const std::uint64_t pages = std::uint64_t(number(32)) + 1;
     if (pages > m_file->GetSize() / format.size)
-        fail(NOT_WHOLE);
+        fail(INVALID);
     m_pages = static_cast<std::uint32_t>(pages);
     if (!m_is_hash) {
         m_root = number(88);
         if (number(76) < 2) // the least keys of a page
-            fail(NOT_WHOLE);
+            fail(INVALID);
         return format;
     }
     m_last_bucket = number(72);
@@ -103,11 +103,11 @@ BerkeleyPage::Format BerkeleyDatabase::ReadFormat() {
     m_keys = number(88);
     for (std::size_t i = 0; i < m_groups.size(); ++i)
         m_groups[i] = number(96 + 4 * i);
-    constexpr char KNOWN_KEY[] = "%$sniglet^&"; // its hash, NUL included, tells the function
+    constexpr char KNOWN_KEY[] = "%$sniglet^&"; // the file has its hash, to identify the function
     if ((m_high_mask & (m_high_mask + 1)) != 0 || m_low_mask != m_high_mask >> 1 ||
         m_last_bucket > m_high_mask || (m_last_bucket <= m_low_mask && m_last_bucket != 0) ||
         number(92) != HashOf({KNOWN_KEY, sizeof(KNOWN_KEY)}))
-        fail(NOT_WHOLE);
+        fail(INVALID);
     return format;
 }
 
@@ -147,8 +147,8 @@ std::uint64_t BerkeleyDatabase::PageOfBucket(std::uint32_t bucket) const {
     return std::uint64_t(bucket) + m_groups[GroupOf(bucket)];
 }
 
-// False for a bucket that was never used: its page was never written and is zeros. Damage may look
-// the same.
+// False for a bucket that was never used: its page was never written and is all zeros. A lost page
+// may look the same.
 bool BerkeleyDatabase::ReadBucket(std::uint32_t bucket) {
     const std::uint64_t number = PageOfBucket(bucket);
     Read(m_page, number);
@@ -160,8 +160,8 @@ bool BerkeleyDatabase::ReadBucket(std::uint32_t bucket) {
     return true;
 }
 
-// A key whose own bucket is not made yet is kept with those of another; that there is a record in
-// its own tells a wrong number of buckets.
+// A key whose own bucket is not made yet is stored in another. If its own bucket has a record, the
+// number of buckets is wrong.
 void BerkeleyDatabase::CheckUnused(std::uint32_t bucket) {
     const std::uint64_t number = PageOfBucket(bucket);
     if (m_groups[GroupOf(bucket)] == 0 || number >= m_pages)
@@ -172,7 +172,7 @@ void BerkeleyDatabase::CheckUnused(std::uint32_t bucket) {
         Fail();
 }
 
-// Programs that lock the file do not keep the number, which then is too small.
+// Programs that lock the file do not update the number, which is too small then.
 void BerkeleyDatabase::CheckKeyCount() {
     if (m_counted)
         return;
@@ -192,7 +192,7 @@ bool BerkeleyDatabase::FindInTree(std::string_view key, bool all, Values& values
     Read(m_page, m_root);
     while (m_page.GetType() == BerkeleyPage::TreeInner) {
         const unsigned level = m_page.GetLevel(), count = m_page.GetCount();
-        unsigned child = 0; // the last one whose first key is not greater
+        unsigned child = 0; // becomes the last one whose first key is not greater
         for (unsigned end = count; end - child > 1;) {
             const unsigned middle = child + (end - child) / 2;
             (Compare(key, m_page, middle) < 0 ? end : child) = middle;
@@ -238,8 +238,8 @@ BerkeleyDatabase::Place BerkeleyDatabase::PlaceOf(std::string_view key) {
     return {2 * begin, false};
 }
 
-// A key that is not on its leaf is on no other one, unless a page above led to the wrong leaf: then
-// one beside it has a key that should have come first.
+// A key that is missing from its leaf is on no other leaf, unless an inner page led to the wrong
+// one. Then the key is out of order with the keys of a neighbouring leaf.
 void BerkeleyDatabase::CheckNeighbours(std::string_view key, Place place, bool leftmost,
                                        bool rightmost) {
     const std::uint32_t previous = m_page.GetPrevious(), next = m_page.GetNext();
@@ -281,13 +281,13 @@ bool BerkeleyDatabase::AddValue(const BerkeleyPage& page, unsigned i, bool all, 
         return AddList(item.bytes, all, values);
     case BerkeleyPage::Item::ValueTree:
         if (&page == &m_value_page)
-            Fail(); // there are no trees in trees
+            Fail(); // the format has no trees within trees
         return AddTree(item.page, all, values);
     }
     Fail();
 }
 
-// Each value has its length before and behind it.
+// Each value has its length before and after it.
 bool BerkeleyDatabase::AddList(std::string_view list, bool all, Values& values) {
     const auto number = [&](std::size_t at) {
         if (at + 2 > list.size())
@@ -306,7 +306,7 @@ bool BerkeleyDatabase::AddList(std::string_view list, bool all, Values& values) 
     return found;
 }
 
-// The values of one key, which are too many for a page.
+// Adds the values of a key that has too many for a page.
 bool BerkeleyDatabase::AddTree(std::uint32_t root, bool all, Values& values) {
     BerkeleyPage& page = m_value_page;
     Read(page, root);
@@ -336,7 +336,7 @@ bool BerkeleyDatabase::AddTree(std::uint32_t root, bool all, Values& values) {
     Fail();
 }
 
-// Holds until the next call.
+// The bytes are valid until the next call.
 std::string_view BerkeleyDatabase::KeyBytes(const BerkeleyPage::Item& item) {
     if (item.kind == BerkeleyPage::Item::Bytes)
         return item.bytes;
@@ -365,7 +365,7 @@ void BerkeleyDatabase::ReadOverflow(const BerkeleyPage::Item& item, std::string&
         Fail();
 }
 
-// Pages of a copy stay as they were checked.
+// Pages of a copy are checked once, as they cannot change.
 void BerkeleyDatabase::Read(BerkeleyPage& page, std::uint64_t number) {
     if (number == 0 || number >= m_pages)
         Fail();
@@ -377,7 +377,7 @@ void BerkeleyDatabase::Read(BerkeleyPage& page, std::uint64_t number) {
         m_checked[number] = true;
 }
 
-// All keys on a page of a hash are of one bucket.
+// All keys on a page of a hash belong to one bucket.
 void BerkeleyDatabase::CheckHashPage(std::uint32_t bucket, std::uint32_t previous) {
     if (!m_page.IsHash() || m_page.GetPrevious() != previous)
         Fail();

@@ -16,27 +16,28 @@ namespace kwlookup {
 
 /// An open Berkeley DB file, a hash or a btree.
 ///
-/// The library of the format is not asked: on a damaged file it may crash, search for ever, write,
-/// or miss a key, also after its own verification found nothing. What is read here is checked page
-/// by page, before it is believed.
+/// Berkeley DB's own library is not used: on a damaged file it may crash, search forever, write, or
+/// miss a key, even if its verification finds no damage. Here each page is checked before it is
+/// used.
 ///
 /// Threads: one at a time.
 class BerkeleyDatabase {
 public:
-    /// Throws std::runtime_error "NAME: REASON", also for a file that is no hash and no btree, is
-    /// not whole, or holds several databases.
+    /// Throws std::runtime_error "NAME: REASON", also for a file that is neither a hash nor a
+    /// btree, is incomplete, or holds several databases.
     explicit BerkeleyDatabase(const std::string& name);
 
-    /// True while the name stands for the file as it was when it was opened. Throws
+    /// True while the name still names this file and the file is unchanged. Throws
     /// std::runtime_error "NAME: REASON".
     bool IsCurrent() const { return m_file->IsCurrent(); }
 
-    /// Adds the value of the first record with this key to `values`, or of each, in the order of
-    /// the file; false when there is none. Throws std::runtime_error "NAME: REASON".
+    /// Add the value of the first record with this key to `values`, or with `all` the values of all
+    /// such records, in the order of the file. False if there is none. Throws std::runtime_error
+    /// "NAME: REASON".
     bool Find(std::string_view key, bool all, Values& values);
 
 private:
-    /// Where a record with some key is on a leaf, or would be.
+    /// Where a key is on a leaf, or would be.
     struct Place {
         unsigned index;
         bool found;
@@ -64,15 +65,15 @@ private:
 
     const std::shared_ptr<const FileBytes> m_file;
     bool m_is_hash = false;
-    bool m_counted = false; ///< a hash has as many keys as it says
+    bool m_counted = false; ///< the number of keys of a hash has been checked
     std::uint32_t m_pages = 0;
     std::uint32_t m_root = 0; ///< of a btree
     std::uint32_t m_last_bucket = 0, m_high_mask = 0, m_low_mask = 0, m_keys = 0;
-    std::array<std::uint32_t, 32> m_groups = {}; ///< of buckets: their first pages
+    std::array<std::uint32_t, 32> m_groups = {}; ///< the first page of each group of buckets
     const BerkeleyPage::Format m_format;
     BerkeleyPage m_page, m_value_page, m_overflow_page;
-    std::vector<bool> m_checked;          ///< pages of a copy
-    std::vector<std::uint32_t> m_buckets; ///< whose keys are on those pages, and one; 0 at first
+    std::vector<bool> m_checked;          ///< the pages of a copy that are checked
+    std::vector<std::uint32_t> m_buckets; ///< the bucket of each such page plus one; 0 if unknown
     std::string m_long_key, m_long_value;
 };
 

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The parameters of a file of keys and values.
+/// Parameters: those of KeyConfig.
 class BerkeleyConfig : public KeyConfig {
 public:
     static constexpr char NAME[] = "lookup_berkeley";
@@ -13,7 +13,7 @@ public:
     explicit BerkeleyConfig(const BerkeleyConfig* global) : KeyConfig(NAME, global) {}
 };
 
-/// The creator that the library calls, for "berkeley:KEY".
+/// The creator that the library calls for an item "berkeley:KEY".
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
     return new KeyLookup<BerkeleyConfig, BerkeleyDatabase>(log);
 }

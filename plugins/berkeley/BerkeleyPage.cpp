@@ -7,11 +7,11 @@ namespace kwlookup {
 
 namespace {
 
-// The first byte of an item of a hash, the third one of an item of a tree.
+// The first byte of an item of a hash, the third byte of an item of a tree.
 enum HashKind { HashBytes = 1, HashValueList, HashOverflow, HashValueTree };
 enum TreeKind { TreeBytes = 1, TreeValueTree, TreeOverflow, TreeDeleted = 0x80 };
 
-// Bytes before the key of an item, by the format.
+// Bytes before the key of an item.
 constexpr std::size_t LEAF_ITEM_HEADER = 3;
 constexpr std::size_t INNER_ITEM_HEADER = 12;
 
@@ -61,7 +61,7 @@ void BerkeleyPage::Check() const {
     if (GetType() == TreeLeaf)
         CheckOrder(0, 2);
     if (GetType() == TreeInner)
-        CheckOrder(1, 1); // the first key stands for all that are less
+        CheckOrder(1, 1); // the first key counts as less than all others
 }
 
 // Keys of another page are not compared.
@@ -108,7 +108,7 @@ BerkeleyPage::Item BerkeleyPage::TreeItem(std::size_t begin, std::size_t header)
     const std::size_t length = Get<std::uint16_t>(begin);
     const unsigned kind = Get<std::uint8_t>(begin + 2);
     const bool deleted = kind & TreeDeleted;
-    // On an inner page the chain stands where the key would.
+    // On an inner page the chain takes the place of the key.
     const std::size_t chain = header == INNER_ITEM_HEADER ? begin + header : begin;
     const std::size_t chain_used = chain - begin + 12;
     switch (kind & ~unsigned(TreeDeleted)) {
@@ -155,14 +155,14 @@ std::string_view BerkeleyPage::GetOverflow() const {
     return Bytes(GetDataBegin(), Get<std::uint16_t>(22));
 }
 
-// Items lie behind it, up to the end of the page.
+// The items follow it, up to the end of the page.
 std::size_t BerkeleyPage::GetFreeEnd() const {
     const std::size_t end = Get<std::uint16_t>(22);
     return end == 0 ? 0x10000 : end; // an empty page of 64 KiB
 }
 
 void BerkeleyPage::Fail() const {
-    throw std::runtime_error(m_format.file->GetName() + ": not a whole Berkeley DB file");
+    throw std::runtime_error(m_format.file->GetName() + ": not a valid Berkeley DB file");
 }
 
 std::string_view BerkeleyPage::Bytes(std::size_t offset, std::size_t length) const {

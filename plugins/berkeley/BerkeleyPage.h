@@ -12,21 +12,21 @@
 
 namespace kwlookup {
 
-/// One page of a Berkeley DB file. No operation reads outside of the page, whatever it holds; what
-/// does not fit throws std::runtime_error "NAME: not a whole Berkeley DB file".
+/// One page of a Berkeley DB file. No operation reads outside the page, whatever the page holds. On
+/// damage they throw std::runtime_error "NAME: not a valid Berkeley DB file".
 ///
 /// Threads: one at a time.
 class BerkeleyPage {
 public:
-    /// What the file's first page says of all others.
+    /// What the first page says about all pages.
     struct Format {
         const FileBytes* file; ///< outlives the page
         std::uint32_t size;
-        bool swapped; ///< made on a machine of the other byte order
+        bool swapped; ///< the file has the other byte order
         bool checksums;
     };
 
-    /// The types of pages that a search may come to, by their numbers in the file.
+    /// The types of pages that a search may reach, with their numbers in the file.
     enum Type : std::uint8_t {
         HashUnsorted = 2, ///< of older releases
         TreeInner = 3,
@@ -38,7 +38,7 @@ public:
         Hash = 13
     };
 
-    /// A key or what belongs to one.
+    /// A key, or the values or the child page of one.
     struct Item {
         enum Kind { Bytes, OverflowChain, ValueList, ValueTree };
         Kind kind;
@@ -51,7 +51,7 @@ public:
 
     static constexpr std::size_t HEADER_BYTES = 26;
 
-    /// A number of the file; `bytes` has as many as `Number`.
+    /// Convert a number of the file. `bytes` has the size of `Number`.
     template <typename Number>
     static Number ToNumber(std::string_view bytes, bool swapped) {
         char ordered[sizeof(Number)] = {};
@@ -63,19 +63,19 @@ public:
         return number;
     }
 
-    /// The checksum of a page whose own checksum stands at `at`.
+    /// The checksum of a page that stores it at `at`.
     static std::uint32_t Checksum(std::string_view page, std::size_t at);
 
     explicit BerkeleyPage(const Format& format) : m_format(format) {}
 
-    /// Reads page `number`, and believes nothing of it yet.
+    /// Read page `number` without checking it.
     void Read(std::uint32_t number);
 
-    /// Looks at all of the page: its number, its checksum, whether its items fill what they should,
-    /// and their order.
+    /// Check the number of the page, its checksum, the order of its items, and that they fill the
+    /// space they should fill.
     void Check() const;
 
-    /// Is it the page that it says it is?
+    /// True if the page has its own number.
     bool IsInPlace() const { return Get<std::uint32_t>(8) == m_number; }
     bool IsZero() const { return m_bytes.find_first_not_of('\0') == std::string_view::npos; }
     std::uint32_t GetNumber() const { return m_number; }
@@ -87,12 +87,12 @@ public:
     bool IsHash() const { return GetType() == Hash || GetType() == HashUnsorted; }
     bool IsInner() const { return GetType() == TreeInner || GetType() == NumberedInner; }
 
-    /// Where item `i` begins: several keys of a leaf may be one.
+    /// Where item `i` begins. Several items of a leaf may share one key.
     std::size_t GetBegin(unsigned i) const;
     Item GetItem(unsigned i) const;
     /// The page below item `i` of an inner page.
     std::uint32_t GetChild(unsigned i) const;
-    /// What the page has of a long key or value.
+    /// The part of a long key or value that is on this page.
     std::string_view GetOverflow() const;
 
     [[noreturn]] void Fail() const;

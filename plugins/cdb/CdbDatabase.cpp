@@ -9,8 +9,8 @@ namespace kwlookup {
 
 namespace {
 
-// Two numbers each: position and count of a table, hash and position of a slot, lengths of a
-// record.
+// The format has pairs of 32-bit numbers: position and size of a table, hash and position in a
+// slot, lengths of key and value in a record.
 constexpr unsigned PAIR_BYTES = 8;
 
 std::uint32_t Number(const char* bytes) {
@@ -27,7 +27,7 @@ CdbDatabase::CdbDatabase(const std::string& name)
         table = {Number(pair), Number(pair + 4)};
         pair += PAIR_BYTES;
         const std::uint64_t end = table.begin + std::uint64_t(table.slots) * PAIR_BYTES;
-        // The tables stand at the end of the file: where they are whole, so is the rest.
+        // The tables are at the end of the file: if they are within it, so are the records.
         if (table.begin < header_bytes || end > m_file->GetSize())
             Fail();
         m_data_end = std::min<std::uint64_t>(m_data_end, table.begin);
@@ -69,7 +69,7 @@ bool CdbDatabase::AddIfEqual(std::uint64_t record, std::string_view key, Values&
     return true;
 }
 
-// The bytes hold until the next call.
+// The bytes are valid until the next call.
 const char* CdbDatabase::Read(std::uint64_t offset, std::size_t length) {
     const std::string_view bytes = m_file->Read(offset, length, m_buffer);
     if (bytes.size() != length)
@@ -78,7 +78,7 @@ const char* CdbDatabase::Read(std::uint64_t offset, std::size_t length) {
 }
 
 void CdbDatabase::Fail() const {
-    throw std::runtime_error(m_file->GetName() + ": not a whole cdb file");
+    throw std::runtime_error(m_file->GetName() + ": not a valid cdb file");
 }
 
 } // namespace kwlookup

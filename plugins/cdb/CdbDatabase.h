@@ -12,21 +12,23 @@
 
 namespace kwlookup {
 
-/// An open cdb file. The library of the format maps what it searches, so it only hashes here.
+/// An open cdb file. The library of the format is used only to hash keys, because it maps the files
+/// that it searches.
 ///
 /// Threads: one at a time.
 class CdbDatabase {
 public:
-    /// Throws std::runtime_error "NAME: REASON", also for a file that is no cdb, or not a whole
-    /// one.
+    /// Throws std::runtime_error "NAME: REASON". REASON is "not a valid cdb file" for a file that
+    /// is incomplete or not a cdb.
     explicit CdbDatabase(const std::string& name);
 
-    /// True while the name stands for the file as it was when it was opened. Throws
+    /// True while the name still names this file and the file is unchanged. Throws
     /// std::runtime_error "NAME: REASON".
     bool IsCurrent() const { return m_file->IsCurrent(); }
 
-    /// Adds the value of the first record with this key to `values`, or of each, in the order of
-    /// the file; false when there is none. Throws std::runtime_error "NAME: REASON".
+    /// Add the value of the first record with this key to `values`, or with `all` the values of all
+    /// such records, in the order of the file. False if there is none. Throws std::runtime_error
+    /// "NAME: REASON".
     bool Find(std::string_view key, bool all, Values& values);
 
 private:
@@ -41,7 +43,7 @@ private:
 
     const std::shared_ptr<const FileBytes> m_file;
     std::array<Table, 256> m_tables;
-    std::uint64_t m_data_end; ///< of the records; the tables follow
+    std::uint64_t m_data_end; ///< the end of the records; the tables follow
     std::string m_buffer;
 };
 

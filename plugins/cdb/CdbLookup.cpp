@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The parameters of a file of keys and values.
+/// Parameters: those of KeyConfig.
 class CdbConfig : public KeyConfig {
 public:
     static constexpr char NAME[] = "lookup_cdb";
@@ -13,7 +13,7 @@ public:
     explicit CdbConfig(const CdbConfig* global) : KeyConfig(NAME, global) {}
 };
 
-/// The creator that the library calls, for "cdb:KEY".
+/// The creator that the library calls for an item "cdb:KEY".
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
     return new KeyLookup<CdbConfig, CdbDatabase>(log);
 }

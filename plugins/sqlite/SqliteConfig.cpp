@@ -8,7 +8,7 @@ namespace kwlookup {
 
 namespace {
 
-constexpr int MAX_TIMEOUT_S = 86400; // a day: a mail waits no longer for an answer
+constexpr int MAX_TIMEOUT_S = 86400; // a day: no mail waits longer for an answer
 
 } // namespace
 

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The parameters Database, Timeout, in seconds, SearchTime, in milliseconds, and MaxRows.
+/// Parameters: Database, Timeout (in seconds), SearchTime (in milliseconds) and MaxRows.
 class SqliteConfig : public DatabaseConfig {
 public:
     static constexpr char NAME[] = "lookup_sqlite";
@@ -13,11 +13,11 @@ public:
     explicit SqliteConfig(const SqliteConfig* global) : DatabaseConfig(NAME, global) {}
 
     /// Throws std::invalid_argument "Timeout must be from 0 to 86400 seconds", "SearchTime must be
-    /// from 0 to 86400000" and "MaxRows must be at least 1" besides what the base throws.
+    /// from 0 to 86400000" and "MaxRows must be at least 1", and what the base class throws.
     void PostInit() override;
 
     int GetTimeout() const { return m_timeout.Get(); }
-    /// Where it is 0, that of Timeout, but a second at least.
+    /// If SearchTime is 0, the value of Timeout, but at least one second.
     int GetSearchTime() const;
     int GetMaxRows() const { return m_max_rows.Get(); }
 

@@ -21,8 +21,8 @@ public:
         CheckFile();
     }
 
-    /// Adds the columns of all rows for `value`, in order, to `values`; false when there is no row.
-    /// Throws std::runtime_error "NAME: REASON", also for more than `max_rows` rows, and when the
+    /// Add the columns of all rows for `value`, in order, to `values`. False if there is no row.
+    /// Throws std::runtime_error "NAME: REASON", also for more than `max_rows` rows and when the
     /// time is over.
     bool Find(std::string_view value, int max_rows, Values& values);
 

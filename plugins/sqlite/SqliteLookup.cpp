@@ -17,8 +17,8 @@
 
 namespace kwlookup {
 
-/// "sqlite:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'". The value that was asked for
-/// is what stands in *matched after a match.
+/// "sqlite:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'". After a match, *matched is
+/// the expanded template.
 ///
 /// Threads: searches may run at once; each thread has a connection of its own.
 class SqliteLookup : public PluginLookup<SqliteConfig, KwLookupAndStorageWithConfig> {

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <thread>
 
-TEST_P(DatabaseThreadsTest, FilesAreReplacedBesideSearches) {
+TEST_P(DatabaseThreadsTest, FilesAreReplacedDuringSearches) {
     KwLookupHolder holder(m_log);
     holder.Init(m_list);
     const auto before = OpenFiles();
@@ -23,7 +23,7 @@ TEST_P(DatabaseThreadsTest, FilesAreReplacedBesideSearches) {
             --running;
         });
     }
-    // Threads that come and go.
+    // Short-lived threads.
     threads.emplace_back([&] {
         while (running > 0)
             std::thread([&] {
@@ -42,11 +42,11 @@ TEST_P(DatabaseThreadsTest, FilesAreReplacedBesideSearches) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(wrong, 0);
-    // What they had open went with them.
+    // The threads closed their files when they ended.
     EXPECT_EQ(OpenFiles(), before);
 }
 
-TEST_P(DatabaseThreadsTest, ListsComeAndGoWhileThreadsStay) {
+TEST_P(DatabaseThreadsTest, ThreadsMakeAndDestroyLists) {
     const auto before = OpenFiles();
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;

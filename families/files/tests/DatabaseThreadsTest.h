@@ -35,13 +35,13 @@ protected:
         RunSql(name, "begin;\n" + statements + "commit;\n");
     }
 
-    /// Lets a new file take the name.
+    /// Rename a new file over the table.
     void Replace(int version) {
         std::filesystem::copy_file(Version(version), m_dir.Path("next"));
         Rename(m_dir.Path("next"), m_dir.Path("table"));
     }
 
-    /// How many answers are not what each version of the file gives; notes the version.
+    /// Count wrong answers, and note the version of the file.
     static int Wrong(const KwLookupHolder& holder, std::set<std::string>& versions) {
         int wrong = 0;
         for (int i = 0; i < 20; ++i) {

@@ -10,7 +10,7 @@ namespace {
 using namespace kwlookup;
 using failing::Fault;
 
-TEST_P(FileBytesFaultTest, ToldAreReasonsOfTheSystem) {
+TEST_P(FileBytesFaultTest, ErrorsHaveTheReasonOfTheSystem) {
     m_holder.Init(m_list);
     for (const bool is_long : {false, true}) {
         if (is_long)
@@ -32,7 +32,7 @@ TEST_P(FileBytesFaultTest, ToldAreReasonsOfTheSystem) {
     EXPECT_EQ(Ask(m_holder, "a").res, " 1");
 }
 
-TEST_P(FileBytesFaultTest, AReadThatFailsLaterIsNoMiss) {
+TEST_P(FileBytesFaultTest, AReadErrorIsNotAMiss) {
     MakeLong();
     m_holder.Init(m_list);
     EXPECT_EQ(Ask(m_holder, "a").res, " 1");

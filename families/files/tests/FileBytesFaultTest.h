@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-/// What plug-ins that read files of keys and values do where calls of the system fail. The
-/// parameter is the format; the tests of each plug-in instantiate it.
+/// Failing system calls under plug-ins that read files of keys and values. The parameter is the
+/// format; the tests of each plug-in instantiate it.
 class FileBytesFaultTest : public DatabaseTest, public testing::WithParamInterface<const char*> {
 protected:
     FileBytesFaultTest() { MakeKeyValueFile(GetParam(), m_name, {{"a", "1"}}); }

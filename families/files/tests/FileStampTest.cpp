@@ -16,7 +16,7 @@ namespace {
 
 class FileStampTest : public testing::Test {
 protected:
-    /// Writes to the file without making it anew, and sets when that was.
+    /// Write to the file in place, and set the time of the change.
     void Write(const std::string& text, std::timespec time) {
         m_dir.Write("file", text);
         const std::timespec times[] = {time, time};
@@ -27,7 +27,7 @@ protected:
     const std::string m_name = m_dir.Path("file");
 };
 
-TEST_F(FileStampTest, TellsWhenAFileWasWritten) {
+TEST_F(FileStampTest, NoticesAWrite) {
     Write("one", {1000, 5});
     const FileStamp stamp(m_name);
     Write("two", {1000, 5});
@@ -44,7 +44,7 @@ TEST_F(FileStampTest, TellsWhenAFileWasWritten) {
     }
 }
 
-TEST_F(FileStampTest, TellsAFileFromTheOneBefore) {
+TEST_F(FileStampTest, NoticesAReplacedFile) {
     Write("one", {1000, 5});
     const FileStamp stamp(m_name);
     std::filesystem::rename(m_name, m_dir.Path("old"));

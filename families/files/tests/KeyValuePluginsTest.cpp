@@ -57,7 +57,7 @@ TEST_P(KeyValuePluginsTest, Answers) {
         {"$s", "jdoe@corp.lan ", 0, Miss()},
         {"$s", "", 0, Miss()},
         {"$s", "jdoe@corp.lan", FIND_EXACT | FIND_NOCASE, {true, " OK", "jdoe@corp.lan"}},
-        // Brackets, domains, parts.
+        // Brackets, domains, parts of addresses.
         {"$s", "<jdoe@corp.lan>", 0, Miss()},
         {"$s", "<jdoe@corp.lan>", FIND_STRIP_BRACKETS, {true, " OK", "jdoe@corp.lan"}},
         {"$u at $d",
@@ -80,7 +80,7 @@ TEST_P(KeyValuePluginsTest, Answers) {
         {"LowerCase=no|$s", "JDoe@Corp.lan", 0, {true, " mixed", "JDoe@Corp.lan"}},
         {"JDOE", "any", 0, {true, " user", "jdoe"}},
         {"$s", "\xc3\x96", 0, {true, " umlaut", "\xc3\x96"}},
-        // Several values, empty ones.
+        // Several values, and empty ones.
         {"$s", "multi", 0, {true, " a", "multi"}},
         {"AllValues=yes|$s", "multi", 0, {true, " a b c", "multi"}},
         {"AllValues=yes|$s", "multiple", 0, Miss()},
@@ -114,7 +114,7 @@ TEST_P(KeyValuePluginsTest, Answers) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
-TEST_P(KeyValuePluginsTest, IsNamedByItsTemplate) {
+TEST_P(KeyValuePluginsTest, TheDescriptionIsTheTemplate) {
     KwLookupHolder holder(m_log);
     holder.Init(Item(Make({{"b", "1"}}), "$s"));
     EXPECT_EQ(holder.GetObjects()[0].GetDescription(), "$s");
@@ -124,7 +124,7 @@ TEST_P(KeyValuePluginsTest, IsNamedByItsTemplate) {
                 Contains("KwLookupHolder::Find: found B matched with b (from $s)"));
 }
 
-TEST_P(KeyValuePluginsTest, TheSectionSetsWhatItemsLeaveOpen) {
+TEST_P(KeyValuePluginsTest, ItemsInheritTheSettingsOfTheSection) {
     const std::string name = Make({{"MULTI\0"s, "a\0"s}, {"MULTI\0"s, "b"}, {"multi", "c"}});
     Configure("[lookup_" + GetType() + "]\nDatabase = " + name +
               "\nLowerCase = no\nAllValues = yes\nTrailingNul = yes\nOnError = exception\n");
@@ -134,7 +134,7 @@ TEST_P(KeyValuePluginsTest, TheSectionSetsWhatItemsLeaveOpen) {
     EXPECT_NE(SearchError(GetType() + ":Database=" + m_dir.Path("none") + "|$s", "a"), "");
 }
 
-// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+// The defaults on the manual page hold with a configuration and without one.
 TEST_P(KeyValuePluginsTest, HasTheDocumentedDefaults) {
     const std::string name = Make({{"a", "1"}, {"a", "2"}, {"A", "3"}, {"n\0"s, "4"}});
     ASSERT_TRUE(AskList(Item(name), "a").found);
@@ -188,7 +188,7 @@ TEST_P(KeyValuePluginsTest, AFailedSearchIsLoggedOrThrown) {
         EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR),
                     ElementsAre("lookup_" + GetType() + ": " + reason));
     }
-    // The file that comes is found at once.
+    // A file that appears is found at once.
     Make({{"b", "1"}}, "none");
     EXPECT_EQ(Ask(holder, "b").res, " 1");
 }
@@ -199,11 +199,11 @@ TEST_P(KeyValuePluginsTest, SkipsDomains) {
     EXPECT_EQ(AskList(Item(name), "jdoe@corp.lan"), Miss());
     EXPECT_EQ(AskList(Item(name), "jdoe@mail.corp.lan").res, " 2");
     EXPECT_EQ(AskList(Item(name, "SkipDomains=|$s"), "jdoe@corp.lan").res, " 1");
-    // The file is not even looked for.
+    // The file is not opened.
     EXPECT_EQ(AskList(Strict(m_dir.Path("none")), "jdoe@corp.lan"), Miss());
 }
 
-TEST_P(KeyValuePluginsTest, WithoutWhatTheTemplateAsksForNothingIsAsked) {
+TEST_P(KeyValuePluginsTest, ATextWithoutThePartsOfTheTemplateIsNotSearched) {
     struct Case {
         std::string key;
         std::string text;
@@ -234,7 +234,7 @@ TEST_P(KeyValuePluginsTest, WithoutWhatTheTemplateAsksForNothingIsAsked) {
     EXPECT_NE(SearchError(Strict(name, "$s"), ""), "");
 }
 
-TEST_P(KeyValuePluginsTest, HostileTextsAreKeysLikeAnyOther) {
+TEST_P(KeyValuePluginsTest, HostileTextsAreOrdinaryKeys) {
     Records records;
     for (const std::string& text : HostileTexts())
         records.emplace_back(text, std::to_string(records.size()));
@@ -248,7 +248,7 @@ TEST_P(KeyValuePluginsTest, HostileTextsAreKeysLikeAnyOther) {
     }
 }
 
-TEST_P(KeyValuePluginsTest, WhatIsNoDatabaseIsAnError) {
+TEST_P(KeyValuePluginsTest, AnInvalidFileIsAnError) {
     const std::string table = Make({{"a", "1"}});
     const std::string pipe = m_dir.Path("pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -267,14 +267,14 @@ TEST_P(KeyValuePluginsTest, WhatIsNoDatabaseIsAnError) {
         {m_dir.Path("dangling"), "No such file or directory"},
         {table + "/x", "Not a directory"},
         {std::string(5000, 'x'), "File name too long"},
-        {m_dir.Write("empty", ""), NotWhole()},
-        {m_dir.Write("byte", "x"), NotWhole()},
-        {m_dir.Write("text", "jdoe@corp.lan OK\n"), NotWhole()},
-        {m_dir.Write("long", std::string(10000, 'x')), NotWhole()},
-        {m_dir.Write("zeros", std::string(10000, '\0')), NotWhole()},
-        {m_dir.Write("ones", std::string(10000, '\xff')), NotWhole()},
-        {foreign, NotWhole()},
-        {sqlite, NotWhole()},
+        {m_dir.Write("empty", ""), InvalidFile()},
+        {m_dir.Write("byte", "x"), InvalidFile()},
+        {m_dir.Write("text", "jdoe@corp.lan OK\n"), InvalidFile()},
+        {m_dir.Write("long", std::string(10000, 'x')), InvalidFile()},
+        {m_dir.Write("zeros", std::string(10000, '\0')), InvalidFile()},
+        {m_dir.Write("ones", std::string(10000, '\xff')), InvalidFile()},
+        {foreign, InvalidFile()},
+        {sqlite, InvalidFile()},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
@@ -312,7 +312,7 @@ TEST_P(KeyValuePluginsTest, EveryTruncationIsAnErrorOrTheRightAnswer) {
             try {
                 return Ask(holder, text);
             } catch (const std::runtime_error& error) {
-                EXPECT_EQ(error.what(), name + ": " + NotWhole());
+                EXPECT_EQ(error.what(), name + ": " + InvalidFile());
                 ++errors;
                 return {true, "error", ""};
             }
@@ -336,7 +336,7 @@ TEST_P(KeyValuePluginsTest, AReplacedFileIsNoticed) {
 
     Rename(name, name + ".away");
     EXPECT_TRUE(Eventually([&] { return SearchError(holder, "a") != ""; }));
-    // From then on each search fails, not only those that look for the file anew.
+    // Now each search fails, not only those that check for a new file.
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(SearchError(holder, "a"), name + ": No such file or directory");
     Rename(name + ".away", name);
@@ -344,12 +344,12 @@ TEST_P(KeyValuePluginsTest, AReplacedFileIsNoticed) {
 
     Rename(m_dir.Write("garbage", "garbage"), name);
     EXPECT_TRUE(Eventually([&] { return SearchError(holder, "a") != ""; }));
-    EXPECT_EQ(SearchError(holder, "a"), name + ": " + NotWhole());
+    EXPECT_EQ(SearchError(holder, "a"), name + ": " + InvalidFile());
     Rename(Make({{"a", "newest"}}, "next"), name);
     EXPECT_EQ(Ask(holder, "a").res, " newest");
 }
 
-TEST_P(KeyValuePluginsTest, ALinkThatIsTurnedIsNoticed) {
+TEST_P(KeyValuePluginsTest, AChangedLinkIsNoticed) {
     const std::string name = m_dir.Path("current");
     ASSERT_EQ(::symlink(Make({{"a", "one"}}, "one").c_str(), name.c_str()), 0);
     KwLookupHolder holder(m_log);
@@ -360,7 +360,7 @@ TEST_P(KeyValuePluginsTest, ALinkThatIsTurnedIsNoticed) {
     EXPECT_TRUE(Eventually([&] { return Ask(holder, "a").res == " two"; }));
 }
 
-TEST_P(KeyValuePluginsTest, AFileThatIsWrittenInPlaceIsNoticed) {
+TEST_P(KeyValuePluginsTest, AWriteInPlaceIsNoticed) {
     const std::string name = Make({{"a", "old"}});
     KwLookupHolder holder(m_log);
     holder.Init(Strict(name));
@@ -369,7 +369,7 @@ TEST_P(KeyValuePluginsTest, AFileThatIsWrittenInPlaceIsNoticed) {
     for (int i = 0; i < 500; ++i)
         records.emplace_back(std::to_string(i), "more");
     m_dir.Write("table", ReadAll(Make(records, "next")));
-    // Until the second is over the old one would be asked, whose pages are no more.
+    // Within the same second the old database, whose pages are gone, would be searched.
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     EXPECT_EQ(Ask(holder, "a").res, " new");
 }

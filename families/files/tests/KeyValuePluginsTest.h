@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// What every plug-in that searches files of keys and values does, on files that the tools of the
+/// Tests of every plug-in that searches files of keys and values, on files that the tools of the
 /// formats made. The parameter is the format; the tests of each plug-in instantiate it.
 class KeyValuePluginsTest : public DatabaseTest, public testing::WithParamInterface<const char*> {
 protected:
@@ -25,7 +25,7 @@ protected:
         return Item(database, "OnError=exception|" + rest);
     }
 
-    static std::string NotWhole() {
-        return GetType() == "cdb" ? "not a whole cdb file" : "not a whole Berkeley DB file";
+    static std::string InvalidFile() {
+        return GetType() == "cdb" ? "not a valid cdb file" : "not a valid Berkeley DB file";
     }
 };

@@ -12,7 +12,7 @@
 
 using namespace kwlookup;
 
-// A thread that could not get the lock has nothing, and gets its own when it asks again.
+// After a failed lock, the next call makes the thread's object.
 TEST(PerThreadFaultTest, ALockThatFailsLeavesNothingBehind) {
     const PerThread<std::string> object;
     std::thread([&] {

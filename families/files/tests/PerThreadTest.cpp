@@ -51,7 +51,7 @@ TEST_F(PerThreadTest, EachThreadHasOneOfEach) {
     EXPECT_EQ(first.Get(6).value, 1);
 }
 
-TEST_F(PerThreadTest, GoesWithTheObjectWhileThreadsLive) {
+TEST_F(PerThreadTest, ValuesAreDestroyedWithTheObject) {
     std::optional<PerThread<Counted>> object;
     object.emplace();
     object->Get(1);
@@ -61,7 +61,7 @@ TEST_F(PerThreadTest, GoesWithTheObjectWhileThreadsLive) {
         got.set_value();
         gone.get_future().wait();
         EXPECT_EQ(alive, 0);
-        // Another object, which may stand at the same address.
+        // Another object, perhaps at the same address.
         EXPECT_EQ(object->Get(3).value, 3);
     });
     got.get_future().wait();
@@ -76,7 +76,7 @@ TEST_F(PerThreadTest, GoesWithTheObjectWhileThreadsLive) {
     object.reset();
 }
 
-TEST_F(PerThreadTest, AFailedOneIsMadeAgain) {
+TEST_F(PerThreadTest, AFailedConstructionIsRepeated) {
     const PerThread<Counted> object;
     EXPECT_THROW(object.Get(-1), std::runtime_error);
     EXPECT_EQ(object.Get(7).value, 7);

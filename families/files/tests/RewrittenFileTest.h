@@ -14,12 +14,12 @@
 /// format; the tests of each plug-in instantiate it.
 class RewrittenFileTest : public DatabaseThreadsTest {
 protected:
-    /// Cuts the file short, and writes another version into it in place.
+    /// Truncate the file, and write another version into it in place.
     void Rewrite(int version, std::uintmax_t size) {
         using std::chrono::milliseconds;
         const std::string name = m_dir.Path("table");
         std::filesystem::resize_file(name, std::filesystem::file_size(Version(version)) / 2);
-        // Times of change are some milliseconds apart, or they are equal.
+        // File times have a resolution of some milliseconds.
         std::this_thread::sleep_for(milliseconds(10));
         {
             std::ifstream in(Version(version), std::ios::binary);
@@ -29,7 +29,7 @@ protected:
         std::this_thread::sleep_for(milliseconds(10));
     }
 
-    /// How many answers are not those of some version; a failed search is none.
+    /// Count wrong answers. An answer of any version is right, and so is an expected error.
     int WrongOrFailed(const KwLookupHolder& holder) {
         int wrong = 0;
         const auto ask = [&](const std::string& key, const std::string& res) {
@@ -38,7 +38,7 @@ protected:
                 wrong += !answer.found || answer.res.compare(0, res.size(), res) != 0;
             } catch (const std::runtime_error& error) {
                 const std::string reason = error.what();
-                wrong += reason.find(": not a whole ") == std::string::npos &&
+                wrong += reason.find(": not a valid ") == std::string::npos &&
                          reason.find(": written to while it was read") == std::string::npos;
                 ++m_failed;
             }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The plug-in berkeley on files of each shape, as the format's own library reads them, and on
+// The plug-in berkeley compared with Berkeley DB's own library, on files of each shape and on
 // damaged ones.
 #include "support/DatabaseSupport.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/// Errors come back as numbers; nothing is written to standard error.
+/// Keeps the library from writing to standard error.
 void IgnoreError(const DB_ENV*, const char*, const char*) {}
 void IgnoreMessage(const DB_ENV*, const char*) {}
 
@@ -33,7 +33,7 @@ struct Shape {
     u_int32_t page_size;
     u_int32_t flags; ///< DB_DUP, DB_DUPSORT, DB_CHKSUM
     int byte_order;
-    u_int32_t expected_keys; ///< of a hash: makes so many buckets at once
+    u_int32_t expected_keys; ///< of a hash: the number of buckets made at once
 };
 
 /// A file that the library of the format makes and reads.
@@ -55,7 +55,7 @@ public:
     Reference(const Reference&) = delete;
     Reference& operator=(const Reference&) = delete;
 
-    /// Whether the library finds no damage.
+    /// True if the library finds no damage.
     static bool IsWhole(const std::string& name) {
         DB* db = nullptr;
         Must(::db_create(&db, nullptr, 0));
@@ -123,14 +123,14 @@ protected:
         return text;
     }
 
-    // Long enough for pages of their own now and then.
+    // Some are too long for a page.
     std::string RandomKey(unsigned longest) { return RandomText(Random(20) ? 12 : longest); }
     std::string RandomValue() { return RandomText(Random(20) ? 30 : 3000); }
 
-    /// Makes m_name of this shape, and gives what is in it.
+    /// Make m_name with this shape, and return its contents.
     Reference::Table Make(const Shape& shape) {
         Reference::Table table;
-        do // the library damages some files by itself
+        do // the library itself writes some damaged files
             table = Write(shape);
         while (!Reference::IsWhole(m_name));
         return table;
@@ -139,7 +139,7 @@ protected:
     Reference::Table Write(const Shape& shape) {
         std::filesystem::remove(m_name);
         Reference file(m_name, shape);
-        // A hash of the library does not always find keys again that are too long for a page.
+        // In a hash, the library does not always find keys that are too long for a page.
         const unsigned longest = shape.type == DB_HASH ? 100 : 800;
         std::vector<std::string> keys;
         for (unsigned i = Random(600); i > 0; --i) {
@@ -176,7 +176,7 @@ protected:
         "berkeley:OnError=exception|LowerCase=no|AllValues=yes|Database=" + m_name + "|$s";
 };
 
-TEST_F(BerkeleyFilesTest, AnswersAsTheLibraryOfTheFormatDoes) {
+TEST_F(BerkeleyFilesTest, AnswersAsBerkeleyDbDoes) {
     std::vector<Shape> shapes;
     for (const DBTYPE type : {DB_HASH, DB_BTREE})
         for (const u_int32_t page_size : {512, 4096, 65536})
@@ -190,7 +190,7 @@ TEST_F(BerkeleyFilesTest, AnswersAsTheLibraryOfTheFormatDoes) {
                      std::to_string(shape.byte_order) + " expects " +
                      std::to_string(shape.expected_keys));
         const Reference::Table table = Make(shape);
-        if (Random(4) == 0) // read as it is searched, not copied
+        if (Random(4) == 0) // too large to be copied
             std::filesystem::resize_file(m_name, FileBytes::COPY_LIMIT + 1);
         KwLookupHolder one(m_log), all(m_log);
         one.Init(m_item);
@@ -206,7 +206,7 @@ TEST_F(BerkeleyFilesTest, AnswersAsTheLibraryOfTheFormatDoes) {
     }
 }
 
-/// Damages files; the environment variable KWLOOKUP_MUTATIONS says how many of each kind.
+/// Searches damaged files. The environment variable KWLOOKUP_MUTATIONS sets their number.
 class DamagedBerkeleyTest : public BerkeleyFilesTest,
                             public testing::WithParamInterface<std::pair<DBTYPE, u_int32_t>> {
 protected:
@@ -215,7 +215,7 @@ protected:
         return rounds ? std::atoi(rounds) : 250;
     }
 
-    /// Pages that are lost, or stand where they should not.
+    /// Lose or move a page.
     std::string DamagePages(std::string bytes) {
         const unsigned pages = static_cast<unsigned>(bytes.size() / PAGE);
         const auto page = [&] { return bytes.begin() + PAGE * Random(pages); };
@@ -230,14 +230,14 @@ protected:
         case 2: // swapped
             std::swap_ranges(hit, hit + PAGE, page());
             break;
-        case 3: // cut by a crash, and filled up
+        case 3: // truncated by a crash, and extended again
             std::fill(hit, bytes.end(), '\0');
             break;
         }
         return bytes;
     }
 
-    /// Bytes that changed.
+    /// Change bytes.
     std::string DamageBytes(std::string bytes) {
         const unsigned size = static_cast<unsigned>(bytes.size());
         if (Random(4) == 0) {
@@ -246,7 +246,7 @@ protected:
                       Random(2) ? '\0' : '\xff');
             return bytes;
         }
-        // The first page and the heads of pages decide most.
+        // Bytes of the first page and of page headers matter most.
         for (unsigned i = Random(8) + 1; i > 0; --i) {
             const unsigned at = Random(4) == 0 ? Random(PAGE)
                                 : Random(2)    ? Random(size)
@@ -257,10 +257,10 @@ protected:
         return bytes;
     }
 
-    /// Of answers: 0 right ones, 1 errors, 2 keys not found, 3 other values.
+    /// Numbers of answers: 0 right, 1 errors, 2 keys not found, 3 wrong values.
     using Counts = std::array<int, 4>;
 
-    /// Tries what `damage` makes of files, a new one now and then.
+    /// Search files that `damage` has damaged.
     template <typename Damage>
     Counts TryRounds(unsigned flags, Damage damage) {
         Counts counts = {};
@@ -277,7 +277,7 @@ protected:
         return counts;
     }
 
-    /// Asks a file of these bytes, and counts the answers.
+    /// Search a file of these bytes, and count the answers.
     void Try(const std::string& bytes, const Reference::Table& table, Counts& counts) {
         using Clock = std::chrono::steady_clock;
         std::filesystem::remove(m_name);
@@ -299,7 +299,7 @@ protected:
                     ++counts[1];
                 }
             }
-            // Nobody put these in, but damage may.
+            // Damage may add these keys.
             SearchError(holder, "a");
             SearchError(holder, "zzz");
         }
@@ -317,7 +317,7 @@ protected:
     static constexpr unsigned PAGE = 512;
 };
 
-TEST_P(DamagedBerkeleyTest, ALostPageIsAnErrorOfItsKeys) {
+TEST_P(DamagedBerkeleyTest, ALostPageFailsItsKeys) {
     const Counts counts =
         TryRounds(0, [this](const std::string& bytes) { return DamagePages(bytes); });
     EXPECT_EQ(counts[2], 0);
@@ -326,7 +326,7 @@ TEST_P(DamagedBerkeleyTest, ALostPageIsAnErrorOfItsKeys) {
     EXPECT_EQ(counts[3], 0);
 }
 
-TEST_P(DamagedBerkeleyTest, WithChecksumsAnyDamageIsAnErrorOfItsKeys) {
+TEST_P(DamagedBerkeleyTest, WithChecksumsAnyDamageFailsItsKeys) {
     const Counts counts = TryRounds(DB_CHKSUM, [this](const std::string& bytes) {
         return Random(2) ? DamagePages(bytes) : DamageBytes(bytes);
     });
@@ -340,7 +340,7 @@ TEST_P(DamagedBerkeleyTest, AnyDamageIsSurvived) {
         TryRounds(0, [this](const std::string& bytes) { return DamageBytes(bytes); });
     EXPECT_GT(counts[0], 0);
     EXPECT_GT(counts[1], 0);
-    // A changed key or value is like any other one; most damage is none.
+    // Without checksums a changed key or value may go unnoticed, but most damage does not.
     EXPECT_LT(counts[2] + counts[3], counts[1]);
     RecordProperty("answers", std::to_string(counts[0]) + " right, " + std::to_string(counts[1]) +
                                   " errors, " + std::to_string(counts[2]) + " missed, " +

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The plug-in berkeley, on files that the tool of the format made.
+// The plug-in berkeley on files made with Berkeley DB's tool.
 #include "families/files/tests/KeyValuePluginsTest.h"
 #include "support/RunProgram.h"
 
@@ -52,14 +52,14 @@ TEST_F(BerkeleyPluginTest, ADamagedPageFailsItsKeysOnly) {
             holder.Init(m_item);
             for (int i = 0; i < 3; ++i) {
                 EXPECT_EQ(Ask(holder, "key100").res, " value100");
-                EXPECT_EQ(SearchError(holder, "key177"), m_name + ": not a whole Berkeley DB file");
+                EXPECT_EQ(SearchError(holder, "key177"), m_name + ": not a valid Berkeley DB file");
             }
         }
         EXPECT_EQ(OpenFiles(), before);
     }
 }
 
-TEST_F(BerkeleyPluginTest, FilesOfTheOtherByteOrderAnswer) {
+TEST_F(BerkeleyPluginTest, FilesInTheOtherByteOrderAnswer) {
     for (const char* type : {"hash", "btree"}) {
         SCOPED_TRACE(type);
         ::unlink(m_name.c_str());

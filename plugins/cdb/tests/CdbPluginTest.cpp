@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The plug-in cdb, on files that the tool of the format made.
+// The plug-in cdb on files made with the tool cdb(1).
 #include "families/files/tests/KeyValuePluginsTest.h"
 
 #include <unistd.h>
@@ -34,7 +34,7 @@ TEST_F(CdbPluginTest, AnyCorruptionIsSurvived) {
             try {
                 answers += Ask(holder, key).found;
             } catch (const std::runtime_error& error) {
-                EXPECT_EQ(error.what(), name + ": not a whole cdb file");
+                EXPECT_EQ(error.what(), name + ": not a valid cdb file");
                 ++errors;
             }
         }

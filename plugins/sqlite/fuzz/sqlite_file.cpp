@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Asks the plug-in for a text in an SQLite file of any bytes. The input is the
-// text, a zero byte, and the file.
+// Searches an SQLite file for a text. The input is the text, a zero byte, and the file.
 #include "fuzz/Require.h"
 #include "host/LogClass.h"
 #include "kwhost/ConfFileLoader.h"
@@ -20,7 +19,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// The file has a name, because SQLite looks for others beside it.
+/// Searches a file in a directory of its own, because SQLite looks for other files beside it.
 class Database {
 public:
     Database() { KwObjectHolder::SetConfLoader(m_loader); }

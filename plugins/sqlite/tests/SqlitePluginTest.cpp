@@ -23,14 +23,14 @@ constexpr auto LEVEL_DEBUG = log4cxx::Level::LEVEL_DEBUG;
 
 const std::string STATEMENT = "select result from access where address = '$s'";
 
-/// A connection of another process, which does what it is told in the background.
+/// A connection of another process, which runs statements in the background.
 class OtherProcess {
 public:
     explicit OtherProcess(const std::string& database) : m_tool({SQLITE_TOOL, "-bail", database}) {}
 
     void Start(const std::string& statements) { m_tool.Write(statements + "\n"); }
 
-    /// Waits until all that was started is done.
+    /// Wait until all statements are done.
     void Finish() {
         m_tool.Write(".system echo done\n");
         ASSERT_EQ(m_tool.ReadLine(), "done");
@@ -93,7 +93,7 @@ TEST_F(SqlitePluginTest, Answers) {
          "JDoe@Corp.Lan",
          0,
          {true, " folded", "JDoe@Corp.Lan"}},
-        // Columns and rows, empty ones.
+        // Columns and rows, and empty ones.
         {"select result, more" + where, "jdoe@corp.lan", 0, {true, " OK more", "jdoe@corp.lan"}},
         {"select more,result,more" + where,
          "jdoe@corp.lan",
@@ -104,7 +104,7 @@ TEST_F(SqlitePluginTest, Answers) {
         {"select result, more" + where, "rows", 0, {true, " a 1 x y b", "rows"}},
         {STATEMENT, "null", 0, {true, "", "null"}},
         {"select result, more" + where, "empty", 0, {true, "", "empty"}},
-        // Brackets, domains, parts.
+        // Brackets, domains, parts of addresses.
         {STATEMENT, "<jdoe@corp.lan>", 0, {true, " brackets", "<jdoe@corp.lan>"}},
         {STATEMENT, "<jdoe@corp.lan>", FIND_STRIP_BRACKETS, {true, " OK", "jdoe@corp.lan"}},
         {STATEMENT, "corp.lan", FIND_DOMAIN, {true, " domain", "corp.lan"}},
@@ -139,7 +139,7 @@ TEST_F(SqlitePluginTest, Answers) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
-TEST_F(SqlitePluginTest, IsNamedByItsStatement) {
+TEST_F(SqlitePluginTest, TheDescriptionIsTheStatement) {
     KwLookupHolder holder(m_log);
     holder.Init(Item());
     EXPECT_EQ(holder.GetObjects()[0].GetDescription(), STATEMENT);
@@ -190,7 +190,7 @@ TEST_F(SqlitePluginTest, ABadItemFailsWhenItIsLoaded) {
     }
 }
 
-TEST_F(SqlitePluginTest, TheSectionSetsWhatItemsLeaveOpen) {
+TEST_F(SqlitePluginTest, ItemsInheritTheSettingsOfTheSection) {
     RunSql(m_name, "insert into access values ('two', 'a', ''), ('two', 'b', '');");
     Configure("[lookup_sqlite]\nDatabase = " + m_name +
               "\nMaxRows = 1\nTimeout = 1m\nOnError = exception\n");
@@ -225,7 +225,7 @@ TEST_F(SqlitePluginTest, UnknownNamesAreErrors) {
         {"select result from other.access where address = '$s'", "no such table: other.access"},
         {"select nothing from access where address = '$s'", "no such column: nothing"},
         {"select result, nothing from access where address = '$s'", "no such column: nothing"},
-        // No literal text, which would be equal to itself.
+        // Not a string, which would equal itself.
         {"select result from access where nothing = 'nothing'", "no such column: nothing"},
     };
     for (const Case& test : cases)
@@ -242,7 +242,7 @@ TEST_F(SqlitePluginTest, AFailedSearchIsLoggedOrThrown) {
     EXPECT_EQ(Ask(holder, "a"), (Answer{true, "", "a"}));
     EXPECT_THAT(RecordingLog::Texts(LEVEL_ERROR), ElementsAre("lookup_sqlite: " + reason));
     EXPECT_FALSE(std::filesystem::exists(name));
-    // The file that comes is found at once.
+    // A file that appears is found at once.
     std::filesystem::copy_file(m_name, name);
     EXPECT_EQ(Ask(holder, "jdoe@corp.lan").res, " OK");
 }
@@ -254,7 +254,7 @@ TEST_F(SqlitePluginTest, SkipsDomains) {
     EXPECT_TRUE(AskList(Item(), "jdoe@corp.lan").found);
 }
 
-TEST_F(SqlitePluginTest, WithoutWhatTheTemplateAsksForNothingIsAsked) {
+TEST_F(SqlitePluginTest, ATextWithoutThePartsOfTheTemplateIsNotSearched) {
     struct Case {
         std::string value;
         std::string text;
@@ -272,12 +272,12 @@ TEST_F(SqlitePluginTest, WithoutWhatTheTemplateAsksForNothingIsAsked) {
     EXPECT_NE(SearchError(Item(m_dir.Path("none")), "jdoe"), "");
 }
 
-TEST_F(SqlitePluginTest, HostileTextsAreValuesLikeAnyOther) {
+TEST_F(SqlitePluginTest, HostileTextsAreOrdinaryValues) {
     const std::vector<std::string> texts = HostileTexts();
     std::string statements = "begin;\n";
     for (std::size_t i = 0; i < texts.size(); ++i) {
         const std::string& text = texts[i];
-        // The tool takes no statement of megabytes.
+        // The tool does not accept statements of megabytes.
         const std::string sql = text.size() < 1000
                                     ? SqlText(text)
                                     : "replace(hex(zeroblob(" + std::to_string(text.size() / 2) +
@@ -297,7 +297,7 @@ TEST_F(SqlitePluginTest, HostileTextsAreValuesLikeAnyOther) {
     EXPECT_EQ(ReadAll(m_name), before);
 }
 
-TEST_F(SqlitePluginTest, WhatIsNoDatabaseIsAnError) {
+TEST_F(SqlitePluginTest, AnInvalidFileIsAnError) {
     const std::string pipe = m_dir.Path("pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     struct Case {
@@ -322,7 +322,7 @@ TEST_F(SqlitePluginTest, WhatIsNoDatabaseIsAnError) {
               ::geteuid() == 0 ? "" : m_name + ": unable to open database file");
 }
 
-// It would turn what is not UTF-8 in a value into other characters, and so match other values.
+// SQLite would convert bytes that are not UTF-8 to other characters, and so match other values.
 TEST_F(SqlitePluginTest, ADatabaseThatIsNotInUtf8IsAnError) {
     for (const char* encoding : {"UTF-16le", "UTF-16be"}) {
         const std::string name = m_dir.Path(encoding);
@@ -356,7 +356,7 @@ TEST_F(SqlitePluginTest, EveryTruncationIsAnErrorOrTheRightAnswer) {
     }
 }
 
-TEST_F(SqlitePluginTest, WhatOthersCommitIsSeen) {
+TEST_F(SqlitePluginTest, CommitsOfOthersAreSeen) {
     KwLookupHolder holder(m_log);
     holder.Init(Item());
     EXPECT_FALSE(Ask(holder, "new").found);
@@ -376,7 +376,7 @@ TEST_F(SqlitePluginTest, WhatOthersCommitIsSeen) {
     EXPECT_EQ(Ask(holder, "new").res, " 1");
 }
 
-TEST_F(SqlitePluginTest, ASearchThatLastsIsAnError) {
+TEST_F(SqlitePluginTest, ASearchThatTakesTooLongIsAnError) {
     // Counts for minutes.
     RunSql(m_name,
            "create view slow as select 'x' as address, count(*) as result from (with "
@@ -406,7 +406,7 @@ TEST_F(SqlitePluginTest, ASearchThatLastsIsAnError) {
         // It would take minutes otherwise, and a busy machine is late.
         EXPECT_LT(took.count(), std::stod(test.milliseconds) + 30000);
     }
-    // A miss under ignore; and the connection that was interrupted answers again.
+    // With OnError=ignore it is a miss. The interrupted connection answers again.
     KwLookupHolder holder(m_log);
     holder.Init("\"sqlite:SearchTime=50|Database=" + m_name + "|" + slow + "\"");
     RecordingLog::Reset();
@@ -418,8 +418,8 @@ TEST_F(SqlitePluginTest, ASearchThatLastsIsAnError) {
     EXPECT_EQ(Ask(holder, "x").res, " fast");
 }
 
-// The wait for a lock has a time of its own.
-TEST_F(SqlitePluginTest, AWaitForALockIsNoSearchTime) {
+// The wait for a lock has a limit of its own.
+TEST_F(SqlitePluginTest, AWaitForALockIsNotSearchTime) {
     RunSql(m_name, "with recursive n(i) as (select 1 union all select i + 1 from n where i < 5000) "
                    "insert into access select 'user' || i, 'r', '' from n;");
     KwLookupHolder holder(m_log);
@@ -433,7 +433,7 @@ TEST_F(SqlitePluginTest, AWaitForALockIsNoSearchTime) {
     other.Finish();
 }
 
-// Those on the manual page, whether the host sets them or leaves it to the plug-in.
+// The defaults on the manual page hold with a configuration and without one.
 TEST_F(SqlitePluginTest, HasTheDocumentedDefaults) {
     RunSql(m_name,
            "with recursive n(i) as (select 1 union all select i + 1 from n where i < 101) insert "
@@ -457,7 +457,7 @@ TEST_F(SqlitePluginTest, HasTheDocumentedDefaults) {
     }
 }
 
-TEST_F(SqlitePluginTest, ALockThatLastsIsAnError) {
+TEST_F(SqlitePluginTest, ALockHeldTooLongIsAnError) {
     KwLookupHolder at_once(m_log), a_second(m_log), patient(m_log);
     at_once.Init(Item(m_name, "Timeout=0|" + STATEMENT));
     a_second.Init(Item(m_name, "Timeout=1|" + STATEMENT));
@@ -469,7 +469,7 @@ TEST_F(SqlitePluginTest, ALockThatLastsIsAnError) {
     other.Finish();
     for (const KwLookupHolder* holder : {&at_once, &a_second})
         EXPECT_EQ(SearchError(*holder, "jdoe@corp.lan"), m_name + ": database is locked");
-    // Longer than the one second.
+    // Longer than Timeout.
     other.Start(".system sleep 1.5\nrollback;");
     EXPECT_EQ(Ask(patient, "jdoe@corp.lan").res, " OK");
     other.Finish();
