@@ -34,7 +34,7 @@ template <typename Base, typename Derived>
 constexpr bool IsPlainBase =
     std::is_convertible_v<Derived*, Base*> && !IsVirtualBase<Base, Derived>::value;
 
-/// Checks one class: whether it is abstract, and how it has KwIfObject.
+/// Checks whether one class is abstract, and how it inherits KwIfObject.
 template <typename Class>
 void ExpectClass(bool is_abstract, bool has_object) {
     SCOPED_TRACE(typeid(Class).name());
@@ -94,7 +94,7 @@ TEST(Abi, InterfacesHaveNoData) {
     EXPECT_EQ(sizeof(KwLookupFinder), sizeof(void*));
     EXPECT_EQ(sizeof(IfConfLoader), sizeof(void*));
     EXPECT_EQ(sizeof(IfConfParser), sizeof(void*));
-    // The two views: of what is configured, and of the object.
+    // Two table pointers: one for each virtual base.
     EXPECT_EQ(sizeof(KwIfSharedObject), 2 * sizeof(void*));
     EXPECT_EQ(sizeof(KwIfSharedLookup), 2 * sizeof(void*));
     EXPECT_EQ(sizeof(KwIfSharedStorage), 2 * sizeof(void*));
@@ -128,8 +128,8 @@ TEST(Abi, NumbersStay) {
     EXPECT_EQ(KwStorageValuesMap::Timestamp, 2);
 }
 
-/// Calls entry `slot`, counted from 0, of the virtual table that `object` begins with, the way a
-/// program compiled long ago does: by its place alone.
+/// Call entry `slot`, counted from 0, of the virtual table that `object` begins with, as a program
+/// compiled long ago does: by its position only.
 template <typename Result, typename Object, typename... Args>
 Result CallSlot(const Object& object, std::size_t slot, Args... args) {
     void* const* table;
@@ -183,7 +183,7 @@ TEST(Abi, HolderIsCalledThroughItsTables) {
     EXPECT_TRUE(holder.Empty());
 }
 
-/// Notes which of its operations was called.
+/// Records which of its operations was called.
 class NotingLoader : public IfConfLoader {
 public:
     explicit NotingLoader(std::string& note) : m_note(note) {}

@@ -14,7 +14,7 @@
 #include "lookup/config/KwLookupAndStorageWithConfig.h"
 #include "sql/KwSQLParser.h"
 
-/// Overrides nothing but the destructor, so that its table is that of Class.
+/// Overrides only the destructor, so that its table is that of Class.
 template <typename Class>
 struct Probe : Class {
     ~Probe() override;

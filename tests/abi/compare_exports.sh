@@ -1,13 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Fails when a library exports what is not on the list, or lacks what is.
+# Fails if the exports of a library differ from the list.
 # usage: compare_exports.sh LIST NM LIBRARY
 set -eu
 list=$1
 nm=$2
 library=$3
 
-# The version goes first: not every c++filt reads a name with one.
+# Remove the version first: not every c++filt reads a name with one.
 symbols=$("$nm" -D --defined-only "$library" | sed 's/@@.*//' | c++filt)
 faults=$(printf '%s\n' "$symbols" | awk -v list="$list" '
     BEGIN {

@@ -278,7 +278,7 @@ TEST_F(ConfParserRegistry, AVariableWithoutATypeCannotBeSet) {
 }
 
 TEST_F(ConfParserRegistry, AVariableOfAnUnknownTypeCannotBeSet) {
-    const GlobalLocale grouping(GroupingLocale()); // Does not show in the message.
+    const GlobalLocale grouping(GroupingLocale()); // has no effect on the message
     const int def = 7;
     for (unsigned code : {13U, 15U, 16U, 255U, 4294967295U})
         Try<int>(static_cast<Type>(code), 5, &def,
@@ -393,7 +393,7 @@ TEST_F(ConfParserRegistry, NamesOfAnyBytes) {
     EXPECT_THAT(RecordingLog::Texts(ERROR), ElementsAre("unknown variable name a\\0c\xff"));
 }
 
-TEST_F(ConfParserRegistry, LetterCaseAndWhiteSpaceAreTheGlobalLocales) {
+TEST_F(ConfParserRegistry, LetterCaseAndWhiteSpaceAreThoseOfTheGlobalLocale) {
     const GlobalLocale latin1(TestBytes::Latin1().GetLocale());
     int number = 0;
     parser.Add("Gr\xc4", &number, IfConfParser::VT_INT, nullptr);
@@ -447,7 +447,7 @@ TEST_F(ConfParserRegistry, ASecondRegistrationReplacesTheFirst) {
     EXPECT_EQ(number, 9);
 }
 
-TEST_F(ConfParserRegistry, RegisteringTouchesNothingAndSettingsMayComeBetween) {
+TEST_F(ConfParserRegistry, RegisteringChangesNoVariable) {
     int first = 1;
     int second = 2;
     const int def = 3;
@@ -462,7 +462,7 @@ TEST_F(ConfParserRegistry, RegisteringTouchesNothingAndSettingsMayComeBetween) {
     EXPECT_EQ(second, 20);
 }
 
-TEST_F(ConfParserRegistry, AFailureDoesNotSpoilTheNextSetting) {
+TEST_F(ConfParserRegistry, AFailureDoesNotAffectTheNextSetting) {
     std::vector<int> list{1};
     parser.Add("list", &list, IfConfParser::VT_INT_LIST, nullptr);
     EXPECT_FALSE(parser.SetNewVal("list", "2,x"));
@@ -488,7 +488,7 @@ TEST_F(ConfParserRegistry, TheTextMayBeAPartOfTheVariable) {
     EXPECT_EQ(text, "quoted");
 }
 
-/// Sets a Holder registered by its own address, as configurations do.
+/// Set a Holder that is registered by its own address, as configurations do.
 template <typename Holder>
 void TryHolder() {
     const LogClass log("conf");
@@ -522,7 +522,7 @@ TEST_F(ConfParserRegistry, AHolderTakesItsOwnText) {
     TryHolder<KwDomainsLookup>();
 }
 
-TEST_F(ConfParserRegistry, AnItemThatAHolderCannotMakeIsTheHoldersAffair) {
+TEST_F(ConfParserRegistry, AHolderReportsItsFailedItemsItself) {
     KwLookupHolder holder(log, KwObjectHolder::BuiltinOnly);
     parser.Add("SkipDomains", &holder, IfConfParser::VT_OBJECT, nullptr);
     RecordingLog::Reset(WARN);
@@ -554,7 +554,7 @@ TEST_F(ConfParserRegistry, AnObjectGetsTheTextAsItIs) {
     EXPECT_THAT(RecordingLog::Texts(WARN), IsEmpty());
 }
 
-TEST_F(ConfParserRegistry, WhatAnObjectThrows) {
+TEST_F(ConfParserRegistry, ExceptionsOfAnObject) {
     for (Type type : {IfConfParser::VT_OBJECT, IfConfParser::VT_OBJECT_ALT}) {
         SCOPED_TRACE(type);
         TextObject object;
@@ -709,7 +709,7 @@ TEST_F(ConfParserRegistry, AParserLeavesItsVariablesBehind) {
     EXPECT_THAT(object->texts, ElementsAre(long_text));
 }
 
-TEST_F(ConfParserRegistry, AVariableMayGoBeforeItsParser) {
+TEST_F(ConfParserRegistry, AVariableMayBeDestroyedBeforeItsParser) {
     {
         const auto gone = std::make_unique<std::string>();
         parser.Add("gone", gone.get(), IfConfParser::VT_STRING, nullptr);

@@ -120,7 +120,7 @@ TEST(SplitVector, Splits) {
         {"a,b", {"a", "b"}},
         {" a , b ", {"a", "b"}},
         {" \t\r\n\v\fa b\t\r\n\v\f,c", {"a b", "c"}},
-        // A final empty field is dropped, a final field of blanks is kept.
+        // An empty last field is dropped, a last field of blanks is kept.
         {"a,", {"a"}},
         {"a, ", {"a", ""}},
         {",", {""}},
@@ -148,7 +148,7 @@ TEST(SplitVector, Splits) {
         {"a\\\\,b", {"a\\", "b"}},
         {"a\\\\\\,b", {"a\\,b"}},
         {"\\\"a", {"\"a"}},
-        {"\\\"a\\\"", {"a"}}, // the enclosing pair is taken off after the escapes
+        {"\\\"a\\\"", {"a"}}, // the enclosing pair is removed after the escapes
         {"\"a\\\"b\"", {"a\"b"}},
         {"\"a\\\\\"", {"a\\"}},
         {"\"a\\,b\"", {"a,b"}},
@@ -178,7 +178,7 @@ TEST(SplitVector, Splits) {
     }
 }
 
-TEST(SplitVector, TellsWhatIsOpenAndKeepsTheItemsBefore) {
+TEST(SplitVector, UnclosedTextsAreErrorsAndKeepTheItemsBefore) {
     const std::string quote = "can't find final '\"' symbol";
     const std::string escape = "can't find sybol after '\\'";
     const struct {
@@ -189,7 +189,7 @@ TEST(SplitVector, TellsWhatIsOpenAndKeepsTheItemsBefore) {
         {"\"", quote, {}},
         {"a\\", escape, {}},
         {"\\", escape, {}},
-        {"\"a\\", quote, {}}, // the quote comes first
+        {"\"a\\", quote, {}}, // the error of the quote takes precedence
         {"\"a\\\"", quote, {}},
         {"a\\\\\\", escape, {}},
         {"a,b,\"c", quote, {"a", "b"}},
@@ -213,7 +213,7 @@ TEST(SplitVector, TellsWhatIsOpenAndKeepsTheItemsBefore) {
     }
 }
 
-TEST(SplitVector, TrimsWhatTheGlobalLocaleCallsSpace) {
+TEST(SplitVector, TrimsTheWhiteSpaceOfTheGlobalLocale) {
     EXPECT_THAT(Split("\xa0\x61\xa0"), ElementsAre("\xa0\x61\xa0"));
     {
         TestBytes bytes = TestBytes::Latin1();
@@ -274,7 +274,7 @@ TEST(Booleans, FoldLettersByTheGlobalLocale) {
     EXPECT_FALSE(ConfParser::IsTrue("\xffs"));
     TestBytes bytes;
     bytes.upper[0xff] = 'Y';
-    bytes.upper['F'] = 'G'; // "off" itself still equals "off": both sides are folded
+    bytes.upper['F'] = 'G'; // "off" still equals "off", because both are folded
     bytes.upper['g'] = 'F';
     const GlobalLocale global(bytes.GetLocale());
     EXPECT_TRUE(ConfParser::IsTrue("\xff\x65s"));
@@ -289,7 +289,7 @@ TEST(IntParse, ReadsDecimals) {
     INT.Gives("+7", 7);
     INT.Gives("-5", -5);
     INT.Gives("-0", 0);
-    INT.Gives("+010", 10); // only a leading 0 makes it octal
+    INT.Gives("+010", 10); // octal numbers begin with 0
     INT.Gives("-010", -10);
     INT.Gives("2147483647", 2147483647);
     INT.Gives("-2147483648", -2147483647 - 1);
@@ -353,7 +353,7 @@ TEST(IntParse, ReadsHexadecimalsAndOctals) {
     INT.Fails("0x\0001"s, "Can not recognize hex value in [0x\\01]");
 }
 
-TEST(Converters, SayNothingWithoutAName) {
+TEST(Converters, LogNothingWithoutAName) {
     for (const char* value : {"abc", "", "-"}) {
         INT.Fails(value, "", "");
         TIME.Fails(value, "", "");
@@ -367,7 +367,7 @@ TEST(Converters, ShowANulInAMessage) {
     SIZE.Fails("\xe9\0"s, "Wrong value [\xe9\\0] in size variable Name");
 }
 
-TEST(Converters, KnowNoDigitGrouping) {
+TEST(Converters, IgnoreDigitGrouping) {
     const GlobalLocale global(GroupingLocale());
     INT.Gives("1000", 1000);
     INT.Gives("1000000", 1000000);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs the examples of docs/servers.md with servers that hold what examples/servers/ holds.
+// Runs the examples of docs/servers.md on servers with the data of examples/servers/.
 #include "servers/MariaServer.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
@@ -27,12 +27,12 @@ std::string Example(const std::string& name) {
 
 } // namespace
 
-TEST(ServersPage, PrintsWhatItShows) {
+TEST(ServersPage, ExamplesPrintWhatThePageShows) {
     PostgresServer postgres;
     postgres.Execute(Example("postgres.sql"));
     MariaServer maria;
     maria.Execute(Example("mysql.sql"));
-    // What the page says of a server that needs no settings.
+    // The settings that the page gives for a local server.
     const std::string user = "\"" + std::string(::getpwuid(::geteuid())->pw_name) + "\"";
     postgres.Execute("create role " + user + " login in role trusted; create database " + user);
     postgres.Execute("create table access (address text, result text);"

@@ -69,7 +69,7 @@ def main():
     asked = 0
     with tempfile.TemporaryDirectory() as directory:
         shutil.copytree(root / "examples", f"{directory}/examples")
-        # A configuration that others may write is refused, and a umask may let a group write it.
+        # A configuration file that others may write to is refused, and the umask may allow that.
         subprocess.run(["chmod", "-R", "go-w", f"{directory}/examples"], check=True)
         for conf in Path(directory, "examples").glob("*.conf"):
             conf.write_text(as_run(conf.read_text(encoding="utf-8"), replaced), encoding="utf-8")

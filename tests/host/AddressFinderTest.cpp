@@ -146,7 +146,7 @@ const MatchCase RESULTS[] = {
 
 const MatchCase BYTES[] = {
     {"j\xe4@corp.lan", "j\xe4@corp.lan", Plain},
-    {"j\xe4@corp.lan", "j\xc4@corp.lan", No}, // the classic locale has no such letters
+    {"j\xe4@corp.lan", "j\xc4@corp.lan", No}, // not letters in the classic locale
     {"j\xff@corp.lan", "j\xff@", Plain},
     {"j\0d@corp.lan"s, "j\0d@corp.lan"s, Plain},
     {"j\0d@corp.lan"s, "j\0x@corp.lan"s, No},
@@ -213,7 +213,7 @@ TEST(AddressFinder, KeepsACopyOfTheText) {
     EXPECT_TRUE(finder.Match("corp.lan"));
 }
 
-TEST(AddressFinder, MegabytesAreTextsLikeOthers) {
+TEST(AddressFinder, TextsMayHaveMegabytes) {
     const std::string local(1 << 20, 'l');
     const std::string domain(1 << 20, 'd');
     const std::string text = local + "@" + domain;
@@ -306,7 +306,7 @@ TEST_F(AddressFinderInHolder, WithinAFileTheFirstOfResultAndPlainMatchWins) {
               (Found{true, "", "jdoe@corp.lan"}));
 }
 
-TEST_F(AddressFinderInHolder, ItemsGiveTheirResultsOneByOne) {
+TEST_F(AddressFinderInHolder, TheResultsOfItemsAreGathered) {
     const std::string one = File("corp.lan one\njdoe@corp.lan\n");
     const std::string two = File("jdoe@ two\n");
     EXPECT_EQ(Find(one + "," + two, "jdoe@corp.lan"), (Found{true, " one two", ""}));
@@ -318,7 +318,7 @@ TEST_F(AddressFinderInHolder, ItemsGiveTheirResultsOneByOne) {
               (Found{true, " a b", "@corp.lan"}));
 }
 
-TEST_F(AddressFinderInHolder, ARecordWithANumberSignIsNoComment) {
+TEST_F(AddressFinderInHolder, ARecordWithANumberSignIsNotAComment) {
     const std::string file = File("# my list\n#corp.lan\ncorp.lan\n");
     EXPECT_EQ(Find(file, "# my list"), (Found{true, "", "# my list"}));
     EXPECT_EQ(Find(file, "jdoe@corp.lan"), (Found{true, "", "corp.lan"}));

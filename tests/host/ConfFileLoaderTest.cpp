@@ -75,7 +75,7 @@ protected:
 
 } // namespace
 
-TEST_F(ConfFileLoaderTest, SetsWhatTheSectionSays) {
+TEST_F(ConfFileLoaderTest, SetsTheValuesOfTheSection) {
     ASSERT_TRUE(Load("[lookup_ldap]\nPORT = 0x10\nbase = \" dc=corp \"\n[lookup_sql]\nX = 1\n"));
     EXPECT_EQ(m_holder.port, 16);
     EXPECT_EQ(m_holder.base, " dc=corp ");
@@ -85,7 +85,7 @@ TEST_F(ConfFileLoaderTest, SetsWhatTheSectionSays) {
     EXPECT_FALSE(m_loader.AcquireLoader());
 }
 
-TEST_F(ConfFileLoaderTest, WhatIsNotSetGetsItsDefault) {
+TEST_F(ConfFileLoaderTest, OtherParametersGetTheirDefaults) {
     ASSERT_TRUE(Load("[lookup_ldap]\nPort = 1\nBase = dc=x\nPassword = p\nRetries = 9\n"));
     ASSERT_TRUE(Load("", "lookup_ldap"));
     EXPECT_EQ(m_holder.port, 389);
@@ -95,7 +95,7 @@ TEST_F(ConfFileLoaderTest, WhatIsNotSetGetsItsDefault) {
     EXPECT_EQ(m_holder.post_inits, 2);
 }
 
-TEST_F(ConfFileLoaderTest, TellsEachWrongKeyWithItsPlace) {
+TEST_F(ConfFileLoaderTest, ReportsEachInvalidKeyWithItsPlace) {
     EXPECT_FALSE(Load("[lookup_ldap]\nPort = many\nHots = a\nBase = b\n"));
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: bad value for 'Port' in [lookup_ldap]",
@@ -106,7 +106,7 @@ TEST_F(ConfFileLoaderTest, TellsEachWrongKeyWithItsPlace) {
     EXPECT_EQ(m_holder.post_inits, 0);
 }
 
-TEST_F(ConfFileLoaderTest, TellsWhatPostInitThrows) {
+TEST_F(ConfFileLoaderTest, ReportsExceptionsOfPostInit) {
     EXPECT_FALSE(Load("[lookup_ldap]\nPort = 13\n"));
     EXPECT_THAT(RecordingLog::Texts(2),
                 ElementsAre(m_name + ":2: [lookup_ldap]: port 13 is not lucky"));
@@ -160,7 +160,7 @@ public:
     KwDomainsLookup object;
 };
 
-TEST_F(ConfFileLoaderTest, AFailedLoadLeavesEveryVariableAsItWas) {
+TEST_F(ConfFileLoaderTest, AFailedLoadChangesNoVariable) {
     const auto load = [&](Everything& holder, const std::string& settings) {
         const std::string name = m_dir.Write("kw.conf", "[all]\n" + settings);
         ::chmod(name.c_str(), 0644);
@@ -278,13 +278,13 @@ TEST_F(ConfFileLoaderTest, AListCannotComeFromAFileOfItsOwn) {
         EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
 }
 
-TEST_F(ConfFileLoaderTest, AHolderThatRegistersNothingIsNotLoaded) {
+TEST_F(ConfFileLoaderTest, AHolderWithoutParametersIsNotLoaded) {
     m_holder.registers = false;
     EXPECT_FALSE(Load("[lookup_ldap]\n"));
     EXPECT_EQ(m_holder.post_inits, 0);
 }
 
-TEST_F(ConfFileLoaderTest, ASecretAppearsInNoMessage) {
+TEST_F(ConfFileLoaderTest, NoMessageShowsASecret) {
     const std::string secret = m_dir.Write("secret", "hunter2\n");
     ::chmod(secret.c_str(), 0600);
     ASSERT_TRUE(Load("[lookup_ldap]\nPassword.file = " + secret + "\nPort = 1\n"));

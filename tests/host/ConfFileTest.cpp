@@ -79,7 +79,7 @@ TEST_F(ConfFileTest, ReadsSectionsSettingsAndComments) {
     EXPECT_EQ(file.Place(6), m_name + ":6: ");
 }
 
-TEST_F(ConfFileTest, KeepsWhatStandsInAValue) {
+TEST_F(ConfFileTest, KeepsAllCharactersOfAValue) {
     const ConfFile file = Read("[s]\n"
                                "A = \"quoted\" # and ; more\n"
                                "B = a#b;c\n"
@@ -94,7 +94,7 @@ TEST_F(ConfFileTest, KeepsWhatStandsInAValue) {
                             "7 D=", "8 E=\xe9\xff\\n"));
 }
 
-TEST_F(ConfFileTest, TellsEveryLineWithoutForm) {
+TEST_F(ConfFileTest, ReportsEveryMalformedLine) {
     const ConfFile file = Read("Lost = 1\n"
                                "[s]\n"
                                "no equals sign\n"
@@ -164,7 +164,7 @@ TEST_F(ConfFileTest, WarnsOfValueFilesThatOthersMayRead) {
     }
 }
 
-TEST_F(ConfFileTest, TellsAKeySetTwiceWhateverItsLetterCase) {
+TEST_F(ConfFileTest, AKeySetTwiceIsAnErrorInAnyLetterCase) {
     const ConfFile file = Read("[s]\nPort = 1\n[t]\nPort = 2\n[s]\nPORT = 3\nport.file = /none\n");
     EXPECT_THAT(file.GetErrors(),
                 ElementsAre(m_name + ":6: 'PORT' is set a second time, after line 2",
@@ -172,7 +172,7 @@ TEST_F(ConfFileTest, TellsAKeySetTwiceWhateverItsLetterCase) {
                             m_name + ":7: 'port' is set a second time, after line 2"));
 }
 
-TEST_F(ConfFileTest, TakesAValueFromAFileOfItsOwn) {
+TEST_F(ConfFileTest, ReadsAValueFromAFileOfItsOwn) {
     const std::string secret = Write("secret", "pass=word #1 \n");
     const std::string two_lines = Write("two", "a\nb\n\n");
     const ConfFile file = Read("[s]\nPassword.file = " + secret + "\nText.FILE = " + two_lines +
@@ -183,7 +183,7 @@ TEST_F(ConfFileTest, TakesAValueFromAFileOfItsOwn) {
                             "!5 ClientSecret=y", "6 Plain=z"));
 }
 
-TEST_F(ConfFileTest, RefusesWhatCannotBeTrustedOrRead) {
+TEST_F(ConfFileTest, RefusesFilesThatCannotBeTrustedOrRead) {
     const std::string good = Write("good", "[s]\n");
     EXPECT_EQ(WhyNot(good), "nothing");
     for (const mode_t mode : {0664, 0646, 0666}) {
@@ -226,7 +226,7 @@ TEST_F(ConfFileTest, BoundsLinesAndValueFiles) {
     EXPECT_EQ(files.GetSections().at("s").settings.front().value.size(), 65536u);
 }
 
-TEST_F(ConfFileTest, LeavesOutWhatEditorsOfOtherSystemsAdd) {
+TEST_F(ConfFileTest, IgnoresByteOrderMarksAndCarriageReturns) {
     const std::string value = Write("value", "secret\r\n");
     const ConfFile file = Read("\xef\xbb\xbf[s]\r\nA = a\r\nB.file = " + value + "\r\n");
     EXPECT_THAT(file.GetErrors(), IsEmpty());

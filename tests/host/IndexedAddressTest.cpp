@@ -115,7 +115,7 @@ public:
         std::string text;
         if (m_is_crowded && m_random.OneIn(4))
             return m_crowd + Blanks() + Label();
-        if (m_random.OneIn(10)) { // anything
+        if (m_random.OneIn(10)) { // random bytes
             for (std::size_t left = m_random.Below(12); left > 0; --left)
                 text += m_random.Of(std::string("aA.@<> \t\r\v\f\n\xa0\xe9\0b", 16));
             return text;
@@ -197,7 +197,7 @@ Seen Search(const KwIfLookup& list, const AddressFinder& finder, const KwLookupF
     return seen;
 }
 
-/// Returns whether there was a match. `by_index` is of `text`.
+/// Search both ways, and compare. Returns true for a match. `by_index` is of `text`.
 bool Compare(const KwIfLookup& list, const AddressFinder& by_index, const std::string& text) {
     const AddressFinder by_walk(text);
     const Seen seen = Search(list, by_index, by_index);
@@ -205,7 +205,7 @@ bool Compare(const KwIfLookup& list, const AddressFinder& by_index, const std::s
     return seen.found;
 }
 
-TEST(IndexedAddress, IsAnsweredAsByAWalk) {
+TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
     int found = 0;
     for (unsigned seed = 1; seed <= 100 || std::chrono::steady_clock::now() < end; ++seed) {
@@ -247,7 +247,7 @@ TEST(IndexedAddress, IsAnsweredAsByAWalk) {
     EXPECT_GT(found, 1000);
 }
 
-/// A hundred values that match nothing, and `values`.
+/// A hundred values that match nothing, followed by `values`.
 Strings Padded(const Strings& values) {
     Strings all;
     for (int i = 0; i < 100; ++i)
@@ -265,7 +265,7 @@ public:
     }
 };
 
-TEST(IndexedAddress, AFinderDerivedFromItIsWalkedFor) {
+TEST(IndexedAddress, ForADerivedFinderTheListIsWalked) {
     const StringList list(Padded({"anything"}));
     std::string res, matched;
     const WiderFinder finder("jdoe@corp.lan");
@@ -299,7 +299,7 @@ TEST(IndexedAddress, ALongerLoadOfOneFileReplacesTheIndex) {
     }
 }
 
-TEST(IndexedAddress, ManyEqualKeysAreAskedInTheirOrder) {
+TEST(IndexedAddress, ManyEqualKeysAreTriedInTheirOrder) {
     StringList list;
     std::string value;
     for (int i = 0; i < 200000; ++i) {
@@ -342,7 +342,7 @@ private:
     }
 };
 
-TEST(IndexedAddress, NoTextMakesManyOrLongKeys) {
+TEST(IndexedAddress, NoTextHasManyOrLongKeys) {
     constexpr std::size_t SIZE = 64 * 1024;
     const std::string fill(SIZE, 'x'), dots(SIZE, '.');
     std::string labels, ats;
@@ -368,7 +368,7 @@ TEST(IndexedAddress, NoTextMakesManyOrLongKeys) {
               std::string(SIZE, ' '), "<" + labels + ">", std::string(SIZE, '@')}) {
             KeyCounter counter(list.sizes, list.most_dots);
             ASSERT_TRUE(AddressFinder(text).GetKeys(counter));
-            // The text, the address, the local part and two forms of the domain.
+            // Five keys are the text, the address, the local part and two forms of the domain.
             EXPECT_LE(counter.keys, list.endings + 5) << text.substr(0, 10) << "...";
             EXPECT_LE(counter.longest, list.sizes.back()) << text.substr(0, 10) << "...";
         }
@@ -422,7 +422,7 @@ TEST(IndexedAddress, ManyLinesWithOneFirstWordDelayNoText) {
     }
 }
 
-TEST(IndexedAddress, WithoutMemoryForWholeValuesThoseOfTheFirstWordAreAsked) {
+TEST(IndexedAddress, WithoutMemoryForWholeValuesFirstWordsAreTried) {
     int calls = 0;
     for (bool failed = true; failed; ++calls) {
         ASSERT_LT(calls, 100);
@@ -430,7 +430,7 @@ TEST(IndexedAddress, WithoutMemoryForWholeValuesThoseOfTheFirstWordAreAsked) {
         for (int i = 0; i < 100; ++i)
             list.Init("Re: text " + std::to_string(i));
         std::string res, matched;
-        list.Find(AddressFinder("x"), &res, 0, nullptr); // makes the index of first words
+        list.Find(AddressFinder("x"), &res, 0, nullptr); // make the index of first words
         const AddressFinder finder("re: Text 77");
         matched.reserve(100);
         {
@@ -459,7 +459,7 @@ TEST(IndexedAddress, ManyEmptyValuesDelayOnlyTextsThatMayEqualThem) {
     EXPECT_FALSE(list.Find(AddressFinder("corp.lan"), &res, 0, nullptr));
 }
 
-TEST(IndexedAddress, ALongLineMakesNoLargeIndex) {
+TEST(IndexedAddress, ALongLineDoesNotMakeALargeIndex) {
     constexpr std::size_t LINE = 8 << 20;
     const std::string line(LINE, 'x');
     StringList list(Padded({line, line + "yz", line + "y"}));
@@ -499,7 +499,7 @@ TEST(IndexedAddress, ASearchAllocatesNothing) {
     }
 }
 
-TEST(IndexedAddress, WithoutMemoryForAnIndexItIsWalkedFor) {
+TEST(IndexedAddress, WithoutMemoryForAnIndexTheListIsWalked) {
     const Strings values = Padded({"corp.lan OK"});
     for (const bool sorted : {false, true}) {
         int calls = 0;

@@ -74,7 +74,7 @@ TEST_F(Logging, ALoggerWithoutANameIsSilent) {
     EXPECT_FALSE(silent.isDebugEnabled());
 }
 
-TEST_F(Logging, ForcedLogWritesWhateverIsEnabled) {
+TEST_F(Logging, ForcedLogWritesAtDisabledLevels) {
     SetLogging(LogTarget::StandardError, Level::LEVEL_ERROR);
     const CapturedStandardError captured;
     m_log.forcedLog(Level::LEVEL_ERROR, "one");
@@ -129,8 +129,8 @@ TEST_F(Logging, PrintableTextShowsEveryByte) {
     EXPECT_EQ(PrintableText(std::string(1 << 20, '\n')).size(), 4u << 20);
 }
 
-TEST_F(Logging, OneEventIsOneLineWhateverItsBytes) {
-    const std::string bytes = AllBytes().substr(1); // the facade takes NUL-terminated text
+TEST_F(Logging, OneEventIsOneLineWithAnyBytes) {
+    const std::string bytes = AllBytes().substr(1); // the facade takes NUL-terminated texts
     const std::string formats = "{} {0} %s %n %v %%";
     const CapturedStandardError captured;
     m_log.forcedLog(Level::LEVEL_ERROR, bytes.c_str());
@@ -144,7 +144,7 @@ TEST_F(Logging, OneEventIsOneLineWhateverItsBytes) {
                                       formats + "\n" + "name: error: a\\x5c0b\n");
 }
 
-TEST_F(Logging, ALineHasAnEnd) {
+TEST_F(Logging, LinesHaveALimitedLength) {
     const std::size_t around = std::string("name: warning: \n").size();
     const std::string just_fits(1000 - around, 'a');
     for (const std::string& text :
@@ -176,21 +176,21 @@ TEST_F(Logging, ALineHasAnEnd) {
     }
 }
 
-TEST_F(Logging, ALineThatIsCutKeepsItsReason) {
+TEST_F(Logging, AShortenedLineKeepsItsReason) {
     const CapturedStandardError captured;
     const std::string reason = "]: " + std::string(150, 'r') + "\n\n";
     m_log.forcedLog(Level::LEVEL_ERROR, ("Error in [" + std::string(5000, 'x') + reason).c_str());
     EXPECT_THAT(captured.GetText(), testing::EndsWith(Expected(reason) + "\n"));
 }
 
-TEST_F(Logging, ANameCannotForgeALineEither) {
+TEST_F(Logging, ANameCannotForgeALine) {
     const LogClass log("a\nb %v {}\xff");
     const CapturedStandardError captured;
     log.forcedLog(Level::LEVEL_ERROR, "text");
     EXPECT_EQ(captured.GetText(), "a\\x0ab %v {}\\xff: error: text\n");
 }
 
-TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
+TEST_F(Logging, DatedLinesAreAppendedToAFile) {
     const std::string file = m_dir.Write("log", "old line\n");
     const CapturedStandardError captured;
     SetLogging(LogTarget::File, Level::LEVEL_DEBUG, file);
@@ -211,7 +211,7 @@ TEST_F(Logging, AFileGetsDatedLinesAtItsEnd) {
     EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST_F(Logging, HidesTheSecretsThatItIsGiven) {
+TEST_F(Logging, HidesRegisteredSecrets) {
     HideInMessages(" \"s3cret\"\n");
     HideInMessages("s3cret and more");
     HideInMessages("a\0b\xff"s);
@@ -298,7 +298,7 @@ TEST_F(Logging, AFileThatCannotBeOpenedKeepsTargetAndLevel) {
     }
 }
 
-TEST_F(Logging, AFullDiskCostsTheLineAndNothingElse) {
+TEST_F(Logging, AFullDiskLosesOnlyTheLine) {
     SetLogging(LogTarget::File, Level::LEVEL_WARN, "/dev/full");
     const CapturedStandardError captured; // the logging library writes its errors there
     EXPECT_NO_THROW(m_log.forcedLog(Level::LEVEL_WARN, "lost"));

@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST(MailListThreads, IsAskedWhileItIsLoaded) {
+TEST(MailListThreads, AnswersWhileItIsLoaded) {
     const TempDir dir;
     RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
     LogClass log("host");

@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST(OwnLog, TheLibraryWritesThroughTheFacadeOfTheHost) {
+TEST(OwnLog, TheLibraryWritesToTheFacadeOfTheHost) {
     const TempDir dir;
     const std::string file = dir.Write("list", "a\nb\n");
     const CapturedStandardError captured;

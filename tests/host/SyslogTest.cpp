@@ -105,7 +105,7 @@ TEST(Syslog, MessagesArriveWithNameFacilityAndLevel) {
                         "<20>renamed[PID]: early: warning: again\n");
 }
 
-TEST(Syslog, WithoutADaemonMessagesAreLostAndNothingElse) {
+TEST(Syslog, WithoutADaemonOnlyMessagesAreLost) {
     const std::string outcome = InChild([] {
         const LogClass log("name");
         SetLogging(LogTarget::Syslog, Level::LEVEL_DEBUG, "kwlookup-test");

@@ -1,13 +1,13 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# Talks to the example host: answers, a reload, a reload that fails, and its own log.
+# Tests the example host: answers, a reload, a failed reload, and its own log.
 # Usage: example_host.sh, in the directory where the example was built
 set -euo pipefail
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 list="ads.example reject, regex:^bulk-[0-9]+@, file:$directory/listed"
 
-# expect QUESTION ANSWER: asks the running host.
+# expect QUESTION ANSWER: ask the running host.
 expect() {
     local answer
     echo "$1" >&"${host[1]}"

@@ -1,6 +1,6 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# Builds SOURCE against the tree installed in PREFIX, by its pkg-config files alone, and runs it.
+# Builds SOURCE against the tree installed in PREFIX, using only its pkg-config files, and runs it.
 # Usage: pkg_config.sh COMPILER PREFIX SOURCE PROGRAM
 set -euo pipefail
 compiler=$1 prefix=$2 source=$3 program=$4

@@ -22,7 +22,7 @@ KwIfLookup* MakeString(const std::string& text) {
     return new KwStrLookup(text);
 }
 
-TEST(Factory, IsOne) {
+TEST(Factory, HasOneInstance) {
     EXPECT_EQ(&Registry(), &Registry());
 }
 

@@ -17,7 +17,7 @@ TEST(Finder, HasNoResultOfItsOwn) {
     EXPECT_EQ(base.GetRes(), "");
 }
 
-TEST(Finder, WithoutAResultMakesAFailedMatchAMiss) {
+TEST(Finder, AFailedMatchWithoutAResultIsAMiss) {
     const KwStrLookup lookup("stored");
     std::string res = "old";
     std::string matched = "old";

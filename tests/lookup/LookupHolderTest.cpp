@@ -144,7 +144,7 @@ TEST_F(LookupHolder, StopsAtTheFirstMatchWithoutAResultString) {
     EXPECT_EQ(c.searches, 0);
 }
 
-TEST_F(LookupHolder, AsksTheLookupsThatItHadWhenTheSearchBegan) {
+TEST_F(LookupHolder, AsksTheLookupsThatItHadAtTheStartOfTheSearch) {
     a.on_search = [this, added = false]() mutable {
         if (!added)
             Add("b", b);
@@ -178,7 +178,7 @@ TEST_F(LookupHolder, PassesFlagsUnchanged) {
     }
 }
 
-TEST_F(LookupHolder, HandsTheMatchedStringOfTheCallerToAllLookups) {
+TEST_F(LookupHolder, PassesTheMatchedStringOfTheCallerToAllLookups) {
     a.matched = "from a";
     c.matched = "";
     b.matched = "from b";
@@ -208,7 +208,7 @@ TEST_F(LookupHolder, KeepsTheResultsGatheredBeforeAFailure) {
     EXPECT_EQ(res, " a a");
 }
 
-TEST_F(LookupHolder, TellsEachMatch) {
+TEST_F(LookupHolder, LogsEachMatch) {
     a.matched = "value a";
     a.description = "list a";
     a.log = &own_log;
@@ -229,7 +229,7 @@ TEST_F(LookupHolder, TellsEachMatch) {
     EXPECT_EQ(RecordingLog::GetLines().size(), 1U);
 }
 
-TEST_F(LookupHolder, TellsNothingOfAMatchWithoutAValue) {
+TEST_F(LookupHolder, LogsNoMatchWithoutAValue) {
     Add("a", a);
     std::string res;
     std::string matched;
@@ -250,7 +250,7 @@ TEST_F(LookupHolder, UsesOneMatchedStringForTheWholeSearch) {
                             "KwLookupHolder::Find: found request matched with value a"));
 }
 
-TEST_F(LookupHolder, TellsWhatTheLogsAskFor) {
+TEST_F(LookupHolder, LogsAsTheLevelsOfBothLogsRequire) {
     a.matched = "value";
     a.log = &own_log;
     b.matched = "value";
@@ -293,7 +293,7 @@ TEST_F(LookupHolder, TellsWhatTheLogsAskFor) {
     }
 }
 
-TEST_F(LookupHolder, TellsTextsOfAnyBytes) {
+TEST_F(LookupHolder, LogsTextsOfAnyBytes) {
     using namespace std::string_literals;
     a.matched = "\xff\0%s\n"s;
     Add("a", a);
@@ -302,7 +302,7 @@ TEST_F(LookupHolder, TellsTextsOfAnyBytes) {
                 ElementsAre("KwLookupHolder::Find: found \\0\xe9 matched with \xff\\0%s\n"));
 }
 
-TEST_F(LookupHolder, HandsALogToItsLookupsInOrder) {
+TEST_F(LookupHolder, PassesALogToItsLookupsInOrder) {
     Add("a", a);
     Add("b", b);
     holder.InitLog(own_log);
@@ -464,7 +464,7 @@ TEST_F(LookupHolder, PrecedesEachResultByABlankAtEveryDepth) {
     EXPECT_EQ(res, "  a b");
 }
 
-TEST_F(LookupHolder, WritesThroughTheLoggerFromBeforeTheSearch) {
+TEST_F(LookupHolder, WritesToTheLoggerFromBeforeTheSearch) {
     a.matched = "value";
     a.on_search = [this] { a.log = &own_log; };
     Add("a", a);

@@ -63,7 +63,7 @@ void FillWithoutMemory(const std::string& list, std::size_t good, std::size_t ba
                 EXPECT_GE(made, good - static_cast<std::size_t>(memory_errors));
                 failed_items += static_cast<int>(memory_errors);
             } else if (bad == 0) {
-                // Nothing was made yet: the text was copied or split.
+                // No item was made yet: the text was being copied or split.
                 EXPECT_EQ(made, 0U);
                 EXPECT_TRUE(errors.empty());
             }
@@ -86,7 +86,7 @@ TEST(AllocationFailure, CostsOneItemOfAList) {
     const TempDir directory;
     const std::string long_name(100, 'x');
     const std::string file = directory.Write(long_name, "one\n" + long_name + "\n");
-    // The third and the fifth item make the list of objects grow.
+    // At the third and the fifth item the list of objects grows.
     FillWithoutMemory("a, " + long_name + ", file:" + file + ", value:" + long_name +
                           ", ldap:" + long_name + ", b",
                       6, 0);

@@ -67,7 +67,7 @@ TEST_F(LoadConfig, FailsWithoutALoader) {
     EXPECT_EQ(Load(), none);
 }
 
-TEST_F(LoadConfig, HandsOverTheHolderAndTheLog) {
+TEST_F(LoadConfig, PassesTheHolderAndTheLog) {
     EXPECT_EQ(Load("a b"), "");
     EXPECT_THAT(calls, ElementsAre("acquire", "prepare", "load lookup_a b", "release"));
     EXPECT_EQ(loader->last_holder, &target);
@@ -76,19 +76,19 @@ TEST_F(LoadConfig, HandsOverTheHolderAndTheLog) {
     EXPECT_THAT(RecordingLog::GetLines(), ElementsAre(line));
 }
 
-TEST_F(LoadConfig, SaysNothingBelowDebugLevel) {
+TEST_F(LoadConfig, LogsNothingBelowDebugLevel) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     EXPECT_EQ(Load(), "");
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
-TEST_F(LoadConfig, TellsThatTheSectionCouldNotBeRead) {
+TEST_F(LoadConfig, ASectionThatCannotBeReadIsAnError) {
     loader->section_is_good = false;
     EXPECT_EQ(Load(), "error in reading configuration for ldap");
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
-TEST_F(LoadConfig, ReleasesOnEveryWayOutExactlyWhatWasAcquired) {
+TEST_F(LoadConfig, ReleasesOnEveryPathExactlyWhatWasAcquired) {
     const Strings steps = {"acquire", "prepare", "load lookup_ldap"};
     for (const bool acquired : {false, true})
         for (const bool good : {false, true})
@@ -145,7 +145,7 @@ TEST_F(LoadConfig, SurvivesALoaderThatCannotRelease) {
         }
 }
 
-TEST_F(LoadConfig, KeepsToOneLoaderWhenItIsReplacedInTheMiddle) {
+TEST_F(LoadConfig, UsesOneLoaderEvenIfItIsReplacedMeanwhile) {
     const auto other = boost::make_shared<ScriptedLoader>(calls, "other ");
     loader->on_call = [&](const std::string& operation) {
         if (operation == "prepare")
@@ -158,7 +158,7 @@ TEST_F(LoadConfig, KeepsToOneLoaderWhenItIsReplacedInTheMiddle) {
                             "other prepare", "other load lookup_ldap", "other release"));
 }
 
-TEST_F(LoadConfig, KeepsALoaderAliveThatTheHostDropsInTheMiddle) {
+TEST_F(LoadConfig, KeepsALoaderAliveThatTheHostDropsMeanwhile) {
     loader->on_call = [&](const std::string& operation) {
         if (operation == "prepare")
             loader.reset();
@@ -168,7 +168,7 @@ TEST_F(LoadConfig, KeepsALoaderAliveThatTheHostDropsInTheMiddle) {
     EXPECT_EQ(Load(), "can`t load configuratoin for ldap: no ConfLoader object");
 }
 
-TEST_F(LoadConfig, FailsWhenTheLogFailsAndReleasesAllTheSame) {
+TEST_F(LoadConfig, FailsIfTheLogFailsAndStillReleases) {
     RecordingLog::FailOn("Success load");
     EXPECT_EQ(Load(), "runtime_error: log is full");
     EXPECT_EQ(calls.back(), "release");

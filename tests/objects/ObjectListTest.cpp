@@ -106,7 +106,7 @@ TEST_F(ObjectList, IsDestroyedBeforeTheNextOneIsMade) {
     EXPECT_EQ(g_most_alive, 2);
 }
 
-TEST_F(ObjectList, CanBeMadeAgainFromItsDescription) {
+TEST_F(ObjectList, CanBeRebuiltFromItsDescription) {
     const std::string list = "a, \"b,c\"";
     holder.Init(list);
     holder.Init(holder.GetDescription());
@@ -165,7 +165,7 @@ TEST_F(ObjectList, CollectsTheErrorOfAFileAndGoesOn) {
     EXPECT_EQ(TakeErrors(), errors);
 }
 
-TEST_F(ObjectList, WritesNoMessageWhoseLevelIsOff) {
+TEST_F(ObjectList, WritesNoMessageAtADisabledLevel) {
     const TempDir directory;
     const std::string file = directory.Write("list", "one\n");
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
@@ -181,13 +181,13 @@ TEST_F(ObjectList, WritesNoMessageWhoseLevelIsOff) {
                                           "Error in init lookup [nosuch:y]: unknown id 'nosuch'"));
 }
 
-TEST_F(ObjectList, NamesTheItemAsItStandsAndTheTypeInLowerCase) {
+TEST_F(ObjectList, MessagesHaveTheItemAsWrittenAndTheTypeInLowerCase) {
     holder.Init("  \"NoSuch: x, y \" , a");
     EXPECT_THAT(TakeErrors(),
                 ElementsAre("Error in init lookup [NoSuch: x, y ]: unknown id 'nosuch'"));
 }
 
-TEST_F(ObjectList, ReportsErrorsOnceAndForAllHolders) {
+TEST_F(ObjectList, ReportsTheErrorsOfAllHoldersOnce) {
     KwLookupHolder other(log);
     holder.Init("one:x");
     other.Init("two:x, a, three:x");
@@ -210,7 +210,7 @@ TEST_F(ObjectList, ReportsErrorsOnceAndForAllHolders) {
     EXPECT_NO_THROW(KwObjectHolder::AfterReload(reload));
 }
 
-TEST_F(ObjectList, OfBuiltinTypesTakesNoOther) {
+TEST_F(ObjectList, OfBuiltinTypesAcceptsNoOthers) {
     const TempDir directory;
     const std::string file = directory.Write("list", "one\n");
     KwLookupHolder builtin(log, KwObjectHolder::BuiltinOnly);
@@ -223,7 +223,7 @@ TEST_F(ObjectList, OfBuiltinTypesTakesNoOther) {
     EXPECT_EQ(TakeErrors().size(), 3U);
 }
 
-TEST_F(ObjectList, AsksForAPlugInWhenTheCreatorOfATypeMakesNothing) {
+TEST_F(ObjectList, UsesAPlugInIfTheCreatorOfATypeReturnsNull) {
     KwFactory<KwIfLookup>::Instance().Register("nothing", MakeNothing);
     holder.Init("nothing:x, a");
     EXPECT_THAT(Values(holder), ElementsAre("a"));
@@ -261,7 +261,7 @@ TEST_F(ObjectList, HoldsTenThousandItems) {
     EXPECT_EQ(TakeErrors(), errors);
 }
 
-TEST_F(ObjectList, TakesAnItemOfAnyLength) {
+TEST_F(ObjectList, AcceptsAnItemOfAnyLength) {
     const std::string megabyte(1 << 20, 'x');
     holder.Init(megabyte + ", " + megabyte + ":a, b");
     EXPECT_THAT(Values(holder), ElementsAre(megabyte, "b"));
@@ -269,7 +269,7 @@ TEST_F(ObjectList, TakesAnItemOfAnyLength) {
                                           ":a]: unknown id '" + megabyte + "'"));
 }
 
-TEST_F(ObjectList, KeepsItsErrorsWhenTheLogIsFull) {
+TEST_F(ObjectList, KeepsItsErrorsIfTheLogIsFull) {
     RecordingLog::FailOn("Error in init");
     holder.Init("nosuch:x, a, nosuch:y, b");
     EXPECT_THAT(Values(holder), ElementsAre("a", "b"));
@@ -277,7 +277,7 @@ TEST_F(ObjectList, KeepsItsErrorsWhenTheLogIsFull) {
                                           "Error in init lookup [nosuch:y]: unknown id 'nosuch'"));
 }
 
-TEST_F(ObjectList, CollectsAFullLogAsTheErrorOfItsItem) {
+TEST_F(ObjectList, CollectsTheErrorOfAFullLogForItsItem) {
     const TempDir directory;
     const std::string file = directory.Write("list", "one\n");
     RecordingLog::FailOn("Success create");

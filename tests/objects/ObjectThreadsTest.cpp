@@ -19,7 +19,7 @@ namespace {
 constexpr int THREADS = 4;
 constexpr int ROUNDS = 25;
 
-/// Runs `work` on several threads that start together.
+/// Run `work` in several threads that start together.
 void OnThreads(const std::function<void()>& work) {
     std::atomic<int> waiting{THREADS};
     std::vector<std::thread> threads;
@@ -34,14 +34,14 @@ void OnThreads(const std::function<void()>& work) {
         thread.join();
 }
 
-TEST(ObjectThreads, FillHoldersOfTheirOwnAtOnce) {
+TEST(ObjectThreads, FillHoldersOfTheirOwnConcurrently) {
     const TempDir directory;
     const std::string file = directory.Write("list", "f\n");
     const std::string list = "a, ldap:b, odbc:x, mysql:x, absent:x, firebird:x, ldap:bad, "
                              "nested:shared:c, nosuch:x, file:" +
                              file + ", file:" + file + ".missing, shared:d";
     TakeErrors();
-    // No log lines: their lock would hide races.
+    // Without log lines, whose lock would hide races.
     RecordingLog::Silence();
     std::atomic<int> wrong{0};
     OnThreads([&] {
@@ -59,7 +59,7 @@ TEST(ObjectThreads, FillHoldersOfTheirOwnAtOnce) {
         EXPECT_EQ(LoadedPlugin(type).GetCounts().alive, 0) << type;
 }
 
-TEST(ObjectThreads, OpenALibraryOnceBetweenThem) {
+TEST(ObjectThreads, OpenALibraryOnlyOnce) {
     if (LoadedPlugin("latecomer"))
         GTEST_SKIP() << "opened already; run this test in a process of its own";
     TakeErrors();
@@ -74,7 +74,7 @@ TEST(ObjectThreads, OpenALibraryOnceBetweenThem) {
                 ::testing::Each("Error in init lookup [nosuch:x]: unknown id 'nosuch'"));
 }
 
-TEST(ObjectThreads, SearchOneHolderAtOnce) {
+TEST(ObjectThreads, SearchOneHolderConcurrently) {
     const TempDir directory;
     std::string lines;
     for (int i = 0; i < 2000; ++i)

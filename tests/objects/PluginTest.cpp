@@ -138,7 +138,7 @@ TEST_F(Plugin, FailureIsCollectedAndTheOtherItemsStay) {
     };
     for (const Failure& failure : failures) {
         SCOPED_TRACE(failure.item);
-        // Twice: with the library opened by this item, and opened before.
+        // First with a library that this item opens, then with one that is open already.
         for (int i = 0; i < 2; ++i) {
             holder.Init("a, " + std::string(failure.item) + ", ldap:b, c");
             EXPECT_THAT(Values(holder), ElementsAre("a", "b", "c"));
@@ -156,14 +156,14 @@ TEST_F(Plugin, FailureIsCollectedAndTheOtherItemsStay) {
     EXPECT_EQ(Made("mysql"), mysql_made + 2);
 }
 
-TEST_F(Plugin, LoaderSaysWhatIsWrongWithALibrary) {
+TEST_F(Plugin, ErrorHasTheMessageOfTheDynamicLoader) {
     EXPECT_THAT(LoaderMessage("libkw_lookup_absent.so"), ::testing::HasSubstr("No such file"));
     EXPECT_THAT(LoaderMessage("libkw_lookup_oracle.so"), ::testing::HasSubstr("ELF"));
     EXPECT_THAT(LoaderMessage("libkw_lookup_incomplete.so"),
                 ::testing::HasSubstr("undefined symbol"));
 }
 
-TEST_F(Plugin, WithoutACreatorIsNamedWithTheLoadersMessage) {
+TEST_F(Plugin, WithoutACreatorIsAnErrorWithTheLoadersMessage) {
     for (int i = 0; i < 2; ++i) {
         holder.Init("postgres:x, a");
         EXPECT_THAT(Values(holder), ElementsAre("a"));
@@ -175,7 +175,7 @@ TEST_F(Plugin, WithoutACreatorIsNamedWithTheLoadersMessage) {
     }
 }
 
-TEST_F(Plugin, LibraryStaysRegisteredWhenItsCreatorFails) {
+TEST_F(Plugin, LibraryStaysRegisteredIfItsCreatorFails) {
     for (const char* type : {"odbc", "mysql", "postgres", "unlogged"}) {
         SCOPED_TRACE(type);
         const std::string item = std::string(type) + ":x";
@@ -246,7 +246,7 @@ TEST_F(Plugin, ConfigurationIsLoadedOnceAndOnlyItsFirstObjectGetsTheLog) {
     EXPECT_EQ(TimesOpened("configured"), 0);
 }
 
-TEST_F(Plugin, LibraryIsClosedWhenItCannotBeRegistered) {
+TEST_F(Plugin, LibraryIsClosedIfItCannotBeRegistered) {
     if (LoadedPlugin("latecomer"))
         GTEST_SKIP() << "opened already; run this test in a process of its own";
     RecordingLog::FailOn(LoadLine("latecomer"));
@@ -289,7 +289,7 @@ TEST_F(Plugin, LibraryIsNeverClosedOnceItHasMadeAnObject) {
     TakeErrors();
 }
 
-TEST_F(Plugin, ExceptionOfNoStandardKindPropagates) {
+TEST_F(Plugin, NonStandardExceptionPropagates) {
     holder.Init("ldap:warm");
     EXPECT_THROW(holder.Init("a, ldap:int, b"), int);
     EXPECT_EQ(Alive("ldap"), 0);
@@ -340,7 +340,7 @@ TEST_F(Plugin, TypeThatIsAPathNeverReachesTheLoader) {
     EXPECT_THAT(TakeErrors(), ElementsAre("Error in init lookup [../x:y]: unknown id '../x'",
                                           "Error in init lookup [/x:y]: unknown id '/x'"));
 
-    // A library that the loader would open if it were given the path.
+    // A library that the loader would open by its path.
     const TempDir directory;
     const std::string trap = directory.Path("libkw_lookup_..");
     std::filesystem::create_directory(trap);

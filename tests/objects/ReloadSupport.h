@@ -11,7 +11,7 @@
 /// A host's loader that records its calls and behaves as a test wants.
 class ScriptedLoader : public IfConfLoader {
 public:
-    /// `name` begins every recorded call.
+    /// `name` is put before each recorded call.
     explicit ScriptedLoader(std::vector<std::string>& calls, const std::string& name = "")
         : m_calls(calls), m_name(name) {}
     ~ScriptedLoader() override { Record("gone"); }

@@ -87,7 +87,7 @@ protected:
     KwLookupHolder holder{holder_log};
 };
 
-TEST_F(Reload, DoesNothingWhereNothingIsRegistered) {
+TEST_F(Reload, DoesNothingIfNothingIsRegistered) {
     EXPECT_EQ(BeforeReload(), "");
     if (!Loaded().empty())
         GTEST_SKIP() << "another test of this process has registered libraries";
@@ -113,7 +113,7 @@ TEST_F(Reload, ItemFailsWithItsConfigurationAndTheNextOneTriesAgain) {
     Fill();
     holder.Init("");
     loader->section_is_good = false;
-    BeforeReload(); // leaves all three unconfigured
+    BeforeReload(); // fails, and leaves all three unconfigured
     Forget();
     holder.Init("first:a, first:b, second:c");
     EXPECT_TRUE(holder.Empty());
@@ -140,7 +140,7 @@ TEST_F(Reload, ItemFailsWithItsConfigurationAndTheNextOneTriesAgain) {
     EXPECT_EQ(AfterReload(), "");
 }
 
-TEST_F(Reload, LibraryIsForgottenWhenNoLoaderIsThereToConfigureIt) {
+TEST_F(Reload, LibraryIsForgottenIfThereIsNoLoader) {
     loader.reset();
     for (int i = 0; i < 2; ++i) {
         RecordingLog::Reset();
@@ -238,7 +238,7 @@ TEST_F(Reload, ObjectGetsTheLogBeforeItsConfigurationIsLoadedAgain) {
     EXPECT_EQ(StateOf("first").inits, inits) << "the throw-away object needs no init data";
 }
 
-TEST_F(Reload, LoadsWithTheLogOfTheObjectWhereItHasOne) {
+TEST_F(Reload, LoadsWithTheLogOfTheObjectIfItHasOne) {
     Fill();
     StateOf("first").has_own_log = true;
     StateOf("third").keeps_log = false;
@@ -272,7 +272,7 @@ TEST_F(Reload, ReportsEarlierErrorsAndReloadsNothing) {
     EXPECT_EQ(Loaded().size(), 3U);
 }
 
-TEST_F(Reload, FailureInAnyStepIsToldAndTheNextTypeIsReloaded) {
+TEST_F(Reload, FailureInAnyStepIsReportedAndTheNextTypeIsReloaded) {
     Fill();
     holder.Init("");
     struct Failure {
@@ -357,7 +357,7 @@ TEST_F(Reload, WithoutMemoryForAMessageTheNextTypeIsStillReloaded) {
     loader->on_call = nullptr;
 }
 
-TEST_F(Reload, FailingLogDoesNotKeepTheNextTypeFromItsReload) {
+TEST_F(Reload, FailingLogDoesNotPreventTheReloadOfTheNextType) {
     Fill();
     StateOf("second").fault = Fault::NullObject;
     RecordingLog::FailOn("Error in configuration reload");
@@ -365,7 +365,7 @@ TEST_F(Reload, FailingLogDoesNotKeepTheNextTypeFromItsReload) {
     EXPECT_EQ(Loaded().back(), "load lookup_third");
 }
 
-TEST_F(Reload, SaysNothingWhenErrorsAreOff) {
+TEST_F(Reload, LogsNothingIfErrorsAreDisabled) {
     Fill();
     StateOf("second").fault = Fault::NullObject;
     RecordingLog::Silence();
@@ -405,7 +405,7 @@ TEST_F(Reload, AlwaysCallsCreateLookup) {
     EXPECT_EQ(Loaded().size(), 3U);
 }
 
-TEST_F(Reload, LoaderThatAsksForAReloadFindsTheRestLoadedAlready) {
+TEST_F(Reload, NestedReloadByTheLoaderLoadsTheRemainingTypes) {
     Fill();
     bool nested = false;
     loader->on_call = [&](const std::string& operation) {
@@ -500,7 +500,7 @@ TEST_F(Reload, FirstObjectOfATypeLoadsItsConfiguration) {
     EXPECT_EQ(late.inits, 3);
 }
 
-TEST_F(Reload, LibraryWithoutACreatorIsNamedByItsType) {
+TEST_F(Reload, ErrorNamesTheTypeOfALibraryWithoutACreator) {
     Fill();
     holder.Init("bare:a");
     EXPECT_EQ(AfterReload(), REPORTED);

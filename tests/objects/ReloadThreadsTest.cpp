@@ -16,7 +16,7 @@ namespace {
 
 constexpr int ROUNDS = 200;
 
-TEST(ReloadThreads, ReloadBesideThreadsThatFillHolders) {
+TEST(ReloadThreads, ReloadWhileThreadsFillHolders) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_ERROR);
     LogClass log("host");
     std::vector<std::string> calls;

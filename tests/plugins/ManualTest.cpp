@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Each manual page names the parameters that its plug-in registers, with their defaults, and no
-// others.
+// Each manual page lists exactly the parameters that its plug-in registers, with their defaults.
 #include "conf/ConfParser.h"
 #include "host/LogClass.h"
 #include "lookup/KwIfSharedLookup.h"
@@ -19,7 +18,7 @@
 
 namespace {
 
-/// Name to default; "" where there is none.
+/// Maps the name of a parameter to its default, or to "none".
 using Parameters = std::map<std::string, std::string>;
 
 std::string DefaultText(IfConfParser::VarType type, const void* def) {
@@ -68,13 +67,13 @@ Parameters Registered(const std::string& type) {
     const auto collector = boost::make_shared<ParameterCollector>("lookup_" + type);
     EXPECT_TRUE(lookup->MakePreInit(collector));
     EXPECT_TRUE(lookup->IsNeedCofigLoading());
-    // Without a configuration it is of no use, and says so.
+    // Without a configuration it cannot be used.
     EXPECT_THROW(lookup->Init("a"), std::domain_error);
     return collector->parameters;
 }
 
-/// The items of the section PARAMETERS of a page, added to `parameters`. Sizes are in bytes, times
-/// in seconds. True when the page refers to the one on servers.
+/// Add the items of the section PARAMETERS of a page to `parameters`, with sizes in bytes and times
+/// in seconds. True if the page refers to the page on servers.
 bool Read(const std::string& name_of_page, Parameters& parameters) {
     std::ifstream page(SOURCE_DIR "/" + name_of_page);
     EXPECT_TRUE(page) << name_of_page;
@@ -101,7 +100,8 @@ bool Read(const std::string& name_of_page, Parameters& parameters) {
     return on_servers;
 }
 
-/// A page that refers to the one on servers may name some of its parameters, too.
+/// The parameters on the page of `type` and on the pages that it refers to. It may repeat some of
+/// those.
 Parameters Described(const std::string& type) {
     Parameters parameters;
     Parameters shared;
@@ -112,7 +112,7 @@ Parameters Described(const std::string& type) {
     return parameters;
 }
 
-/// The types that plug-ins are built for.
+/// The types whose plug-ins are built.
 std::vector<std::string> Types() {
     std::vector<std::string> types;
     ConfParser::SplitVector(PLUGIN_TYPES, types, ',');

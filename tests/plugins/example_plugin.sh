@@ -1,6 +1,6 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# Asks the example plug-in, in the directory where it was built.
+# Tests the example plug-in in its build directory.
 # Usage: example_plugin.sh SOURCE TOOL
 set -euo pipefail
 dir=$(mktemp -d)

@@ -109,7 +109,7 @@ bool IsAlnum(int c) {
 
 } // namespace
 
-#pragma GCC visibility push(default) // the library calls these too
+#pragma GCC visibility push(default) // so that the library calls these too
 
 extern "C" {
 
@@ -157,13 +157,13 @@ TEST(Bounds, NoStatementIsReadPastItsEnd) {
     }
 }
 
-TEST(Bounds, WhatALongerStatementLeftBehindIsNotRead) {
+TEST(Bounds, TheRestOfALongerStatementIsNotRead) {
     const std::string longer = "select a, b from t where c = 'v'w'x'";
     for (std::size_t size = 0; size < longer.size(); ++size) {
         SCOPED_TRACE(longer.substr(0, size));
         KwSQLParser parser(longer.c_str());
         parser.m_error_state = -1;
-        parser.m_statement.resize(size); // a NUL, and behind it the rest as it was
+        parser.m_statement.resize(size); // a NUL, followed by the unchanged rest
         const bool result = parser.parse_select(true);
         EXPECT_EQ(Parsed::Of(parser, result), ExpectedSelect(longer.substr(0, size), true));
     }
@@ -188,7 +188,7 @@ TEST(Bounds, NoWordIsReadPastItsEnd) {
     for (const std::string& word : {std::string(), std::string("s"), std::string("select"),
                                     std::string("a_9"), std::string("sel")}) {
         SCOPED_TRACE(word);
-        // Words need no NUL, keywords do.
+        // Keywords end in a NUL, words need not.
         char* begin = g_memory.Last(word.size());
         std::memcpy(begin, word.data(), word.size());
         EXPECT_EQ(mustbename(begin, g_memory.End()), !word.empty());
@@ -204,7 +204,7 @@ TEST(Bounds, NoWordIsReadPastItsEnd) {
     }
 }
 
-TEST(Bounds, NoCharacterClassIsAskedForANegativeCharacter) {
+TEST(Bounds, NoCharacterClassGetsANegativeCharacter) {
     for (int byte = 0x80; byte < 256; ++byte) {
         SCOPED_TRACE(byte);
         g_classes_asked = g_asked_out_of_range = 0;

@@ -40,7 +40,7 @@ TEST(FindWord, CutsAText) {
         {"9lives 007", {"9lives", "007"}},
         {"(:a<int>)", {"(", ":", "a", "<", "int", ">", ")"}},
         {"''\"`", {"'", "'", "\"", "`"}},
-        {"a\xe9\x62", {"a"}}, // a byte of no class ends the word, and the text
+        {"a\xe9\x62", {"a"}}, // a byte without a class ends the word and the text
         {"\xd0\xb0 b", {}},
         {"a \x01 b", {"a"}},
         {"a\x7f", {"a"}},
@@ -94,7 +94,7 @@ TEST(FindWord, SetsNothingWithoutAWord) {
     }
 }
 
-TEST(FindWord, LeavesTheCursorBehindTheWord) {
+TEST(FindWord, LeavesTheCursorAfterTheWord) {
     std::string text = "  ab  ='";
     char* word = nullptr;
     char* cursor = text.data();
@@ -126,14 +126,14 @@ TEST(MustBeName, TakesAnAsciiCharacterAndThenLettersDigitsAndUnderscores) {
     EXPECT_FALSE(IsName(std::string(1024 * 1024, 'a') + "."));
 }
 
-TEST(MustBeName, LooksAtTheWordOnly) {
+TEST(MustBeName, ReadsOnlyTheWord) {
     const char text[] = "ab.";
     EXPECT_TRUE(mustbename(text, text + 2));
     EXPECT_TRUE(mustbename(text + 2, text + 3));
     EXPECT_FALSE(mustbename(text, text + 3));
 }
 
-TEST(Compare, IsOfTheWholeWordWithoutCase) {
+TEST(Compare, ComparesTheWholeWordIgnoringCase) {
     const struct {
         std::string word;
         const char* keyword;
@@ -151,11 +151,11 @@ TEST(Compare, IsOfTheWholeWordWithoutCase) {
         {"*", "*", true},
         {"*", "**", false},
         {"<", ">", false},
-        {"select", "SELECT", false}, // keywords are lower-case
+        {"select", "SELECT", false}, // keywords are in lower case
         {"[", "{", false},
         {"@", "`", false},
         {std::string("int\0", 4), "int", false},
-        {"\xc9", "\xe9", false}, // the classic locale has no such letters
+        {"\xc9", "\xe9", false}, // not letters in the classic locale
         {"\xe9", "\xe9", true},
     };
     for (const auto& c : cases) {
@@ -164,7 +164,7 @@ TEST(Compare, IsOfTheWholeWordWithoutCase) {
     }
 }
 
-TEST(Compare, LooksAtTheWordOnly) {
+TEST(Compare, ReadsOnlyTheWord) {
     const char text[] = "selects";
     EXPECT_TRUE(compare(text, text + 6, "select"));
     EXPECT_FALSE(compare(text, text + 5, "select"));

@@ -25,7 +25,7 @@ Parsed Insert(const std::string& statement, bool trace = false) {
 
 using Names = std::vector<std::string>;
 
-TEST(KwSQLParser, BeginsEmpty) {
+TEST(KwSQLParser, IsInitiallyEmpty) {
     const KwSQLParser parser("Select 'x'");
     EXPECT_EQ(parser.m_statement, "Select 'x'");
     EXPECT_EQ(parser.m_trace, "");
@@ -36,7 +36,7 @@ TEST(KwSQLParser, BeginsEmpty) {
     EXPECT_EQ(parser.m_where_value, "");
 }
 
-TEST(KwSQLParser, BeginsWithAnyErrorState) {
+TEST(KwSQLParser, DoesNotInitialiseTheErrorState) {
     alignas(KwSQLParser) unsigned char memory[sizeof(KwSQLParser)];
     std::memset(memory, 0x5a, sizeof(memory));
     const KwSQLParser* parser = new (memory) KwSQLParser("");
@@ -46,7 +46,7 @@ TEST(KwSQLParser, BeginsWithAnyErrorState) {
     parser->~KwSQLParser();
 }
 
-TEST(KwSQLParser, CopiesTheStatementAndLeavesItAsItIs) {
+TEST(KwSQLParser, CopiesTheStatementUnchanged) {
     std::string statement = "select a from t where c = 'v'";
     KwSQLParser parser(statement.c_str());
     statement.assign(statement.size(), '?');
@@ -156,7 +156,7 @@ TEST(KwSQLParser, ALoneCharacterIsAName) {
     EXPECT_EQ(Insert("insert into * values (:,<int").names, Names{","});
 }
 
-TEST(KwSQLParser, AnEmptyValueIsTheBeginningOfALongerOne) {
+TEST(KwSQLParser, AnEmptyValueIsTheStartOfALongerOne) {
     const struct {
         std::string end;
         bool result;
@@ -164,7 +164,7 @@ TEST(KwSQLParser, AnEmptyValueIsTheBeginningOfALongerOne) {
     } cases[] = {
         {"''", false, ""},     {"'' ", false, ""},
         {"'''", true, "'"},    {"'' and d = '", true, "' and d = "},
-        {"'''v'", false, "'"}, // "v" follows the closing quote
+        {"'''v'", false, "'"}, // "v" comes after the closing quote
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.end);
@@ -175,7 +175,7 @@ TEST(KwSQLParser, AnEmptyValueIsTheBeginningOfALongerOne) {
     }
 }
 
-TEST(KwSQLParser, AByteOfNoClassEndsTheStatement) {
+TEST(KwSQLParser, AByteWithoutAClassEndsTheStatement) {
     const struct {
         std::string statement;
         bool result;
@@ -198,7 +198,7 @@ TEST(KwSQLParser, AByteOfNoClassEndsTheStatement) {
 }
 
 TEST(KwSQLParser, ASelectKeepsWhatItHasRead) {
-    // The statement, cut off after each of its words.
+    // The statement cut after each of its words.
     const struct {
         std::string end;
         Names names;
@@ -251,13 +251,13 @@ TEST(KwSQLParser, EachStateOfASelectWithEachToken) {
     const struct {
         int state;
         std::string before;
-        int any;    // after a token in general
+        int any;    // after any other token
         int dotted; // after a dotted name
         std::map<std::string, int> special;
     } states[] = {
         {0, "", Refused, Refused, {{"select", 1}}},
         {1, "select", 2, Refused, {}},
-        {2, "select a", Refused, Refused, {{"from", 4}}}, // a comma wants a name
+        {2, "select a", Refused, Refused, {{"from", 4}}}, // a comma must precede a name
         {-1, "select a,", 2, Refused, {}},                // no state of its own
         {2, "select a, b", Refused, Refused, {{"from", 4}}},
         {4, "select a from", 5, 5, {}},
@@ -305,7 +305,7 @@ TEST(KwSQLParser, EachStateOfAnInsertWithEachToken) {
     const std::map<std::string, int> types = {{"int", 0}, {"varchar", 1}, {"timestamp", 2}};
     for (const auto& s : states) {
         for (const std::string token : AllTokens) {
-            // A further word is traced with the state in which it is read, if it is.
+            // The trace has the next word, if it is read, with its state.
             const std::string statement = s.before + " " + token + " probe";
             SCOPED_TRACE(statement);
             const auto special = s.special.find(token);

@@ -127,7 +127,7 @@ TEST(RandomStatements, AreParsedAsTheTablesSay) {
     EXPECT_GT(unknown, Rounds(100));
 }
 
-TEST(RandomStatements, GoOnFromWhatWasParsedBefore) {
+TEST(RandomStatements, ParsingAgainContinues) {
     Statements statements;
     for (int i = 0; i < 2000; ++i) {
         KwSQLParser parser("");

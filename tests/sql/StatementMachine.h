@@ -144,7 +144,7 @@ public:
     }
 
 private:
-    // In place of a word; in place of a next state.
+    // Placeholders for a word and for a next state.
     static constexpr const char* Name = "NAME";
     static constexpr const char* Anything = "ANYTHING";
     static constexpr int NextName = -1;

@@ -22,7 +22,7 @@ FREE = ("tests", "bench", "fuzz", "examples")  # folders that may include everyt
 FOLDERS = ("conf", "families", "host", "kwhost", "kwlog", "lookup", "objects", "plugins", "sql",
            "text", "tools") + FREE
 SEAM = ("text/Platform.h", "text/Platform.cpp", "text/SystemError.cpp", "host/KwExport.h")
-# Compilers ignore an attribute [[gnu::...]] that they do not know, so that one may stand anywhere.
+# Allowed everywhere: an attribute [[gnu::...]], which compilers ignore if they do not know it.
 NOT_PORTABLE = re.compile(r"""\b(
     __attribute__ | __builtin_\w+ | __extension__ | __int128 | __typeof\w* | __BYTE_ORDER__ |
     __GNUC__ | __GLIBC__ | __linux__ | __libc_\w+ | program_invocation_\w+ |

@@ -6,7 +6,7 @@
 #include <string>
 #include <unistd.h>
 
-/// Collects what the process writes to file descriptor 2 during the life of this object.
+/// Captures what the process writes to file descriptor 2 while this object exists.
 class CapturedStandardError {
 public:
     CapturedStandardError() : m_file(std::tmpfile()), m_before(::dup(STDERR_FILENO)) {
@@ -21,7 +21,7 @@ public:
         std::fclose(m_file);
     }
 
-    /// What was written so far.
+    /// The text captured so far.
     std::string GetText() const {
         std::string text;
         char block[4096];

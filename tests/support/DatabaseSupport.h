@@ -14,10 +14,10 @@
 #include <thread>
 #include <vector>
 
-/// Plug-ins that search in database files.
+/// Base of the tests of plug-ins that search database files.
 class DatabaseTest : public PluginTest {
 protected:
-    /// Why the search of `list` fails under `OnError = exception`; "" when it does not.
+    /// The message of the exception of a search in `list`; "" if there is none.
     std::string SearchError(const std::string& list, const std::string& text, int flags = 0) {
         KwLookupHolder holder(m_log);
         holder.Init(list);
@@ -34,7 +34,7 @@ protected:
         return "";
     }
 
-    /// Asks until `holds()`, for half a minute at most: a thread looks for a new file once a
+    /// Wait until `holds()`, for up to half a minute: a thread checks for a new file once a
     /// second.
     template <typename Condition>
     static bool Eventually(Condition holds) {
@@ -60,12 +60,12 @@ protected:
         std::filesystem::rename(from, to);
     }
 
-    /// How many files this process has open.
+    /// The number of files that this process has open.
     static std::ptrdiff_t OpenFiles() {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     }
 
-    /// Addresses that would harm who puts them into a statement, a format or a C string.
+    /// Addresses that are harmful in a statement, a format string or a C string.
     static std::vector<std::string> HostileTexts() {
         using namespace std::string_literals;
         return {

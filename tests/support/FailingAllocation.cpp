@@ -8,7 +8,7 @@
 namespace {
 
 std::atomic<long> g_live{0};
-thread_local long t_left = -1; // negative: none fails
+thread_local long t_left = -1; // if negative, none fails
 
 } // namespace
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Makes one allocation of this thread fail, the one after `after` others. Linked into a program
-/// (support/FailingAllocation.cpp), it takes the place of operator new.
+/// Makes one allocation of this thread fail, after `after` successful ones. Link
+/// support/FailingAllocation.cpp, which replaces operator new.
 class FailingAllocation {
 public:
     explicit FailingAllocation(long after);
@@ -10,9 +10,9 @@ public:
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 
-    /// True once the allocation was asked for, and failed.
+    /// True once the allocation has failed.
     bool HasFailed() const;
 
-    /// How many allocations of the process are not freed yet.
+    /// The number of allocations of the process that are not freed yet.
     static long Live();
 };

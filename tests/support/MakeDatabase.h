@@ -8,12 +8,12 @@
 /// Keys and values of any bytes, in the order of the file.
 using Records = std::vector<std::pair<std::string, std::string>>;
 
-/// Makes the file `name` with the tool of its format, which is "cdb", "hash" or "btree". Pages have
-/// 512 bytes. Throws std::runtime_error when the tool fails.
+/// Make the file `name` with the tool of its format, "cdb", "hash" or "btree". Pages have 512
+/// bytes. Throws std::runtime_error if the tool fails.
 void MakeKeyValueFile(const std::string& format, const std::string& name, const Records& records);
 
-/// Runs SQLite's tool on the database `name`. Throws std::runtime_error when it fails.
+/// Run SQLite's tool on the database `name`. Throws std::runtime_error if it fails.
 void RunSql(const std::string& name, const std::string& statements);
 
-/// As an expression of SQL.
+/// `bytes` as an SQL expression.
 std::string SqlText(const std::string& bytes);

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-/// A host that has plug-ins register their parameters, and sets none.
+/// A loader that lets plug-ins register their parameters but sets none of them.
 class LoaderWithoutValues : public IfConfLoader {
 public:
     std::string GetDescription() const override { return "no values"; }
@@ -33,10 +33,10 @@ public:
     bool AcquireLoader() override { return false; }
 };
 
-/// Real plug-ins with a real configuration file, as a host has them.
+/// Base of the tests of plug-ins, with a real configuration file.
 class PluginTest : public testing::Test {
 protected:
-    /// What a search answered.
+    /// The answer to a search.
     struct Answer {
         bool found;
         std::string res;
@@ -62,7 +62,7 @@ protected:
         KwObjectHolder::SetConfLoader(nullptr);
     }
 
-    /// Makes `text` the configuration, and loads it again for the plug-ins in use.
+    /// Set the configuration to `text`, and reload it for the plug-ins in use.
     void Configure(const std::string& text) {
         const std::string name = m_dir.Write("kwlookup.conf", text);
         ::chmod(name.c_str(), 0600);
@@ -71,7 +71,7 @@ protected:
         KwObjectHolder::BeforeReload(m_log);
     }
 
-    /// Lets a host without values of its own load the plug-ins in use again.
+    /// Reload the plug-ins in use with a loader that sets no values.
     void ConfigureNothing() {
         TakeErrors();
         m_without_values = boost::make_shared<LoaderWithoutValues>();
@@ -79,7 +79,7 @@ protected:
         KwObjectHolder::BeforeReload(m_log);
     }
 
-    /// What a search that fails throws.
+    /// The message of the exception of a search.
     std::string SearchErrorOf(const std::string& list, const std::string& text) {
         try {
             AskList(list, text);
@@ -89,7 +89,7 @@ protected:
         return "nothing was thrown";
     }
 
-    /// The errors of items collected since the last call; forgets all recorded lines but these.
+    /// The errors of items collected since the last call. Clears the recorded log before.
     std::vector<std::string> TakeErrors() {
         RecordingLog::Reset();
         std::vector<std::string> errors;
@@ -114,8 +114,8 @@ protected:
         return Ask(holder, text, flags);
     }
 
-    /// Asks twice, since the second search finds its source open, and once as somebody who wants to
-    /// know no more than whether there is a match.
+    /// Search twice, because the second search finds its source open, and once without a result
+    /// string.
     void ExpectAnswer(const std::string& list, const std::string& text, int flags,
                       const Answer& answer) {
         KwLookupHolder holder(m_log);

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 
-/// False in a root without /dev/pts.
+/// False if there is no /dev/pts, as in some containers.
 inline bool HavePseudoTerminals() {
     const kwlookup::FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0)

@@ -12,8 +12,8 @@ inline constexpr auto ERROR = log4cxx::Level::LEVEL_ERROR;
 inline constexpr auto WARN = log4cxx::Level::LEVEL_WARN;
 inline constexpr auto DEBUG = log4cxx::Level::LEVEL_DEBUG;
 
-/// Test programs that link this replace the host's LogClass by one that keeps what is written, the
-/// way a host replaces it: by defining its members in the executable.
+/// Records log lines. A test program that links this replaces LogClass as a host does: it defines
+/// the members of the class in the executable.
 ///
 /// A logger with an empty name has every level off.
 /// Threads: writing is guarded; GetLines() and the setters are for the test's own thread.
@@ -32,13 +32,13 @@ public:
         }
     };
 
-    /// Forgets all lines, enables levels up to `level`, and stops failing.
+    /// Forget all lines, enable levels up to `level`, and stop failing.
     static void Reset(log4cxx::Level::LevelEnum level = log4cxx::Level::LEVEL_DEBUG);
 
-    /// Enables no level at all.
+    /// Disable all levels.
     static void Silence();
 
-    /// From now on forcedLog throws std::runtime_error("log is full") for texts that hold `part`.
+    /// Let forcedLog() throw std::runtime_error("log is full") for texts that contain `part`.
     static void FailOn(const std::string& part);
 
     static std::vector<Line> GetLines();

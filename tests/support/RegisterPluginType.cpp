@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Makes the type of the plug-in that a program tests known, which the library need not know.
+// Registers the type of the plug-in under test, which the library may not know.
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
 

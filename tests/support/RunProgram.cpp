@@ -16,7 +16,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// How long a program that is talked to may take for an answer.
+/// How long to wait for an answer; enough for a loaded machine.
 constexpr int PATIENCE_MS = 60000;
 
 void Check(bool good, const char* what, int error = errno) {
@@ -24,7 +24,7 @@ void Check(bool good, const char* what, int error = errno) {
         throw std::system_error(error, std::generic_category(), what);
 }
 
-/// A file in memory.
+/// Make a file in memory.
 FileDescriptor MakeFile() {
     FileDescriptor file(::memfd_create("kwlookup-test", MFD_CLOEXEC));
     Check(static_cast<bool>(file), "memfd_create");
@@ -59,7 +59,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
     return pointers;
 }
 
-/// Our environment with the texts of `added` in place of what has their names.
+/// Our environment, with the variables in `added` added or replaced.
 std::vector<std::string> Environment(const std::vector<std::string>& added) {
     std::vector<std::string> all = added;
     for (char** entry = environ; *entry; ++entry) {
@@ -82,7 +82,7 @@ pid_t Spawn(std::vector<std::string> arguments, const std::vector<std::string>& 
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
-    // A background job has signals that are ignored, and so would its children.
+    // A background job ignores some signals, and its children would inherit that.
     sigset_t every;
     sigset_t none;
     sigfillset(&every);

@@ -7,43 +7,42 @@
 #include <sys/types.h>
 #include <vector>
 
-/// What a program left behind.
+/// The exit status and the output of a program.
 struct ProgramResult {
-    int status = -1; ///< its exit status; 128 + the signal number when a signal ended it
+    int status = -1; ///< the exit status; 128 + the signal number if a signal ended the program
     std::string out;
     std::string err;
 };
 
-/// Runs `arguments`, of which the first is the program's file, to its end. `input` is its standard
-/// input, as a file; `environment` holds "NAME=VALUE" texts that are added to ours.
-/// No signal is ignored or blocked in it, whatever we do with signals.
-/// Throws std::system_error when it cannot be started.
+/// Run the program `arguments`, of which the first is its file, to its end. `input` is its standard
+/// input, as a file. `environment` has "NAME=VALUE" texts that are added to our environment. The
+/// program ignores and blocks no signals. Throws std::system_error if it cannot be started.
 ProgramResult RunProgram(const std::vector<std::string>& arguments, const std::string& input = "",
                          const std::vector<std::string>& environment = {});
 
-/// A running program that is talked to through pipes; its standard error is collected in a file.
+/// A running program, with pipes for its input and output. Its standard error goes to a file.
 class RunningProgram {
 public:
-    /// See RunProgram().
+    /// Starts the program; see RunProgram().
     explicit RunningProgram(const std::vector<std::string>& arguments,
                             const std::vector<std::string>& environment = {});
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
-    /// Kills the program when it has not been waited for.
+    /// Kills the program unless Finish() was called.
     ~RunningProgram();
 
     pid_t GetPid() const { return m_pid; }
 
-    /// Writes to its standard input. Throws std::system_error.
+    /// Write to its standard input. Throws std::system_error.
     void Write(const std::string& text);
 
-    /// Waits for the next line that it prints; empty at the end. Throws std::runtime_error when the
-    /// program is silent for a minute.
+    /// Wait for the next line of its output; empty at the end. Throws std::runtime_error if there
+    /// is none for a minute.
     std::string ReadLine();
 
     void CloseInput() { m_input = kwlookup::FileDescriptor(); }
 
-    /// Closes its input, waits for its end, and gives what has not been read yet.
+    /// Close its input, wait for its end, and return the output that has not been read yet.
     ProgramResult Finish();
 
 private:
@@ -53,6 +52,6 @@ private:
     kwlookup::FileDescriptor m_output;
     kwlookup::FileDescriptor m_error;
     std::string m_read;
-    std::size_t m_given = 0; ///< how much of m_read ReadLine() has given
+    std::size_t m_given = 0; ///< how much of m_read ReadLine() has returned
     pid_t m_pid = -1;
 };

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-/// A fresh directory, removed with everything in it.
+/// A new directory. The destructor removes it with its contents.
 class TempDir {
 public:
     TempDir() {
@@ -23,10 +23,10 @@ public:
         std::filesystem::remove_all(m_path, ignored);
     }
 
-    /// The name of `file` in the directory.
+    /// The path of `file` in the directory.
     std::string Path(const std::string& file) const { return m_path + "/" + file; }
 
-    /// Makes a file of these bytes and gives its name.
+    /// Write a file with these bytes, and return its path.
     std::string Write(const std::string& file, const std::string& bytes) const {
         const std::string name = Path(file);
         std::ofstream out(name, std::ios::binary);

@@ -1,3 +1,3 @@
 // SPDX-License-Identifier: MIT
-// The program for which the headers of all tests are precompiled.
+// A program for which the headers of all tests are precompiled.
 int main() {}

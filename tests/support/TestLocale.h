@@ -6,7 +6,7 @@
 #include <locale>
 #include <string>
 
-/// Sets the global locale for the life of this object.
+/// Sets the global locale while this object exists.
 class GlobalLocale {
 public:
     explicit GlobalLocale(const std::locale& locale) : m_before(std::locale::global(locale)) {}
@@ -18,7 +18,7 @@ private:
     std::locale m_before;
 };
 
-/// What a locale of the test's own says of each byte; starts as the classic locale.
+/// The properties of each byte in a locale made for a test, initially those of the classic locale.
 struct TestBytes {
     TestBytes() {
         const auto& classic = std::use_facet<std::ctype<char>>(std::locale::classic());
@@ -30,7 +30,7 @@ struct TestBytes {
         }
     }
 
-    /// The classic locale with the letters of Latin-1 and its no-break space.
+    /// The classic locale with the letters and the no-break space of Latin-1.
     static TestBytes Latin1() {
         TestBytes bytes;
         for (int byte = 0xe0; byte < 0xff; ++byte) {
@@ -58,7 +58,7 @@ public:
 
 private:
     static mask* Masks(const TestBytes& bytes) {
-        mask* masks = new mask[table_size]; // the base class deletes it
+        mask* masks = new mask[table_size]; // deleted by the base class
         for (std::size_t byte = 0; byte < table_size; ++byte) {
             masks[byte] = classic_table()[byte] & static_cast<mask>(~space);
             if (bytes.space[byte])
@@ -85,7 +85,7 @@ inline std::locale TestBytes::GetLocale() const {
     return std::locale(std::locale::classic(), new TestCtype(*this));
 }
 
-/// The classic locale with "1,000" for a thousand.
+/// The classic locale, but with digit grouping: "1,000".
 inline std::locale GroupingLocale() {
     struct Grouping : std::numpunct<char> {
         char do_thousands_sep() const override { return ','; }

@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// The simplest finder: matches values that equal its text.
+/// A finder that matches values equal to its text.
 class TextFinder : public KwLookupFinder {
 public:
     explicit TextFinder(const std::string& text) : m_text(text) {}

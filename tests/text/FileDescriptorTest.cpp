@@ -17,7 +17,7 @@ bool IsOpen(int fd) {
     return ::fcntl(fd, F_GETFD) >= 0;
 }
 
-TEST(FileDescriptor, ClosesWhatItOwnsOnce) {
+TEST(FileDescriptor, ClosesItsFileOnce) {
     const TempDir dir;
     int fd;
     {
@@ -52,7 +52,7 @@ TEST(FileDescriptor, AssignmentKeepsBothOwned) {
     EXPECT_FALSE(IsOpen(second));
 }
 
-TEST(FileDescriptor, TellsInErrnoWhyNothingOpened) {
+TEST(FileDescriptor, AFailedOpenSetsErrno) {
     const TempDir dir;
     const std::string file = dir.Write("f", "x");
     ASSERT_EQ(::symlink("loop", dir.Path("loop").c_str()), 0);

@@ -45,7 +45,7 @@ std::vector<std::string> ExpectedLines(const std::string& bytes) {
     return lines;
 }
 
-TEST(LineReader, GivesTheLinesOfAFile) {
+TEST(LineReader, ReadsTheLinesOfAFile) {
     const TempDir dir;
     const std::string texts[] = {
         "",
@@ -100,7 +100,7 @@ TEST(LineReader, EndsAtItsLimit) {
     }
 }
 
-TEST(LineReader, TellsWhatIsBuffered) {
+TEST(LineReader, KnowsWhetherALineIsBuffered) {
     Pipe pipe;
     LineReader reader(pipe.reader.Get());
     std::string_view line;
@@ -124,7 +124,7 @@ TEST(LineReader, TellsWhatIsBuffered) {
     EXPECT_EQ(reader.GetLineNumber(), 4u);
 }
 
-TEST(LineReader, GivesWithoutWaitingOnlyWhatIsBuffered) {
+TEST(LineReader, NextBufferedNeverBlocks) {
     Pipe pipe;
     LineReader reader(pipe.reader.Get());
     std::string_view line;
@@ -164,7 +164,7 @@ TEST(LineReader, EndsAtALineThatIsTooLong) {
     }
 }
 
-TEST(LineReader, JoinsALineThatComesInPieces) {
+TEST(LineReader, JoinsALineThatArrivesInPieces) {
     Pipe pipe;
     std::thread writer([&] {
         for (int i = 0; i < 5000; ++i)

@@ -49,7 +49,7 @@ TEST(LocaleBytes, FollowTheGlobalLocale) {
     ExpectTablesOf(std::locale::classic());
 }
 
-TEST(LocaleBytes, InTheClassicLocaleKnowAsciiOnly) {
+TEST(LocaleBytes, KnowOnlyAsciiInTheClassicLocale) {
     const LocaleBytes& bytes = LocaleBytes::Current();
     std::string spaces;
     for (int byte = 0; byte < 256; ++byte)
@@ -62,7 +62,7 @@ TEST(LocaleBytes, InTheClassicLocaleKnowAsciiOnly) {
     }
 }
 
-TEST(LocaleBytes, AreEachThreadsOwn) {
+TEST(LocaleBytes, BelongToOneThread) {
     const LocaleBytes* here = &LocaleBytes::Current();
     const LocaleBytes* there = nullptr;
     std::thread([&] { there = &LocaleBytes::Current(); }).join();
@@ -98,7 +98,7 @@ TEST(LocaleBytes, TrimBothEnds) {
     }
 }
 
-TEST(LocaleBytes, CompareWithoutRegardToCase) {
+TEST(LocaleBytes, CompareIgnoringCase) {
     const struct {
         std::string left, right;
         bool equal;
@@ -144,7 +144,7 @@ TEST(LocaleBytes, CompareLongTextsAsByteByByte) {
     }
 }
 
-/// Counts how often it is called.
+/// Counts its calls.
 struct CountingFold {
     std::size_t& count;
 

@@ -24,7 +24,7 @@ std::string WhyNot(const std::string& name) {
     }
 }
 
-TEST(TextFile, OpensWhatCanBeLoaded) {
+TEST(TextFile, OpensFilesThatCanBeLoaded) {
     const TempDir dir;
     EXPECT_TRUE(OpenTextFile(dir.Write("list", "a\n")));
     EXPECT_TRUE(OpenTextFile("/dev/null"));
@@ -59,7 +59,7 @@ TEST(TextFile, NeverWaitsForTheWriterOfAPipe) {
     EXPECT_EQ(::fcntl(reader.Get(), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(TextFile, KnowsHowMuchIsToBeRead) {
+TEST(TextFile, KnowsHowMuchToRead) {
     const TempDir dir;
     const struct {
         std::string name;
@@ -74,7 +74,7 @@ TEST(TextFile, KnowsHowMuchIsToBeRead) {
         EXPECT_EQ(BytesToRead(OpenTextFile(c.name).Get()), c.bytes) << c.name;
 }
 
-TEST(TextFile, LeavesOutOneByteOrderMark) {
+TEST(TextFile, SkipsOneByteOrderMark) {
     EXPECT_EQ(WithoutByteOrderMark("\xef\xbb\xbf\xef\xbb\xbf"), "\xef\xbb\xbf");
     for (const char* text : {"", "\xef\xbb", "a\xef\xbb\xbf"})
         EXPECT_EQ(WithoutByteOrderMark(text), text);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Uses each of the three libraries as a program outside the tree does.
+// Uses each of the three libraries.
 #include "host/LogClass.h"
 #include "kwhost/AddressFinder.h"
 #include "kwlog/Logging.h"

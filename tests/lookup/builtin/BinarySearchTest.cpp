@@ -127,7 +127,7 @@ std::string RandomRequest(Random& random, const Style& style, const Strings& str
         return RandomText(random, style);
     std::string text = strings[random.Below(strings.size())];
     switch (random.Below(6)) {
-    case 0: // another case here and there
+    case 0: // change the case of some letters
         for (char& c : text)
             if (random.OneIn(2))
                 c = random.OneIn(2) ? std::toupper(c, std::locale())
@@ -156,7 +156,7 @@ std::locale RandomLocale(Random& random) {
         return std::locale::classic();
     case 1:
         return TestBytes::Latin1().GetLocale();
-    case 2: { // a few letters sort elsewhere
+    case 2: { // change a few letters
         TestBytes bytes;
         for (int i = 0; i < 4; ++i)
             bytes.upper[random.Below(256)] = static_cast<char>(random.Below(256));
@@ -276,7 +276,7 @@ TEST(BinarySearch, FindsTheSameOfManyCaseVariants) {
     }
 }
 
-TEST(BinarySearch, AnswersAsThePlainOne) {
+TEST(BinarySearch, AnswersAsAPlainBinarySearch) {
     for (int seed = 1; seed <= Rounds(250); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         ASSERT_NO_FATAL_FAILURE(Comparison(seed).Run());

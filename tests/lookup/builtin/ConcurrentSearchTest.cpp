@@ -72,7 +72,7 @@ TEST_P(ConcurrentSearchTest, ManyFirstSearchesSortOnce) {
     }
 }
 
-TEST_P(ConcurrentSearchTest, AWalkBesideTheSortSeesOneOfTheTwoOrders) {
+TEST_P(ConcurrentSearchTest, AWalkDuringTheSortSeesOneOfTheTwoOrders) {
     const int flags = GetParam();
     const Strings before = Names(300);
     Strings after = before;
@@ -104,7 +104,7 @@ TEST_P(ConcurrentSearchTest, AWalkBesideTheSortSeesOneOfTheTwoOrders) {
     }
 }
 
-TEST_P(ConcurrentSearchTest, AWalkByKeysBesideTheSortSeesOneOfTheTwoOrders) {
+TEST_P(ConcurrentSearchTest, AWalkByKeysDuringTheSortSeesOneOfTheTwoOrders) {
     const int flags = GetParam();
     const Strings names = Names(300);
     const std::string first_listed = "User119"; // 7919 % 300 = 119: the second in the list
@@ -131,7 +131,7 @@ TEST_P(ConcurrentSearchTest, AWalkByKeysBesideTheSortSeesOneOfTheTwoOrders) {
     }
 }
 
-TEST_P(ConcurrentSearchTest, EightBitListsAreSearchedAtOnceToo) {
+TEST_P(ConcurrentSearchTest, EightBitListsAreSearchedConcurrentlyToo) {
     const int flags = GetParam();
     const Strings names = Names(300, "\xe9");
     for (int round = 0; round < 10; ++round) {

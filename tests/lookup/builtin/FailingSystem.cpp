@@ -28,7 +28,7 @@ Function* Real(Function*, const char* name) {
 
 } // namespace
 
-#pragma GCC visibility push(default) // the libraries call these too
+#pragma GCC visibility push(default) // so that the libraries call these too
 
 extern "C" {
 

@@ -11,7 +11,7 @@ namespace failing {
 
 /// Counts calls while a Fault lives, and makes one of them fail.
 struct Countdown {
-    int calls = -1; ///< -1: none fails
+    int calls = -1; ///< -1 if none fails
     int error = 0;
     bool every = false; ///< all later calls fail as well
 
@@ -29,14 +29,14 @@ struct Countdown {
 
 extern Countdown mutex_init, mutex_lock, open, fstat;
 
-/// Every second read of a file is interrupted.
+/// If set, every second read of a file is interrupted.
 extern bool interrupt_reads;
-/// Called before each read of a file, when set.
+/// If set, called before each read of a file.
 extern void (*before_read)();
 /// Reads at or after this position of a file fail with EIO. No read goes beyond it.
 extern off_t bad_sector;
 
-/// Makes a call fail: the next one, or the one after `calls` good ones.
+/// Makes a call fail: the next one, or the one after `calls` successful ones.
 class Fault {
 public:
     Fault(Countdown& countdown, int error, int calls = 0, bool every = false)

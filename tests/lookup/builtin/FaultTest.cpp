@@ -117,7 +117,7 @@ TEST_F(FaultTest, AfterTheFirstExactSearchNoSearchTakesALock) {
 }
 
 TEST_F(FaultTest, WithoutMemoryTheListIsSortedLater) {
-    // With 8-bit bytes and with equal strings the order itself is needed, not just an index.
+    // With 8-bit bytes and with equal strings, the order is needed besides an index.
     const std::vector<std::string> lists[] = {
         {"b", "A", "a"}, {"b", "A", "a", "\xe9"}, {"b", "A", "a", "B", "b"}};
     for (const auto& values : lists) {
@@ -183,7 +183,7 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
         bytes += std::string(i, 'x') + "\n";
     bytes += std::string(300 * 1024, 'y'); // the buffer of lines must grow
     const std::string name = m_dir.Write("new", bytes);
-    bool told_by_name = false;
+    bool reported_by_name = false;
     for (const bool with_logger : {false, true}) {
         int calls = 0;
         for (bool failed = true; failed; ++calls) {
@@ -204,7 +204,7 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
                 } catch (const std::invalid_argument& error) {
                     EXPECT_EQ(error.what(),
                               "Can not load file '" + name + "': Cannot allocate memory");
-                    failed = told_by_name = true;
+                    failed = reported_by_name = true;
                 }
             }
             // The logger is called after the file is loaded.
@@ -219,12 +219,12 @@ TEST_F(FaultTest, WithoutMemoryALoadKeepsTheOldRecords) {
         }
         EXPECT_GT(calls, 30);
     }
-    EXPECT_TRUE(told_by_name);
+    EXPECT_TRUE(reported_by_name);
 }
 
 std::string g_growing;
 
-TEST_F(FaultTest, AFileThatGrowsEndsAtTheSizeThatItHad) {
+TEST_F(FaultTest, AGrowingFileIsReadUpToItsSizeWhenOpened) {
     const struct {
         std::string bytes;
         std::size_t records;
@@ -280,11 +280,11 @@ TEST_F(FaultTest, AReadErrorIsCollectedForItsItem) {
     holder.Init(item);
     EXPECT_TRUE(holder.Find(ProbeFinder("c"), nullptr, FIND_EXACT, nullptr));
     EXPECT_EQ(ReportedErrors(), "");
-    KwObjectHolder::CollectItemError("nobody's");
+    KwObjectHolder::CollectItemError("outside of any item");
     EXPECT_EQ(ReportedErrors(), "");
 }
 
-TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {
+TEST_F(FaultTest, AReadErrorEndsTheFileAndIsReported) {
     std::string bytes;
     for (int i = 0; i < 100000; ++i)
         bytes += "user" + std::to_string(100000 + i) + "\n"; // 11 bytes each
@@ -296,7 +296,7 @@ TEST_F(FaultTest, AReadErrorEndsTheFileAndIsTold) {
     } cases[] = {
         {0, 0, ""},
         {11, 1, "user100000"},
-        {12, 2, "u"}, // what is there of the last line is a record, as at the end of a file
+        {12, 2, "u"}, // an incomplete last line is a record, as at the end of a file
         {21, 2, "user100001"},
         {128 * 1024, 11916, "user111"},
         {500 * 11, 500, "user100499"},
@@ -349,7 +349,7 @@ TEST_F(FaultTest, AnInterruptedCallIsRepeated) {
     EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_WARN), IsEmpty());
 }
 
-TEST_F(FaultTest, AFileThatCanNotBeOpenedIsToldWithTheReason) {
+TEST_F(FaultTest, AFileThatCannotBeOpenedIsReportedWithTheReason) {
     const std::string name = m_dir.Write("list", "a");
     KwFileLookup list;
     list.Init(name);

@@ -13,7 +13,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// Counts the words that are hashed.
+/// Counts the words hashed.
 struct CountingFold {
     std::size_t& count;
 
@@ -30,7 +30,7 @@ std::string RandomText(std::mt19937& random, std::size_t size) {
     return text;
 }
 
-TEST(FoldedHash, OfAllEndingsTakesOnePass) {
+TEST(FoldedHash, HashesAllEndingsInOnePass) {
     constexpr std::size_t SIZE = 4096;
     std::mt19937 random(1);
     const std::string text = RandomText(random, SIZE);
@@ -42,7 +42,7 @@ TEST(FoldedHash, OfAllEndingsTakesOnePass) {
     EXPECT_LE(count, 2 * (SIZE + 1) + SIZE / 8);
 }
 
-TEST(FoldedHash, OfAnEndingIsThatOfItsBytes) {
+TEST(FoldedHash, HashOfAnEndingIsThatOfItsBytes) {
     std::mt19937 random(2);
     const HashSeed seed = {random() | 1u, random() | 1u};
     const std::string texts[] = {RandomText(random, 300), RandomText(random, 300)};
@@ -55,7 +55,7 @@ TEST(FoldedHash, OfAnEndingIsThatOfItsBytes) {
     }
 }
 
-TEST(FoldedHash, OfDifferentTextsDiffers) {
+TEST(FoldedHash, HashesOfDifferentTextsDiffer) {
     const HashSeed seed = {0x123456789abcdef1, 0xfedcba987654321};
     std::set<std::uint64_t> hashes;
     std::size_t texts = 0;

@@ -110,7 +110,7 @@ protected:
     std::mt19937 random{12};
 };
 
-TEST_F(KeyedWalk, NamesTheFirstOfTheListAsItIs) {
+TEST_F(KeyedWalk, FindsTheFirstInTheCurrentOrder) {
     Strings values(100, "other");
     values[20] = "B";
     values[30] = "a";
@@ -132,7 +132,7 @@ public:
     KeyPart GetKeyPart() const override { return static_cast<KeyPart>(FirstWord + 1); }
 };
 
-TEST_F(KeyedWalk, IsAWalkForAnUnknownPart) {
+TEST_F(KeyedWalk, CallsMatchForAnUnknownPart) {
     Strings values(100, "other");
     values[30] = "a";
     const StringList list(values);
@@ -143,7 +143,7 @@ TEST_F(KeyedWalk, IsAWalkForAnUnknownPart) {
     EXPECT_EQ(finder.matches, 31);
 }
 
-TEST_F(KeyedWalk, ASearchThatWasFetchedForLooksForNoKeys) {
+TEST_F(KeyedWalk, APrefetchedSearchNamesNoKeys) {
     Strings values(100, "other");
     values[30] = "a";
     const StringList list(values);
@@ -154,7 +154,7 @@ TEST_F(KeyedWalk, ASearchThatWasFetchedForLooksForNoKeys) {
         const KwLookupFinder* const finders[] = {nullptr, finder.get()};
         list.Fetch(finders, 2, 0);
         EXPECT_EQ(finder->named, 1);
-        const NamedKeys copy(*finder); // has no keys of what it was copied from
+        const NamedKeys copy(*finder); // does not copy the prefetched keys
         EXPECT_EQ(Ask(list, *finder), Ask(list, HiddenKeys(keys)));
         EXPECT_EQ(finder->named, keys == few ? 1 : 2) << "it has room for a few";
         finder.reset();
@@ -163,7 +163,7 @@ TEST_F(KeyedWalk, ASearchThatWasFetchedForLooksForNoKeys) {
     }
 }
 
-TEST_F(KeyedWalk, IsNoSort) {
+TEST_F(KeyedWalk, DoesNotSort) {
     Strings values(100, "m");
     values[1] = "b";
     values[2] = "a";
@@ -176,7 +176,7 @@ TEST_F(KeyedWalk, IsNoSort) {
     EXPECT_EQ(Ask(list, HiddenKeys(keys)).matched, "a");
 }
 
-TEST_F(KeyedWalk, SeesWhatIsPushed) {
+TEST_F(KeyedWalk, SeesPushedValues) {
     StringList list{Strings(100, "other")};
     EXPECT_FALSE(Ask(list, NamedKeys(Strings{"late"})).found);
     list.Init("Late");
@@ -186,7 +186,7 @@ TEST_F(KeyedWalk, SeesWhatIsPushed) {
     EXPECT_EQ(Ask(list, NamedKeys(Strings{"later"})).matched, "later");
 }
 
-TEST_F(KeyedWalk, GivesTheAnswersOfTheWalk) {
+TEST_F(KeyedWalk, AnswersAsTheWalk) {
     const int sorts[] = {-1, FIND_EXACT, FIND_EXACT | FIND_NOCASE};
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
@@ -202,7 +202,7 @@ TEST_F(KeyedWalk, GivesTheAnswersOfTheWalk) {
     }
 }
 
-TEST_F(KeyedWalk, GivesTheAnswersOfTheWalkUnderChangedLocales) {
+TEST_F(KeyedWalk, AnswersAsTheWalkAfterLocaleChanges) {
     for (int round = 0; round < 100; ++round) {
         SCOPED_TRACE(round);
         StringList list(RandomTexts(100, 4));
@@ -262,7 +262,7 @@ private:
     StringList m_list;
 };
 
-TEST_F(KeyedWalk, AnswersForDomainsAsTheWalkDoes) {
+TEST_F(KeyedWalk, AnswersForDomainsAsTheWalk) {
     RecordingLog::Silence();
     LogClass log("domains");
     int found = 0;
@@ -280,7 +280,7 @@ TEST_F(KeyedWalk, AnswersForDomainsAsTheWalkDoes) {
     EXPECT_GT(found, 500);
 }
 
-TEST_F(KeyedWalk, DomainOfAMillionDotsIsNoTrouble) {
+TEST_F(KeyedWalk, ADomainOfAMillionDotsIsSearchedQuickly) {
     RecordingLog::Silence();
     LogClass log("domains");
     KwDomainsLookup domains(log);
@@ -291,7 +291,7 @@ TEST_F(KeyedWalk, DomainOfAMillionDotsIsNoTrouble) {
     EXPECT_FALSE(domains.FindDomain(TextRange(text.begin(), text.end()), true));
 }
 
-TEST_F(KeyedWalk, DotsCostNoTimeWhereNoEntryHasThem) {
+TEST_F(KeyedWalk, DotsCostNoTimeIfNoEntryHasThem) {
     RecordingLog::Silence();
     LogClass log("domains");
     KwDomainsLookup domains(log);

@@ -140,7 +140,7 @@ TEST_F(Domains, TakesTheDomainOutOfAnAddress) {
     }
 }
 
-TEST_F(Domains, FlagSaysWhetherTheTextIsADomain) {
+TEST_F(Domains, TheFlagDecidesWhetherTheTextIsADomain) {
     domains.Init("corp.lan, jdoe@corp.lan");
     for (const int others : {0, 1 | 2 | 4 | 16}) {
         EXPECT_TRUE(domains.Find(Range("x@corp.lan"), others, false));
@@ -209,7 +209,7 @@ TEST_F(Domains, FoldsByTheGlobalLocale) {
     EXPECT_TRUE(FindDomain("mail.CAF\xc9.LAN", true));
 }
 
-TEST_F(Domains, IsALookupLikeAnyOther) {
+TEST_F(Domains, IsALookup) {
     RecordingLog::Reset();
     domains.Init("corp.lan, file:/nowhere/list");
     const KwLookupHolder& holder = domains;
@@ -228,7 +228,7 @@ TEST_F(Domains, TakesAFilter) {
     EXPECT_THROW(KwObjectHolder::AfterReload(log), std::domain_error);
 }
 
-TEST_F(Domains, SurvivesAMegabyteOfDots) {
+TEST_F(Domains, SearchesAMegabyteOfDots) {
     domains.Init("corp.lan");
     EXPECT_FALSE(FindDomain(std::string(1 << 20, '.'), true));
     EXPECT_TRUE(FindDomain(std::string(1 << 20, '.') + "corp.lan", true));

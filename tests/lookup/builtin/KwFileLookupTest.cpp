@@ -124,7 +124,7 @@ TEST_F(KwFileLookupTest, FindsItsRecords) {
     EXPECT_EQ(matched, "beta");
 }
 
-TEST_F(KwFileLookupTest, TrimsWhatTheGlobalLocaleCallsSpace) {
+TEST_F(KwFileLookupTest, TrimsTheWhiteSpaceOfTheGlobalLocale) {
     const std::string bytes = "\xa0\x61\xa0\n_b_\n_\n";
     EXPECT_THAT(Load(bytes), ElementsAre("\xa0\x61\xa0", "_b_", "_"));
     TestBytes mine = TestBytes::Latin1();
@@ -146,7 +146,7 @@ TEST_F(KwFileLookupTest, WritesCountsWithoutDigitGrouping) {
                                                     m_dir.Path("list") + " file."));
 }
 
-TEST_F(KwFileLookupTest, LogsOnlyWhatIsEnabledAndOnlyWithALogger) {
+TEST_F(KwFileLookupTest, LogsOnlyEnabledLevelsAndOnlyWithALogger) {
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
     Load("a");
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
@@ -179,7 +179,7 @@ TEST_F(KwFileLookupTest, ASecondLoadReplacesRecordsAndOrder) {
     EXPECT_THAT(RecordsOf(m_list), ElementsAre("x", "Y", "z"));
 }
 
-TEST_F(KwFileLookupTest, WhatCanNotBeLoadedIsToldAndKeepsTheRecords) {
+TEST_F(KwFileLookupTest, AFailedLoadIsReportedAndKeepsTheRecords) {
     const std::string old = m_dir.Write("old", "b\na");
     m_list.Init(old);
     EXPECT_TRUE(Has(m_list, "a"));
@@ -195,7 +195,7 @@ TEST_F(KwFileLookupTest, WhatCanNotBeLoadedIsToldAndKeepsTheRecords) {
         {m_dir.Path("missing"), ENOENT},
         {m_dir.Path("dangling"), ENOENT},
         {"", ENOENT},
-        {old + "\0"s, ENOENT}, // a name with a NUL is no name of a file, nor is what stands before
+        {old + "\0"s, ENOENT}, // a name with a NUL is not cut there
         {old + "\0.txt"s, ENOENT},
         {old + "/x", ENOTDIR},
         {m_dir.Path("loop"), ELOOP},
@@ -221,7 +221,7 @@ TEST_F(KwFileLookupTest, WhatCanNotBeLoadedIsToldAndKeepsTheRecords) {
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
-TEST_F(KwFileLookupTest, WhatTheUserMayNotReadIsTold) {
+TEST_F(KwFileLookupTest, AFileThatTheUserMayNotReadIsReported) {
     const std::string name = m_dir.Write("secret", "a");
     ASSERT_EQ(::chmod(name.c_str(), 0), 0);
     const bool may_read_all = static_cast<bool>(FileDescriptor::OpenForReading(name));
@@ -298,7 +298,7 @@ TEST_F(KwFileLookupTest, NeedsNoMemoryForBlankLines) {
     EXPECT_THAT(RecordsOf(m_list), ElementsAre("a"));
 }
 
-TEST_F(KwFileLookupTest, LoadsAPipeOfItsOwnAndNoOther) {
+TEST_F(KwFileLookupTest, LoadsOnlyPipesOfTheProcess) {
     m_list.Init("/dev/null");
     EXPECT_EQ(m_list.GetCount(), 0u);
 
@@ -336,7 +336,7 @@ TEST_F(KwFileLookupTest, TakesNamesOfAnyBytes) {
     }
 }
 
-TEST_F(KwFileLookupTest, IsCreatedEmptyWhateverTheText) {
+TEST_F(KwFileLookupTest, IsCreatedEmptyWithAnyText) {
     const std::string name = m_dir.Write("list", "a");
     const std::unique_ptr<KwIfLookup> created(KwFileLookup::Create(name));
     auto* list = dynamic_cast<KwFileLookup*>(created.get());

@@ -81,7 +81,7 @@ TEST(KwVectorStrLookup, WalksTheListUntilTheFinderAccepts) {
     }
 }
 
-TEST(KwVectorStrLookup, WhenEmptySaysWhatTheFinderSays) {
+TEST(KwVectorStrLookup, AnEmptyListReturnsTheResultOfTheFinder) {
     const StringList list;
     EXPECT_EQ(Search(list, ""), "-");
     EXPECT_EQ(Search(list, "a"), "-");
@@ -112,7 +112,7 @@ TEST(KwVectorStrLookup, SearchesExactly) {
     EXPECT_EQ(list.GetCount(), 8u);
 }
 
-TEST(KwVectorStrLookup, SearchesWithoutRegardToCase) {
+TEST(KwVectorStrLookup, SearchesIgnoringCase) {
     const StringList list({"delta", "Beta", "@", "[", "a\0b"s});
     EXPECT_EQ(Search(list, "BETA", NOCASE), "Beta");
     EXPECT_EQ(Search(list, "DELTA", NOCASE), "delta");
@@ -151,7 +151,7 @@ TEST(KwVectorStrLookup, OfEqualStringsFindsTheFirstInTheOrderOfTheSort) {
     EXPECT_EQ(Search(sorted, "beta", NOCASE), "BETA");
 }
 
-TEST(KwVectorStrLookup, InTheOtherOrderCanMissWhatIsThere) {
+TEST(KwVectorStrLookup, ASearchInTheOtherOrderMayMiss) {
     const StringList nocase_first({"B", "a", "C"});
     EXPECT_EQ(Search(nocase_first, "b", NOCASE), "B"); // sorts: a, B, C
     EXPECT_EQ(Search(nocase_first, "C"), "C");
@@ -179,7 +179,7 @@ TEST(KwVectorStrLookup, SortsBytesAsUnsignedAndSearchesThemAsSigned) {
     EXPECT_EQ(Search(mixed, "\xe9"), "-");
     EXPECT_THAT(Order(mixed), ElementsAre("a", "z", "\xe9"));
 
-    // Sorted as az, a0xe9: the search meets a0xe9 first, and looks for az behind it.
+    // Sorted as az, a0xe9: the search compares with a0xe9 first, and searches for az after it.
     const StringList ascii_missed({"a\xe9", "az"});
     EXPECT_EQ(Search(ascii_missed, "az"), "-");
     EXPECT_EQ(Search(ascii_missed, "a\xe9"), "-");
@@ -206,7 +206,7 @@ TEST(KwVectorStrLookup, FoldsByTheLocaleOfEachSearch) {
         EXPECT_THAT(Order(list), ElementsAre("\xc9", "\xe9", "A", "b"));
     }
     {
-        TestBytes turned; // a sorts behind b
+        TestBytes turned; // a sorts after b
         turned.upper['a'] = turned.upper['A'] = 'Z';
         const GlobalLocale global(turned.GetLocale());
         EXPECT_EQ(Search(list, "b", NOCASE), "-") << "missed: the list is not in this order";
@@ -243,7 +243,7 @@ TEST(KwVectorStrLookup, KeepsTheAddressOfItsLogger) {
     EXPECT_EQ(object.GetLogPtr(), &log);
 }
 
-TEST(KwVectorStrLookup, CopiesWhatIsPushed) {
+TEST(KwVectorStrLookup, CopiesPushedStrings) {
     StringList list;
     std::string value = "a";
     list.Push(value);

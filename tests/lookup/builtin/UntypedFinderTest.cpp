@@ -15,7 +15,7 @@ std::vector<std::string> ManyValues() {
     return values;
 }
 
-TEST(UntypedFinder, IsWalkedFor) {
+TEST(UntypedFinder, WithoutKeysTheListIsWalked) {
     const StringList list(ManyValues());
     std::string res, matched;
     EXPECT_TRUE(list.Find(*MakeUntypedFinder("value700"), &res, 0, &matched));
@@ -25,7 +25,7 @@ TEST(UntypedFinder, IsWalkedFor) {
     EXPECT_TRUE(list.Find(*MakeUntypedFinder("value7"), &res, 0, nullptr));
 }
 
-TEST(UntypedFinder, IsAnsweredByTheIndexWhenItNamesItsKeys) {
+TEST(UntypedFinder, WithKeysTheIndexAnswers) {
     const StringList list(ManyValues());
     int matches = 0;
     std::string res, matched;

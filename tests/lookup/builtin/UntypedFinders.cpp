@@ -5,7 +5,7 @@
 #include "lookup/KeyedFinder.h"
 
 #ifdef __GXX_RTTI
-#error "this file is to be compiled without run-time type information"
+#error "compile this file without run-time type information"
 #endif
 
 namespace {

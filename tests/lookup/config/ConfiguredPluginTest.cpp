@@ -98,7 +98,7 @@ TEST_F(ConfiguredPlugin, IsSetUpByItsSectionAndByEachItem) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
-TEST_F(ConfiguredPlugin, ObjectsThatLiveSeeTheReload) {
+TEST_F(ConfiguredPlugin, ExistingObjectsSeeTheReload) {
     holder.Init("configured:a, configured:Host=near|b");
     EXPECT_EQ(Find("x"), " :389 a near:389 b");
     Reload({{"Host", "new"}, {"Port", "7"}});
@@ -146,7 +146,7 @@ TEST_F(ConfiguredPlugin, ListInItsSectionMayHaveErrors) {
                             "'/nonexistent/file': No such file or directory"));
 }
 
-TEST_F(ConfiguredPlugin, BadSectionKeepsWhatWasThereAndTellsWhy) {
+TEST_F(ConfiguredPlugin, BadSectionIsReportedAndKeepsTheOldConfiguration) {
     holder.Init("configured:a");
     Reload({{"Host", "db"}});
     RecordingLog::Reset(log4cxx::Level::LEVEL_WARN);
@@ -167,7 +167,7 @@ TEST_F(ConfiguredPlugin, BadSectionKeepsWhatWasThereAndTellsWhy) {
     EXPECT_EQ(Find("x"), " :389 a");
 }
 
-TEST_F(ConfiguredPlugin, BadItemIsToldAndTheOthersStay) {
+TEST_F(ConfiguredPlugin, BadItemIsReportedAndTheOthersStay) {
     struct Case {
         const char* item;
         const char* reason;
@@ -213,31 +213,32 @@ constexpr Quoting QUOTINGS[] = {
     {R"(configured:uid=$u\,dc=$d)", "uid=$u,dc=$d"},
     {R"(configured:Port=1|"uid=$u,dc=$d")", "uid=$u,dc=$d"},
     {R"("configured:Port=1|uid=$u,dc=$d")", "uid=$u,dc=$d"},
-    // A bar: quotes around the template (around the item they are gone too early), or a backslash.
+    // A bar: quotes around the template (those around the item are removed too early), or a
+    // backslash.
     {R"(configured:"^a|b$")", "^a|b$"},
     {R"(configured:^a\|b$)", "^a|b$"},
     {R"(configured:Port=1|"^a|b$")", "^a|b$"},
     // Both.
     {R"(configured:"^a|b,c$")", "^a|b,c$"},
     {R"(configured:^a\|b\,c$)", "^a|b,c$"},
-    // A pair of quotes inside stays; a single quote needs its backslash to survive twice.
+    // A pair of quotes inside stays. A single quote needs a backslash for each splitting.
     {R"(configured:(cn="J. Doe"))", R"((cn="J. Doe"))"},
     {R"(configured:say \\\"hi)", R"(say "hi)"},
     {R"(configured:5\\\")", R"(5")"},
-    // Quotes around all of a template go, escaped or not; a pair outside of them saves them.
+    // Quotes around a whole template are removed, escaped or not. Another pair keeps them.
     {R"("configured:\"x\"")", "x"},
     {R"(configured:\\\"x\\\")", "x"},
     {R"(configured:"\\\"x\\\"")", R"("x")"},
-    // A backslash before an ordinary character stays; a double one is halved twice.
+    // A backslash before an ordinary character stays. Double ones are halved twice.
     {R"(configured:^\d+\.lan$)", R"(^\d+\.lan$)"},
     {R"(configured:a\\b)", R"(a\b)"},
     {R"(configured:a\\\\b)", R"(a\b)"},
     {R"(configured:a\\\\\\\\b)", R"(a\\b)"},
     {R"(configured:a\\\\)", R"(a\)"},
-    // A backslash before a bar, as a pattern wants it.
+    // A backslash before a bar, as in a pattern.
     {R"(configured:a\\\\\|b)", R"(a\|b)"},
     {R"(configured:"a\\\\|b")", R"(a\|b)"},
-    // Blanks at the ends go, blanks inside stay.
+    // Blanks at the ends are removed, blanks inside stay.
     {R"(  configured:  a  b  )", "a  b"},
 };
 INSTANTIATE_TEST_SUITE_P(Lists, Quotings, ::testing::ValuesIn(QUOTINGS));
@@ -253,7 +254,7 @@ std::string Escape(const std::string& text, char separator) {
     return escaped;
 }
 
-TEST_F(ConfiguredPlugin, EveryTemplateArrivesWhenBothSplittingsAreEscapedFor) {
+TEST_F(ConfiguredPlugin, EveryTemplateArrivesIfEscapedForBothSplittings) {
     std::mt19937 random(20240817);
     const std::string bytes = "\\\\\"\"||,,ab$= \t\n\xe9\xff";
     for (int round = 0; round < 2000; ++round) {
@@ -288,7 +289,7 @@ TEST_F(ConfiguredPlugin, HostileAddressAddsNoCode) {
     EXPECT_EQ(Find("$@s"), " :389 $s");
 }
 
-TEST_F(ConfiguredPlugin, BadTemplateThrowsWhenItIsSearched) {
+TEST_F(ConfiguredPlugin, BadTemplateThrowsOnASearch) {
     holder.Init("configured:$x");
     try {
         Find("a");

@@ -49,7 +49,7 @@ Strings Names(const std::vector<params_t>& rows) {
     return names;
 }
 
-/// A parser that records what is registered.
+/// A parser that records registrations.
 class RecordingParser : public IfConfParser {
 public:
     void Add(const std::string& name, void* var, VarType type, const void* def) override {
@@ -144,14 +144,14 @@ TEST_F(SharedConf, EmptyTextsGiveTheDefaults) {
     EXPECT_FALSE(wide.GetOnError());
 }
 
-TEST_F(SharedConf, KeepsWhatTheHostDoesNotSet) {
+TEST_F(SharedConf, KeepsValuesThatTheHostDoesNotSet) {
     EXPECT_EQ(Configure(wide, "ldap", {{"Port", "7"}, {"OnError", "exception"}}), "");
     EXPECT_EQ(Configure(wide, "ldap", {}), "");
     EXPECT_EQ(wide.port, 7);
     EXPECT_TRUE(wide.GetOnError());
 }
 
-TEST_F(SharedConf, StartsWithErrorsIgnoredAndNothingSkipped) {
+TEST_F(SharedConf, InitiallyIgnoresErrorsAndSkipsNothing) {
     EXPECT_EQ(Configure(wide, "ldap", {}), "");
     EXPECT_FALSE(wide.GetOnError());
     EXPECT_TRUE(wide.GetVal<KwDomainsLookup>("SkipDomains").Empty());
@@ -208,7 +208,7 @@ TEST_F(SharedConf, LocalSettingsOverrideTheTypeWideOnes) {
     EXPECT_EQ(local.post_inits, 1) << "the derived PostInit";
 }
 
-TEST_F(SharedConf, LocalOnErrorCountsOnlyWhereItIsSet) {
+TEST_F(SharedConf, LocalOnErrorCountsOnlyIfItIsSet) {
     Configure(wide, "ldap", {{"OnError", "ignore"}});
     EXPECT_EQ(LoadLocal(local, {}), "");
     EXPECT_EQ(local.post_inits, 1) << "also without settings";
@@ -240,7 +240,7 @@ TEST_F(SharedConf, TrimsByTheGlobalLocale) {
     EXPECT_EQ(local.host, "x\xa0y");
 }
 
-TEST_F(SharedConf, TellsWhatIsWrongWithASetting) {
+TEST_F(SharedConf, InvalidSettingsAreErrors) {
     struct Case {
         const char* setting;
         std::string error;
@@ -306,7 +306,7 @@ TEST_F(SharedConf, FailingSettingLeavesTheEarlierOnesApplied) {
     EXPECT_FALSE(local.GetOnError());
 }
 
-TEST_F(SharedConf, ForgetsEarlierLocalSettingsWhenLoadedAgain) {
+TEST_F(SharedConf, ALoadForgetsEarlierLocalSettings) {
     Configure(wide, "ldap", {{"Port", "1"}});
     EXPECT_EQ(LoadLocal(local, {"Port=7"}), "");
     EXPECT_EQ(LoadLocal(local, {"Host=a"}), "");
@@ -330,7 +330,7 @@ TEST_F(SharedConf, ListOfSkippedDomainsTakesFilesAndLiteralsOnly) {
 
 // The chain.
 
-TEST_F(SharedConf, ChainIsWalkedUpToTheConfigurationThatSetsAParameter) {
+TEST_F(SharedConf, TheChainIsSearchedForTheConfigurationThatSetsAParameter) {
     TestConf middle("ldap", &wide);
     TestConf lowest("ldap", &middle);
     Configure(wide, "ldap",
@@ -347,7 +347,7 @@ TEST_F(SharedConf, ChainIsWalkedUpToTheConfigurationThatSetsAParameter) {
     EXPECT_TRUE(lowest.GetOnError());
 }
 
-TEST_F(SharedConf, UnknownNameIsToldByTheTypeWideConfiguration) {
+TEST_F(SharedConf, UnknownNameIsReportedByTheTypeWideConfiguration) {
     Configure(wide, "ldap", {});
     LoadLocal(local, {});
     for (const KwLookupSharedConf* conf : {&wide, &local})
@@ -369,7 +369,7 @@ public:
     int own = 5;
 };
 
-TEST_F(SharedConf, ParameterOfTheLocalTableAloneIsFoundOnlyWhenSet) {
+TEST_F(SharedConf, ParameterOfTheLocalTableOnlyIsFoundOnlyIfSet) {
     Configure(wide, "ldap", {{"Host", "wide"}});
     OwnConf own("ldap", &wide);
     EXPECT_EQ(LoadLocal(own, {}), "");
@@ -379,7 +379,7 @@ TEST_F(SharedConf, ParameterOfTheLocalTableAloneIsFoundOnlyWhenSet) {
     EXPECT_EQ(own.GetVal<int>("OWN"), 6);
 }
 
-/// A configuration that names one parameter twice.
+/// A configuration with two rows for one parameter.
 class TwinConf : public TestConf {
 public:
     using TestConf::TestConf;

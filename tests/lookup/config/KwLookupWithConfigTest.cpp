@@ -109,14 +109,14 @@ TEST_F(WithConfig, NeedsItsConfigurationLoaded) {
 
 // Init data.
 
-TEST_F(WithConfig, InitDataWithoutSettingsIsTheTemplateAlone) {
+TEST_F(WithConfig, InitDataWithoutSettingsAreTheTemplate) {
     lookup.Init("  uid=$u \t");
     EXPECT_EQ(lookup.request, "uid=$u");
     EXPECT_EQ(&lookup.Conf(), &wide);
     EXPECT_EQ(lookup.Local(), nullptr);
 }
 
-TEST_F(WithConfig, SettingsStandBeforeTheTemplate) {
+TEST_F(WithConfig, SettingsComeBeforeTheTemplate) {
     lookup.Init("OnError=exception | Port = 7 | (&(uid=$u)(x=y))");
     EXPECT_EQ(lookup.request, "(&(uid=$u)(x=y))");
     ASSERT_NE(lookup.Local(), nullptr);
@@ -127,7 +127,7 @@ TEST_F(WithConfig, SettingsStandBeforeTheTemplate) {
     EXPECT_FALSE(wide.GetOnError());
 }
 
-TEST_F(WithConfig, TellsWhatIsWrongWithInitData) {
+TEST_F(WithConfig, InvalidInitDataAreErrors) {
     struct Case {
         const char* data;
         const char* error;
@@ -153,7 +153,7 @@ TEST_F(WithConfig, TellsWhatIsWrongWithInitData) {
     }
 }
 
-TEST_F(WithConfig, NothingAfterTheLastBarIsNoPiece) {
+TEST_F(WithConfig, AnEmptyLastPieceIsDropped) {
     lookup.Init("Port=1|");
     EXPECT_EQ(lookup.request, "Port=1");
     EXPECT_EQ(lookup.Local(), nullptr);
@@ -270,7 +270,7 @@ TEST_F(WithConfig, Expands) {
     }
 }
 
-TEST_F(WithConfig, NeverLooksAtItsOwnOutput) {
+TEST_F(WithConfig, NeverExpandsItsOwnOutput) {
     for (const std::string text : {"$s$u$d$$", "$", "$x", "$s@$d", "a@$$u"}) {
         SCOPED_TRACE(text);
         EXPECT_EQ(Expand("$s", text), text);
@@ -347,13 +347,13 @@ TEST_F(WithConfig, QuotesOutput) {
 
 // Skipped domains.
 
-TEST_F(WithConfig, SkipsNothingUnlessTold) {
+TEST_F(WithConfig, SkipsNothingByDefault) {
     EXPECT_FALSE(IsSkipped("jdoe@corp.lan"));
     EXPECT_FALSE(IsSkipped("", FIND_DOMAIN));
     EXPECT_THAT(RecordingLog::GetLines(), IsEmpty());
 }
 
-TEST_F(WithConfig, SkipsListedDomainsAndNotTheirSubDomains) {
+TEST_F(WithConfig, SkipsListedDomainsButNotTheirSubDomains) {
     Configure({{"SkipDomains", "Corp.Lan"}});
     EXPECT_TRUE(IsSkipped("jdoe@corp.lan"));
     EXPECT_TRUE(IsSkipped("<jdoe@corp.lan>"));
@@ -366,14 +366,14 @@ TEST_F(WithConfig, SkipsListedDomainsAndNotTheirSubDomains) {
     EXPECT_FALSE(IsSkipped(""));
 }
 
-TEST_F(WithConfig, AnEmptyDomainPartIsNotLookedFor) {
+TEST_F(WithConfig, AnEmptyDomainPartIsNotSearched) {
     Configure({{"SkipDomains", "corp.lan,,home.lan"}});
     EXPECT_TRUE(IsSkipped("", FIND_DOMAIN)) << "the list has an empty entry";
     for (const char* text : {"jdoe@", "<jdoe@>", "@", ""})
         EXPECT_FALSE(IsSkipped(text)) << text;
 }
 
-TEST_F(WithConfig, WithoutSkippedDomainsTheTextIsNotEvenAskedFor) {
+TEST_F(WithConfig, WithoutSkippedDomainsTheTextIsNotRequested) {
     class AskedFinder : public TextFinder {
     public:
         using TextFinder::TextFinder;
@@ -403,7 +403,7 @@ TEST_F(WithConfig, LocalListReplacesTheTypeWideOne) {
     EXPECT_TRUE(IsSkipped("a@corp.lan")) << "not set";
 }
 
-TEST_F(WithConfig, TellsWhatItSkips) {
+TEST_F(WithConfig, LogsWhatItSkips) {
     Configure({{"SkipDomains", "corp.lan"}});
     RecordingLog::Reset();
     EXPECT_TRUE(IsSkipped("a@corp.lan"));
@@ -433,7 +433,7 @@ TEST_F(WithConfig, NeedsATableToSkipBy) {
     }
 }
 
-// Lookup and storage in one.
+// The class that is both a lookup and a storage.
 
 class Storage : public Concrete<KwLookupAndStorageWithConfig> {
 public:
@@ -442,7 +442,7 @@ public:
     bool IsStorage() const { return m_is_storage; }
 };
 
-TEST_F(WithConfig, StorageIsOneOnceItIsTold) {
+TEST_F(WithConfig, IsAStorageAfterSetStorage) {
     Storage storage(wide);
     EXPECT_FALSE(storage.IsStorage());
     EXPECT_TRUE(storage.IsNeedCofigLoading());

@@ -124,7 +124,7 @@ std::string Thrown(Action action) {
     return std::string();
 }
 
-TEST(Parameter, TellsItsRange) {
+TEST(Parameter, ErrorsNameTheRange) {
     AllKinds conf;
     Loaded loaded(conf);
     EXPECT_NO_THROW(conf.number.CheckRange(5, 5));

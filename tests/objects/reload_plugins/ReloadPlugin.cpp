@@ -15,7 +15,7 @@ void FailAt(Fault fault) {
         throw std::runtime_error("told to fail");
 }
 
-/// A lookup that finds nothing.
+/// A lookup that matches nothing.
 class ReloadPlugin : public KwIfSharedLookup {
 public:
     ReloadPlugin() { ++g_state.alive; }

@@ -11,8 +11,8 @@ TestConf& TypeConf() {
     return conf;
 }
 
-/// Answers every search with its query, "HOST:PORT TEMPLATE", the template expanded; a query that
-/// holds "fail" fails.
+/// Answers every search with its query, "HOST:PORT TEMPLATE", with the template expanded. A query
+/// that contains "fail" fails.
 class ConfiguredPlugin : public KwLookupWithConfig {
 public:
     explicit ConfiguredPlugin(const LogClass& log) : KwLookupWithConfig(&TypeConf()), m_log(log) {}
