@@ -1,14 +1,13 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2034  # the sourcing scripts use what is set here
-# What quickstart and check have in common: telling, stopping, packages. Sourced, not run.
-# The sourcing script has changed to the root of the tree.
+# Functions of quickstart and check: messages, steps, packages. Source it from the root of the tree.
 
-# What the library and the tool are built with.
+# To build the library and the tool.
 build_packages=(cmake g++ libboost-dev libcdb-dev libcli11-dev libinih-dev
     libhiredis-dev libldap-dev libmariadb-dev libpcre2-dev libpq-dev libre2-dev libspdlog-dev
     libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config)
 
-# What the tests need besides.
+# To build and run the tests.
 test_packages=(bash clang clang-format-14 clang-tidy-14 codespell cppcheck db5.3-util doxygen fish
     g++-i686-linux-gnu g++-s390x-linux-gnu googletest libclang-rt-14-dev libdb5.3-dev libgmock-dev
     libgtest-dev mandoc openssl python3 qemu-user sqlite3 tinycdb zsh)
@@ -25,7 +24,7 @@ stop() {
     exit 1
 }
 
-# run_step TITLE LOG COMMAND...: runs a command whose output matters only when it fails.
+# run_step TITLE LOG COMMAND...: run a command, and show its output only if it fails.
 run_step() {
     local title=$1 log=$log_dir/$2.log start=$SECONDS
     shift 2
@@ -48,8 +47,8 @@ is_installed() {
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
 }
 
-# install_packages NAME...: installs those that are missing; with none missing, needs neither root
-# nor the network.
+# install_packages NAME...: install those that are missing. If none is, this needs neither root nor
+# the network.
 install_packages() {
     local name as_root=()
     local missing=()
@@ -72,20 +71,20 @@ install_packages() {
     as_root+=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get
         -o Acquire::Retries=2 -o Acquire::http::Timeout=30 -o DPkg::Lock::Timeout=300)
     say "Installing ${missing[*]}"
-    # A mirror that is not needed may be out of reach, so only the installation has to succeed.
+    # Some mirror may be out of reach, so only the installation has to succeed.
     "${as_root[@]}" update </dev/null >"$log_dir/apt.log" 2>&1 || true
     if ! "${as_root[@]}" install -y --no-install-recommends "${missing[@]}" \
         </dev/null >>"$log_dir/apt.log" 2>&1; then
         grep -E '^(E|W|Err):?' "$log_dir/apt.log" | tail -n 10 >&2
-        stop "apt-get could not install ${missing[*]}: is there a network, and does /etc/apt name a Debian 12 mirror? All it said is in $log_dir/apt.log."
+        stop "apt-get could not install ${missing[*]}: is there a network, and does /etc/apt name a Debian 12 mirror? Its output is in $log_dir/apt.log."
     fi
 }
 
-# need_version PROGRAM LEAST: stops unless PROGRAM's version is LEAST or later.
+# need_version PROGRAM LEAST: stop unless PROGRAM's version is LEAST or later.
 need_version() {
     local version
-    command -v "$1" >/dev/null || stop "$1 is not installed, and its package did not bring it."
+    command -v "$1" >/dev/null || stop "$1 is not installed, although its package is."
     version=$("$1" --version | grep -oE '[0-9]+\.[0-9]+(\.[0-9]+)?' | head -n 1)
     [ "$(printf '%s\n' "$2" "$version" | sort -V | head -n 1)" = "$2" ] ||
-        stop "$1 $2 or later is needed; this one is $version. Debian 12 has what is needed."
+        stop "$1 $2 or later is needed; this one is $version. Debian 12 has it."
 }

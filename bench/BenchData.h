@@ -7,21 +7,21 @@
 #include <string_view>
 #include <vector>
 
-/// The number of strings in the list, and of keys asked of it.
+/// The number of strings in the list, and of keys to search for.
 constexpr std::size_t LIST_SIZE = 1000000;
 
-/// The place of a file of the data directory, which the environment names as KWLOOKUP_BENCH_DATA.
+/// The path of a file in the data directory, which is the environment variable KWLOOKUP_BENCH_DATA.
 std::string DataFile(const std::string& name);
 
-/// A random source of this project's own, as the standard distributions may differ by library.
+/// Random numbers without the standard distributions, which differ between libraries.
 class Random {
 public:
     explicit Random(unsigned seed) : m_engine(seed) {}
 
-    /// Evenly from 0 to `count` - 1.
+    /// A number from 0 to `count` - 1, evenly distributed.
     std::size_t Below(std::size_t count) { return m_engine() % count; }
 
-    /// From 0 to `count` - 1, the low numbers much more often, as names are.
+    /// A number from 0 to `count` - 1. Low numbers are much more frequent, as common names are.
     std::size_t UnevenBelow(std::size_t count);
 
     bool Percent(std::size_t percent) { return Below(100) < percent; }
@@ -30,8 +30,8 @@ private:
     std::mt19937_64 m_engine;
 };
 
-/// Draws mail addresses: a local part of 3 to 20 bytes, a domain of 8 to 30, 30 in all on average;
-/// 30 % of them at 20 common domains.
+/// Makes random mail addresses of 30 bytes on average: a local part of 3 to 20 bytes and a domain
+/// of 8 to 30. 30 % of them are in 20 common domains.
 class AddressSource {
 public:
     explicit AddressSource(unsigned seed);
@@ -47,15 +47,15 @@ private:
     std::vector<std::string> m_common_domains;
 };
 
-/// The lines of a file of the data directory. Ends the program when it cannot be read.
+/// The lines of a file in the data directory. Ends the program if it cannot be read.
 std::vector<std::string> ReadLines(const std::string& name);
 
-/// What is asked of the list, in random order: half of the keys are in it.
+/// The keys to search for, in random order. Half of them are in the list.
 struct Keys {
     std::vector<std::string> texts;
     std::vector<char> in_list; ///< of each key, 1 or 0
 
-    /// `capitals`: three keys in ten are written with capitals.
+    /// With `capitals`, three keys in ten have capital letters.
     static Keys Read(bool capitals);
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The default search, by address in a list of 1,000,000 lines of which every second has a result,
-// beside the walk that it stands for and the exact search without regard to case.
+// The default search, by address in a list of 1,000,000 lines of which every second one has a
+// result, compared with a walk and with the exact search that ignores case.
 #include "bench/BenchData.h"
 #include "host/LogClass.h"
 #include "kwhost/AddressFinder.h"
@@ -16,7 +16,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// Hides that the finder has keys, so that it is walked for.
+/// Hides the keys of the finder, so that the list is walked.
 class WalkFinder : public KwLookupFinder {
 public:
     explicit WalkFinder(const std::string& text) : m_finder(text) {}
@@ -36,7 +36,7 @@ double HeapBytes() {
     return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
-/// A file of the data directory as a list, asked once so that its index is made.
+/// A list of one file in the data directory, searched once so that its index is made.
 class List {
 public:
     List(const char* file, int flags) : m_flags(flags) {
@@ -75,7 +75,7 @@ const List& ExactList() {
     return list;
 }
 
-/// Asks `count` keys in a round, each round other ones, and tests every answer.
+/// Search for `count` keys in a round, for other ones in each round, and check every answer.
 template <typename Finder>
 void Ask(benchmark::State& state, const List& list) {
     static std::size_t next = 0;
@@ -102,27 +102,27 @@ void AskExact(benchmark::State& state) {
     Ask<AddressFinder>(state, ExactList());
 }
 
-/// From the start of the loading to the first answer.
+/// Measure the time from the start of loading to the first answer.
 void FirstAnswer(benchmark::State& state, const char* file, int flags) {
     for (auto _ : state) {
         std::optional<List> list;
         list.emplace(file, flags);
         state.PauseTiming();
         list.reset();
-        // Lest the next round pays for tidying up what this one freed.
+        // So that the next round does not have to clean up the heap.
         ::malloc_trim(0);
         state.ResumeTiming();
     }
 }
 
-/// Not a time: what the index takes of the heap for each string of the list.
+/// Not a time: the heap that the index takes for each string of the list.
 void IndexBytes(benchmark::State& state) {
     for (auto _ : state)
         state.counters["kwlookup"] = DefaultList().GetIndexBytes();
 }
 
 const bool registered = [] {
-    // Rounds of about the same time for the fast and the slow.
+    // So that fast and slow searches have rounds of about the same time.
     benchmark::RegisterBenchmark("default/kwlookup", AskDefault)->Arg(1000000)->Iterations(1);
     benchmark::RegisterBenchmark("default/exact_nocase", AskExact)->Arg(1000000)->Iterations(1);
     benchmark::RegisterBenchmark("default/walk", AskWalk)->Arg(20)->Iterations(1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A list of domains, sub-domains allowed: the library's search, and the walk over the whole list
-// that a finder without keys gets.
+// A list of domains that match their sub-domains too: the library's search, compared with a walk
+// over the whole list.
 #include "bench/BenchData.h"
 #include "host/LogClass.h"
 #include "lookup/builtin/KwDomainsLookup.h"
@@ -15,7 +15,7 @@ namespace {
 
 using namespace kwlookup;
 
-/// What a finder without keys has to do for each entry.
+/// A finder without keys, which tests each entry.
 class WalkFinder : public KwLookupFinder {
 public:
     explicit WalkFinder(const std::string& domain) : m_domain(domain) {}
@@ -57,7 +57,7 @@ struct Setting {
         list.Init("file:" + file_name);
         if (list.Empty())
             Fail("cannot load " + file_name);
-        // Both ways give the same answers, and every second one is a hit.
+        // Both finders must give the same answers, and every second one is a hit.
         for (std::size_t i = 0; i < 20; ++i)
             if (Walk(questions[i]) != (i % 2 == 0) || Keyed(questions[i]) != (i % 2 == 0))
                 Fail("a wrong answer for " + questions[i]);

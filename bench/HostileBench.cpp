@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Searches by address that strangers would like to be slow: texts of 64 KiB, and lists that suit
-// them. A finder is made for each search.
+// Searches by address that an attacker would want to be slow: texts of 64 KiB, and lists that suit
+// them. Each search makes a finder.
 #include "bench/BenchData.h"
 #include "kwhost/AddressFinder.h"
 #include "lookup/builtin/KwVectorStrLookup.h"
@@ -25,13 +25,13 @@ public:
     std::string GetDescription() const override { return std::string(); }
 };
 
-/// Many lines begin with one word.
+/// Fill the list with many lines that begin with one word.
 void FillSubjects(List& list) {
     for (std::size_t i = 0; i < LIST_SIZE; ++i)
         list.Init("Re: subject " + std::to_string(i));
 }
 
-/// A thousand lines of different sizes, of one byte.
+/// Fill the list with a thousand lines of different sizes, made of one byte.
 void FillSizes(List& list, char byte) {
     for (std::size_t size = 1; size <= 1000; ++size)
         list.Init(std::string(size, byte));
@@ -78,7 +78,7 @@ void Search(benchmark::State& state, const std::locale& locale, void (*fill)(Lis
         std::string res;
         return list.Find(AddressFinder(text), &res, 0, nullptr);
     };
-    bool right = ask() == found; // and makes the index
+    bool right = ask() == found; // the first search makes the index
     for (auto _ : state)
         right &= ask() == found;
     if (!right)

@@ -25,7 +25,7 @@ std::vector<std::string> LoadByGetline(const std::string& name) {
     return records;
 }
 
-/// Collects what it is asked about, and accepts nothing.
+/// Collects the values of a list, and matches none.
 class CollectingFinder : public KwLookupFinder {
 public:
     bool Match(const std::string& value) const override {
@@ -54,7 +54,7 @@ void LoadKwlookup(benchmark::State& state) {
         if (Records(*lookup) != LoadByGetline(name))
             state.SkipWithError("other records");
         lookup.reset();
-        // Lest the next round pays for tidying up what this one freed.
+        // So that the next round does not have to clean up the heap.
         ::malloc_trim(0);
         state.ResumeTiming();
     }
@@ -68,7 +68,7 @@ void LoadGetline(benchmark::State& state) {
         if (records->size() != LIST_SIZE)
             state.SkipWithError("other records");
         records.reset();
-        // Lest the next round pays for tidying up what this one freed.
+        // So that the next round does not have to clean up the heap.
         ::malloc_trim(0);
         state.ResumeTiming();
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Writes what the benchmarks read, always the same: the list and its keys as lines, and the list as
-// a cdb table, a hash and a btree of Berkeley DB, an SQLite table, and the source of a cdb table as
-// postmap reads it.
+// Writes the data of the benchmarks, which are always the same: the list and the keys as lines, and
+// the list as a cdb file, a hash and a btree of Berkeley DB, an SQLite table, and a source for
+// postmap.
 #include "bench/BenchData.h"
 
 #include <cdb.h>
@@ -23,8 +23,8 @@ void WriteFile(const std::string& name, const std::vector<std::string>& lines, c
         Fail("cannot write " + DataFile(name));
 }
 
-/// What a mail server asks a table for each address: the address, its local part with the '@', its
-/// domain, and each parent of the domain.
+/// The keys that a mail server searches for each address: the address, its local part with the '@',
+/// its domain, and each parent domain.
 std::vector<std::string> ServerKeys(const std::vector<std::string>& addresses) {
     std::vector<std::string> keys;
     for (const std::string& address : addresses) {
@@ -52,7 +52,7 @@ void WriteCdb(const std::vector<std::string>& list) {
 void WriteBerkeley(const std::string& file, DBTYPE type, const std::vector<std::string>& list) {
     const std::string name = DataFile(file);
     DB* db = nullptr;
-    // A cache that holds the whole table, or the random inserts take minutes.
+    // With a cache smaller than the table, the random inserts would take minutes.
     if (db_create(&db, nullptr, 0) != 0 || db->set_cachesize(db, 0, 512 << 20, 1) != 0 ||
         db->open(db, nullptr, name.c_str(), nullptr, type, DB_CREATE | DB_TRUNCATE, 0666) != 0)
         Fail("cannot make " + name);

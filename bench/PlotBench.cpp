@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// How searches grow with the list: from 1,000 to 10,000,000 entries, each kind beside the quickest
-// thing that one could have in its place, a hash set that is asked for every key. Writes a row for
-// each measurement: kind, what answers, entries, nanoseconds a search, bytes an entry.
+// How the cost of a search grows with the list, from 1,000 to 10,000,000 entries. Each kind of
+// search is compared with the fastest alternative, a hash set that is searched for every key.
+// Writes a row for each measurement: kind, what answers, entries, nanoseconds a search, bytes an
+// entry.
 #include "bench/BenchData.h"
 #include "host/LogClass.h"
 #include "kwhost/AddressFinder.h"
@@ -35,7 +36,7 @@ std::string DomainOf(const std::string& address) {
     return address.substr(address.find('@') + 1);
 }
 
-/// Our list, as a host has it.
+/// A list of the library.
 class Ours {
 public:
     Ours(Kind kind, const Texts&) : m_kind(kind) { m_list.Init("file:" + DataFile("plot")); }
@@ -70,7 +71,7 @@ private:
     KwDomainsLookup m_list{g_log};
 };
 
-/// A hash set, of upper-cased copies where case is ignored.
+/// A hash set. It has upper-cased copies if case is ignored.
 class Peer {
 public:
     Peer(Kind kind, const Texts& list) : m_kind(kind) {
@@ -123,17 +124,17 @@ private:
     absl::flat_hash_set<std::string> m_set;
 };
 
-/// Prints a row; returns how many of the texts were found.
+/// Print a row. Returns the number of texts found.
 template <typename Search>
 std::size_t Measure(Kind kind, const char* name, const Texts& list, const Texts& asked) {
     const double before = HeapBytes();
     const Search search(kind, list);
-    search(asked.front()); // makes its index
+    search(asked.front()); // make the index
     const double bytes = HeapBytes() - before;
     double best = 1e18;
     std::size_t found = 0;
     for (int round = 0; round < 3; ++round) {
-        // Processor time is less shaken by other programs.
+        // Other programs affect processor time less.
         const std::clock_t begin = std::clock();
         found = 0;
         for (const std::string& text : asked)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One search through the whole road, holder, plug-in and database, beside a bare loop over the
-// database's own interface: tables of 1,000,000 records.
+// A search through holder, plug-in and database, compared with a plain loop over the database's own
+// interface, in tables of 1,000,000 records.
 #include "bench/BenchData.h"
 #include "bench/PluginList.h"
 
@@ -99,7 +99,8 @@ const Variants& All() {
     return variants;
 }
 
-/// Asks `state.range(0)` keys, each round other ones, and tests every answer.
+/// Search for `state.range(0)` keys in a round, for other ones in each round, and check every
+/// answer.
 template <auto Search>
 void Ask(benchmark::State& state) {
     const Keys& keys = All().keys;

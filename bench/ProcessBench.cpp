@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Whole programs, from start to end: a list of 1,000,000 strings, as many keys on standard input.
-// The environment names them: KWLOOKUP_BENCH_TOOL, and KWLOOKUP_BENCH_POSTMAP (may be unset).
+// Whole programs, from start to end, with a list of 1,000,000 strings and as many keys on standard
+// input. The environment names them: KWLOOKUP_BENCH_TOOL, and KWLOOKUP_BENCH_POSTMAP, which may be
+// unset.
 #include "bench/BenchData.h"
 
 #include <benchmark/benchmark.h>
@@ -9,7 +10,7 @@
 
 namespace {
 
-/// The keys that are in the list, in the order of asking.
+/// The keys that are in the list, in the order of the searches.
 std::vector<std::string> Hits() {
     const Keys keys = Keys::Read(false);
     std::vector<std::string> hits;
@@ -19,7 +20,7 @@ std::vector<std::string> Hits() {
     return hits;
 }
 
-/// Both programs print a line for each hit: the key, a tab, a result.
+/// The keys in the output of a program, which prints a line for each hit: the key, a tab, a result.
 std::vector<std::string> FirstColumn(const std::string& name) {
     std::vector<std::string> lines = ReadLines(name);
     for (std::string& line : lines)

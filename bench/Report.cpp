@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the JSON that the benchmark programs wrote and prints one table of ratios.
+// Reads the JSON output of the benchmark programs and prints a table of ratios.
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -12,9 +12,9 @@
 
 namespace {
 
-/// What the rounds of one benchmark measured.
+/// The measurements of one benchmark, one for each round.
 struct Figures {
-    std::vector<double> nanoseconds; ///< of one item, or of one whole run where it has no items
+    std::vector<double> nanoseconds; ///< of one item, or of one run if it has no items
     std::map<std::string, double> counters;
 
     double GetMedian() const {
@@ -30,7 +30,7 @@ struct Figures {
 
 using Results = std::map<std::string, Figures>;
 
-/// "case/absl/500000/iterations:1" is "case/absl", with the threads where there are some.
+/// Shortens "case/absl/500000/iterations:1" to "case/absl", plus the number of threads if any.
 std::string ShortName(const std::string& name) {
     const std::size_t end = name.find('/', name.find('/') + 1);
     const std::size_t threads = name.find("/threads:");
@@ -51,7 +51,8 @@ bool ReadResults(const char* file_name, Results& results) {
         if (run.at("run_type") != "iteration")
             continue;
         Figures& figures = results[ShortName(name)];
-        // Processor time is less shaken by other programs; threads and programs need the clock.
+        // Other programs affect processor time less. Benchmarks of threads and programs need real
+        // time.
         const bool real = name.find("/real_time") != std::string::npos;
         const double time = run.at(real ? "real_time" : "cpu_time");
         const double items = run.value("items_per_second", 0.0);
@@ -69,7 +70,7 @@ void Heading(const char* heading, const char* ours = "kwlookup", const char* oth
 
 enum class Aim { AtLeast, AtMost, None };
 
-/// A row of two figures and their ratio; none where one of them was not measured.
+/// Print a row of two figures and their ratio, unless one of them was not measured.
 void Row(const char* what, double ours, double other, double ratio, Aim aim = Aim::None,
          double bound = 0) {
     if (std::isnan(ratio)) {
@@ -92,7 +93,7 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         good = ReadResults(argv[i], results) && good;
 
-    /// How many times as long as ours the other takes, in units of so many nanoseconds.
+    /// How many times as long as ours the other takes. `unit` is in nanoseconds.
     const auto against = [&](const char* what, const char* ours, const char* other, double unit,
                              Aim aim = Aim::None, double bound = 0) {
         const double our_time = results[ours].GetMedian() / unit;
@@ -201,7 +202,7 @@ int main(int argc, char** argv) {
     Row("memory", bytes, loop_bytes, bytes / loop_bytes);
 
     Heading("one search in a database of 1,000,000 records, ns", "kwlookup", "bare");
-    // Here the question is what the road to the library costs.
+    // These rows show what a search costs on top of the database's own interface.
     const auto road = [&](const char* what, const std::string& name, double bound) {
         const double whole = results[name + "/kwlookup"].GetMedian();
         const double bare = results[name + "/bare"].GetMedian();

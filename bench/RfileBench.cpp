@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Files of patterns: the engine of the plug-in, and the plain loop over compiled patterns.
+// Files of patterns: the engine of the plug-in, compared with a plain loop over compiled patterns.
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include "bench/BenchData.h"
 #include "plugins/rfile/PatternFile.h"
@@ -21,14 +21,14 @@ namespace {
 
 constexpr std::size_t NONE = ~std::size_t(0);
 
-/// The process's memory in use, machine code included.
+/// The memory of the process, including machine code.
 double ResidentBytes() {
     long pages = 0;
     std::ifstream("/proc/self/statm") >> pages >> pages;
     return static_cast<double>(pages) * static_cast<double>(::sysconf(_SC_PAGESIZE));
 }
 
-/// Patterns as administrators write them, and for each an address that it matches.
+/// Makes patterns as administrators write them, each with an address that it matches.
 class PatternSource {
 public:
     struct Pattern {
@@ -79,7 +79,7 @@ private:
     Random m_random{12};
 };
 
-/// One pattern after the other, compiled to machine code.
+/// Tries one pattern after the other, compiled to machine code.
 class Loop {
 public:
     explicit Loop(const std::vector<std::string>& patterns) {
@@ -115,7 +115,7 @@ private:
     pcre2_match_data* m_data = pcre2_match_data_create(1, nullptr);
 };
 
-/// So many patterns, both ways, and addresses of which every second one matches.
+/// The given number of patterns, in both forms, and addresses of which every second one matches.
 struct Setting {
     explicit Setting(std::size_t count) : file_name(DataFile("patterns" + std::to_string(count))) {
         PatternSource source;
@@ -199,7 +199,7 @@ void LoadLoop(benchmark::State& state) {
         Loop loop(setting.patterns);
 }
 
-/// Not a time: what 10,000 patterns take of the process's memory once loaded.
+/// Not a time: the memory that 10,000 loaded patterns take.
 void Bytes(benchmark::State& state) {
     const Setting& setting = Of<10000>();
     for (auto _ : state)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Exact search in a list of 1,000,000 strings: the lookup, and what one could have in its place.
+// Exact search in a list of 1,000,000 strings: the lookup, compared with alternatives.
 #include "bench/BenchData.h"
 #include "lookup/builtin/KwFileLookup.h"
 
@@ -35,7 +35,7 @@ std::size_t HeapBytes() {
     return info.uordblks + info.hblkhd;
 }
 
-/// The lookup as a host has it, searched once so that it is sorted.
+/// The lookup, searched once so that it is sorted.
 class Lookup {
 public:
     explicit Lookup(int flags) : m_flags(flags) {
@@ -51,7 +51,7 @@ public:
         return m_lookup.Find(KeyFinder(key), nullptr, m_flags, nullptr);
     }
 
-    /// What the loading and then the sort added to the heap, for each string.
+    /// The heap memory for each string after loading, and the memory that the sort adds.
     double GetLoadBytes() const { return static_cast<double>(m_load_bytes) / LIST_SIZE; }
     double GetSortBytes() const { return static_cast<double>(m_sort_bytes) / LIST_SIZE; }
 
@@ -62,7 +62,7 @@ private:
     std::size_t m_sort_bytes = 0;
 };
 
-/// Less by what `fold` makes of each character.
+/// Compares by `fold` of each character.
 template <typename Fold>
 bool LessFolded(const std::string& left, const std::string& right, const Fold& fold) {
     const std::size_t size = std::min(left.size(), right.size());
@@ -87,7 +87,7 @@ struct LessByLocale {
     }
 };
 
-/// Asks the global locale once, when it is made.
+/// Reads the global locale once, in its constructor.
 struct LessByTable {
     std::array<char, 256> table;
 
@@ -104,7 +104,7 @@ struct LessByTable {
     }
 };
 
-/// The textbook: std::lower_bound in a sorted vector.
+/// The textbook solution: std::lower_bound in a sorted vector.
 template <typename Less>
 class SortedVector {
 public:
@@ -190,7 +190,8 @@ private:
     sqlite3_stmt* m_query = nullptr;
 };
 
-/// Asks `count` keys in a round, each thread and each round other ones, and tests every answer.
+/// Search for `count` keys in a round, for other ones in each thread and round, and check every
+/// answer.
 template <typename Search>
 void Ask(benchmark::State& state, const Search& search, const Keys& keys, std::size_t count) {
     static std::atomic<std::size_t> round{0};
@@ -208,7 +209,7 @@ void Ask(benchmark::State& state, const Search& search, const Keys& keys, std::s
     state.SetItemsProcessed(static_cast<std::int64_t>(count) * state.iterations());
 }
 
-/// All of it, made in one order, so that the heap looks the same in every run.
+/// All variants, made in one order, so that the heap looks the same in every run.
 struct Variants {
     Keys case_keys = Keys::Read(false);
     Keys nocase_keys = Keys::Read(true);
@@ -239,7 +240,7 @@ void Nocase(benchmark::State& state) {
     Ask(state, All().*Search, All().nocase_keys, static_cast<std::size_t>(state.range(0)));
 }
 
-/// Not a time: what a string of the list takes of the heap.
+/// Not a time: the heap that a string of the list takes.
 void SortBytes(benchmark::State& state) {
     for (auto _ : state)
         state.counters["vector"] = All().case_lookup.GetLoadBytes();
@@ -247,7 +248,7 @@ void SortBytes(benchmark::State& state) {
     state.counters["nocase"] = All().nocase_lookup.GetSortBytes();
 }
 
-// Rounds of about the same time for the fast and the slow.
+// So that fast and slow searches have rounds of about the same time.
 constexpr int MANY = 1000000, FEW = 100000;
 
 void Register(const char* name, void (*function)(benchmark::State&), int keys_a_round) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One search through the whole road to a server on this machine, holder, plug-in, connection,
-// beside a bare loop over the client library: tables of 10,000 records, half of the searches hits.
+// A search through holder, plug-in and connection in a server on this machine, compared with a
+// plain loop over the client library. Tables have 10,000 records, and half of the searches are
+// hits.
 #include "bench/BenchData.h"
 #include "bench/PluginList.h"
 #include "lookup/KwFactory.h"
@@ -26,7 +27,7 @@ namespace {
 
 constexpr int RECORDS = 10000;
 
-/// The first half of them stands in the tables.
+/// The keys to search for. The first half of them is in the tables.
 const std::vector<std::string>& Keys() {
     static const std::vector<std::string> keys = [] {
         std::vector<std::string> made;
@@ -271,7 +272,7 @@ const Service& TheService() {
     return service;
 }
 
-/// Asks keys of which every second one is there, and tests every answer.
+/// Search for keys of which every second one exists, and check every answer.
 template <typename Search>
 void Ask(benchmark::State& state, const Search& search) {
     std::size_t wrong = 0;

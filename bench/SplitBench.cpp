@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Splitting a list of 100,000 items, and one twice as long.
+// Splitting lists of 100,000 and 200,000 items.
 #include "bench/BenchData.h"
 #include "conf/ConfParser.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 using Split = void (*)(const std::string&, std::vector<std::string>&, char);
 
-/// What one would write first: each character is appended to the item.
+/// The obvious solution: append each character to the item.
 void SplitByChar(const std::string& value, std::vector<std::string>& out, char separator) {
     out.clear();
     std::string item;
@@ -57,7 +57,7 @@ void SplitByChar(const std::string& value, std::vector<std::string>& out, char s
         finish_item();
 }
 
-/// Addresses, of which so many in a hundred are quoted or hold an escape.
+/// A list of addresses. `quoted` percent of them are quoted, `escaped` percent have an escape.
 std::string MakeList(std::size_t items, std::size_t quoted, std::size_t escaped) {
     AddressSource addresses(1);
     Random random(3);

@@ -1,4 +1,4 @@
-# How every target is compiled, and what a shared library exports.
+# Compiler flags of all targets, and functions that the folders use.
 
 add_library(kwlookup_flags INTERFACE)
 target_include_directories(kwlookup_flags INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
@@ -12,13 +12,13 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# As a part of another project it is built as that one says.
+# As part of another project, the build type is that of the project.
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
 if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # A source that another one includes is taken for a header.
+  # The warning takes the sources that a unity source includes for headers.
   target_compile_options(kwlookup_flags INTERFACE -Wno-subobject-linkage)
 endif()
 
@@ -49,14 +49,14 @@ if(KWLOOKUP_HARDENING)
   add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 endif()
 
-# Exports from `target` what the version script `map` names, and nothing else.
+# Export only the symbols of the version script `map` from `target`.
 function(kwlookup_export_only target map)
   target_link_options(${target} PRIVATE
     -Wl,--version-script=${PROJECT_SOURCE_DIR}/${map})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/${map})
 endfunction()
 
-# Sets `result` to whether the plug-ins of all these types are built.
+# kwlookup_have_plugins(RESULT TYPE...): set RESULT to true if the plug-ins of all types are built.
 function(kwlookup_have_plugins result)
   set(missing ${ARGN})
   list(REMOVE_ITEM missing ${KWLOOKUP_BUILT_PLUGINS})
@@ -67,7 +67,7 @@ function(kwlookup_have_plugins result)
   endif()
 endfunction()
 
-# Adds what the folders of built families and plug-ins have in a folder `name`: their tests, say.
+# Add the sub-folder `name`, such as "tests", of each family and plug-in that is built.
 function(kwlookup_add_folders name)
   list(TRANSFORM KWLOOKUP_BUILT_FAMILIES PREPEND families/ OUTPUT_VARIABLE families)
   list(TRANSFORM KWLOOKUP_BUILT_PLUGINS PREPEND plugins/ OUTPUT_VARIABLE plugins)

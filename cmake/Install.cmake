@@ -1,9 +1,9 @@
-# What is installed, and how other projects find it. A header that is not listed here is private;
-# a listed one includes listed ones only (tests/install compiles each against an installed tree).
+# The installed files, and how other projects find them. A header that is not listed here is private.
+# A listed header includes only listed ones; tests/install compiles each against an installed tree.
 
 include(CMakePackageConfigHelpers)
 
-# Adds public headers to `target`. They are included by the same line in the tree and installed.
+# Add public headers to `target`. They have the same #include line in the tree and installed.
 function(kwlookup_public_headers target)
   target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
 endfunction()
@@ -77,7 +77,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfigVersion.cmake
   DESTINATION ${config_dir})
 
-# pkg-config; the files name their directories relative to themselves, so a tree can be moved.
+# pkg-config. The files have directories relative to themselves, so that a tree can be moved.
 file(RELATIVE_PATH include_from_pc
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 foreach(name kwlookup kwhost)

@@ -12,9 +12,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-/// Searches a file of any bytes for the keys that may be in it. The input is a key, a zero byte,
-/// and the file. `is_reason` says whether a `Database` may refuse a file with that text, which
-/// stands after the file's name.
+/// Search a file for a key. The input is the key, a zero byte, and the file. `is_reason(text)` is
+/// true if `Database` may refuse a file with that text after the name of the file.
 template <typename Database, typename IsReason>
 void SearchKeyFile(const std::uint8_t* data, std::size_t size, IsReason is_reason) {
     static const int file = ::memfd_create("table", MFD_CLOEXEC);
@@ -33,7 +32,7 @@ void SearchKeyFile(const std::uint8_t* data, std::size_t size, IsReason is_reaso
         Require(database.Find(key, false, none) == found);
         Require(database.Find(key, true, none) == found);
         Require(database.Find(key, true, every) == found);
-        // Empty values add nothing, so the first value may be missing from the front.
+        // Empty values are left out, so `all` begins with the first value unless that is empty.
         Require(all.compare(0, first.size(), first) == 0);
         Require(found || all.empty());
     } catch (const std::runtime_error& error) {

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-/// Stops the fuzzer at an input for which `holds` does not.
+/// Abort, so that the fuzzer reports the input, unless `holds`.
 inline void Require(bool holds) {
     if (!holds)
         std::abort();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Asks for the text on the first line against the values on the others, and compares with the
-// rules as the header tells them.
+// Matches the text on the first line with the values on the others, and compares the answers with
+// the rules in the header.
 #include "fuzz/Require.h"
 #include "kwhost/AddressFinder.h"
 
@@ -33,7 +33,7 @@ bool EndsIn(const std::string& text, const std::string& end) {
     return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-/// Whether `key` names the searched `text`; both in lower case.
+/// True if `key` matches `text`; both are in lower case.
 bool IsKey(const std::string& key, const std::string& text) {
     const bool bracketed = text.size() >= 2 && text.front() == '<' && text.back() == '>';
     const std::string address = bracketed ? text.substr(1, text.size() - 2) : text;
@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(finder.GetRes() == (is_key ? result : std::string()));
         Require(finder.GetMatchedValue() == matched);
         if (is_key && !result.empty()) {
-            // The result stays, and nothing matches, until it is cleared.
+            // Until the result is cleared, it stays and nothing matches.
             Require(!finder.Match(text) && !finder.Match(value));
             Require(finder.GetRes() == result && finder.GetMatchedValue() == matched);
             finder.ClearRes();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A configuration file of any bytes is read, and loaded into variables of every type.
+// Reads a configuration file, and loads it into variables of every type.
 #include "conf/IfConfParser.h"
 #include "host/InterfaceConfHolder.h"
 #include "host/LogClass.h"

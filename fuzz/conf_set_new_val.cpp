@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sets a variable to any text. The first byte is the number of the variable's type, the lowest bit
-// of the second one says whether there is a default, the rest is the text.
+// Sets a variable to a text. The first byte is the number of the variable's type, the lowest bit of
+// the second byte is set if there is a default, and the rest is the text.
 #include "conf/ConfParser.h"
 #include "fuzz/Require.h"
 #include "host/LogClass.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-int g_lines[6]; // Lines written, by level.
+int g_lines[6]; // the number of lines written at each level
 
 class TextObject : public KwIfObject {
 public:
@@ -31,7 +31,7 @@ private:
     std::string m_text;
 };
 
-/// Sets `*var` to `text`.
+/// Set `*var` to `text`.
 template <typename Value>
 bool Set(IfConfParser::VarType type, const std::string& text, const Value* def, Value* var) {
     const LogClass log("fuzz");
@@ -40,7 +40,7 @@ bool Set(IfConfParser::VarType type, const std::string& text, const Value* def, 
     return parser.SetNewVal("nAME", text);
 }
 
-/// A variable that is no list keeps its value when it cannot be set.
+/// Check that a variable other than a list keeps its value if it cannot be set.
 template <typename Value>
 bool SetOne(IfConfParser::VarType type, const std::string& text, bool has_default) {
     const Value before(1);
@@ -53,7 +53,7 @@ bool SetOne(IfConfParser::VarType type, const std::string& text, bool has_defaul
     return set;
 }
 
-/// A list of numbers keeps its items when the text cannot be split or is empty.
+/// Check that a list of numbers keeps its items if the text cannot be split or is empty.
 template <typename Value>
 bool SetList(IfConfParser::VarType type, const std::string& text) {
     const std::vector<Value> before{1, 2};
@@ -161,7 +161,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         lines = 0;
     const bool set =
         SetVariable(static_cast<IfConfParser::VarType>(data[0]), text, (data[1] & 1) != 0);
-    // A failure tells one reason, a success nothing.
+    // A failure logs one reason, a success none.
     Require(g_lines[log4cxx::Level::LEVEL_DEBUG] == 1);
     Require(g_lines[log4cxx::Level::LEVEL_WARN] == (set ? 0 : 1));
     Require(g_lines[log4cxx::Level::LEVEL_ERROR] == 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Loads a file of any bytes, and compares with std::getline and a trim.
+// Loads a file, and compares with std::getline and a trim.
 #include "fuzz/Require.h"
 #include "lookup/builtin/KwFileLookup.h"
 
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(!list.Find(all, &res, 0, nullptr));
     Require(all.values == expected);
 
-    // Without regard to case the sort and the search have one order, so that all is found.
+    // If case is ignored, the sort and the search have the same order, so that all are found.
     for (const std::string& record : expected) {
         std::string matched;
         Require(list.Find(Collector(record), nullptr, FIND_EXACT | FIND_NOCASE, &matched));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Configures a lookup with any init data, settings and template, and expands the template with any
-// text. The input is the text, a zero byte, and the init data.
+// Configures a lookup with init data, which are settings and a template, and expands the template
+// with a text. The input is the text, a zero byte, and the init data.
 #include "fuzz/Require.h"
 #include "host/LogClass.h"
 #include "lookup/config/KwLookupWithConfig.h"
@@ -86,7 +86,7 @@ private:
     std::string m_template;
 };
 
-/// False when the template holds an unknown code.
+/// Expand the template. False if it has an unknown code.
 bool Expand(const Lookup& lookup, const std::string& filter, const std::string& text, int flags,
             std::string& result) {
     try {
@@ -97,8 +97,8 @@ bool Expand(const Lookup& lookup, const std::string& filter, const std::string& 
     }
 }
 
-/// Whatever the text holds, it is put in as it is: what `$s` and `$d` of a domain give is the
-/// template with the text in place of a mark.
+/// Check that the text is put in unchanged: for a domain, expanding `$s` and `$d` is the same as
+/// replacing a mark in the template by the text.
 void CheckExpansion(const Lookup& lookup, const std::string& filter, const std::string& text) {
     const char mark = '\1';
     std::string with_mark, expanded;
@@ -129,7 +129,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     const std::string text = input.substr(0, zero);
 
-    // A list of skipped domains may have had errors, which the library collects.
+    // The library collects the errors of a list of skipped domains.
     LogClass silent("");
     try {
         KwObjectHolder::AfterReload(silent);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reads a text as each kind of value, and compares with arithmetic that cannot overflow. The lowest
-// bit of the first byte says whether the variable has a name, the rest is the text.
+// bit of the first byte is set if the variable has a name, and the rest is the text.
 #include "conf/ConfParser.h"
 #include "fuzz/Require.h"
 #include "support/RecordingLog.h"
@@ -17,7 +17,7 @@ namespace {
 
 __extension__ using Wide = __int128;
 
-/// A strict decimal within the range of Integer.
+/// Read a strict decimal within the range of Integer.
 template <typename Integer>
 std::optional<Integer> Decimal(const std::string& text) {
     std::size_t i = 0;
@@ -59,10 +59,10 @@ std::optional<Integer> WithUnit(std::string text, const std::string& letters,
     const std::optional<Integer> number = Decimal<Integer>(text);
     if (!number)
         return std::nullopt;
-    return static_cast<Integer>(Wide(*number) * unit); // keeps the low bits
+    return static_cast<Integer>(Wide(*number) * unit); // the low bits
 }
 
-/// Digits of `radix` from `start`: none, a number, or one that does not fit 32 bits.
+/// The result of reading digits: none, a number, or one that does not fit into 32 bits.
 struct Scanned {
     bool any = false;
     bool fits = true;

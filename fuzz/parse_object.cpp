@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Takes one item of an object list apart, and compares with a loop over its characters.
+// Parses one item of an object list, and compares with a loop over its characters.
 #include "fuzz/Require.h"
 #include "objects/KwObjectHolder.h"
 

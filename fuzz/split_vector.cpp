@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Splits a list at the separator that is the first byte, and compares with a splitter that goes
-// character by character.
+// Splits a list, and compares with a splitter that reads character by character. The first byte is
+// the separator.
 #include "conf/ConfParser.h"
 #include "fuzz/Require.h"
 
@@ -28,7 +28,7 @@ void Append(std::string item, Strings& out) {
     out.push_back(item);
 }
 
-/// Gives the error, or nothing.
+/// Split `value`. Returns the error, or an empty text.
 std::string Split(const std::string& value, Strings& out, char separator) {
     out.clear();
     std::string item;

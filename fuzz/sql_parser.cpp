@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Parses any statement both ways, traced and untraced, and compares with the machine of the tests.
+// Parses a statement as SELECT and as INSERT, with and without a trace, and compares with the
+// parser of the tests.
 #include "fuzz/Require.h"
 #include "sql/StatementMachine.h"
 
@@ -9,7 +10,7 @@
 
 namespace {
 
-/// What was accepted is accepted again when it is written plainly.
+/// Check that an accepted statement is accepted again when written plainly.
 void CheckAgain(const Parsed& select) {
     std::string statement = "select ";
     for (std::size_t i = 0; i < select.names.size(); ++i)

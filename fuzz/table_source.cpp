@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads a table's text of any bytes in both formats.
+// Reads the source text of a table in both formats.
 #include "TableSource.h"
 #include "fuzz/Require.h"
 
