@@ -5,43 +5,24 @@
 #include "CdbWriter.h"
 #include "ExitStatus.h"
 #include "Field.h"
+#include "Progress.h"
 #include "SourceFile.h"
 #include "Tell.h"
 #include "text/AsciiLower.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <iostream>
 #include <stdexcept>
 #include <string_view>
-#include <unistd.h>
 #include <unordered_map>
 
 namespace kwlookup {
 
 namespace {
 
-/// Shows the number of records on a terminal, and clears it in the destructor.
-class Progress {
-public:
-    ~Progress() {
-        if (m_shown)
-            std::fputs("\r\x1b[K", stderr);
-    }
-
-    void Show(std::size_t records) {
-        constexpr std::size_t STEP = 100000;
-        if (!m_on_terminal || records % STEP != 0)
-            return;
-        std::fprintf(stderr, "\r%zu records", records);
-        m_shown = true;
-    }
-
-private:
-    const bool m_on_terminal = ::isatty(STDERR_FILENO) == 1;
-    bool m_shown = false;
-};
+/// Records between two lines of progress: some tenths of a second.
+constexpr std::size_t PROGRESS_STEP = 100000;
 
 /// Write the records of `file`. Returns their number.
 std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
@@ -66,7 +47,8 @@ std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& 
             }
         }
         writer.Add(key, value);
-        progress.Show(++records);
+        if (++records % PROGRESS_STEP == 0)
+            progress.Show(records);
     };
     ReadTableSource(file.GetLines(), file.GetName(), options.source, warnings, add);
     return records;

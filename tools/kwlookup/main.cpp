@@ -9,6 +9,7 @@
 #include "FindCommand.h"
 #include "Hints.h"
 #include "Plugin.h"
+#include "StoreCommand.h"
 #include "Tell.h"
 #include "TypesCommand.h"
 #include "UsageHints.h"
@@ -92,6 +93,18 @@ Example:
 
 Addresses come first, then domains, their parents and local parts, since the
 first line of a list that matches answers.)";
+
+const char STORE_EXAMPLES[] = R"x(
+Examples:
+  kwlookup store '"sqlite:Database=seen.db|insert into seen values
+          (:address<varchar>, :at<timestamp>)"' address=jdoe@corp.lan at=now
+      Stores one record.
+  kwlookup store "$LIST" - < records
+      Stores each line of standard input, as {"address":"jdoe@corp.lan",
+      "at":"now"}, a thousand of them in a transaction.
+
+Exit status: 0 stored, 75 not all was stored, 78 the list has errors, 64 wrong
+usage.)x";
 
 const char COMPLETION_EXAMPLES[] = R"(
 Examples:
@@ -263,6 +276,32 @@ void AddBuild(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     });
 }
 
+void AddStore(CLI::App& app, const std::vector<std::string>& arguments,
+              const Warnings::Mode& warnings, Command& command) {
+    const auto options = std::make_shared<StoreOptions>();
+    CLI::App& store = *app.add_subcommand("store", "Store records into the items of a list");
+    store.footer(STORE_EXAMPLES);
+    store.add_option("LIST", options->list, "The object list")->required();
+    store
+        .add_option("NAME=VALUE", options->values,
+                    "The values of a record; '-' reads records from standard input, a JSON object "
+                    "a line")
+        // As for TEXT of find.
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(static_cast<int>(arguments.size()) + 1, -1)
+        ->allow_extra_args(false)
+        ->required();
+    store.callback([options, &warnings, &command] {
+        const std::string reason = WhyNoRecord(options->values);
+        if (!reason.empty())
+            throw CLI::ValidationError(reason);
+        command = [options, &warnings](Configuration& configuration, LogClass& log) {
+            configuration.TellUnknownSections(warnings);
+            return RunStoreCommand(*options, log);
+        };
+    });
+}
+
 void AddConvert(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     const auto input = std::make_shared<std::string>();
     CLI::App& convert =
@@ -398,6 +437,7 @@ int main(int argc, char** argv) {
     AddCheck(app, config_file, warnings, command);
     AddCompare(app, warnings, command);
     AddBuild(app, warnings, command);
+    AddStore(app, arguments, warnings, command);
     AddConvert(app, warnings, command);
     AddTypes(app, command);
     AddCompletion(app, command);

@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: MIT
+#include "StoreCommand.h"
+
+#include "CollectedErrors.h"
+#include "ExitStatus.h"
+#include "Hints.h"
+#include "InputLines.h"
+#include "JsonRecord.h"
+#include "Progress.h"
+#include "Tell.h"
+#include "conf/ConfParser.h"
+#include "kwlog/Logging.h"
+#include "lookup/BatchStorage.h"
+#include "lookup/KwStorageHolder.h"
+
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+namespace {
+
+/// The lines of a transaction: enough that its end costs little, and few enough to store again.
+constexpr std::size_t BATCH_LINES = 1000;
+
+/// Fewer lines where they are long: they are in memory several times at once.
+constexpr std::size_t BATCH_BYTES = 16 << 20;
+
+struct Item {
+    std::string text;
+    std::unique_ptr<KwStorageHolder> holder;
+    std::size_t next_line = 1; ///< the first one that it has not stored
+};
+
+/// Records, and the lines of standard input that they come from.
+struct Batch {
+    std::vector<KwStorageValuesMap> records;
+    std::vector<std::size_t> lines; ///< of each record; without any for that of the command line
+    std::size_t next_line = 1;      ///< what follows them
+
+    /// The lines of all records, or that of one.
+    std::string GetPlace(std::size_t record) const {
+        if (lines.empty())
+            return "the record";
+        if (record < lines.size())
+            return "line " + std::to_string(lines[record]);
+        return "lines " + std::to_string(lines.front()) + " to " + std::to_string(lines.back());
+    }
+};
+
+KwStorageValuesMap RecordOf(const std::vector<std::string>& values) {
+    KwStorageValuesMap record;
+    for (const std::string& value : values) {
+        const std::size_t equals = value.find('=');
+        record.m_values[value.substr(0, equals)] = {KwStorageValuesMap::Varchar,
+                                                    value.substr(equals + 1)};
+    }
+    return record;
+}
+
+class Storing {
+public:
+    Storing(const std::string& list, const LogClass& log) : m_log(log) {
+        std::vector<std::string> texts;
+        try {
+            ConfParser::SplitVector(list, texts, ',');
+        } catch (const std::invalid_argument& error) {
+            throw std::invalid_argument("the list [" + list + "] cannot be read: " + error.what());
+        }
+        if (texts.empty())
+            throw std::invalid_argument("the list has no items to store into");
+        for (std::string& text : texts) {
+            Item item{std::move(text), std::make_unique<KwStorageHolder>(log)};
+            try {
+                item.holder->Init(Quoted(item.text, ','));
+            } catch (...) {
+                TellError(log, "Error in init storage [" + item.text + "]: " + CaughtReason());
+            }
+            m_good &= !TakeCollectedErrors() && !item.holder->Empty();
+            m_items.push_back(std::move(item));
+        }
+    }
+
+    /// Every item was loaded.
+    bool IsGood() const { return m_good; }
+
+    /// Stores into every item, also when one fails. False, and told, when one did.
+    bool Store(const Batch& batch) {
+        bool good = true;
+        for (Item& item : m_items)
+            good &= batch.records.empty() || StoreInto(item, batch);
+        return good;
+    }
+
+    /// Tells from where to go on with each item.
+    void TellNextLines() const {
+        for (const Item& item : m_items)
+            TellError(m_log, (m_items.size() == 1 ? "" : "[" + Shortened(item.text) + "]: ") +
+                                 "go on from line " + std::to_string(item.next_line));
+    }
+
+private:
+    /// The errors of items that have no batches count when they are only logged, too.
+    static void StoreEach(KwIfStorage& storage, const Batch& batch, std::size_t& record) {
+        for (; record < batch.records.size(); ++record) {
+            const std::size_t errors = CountLoggedErrors();
+            storage.Store(batch.records[record]);
+            if (CountLoggedErrors() != errors)
+                throw std::runtime_error("see the error above");
+        }
+    }
+
+    bool StoreInto(Item& item, const Batch& batch) {
+        KwIfStorage& storage = item.holder->GetObjects().front();
+        auto* const batches = dynamic_cast<BatchStorage*>(&storage);
+        const KwStorageValuesMap* const begin = batch.records.data();
+        std::size_t record = 0;
+        bool is_unknown = false;
+        std::string reason;
+        try {
+            if (batches)
+                batches->StoreBatch({begin, begin + batch.records.size()});
+            else
+                StoreEach(storage, batch, record);
+            item.next_line = batch.next_line;
+            return true;
+        } catch (const BatchFault& fault) {
+            record = fault.GetRecord();
+            is_unknown = fault.IsUnknown();
+            reason = fault.what();
+        } catch (...) { // a plug-in may throw anything
+            reason = CaughtReason();
+        }
+        TellError(m_log, "[" + Shortened(item.text) + "] could not store " +
+                             batch.GetPlace(record) + ": " + reason);
+        if (batch.lines.empty())
+            return false;
+        item.next_line = batch.lines[batches ? 0 : record];
+        if (is_unknown)
+            TellError(m_log, "look whether " + batch.GetPlace(batch.lines.size()) +
+                                 " are stored before you go on");
+        return false;
+    }
+
+    const LogClass& m_log;
+    bool m_good = true;
+    std::vector<Item> m_items;
+};
+
+/// The records of standard input.
+class RecordReader {
+public:
+    explicit RecordReader(const LogClass& log) : m_log(log), m_lines(false) {}
+
+    /// Reads the next records. False, and told, when a line cannot be read, which is then the one
+    /// behind them.
+    bool Read(Batch& batch) {
+        batch.records.clear();
+        batch.lines.clear();
+        std::size_t bytes = 0;
+        while (batch.records.size() < BATCH_LINES && bytes < BATCH_BYTES) {
+            batch.next_line = m_line + 1;
+            if (!m_lines.Next(m_text)) {
+                m_at_end = true;
+                return m_lines.TellError(m_log);
+            }
+            ++m_line;
+            if (m_text.find_first_not_of(" \t") == std::string::npos)
+                continue;
+            const std::string reason = ReadJsonRecord(m_text, batch.records.emplace_back());
+            if (!reason.empty()) {
+                batch.records.pop_back();
+                TellError(m_log, "line " + std::to_string(m_line) + ": " + reason);
+                return false;
+            }
+            batch.lines.push_back(m_line);
+            bytes += m_text.size();
+        }
+        batch.next_line = m_line + 1;
+        return true;
+    }
+
+    bool IsAtEnd() const { return m_at_end; }
+
+private:
+    const LogClass& m_log;
+    InputLines m_lines;
+    std::string m_text;
+    std::size_t m_line = 0; ///< the number of lines read
+    bool m_at_end = false;
+};
+
+/// Returns the number of records; none when one could not be stored, which has been told.
+std::optional<std::size_t> StoreLines(Storing& storing, const LogClass& log) {
+    RecordReader lines(log);
+    Progress progress;
+    Batch batch;
+    std::size_t records = 0;
+    while (!lines.IsAtEnd()) {
+        const bool is_read = lines.Read(batch);
+        if (!storing.Store(batch) || !is_read) {
+            storing.TellNextLines();
+            return std::nullopt;
+        }
+        records += batch.records.size();
+        progress.Show(records);
+    }
+    return records;
+}
+
+} // namespace
+
+std::string WhyNoRecord(const std::vector<std::string>& values) {
+    if (values.size() == 1 && values.front() == "-")
+        return "";
+    for (const std::string& value : values)
+        if (value.find('=') == std::string::npos)
+            return "'" + value + "' is not NAME=VALUE";
+    return "";
+}
+
+int RunStoreCommand(const StoreOptions& options, const LogClass& log) {
+    std::signal(SIGXFSZ, SIG_IGN); // a file that gets too large is an error like others
+    std::optional<Storing> storing;
+    try {
+        storing.emplace(options.list, log);
+    } catch (const std::invalid_argument& error) {
+        TellError(log, error.what());
+        return ExitStatus::BadList;
+    }
+    if (!storing->IsGood())
+        return ExitStatus::BadList;
+    std::optional<std::size_t> records = 1;
+    if (options.values.front() == "-")
+        records = StoreLines(*storing, log);
+    else if (Batch batch; batch.records.push_back(RecordOf(options.values)), !storing->Store(batch))
+        records.reset();
+    if (!records)
+        return ExitStatus::Unavailable;
+    std::cout << *records << (*records == 1 ? " record\n" : " records\n");
+    return ExitStatus::Found;
+}
+
+} // namespace kwlookup
