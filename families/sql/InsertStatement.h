@@ -23,6 +23,8 @@ public:
     /// As it is configured.
     const std::string& GetText() const { return m_text; }
 
+    const std::string& GetTable() const { return m_table; }
+
     /// The statement for the database: the table's name between two `quote` characters, and for
     /// each value `mark`, followed by its number from 1 on where `mark` is '$'.
     std::string Text(char quote, char mark) const;

@@ -7,6 +7,7 @@
 #include "families/servers/ServerStream.h"
 #include "plugins/mysql/MysqlConnector.h"
 #include "plugins/mysql/MysqlFault.h"
+#include "plugins/mysql/MysqlInserter.h"
 #include "plugins/mysql/MysqlWait.h"
 #include "text/SystemError.h"
 
@@ -14,6 +15,8 @@
 #include <errmsg.h>
 #include <fcntl.h>
 #include <new>
+#include <optional>
+#include <stdexcept>
 
 namespace kwlookup {
 
@@ -132,7 +135,11 @@ void MysqlConnection::Connect(const Server& server, const std::string& address,
 void MysqlConnection::Ask(const MysqlQuery& query, const std::string& value, Deadline deadline,
                           Answer& answer) {
     const MysqlWait wait(deadline, m_tls);
-    CheckLength(value);
+    if (m_stores) {
+        Execute("set time_zone = default");
+        m_stores = false;
+    }
+    CheckLength(value.size());
     const std::string& text = query.GetStatement();
     MysqlStatement::Outcome outcome = Prepare(text).Ask(value, answer);
     if (outcome == MysqlStatement::Outcome::Forgotten) {
@@ -146,6 +153,69 @@ void MysqlConnection::Ask(const MysqlQuery& query, const std::string& value, Dea
                             "another character set");
     if (::mysql_warning_count(m_mysql.get()) != 0)
         throw QuestionFault(AskServer("show warnings", 2));
+}
+
+void MysqlConnection::Store(const MysqlInsert& insert, const std::vector<StoredRow>& rows,
+                            std::chrono::milliseconds timeout, StoreProgress& progress) {
+    std::optional<MysqlWait> wait;
+    const auto next_step = [&] {
+        wait.reset(); // there is one at a time
+        wait.emplace(Deadline(timeout), m_tls);
+    };
+    next_step();
+    BeginStoring();
+    const bool has_transactions = HasTransactions(insert.GetTable());
+    std::optional<MysqlInserter> inserter; // closed while there is a MysqlWait
+    try {
+        inserter.emplace(m_mysql.get(), insert.GetStatement());
+        for (const StoredRow& row : rows) {
+            next_step();
+            std::size_t length = 0;
+            for (const StoredValue& value : row)
+                length += value.text.size();
+            CheckLength(length);
+            // Without transactions the server keeps each row at once.
+            progress.committing = !has_transactions;
+            inserter->Insert(row);
+            ++progress.row;
+        }
+        next_step();
+        progress.committing = true;
+        Execute("commit");
+    } catch (const QuestionFault& fault) {
+        progress.unknown = !has_transactions && progress.row > 0;
+        try {
+            next_step();
+            Execute("rollback");
+        } catch (const ServerFault&) { // to the server, too, the transaction is over
+            throw std::runtime_error(fault.what());
+        }
+        throw;
+    }
+}
+
+void MysqlConnection::BeginStoring() {
+    if (!m_stores) {
+        // Times are in UTC, and a value that a column cannot hold is an error, not another value.
+        Execute("set time_zone = '+00:00', "
+                "sql_mode = concat(@@sql_mode, ',STRICT_ALL_TABLES')");
+        m_stores = true;
+    }
+    Execute("start transaction");
+}
+
+bool MysqlConnection::HasTransactions(const std::string& table) {
+    return AskServer("select transactions from information_schema.engines where engine = (select "
+                     "engine from information_schema.tables where table_schema = database() and "
+                     "table_name = '" +
+                         table + "')",
+                     0) == "YES";
+}
+
+void MysqlConnection::Execute(const std::string& statement) {
+    MYSQL* const mysql = m_mysql.get();
+    if (::mysql_real_query(mysql, statement.data(), statement.size()) != 0)
+        FailMysql(::mysql_errno(mysql), ::mysql_error(mysql));
 }
 
 MysqlStatement& MysqlConnection::Prepare(const std::string& text) {
@@ -179,8 +249,8 @@ bool MysqlConnection::IsForeignText(const std::string& value) const {
 }
 
 /// The server would close the connection, and look as if it was down.
-void MysqlConnection::CheckLength(const std::string& value) {
-    if (value.size() <= SHORT_VALUE)
+void MysqlConnection::CheckLength(std::size_t length) {
+    if (length <= SHORT_VALUE)
         return;
     if (m_longest_value == 0) {
         std::size_t packet = 0;
@@ -188,7 +258,7 @@ void MysqlConnection::CheckLength(const std::string& value) {
         std::from_chars(text.data(), text.data() + text.size(), packet);
         m_longest_value = packet > MESSAGE_HEAD ? packet - MESSAGE_HEAD : 1;
     }
-    if (value.size() > m_longest_value)
+    if (length > m_longest_value)
         throw QuestionFault("the value is longer than max_allowed_packet of the server");
 }
 

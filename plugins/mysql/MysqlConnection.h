@@ -5,14 +5,19 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/sql/StoreProgress.h"
+#include "families/sql/StoredRow.h"
+#include "plugins/mysql/MysqlInsert.h"
 #include "plugins/mysql/MysqlQuery.h"
 #include "plugins/mysql/MysqlStatement.h"
 
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <mysql.h>
 #include <string>
+#include <vector>
 
 namespace kwlookup {
 
@@ -32,6 +37,11 @@ public:
     /// when the server has a warning about a comparison or does not take a value so long.
     void Ask(const MysqlQuery& query, const std::string& value, Deadline deadline, Answer& answer);
 
+    /// Stores all of `rows` in one transaction: all of them or none, where the table has
+    /// transactions. Each statement has the time `timeout`. Throws as Ask() does.
+    void Store(const MysqlInsert& insert, const std::vector<StoredRow>& rows,
+               std::chrono::milliseconds timeout, StoreProgress& progress);
+
 private:
     struct Close {
         void operator()(MYSQL* mysql) const { ::mysql_close(mysql); }
@@ -41,10 +51,14 @@ private:
                  Deadline deadline, bool& reached);
     MysqlStatement& Prepare(const std::string& text);
     bool IsForeignText(const std::string& value) const;
-    void CheckLength(const std::string& value);
+    void CheckLength(std::size_t length);
     std::string AskServer(const std::string& statement, unsigned column);
+    void Execute(const std::string& statement);
+    void BeginStoring();
+    bool HasTransactions(const std::string& table);
 
     const bool m_tls;
+    bool m_stores = false;           ///< the session is set to what storing needs
     std::size_t m_longest_value = 0; ///< that the server takes; 0: not known yet
     std::map<std::string, std::unique_ptr<MysqlStatement>> m_statements; ///< outlive what is below
     std::unique_ptr<MYSQL, Close> m_mysql;

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include "families/servers/ServerLookup.h"
 #include "families/servers/ServerSet.h"
+#include "families/servers/ServerStorage.h"
 #include "plugins/mysql/MysqlConfig.h"
 #include "plugins/mysql/MysqlConnection.h"
+#include "plugins/mysql/MysqlInsert.h"
 #include "plugins/mysql/MysqlQuery.h"
 
 namespace kwlookup {
 
-/// "mysql:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'".
-using MysqlLookup = ServerLookup<MysqlConfig, MysqlQuery, ServerSet<MysqlConnection>>;
+/// "mysql:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'", or as a storage
+/// "mysql:insert into TABLE values (:NAME<TYPE>[, ...])".
+using MysqlLookup = ServerStorage<MysqlConfig, MysqlQuery, MysqlInsert, ServerSet<MysqlConnection>>;
 
 } // namespace kwlookup
 

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <new>
 #include <poll.h>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -29,6 +30,7 @@ constexpr std::size_t MOST_STATEMENTS = 100;
 
 // Types of PostgreSQL and classes of its errors, which never change.
 constexpr Oid BYTEA = 17;
+constexpr Oid TIMESTAMPTZ = 1184;
 constexpr std::string_view NO_SUCH_STATEMENT = "26000";
 constexpr std::string_view PLAN_IS_OLD = "0A000";
 constexpr std::string_view STATEMENT_EXISTS = "42P05";
@@ -271,6 +273,83 @@ bool PostgresConnection::CanBeHeld(const std::string& value, Deadline deadline) 
                deadline);
     const std::string_view state = StateOf(result.get());
     return state != BAD_BYTES && state != NO_SUCH_CHARACTER;
+}
+
+void PostgresConnection::Store(const PostgresInsert& insert, const std::vector<StoredRow>& rows,
+                               std::chrono::milliseconds timeout, StoreProgress& progress) {
+    const auto command = [&](const char* text) {
+        Result result = Command(text, Deadline(timeout));
+        if (!IsGood(result.get()))
+            Fail(result.get());
+        return result;
+    };
+    command("begin");
+    try {
+        const std::vector<Oid> types = PrepareInsert(insert.GetStatement(), Deadline(timeout));
+        for (const StoredRow& row : rows) {
+            Insert(row, types, Deadline(timeout));
+            ++progress.row;
+        }
+        progress.committing = true;
+        const Result committed = command("commit");
+        if (std::string_view(::PQcmdStatus(committed.get())) != "COMMIT")
+            throw QuestionFault("the server took the transaction back");
+    } catch (const QuestionFault& fault) {
+        try {
+            Command("rollback", Deadline(timeout));
+        } catch (const ServerFault&) { // to the server, too, the transaction is over
+            throw std::runtime_error(fault.what());
+        }
+        throw;
+    }
+}
+
+/// Prepares a statement without a name, which lasts until the next one. Gives the types of its
+/// parameters.
+std::vector<Oid> PostgresConnection::PrepareInsert(const std::string& statement,
+                                                   Deadline deadline) {
+    PGconn* const connection = m_connection.get();
+    Result result =
+        Finish(::PQsendPrepare(connection, "", statement.c_str(), 0, nullptr), deadline);
+    if (!IsGood(result.get()))
+        Fail(result.get());
+    result = Finish(::PQsendDescribePrepared(connection, ""), deadline);
+    if (!IsGood(result.get()))
+        Fail(result.get());
+    std::vector<Oid> types;
+    for (int i = 0; i < ::PQnparams(result.get()); ++i)
+        types.push_back(::PQparamtype(result.get(), i));
+    return types;
+}
+
+void PostgresConnection::Insert(const StoredRow& row, const std::vector<Oid>& types,
+                                Deadline deadline) {
+    if (types.size() != row.size())
+        throw ServerFault("the server answers with another statement");
+    std::vector<const char*> values;
+    std::vector<int> lengths;
+    std::vector<int> formats;
+    std::vector<std::string> in_zone; // times that say so
+    in_zone.reserve(row.size());
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const bool binary = types[i] == BYTEA;
+        const std::string* text = &row[i].text;
+        // The library would end the value there.
+        if (!binary && text->find('\0') != std::string::npos)
+            throw QuestionFault("value " + std::to_string(i + 1) +
+                                " has a NUL byte, which only a column of type bytea can hold");
+        if (types[i] == TIMESTAMPTZ && row[i].type == KwStorageValuesMap::Timestamp)
+            text = &in_zone.emplace_back(*text + "+00");
+        values.push_back(text->data());
+        lengths.push_back(static_cast<int>(text->size()));
+        formats.push_back(binary ? 1 : 0);
+    }
+    const Result result =
+        Finish(::PQsendQueryPrepared(m_connection.get(), "", static_cast<int>(row.size()),
+                                     values.data(), lengths.data(), formats.data(), 0),
+               deadline);
+    if (!IsGood(result.get()))
+        Fail(result.get());
 }
 
 /// Sends what has been started, where `sent` is not 0, and gives the answer.

@@ -5,13 +5,18 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/sql/StoreProgress.h"
+#include "families/sql/StoredRow.h"
+#include "plugins/postgres/PostgresInsert.h"
 #include "plugins/postgres/PostgresQuery.h"
 
+#include <chrono>
 #include <libpq-fe.h>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kwlookup {
 
@@ -31,6 +36,12 @@ public:
     /// the server's reason for another error.
     void Ask(const PostgresQuery& query, const std::string& value, Deadline deadline,
              Answer& answer);
+
+    /// Stores all of `rows` in one transaction: all of them or none. Each statement has the time
+    /// `timeout`. Throws as Ask() does, QuestionFault also for a text with a NUL byte in a column
+    /// that is no bytea.
+    void Store(const PostgresInsert& insert, const std::vector<StoredRow>& rows,
+               std::chrono::milliseconds timeout, StoreProgress& progress);
 
 private:
     struct Free {
@@ -52,6 +63,8 @@ private:
     void Forget(const std::string& statement, Deadline deadline);
     Result Execute(const Prepared& prepared, const std::string& value, Deadline deadline);
     Result Command(const char* text, Deadline deadline);
+    std::vector<Oid> PrepareInsert(const std::string& statement, Deadline deadline);
+    void Insert(const StoredRow& row, const std::vector<Oid>& types, Deadline deadline);
     bool CanBeHeld(const std::string& value, Deadline deadline);
     Result Finish(int sent, Deadline deadline);
     Result Next(Deadline deadline);

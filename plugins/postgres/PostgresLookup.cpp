@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "families/servers/ServerLookup.h"
 #include "families/servers/ServerSet.h"
+#include "families/servers/ServerStorage.h"
 #include "plugins/postgres/PostgresConfig.h"
 #include "plugins/postgres/PostgresConnection.h"
+#include "plugins/postgres/PostgresInsert.h"
 #include "plugins/postgres/PostgresQuery.h"
 
 namespace kwlookup {
 
-/// "postgres:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'".
-using PostgresLookup = ServerLookup<PostgresConfig, PostgresQuery, ServerSet<PostgresConnection>>;
+/// "postgres:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'", or as a storage
+/// "postgres:insert into TABLE values (:NAME<TYPE>[, ...])".
+using PostgresLookup =
+    ServerStorage<PostgresConfig, PostgresQuery, PostgresInsert, ServerSet<PostgresConnection>>;
 
 } // namespace kwlookup
 

@@ -19,6 +19,11 @@ public:
     }
 
     kwlookup::MariaServer& GetServer() { return m_server; }
+    std::string GetStored() const {
+        return "create table stored (address mediumtext character set utf8mb4, "
+               "count int primary key, at datetime) engine = innodb;\n"
+               "grant select, insert on stored to kw@'%';\n";
+    }
     std::string GetTlsHost() const { return m_server.GetHost(); }
     std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
     std::string GetType() const { return "mysql"; }

@@ -18,6 +18,10 @@ public:
     }
 
     kwlookup::PostgresServer& GetServer() { return m_server; }
+    std::string GetStored() const {
+        return "create table stored (address text, count int primary key, at timestamp);\n"
+               "grant select, insert on stored to kw;\n";
+    }
     std::string GetTlsHost() const { return m_server.GetHost(); }
     std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
     std::string GetType() const { return "postgres"; }

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "servers/FaultyProxy.h"
+#include "servers/ServerPluginTest.h"
+#include "support/StorageSupport.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+/// What every type does alike that stores. The `Service` has besides `GetStored()`, the statements
+/// that make an empty table "stored" of the columns address, a text; count, an int and the primary
+/// key; and at, a time without a zone.
+template <typename Service>
+class ServerStorageTest : public ServerPluginTest<Service> {
+protected:
+    ServerStorageTest() {
+        Sql("drop table if exists stored");
+        Sql(this->Get().GetStored());
+    }
+
+    static std::string Sql(const std::string& statements) {
+        std::string rows = ServerPluginTest<Service>::Get().GetServer().Execute(statements);
+        while (!rows.empty() && rows.back() == '\n')
+            rows.pop_back();
+        return rows;
+    }
+
+    /// A list of one item that stores into the server at `hosts`.
+    static std::string Item(const std::string& hosts, const std::string& settings = "") {
+        return "\"" + ServerPluginTest<Service>::Get().GetType() +
+               ":OnError=exception|RetryInterval=0|Hosts=" + hosts + "|" +
+               ServerPluginTest<Service>::Get().GetLogin() + "|" + settings +
+               "insert into stored values (:address<varchar>, :count<int>, :at<timestamp>)\"";
+    }
+
+    static std::string Item() { return Item(ServerPluginTest<Service>::Server().GetHost()); }
+
+    static KwStorageValuesMap Row(int count, const std::string& address = "jdoe@corp.lan") {
+        return Record({{"address", address},
+                       {"count", std::to_string(count)},
+                       {"at", "2026-11-22T07:08:09+01:00"}});
+    }
+
+    static std::string Count(const std::string& condition = "1 = 1") {
+        return Sql("select count(*) from stored where " + condition);
+    }
+};
+
+TYPED_TEST_SUITE_P(ServerStorageTest);
+
+TYPED_TEST_P(ServerStorageTest, StoresValuesAsTheyAre) {
+    KwStorageHolder holder(this->m_log);
+    holder.Init(this->Item());
+    const std::vector<std::string> texts = {"o'brien@corp.lan",
+                                            "' or '1'='1",
+                                            "'; drop table stored; --",
+                                            "\\",
+                                            "$1 ? :address",
+                                            "j\xc3\xb6rg@corp.lan",
+                                            "new\nline",
+                                            "",
+                                            " blank ",
+                                            std::string(1 << 20, 'x')};
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        EXPECT_EQ(StoreError(holder, this->Row(static_cast<int>(i), texts[i])), "");
+    KwLookupHolder lookup(this->m_log);
+    lookup.Init("\"" + this->Get().GetType() +
+                ":OnError=exception|Hosts=" + this->Server().GetHost() + "|" +
+                this->Get().GetLogin() + "|select address from stored where count = '$s'\"");
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        EXPECT_TRUE(this->Ask(lookup, std::to_string(i)).res ==
+                    (texts[i].empty() ? "" : " " + texts[i]))
+            << i;
+    EXPECT_EQ(this->Count("at = '2026-11-22 06:08:09'"), std::to_string(texts.size()));
+}
+
+TYPED_TEST_P(ServerStorageTest, StoresABatchWholeOrNotAtAll) {
+    KwStorageHolder holder(this->m_log);
+    holder.Init(this->Item());
+    EXPECT_EQ(BatchError(holder, {this->Row(1), this->Row(2)}), "");
+    const std::string host = this->Server().GetHost();
+    EXPECT_THAT(BatchError(holder, {this->Row(3), this->Row(4), this->Row(1), this->Row(5)}),
+                testing::StartsWith("2: " + host + ": "));
+    EXPECT_EQ(BatchError(holder, {this->Row(3), Record({{"address", "a"}, {"at", "now"}})}),
+              "1: 'count' is missing");
+    KwStorageValuesMap wrong = this->Row(6);
+    wrong.m_values["count"].second = "six";
+    EXPECT_EQ(StoreError(holder, wrong), "'count' is not an int");
+    wrong.m_values["count"].second = "9223372036854775807"; // too large for the column
+    EXPECT_THAT(StoreError(holder, wrong), testing::StartsWith(host + ": "));
+    EXPECT_EQ(this->Count(), "2");
+    EXPECT_EQ(BatchError(holder, {this->Row(3)}), "");
+    EXPECT_EQ(this->Count(), "3");
+}
+
+TYPED_TEST_P(ServerStorageTest, StoresOnceWhateverBecomesOfTheConnection) {
+    kwlookup::FaultyProxy proxy(this->Server().GetPort());
+    KwStorageHolder kept(this->m_log);
+    kept.Init(this->Item(proxy.GetHost()));
+    EXPECT_EQ(BatchError(kept, {this->Row(1), this->Row(2)}), "");
+    const std::size_t all = proxy.GetForwardedBytes();
+    // A kept connection that is dead says nothing of the server.
+    proxy.Disconnect();
+    EXPECT_EQ(StoreError(kept, this->Row(3)), "");
+    EXPECT_EQ(this->Count(), "3");
+    constexpr std::size_t ROUNDS = 30;
+    int stored = 0;
+    int refused = 0;
+    for (std::size_t round = 1; round <= ROUNDS + 1; ++round) {
+        proxy.SetFault(kwlookup::FaultyProxy::Fault::Close, all * round / ROUNDS);
+        KwStorageHolder holder(this->m_log);
+        // Settings of its own have a connection of its own.
+        holder.Init(this->Item(proxy.GetHost(),
+                               "IdleTimeout=0|MaxConnections=" + std::to_string(round + 10) + "|"));
+        const int first = static_cast<int>(10 * round);
+        const std::string error = BatchError(holder, {this->Row(first), this->Row(first + 1)});
+        const std::string count = this->Count("count >= " + std::to_string(first) +
+                                              " and count <= " + std::to_string(first + 1));
+        if (error.empty()) {
+            EXPECT_EQ(count, "2");
+            ++stored;
+        } else if (error[0] == '?') {
+            EXPECT_TRUE(count == "0" || count == "2") << count;
+            EXPECT_THAT(error, testing::HasSubstr(": it may have been stored nevertheless"));
+        } else {
+            EXPECT_EQ(count, "0") << error;
+            ++refused;
+        }
+    }
+    EXPECT_GT(stored, 0);
+    EXPECT_GT(refused, 0);
+}
+
+TYPED_TEST_P(ServerStorageTest, EightThreadsStoreAtOnce) {
+    constexpr int THREADS = 8;
+    constexpr int ROWS = 10;
+    KwStorageHolder holder(this->m_log);
+    holder.Init(this->Item(this->Server().GetHost(), "MaxConnections=4|Timeout=1m|"));
+    std::atomic<int> errors{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < THREADS; ++thread)
+        threads.emplace_back([&, thread] {
+            for (int i = 0; i < ROWS; ++i)
+                errors += !StoreError(holder, this->Row(thread * ROWS + i)).empty();
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(errors, 0);
+    EXPECT_EQ(this->Count(), std::to_string(THREADS * ROWS));
+}
+
+REGISTER_TYPED_TEST_SUITE_P(ServerStorageTest, StoresValuesAsTheyAre, StoresABatchWholeOrNotAtAll,
+                            StoresOnceWhateverBecomesOfTheConnection, EightThreadsStoreAtOnce);
