@@ -2,17 +2,18 @@
 #include "BuildCommand.h"
 
 #include "BoundedWarnings.h"
-#include "CdbWriter.h"
 #include "ExitStatus.h"
 #include "Field.h"
 #include "Progress.h"
 #include "SourceFile.h"
+#include "TableWriter.h"
 #include "Tell.h"
 #include "text/AsciiLower.h"
 
 #include <algorithm>
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
@@ -26,18 +27,20 @@ constexpr std::size_t PROGRESS_STEP = 100000;
 
 /// Write the records of `file`. Returns their number.
 std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
-                       CdbWriter& writer) {
+                       TableWriter& writer) {
     BoundedWarnings told(warnings, file.GetName());
     Progress progress;
     std::size_t records = 0;
     std::string key;
+    // postmap(1) keeps the first record with a key, and so does LMDB if keys have one value.
+    const bool keep_first = options.source == SourceFormat::Postmap ||
+                            (options.format == TableFormat::Lmdb && !options.all_values);
     std::unordered_map<std::string, std::size_t> lines; // of each key; empty if all are kept
     const auto add = [&](std::string_view text, std::string_view value, std::size_t line) {
         key.assign(text);
         if (!options.keep_case)
             std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
-        // postmap(1) keeps the first one.
-        if (options.source == SourceFormat::Postmap) {
+        if (keep_first) {
             const auto [first, is_new] = lines.emplace(key, line);
             if (!is_new) {
                 told.Add(line, "duplicate keys",
@@ -62,13 +65,15 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
         throw std::runtime_error(options.output + ": is the file to read");
     std::signal(SIGXFSZ, SIG_IGN); // let the write that makes the file too large fail instead
     Warnings warnings(options.warnings, log);
-    CdbWriter writer(options.output);
-    const std::size_t records = AddRecords(file, options, warnings, writer);
+    const std::unique_ptr<TableWriter> writer =
+        options.format == TableFormat::Cdb ? MakeCdbWriter(options.output)
+                                           : MakeLmdbWriter(options.output, options.all_values);
+    const std::size_t records = AddRecords(file, options, warnings, *writer);
     if (warnings.GetErrorCount() != 0) {
         TellError(log, options.output + ": not made, because warnings count as errors");
         return ExitStatus::BadList;
     }
-    writer.Finish();
+    writer->Finish();
     std::string line;
     AppendField(line, options.output);
     std::cout << line << ": " << records << (records == 1 ? " record\n" : " records\n");

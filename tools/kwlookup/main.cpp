@@ -256,24 +256,34 @@ void AddBuild(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     CLI::App& build = *app.add_subcommand("build", "Make a database file from a text file");
     build.require_subcommand(1);
     CLI::App& cdb = *build.add_subcommand("cdb", "Make a cdb file");
-    cdb.footer(BUILD_EXAMPLES);
-    cdb.add_option("FILE", options->input,
-                   "Lines with a key, white space and a value; '-' reads standard input")
-        ->required();
-    cdb.add_option("OUT", options->output, "The file to make or replace")->required();
-    cdb.add_flag("--keep-case", options->keep_case, "Do not convert the keys to lower case");
-    const std::map<std::string, SourceFormat> formats = {{"plain", SourceFormat::Plain},
-                                                         {"postmap", SourceFormat::Postmap}};
-    cdb.add_option("--source", options->source,
-                   "The format of FILE: plain (default), or that of postmap")
-        ->transform(CLI::Transformer(formats))
-        ->type_name("FORMAT");
-    cdb.callback([options, &warnings, &command] {
-        options->warnings = warnings;
-        command = [options](Configuration&, LogClass& log) {
-            return RunBuildCommand(*options, log);
-        };
-    });
+    CLI::App& lmdb = *build.add_subcommand("lmdb", "Make an LMDB file");
+    lmdb.add_flag("--all-values", options->all_values,
+                  "Keep all lines with one key, not only the first one");
+    for (CLI::App* app_of_format : {&cdb, &lmdb}) {
+        CLI::App& format = *app_of_format;
+        format.footer(BUILD_EXAMPLES);
+        format
+            .add_option("FILE", options->input,
+                        "Lines with a key, white space and a value; '-' reads standard input")
+            ->required();
+        format.add_option("OUT", options->output, "The file to make or replace")->required();
+        format.add_flag("--keep-case", options->keep_case, "Do not convert the keys to lower case");
+        const std::map<std::string, SourceFormat> sources = {{"plain", SourceFormat::Plain},
+                                                             {"postmap", SourceFormat::Postmap}};
+        format
+            .add_option("--source", options->source,
+                        "The format of FILE: plain (default), or that of postmap")
+            ->transform(CLI::Transformer(sources))
+            ->type_name("FORMAT");
+        const TableFormat table = &format == &cdb ? TableFormat::Cdb : TableFormat::Lmdb;
+        format.callback([options, table, &warnings, &command] {
+            options->format = table;
+            options->warnings = warnings;
+            command = [options](Configuration&, LogClass& log) {
+                return RunBuildCommand(*options, log);
+            };
+        });
+    }
 }
 
 void AddStore(CLI::App& app, const std::vector<std::string>& arguments,

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "BuildCommand.h"
+#include "TableWriter.h"
 
 #include <stdexcept>
 
 namespace kwlookup {
 
-/// Replaces the command in a tool that is built without the cdb library.
-int RunBuildCommand(const BuildOptions&, const LogClass&) {
+/// For a tool that is built without the cdb library.
+std::unique_ptr<TableWriter> MakeCdbWriter(const std::string&) {
     throw std::runtime_error("build cdb: this kwlookup was built without the cdb library");
 }
 
