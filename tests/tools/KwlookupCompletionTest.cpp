@@ -77,7 +77,7 @@ TEST_F(ToolCompletion, FishCompletes) {
                    "cd $dir; source $script; complete -C '" + line + "'");
     };
     EXPECT_EQ(ask("kwlookup fi"), "find\tAsk a list about texts\n");
-    EXPECT_THAT(ask("kwlookup "), HasSubstr("build\tMake a database file of a text file\n"));
+    EXPECT_THAT(ask("kwlookup "), HasSubstr("build\tMake a database file from a text file\n"));
     EXPECT_THAT(ask("kwlookup build "), HasSubstr("cdb\tMake a cdb file\n"));
     EXPECT_EQ(ask("kwlookup build cdb --keep"),
               "--keep-case\tDo not convert the keys to lower case\n");
