@@ -8,9 +8,9 @@ namespace kwlookup {
 
 /// Where a server listens: a host and a port, or a unix socket.
 struct Server {
-    std::string host; ///< a name or an address, without brackets; empty for a unix socket
-    std::uint16_t port = 0;
-    std::string path; ///< the unix socket
+    std::string host;       ///< a name or an address, without brackets; empty for a unix socket
+    std::uint16_t port = 0; ///< 0: the host is a name that only the type's library knows
+    std::string path;       ///< the unix socket
 
     bool IsUnix() const { return host.empty(); }
 
@@ -18,6 +18,8 @@ struct Server {
     std::string GetName() const {
         if (IsUnix())
             return "unix:" + path;
+        if (port == 0)
+            return host;
         const bool brackets = host.find(':') != std::string::npos;
         return (brackets ? '[' + host + ']' : host) + ':' + std::to_string(port);
     }
