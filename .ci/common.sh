@@ -5,7 +5,7 @@
 # To build the library and the tool.
 build_packages=(cmake g++ libboost-dev libcdb-dev libcli11-dev libhiredis-dev libinih-dev
     libldap-dev liblmdb-dev libmariadb-dev libpcre2-dev libpq-dev libre2-dev libspdlog-dev
-    libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config)
+    libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config unixodbc-dev)
 
 # To build and run the tests.
 test_packages=(bash clang clang-format-14 clang-tidy-14 codespell cppcheck db5.3-util doxygen fish

@@ -114,7 +114,8 @@ void CallThread::Do(Deadline deadline, std::function<void()> call) {
     state.call = std::move(call);
     state.is_done = false;
     state.call_changed.notify_one();
-    if (!state.done_changed.wait_until(guard, deadline.GetTime(), [&state] { return state.is_done; }))
+    if (!state.done_changed.wait_until(guard, deadline.GetTime(),
+                                       [&state] { return state.is_done; }))
         throw ServerFault("no answer in time");
     if (state.error)
         std::rethrow_exception(std::exchange(state.error, nullptr));

@@ -10,8 +10,8 @@ SelectQuery::SelectQuery(const std::string& text, char quote, std::string_view p
 SelectQuery::SelectQuery(const std::string& text, const SelectStatement& select, char quote,
                          std::string_view parameter, std::size_t max_rows,
                          SelectStatement::Columns columns)
-    : m_text(text), m_statement(select.Text(quote, parameter, columns) + " limit " +
-                                std::to_string(max_rows + 1)),
-      m_template(select.GetTemplate()) {}
+    : SelectQuery(text, select,
+                  select.Text(quote, parameter, columns) + " limit " +
+                      std::to_string(max_rows + 1)) {}
 
 } // namespace kwlookup

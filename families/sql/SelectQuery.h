@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kwlookup {
 
@@ -35,6 +36,12 @@ public:
 
     /// What stands in *matched after a match: the value that was asked for.
     const std::string& Matched(const std::string& value) const { return value; }
+
+protected:
+    /// `statement` is that of `select` for a server that writes it in another way.
+    SelectQuery(std::string text, const SelectStatement& select, std::string statement)
+        : m_text(std::move(text)), m_statement(std::move(statement)),
+          m_template(select.GetTemplate()) {}
 
 private:
     SelectQuery(const std::string& text, const SelectStatement& select, char quote,

@@ -4,6 +4,7 @@
 #include "families/sql/SqlName.h"
 #include "sql/KwSQLParser.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace kwlookup {
@@ -20,6 +21,14 @@ bool IsTable(std::string_view text) {
     throw std::invalid_argument("cannot read the statement '" + text +
                                 "': wait select COLUMN[, ...] from TABLE where COLUMN = "
                                 "'TEMPLATE'");
+}
+
+void Fold(std::string& name) {
+    const auto is_capital = [](char c) { return c >= 'A' && c <= 'Z'; };
+    if (std::none_of(name.begin(), name.end(), is_capital))
+        for (char& c : name)
+            if (c >= 'a' && c <= 'z')
+                c = static_cast<char>(c - 'a' + 'A');
 }
 
 } // namespace
@@ -43,6 +52,21 @@ SelectStatement::SelectStatement(const std::string& text) {
     m_template = parser.m_where_value;
 }
 
+void SelectStatement::FoldNames() {
+    for (std::string& column : m_columns)
+        Fold(column);
+    const std::size_t dot = m_table.find('.');
+    std::string folded = m_table.substr(0, dot);
+    Fold(folded);
+    if (dot != std::string::npos) {
+        std::string table = m_table.substr(dot + 1);
+        Fold(table);
+        folded += '.' + table;
+    }
+    m_table = folded;
+    Fold(m_where_column);
+}
+
 std::string SelectStatement::Text(char quote, std::string_view parameter, Columns columns) const {
     std::string text = "select ";
     for (const std::string& column : m_columns) {
@@ -55,6 +79,11 @@ std::string SelectStatement::Text(char quote, std::string_view parameter, Column
     text += " from " + QuotedSqlName(m_table, quote) + " where " +
             QuotedSqlName(m_where_column, quote) + " = ";
     return text.append(parameter);
+}
+
+std::string SelectStatement::TypeText(char quote) const {
+    return "select " + QuotedSqlName(m_where_column, quote) + " from " +
+           QuotedSqlName(m_table, quote) + " where 1 = 0";
 }
 
 } // namespace kwlookup

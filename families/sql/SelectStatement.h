@@ -19,6 +19,10 @@ public:
 
     const std::string& GetTemplate() const { return m_template; }
 
+    /// Writes each name without capital letters in capital ones, as some databases keep names that
+    /// were created without quotes.
+    void FoldNames();
+
     /// Which columns the database gives: those of the statement, or the condition's behind them.
     enum class Columns { Selected, AndCondition };
 
@@ -26,6 +30,9 @@ public:
     /// the value goes.
     std::string Text(char quote, std::string_view parameter,
                      Columns columns = Columns::Selected) const;
+
+    /// A statement that gives the condition's column, of no row.
+    std::string TypeText(char quote) const;
 
 private:
     std::vector<std::string> m_columns;

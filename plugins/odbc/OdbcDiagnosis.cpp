@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/odbc/OdbcDiagnosis.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/ServerFault.h"
+
+#include <array>
+#include <new>
+#include <string_view>
+
+namespace kwlookup {
+
+namespace {
+
+constexpr std::string_view OF_CONFIGURATION[] = {"28", "42", "3D", "3F", "IM"};
+/// Connections, times, transactions; in PostgreSQL resources that are short, and its end.
+constexpr std::string_view OF_SERVER[] = {"08", "HYT", "40", "53", "57P"};
+constexpr std::string_view NO_MEMORY = "HY001";
+/// A warning, such as that the driver's library does not open: the record behind tells the error.
+constexpr std::string_view WARNING = "01";
+
+template <std::size_t SIZE>
+bool IsOneOf(const std::string_view (&classes)[SIZE], std::string_view state) {
+    for (const std::string_view of_class : classes)
+        if (state.substr(0, of_class.size()) == of_class)
+            return true;
+    return false;
+}
+
+/// The first line, without the names of driver manager and driver before it: "[A][B]reason".
+std::string Reason(std::string_view message) {
+    while (!message.empty() && message.front() == '[') {
+        const std::size_t end = message.find(']');
+        if (end == std::string_view::npos)
+            break;
+        message.remove_prefix(end + 1);
+    }
+    message = message.substr(0, message.find_first_of("\r\n"));
+    while (!message.empty() && (message.back() == ' ' || message.back() == ';'))
+        message.remove_suffix(1);
+    return std::string(message);
+}
+
+} // namespace
+
+OdbcDiagnosis::OdbcDiagnosis(const Record& record)
+    : std::runtime_error(record.reason + (record.state.empty() ? "" : " (" + record.state + ')')),
+      m_state(record.state) {}
+
+OdbcDiagnosis::Record OdbcDiagnosis::Read(SQLSMALLINT type, SQLHANDLE handle) {
+    std::array<SQLCHAR, 6> state{}; // five characters and a NUL
+    std::array<SQLCHAR, 1024> text{};
+    Record record;
+    for (SQLSMALLINT number = 1; record.state.empty(); ++number) {
+        SQLINTEGER code = 0;
+        SQLSMALLINT length = 0;
+        if (!SQL_SUCCEEDED(::SQLGetDiagRec(type, handle, number, state.data(), &code, text.data(),
+                                           static_cast<SQLSMALLINT>(text.size()), &length)))
+            break;
+        text.back() = 0;
+        const std::string reason = Reason(reinterpret_cast<const char*>(text.data()));
+        record.reason += record.reason.empty() ? reason : ": " + reason;
+        const std::string_view read(reinterpret_cast<const char*>(state.data()));
+        if (read.substr(0, WARNING.size()) != WARNING)
+            record.state = read;
+    }
+    if (record.reason.empty())
+        record.reason = "no reason given";
+    return record;
+}
+
+bool OdbcDiagnosis::IsOfServer() const {
+    return IsOneOf(OF_SERVER, m_state);
+}
+
+void OdbcDiagnosis::Fail(bool is_dead) const {
+    if (m_state == NO_MEMORY)
+        throw std::bad_alloc();
+    if (IsOneOf(OF_CONFIGURATION, m_state))
+        throw QuestionFault(std::string("error of configuration: ") + what());
+    if (is_dead || IsOfServer())
+        throw ServerFault(what());
+    throw QuestionFault(what());
+}
+
+} // namespace kwlookup

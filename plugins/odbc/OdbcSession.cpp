@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/odbc/OdbcSession.h"
+
+#include "families/servers/QuestionFault.h"
+#include "families/servers/ServerFault.h"
+#include "plugins/odbc/ConnectionText.h"
+#include "plugins/odbc/OdbcDiagnosis.h"
+
+#include <chrono>
+#include <cstdint>
+#include <sqlext.h>
+
+namespace kwlookup {
+
+namespace {
+
+/// Reloads with other statements must not fill the server's memory.
+constexpr std::size_t MOST_STATEMENTS = 100;
+
+SQLPOINTER Number(std::uintptr_t number) {
+    return reinterpret_cast<SQLPOINTER>(number);
+}
+
+std::uintptr_t SecondsOf(std::chrono::milliseconds time) {
+    return static_cast<std::uintptr_t>(std::chrono::ceil<std::chrono::seconds>(time).count());
+}
+
+} // namespace
+
+OdbcSession::OdbcSession(const Server& server, const ServerSettings& settings)
+    : m_limits{settings.max_rows, SecondsOf(settings.timeout)} {
+    ::SQLSetEnvAttr(m_environment.Get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
+    m_connection = std::make_unique<OdbcHandle<SQL_HANDLE_DBC>>(m_environment.Get());
+    Connect(server, settings);
+    const std::string quote = Info(SQL_IDENTIFIER_QUOTE_CHAR);
+    if (!quote.empty())
+        m_quote = quote.front();
+    // Between double quotes, SQLite takes the name of a column that is not there for a text.
+    if (Info(SQL_DBMS_NAME) == "SQLite")
+        m_quote = '`';
+    SQLUSMALLINT names = SQL_IC_SENSITIVE;
+    ::SQLGetInfo(m_connection->Get(), SQL_IDENTIFIER_CASE, &names, sizeof(names), nullptr);
+    m_folds_names = names == SQL_IC_UPPER;
+}
+
+OdbcSession::~OdbcSession() {
+    m_statements.clear();
+    ::SQLDisconnect(m_connection->Get());
+}
+
+void OdbcSession::Connect(const Server& server, const ServerSettings& settings) {
+    const SQLHANDLE connection = m_connection->Get();
+    // A driver that has no such limit says so, and goes on without.
+    ::SQLSetConnectAttr(connection, SQL_ATTR_LOGIN_TIMEOUT,
+                        Number(SecondsOf(settings.connect_timeout)), 0);
+    const std::string& user = settings.user;
+    const std::string& password = settings.password;
+    SQLRETURN done;
+    if (settings.of_type.empty())
+        done = ::SQLConnect(connection, OdbcText(server.host), SQL_NTS,
+                            user.empty() ? nullptr : OdbcText(user), SQL_NTS,
+                            password.empty() ? nullptr : OdbcText(password), SQL_NTS);
+    else
+        done =
+            ::SQLDriverConnect(connection, nullptr, OdbcText(ConnectionTextFor(server, settings)),
+                               SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
+    if (!SQL_SUCCEEDED(done))
+        OdbcDiagnosis(SQL_HANDLE_DBC, connection).Fail(true);
+}
+
+std::string OdbcSession::Info(SQLUSMALLINT what) const {
+    SQLCHAR text[64] = "";
+    const SQLRETURN done = ::SQLGetInfo(m_connection->Get(), what, text, sizeof(text), nullptr);
+    return SQL_SUCCEEDED(done) ? reinterpret_cast<const char*>(text) : std::string();
+}
+
+void OdbcSession::Ask(const Select& select, const std::string& value, Answer& answer) {
+    // The server may forget a statement, or the table may be another one since.
+    for (bool again = m_statements.count(select.get()) != 0;; again = false) {
+        try {
+            return Prepare(select).Ask(value, answer);
+        } catch (const OdbcDiagnosis& diagnosis) {
+            const bool is_dead = IsDead();
+            if (!again || is_dead || diagnosis.IsOfServer())
+                diagnosis.Fail(is_dead);
+        }
+        m_statements.erase(select.get());
+        answer.Clear();
+    }
+}
+
+OdbcStatement& OdbcSession::Prepare(const Select& select) {
+    const auto known = m_statements.find(select.get());
+    if (known != m_statements.end())
+        return *known->second.statement;
+    if (m_statements.size() >= MOST_STATEMENTS)
+        m_statements.clear();
+    SelectStatement written = *select;
+    if (m_folds_names)
+        written.FoldNames();
+    auto statement =
+        std::make_unique<OdbcStatement>(m_connection->Get(), written, m_quote, m_limits);
+    return *(m_statements[select.get()] = {select, std::move(statement)}).statement;
+}
+
+bool OdbcSession::IsDead() const {
+    SQLUINTEGER dead = SQL_CD_FALSE;
+    return SQL_SUCCEEDED(::SQLGetConnectAttr(m_connection->Get(), SQL_ATTR_CONNECTION_DEAD, &dead,
+                                             SQL_IS_UINTEGER, nullptr)) &&
+           dead == SQL_CD_TRUE;
+}
+
+} // namespace kwlookup

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Server.h"
+#include "families/servers/ServerSettings.h"
+#include "families/sql/SelectStatement.h"
+#include "plugins/odbc/OdbcHandle.h"
+#include "plugins/odbc/OdbcStatement.h"
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace kwlookup {
+
+/// A connection by way of a driver, with the statements that are prepared there.
+///
+/// Threads: one at a time. All operations wait as long as the driver does.
+class OdbcSession {
+public:
+    using Select = std::shared_ptr<const SelectStatement>;
+
+    /// Connects and logs in. Throws what OdbcDiagnosis::Fail() throws.
+    OdbcSession(const Server& server, const ServerSettings& settings);
+    ~OdbcSession();
+    OdbcSession(const OdbcSession&) = delete;
+    OdbcSession& operator=(const OdbcSession&) = delete;
+
+    /// Puts the rows for `value` into `answer`. Throws what OdbcStatement throws.
+    void Ask(const Select& select, const std::string& value, Answer& answer);
+
+private:
+    /// A statement, with what it is known by: each item has a SelectStatement of its own.
+    struct Prepared {
+        Select select;
+        std::unique_ptr<OdbcStatement> statement;
+    };
+
+    void Connect(const Server& server, const ServerSettings& settings);
+    std::string Info(SQLUSMALLINT what) const;
+    OdbcStatement& Prepare(const Select& select);
+    bool IsDead() const;
+
+    const OdbcLimits m_limits;
+    OdbcHandle<SQL_HANDLE_ENV> m_environment{SQL_NULL_HANDLE};
+    std::unique_ptr<OdbcHandle<SQL_HANDLE_DBC>> m_connection;
+    char m_quote = ' ';
+    bool m_folds_names = false;
+    std::map<const SelectStatement*, Prepared> m_statements;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/sql/SelectStatement.h"
+#include "plugins/odbc/OdbcHandle.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kwlookup {
+
+/// What a statement is told, where its driver cares.
+struct OdbcLimits {
+    std::size_t max_rows;
+    std::uintptr_t seconds;
+};
+
+/// A prepared statement with one parameter.
+///
+/// Throws OdbcDiagnosis when a call fails. Threads: one at a time.
+class OdbcStatement {
+public:
+    /// Prepares `select`, with each name between two `quote` characters.
+    OdbcStatement(SQLHANDLE connection, const SelectStatement& select, char quote,
+                  const OdbcLimits& limits);
+
+    /// Puts the rows for `value` into `answer`. Throws QuestionFault for a column that is not
+    /// compared with such a value.
+    void Ask(const std::string& value, Answer& answer);
+
+private:
+    /// What the condition's column holds.
+    enum class Kind { Text, Bytes, WholeNumber, Other };
+
+    static Kind FindKind(SQLHANDLE connection, const std::string& text);
+    bool Execute(const std::string& value);
+    void AddCell(SQLUSMALLINT column, Answer& answer);
+    void Check(SQLRETURN done) const;
+
+    const Kind m_kind;
+    OdbcHandle<SQL_HANDLE_STMT> m_statement;
+    std::array<char, 1024> m_cell;
+    std::string m_long; ///< a value that does not fit into the cell
+};
+
+} // namespace kwlookup

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "plugins/postgres/tests/PostgresService.h"
+#include "servers/OdbcDriver.h"
+
+#include <string>
+
+/// PostgreSQL, asked by way of its driver.
+class OdbcService : public PostgresService {
+public:
+    std::string GetType() const { return "odbc"; }
+    std::string GetLogin() const {
+        return "Connection=Driver=" + kwlookup::OdbcDriver("psqlodbcw.so") +
+               ";Servername=$h;Port=$p;Database=postgres|User=kw|Password=secret of the test";
+    }
+};
