@@ -18,6 +18,7 @@ public:
     explicit SelectStatement(const std::string& text);
 
     const std::string& GetTemplate() const { return m_template; }
+    const std::string& GetConditionColumn() const { return m_where_column; }
 
     /// Writes each name without capital letters in capital ones, as some databases keep names that
     /// were created without quotes.

@@ -30,6 +30,7 @@ public:
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
     std::string GetUser() const { return "kw@'%'"; }
+    bool ChecksRightsAtEachSearch() const { return true; }
     std::string Quoted(const std::string& name) const { return '`' + name + '`'; }
     std::string GetTextType() const {
         return "varchar(100) character set utf8mb4 collate utf8mb4_nopad_bin";

@@ -28,6 +28,7 @@ public:
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=postgres"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
     std::string GetUser() const { return "kw"; }
+    bool ChecksRightsAtEachSearch() const { return true; }
     std::string Quoted(const std::string& name) const { return '"' + name + '"'; }
     std::string GetTextType() const { return "text"; }
     std::string GetQuery() const { return "select result from access where address = '$s'"; }

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "plugins/firebird/FirebirdConnection.h"
+
+#include "families/servers/CallThread.h"
+#include "families/servers/ServerFault.h"
+#include "plugins/firebird/CancelWatch.h"
+#include "plugins/firebird/FirebirdStatus.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+/// Reloads with other statements must not fill the server's memory.
+constexpr std::size_t MOST_STATEMENTS = 100;
+
+} // namespace
+
+FirebirdConnection::FirebirdConnection(const Server& server, const ServerSettings& settings,
+                                       Deadline deadline) {
+    // The thread may outlive all of them.
+    const auto attachment = std::make_shared<std::shared_ptr<FirebirdAttachment>>();
+    CallThread(deadline).Do(deadline, [attachment, server, settings] {
+        *attachment = std::make_shared<FirebirdAttachment>(server, settings);
+    });
+    m_attachment = std::move(*attachment);
+}
+
+FirebirdConnection::~FirebirdConnection() {
+    const CancelWatch watch(*m_attachment, Deadline(FirebirdAttachment::FAREWELL));
+    m_statements.clear();
+}
+
+void FirebirdConnection::Ask(const FirebirdQuery& query, const std::string& value,
+                             Deadline deadline, Answer& answer) {
+    const CancelWatch watch(*m_attachment, deadline);
+    try {
+        const bool ends_in_blank = !value.empty() && value.back() == ' ';
+        AskInTime(ends_in_blank ? query.GetExactStatement() : query.GetStatement(), value, answer);
+    } catch (const FirebirdFailure& failure) {
+        if (watch.HasCancelled())
+            throw ServerFault("no answer in time");
+        failure.Fail();
+    }
+}
+
+void FirebirdConnection::AskInTime(const std::string& text, const std::string& value,
+                                   Answer& answer) {
+    if (m_statements.count(text) != 0) {
+        try {
+            return Prepare(text).Ask(value, answer);
+        } catch (const FirebirdFailure& failure) {
+            if (failure.IsOfServer())
+                throw;
+        }
+        // The table may be another one since.
+        m_statements.erase(text);
+        answer.Clear();
+    }
+    Prepare(text).Ask(value, answer);
+}
+
+FirebirdStatement& FirebirdConnection::Prepare(const std::string& text) {
+    const auto known = m_statements.find(text);
+    if (known != m_statements.end())
+        return *known->second;
+    if (m_statements.size() >= MOST_STATEMENTS)
+        m_statements.clear();
+    auto statement = std::make_unique<FirebirdStatement>(*m_attachment, text);
+    return *(m_statements[text] = std::move(statement));
+}
+
+} // namespace kwlookup

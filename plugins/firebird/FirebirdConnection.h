@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "families/servers/Deadline.h"
+#include "families/servers/Server.h"
+#include "families/servers/ServerSettings.h"
+#include "plugins/firebird/FirebirdAttachment.h"
+#include "plugins/firebird/FirebirdQuery.h"
+#include "plugins/firebird/FirebirdStatement.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+namespace kwlookup {
+
+/// A connection to a Firebird server or file, with the statements that it has prepared there.
+///
+/// Threads: one at a time.
+class FirebirdConnection {
+public:
+    /// Connects and logs in: in a thread that is left behind when that does not end. Throws
+    /// ServerFault.
+    FirebirdConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
+    ~FirebirdConnection();
+    FirebirdConnection(const FirebirdConnection&) = delete;
+    FirebirdConnection& operator=(const FirebirdConnection&) = delete;
+
+    /// Puts the rows for `value` into `answer`. Throws ServerFault and QuestionFault.
+    void Ask(const FirebirdQuery& query, const std::string& value, Deadline deadline,
+             Answer& answer);
+
+private:
+    void AskInTime(const std::string& text, const std::string& value, Answer& answer);
+    FirebirdStatement& Prepare(const std::string& text);
+
+    std::shared_ptr<FirebirdAttachment> m_attachment;
+    std::map<std::string, std::unique_ptr<FirebirdStatement>> m_statements;
+};
+
+} // namespace kwlookup

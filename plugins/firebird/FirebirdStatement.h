@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "families/servers/Answer.h"
+#include "plugins/firebird/FirebirdAttachment.h"
+#include "plugins/firebird/Sqlda.h"
+
+#include <cstddef>
+#include <ibase.h>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// A prepared statement with one parameter, and perhaps another for its number of characters.
+///
+/// Throws FirebirdFailure when a call fails. Threads: one at a time.
+class FirebirdStatement {
+public:
+    /// `attachment` must outlive it.
+    FirebirdStatement(FirebirdAttachment& attachment, const std::string& text);
+    ~FirebirdStatement();
+    FirebirdStatement(const FirebirdStatement&) = delete;
+    FirebirdStatement& operator=(const FirebirdStatement&) = delete;
+
+    /// Puts the rows for `value` into `answer`. Throws QuestionFault for a column that is not
+    /// compared with such a value.
+    void Ask(const std::string& value, Answer& answer);
+
+private:
+    /// What the condition's column holds.
+    enum class Kind { Text, WholeNumber, Other };
+
+    /// Where a value of a row goes.
+    struct Cell {
+        std::size_t at; ///< in m_cells
+        bool is_blob;
+        bool is_padded;
+    };
+
+    void Prepare(const std::string& text);
+    void FindKind();
+    void BindNumber(XSQLVAR& parameter, long long& number);
+    void BindCells();
+    bool Bind(const std::string& value);
+    bool CanHold(const std::string& value) const;
+    void AddRow(Answer& answer);
+    std::string ReadBlob(ISC_QUAD id);
+
+    FirebirdAttachment& m_attachment;
+    isc_stmt_handle m_handle = 0;
+    Sqlda m_parameter{2};
+    Sqlda m_row{8}; // most statements select fewer columns
+    Kind m_kind = Kind::Other;
+    std::size_t m_most_characters = 0;
+    bool m_is_utf8 = false;
+    short m_null = 0; ///< of the parameter: it is not
+    long long m_number = 0;
+    long long m_characters = 0;
+    std::vector<char> m_text; ///< the parameter, with its length before it
+    std::vector<Cell> m_columns;
+    std::vector<char> m_cells;
+    std::vector<short> m_nulls;
+};
+
+} // namespace kwlookup
