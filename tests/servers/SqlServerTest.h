@@ -61,11 +61,13 @@ protected:
         return this->ReasonOf(Item(statement, settings), text);
     }
 
+    /// `rest` is a statement, or settings that may name hosts and a statement.
     void ExpectRefused(const std::string& rest, const std::string& error) {
-        EXPECT_THAT(this->ErrorOf("\"" + Base::Get().GetType() + ":" + Base::Get().GetLogin() +
-                                  "|" + rest + "\""),
-                    testing::HasSubstr(error))
-            << rest;
+        const std::string list =
+            rest.rfind("select", 0) == 0
+                ? Item(rest)
+                : "\"" + Base::Get().GetType() + ":" + Base::Get().GetLogin() + "|" + rest + "\"";
+        EXPECT_THAT(this->ErrorOf(list), testing::HasSubstr(error)) << rest;
     }
 
     /// Asks for each of the first addresses that would harm a statement. `table` gets rows for a

@@ -58,7 +58,7 @@ TEST_F(ToolCompletion, BashCompletes) {
                                          "fi: find\n"
                                          "find --ex: --exact --explain\n"
                                          "find --j: --json\n"
-                                         "build : cdb\n"
+                                         "build : cdb lmdb\n"
                                          "build c: cdb\n"
                                          "build cdb --k: --keep-case\n"
                                          "find a --strict --e: --exact --explain\n"

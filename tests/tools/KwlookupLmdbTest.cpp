@@ -35,7 +35,7 @@ TEST_F(ToolBuildLmdb, TheFirstLineWithAKeyCounts) {
     const ProgramResult result = Build("# comment\nb two words\n\nA 1\nplain\nB again\n");
     EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, m_dir.Path("out.lmdb") + ": 3 records\n");
-    EXPECT_THAT(result.err, HasSubstr("'b' stands in line 2 already; this one is left out"));
+    EXPECT_THAT(result.err, HasSubstr("'b' is already in line 2; this one is left out"));
     EXPECT_EQ(Find("b"), "b\ttwo words\n");
     EXPECT_EQ(Find("a"), "a\t1\n");
     EXPECT_EQ(Find("plain"), "plain\tplain\n");

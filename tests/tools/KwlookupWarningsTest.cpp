@@ -291,7 +291,7 @@ TEST(ToolHints, CommonErrorsShowACorrectedLine) {
          "The following argument was not expected: ldap:Password=***\n"},
         {{"build", "hash", "in", "out"},
          Usage,
-         "kwlookup: error: unknown command build hash; did you mean build cdb?\n"
+         "kwlookup: error: unknown command build hash; the commands are cdb lmdb\n"
          "Run with --help for more information.\n"
          "kwlookup: hint: kwlookup build cdb in out\n"},
         {{"find", "a,", "b", "c"}, NotFound, quote + "kwlookup find 'a, b' c\n"},

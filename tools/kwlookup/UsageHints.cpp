@@ -46,18 +46,23 @@ bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arg
     const std::string& word = rest.front();
     const std::string meant = commands.size() == 1 ? commands.front() : NearestName(word, commands);
     const std::string before = &last == &app ? "" : last.get_name() + " ";
+    const auto hint = [&](const std::string& command) {
+        std::vector<std::string> corrected = arguments;
+        std::replace(corrected.begin(), corrected.end(), word, command);
+        TellHint(CommandLine(corrected));
+    };
     std::cerr << "kwlookup: error: unknown command " << before << Shown(word);
-    if (meant.empty()) {
-        std::cerr << "; the commands are";
-        for (const std::string& command : commands)
-            std::cerr << ' ' << command;
-        std::cerr << MORE;
+    if (!meant.empty()) {
+        std::cerr << "; did you mean " << before << meant << "?" << MORE;
+        hint(meant);
         return true;
     }
-    std::cerr << "; did you mean " << before << meant << "?" << MORE;
-    std::vector<std::string> corrected = arguments;
-    std::replace(corrected.begin(), corrected.end(), word, meant);
-    TellHint(CommandLine(corrected));
+    std::cerr << "; the commands are";
+    for (const std::string& command : commands)
+        std::cerr << ' ' << command;
+    std::cerr << MORE;
+    if (&last != &app)
+        hint(commands.front());
     return true;
 }
 
