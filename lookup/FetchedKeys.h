@@ -27,6 +27,7 @@ public:
     /// Removes all keys.
     FetchedKeys& operator=(const FetchedKeys&) {
         m_index = 0;
+        m_count = 0;
         return *this;
     }
 
