@@ -24,11 +24,12 @@ public:
     /// were created without quotes.
     void FoldNames();
 
-    /// Which columns the database gives: those of the statement, or the condition's behind them.
+    /// The columns that the database returns: those of the statement, and perhaps that of the
+    /// condition after them.
     enum class Columns { Selected, AndCondition };
 
-    /// The statement for the database: each name between two `quote` characters, `parameter` where
-    /// the value goes.
+    /// The statement for the database, with each name between two `quote` characters and
+    /// `parameter` in the place of the value.
     std::string Text(char quote, std::string_view parameter,
                      Columns columns = Columns::Selected) const;
 

@@ -12,7 +12,7 @@
 
 namespace kwlookup {
 
-/// Stands on 127.0.0.1 before a server and forwards, with faults when told so.
+/// A proxy on 127.0.0.1 for a server, which makes faults on request.
 /// Any thread may call.
 class FaultyProxy {
 public:
@@ -21,7 +21,7 @@ public:
         Close,    ///< closes a connection after so many bytes of the server's answers
         Hang,     ///< forwards so many bytes of the server's answers on a connection, then nothing
         Scramble, ///< as Hang, but answers with garbage after these bytes
-        Reset     ///< as Close, but the client's system is told that the connection was reset
+        Reset     ///< as Close, but with a reset of the connection
     };
 
     explicit FaultyProxy(int server_port);

@@ -175,7 +175,7 @@ TYPED_TEST_P(ServerFaultsTest, GarbageIsNeverAMiss) {
     this->ExpectWorksInTime(holder);
 }
 
-TYPED_TEST_P(ServerFaultsTest, WrongPasswordIsAFaultAndNoSecretIsTold) {
+TYPED_TEST_P(ServerFaultsTest, WrongPasswordIsAFaultThatShowsNoSecret) {
     std::string login = this->Get().GetLogin();
     const std::string good = "secret of the test";
     const std::string bad = "wrong secret";
@@ -257,5 +257,5 @@ REGISTER_TYPED_TEST_SUITE_P(ServerFaultsTest, AnswersByPortAndBySocket,
                             StoppedServerFailsSearchesInTime,
                             AnswerThatStopsSomewhereFailsSearchesInTime,
                             AnswerCutAfterAnyByteIsAFault, GarbageIsNeverAMiss,
-                            WrongPasswordIsAFaultAndNoSecretIsTold, LongRunLeavesNothingBehind,
+                            WrongPasswordIsAFaultThatShowsNoSecret, LongRunLeavesNothingBehind,
                             ChildAfterForkConnectsItself);

@@ -32,7 +32,7 @@ protected:
 
 TYPED_TEST_SUITE_P(ServerThreadsTest);
 
-TYPED_TEST_P(ServerThreadsTest, SearchesBesideReloads) {
+TYPED_TEST_P(ServerThreadsTest, SearchesDuringReloads) {
     RecordingLog::Silence();
     const std::string list = this->List(this->Server().GetHost(), "MaxConnections=4");
     KwLookupHolder shared(this->m_log);
@@ -58,7 +58,7 @@ TYPED_TEST_P(ServerThreadsTest, SearchesBesideReloads) {
     EXPECT_GT(reloads, 1);
 }
 
-TYPED_TEST_P(ServerThreadsTest, ServerDiesBesideSearches) {
+TYPED_TEST_P(ServerThreadsTest, ServerDiesDuringSearches) {
     RecordingLog::Silence();
     KwLookupHolder holder(this->m_log);
     holder.Init(this->List(this->Server().GetHost()));
@@ -83,4 +83,4 @@ TYPED_TEST_P(ServerThreadsTest, ServerDiesBesideSearches) {
     this->ExpectWorks(holder);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ServerThreadsTest, SearchesBesideReloads, ServerDiesBesideSearches);
+REGISTER_TYPED_TEST_SUITE_P(ServerThreadsTest, SearchesDuringReloads, ServerDiesDuringSearches);

@@ -30,7 +30,7 @@ public:
     /// Ends all its processes at once, as a crash does.
     void Kill();
 
-    /// Stops all its processes: the kernel goes on to accept connections, nobody answers.
+    /// Stop all its processes: the kernel still accepts connections, but they get no answer.
     void Stop();
     void Continue();
 
@@ -57,7 +57,7 @@ protected:
     std::string GetKeyFile() const { return m_dir.Path("server.key"); }
     std::string GetCaFile() const { return m_dir.Path("ca.crt"); }
 
-    /// A port that nobody listens at.
+    /// A port without a listener.
     static int FreePort();
 
     /// The program and its arguments.

@@ -26,7 +26,7 @@ protected:
         m_settings.max_rows = 10;
     }
 
-    /// Made by the first call, which is no thread's.
+    /// The first call, before any threads are started, makes it.
     AnswerCache& Cache() {
         if (!m_cache)
             m_cache = std::make_unique<AnswerCache>(m_settings);
@@ -78,7 +78,7 @@ TEST_F(AnswerCacheTest, KeepsAnswersForTheirTime) {
     EXPECT_EQ(Ask("a"), "OK");
     EXPECT_EQ(Ask("b"), "new");
     EXPECT_EQ(m_asked, 2);
-    // Misses have a time of their own, which is none here.
+    // The time for misses is zero here.
     m_value = "";
     EXPECT_EQ(Ask("c"), "miss");
     m_value = "found";
@@ -121,7 +121,7 @@ TEST_F(AnswerCacheTest, NeverKeepsFaults) {
     EXPECT_EQ(m_asked, 4);
 }
 
-TEST_F(AnswerCacheTest, ForgetsWhatNobodyAskedForTheLongest) {
+TEST_F(AnswerCacheTest, DropsTheLeastRecentlyUsedAnswer) {
     m_settings.cache_time = seconds(60);
     m_settings.cache_size = 2;
     Ask("a");
@@ -217,7 +217,7 @@ TEST_F(AnswerCacheTest, EqualQuestionsAtOnceAreAskedOnce) {
     }
 }
 
-TEST_F(AnswerCacheTest, NobodyWaitsForAnotherLongerThanItsOwnTime) {
+TEST_F(AnswerCacheTest, NoSearchWaitsForAnotherLongerThanItsOwnTime) {
     Cache();
     m_hold = true;
     std::thread first([&] { Ask("a"); });

@@ -45,7 +45,7 @@ TEST(Timestamp, IsReadAsUtc) {
         EXPECT_EQ(Read(test.text), test.utc) << test.text;
 }
 
-TEST(Timestamp, WhatIsInNoCalendarIsNone) {
+TEST(Timestamp, InvalidDatesAreRefused) {
     for (const std::string& text : {""s,
                                     " "s,
                                     "yesterday"s,

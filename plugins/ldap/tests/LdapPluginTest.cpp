@@ -298,7 +298,7 @@ TEST_F(LdapPluginTest, SaslLogsInAsTheUserOfTheProcess) {
     ExpectWorks(item(Server().GetHost(), "Sasl=EXTERNAL|Tls=starttls" + certificate));
     EXPECT_EQ(FailureOf(item(Server().GetHost(), "Tls=starttls" + trusting)),
               Server().GetHost() + ": No such object");
-    // The usual port is that of TLS, where nobody listens.
+    // The default port is that of TLS, where no server listens.
     EXPECT_EQ(FailureOf(item("127.0.0.1", "Tls=require" + trusting)),
               "127.0.0.1:636: Connection refused");
     EXPECT_EQ(FailureOf(item("127.0.0.1", "Tls=starttls" + trusting)),

@@ -233,7 +233,7 @@ TEST_F(LdapProtocolTest, TlsNeverBeginsHalfway) {
               early.GetHost() + ": the server answered before TLS began");
 }
 
-TEST_F(LdapProtocolTest, LoginThatIsNotOverIsAFault) {
+TEST_F(LdapProtocolTest, IncompleteLoginIsAFault) {
     Server server([](const std::string& request) {
         return Server::Result(request, LDAP_SASL_BIND_IN_PROGRESS, "", {}, BIND_ANSWER);
     });

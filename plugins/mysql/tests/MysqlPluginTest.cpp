@@ -365,7 +365,7 @@ TEST_F(MysqlTlsTest, WithoutTlsOfTheServerNothingIsSent) {
     EXPECT_EQ(Sql("show global status like 'Ssl_accepts'"), "Ssl_accepts\t0\n");
 }
 
-TEST_F(MysqlTlsTest, CertificateIsForWhatIsConfigured) {
+TEST_F(MysqlTlsTest, CertificateMustBeForTheConfiguredName) {
     const std::string port = ":" + std::to_string(Server().GetPort());
     UseCertificate(m_authority.For("DNS:localhost"));
     ExpectWorks(List("localhost" + port, Trusting()));

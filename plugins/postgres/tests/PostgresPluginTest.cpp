@@ -169,12 +169,12 @@ TEST_F(PostgresPluginTest, BytesThatTheDatabaseCannotHoldAreMisses) {
     // The euro sign and a letter of another alphabet are not in LATIN1.
     for (const char* text : {"\xe2\x82\xac", "\xd0\x96"})
         EXPECT_EQ(AskList(Item(select, "Database=latin"), text), Miss());
-    // Any bytes may stand there, but in UTF-8 they cannot be asked for.
+    // The column may contain any bytes, but they cannot be searched in UTF-8.
     ExpectAnswer(Item(select, "Database=bytes|Charset=SQL_ASCII"), latin, 0,
                  {true, " gr\xfc\xdf", latin});
     EXPECT_THAT(FailureWith(select, latin, "Database=bytes"),
                 StartsWith("invalid byte sequence for encoding \"UTF8\""));
-    // A row that cannot be told is not a miss.
+    // A row that cannot be converted is not a miss.
     Sql("insert into access values ('euro', E'\u20ac')");
     EXPECT_THAT(FailureWith(select, "euro", "Charset=latin1"), HasSubstr("has no equivalent"));
     Sql("delete from access where address = 'euro'");

@@ -62,7 +62,7 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
         EXPECT_EQ(Ask(holder, "nobody"), Miss());
     }
 
-    // Once the table is known, nobody is sent elsewhere.
+    // Once the table is known, there are no more redirections.
     KwLookupHolder holder(m_log);
     holder.Init(Item(m_cluster.GetHosts()));
     EXPECT_EQ(Found(holder), KEYS);
@@ -74,7 +74,7 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
         calls += Calls(i, "get");
     EXPECT_EQ(calls, KEYS);
 
-    // Replicas answer where that is asked for.
+    // Replicas answer on request.
     KwLookupHolder replicas(m_log);
     replicas.Init(Item(m_cluster.Node(Master()).GetHost(), "ReadFrom=replica|GET $s"));
     long of_masters = 0;
@@ -87,7 +87,7 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
             of_masters += Calls(i, "get");
     EXPECT_EQ(of_masters, 0);
 
-    // A slot that moves: what is there already is asked for there.
+    // While a slot is being moved, keys that have moved already are found at the new node.
     const std::string slot = "{moving}";
     m_cluster.Run({"SET", slot + "old", "OK"});
     m_cluster.Run({"SET", slot + "gone", "OK"});

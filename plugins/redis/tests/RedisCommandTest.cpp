@@ -78,7 +78,7 @@ TEST(RedisCommand, KnowsItsKeyAndWhatMatched) {
     }
 }
 
-TEST(RedisCommand, NoTextChangesWhatIsAsked) {
+TEST(RedisCommand, NoTextChangesTheRequest) {
     const RedisCommand command("HMGET l:$s 'c d' $u $d");
     std::string question;
     for (int i = 0; i < Rounds(100000); ++i) {

@@ -84,7 +84,7 @@ TEST_F(RedisPluginTest, Answers) {
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
-TEST_F(RedisPluginTest, AFaultOfTheQuestionIsNoMissAndKeepsTheConnection) {
+TEST_F(RedisPluginTest, AQuestionFaultIsNotAMissAndKeepsTheConnection) {
     FaultyProxy proxy(SharedServer().GetPort());
     KwLookupHolder holder(m_log);
     holder.Init(Item(proxy.GetHost(), "GET $s"));

@@ -29,7 +29,7 @@ protected:
     RedisServer m_server;
 };
 
-TEST_F(RedisSharingTest, AServerThatIsDownAtStartStopsNobody) {
+TEST_F(RedisSharingTest, AListCanBeLoadedWhileItsServerIsDown) {
     m_server.Kill();
     KwLookupHolder holder(m_log);
     holder.Init(Item(m_server.GetHost(), "RetryInterval=1|GET $s"));
@@ -84,7 +84,7 @@ TEST_F(RedisSharingTest, AnotherHostAnswersInPlaceOfOneThatFails) {
     EXPECT_EQ(SearchError(holder), Refused() + "; " + second.GetHost() + ": Connection refused");
 }
 
-TEST_F(RedisSharingTest, ServersAreMixedWhereThatIsAskedFor) {
+TEST_F(RedisSharingTest, ServersAreMixedOnRequest) {
     RedisServer second;
     second.Load({{"SET", "jdoe@corp.lan", "second"}});
     KwLookupHolder holder(m_log);
@@ -144,7 +144,7 @@ TEST_F(RedisSharingTest, AHostThatDropsPacketsCostsNoMoreThanTheConnectTimeout) 
     });
 }
 
-TEST_F(RedisSharingTest, NamesThatAreNoneAreAFault) {
+TEST_F(RedisSharingTest, InvalidNamesAreFaults) {
     KwLookupHolder holder(m_log);
     holder.Init(Item("name.invalid", "Timeout=1|ConnectTimeout=1|RetryInterval=0|GET $s"));
     ExpectInTime(seconds(1),
@@ -202,7 +202,7 @@ TEST_F(RedisSharingTest, AtMostMaxConnectionsAreMade) {
         other.join();
 }
 
-TEST_F(RedisSharingTest, IdleConnectionsAreClosedThoughNobodyAsks) {
+TEST_F(RedisSharingTest, IdleConnectionsAreClosedWithoutSearches) {
     FaultyProxy proxy(SharedServer().GetPort());
     KwLookupHolder holder(m_log);
     holder.Init(Item(proxy.GetHost(), "IdleTimeout=1|GET $s"));
@@ -219,7 +219,7 @@ TEST_F(RedisSharingTest, IdleConnectionsAreClosedThoughNobodyAsks) {
     EXPECT_EQ(proxy.GetAcceptedCount(), 4);
 }
 
-TEST_F(RedisSharingTest, AnswersAreKeptWhereThatIsAskedFor) {
+TEST_F(RedisSharingTest, AnswersAreKeptOnRequest) {
     RedisServer server;
     Fill(server);
     KwLookupHolder holder(m_log);

@@ -182,7 +182,7 @@ TEST_F(Domains, TheFirstMemberThatMatchesEndsTheSearch) {
     EXPECT_EQ(spies[1]->requests.size(), 0U);
 }
 
-TEST_F(Domains, EmptyDomainIsNotSearchedFor) {
+TEST_F(Domains, EmptyDomainIsNotSearched) {
     Spy* const spy = new Spy;
     spy->answer = true;
     domains.AddObject(static_cast<KwIfLookup*>(spy));
