@@ -115,7 +115,7 @@ StoredRow InsertStatement::Convert(const KwStorageValuesMap& record) const {
             if (!ReadTimestamp(given, value.text))
                 throw std::invalid_argument(
                     "'" + parameter.name +
-                    "' is not a timestamp: wait now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]");
+                    "' is not a timestamp: write now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]");
         } else if (parameter.type == KwStorageValuesMap::Int) {
             if (!ReadInt(given, value.number))
                 throw std::invalid_argument("'" + parameter.name + "' is not an int");

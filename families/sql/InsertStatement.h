@@ -33,7 +33,7 @@ public:
     /// and the types that it names do not count.
     ///
     /// Throws std::invalid_argument "'NAME' is missing", "'NAME' is not an int", and "'NAME' is not
-    /// a timestamp: wait now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]".
+    /// a timestamp: write now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]".
     StoredRow Convert(const KwStorageValuesMap& record) const;
 
 private:

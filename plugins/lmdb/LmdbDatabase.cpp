@@ -36,7 +36,7 @@ constexpr std::size_t MOST_LEVELS = 32;
 /// How often a search begins anew because of transactions meanwhile; each takes longer than it.
 constexpr int TRIES = 100;
 
-constexpr char NOT_WHOLE[] = "not a whole LMDB file";
+constexpr char NOT_WHOLE[] = "not a valid LMDB file";
 
 } // namespace
 

@@ -97,7 +97,7 @@ std::string_view LmdbPage::GetLong(std::uint32_t length, std::string& buffer) co
 }
 
 void LmdbPage::Fail() const {
-    throw std::runtime_error(m_file->GetName() + ": not a whole LMDB file");
+    throw std::runtime_error(m_file->GetName() + ": not a valid LMDB file");
 }
 
 } // namespace kwlookup

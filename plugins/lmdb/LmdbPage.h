@@ -13,7 +13,7 @@ namespace kwlookup {
 
 /// One page of an LMDB file, or the small page inside a record that holds the values of its key.
 /// No operation reads outside of the page, whatever it holds; what does not fit throws
-/// std::runtime_error "NAME: not a whole LMDB file".
+/// std::runtime_error "NAME: not a valid LMDB file".
 ///
 /// Threads: one at a time.
 class LmdbPage {

@@ -67,7 +67,7 @@ void SqliteDatabase::CheckFile() {
     // SQLite notices when whole pages are missing; what is cut off the last one it takes for zeros.
     const Statement page_size = Pragma("page_size");
     if (m_stamp.GetSize() % static_cast<unsigned>(::sqlite3_column_int(page_size.get(), 0)) != 0)
-        throw std::runtime_error(m_name + ": not a whole database");
+        throw std::runtime_error(m_name + ": not a valid database");
     // In another encoding bytes that are not UTF-8 would become characters, and match those.
     const Statement encoding = Pragma("encoding");
     const unsigned char* const text = ::sqlite3_column_text(encoding.get(), 0);

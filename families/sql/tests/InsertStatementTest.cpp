@@ -136,7 +136,7 @@ TEST(InsertStatement, AValueOfAnotherTypeIsAnErrorThatNamesIt) {
     const InsertStatement times("insert into t values (:a<timestamp>)");
     EXPECT_EQ(ErrorOf(times, "now"), "");
     EXPECT_EQ(ErrorOf(times, "2026-02-30"),
-              "'a' is not a timestamp: wait now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]");
+              "'a' is not a timestamp: write now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]");
     const InsertStatement missing("insert into t values (:a<varchar>, :A<varchar>)");
     EXPECT_EQ(ErrorOf(missing, "x"), "'A' is missing");
 }

@@ -140,10 +140,10 @@ TEST_F(LmdbPluginTest, WhatIsNoLmdbFileIsAnError) {
     Make({{"a", "1"}});
     std::string other_version = ReadAll(m_name);
     other_version[20] = 2;
-    const Case cases[] = {{"", "not a whole LMDB file"},
-                          {"jdoe@corp.lan OK\n", "not a whole LMDB file"},
-                          {std::string(10000, '\0'), "not a whole LMDB file"},
-                          {std::string(10000, 'x'), "not a whole LMDB file"},
+    const Case cases[] = {{"", "not a valid LMDB file"},
+                          {"jdoe@corp.lan OK\n", "not a valid LMDB file"},
+                          {std::string(10000, '\0'), "not a valid LMDB file"},
+                          {std::string(10000, 'x'), "not a valid LMDB file"},
                           {other_version, "an LMDB file of another version"}};
     for (const Case& test : cases) {
         m_dir.Write("table.lmdb", test.bytes);
@@ -173,7 +173,7 @@ TEST_F(LmdbPluginTest, EveryTruncationIsAnErrorOrTheRightAnswer) {
             try {
                 EXPECT_EQ(Ask(holder, "key"s + number).res, " value"s + number);
             } catch (const std::runtime_error& error) {
-                EXPECT_THAT(error.what(), EndsWith(": not a whole LMDB file"));
+                EXPECT_THAT(error.what(), EndsWith(": not a valid LMDB file"));
                 EXPECT_LT(size, bytes.size());
             }
         }
