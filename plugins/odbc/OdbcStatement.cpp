@@ -130,7 +130,7 @@ bool OdbcStatement::Execute(const std::string& value) {
     const OdbcDiagnosis diagnosis(SQL_HANDLE_STMT, statement);
     if (m_kind == Kind::Text && diagnosis.GetState() == BAD_BYTES && !IsUtf8(value))
         return false;
-    throw diagnosis;
+    throw OdbcDiagnosis(diagnosis);
 }
 
 void OdbcStatement::AddCell(SQLUSMALLINT column, Answer& answer) {
