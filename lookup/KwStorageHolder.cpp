@@ -72,11 +72,16 @@ void KwStorageHolder::ClearObjects() {
 
 void KwStorageHolder::Store(const KwStorageValuesMap& values) {
     std::string reasons;
+    const auto add = [&reasons](const char* reason) {
+        reasons.append(reasons.empty() ? "" : "; ").append(reason);
+    };
     for (KwIfStorage& storage : m_objects) {
         try {
             storage.Store(values);
         } catch (const std::exception& error) {
-            reasons += (reasons.empty() ? "" : "; ") + std::string(error.what());
+            add(error.what());
+        } catch (...) {
+            add("an exception of unknown type was thrown");
         }
     }
     if (!reasons.empty())

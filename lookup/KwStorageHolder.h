@@ -53,7 +53,8 @@ public:
     void ClearObjects() override;
 
     /// Stores the record in every storage, in list order. When some of them fail, it still calls
-    /// the others, and then throws std::runtime_error with all reasons, "REASON; REASON".
+    /// the others, and then throws std::runtime_error with all reasons, "REASON; REASON". For what
+    /// is not a std::exception the reason is "an exception of unknown type was thrown".
     ///
     /// A storage with `OnError = ignore` logs its failure and does not throw. An empty holder
     /// stores nothing.

@@ -16,7 +16,10 @@ namespace {
 using ::testing::ElementsAre;
 using Strings = std::vector<std::string>;
 
-/// Writes what it is told to store, and that it is destroyed, into `events`.
+constexpr char ODD[] = "an exception of unknown type was thrown";
+
+/// Adds the records that it stores, and its end, to `events`. With the error ODD it throws a
+/// number.
 class NotingStorage : public KwIfStorage {
 public:
     NotingStorage(const std::string& name, Strings& events, const std::string& error = "")
@@ -29,6 +32,8 @@ public:
     const LogClass* GetLogPtr() const override { return nullptr; }
     void Store(const KwStorageValuesMap& values) override {
         m_events.push_back(m_name + " stores " + values.m_values.at("a").second);
+        if (m_error == ODD)
+            throw 42;
         if (!m_error.empty())
             throw std::invalid_argument(m_error);
     }
@@ -60,22 +65,24 @@ protected:
 
 TEST_F(StorageHolderTest, StoresIntoEveryItemAndTellsAllErrors) {
     Add("first", "no");
+    Add("odd", ODD);
     Add("second");
     Add("third", "never");
     m_holder.AddObject(nullptr);
-    EXPECT_EQ(m_holder.GetObjects().size(), 3U);
+    EXPECT_EQ(m_holder.GetObjects().size(), 4U);
     try {
         m_holder.Store(Record("x"));
         ADD_FAILURE();
     } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "no; never");
+        EXPECT_EQ(error.what(), "no; " + std::string(ODD) + "; never");
     }
-    EXPECT_THAT(m_events, ElementsAre("first stores x", "second stores x", "third stores x"));
+    EXPECT_THAT(m_events,
+                ElementsAre("first stores x", "odd stores x", "second stores x", "third stores x"));
     m_events.clear();
     m_holder.InitLog(m_log);
     m_holder.ClearObjects();
-    EXPECT_THAT(m_events,
-                ElementsAre("log first", "log second", "log third", "~first", "~second", "~third"));
+    EXPECT_THAT(m_events, ElementsAre("log first", "log odd", "log second", "log third", "~first",
+                                      "~odd", "~second", "~third"));
     EXPECT_TRUE(m_holder.Empty());
 }
 
