@@ -38,8 +38,8 @@ const std::vector<std::string>& Keys() {
     return keys;
 }
 
-/// Each service has a server with the keys 0 to RECORDS, Item(), which asks it, and a Loop, which
-/// does the same with its client library and a connection of its own.
+/// Each service has a server with the keys 0 to RECORDS, an Item() for the server, and a Loop,
+/// which does the same searches with the client library on a connection of its own.
 class Postgres {
 public:
     Postgres() {

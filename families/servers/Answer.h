@@ -10,14 +10,14 @@
 
 namespace kwlookup {
 
-/// What a server answered: nothing, or rows of values. The result is all values in order, joined by
-/// blanks, empty ones left out.
+/// The answer of a server: nothing, or rows of values. The result is all non-empty values in order,
+/// separated by blanks.
 class Answer {
 public:
     explicit Answer(std::size_t max_rows) : m_max_rows(max_rows) {}
 
-    /// There is a row, whose values, if any, follow. Throws std::runtime_error "more rows than
-    /// MaxRows, NUMBER"; the connection, which has more of them, is then closed.
+    /// Begin a row; its values, if any, follow. Throws std::runtime_error "more rows than MaxRows,
+    /// NUMBER". The connection is closed then, because it has unread rows.
     void AddRow() {
         if (++m_rows > m_max_rows)
             throw std::runtime_error("more rows than MaxRows, " + std::to_string(m_max_rows));
@@ -30,7 +30,7 @@ public:
         m_result.clear();
     }
 
-    /// True when there is a row.
+    /// True if there is a row.
     bool IsFound() const { return m_rows > 0; }
     const std::string& GetResult() const { return m_result; }
 

@@ -8,13 +8,13 @@
 namespace kwlookup {
 namespace {
 
-/// So that the cache takes CacheSize times this at the very most.
+/// A bound for the memory of the cache: at most CacheSize times this.
 constexpr std::size_t LONGEST_KEPT = 64 * 1024;
-/// Of answers to keep once more in one go: others wait for the lock.
+/// Answers that may be moved to the front at a time, as other searches wait for the lock.
 constexpr int MOST_CHANCES = 16;
 /// Must be a power of 2.
 constexpr std::size_t FEWEST_BUCKETS = 16;
-/// Often enough for whoever watches the log, and seldom enough to leave room for other lines.
+/// Often enough to be seen, but not so often as to fill the log.
 constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 
 } // namespace
@@ -51,7 +51,7 @@ AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& an
     try {
         Keep(turn.question, answer);
     } catch (const std::bad_alloc&) {
-        // It is an answer all the same.
+        // Without memory for the cache, it is still an answer.
     }
     return answer;
 }
@@ -143,7 +143,7 @@ void AnswerCache::Land(const Turn& turn, AnswerPtr answer, const char* error) no
     try {
         flight->error = error;
     } catch (const std::bad_alloc&) {
-        // Others wait for the end more than for its reason.
+        // Without memory for the reason, the waiting searches must still go on.
     }
     flight->done = true;
     flight->landed.notify_all();

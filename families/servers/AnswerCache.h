@@ -22,25 +22,25 @@
 
 namespace kwlookup {
 
-/// Answers to questions, kept for CacheTime where something was found and for NegativeCacheTime
-/// where not, and for StaleTime longer, to stand in while no server can be asked. Of more than
-/// CacheSize answers those go that nobody asked for lately. Faults are never kept, nor are
-/// answers of more than 64 KiB with their question.
+/// A cache of answers to questions. A match is kept for CacheTime, a miss for NegativeCacheTime.
+/// Both are kept for StaleTime longer, for use while no server can be asked. Beyond CacheSize
+/// answers, the least recently used ones are dropped. Faults are never kept, nor are answers of
+/// more than 64 KiB together with their question.
 ///
-/// Equal questions at the same time are asked once, also where nothing is kept.
+/// Equal questions at the same time are asked once, even if nothing is kept.
 ///
-/// Threads: any. A kept answer costs some 200 ns, under a lock for most of it.
+/// Threads: any. A kept answer costs some 200 ns, most of it under a lock.
 class AnswerCache {
 public:
     using AnswerPtr = std::shared_ptr<const Answer>;
 
     explicit AnswerCache(const ServerSettings& settings);
 
-    /// The answer to `question`: one that is kept, that of another search that asks the same, or
+    /// The answer to `question`: a kept one, that of a concurrent search with the same question, or
     /// what `ask(answer)` puts into an empty answer.
     ///
-    /// Throws what `ask` throws, where no old answer stands in; a search that waited for the same
-    /// question of another throws std::runtime_error with the reason of that one.
+    /// Throws what `ask` throws, unless there is an old answer to use. A search that waited for
+    /// another one throws std::runtime_error with the reason of that one.
     template <typename Ask>
     AnswerPtr Get(const std::string& question, Deadline deadline, Ask&& ask) {
         Turn turn = Begin(question, deadline);
@@ -63,7 +63,7 @@ public:
         }
     }
 
-    /// Why an old answer stood in, for the log, once a minute; else empty.
+    /// Why an old answer was used, once a minute for the log; otherwise empty.
     std::string TakeStaleReason();
 
 private:
@@ -94,7 +94,7 @@ private:
         std::string error;
     };
 
-    /// What a search has to do: nothing where there is an answer, else ask and end the flight.
+    /// The task of a search: nothing if there is an answer, otherwise to ask and end the flight.
     struct Turn {
         const std::string& question;
         AnswerPtr answer;
@@ -116,7 +116,7 @@ private:
     AnswerPtr StandIn(const Turn& turn, const char* reason);
     void Fail(const Turn& turn, const char* reason);
 
-    // Under the lock:
+    // Call these under the lock.
     const Kept* Find(const std::string& question, Deadline::Clock::time_point now);
     void Keep(const std::string& question, const AnswerPtr& answer);
     void Forget(Index::iterator entry);
@@ -130,15 +130,15 @@ private:
     const std::chrono::milliseconds m_stale_time;
 
     std::mutex m_lock;
-    /// The newest first. One at the end that was used goes to the front once more: to move each
-    /// one when it is used would cost more than to find it.
+    /// The newest first. An answer at the end that was used is moved to the front instead of being
+    /// dropped: to move answers whenever they are used would cost more than to find them.
     std::list<Kept> m_kept;
     std::vector<Index::bucket_type> m_buckets;
     Index m_index;
     /// What is asked now; null where nobody waits for it.
     std::unordered_map<std::string_view, std::shared_ptr<Flight>, HashText> m_flights;
     std::string m_stale_reason;
-    Deadline::Clock::time_point m_stale_told; ///< when the next reason may be told
+    Deadline::Clock::time_point m_stale_told; ///< when the next reason may be logged
 };
 
 } // namespace kwlookup

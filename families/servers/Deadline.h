@@ -6,7 +6,7 @@
 
 namespace kwlookup {
 
-/// The point in time at which somebody gives up, on a clock that nobody sets.
+/// The point in time at which an operation gives up, on a clock that is never set.
 ///
 /// Threads: any.
 class Deadline {
@@ -19,13 +19,13 @@ public:
     Clock::time_point GetTime() const { return m_at; }
     bool IsOver() const { return Clock::now() >= m_at; }
 
-    /// What is left, rounded up, so that poll(2) does not wake too early; 0 when it is over.
+    /// The time left, rounded up so that poll(2) does not wake too early; 0 if it is over.
     int GetMsLeft() const {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_at - Clock::now());
         return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
     }
 
-    /// `time` from now on, but not after this one.
+    /// `time` from now, but not later than this deadline.
     Deadline Within(std::chrono::milliseconds time) const {
         return Deadline(std::min(m_at, Clock::now() + time));
     }

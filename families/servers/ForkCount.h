@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// Another number in each child that fork(2) makes than in its parent.
+/// A number that is different in a child process after fork(2) from that in its parent.
 ///
 /// Threads: any. Costs one load.
 std::uint64_t ForkCount();

@@ -11,26 +11,26 @@
 
 namespace kwlookup {
 
-/// Closes connections that nobody used for a while, also when nobody searches any more: in a thread
-/// that is there while there is something to close.
+/// Closes idle connections, even when there are no more searches. It has a thread while there are
+/// connections to close.
 ///
 /// Threads: any.
 class IdleCloser : public std::enable_shared_from_this<IdleCloser> {
 public:
-    /// Somebody who keeps connections.
+    /// An object that keeps connections.
     class Keeper {
     public:
         virtual ~Keeper() = default;
-        /// Closes what is due, and says when the next one will be; nothing when it keeps none.
-        /// Called by the closer's thread, which holds no lock. Must not throw.
+        /// Close connections that are due. Returns when the next one will be due, or nothing if
+        /// there are no more. Called by the closer's thread, without a lock. Must not throw.
         virtual std::optional<Deadline::Clock::time_point> CloseIdle() = 0;
     };
 
-    /// That of this process.
+    /// The closer of this process.
     static const std::shared_ptr<IdleCloser>& Instance();
 
-    /// `keeper` keeps a connection from now on, which is due at `at`. Calls CloseIdle() then, and
-    /// until it says that it keeps none. Without a thread, where none can be made, connections stay
+    /// Call when `keeper` keeps its first connection, which is due at `at`. CloseIdle() is called
+    /// then, and again until it returns nothing. If no thread can be started, connections stay
     /// until they are used.
     void Watch(const std::shared_ptr<Keeper>& keeper, Deadline::Clock::time_point at);
 

@@ -10,17 +10,17 @@
 
 namespace kwlookup {
 
-/// A `T` of the process that asks. A child after fork(2) gets a fresh one: that of its parent may
-/// hold connections that both would use, or locks of threads that the child does not have, so the
-/// child neither touches nor destroys it.
+/// One `T` for each process. A child process after fork(2) makes its own. It neither uses nor
+/// destroys that of its parent, which may hold connections of the parent, or locks of threads that
+/// the child does not have.
 ///
-/// Threads: Get() from any; it takes no lock.
+/// Threads: any may call Get(), which takes no lock.
 template <typename T>
 class PerProcess {
 public:
     using Make = std::function<std::shared_ptr<T>()>;
 
-    /// `make` is called by Get(), by two threads at once where they are the first.
+    /// `make` is called by Get(), perhaps by several threads at once on the first calls.
     explicit PerProcess(Make make) : m_make(std::move(make)) {}
     PerProcess(const PerProcess&) = delete;
     PerProcess& operator=(const PerProcess&) = delete;
@@ -31,8 +31,8 @@ public:
             delete made;
     }
 
-    /// Made at the first call in this process. Throws what `make` throws. The reference holds as
-    /// long as this object.
+    /// The `T` of this process, made by the first call. Throws what `make` throws. The reference is
+    /// valid as long as this object.
     const std::shared_ptr<T>& Get() {
         const std::uint64_t forks = ForkCount();
         Made* made = m_made.load(std::memory_order_acquire);
@@ -48,7 +48,7 @@ private:
     struct Made {
         std::uint64_t forks;
         std::shared_ptr<T> value;
-        Made* of_parent; ///< never freed here, and not forgotten either
+        Made* of_parent; ///< never freed here, but still referenced
     };
 
     const Make m_make;

@@ -5,9 +5,9 @@
 
 namespace kwlookup {
 
-/// The server answered that it cannot answer this question, as for a table that is not there. No
-/// other server is asked, and the connection can be used again. The text does not name the server;
-/// ServerSet puts its name before it.
+/// The server rejected this question, for example because of a missing table. No other server is
+/// asked, and the connection can be used again. The message does not name the server; ServerSet
+/// adds the name.
 class QuestionFault : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -19,7 +19,7 @@
 namespace kwlookup {
 namespace {
 
-/// Each is a thread with its stack; more would only wait for the same resolver.
+/// Each thread has a stack, and more threads would only wait for the same resolver.
 constexpr int MOST_THREADS = 16;
 
 struct Resolved {
@@ -48,7 +48,7 @@ Resolved AskResolver(const std::string& host, const std::string& port, int flags
     return resolved;
 }
 
-/// What the thread and whoever waits for it share.
+/// Shared by the thread and the search that waits for it.
 struct Request {
     std::mutex lock;
     std::condition_variable done_changed;
@@ -56,7 +56,7 @@ struct Request {
     Resolved resolved;
 };
 
-/// One of the threads that run in this process; those of its parent do not.
+/// Counts the threads of this process. Those of its parent do not run here.
 class Counted {
 public:
     Counted() : m_count(Running().Get()) { ++*m_count; }

@@ -15,17 +15,17 @@ struct Address {
     sockaddr_storage bytes;
     socklen_t size;
 
-    /// The address of the host without the port, as in "127.0.0.1"; of a unix socket, its path.
+    /// The address without the port, such as "127.0.0.1", or the path of a unix socket.
     std::string GetHost() const;
 };
 
-/// The addresses of `server`, at least one, in the order to try them.
+/// The addresses of `server`, at least one, in the order in which to try them.
 ///
-/// The system's resolver has no time limit that a program could set, so a name is resolved in a
-/// thread of its own, which is left behind when the time is over; 16 of them at most. A numeric
-/// address, and a unix socket, need none.
+/// A program cannot limit the time of the system's resolver. So a name is resolved in a thread of
+/// its own, which is abandoned when the time is over. There are at most 16 such threads. Numeric
+/// addresses and unix sockets need no thread.
 ///
-/// Throws ServerFault with the resolver's reason, "name look-up took too long", and "too many name
+/// Throws ServerFault with the resolver's reason, "name look-up took too long", or "too many name
 /// look-ups do not end".
 /// Threads: any.
 std::vector<Address> Resolve(const Server& server, Deadline deadline);

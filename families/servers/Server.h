@@ -6,7 +6,7 @@
 
 namespace kwlookup {
 
-/// Where a server listens: a host and a port, or a unix socket.
+/// The address of a server: a host and a port, or a unix socket.
 struct Server {
     std::string host;       ///< a name or an address, without brackets; empty for a unix socket
     std::uint16_t port = 0; ///< 0: the host is a name that only the type's library knows
@@ -14,7 +14,8 @@ struct Server {
 
     bool IsUnix() const { return host.empty(); }
 
-    /// As in `Hosts`, with the port: "db.corp.lan:5432", "[::1]:5432", "unix:/run/db.sock".
+    /// The name as in `Hosts`, with the port: "db.corp.lan:5432", "[::1]:5432",
+    /// "unix:/run/db.sock".
     std::string GetName() const {
         if (IsUnix())
             return "unix:" + path;

@@ -12,9 +12,9 @@ namespace kwlookup {
 namespace {
 
 constexpr int DAY_S = 86400;
-/// Each connection costs a descriptor here and a process or a thread in the server.
+/// Each connection takes a descriptor here and a process or thread in the server.
 constexpr int MOST_CONNECTIONS = 1000;
-/// Some hundred bytes each.
+/// Each answer takes some hundred bytes.
 constexpr int MOST_CACHED = 10000000;
 
 bool IsRandom(const std::string& text) {

@@ -9,17 +9,17 @@
 
 namespace kwlookup {
 
-/// The parameters of every type that asks servers; kw_lookup_servers(5) describes them. A type
-/// derives its own, with its parameters as members, and adds its rules to PostInit().
+/// The parameters of every type that asks servers, described in kw_lookup_servers(5). Derive from
+/// this class to add the parameters of a type as members, and its rules in PostInit().
 class ServerConfig : public TypeConfig {
 public:
     using TypeConfig::TypeConfig;
 
     /// Throws std::invalid_argument for a value out of range, with the name and the range in the
-    /// text, besides what the base throws.
+    /// message, and what the base class throws.
     void PostInit() override;
 
-    /// The values that count for an item, with `default_hosts` where none are set. Throws
+    /// The values in force for an item, with `default_hosts` if Hosts is not set. Throws
     /// std::invalid_argument as ParseServerList() does, and "TlsKeyFile is set without
     /// TlsCertFile".
     ServerSettings GetServerSettings(std::uint16_t default_port,

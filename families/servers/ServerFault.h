@@ -5,9 +5,9 @@
 
 namespace kwlookup {
 
-/// A server cannot be asked: it is away, silent, breaks the protocol or refuses the login. The
-/// connection is of no more use, and another server may answer. The text does not name the server;
-/// ServerSet puts its name before it.
+/// A server failed: it is down, does not answer, violates the protocol or refuses the login. The
+/// connection cannot be used again, but another server may answer. The message does not name the
+/// server; ServerSet adds the name.
 class ServerFault : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

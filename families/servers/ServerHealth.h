@@ -11,10 +11,10 @@
 
 namespace kwlookup {
 
-/// Which of a few servers to ask, by what is known of them.
+/// Decides in which order to try servers, by their recent failures.
 ///
-/// A server that failed is left alone for the retry interval; then one search tries it. Once all
-/// have failed, the set is down: one search each retry interval tries them, the oldest failure
+/// A server that failed is not tried during the retry interval; then one search tries it. When all
+/// have failed, the set is down: one search per retry interval tries them, the oldest failure
 /// first, and all others fail at once.
 ///
 /// Threads: any.
@@ -22,9 +22,9 @@ class ServerHealth {
 public:
     ServerHealth(std::size_t servers, bool random, std::chrono::milliseconds retry_interval);
 
-    /// The numbers of all servers in the order to try them: those that may work, as they are listed
-    /// or at random, then those that failed, the oldest failure first. Throws ServerFault with the
-    /// last reasons while the set is down.
+    /// The numbers of all servers in the order in which to try them: first those that may work, in
+    /// the order of the list or at random, then those that failed, the oldest failure first. Throws
+    /// ServerFault with the last reasons while the set is down.
     std::vector<std::size_t> GetOrder();
 
     void Worked(std::size_t server);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view UNIX_PREFIX = "unix:";
 constexpr std::string_view SPACE = " \t\r\n";
-/// What a name in the DNS can have, which is more than an address has.
+/// The longest name in the DNS; addresses are shorter.
 constexpr std::size_t LONGEST_HOST = 255;
 
 std::string_view Trimmed(std::string_view text) {
@@ -22,8 +22,8 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(begin, text.find_last_not_of(SPACE) - begin + 1);
 }
 
-/// What a name or an address may hold. Bytes above 127 are refused, as are those that could mean
-/// something else in a message or in the string of a connection.
+/// True if all characters are allowed in a name or an address. Refuses bytes above 127, and those
+/// with a meaning in messages or connection strings.
 bool IsHost(std::string_view text, bool address) {
     const auto good = [address](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -66,7 +66,7 @@ bool ReadServer(std::string_view text, Server& server) {
         }
     }
     server.host = host;
-    // A host of this name could not be told from a unix socket once it has a port.
+    // With a port, a host of this name would look like a unix socket.
     return host != "unix" && IsHost(host, address) &&
            (port.empty() || (port.front() == ':' && ReadPort(port.substr(1), server.port)));
 }

@@ -9,8 +9,9 @@
 
 namespace kwlookup {
 
-/// Reads the value of `Hosts`: "HOST", "HOST:PORT", "ADDRESS", "[ADDRESS]:PORT" and "unix:/PATH",
-/// with commas between, white space around each ignored. A host without a port gets `default_port`.
+/// Parse the value of `Hosts`: "HOST", "HOST:PORT", "ADDRESS", "[ADDRESS]:PORT" or "unix:/PATH",
+/// separated by commas. White space around them is ignored. A host without a port gets
+/// `default_port`.
 ///
 /// Throws std::invalid_argument "Hosts is not set", and "Wrong Hosts setting [ITEM]: wait
 /// HOST[:PORT], [ADDRESS][:PORT] or unix:/PATH".

@@ -14,11 +14,11 @@
 
 namespace kwlookup {
 
-/// A lookup that asks servers. A type brings three classes:
+/// A lookup that asks servers. A type provides three classes:
 ///
-///   - `Config`, which derives from ServerConfig and has, besides what PluginLookup asks for,
-///     `ServerSettings GetSettings() const`: GetServerSettings() with the type's default port, and
-///     in `of_type` the type's own parameters as far as they make connections differ.
+///   - `Config` derives from ServerConfig. Besides what PluginLookup requires, it has
+///     `ServerSettings GetSettings() const`, which calls GetServerSettings() with the type's
+///     default port and puts the type's own parameters that make connections differ into `of_type`.
 ///   - `Query`, what the item asks: a constructor from (const std::string& text, const Config&);
 ///     `GetText()`, the text as it is configured; `GetKey()`, which tells apart all queries that
 ///     may answer differently; `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int
@@ -30,12 +30,12 @@ namespace kwlookup {
 ///     when no server can be asked, with their names, and other exceptions when they can and do not
 ///     answer. ServerSet<Connection> is one; then the type writes no more than the `Connection`.
 ///
-/// Items with equal settings share one Source, those with an equal query besides their answers; a
-/// child after fork(2) has its own.
+/// Items with equal settings share one Source, and items that also have equal queries share their
+/// answers. A child process after fork(2) has its own.
 ///
 /// `Base` is that of PluginLookup. ServerStorage has what stores besides.
 ///
-/// Threads: searches may run at once.
+/// Threads: any number may search at once.
 template <typename Config, typename Query, typename Source, typename Base = KwLookupWithConfig>
 class ServerLookup : public PluginLookup<Config, Base> {
 public:

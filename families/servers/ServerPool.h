@@ -20,8 +20,8 @@
 
 namespace kwlookup {
 
-/// The connections to one server: made when they are needed, MaxConnections of them at most, kept
-/// for the next search and closed after IdleTimeout without one.
+/// The connections to one server, at most MaxConnections. A connection is made when it is needed,
+/// kept for the next search, and closed when it was idle for IdleTimeout.
 ///
 /// `Connection` has a constructor from (const Server&, const ServerSettings&, Deadline), which
 /// connects and logs in. It is used by one thread at a time.
@@ -31,7 +31,7 @@ template <typename Connection>
 class ServerPool : public IdleCloser::Keeper,
                    public std::enable_shared_from_this<ServerPool<Connection>> {
 public:
-    /// All connections stayed in use until the search's time was over, which says nothing against
+    /// All connections were in use until the time of the search was over. This is not a failure of
     /// the server.
     class Busy : public ServerFault {
     public:
@@ -45,8 +45,8 @@ public:
 
     const Server& GetServer() const { return m_server; }
 
-    /// Calls `ask(connection)`. Where a kept connection turns out dead, calls it a second time,
-    /// with a new one. A connection is kept when `ask` returned, or threw a QuestionFault.
+    /// Call `ask(connection)`. If a kept connection turns out to be dead, call it again with a new
+    /// one. A connection is kept if `ask` returns or throws a QuestionFault.
     ///
     /// Throws Busy, and what `ask` and the connection's constructor throw.
     template <typename Ask>
@@ -59,7 +59,7 @@ public:
                 if (deadline.IsOver())
                     throw;
                 lease.connection.reset();
-                CloseKept(); // they are as old
+                CloseKept(); // they are probably dead too
             }
         }
         lease.connection = std::make_unique<Connection>(
@@ -67,8 +67,8 @@ public:
         AskWith(lease, ask);
     }
 
-    /// The server failed a search with this reason. Closes what is kept, and fails the searches
-    /// that wait for a connection: they need not find out for themselves.
+    /// Call when the server has failed with this reason. Closes kept connections, and makes the
+    /// searches fail that wait for a connection.
     void Fail(const std::string& reason) {
         CloseKept();
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -97,8 +97,8 @@ private:
         Deadline::Clock::time_point until;
     };
 
-    /// The right to one connection, and a kept one where there is one. It is closed at the end, or
-    /// kept.
+    /// The right to one connection, with a kept connection if there is one. It is closed at the
+    /// end, or kept.
     struct Lease {
         Lease(ServerPool& from, Deadline deadline) : pool(from) {
             std::unique_lock<std::mutex> lock(pool.m_lock);
@@ -155,7 +155,7 @@ private:
         lease.keep = keep;
     }
 
-    /// The search has its answer already, so nothing is thrown here.
+    /// Throws nothing, because the search already has its answer.
     void Watch(Deadline::Clock::time_point until) {
         try {
             IdleCloser::Instance()->Watch(this->shared_from_this(), until);

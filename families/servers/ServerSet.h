@@ -17,8 +17,8 @@
 
 namespace kwlookup {
 
-/// The servers of an item, any of which can answer: asks them in the order of ServerHealth until
-/// one does.
+/// The servers of an item, each of which can answer every question. They are asked in the order of
+/// ServerHealth until one answers.
 ///
 /// Threads: any.
 template <typename Connection>
@@ -30,11 +30,11 @@ public:
             m_pools.push_back(std::make_shared<ServerPool<Connection>>(server, settings));
     }
 
-    /// Calls `connection.Ask(query, question, deadline, answer)`, with `answer` empty, for one
+    /// Call `connection.Ask(query, question, deadline, answer)`, with an empty `answer`, for one
     /// server after the other, until one neither throws a ServerFault nor fails to connect.
     ///
     /// Throws ServerFault with the names of the servers tried and their reasons, "NAME: REASON;
-    /// NAME: REASON"; and std::runtime_error "NAME: REASON" for another runtime error.
+    /// NAME: REASON", and std::runtime_error "NAME: REASON" for another runtime error.
     template <typename Query>
     void Ask(const Query& query, const std::string& question, Deadline deadline, Answer& answer) {
         Use(deadline, [&](Connection& connection) {

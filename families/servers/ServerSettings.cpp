@@ -4,7 +4,7 @@
 namespace kwlookup {
 namespace {
 
-/// With its length before it, so that no two lists of texts give the same key.
+/// Append `text` with its length, so that different lists of texts have different keys.
 void Append(std::string& key, const std::string& text) {
     key += std::to_string(text.size()) + ':' + text;
 }

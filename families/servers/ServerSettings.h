@@ -11,8 +11,8 @@
 
 namespace kwlookup {
 
-/// What an item's configuration says of its servers, read once when the item is loaded. Items with
-/// equal settings share their connections. See ServerConfig for what the members mean.
+/// The settings of an item's servers, read once when the item is loaded. Items with equal settings
+/// share their connections. kw_lookup_servers(5) describes the members.
 struct ServerSettings {
     std::vector<Server> servers;
     bool random = false;
@@ -28,13 +28,14 @@ struct ServerSettings {
     std::size_t max_rows = 0;
     TlsSettings tls;
     std::string user;
-    std::string password; ///< appears in no message
+    std::string password; ///< never shown in messages
     std::string database;
 
-    /// Parameters of the type, each with its name: what else makes connections differ.
+    /// The type's own parameters that make connections differ, each with its name.
     std::string of_type;
 
-    /// Two settings are equal when their keys are. It holds the password: keep it out of messages.
+    /// Two settings are equal if their keys are equal. The key contains the password: never show it
+    /// in messages.
     std::string GetKey() const;
 };
 

@@ -38,7 +38,7 @@ bool WouldBlock() {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
 }
 
-/// The oldest error that OpenSSL noted, which is the cause of those behind it.
+/// The oldest error in OpenSSL's queue, which caused the others.
 std::string TlsReason() {
     const unsigned long error = ::ERR_get_error();
     ::ERR_clear_error();
@@ -98,7 +98,7 @@ struct FreeContext {
 using Context = std::unique_ptr<SSL_CTX, FreeContext>;
 
 Context MakeContext(const TlsSettings& settings) {
-    // At exit other threads may still close connections.
+    // Other threads may still close connections at exit.
     ::OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
     ::ERR_clear_error();
     Context context(::SSL_CTX_new(::TLS_client_method()));
@@ -113,7 +113,7 @@ Context MakeContext(const TlsSettings& settings) {
             FailWithFile(settings.ca_file);
     }
     if (!settings.cert_file.empty()) {
-        // Nobody is there whom OpenSSL could ask for the password of a key.
+        // Otherwise OpenSSL would ask for the password of a key at the terminal.
         ::SSL_CTX_set_default_passwd_cb(context.get(), [](char*, int, int, void*) { return 0; });
         if (::SSL_CTX_use_certificate_chain_file(context.get(), settings.cert_file.c_str()) != 1)
             FailWithFile(settings.cert_file);
@@ -130,7 +130,7 @@ bool IsAddress(const std::string& host) {
            ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
-/// The name that the certificate must be for, and that the server is told.
+/// Set the name that the certificate must be for, and that is sent to the server.
 void SetName(SSL* tls, const std::string& host, bool verify) {
     int done = 1;
     if (!IsAddress(host)) {
@@ -167,7 +167,7 @@ void ServerStream::StartTls(const TlsSettings& settings, const Server& server, D
     BIO* const socket = tls ? ::BIO_new(SocketMethod()) : nullptr;
     if (!socket)
         throw std::bad_alloc();
-    ::SSL_set_bio(tls.get(), socket, socket); // which owns it from now on
+    ::SSL_set_bio(tls.get(), socket, socket); // takes ownership
     ::BIO_set_data(socket, &m_socket);
     ::BIO_set_init(socket, 1);
     SetName(tls.get(), server.host, settings.verify);

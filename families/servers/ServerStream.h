@@ -15,33 +15,33 @@ struct ssl_st;
 
 namespace kwlookup {
 
-/// Reads the files of `settings`, for those who leave TLS to another library, which does not say
-/// which file is bad. Throws ServerFault "FILE: REASON".
+/// Check the files of `settings`. For connections whose client library makes TLS and does not
+/// report which file is invalid. Throws ServerFault "FILE: REASON".
 void CheckTlsFiles(const TlsSettings& settings);
 
-/// The bytes to and from a server, for protocols that this project speaks itself; in TLS after
-/// StartTls().
+/// A stream of bytes to and from a server, for protocols that this project implements itself. It is
+/// encrypted after StartTls().
 ///
-/// All throw ServerFault with the reason: "no answer in time", "the server closed the connection",
-/// what the system says of the socket, and what OpenSSL says of TLS and of certificates.
+/// All operations throw ServerFault with the reason: "no answer in time", "the server closed the
+/// connection", or the message of the system or OpenSSL.
 /// Threads: one at a time.
 class ServerStream {
 public:
     /// `socket` is connected, as ConnectSocket() makes it.
     explicit ServerStream(FileDescriptor socket);
-    // OpenSSL knows the address of m_socket.
+    // OpenSSL keeps the address of m_socket.
     ServerStream(const ServerStream&) = delete;
     ServerStream& operator=(const ServerStream&) = delete;
 
-    /// Goes on in TLS. The server's certificate must be one for the host of `server`, of an
-    /// authority that is trusted, unless `settings` say otherwise. The files are read each time, so
-    /// that new ones count from the next connection on.
+    /// Continue with TLS. The server's certificate must be for the host of `server` and issued by a
+    /// trusted authority, unless `settings` disable that. The files are read each time, so that the
+    /// next connection uses new files.
     void StartTls(const TlsSettings& settings, const Server& server, Deadline deadline);
 
-    /// Sends all of `bytes`.
+    /// Send all of `bytes`.
     void Write(std::string_view bytes, Deadline deadline);
 
-    /// Waits for bytes and reads at most `size` of them, at least one.
+    /// Wait for bytes, and read at least one and at most `size`.
     std::size_t Read(char* buffer, std::size_t size, Deadline deadline);
 
 private:
@@ -49,7 +49,7 @@ private:
         void operator()(ssl_st* tls) const;
     };
 
-    /// Calls `step()`, an operation of OpenSSL, until it is done; gives what it returned.
+    /// Call `step()`, an operation of OpenSSL, until it is done. Returns its result.
     template <typename Step>
     int Tls(Deadline deadline, Step&& step);
     void Wait(short events, Deadline deadline) const;
@@ -57,7 +57,7 @@ private:
 
     FileDescriptor m_socket;
     int m_longest_read = -1;                ///< in ms, as the system was told
-    std::unique_ptr<ssl_st, FreeTls> m_tls; ///< null: plain text
+    std::unique_ptr<ssl_st, FreeTls> m_tls; ///< null for plain text
 };
 
 } // namespace kwlookup

@@ -8,13 +8,11 @@
 
 namespace kwlookup {
 
-/// The one `T` that everybody shares who asks with the same key, for as long as somebody has it.
-///
-/// Threads: called while a lookup is loaded, which the library does under its process-wide lock.
+/// Shares one `T` between all who use the same key, as long as one of them keeps it.
 template <typename T>
 class SharedByKey {
 public:
-    /// `make()` gives a std::shared_ptr<T>.
+    /// `make()` returns a std::shared_ptr<T>.
     template <typename MakeValue>
     static std::shared_ptr<T> Get(const std::string& key, MakeValue&& make) {
         Known& known = Known::Instance();
@@ -32,12 +30,12 @@ private:
         std::size_t enough = 16;
 
         static Known& Instance() {
-            // Never freed, so that lookups may go after everything else.
+            // Never freed, so that lookups may be destroyed at any time.
             static Known& known = *new Known;
             return known;
         }
 
-        /// Keeps the table in proportion to the values that are there.
+        /// Remove expired entries, so that the table stays proportional to the number of values.
         void ForgetOld() {
             if (values.size() < enough)
                 return;

@@ -31,7 +31,7 @@ FileDescriptor Connect(const Address& address, Deadline deadline) {
     const auto* const bytes = reinterpret_cast<const sockaddr*>(&address.bytes);
     if (::connect(socket.Get(), bytes, address.size) == 0)
         return socket;
-    // A unix socket whose queue is full says EAGAIN, and there is nothing to wait for.
+    // For a unix socket whose queue is full, the error is EAGAIN, and waiting would not help.
     if (errno != EINPROGRESS && errno != EINTR)
         Fail(errno);
     if (!WaitFor(socket.Get(), POLLOUT, deadline))

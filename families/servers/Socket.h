@@ -7,15 +7,15 @@
 
 namespace kwlookup {
 
-/// Waits until one of `events` of poll(2), or an error, is there on `fd`; false when the deadline
-/// passes first. Goes on after signals. Throws std::system_error.
+/// Wait until `fd` has one of `events` of poll(2), or an error. False if the deadline passes first.
+/// Signals do not end the wait. Throws std::system_error.
 bool WaitFor(int fd, short events, Deadline deadline);
 
-/// A connected socket: non-blocking, closed on exec, without delay of small packets. Tries all
-/// addresses of `server`; none may use up the time of those behind it.
+/// A connected socket: non-blocking, closed on exec, without delay of small packets. All addresses
+/// of `server` are tried, and each leaves time for the next ones.
 ///
-/// Throws ServerFault with the reason of the last address, as "Connection refused" or "Connection
-/// timed out", and what Resolve() throws.
+/// Throws ServerFault with the reason of the last address, such as "Connection refused" or
+/// "Connection timed out", and what Resolve() throws.
 /// Threads: any.
 FileDescriptor ConnectSocket(const Server& server, Deadline deadline);
 

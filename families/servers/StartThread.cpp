@@ -8,7 +8,7 @@
 namespace kwlookup {
 
 void StartThread(std::function<void()> work) {
-    /// The mask of the calling thread, back on every way out.
+    /// Restores the signal mask of the calling thread.
     struct Mask {
         Mask() {
             sigset_t all;

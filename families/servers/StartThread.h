@@ -5,8 +5,8 @@
 
 namespace kwlookup {
 
-/// Runs `work`, which must not throw, in a thread that nobody waits for and that takes no signal:
-/// those are the host's. Throws std::system_error.
+/// Run `work`, which must not throw, in a detached thread that blocks all signals, so that the host
+/// receives them. Throws std::system_error.
 void StartThread(std::function<void()> work);
 
 } // namespace kwlookup

@@ -10,7 +10,7 @@ namespace kwlookup {
 
 namespace {
 
-/// More than any entry of a table of users has.
+/// More than any entry of a user database needs.
 constexpr std::size_t LONGEST_ENTRY = 16384;
 
 } // namespace

@@ -5,8 +5,8 @@
 
 namespace kwlookup {
 
-/// The name of the user that the process runs as, to log in with where none is set. Throws
-/// std::invalid_argument "User is not set" where the user has no name.
+/// The name of the user that the process runs as, the default for logins. Throws
+/// std::invalid_argument "User is not set" if the user has no name.
 /// Threads: any.
 std::string SystemUser();
 

@@ -9,15 +9,15 @@ namespace kwlookup {
 struct TlsSettings {
     enum class Mode {
         No,
-        StartTls, ///< begun in plain text, then encrypted; never left in plain text
-        Require   ///< encrypted from the first byte, where the protocol has that
+        StartTls, ///< begin in plain text, then always encrypt
+        Require   ///< encrypt from the first byte, if the protocol allows that
     };
 
     Mode mode = Mode::No;
     bool verify = true;
-    std::string ca_file; ///< empty: the authorities that the system trusts
+    std::string ca_file; ///< empty for the authorities that the system trusts
     std::string cert_file;
-    std::string key_file; ///< empty: in cert_file
+    std::string key_file; ///< empty if the key is in cert_file
 };
 
 } // namespace kwlookup

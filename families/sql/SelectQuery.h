@@ -11,13 +11,13 @@
 
 namespace kwlookup {
 
-/// What an item asks of an SQL server: its statement, and the value for it.
+/// The query of an item for an SQL server: a statement, and the value for a searched text.
 ///
-/// Threads: any; it never changes.
+/// Threads: any.
 class SelectQuery {
 public:
-    /// `quote`, `parameter` and `columns`: see SelectStatement::Text(). The server is asked for one
-    /// row more than `max_rows` at most. Throws what SelectStatement and QueryTemplate throw.
+    /// For `quote`, `parameter` and `columns` see SelectStatement::Text(). The statement is limited
+    /// to one row more than `max_rows`. Throws what SelectStatement and QueryTemplate throw.
     SelectQuery(const std::string& text, char quote, std::string_view parameter,
                 std::size_t max_rows,
                 SelectStatement::Columns columns = SelectStatement::Columns::Selected);
@@ -28,13 +28,13 @@ public:
     /// The statement for the server.
     const std::string& GetStatement() const { return m_statement; }
 
-    /// The value for `finder`; false when there is nothing to ask.
+    /// Set `value` to the expanded template. False if the text has no part for a code.
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
                 std::string& value) const {
         return m_template.Expand(lookup, finder, flags, value);
     }
 
-    /// What stands in *matched after a match: the value that was asked for.
+    /// The text for *matched after a match: the value.
     const std::string& Matched(const std::string& value) const { return value; }
 
 protected:

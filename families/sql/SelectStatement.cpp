@@ -41,8 +41,8 @@ SelectStatement::SelectStatement(const std::string& text) {
         CheckSqlName(column == "*" || IsSqlName(column), column);
     CheckSqlName(IsTable(parser.m_table), parser.m_table);
     CheckSqlName(IsSqlName(parser.m_where_column), parser.m_where_column);
-    // To the parser, bytes that begin no word are the end of the statement. Names hold no quotes,
-    // so the first one opens the value.
+    // For the parser, a byte that cannot begin a word ends the statement, so check that nothing
+    // follows the value. Names have no quotes, so the first quote opens the value.
     const std::size_t close = text.find('\'') + 1 + parser.m_where_value.size();
     if (text.find_first_not_of(" \t\n\v\f\r", close + 1) != std::string::npos)
         RefuseStatement(text);

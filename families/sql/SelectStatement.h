@@ -8,13 +8,13 @@
 namespace kwlookup {
 
 /// The statement of a lookup in an SQL database: select COLUMN[, ...] from TABLE where COLUMN =
-/// 'TEMPLATE'. Nothing of a searched text is ever a part of it: the template's expansion goes to
-/// the database as the value of a parameter.
+/// 'TEMPLATE'. A searched text is never part of it: the expanded template is passed to the database
+/// as the value of a parameter.
 class SelectStatement {
 public:
     /// Throws std::invalid_argument "cannot read the statement 'TEXT': ...", and "'NAME' in the
-    /// statement is not a name" for what is not letters, digits and '_', a letter first; a table
-    /// may be two such names with a dot between.
+    /// statement is not a name". A name is a letter followed by letters, digits and '_'. A table
+    /// may be two names separated by a dot.
     explicit SelectStatement(const std::string& text);
 
     const std::string& GetTemplate() const { return m_template; }

@@ -9,9 +9,9 @@
 namespace kwlookup {
 namespace {
 
-/// A backslash and one of these bytes are that byte.
+/// A backslash before one of these bytes escapes it.
 constexpr std::string_view ESCAPABLE = " \"#+,;<=>\\";
-/// In a value, these bytes need a backslash.
+/// These bytes need a backslash in a value.
 constexpr std::string_view SPECIAL = "\"+,;<>";
 
 class BaseReader {
@@ -34,7 +34,7 @@ public:
     }
 
 private:
-    /// attribute=value
+    /// Read "attribute=value".
     void ReadPair() {
         std::string_view attribute = m_in.TakeUntil("=,+");
         while (!attribute.empty() && attribute.back() == ' ')
@@ -52,7 +52,7 @@ private:
     void ReadValue() {
         bool is_empty = true;
         for (;;) {
-            // Blanks before the end are no part of the value.
+            // Blanks at the end are not part of the value.
             int blanks = 0;
             while (m_in.Skip(' '))
                 ++blanks;

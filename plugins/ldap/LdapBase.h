@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// Reads the name of an entry (RFC 4514) with codes, which may stand in the values of attributes
-/// and nowhere else. It may be empty.
+/// Parse the name of an entry (RFC 4514), which may be empty. Only the values of attributes may
+/// contain codes.
 ///
 /// Throws std::invalid_argument "wrong Base 'TEXT': REASON at byte NUMBER", "unrecognize expansion
 /// in 'TEXT'" and "the template holds a NUL byte".

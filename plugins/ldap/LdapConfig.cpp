@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint16_t PORT = LDAP_PORT;
 constexpr std::uint16_t TLS_PORT = LDAPS_PORT;
 
-/// A word that a parameter may have, and what it means.
+/// The words that a parameter may have, and their meanings.
 using Choices = std::initializer_list<std::pair<const char*, int>>;
 
 const Choices SCOPES = {
@@ -29,7 +29,7 @@ const Choices DEREFERENCES = {{"never", LDAP_DEREF_NEVER},
                               {"finding", LDAP_DEREF_FINDING},
                               {"always", LDAP_DEREF_ALWAYS}};
 
-/// The first choice stands for an empty text.
+/// The meaning of `text`. An empty text stands for the first choice.
 int Choose(const char* name, const std::string& text, const Choices& choices) {
     if (text.empty())
         return choices.begin()->second;

@@ -8,33 +8,33 @@
 
 namespace kwlookup {
 
-/// The parameters of every type that asks servers, and those of ldap.
+/// Parameters: those of ServerConfig, and those of kw_lookup_ldap(5).
 class LdapConfig : public ServerConfig {
 public:
     static constexpr char NAME[] = "lookup_ldap";
-    /// `of_type` of settings that log in by SASL EXTERNAL.
+    /// ServerSettings::of_type of a login by SASL EXTERNAL.
     static constexpr char EXTERNAL[] = "EXTERNAL";
 
     explicit LdapConfig(const LdapConfig* global) : ServerConfig(NAME, global) {}
 
-    /// Throws std::invalid_argument for a value that a parameter cannot have, with those that it
-    /// can have in the text, besides what the base throws.
+    /// Throws std::invalid_argument for an invalid value, with the valid values in the message, and
+    /// what the base class throws.
     void PostInit() override;
 
-    /// `user` is BindDn. Throws std::invalid_argument for parameters that contradict each other,
-    /// besides what the base throws.
+    /// ServerSettings::user is BindDn. Throws std::invalid_argument for parameters that contradict
+    /// each other, and what the base class throws.
     ServerSettings GetSettings() const;
 
     std::string GetBase() const { return m_base.Get(); }
     /// LDAP_SCOPE_...
     int GetScope() const;
-    /// Names of attributes. Throws std::invalid_argument "Wrong Attributes setting [NAME]: wait
+    /// The names of attributes. Throws std::invalid_argument "Wrong Attributes setting [NAME]: wait
     /// names of attributes".
     std::vector<std::string> GetAttributes() const;
     /// LDAP_DEREF_...
     int GetDereference() const;
     bool FollowsReferrals() const { return m_referrals.Get(); }
-    /// How many entries a server may send: SizeLimit and MaxRows, whichever is smaller.
+    /// The number of entries that a server may send: the smaller of SizeLimit and MaxRows.
     int GetSizeLimit() const;
 
 private:

@@ -16,12 +16,12 @@
 namespace kwlookup {
 namespace {
 
-/// Servers that refer to each other would go on for ever.
+/// So that servers that refer to each other do not make an endless search.
 constexpr int MOST_REFERRALS = 16;
-/// What a server says of a failure is a line; a longer one is no help in a log.
+/// Errors of servers are short; a longer text does not help in a log.
 constexpr std::size_t LONGEST_TEXT = 200;
 
-/// Failures of a server, where another may answer.
+/// True for failures after which another server may answer.
 bool IsOfServer(int code) {
     switch (code) {
     case LDAP_TIMELIMIT_EXCEEDED:
@@ -34,7 +34,7 @@ bool IsOfServer(int code) {
     }
 }
 
-/// What the system library allocated.
+/// Frees memory of libldap.
 struct FreeMemory {
     void operator()(void* memory) const { ::ldap_memfree(memory); }
 };
@@ -54,7 +54,7 @@ std::string_view ViewOf(const berval& text) {
     return text.bv_val ? std::string_view(text.bv_val, text.bv_len) : std::string_view();
 }
 
-/// Whether the server's name of an attribute is `wanted`, maybe with options.
+/// True if the server's name of an attribute is `wanted`, perhaps with options.
 bool IsNamed(std::string_view name, const std::string& wanted) {
     return boost::algorithm::istarts_with(name, wanted, std::locale::classic()) &&
            (name.size() == wanted.size() || name[wanted.size()] == ';');
@@ -62,7 +62,7 @@ bool IsNamed(std::string_view name, const std::string& wanted) {
 
 } // namespace
 
-/// An attribute of an entry, as it lies in the message.
+/// The attributes of an entry in a message.
 class LdapConnection::Entry {
 public:
     struct Attribute {
@@ -70,7 +70,7 @@ public:
         std::unique_ptr<berval, FreeMemory> values; ///< an array, with a null pointer at its end
     };
 
-    /// Throws what `transport` throws for a message that is none.
+    /// Throws what `transport` throws if the message is not an entry.
     Entry(LdapTransport& transport, LDAPMessage& message) {
         BerElement* ber = nullptr;
         berval name{};
@@ -202,7 +202,7 @@ void LdapConnection::Follow(const std::vector<std::string>& urls, const LdapQuer
             try {
                 return connection.Search(query, next, deadline, answer, followed);
             } catch (const std::runtime_error& error) {
-                // A part of its answer may be there already, so nobody else is asked.
+                // The answer may have a part of this server's already, so no other server is asked.
                 throw QuestionFault(named(error));
             }
         } catch (const ServerFault& fault) {
@@ -262,8 +262,8 @@ void LdapConnection::AddEntry(LDAPMessage& message, const LdapQuery& query, Answ
         const auto is_named = [&](const std::string& wanted) {
             return IsNamed(attribute.name, wanted);
         };
-        // Neither may be lost in silence: values under another name of the attribute, and those
-        // that a server leaves out where there are many.
+        // Do not silently lose values under another name of the attribute, or those that a server
+        // leaves out because there are many.
         if (std::none_of(all_wanted.begin(), all_wanted.end(), is_named))
             throw std::runtime_error("the server calls an attribute '" +
                                      std::string(attribute.name) + "', which Attributes lacks");

@@ -20,17 +20,17 @@ namespace kwlookup {
 /// Threads: one at a time.
 class LdapConnection {
 public:
-    /// Connects and logs in: as `user`, by SASL EXTERNAL, or not at all. `settings` must outlive
-    /// it. Throws ServerFault.
+    /// Connects, and logs in as `settings.user`, by SASL EXTERNAL, or not at all. `settings` must
+    /// outlive the connection. Throws ServerFault.
     LdapConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
 
-    /// Asks `question` of `query`. Throws ServerFault; QuestionFault with what the server says; and
-    /// std::runtime_error where the rest of an answer is of no use.
+    /// Search for `question` of `query`. Throws ServerFault, QuestionFault with the server's error,
+    /// and std::runtime_error if the answer has to be abandoned.
     void Ask(const LdapQuery& query, const std::string& question, Deadline deadline,
              Answer& answer);
 
 private:
-    /// What is asked of one server.
+    /// A request for one server.
     struct Request {
         const char* base;
         int scope;
@@ -39,7 +39,7 @@ private:
 
     struct Result {
         int code;
-        std::string text; ///< what it means, and what the server says of it
+        std::string text; ///< its meaning and the server's message
         std::vector<std::string> urls;
     };
 
@@ -61,7 +61,7 @@ private:
     /// `followed` counts the referrals of the whole search.
     void Search(const LdapQuery& query, const Request& request, Deadline deadline, Answer& answer,
                 int& followed);
-    /// Goes on with the search at one of `urls`.
+    /// Continue the search at one of `urls`.
     void Follow(const std::vector<std::string>& urls, const LdapQuery& query,
                 const Request& request, Deadline deadline, Answer& answer, int& followed);
 

@@ -9,7 +9,7 @@
 namespace kwlookup {
 namespace {
 
-/// libldap and servers read filters by recursion.
+/// A limit, because libldap and servers parse filters recursively.
 constexpr int DEEPEST = 100;
 
 class FilterReader {
@@ -86,7 +86,7 @@ private:
         ReadPattern();
     }
 
-    /// What follows the first colon in `attribute:dn:rule:=value`.
+    /// Read what follows the first colon in `attribute:dn:rule:=value`.
     void ReadExtensible(bool has_attribute) {
         bool has_dn = false;
         bool has_rule = false;
@@ -108,7 +108,7 @@ private:
         ReadValue();
     }
 
-    /// A value with '*' for any text.
+    /// Read a value, in which '*' stands for any text.
     void ReadPattern() {
         bool is_empty = !ReadValue();
         bool is_first = true;
@@ -122,7 +122,7 @@ private:
         }
     }
 
-    /// True where there is a value.
+    /// Read a value. False if it is empty.
     bool ReadValue() {
         bool is_there = false;
         for (; !m_in.AtEnd() && !m_in.At(')') && !m_in.At('*'); is_there = true) {

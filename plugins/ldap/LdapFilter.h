@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// Reads a filter (RFC 4515) with codes, which may stand in the values that attributes are compared
-/// with, and nowhere else. A filter of one comparison may lack its parentheses.
+/// Parse a filter (RFC 4515). Only the values that attributes are compared with may contain codes.
+/// A filter of one comparison may lack its parentheses.
 ///
 /// Throws std::invalid_argument "wrong filter 'TEXT': REASON at byte NUMBER", "unrecognize
 /// expansion in 'TEXT'" and "the template holds a NUL byte".

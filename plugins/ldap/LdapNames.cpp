@@ -15,7 +15,7 @@ bool IsNumber(std::string_view text) {
            (text.size() == 1 || text[0] != '0');
 }
 
-/// Takes off what stands before the first `separator`, and that one.
+/// Cut the text before the first `separator`, and the separator, off the start of `text`.
 std::string_view TakeUntil(std::string_view& text, char separator) {
     const std::size_t end = std::min(text.find(separator), text.size());
     const std::string_view taken = text.substr(0, end);

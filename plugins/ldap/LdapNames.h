@@ -5,15 +5,15 @@
 
 namespace kwlookup {
 
-/// A letter, digit of ASCII, whatever the locale.
+/// True for an ASCII letter, in any locale.
 bool IsLetter(char c);
 bool IsDigit(char c);
 
-/// Whether `text` names an attribute: a name as in "mail" or an object identifier as in "2.5.4.3",
-/// and then options, as in ";lang-de".
+/// True if `text` is the name of an attribute: a name such as "mail" or an object identifier such
+/// as "2.5.4.3", perhaps followed by options such as ";lang-de".
 bool IsLdapAttribute(std::string_view text);
 
-/// The same without options; also the name of a matching rule.
+/// The same without options. Matching rules have such names too.
 bool IsLdapName(std::string_view text);
 
 /// The value of a hexadecimal digit, or -1.

@@ -9,16 +9,16 @@
 
 namespace kwlookup {
 
-/// What an item asks: a filter with codes, and where and how to search.
+/// The query of an item: a filter with codes, and where and how to search.
 ///
-/// A question is the base and the filter for a searched text, and the value that they ask for, with
-/// NUL bytes between them. The value may hold others.
+/// A question is the base and the filter for a searched text, and the value that they contain,
+/// separated by NUL bytes. The value may have NUL bytes too.
 ///
-/// Threads: any; a query never changes.
+/// Threads: any.
 class LdapQuery {
 public:
-    /// `filter` is the text of the item. Throws std::invalid_argument as ReadLdapFilter(),
-    /// ReadLdapBase() and LdapConfig do.
+    /// `filter` is the text of the item. Throws what ReadLdapFilter(), ReadLdapBase() and
+    /// LdapConfig throw.
     LdapQuery(const std::string& filter, const LdapConfig& config);
     LdapQuery(const LdapQuery&) = delete;
     LdapQuery& operator=(const LdapQuery&) = delete;
@@ -27,24 +27,24 @@ public:
     std::string GetKey() const;
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
                 std::string& question) const;
-    /// What the first code of the filter stands for, or of the base where the filter has none.
+    /// The text for the first code of the filter, or of the base if the filter has none.
     std::string Matched(const std::string& question) const;
 
-    // They end at a NUL byte.
+    // These end at a NUL byte.
     static const char* BaseOf(const std::string& question) { return question.c_str(); }
     static const char* FilterOf(const std::string& question) {
         return question.c_str() + question.find('\0') + 1;
     }
 
-    /// Whether entries are searched below another one for each text.
+    /// True if the base depends on the searched text.
     bool BaseHasCodes() const { return m_base.HasCodes(); }
     int GetScope() const { return m_scope; }
     int GetDereference() const { return m_dereference; }
     int GetSizeLimit() const { return m_size_limit; }
     bool FollowsReferrals() const { return m_follows_referrals; }
-    /// Those whose values are wanted; none for a plain match.
+    /// The attributes whose values are the result; empty for a plain match.
     const std::vector<std::string>& GetAttributes() const { return m_attributes; }
-    /// The same as libldap wants them, which changes none.
+    /// The same for libldap, which does not change them.
     char** GetAttributeList() const { return const_cast<char**>(m_attribute_list.data()); }
 
 private:

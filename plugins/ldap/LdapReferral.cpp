@@ -17,7 +17,7 @@ struct FreeUrl {
     void operator()(LDAPURLDesc* url) const { ::ldap_free_urldesc(url); }
 };
 
-/// Where the scope stands among the parts of a URL, which question marks separate.
+/// The number of the scope among the parts of a URL, which are separated by question marks.
 constexpr std::size_t SCOPE = 2;
 
 bool HasScope(const std::string& url) {

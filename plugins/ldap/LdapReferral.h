@@ -9,18 +9,18 @@
 
 namespace kwlookup {
 
-/// Where a server says that a search goes on: its URL (RFC 4516), and how to connect there.
+/// A referral to another server: its URL (RFC 4516), and how to connect.
 struct LdapReferral {
     /// Throws std::invalid_argument "wrong URL".
     LdapReferral(const std::string& url, const ServerSettings& settings);
 
     Server server;
-    /// Those of the item, but without its login and certificate where the server is none of its
-    /// Hosts: another server can name any host, and would get a password that is not for it. Where
-    /// the item asks in TLS, the referral does as well.
+    /// Those of the item. If the server is not one of the item's Hosts, they have no login and no
+    /// certificate: a referral can name any host, which must not get the password. If the item uses
+    /// TLS, the referral does too.
     ServerSettings settings;
 
-    // In place of those of the search, where the URL has them.
+    // If the URL has these, they replace those of the search.
     std::optional<std::string> base;
     std::optional<int> scope;
     std::optional<std::string> filter;

@@ -9,34 +9,33 @@
 
 namespace kwlookup {
 
-/// A filter or the name of an entry, with codes in its values. What is put in for a code is always
-/// the text of a value: each of its bytes that is not plainly safe becomes a backslash and two
-/// hexadecimal digits, which filters (RFC 4515) and names (RFC 4514) have in common.
+/// A filter or the name of an entry, with codes in its values. The text for a code is always part
+/// of a value: each byte that may be special is replaced by a backslash and two hexadecimal digits,
+/// an escape that filters (RFC 4515) and names (RFC 4514) have in common.
 ///
-/// Threads: any, once it is made.
+/// Threads: any, once it is complete.
 class LdapTemplate {
 public:
-    /// Adds a part of the structure, as it is.
+    /// Add a part of the structure, unchanged.
     void AddStructure(std::string_view text);
-    /// Adds a byte of a value.
+    /// Add a byte of a value.
     void AddValue(char byte);
-    /// Adds what `$s`, `$u` or `$d` stands for, by its letter.
+    /// Add the code `$s`, `$u` or `$d`, by its letter.
     void AddCode(char code);
 
     bool HasCodes() const { return m_pieces.size() > 1; }
 
-    /// Appends the text for `finder` to `out`. It holds no NUL byte. What the first code stands for
-    /// is put into `first`, unless that holds something already.
+    /// Append the text for `finder` to `out`. It has no NUL byte. If `first` is empty, set it to
+    /// the text for the first code.
     ///
-    /// False when there is nothing to ask: a code stands for nothing; for a text that begins or
-    /// ends with a blank or holds two in a row; or for one with a NUL byte. Servers leave such
-    /// blanks out when they compare, and some take a NUL byte for the end, so they would find
-    /// another text.
+    /// False if the server must not be asked, because the text for a code is empty, begins or ends
+    /// with a blank, has two blanks in a row, or has a NUL byte. Servers ignore such blanks in
+    /// comparisons, and some take a NUL byte for the end, so they would find another text.
     bool Expand(const KwLookupWithConfig& lookup, const KwLookupFinder& finder, int flags,
                 std::string& out, std::string& first) const;
 
 private:
-    /// Text that stays as it is, and then a code; 0 at the end.
+    /// A literal text, followed by a code, or 0 at the end.
     struct Piece {
         std::string text;
         char code = '\0';

@@ -48,7 +48,7 @@ void LdapTemplateReader::TakeValue(std::string_view escapable) {
 
 void LdapTemplateReader::TakeCode() {
     if (++m_at == m_text.size())
-        return; // a lone '$' at the end is dropped
+        return; // drop a lone '$' at the end
     const char code = m_text[m_at];
     if (std::string_view("sud$").find(code) == std::string_view::npos)
         throw std::invalid_argument("unrecognize expansion in '" + m_text + "'");

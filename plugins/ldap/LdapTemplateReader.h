@@ -9,26 +9,26 @@
 
 namespace kwlookup {
 
-/// A place in the text of a filter or a name, and the template that becomes of it.
+/// Reads the text of a filter or a name, and makes a template from it.
 class LdapTemplateReader {
 public:
-    /// `kind` is what the text is, for messages. Throws std::invalid_argument "the template holds a
-    /// NUL byte".
+    /// `kind` names the kind of text, for messages. Throws std::invalid_argument "the template
+    /// holds a NUL byte".
     LdapTemplateReader(std::string kind, std::string text);
 
     bool AtEnd() const { return m_at == m_text.size(); }
     bool At(char c) const { return !AtEnd() && m_text[m_at] == c; }
-    /// Goes on behind `c`; false where another byte stands.
+    /// Skip `c`. False if the next byte is another one.
     bool Skip(char c);
-    /// Goes on behind `c`. Throws std::invalid_argument where another byte stands.
+    /// Skip `c`. Throws std::invalid_argument if the next byte is another one.
     void Expect(char c);
     void SkipBlanks();
-    /// Goes on to the first of `ends`, or to the end, and gives what stands before.
+    /// Skip to the first of `ends`, or to the end. Returns the text skipped.
     std::string_view TakeUntil(std::string_view ends);
 
-    /// Takes a byte of a value, or a code, into the template. A backslash stands before two
-    /// hexadecimal digits, or before one of the bytes of `escapable`. Throws std::invalid_argument
-    /// "unrecognize expansion in 'TEXT'", besides what Fail() throws.
+    /// Add a byte of a value, or a code, to the template. A backslash must precede two hexadecimal
+    /// digits or one of the bytes of `escapable`. Throws std::invalid_argument "unrecognize
+    /// expansion in 'TEXT'", and what Fail() throws.
     void TakeValue(std::string_view escapable = {});
 
     /// Throws std::invalid_argument "wrong KIND 'TEXT': REASON at byte NUMBER".

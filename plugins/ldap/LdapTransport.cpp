@@ -17,7 +17,7 @@
 namespace kwlookup {
 namespace {
 
-/// libldap takes the memory for a message when it has read its length.
+/// libldap allocates the memory for a message once it has read its length.
 constexpr ber_len_t LONGEST_MESSAGE = 16 * 1024 * 1024;
 
 void Require(bool done) {
@@ -30,7 +30,7 @@ void Require(bool done) {
 LdapTransport::LdapTransport(const Server& server, Deadline deadline)
     : m_deadline(deadline), m_stream(ConnectSocket(server, deadline)) {
     AwaitLibldap(deadline);
-    // The number of a descriptor is a mark only: nothing asks for its state, see Control().
+    // libldap needs a descriptor here, but never uses it; see Control().
     constexpr ber_socket_t MARK = 0;
     LDAP* ldap = nullptr;
     Require(::ldap_init_fd(MARK, LDAP_PROTO_EXT, nullptr, &ldap) == LDAP_SUCCESS);
@@ -48,14 +48,15 @@ LdapTransport::~LdapTransport() {
     m_deadline = Deadline(std::chrono::milliseconds(0));
 }
 
-/// The files and variables of the environment that libldap reads are those of a user's programs.
+/// Overrides what libldap reads from files and environment variables, which are for a user's
+/// programs.
 void LdapTransport::SetOptions() {
     const auto set = [this](int option, const void* value) {
         Require(::ldap_set_option(m_ldap.get(), option, value) == LDAP_OPT_SUCCESS);
     };
     const int version = LDAP_VERSION3;
     const int none = 0;
-    const timeval endless{-1, 0}; // the deadline counts
+    const timeval endless{-1, 0}; // the deadline is the limit
     set(LDAP_OPT_PROTOCOL_VERSION, &version);
     set(LDAP_OPT_SIZELIMIT, &none);
     set(LDAP_OPT_TIMELIMIT, &none);
@@ -89,7 +90,7 @@ int LdapTransport::Remove(Sockbuf_IO_Desc*) {
 }
 
 int LdapTransport::Control(Sockbuf_IO_Desc*, int option, void*) {
-    // So that libldap does not wait for bytes by itself but reads, where the deadline counts.
+    // So that libldap does not wait by itself, but reads, which has the deadline as its limit.
     return option == LBER_SB_OPT_DATA_READY;
 }
 
@@ -117,7 +118,7 @@ ber_slen_t LdapTransport::Read(Sockbuf_IO_Desc* layer, void* buffer, ber_len_t s
 }
 
 void LdapTransport::FillBuffer() {
-    // Where there are always more bytes to read, nothing waits.
+    // If there are always more bytes to read, no call waits and checks the deadline.
     if (m_deadline.IsOver())
         throw ServerFault("no answer in time");
     m_start = m_end = 0;

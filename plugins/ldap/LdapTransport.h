@@ -15,8 +15,8 @@
 
 namespace kwlookup {
 
-/// A connected socket with libldap above it. libldap reads and writes through a ServerStream, so
-/// that its calls end at the deadline, in TLS too, and it neither waits nor verifies by itself.
+/// A connected socket for libldap. libldap reads and writes through a ServerStream, so that its
+/// calls end at the deadline, with TLS too, and it neither waits nor verifies certificates itself.
 ///
 /// Threads: one at a time.
 class LdapTransport {
@@ -26,19 +26,19 @@ public:
     LdapTransport(const LdapTransport&) = delete;
     LdapTransport& operator=(const LdapTransport&) = delete;
 
-    /// Waits for nothing: what the server does not take at once is lost.
+    /// Does not wait: what the server does not accept at once is lost.
     ~LdapTransport();
 
     LDAP* Get() const { return m_ldap.get(); }
 
-    /// All that libldap reads and writes from now on ends at `deadline`.
+    /// Make all later reads and writes of libldap end at `deadline`.
     void SetDeadline(Deadline deadline) { m_deadline = deadline; }
 
-    /// As ServerStream::StartTls(). Throws ServerFault also for answers that are there already,
-    /// which nobody has protected.
+    /// As ServerStream::StartTls(). Throws ServerFault also if the server has sent unencrypted
+    /// answers after that to StartTLS.
     void StartTls(const TlsSettings& settings, const Server& server);
 
-    /// Throws what made a call of libldap fail: a ServerFault, or std::bad_alloc.
+    /// Throws the cause of a failed call of libldap: a ServerFault or std::bad_alloc.
     [[noreturn]] void Fail(int code);
 
 private:
@@ -60,10 +60,10 @@ private:
 
     Deadline m_deadline;
     ServerStream m_stream;
-    std::array<char, 16 * 1024> m_buffer; ///< what has been read: an answer mostly fits
+    std::array<char, 16 * 1024> m_buffer; ///< bytes read ahead; most answers fit
     std::size_t m_start = 0;
     std::size_t m_end = 0;
-    std::exception_ptr m_fault; ///< what no exception can carry through libldap
+    std::exception_ptr m_fault; ///< an exception, which must not pass through libldap
     std::unique_ptr<LDAP, Close> m_ldap;
 };
 

@@ -14,7 +14,7 @@
 namespace kwlookup {
 namespace {
 
-/// Shared by the thread and all who wait.
+/// Shared by the thread and the searches that wait for it.
 struct Start {
     std::mutex lock;
     std::condition_variable changed;

@@ -5,10 +5,11 @@
 
 namespace kwlookup {
 
-/// Waits until libldap can be used. When it is first used in a process, it asks the resolver for
-/// the name of this machine, which has no time limit, so that happens in a thread of its own.
+/// Wait until libldap can be used. On its first use in a process, libldap looks up the name of this
+/// machine, without a time limit, so this happens in a thread of its own.
 ///
-/// Throws ServerFault "libldap took too long to start", and the reason where no thread can be made.
+/// Throws ServerFault "libldap took too long to start", or with the reason why no thread can be
+/// made.
 /// Threads: any.
 void AwaitLibldap(Deadline deadline);
 

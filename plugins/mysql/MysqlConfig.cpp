@@ -14,12 +14,12 @@ namespace {
 
 constexpr std::uint16_t PORT = 3306;
 
-/// Where Debian's server has its socket.
+/// The socket of Debian's server.
 const char* const SOCKET = "unix:/run/mysqld/mysqld.sock";
 
 std::string CharsetOf(const std::string& text) {
     using boost::algorithm::iequals;
-    // The server's own "utf8" lacks the characters of four bytes.
+    // The server's own "utf8" lacks characters of four bytes.
     const bool is_utf8 = text.empty() || iequals(text, "utf8") || iequals(text, "UTF-8");
     const MARIADB_CHARSET_INFO* const charset = FindCharset(is_utf8 ? "utf8mb4" : text);
     if (!charset || charset->char_minlen > 1)

@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// The parameters of kw_lookup_servers(5), and Charset.
+/// Parameters: those of ServerConfig, and Charset.
 class MysqlConfig : public ServerConfig {
 public:
     static constexpr char NAME[] = "lookup_mysql";
@@ -15,11 +15,11 @@ public:
     explicit MysqlConfig(const MysqlConfig* global) : ServerConfig(NAME, global) {}
 
     /// Throws std::invalid_argument "Wrong Charset setting [VALUE]: wait a character set that
-    /// clients of the server may use" besides what the base throws.
+    /// clients of the server may use", and what the base class throws.
     void PostInit() override;
 
-    /// With the connector's name of the character set in `of_type`. Hosts that are not set are the
-    /// socket of this machine, and a user that is not set is the one that the process runs as.
+    /// `of_type` is the connector's name of the character set. The default of Hosts is the socket
+    /// of this machine, and that of User is the user that the process runs as.
     ServerSettings GetSettings() const;
 
 private:

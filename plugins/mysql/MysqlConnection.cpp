@@ -22,19 +22,19 @@ namespace kwlookup {
 
 namespace {
 
-/// Reloads with other statements must not fill the server's memory.
+/// A limit, so that reloads with other statements do not fill the server's memory.
 constexpr std::size_t MOST_STATEMENTS = 100;
 
-/// What a row, and any other message of the server, may take here.
+/// The largest message of the server, such as a row.
 constexpr std::size_t LONGEST_PACKET = 16 << 20;
 
-/// Every server takes values as long as this.
+/// Every server accepts values of this length.
 constexpr std::size_t SHORT_VALUE = 4096;
 
-/// What a message has besides the value, and some more.
+/// More than a message has besides the value.
 constexpr std::size_t MESSAGE_HEAD = 1024;
 
-/// Methods of authentication that neither ask at the terminal nor send the password itself.
+/// Methods of authentication that neither ask at the terminal nor send the password in plain text.
 const char* const METHODS =
     "mysql_native_password,client_ed25519,caching_sha2_password,sha256_password,kwlookup_tls";
 
@@ -54,7 +54,7 @@ void SetTls(MYSQL* mysql, const TlsSettings& tls) {
     SetOption(mysql, MYSQL_OPT_SSL_VERIFY_SERVER_CERT, static_cast<my_bool>(tls.verify));
     SetText(mysql, MARIADB_OPT_TLS_VERSION, "TLSv1.2,TLSv1.3");
     SetText(mysql, MYSQL_DEFAULT_AUTH, TLS_LOGIN);
-    // Without one, OpenSSL would ask at the terminal for that of an encrypted key.
+    // Without this, OpenSSL would ask for the passphrase of an encrypted key at the terminal.
     SetText(mysql, MARIADB_OPT_TLS_PASSPHRASE, " ");
     if (tls.verify && !tls.ca_file.empty())
         SetText(mysql, MYSQL_OPT_SSL_CA, tls.ca_file);
@@ -64,7 +64,7 @@ void SetTls(MYSQL* mysql, const TlsSettings& tls) {
     }
 }
 
-/// Why connect(2) failed: the connector gives a number only, at the end.
+/// Why connect(2) failed. The connector's message ends in the error number.
 std::string ConnectReason(const std::string& message) {
     const std::size_t open = message.rfind('(');
     int error = 0;
@@ -77,7 +77,7 @@ std::string ConnectReason(const std::string& message) {
 
 MysqlConnection::MysqlConnection(const Server& server, const ServerSettings& settings,
                                  Deadline deadline)
-    // Nobody stands between the two ends of a unix socket.
+    // A unix socket needs no encryption.
     : m_tls(settings.tls.mode != TlsSettings::Mode::No && !server.IsUnix()) {
     StartConnector();
     ConnectToAny(server, deadline, [&](const Address& address, Deadline share, bool& reached) {
@@ -86,7 +86,7 @@ MysqlConnection::MysqlConnection(const Server& server, const ServerSettings& set
 }
 
 MysqlConnection::~MysqlConnection() {
-    // Says farewell where that goes at once.
+    // Send the farewell only if that does not block.
     const MysqlWait wait(Deadline(std::chrono::milliseconds(0)), m_tls);
     m_mysql.reset();
 }
@@ -128,7 +128,7 @@ void MysqlConnection::Connect(const Server& server, const std::string& address,
     if (!reached)
         throw ServerFault(ConnectReason(::mysql_error(mysql)));
     if (code == CR_SSL_CONNECTION_ERROR)
-        CheckTlsFiles(settings.tls); // the connector does not tell which one is bad
+        CheckTlsFiles(settings.tls); // the connector does not report which one is invalid
     throw ServerFault(::mysql_error(mysql));
 }
 
@@ -228,8 +228,8 @@ MysqlStatement& MysqlConnection::Prepare(const std::string& text) {
     return *(m_statements[text] = std::move(statement));
 }
 
-/// Whether `value` is a text of the connection's character set, and not of ASCII: then a column of
-/// another one may be unable to hold it.
+/// True if `value` is a valid text of the connection's character set, but not ASCII. A column of
+/// another character set may be unable to contain it.
 bool MysqlConnection::IsForeignText(const std::string& value) const {
     const MARIADB_CHARSET_INFO* const charset = m_mysql->charset;
     bool is_foreign = false;
@@ -248,7 +248,8 @@ bool MysqlConnection::IsForeignText(const std::string& value) const {
     return is_foreign;
 }
 
-/// The server would close the connection, and look as if it was down.
+/// Throws for a value that is too long: the server would close the connection and look as if it
+/// were down.
 void MysqlConnection::CheckLength(std::size_t length) {
     if (length <= SHORT_VALUE)
         return;

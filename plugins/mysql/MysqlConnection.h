@@ -21,9 +21,9 @@
 
 namespace kwlookup {
 
-/// A connection to a MariaDB or MySQL server, with the statements that it has prepared there.
+/// A connection to a MariaDB or MySQL server, with its prepared statements.
 ///
-/// No file of options is read, and the server cannot ask for files of ours.
+/// No option file is read, and the server cannot request local files.
 /// Threads: one at a time.
 class MysqlConnection {
 public:
@@ -33,8 +33,8 @@ public:
     MysqlConnection(const MysqlConnection&) = delete;
     MysqlConnection& operator=(const MysqlConnection&) = delete;
 
-    /// Puts the rows for `value` into `answer`. Throws what MysqlStatement::Ask() throws, also
-    /// when the server has a warning about a comparison or does not take a value so long.
+    /// Put the rows for `value` into `answer`. Throws what MysqlStatement::Ask() throws, also if
+    /// the server warns about a comparison or does not accept a value of this length.
     void Ask(const MysqlQuery& query, const std::string& value, Deadline deadline, Answer& answer);
 
     /// Stores all of `rows` in one transaction: all of them or none, where the table has
@@ -59,7 +59,7 @@ private:
 
     const bool m_tls;
     bool m_stores = false;           ///< the session is set to what storing needs
-    std::size_t m_longest_value = 0; ///< that the server takes; 0: not known yet
+    std::size_t m_longest_value = 0; ///< that the server accepts; 0 if not known yet
     std::map<std::string, std::unique_ptr<MysqlStatement>> m_statements; ///< outlive what is below
     std::unique_ptr<MYSQL, Close> m_mysql;
 };

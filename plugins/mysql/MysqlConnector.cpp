@@ -18,34 +18,33 @@ const char* const TLS_LOGIN = "kwlookup_tls";
 
 namespace {
 
-/// Begins a login in TLS. The connector calls it as the method of authentication that it was told
-/// to try first, when the server has said what it can and nothing of the user has been sent.
+/// Begin a login with TLS. For the connector this is the method of authentication to try first. It
+/// is called when the server's capabilities are known and nothing about the user has been sent.
 int BeginLogin(MYSQL_PLUGIN_VIO* server, MYSQL* mysql) {
     MysqlWait& wait = MysqlWait::Current();
-    // The connector would go on in plain text.
+    // The connector would continue in plain text.
     if ((mysql->server_capabilities & CLIENT_SSL) == 0) {
         wait.Fail("TLS: the server does not offer it");
         return CR_ERROR;
     }
-    // The connector knows the address that its name was resolved to, and would take that for the
-    // name that the certificate must be for.
+    // The connector knows only the resolved address, and would expect a certificate for that.
     char* const name = ::strdup(wait.GetTlsName().c_str());
     if (!name)
         return CR_ERROR;
     std::free(mysql->host);
     mysql->host = name;
-    // OpenSSL waits in its own calls otherwise.
+    // Otherwise OpenSSL would wait in its own calls.
     const int socket = static_cast<int>(::mysql_get_socket(mysql));
     ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) | O_NONBLOCK);
     wait.TlsBegins();
     // Starts TLS and sends the user's name. The server does not know this method, and answers with
-    // the one that the user's account has.
+    // the method of the user's account.
     unsigned char* packet = nullptr;
     return server->read_packet(server, &packet) < 0 ? CR_ERROR : CR_OK_HANDSHAKE_COMPLETE;
 }
 
-/// A method of authentication, as the connector's client_plugin.h has it: Debian's cannot be
-/// included, for want of another header.
+/// A method of authentication, copied from the connector's client_plugin.h. Debian's cannot be
+/// included, because it includes a missing header.
 struct Method {
     static constexpr int TYPE = 2;
     static constexpr unsigned INTERFACE = 0x0100;
@@ -76,7 +75,7 @@ bool RegisterLogin() {
 
 void StartConnector() {
     static const bool started = [] {
-        // At exit other threads may still close connections.
+        // Other threads may still close connections at exit.
         ::OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
         struct sigaction before;
         ::sigaction(SIGPIPE, nullptr, &before);

@@ -6,15 +6,15 @@
 
 namespace kwlookup {
 
-/// The name under which StartConnector() registers how a login in TLS begins.
+/// The name of the method of authentication that begins a login with TLS; see StartConnector().
 extern const char* const TLS_LOGIN;
 
-/// Sets MariaDB's connector up, once a process. It would have the host ignore SIGPIPE from then on;
-/// this leaves the host's signals as they are. Throws std::runtime_error.
+/// Initialise MariaDB's connector, once per process. The connector would make the process ignore
+/// SIGPIPE; this restores the host's signal actions. Throws std::runtime_error.
 /// Threads: any.
 void StartConnector();
 
-/// What the connector knows of a character set; null when it knows none of that name.
+/// The connector's description of a character set; null if there is none of that name.
 const MARIADB_CHARSET_INFO* FindCharset(const std::string& name);
 
 } // namespace kwlookup

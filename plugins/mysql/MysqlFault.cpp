@@ -14,7 +14,7 @@ namespace kwlookup {
 
 namespace {
 
-// Of MySQL, which the connector's headers do not have.
+// An error of MySQL that the connector's headers lack.
 constexpr unsigned ER_SERVER_OFFLINE_MODE_OF_MYSQL = 3032;
 constexpr unsigned ER_CLIENT_INTERACTION_TIMEOUT_OF_MYSQL = 4031;
 
@@ -29,7 +29,7 @@ bool IsServerFault(unsigned code) {
     case ER_OUTOFMEMORY:
     case ER_OUT_OF_RESOURCES:
     case ER_CON_COUNT_ERROR:
-    case ER_UNKNOWN_COM_ERROR: // said by a node of a cluster that is not ready
+    case ER_UNKNOWN_COM_ERROR: // from a node of a cluster that is not ready
     case ER_SERVER_SHUTDOWN:
     case ER_NORMAL_SHUTDOWN:
     case ER_CONNECTION_KILLED:
@@ -51,7 +51,7 @@ void FailMysql(unsigned code, const std::string& reason) {
         throw std::bad_alloc();
     if (code == CR_NET_PACKET_TOO_LARGE)
         throw std::runtime_error("a row is longer than 16 MiB");
-    if (code == 0 || IsServerFault(code)) // 0: the connector does not know either
+    if (code == 0 || IsServerFault(code)) // 0 is an unknown error
         throw ServerFault(reason.empty() ? "no reason given" : reason);
     throw QuestionFault(reason);
 }

@@ -8,8 +8,8 @@
 
 namespace kwlookup {
 
-/// The statement of an item, as MariaDB and MySQL take it. The condition's column is selected too,
-/// behind the others, so that each answer tells its type.
+/// The statement of an item for MariaDB and MySQL. The condition's column is selected too, after
+/// the others, so that each answer shows its type.
 class MysqlQuery : public SelectQuery {
 public:
     MysqlQuery(const std::string& text, const MysqlConfig& config)

@@ -16,10 +16,10 @@ namespace kwlookup {
 
 namespace {
 
-/// Results are a line of text; this bounds what many rows of them take.
+/// Results are short texts; this limits the memory of many rows.
 constexpr std::size_t LONGEST_RESULT = 16 << 20;
 
-/// True when `text` is how a whole number is written, and nothing else is.
+/// True if `text` is a whole number, written exactly as the server writes it.
 bool ReadNumber(const std::string& text, long long& number) {
     const char* const end = text.data() + text.size();
     const auto read = std::from_chars(text.data(), end, number);
@@ -34,7 +34,7 @@ MysqlStatement::MysqlStatement(MYSQL* mysql, const std::string& text)
         throw std::bad_alloc();
     if (::mysql_stmt_prepare(m_statement.get(), text.data(), text.size()) != 0)
         Fail();
-    // What the connector does not check.
+    // The connector does not check this.
     if (::mysql_stmt_param_count(m_statement.get()) != 1)
         throw ServerFault("the server answers with another statement");
     m_kind = FindKind();
@@ -116,7 +116,8 @@ void MysqlStatement::BindText(const std::string& value) {
     Bind(parameter);
 }
 
-/// False when `value` is no whole number. The server would read one from the beginning of any text.
+/// False if `value` is not a whole number. The server would read a number from the start of any
+/// text.
 bool MysqlStatement::BindNumber(const std::string& value) {
     if (!ReadNumber(value, m_number))
         return false;
@@ -171,7 +172,7 @@ void MysqlStatement::Fail() const {
     MYSQL_STMT* const statement = m_statement.get();
     if (::mysql_stmt_errno(statement) != 0)
         FailMysql(::mysql_stmt_errno(statement), ::mysql_stmt_error(statement));
-    // Fetching rows tells the connection only, and hides what was wrong with a long one.
+    // After fetching rows, only the connection has the error.
     const unsigned code = ::mysql_errno(m_mysql);
     const bool was_long = code == CR_SERVER_LOST && m_mysql->net.error == 1;
     FailMysql(was_long ? CR_NET_PACKET_TOO_LARGE : code, ::mysql_error(m_mysql));

@@ -11,10 +11,10 @@
 
 namespace kwlookup {
 
-/// A statement that the server has prepared, with one parameter. The last of its columns is the one
-/// that the parameter is compared with.
+/// A prepared statement with one parameter. Its last column is the one that the parameter is
+/// compared with.
 ///
-/// Threads: one at a time. All calls while a MysqlWait is there.
+/// Threads: one at a time. Call while a MysqlWait exists.
 class MysqlStatement {
 public:
     /// Prepares `text`. Throws what FailMysql() throws.
@@ -22,19 +22,19 @@ public:
 
     enum class Outcome {
         Answered,
-        Forgotten,   ///< by the server, or the table may have changed: prepare it again
-        OtherCharset ///< the column's character set does not have the value
+        Forgotten,   ///< dropped by the server, or the table may have changed: prepare it again
+        OtherCharset ///< the value cannot be written in the column's character set
     };
 
-    /// Puts the rows for `value` into `answer`, without the last column. Throws what FailMysql()
-    /// throws, and QuestionFault for a column that is not compared with such a value.
+    /// Put the rows for `value` into `answer`, without the last column. Throws what FailMysql()
+    /// throws, and QuestionFault for a column that cannot be compared with such a value.
     Outcome Ask(const std::string& value, Answer& answer);
 
 private:
-    /// What the condition's column holds.
+    /// The kind of the condition's column.
     enum class Kind { Text, WholeNumber, Other };
 
-    /// A value of a row; those that do not fit are fetched again.
+    /// A value of a row. A value that does not fit is fetched again.
     struct Cell {
         std::array<char, 256> text;
         unsigned long length;
@@ -57,11 +57,11 @@ private:
     MYSQL* const m_mysql;
     std::unique_ptr<MYSQL_STMT, Close> m_statement;
     Kind m_kind;
-    bool m_is_fresh = true; ///< nothing has been asked with it yet
-    long long m_number = 0; ///< the parameter, where numbers are compared
+    bool m_is_fresh = true; ///< not used yet
+    long long m_number = 0; ///< the parameter, if numbers are compared
     unsigned long m_length = 0;
     std::vector<Cell> m_cells;
-    std::string m_long; ///< a value that fits into no cell
+    std::string m_long; ///< a value that does not fit into a cell
 };
 
 } // namespace kwlookup

@@ -72,7 +72,7 @@ int MysqlWait::ForSocket(my_socket socket, my_bool read, int timeout) {
     return Current().Wait(static_cast<int>(socket), write ? POLLOUT : POLLIN);
 }
 
-/// 1 when the socket is ready, 0 when the time is over, -1 when there is nothing to wait for.
+/// Returns 1 if the socket is ready, 0 if the time is over, -1 after an error.
 int MysqlWait::Wait(int socket, short events) {
     try {
         if (std::exchange(m_connects, false))
@@ -83,7 +83,7 @@ int MysqlWait::Wait(int socket, short events) {
         }
         if (events == POLLIN)
             return 1;
-        // The connector would tell of another error.
+        // The connector would report another error.
         int error = 0;
         socklen_t size = sizeof(error);
         ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size);

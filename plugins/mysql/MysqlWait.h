@@ -10,36 +10,37 @@
 
 namespace kwlookup {
 
-/// While it is there, calls of MariaDB's connector in this thread wait no longer than the deadline.
+/// While an object exists, calls of MariaDB's connector in this thread wait no longer than the
+/// deadline.
 ///
-/// The connector lets the host wait for its sockets (MARIADB_OPT_IO_WAIT), in every call. Its
-/// calls _start and _cont are no substitute: they close a socket twice that connect(2) refuses at
-/// once, by then perhaps one of another thread, and they wait inside of OpenSSL.
+/// In every call, the connector lets the application wait for its sockets (MARIADB_OPT_IO_WAIT).
+/// Its calls _start and _cont are no substitute. If connect(2) fails at once, they close the socket
+/// twice, and its number may by then belong to another thread. They also wait inside OpenSSL.
 class MysqlWait {
 public:
-    /// What the option MYSQL_OPT_WRITE_TIMEOUT must be, in seconds: the connector waits in TLS to
-    /// read where it has to write, and that value tells one from the other.
+    /// The value for the option MYSQL_OPT_WRITE_TIMEOUT, in seconds. With TLS the connector waits
+    /// to read when it has to write; this value identifies those waits.
     static constexpr unsigned WRITE_MARK = 100001;
 
-    /// With `tls`, SIGPIPE cannot reach the host: OpenSSL does not care for it.
+    /// With `tls`, blocks SIGPIPE, which OpenSSL may cause.
     MysqlWait(Deadline deadline, bool tls);
     ~MysqlWait();
     MysqlWait(const MysqlWait&) = delete;
     MysqlWait& operator=(const MysqlWait&) = delete;
 
-    /// That of this thread, of which there must be one.
+    /// The object of this thread, which must exist.
     static MysqlWait& Current();
 
     /// The value of MARIADB_OPT_IO_WAIT.
     static int ForSocket(my_socket socket, my_bool read, int timeout);
 
-    /// A call connects, to a server whose certificate must be for `tls_name`.
+    /// Call before connecting to a server whose certificate must be for `tls_name`.
     void Connect(std::string tls_name);
     const std::string& GetTlsName() const { return m_tls_name; }
     void TlsBegins() { m_tls_begun = true; }
     bool HasTlsBegun() const { return m_tls_begun; }
 
-    /// Keeps the first reason, which the connector may replace by a worse one.
+    /// Record `reason` unless there is one. The connector may report a less useful one.
     void Fail(const std::string& reason);
     const std::string& GetReason() const { return m_reason; }
 
@@ -47,7 +48,7 @@ private:
     int Wait(int socket, short events);
 
     const Deadline m_deadline;
-    std::optional<sigset_t> m_signals; ///< blocked before
+    std::optional<sigset_t> m_signals; ///< the signal mask to restore
     bool m_had_sigpipe = false;
     bool m_connects = false;
     bool m_tls_begun = false;

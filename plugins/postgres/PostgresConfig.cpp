@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint16_t PORT = 5432;
 
-/// Where Debian's server has its sockets.
+/// The directory of the sockets of Debian's server.
 const char* const SOCKETS = "unix:/run/postgresql";
 
 std::string EncodingOf(const std::string& charset) {

@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// The parameters of kw_lookup_servers(5), and Charset.
+/// Parameters: those of ServerConfig, and Charset.
 class PostgresConfig : public ServerConfig {
 public:
     static constexpr char NAME[] = "lookup_postgres";
@@ -15,12 +15,12 @@ public:
     explicit PostgresConfig(const PostgresConfig* global) : ServerConfig(NAME, global) {}
 
     /// Throws std::invalid_argument "Wrong Charset setting [VALUE]: wait an encoding that
-    /// PostgreSQL knows" besides what the base throws.
+    /// PostgreSQL knows", and what the base class throws.
     void PostInit() override;
 
-    /// With the name of the encoding in `of_type`. Hosts that are not set are the sockets of this
-    /// machine, a user that is not set is the one that the process runs as, and a database that is
-    /// not set has the user's name.
+    /// `of_type` is the name of the encoding. The default of Hosts is the directory of sockets of
+    /// this machine, that of User is the user that the process runs as, and that of Database is the
+    /// name of the user.
     ServerSettings GetSettings() const;
 
 private:

@@ -18,17 +18,17 @@ namespace kwlookup {
 
 namespace {
 
-/// Where a file may be given, and the one in the user's home would be read otherwise.
+/// Replaces the default names of files in the user's home.
 const char* const NO_FILE = "/dev/null/none";
 
-/// The authorities that Debian trusts; from version 16 on the library finds them itself.
+/// The authorities that Debian trusts. From version 16 on, the library finds them itself.
 const char* const SYSTEM_AUTHORITIES = "/etc/ssl/certs/ca-certificates.crt";
 constexpr int KNOWS_SYSTEM_AUTHORITIES = 160000;
 
-/// Reloads with other statements must not fill the server's memory.
+/// A limit, so that reloads with other statements do not fill the server's memory.
 constexpr std::size_t MOST_STATEMENTS = 100;
 
-// Types of PostgreSQL and classes of its errors, which never change.
+// Numbers of types and codes of errors, which never change in PostgreSQL.
 constexpr Oid BYTEA = 17;
 constexpr Oid TIMESTAMPTZ = 1184;
 constexpr std::string_view NO_SUCH_STATEMENT = "26000";
@@ -47,14 +47,14 @@ bool IsGood(const PGresult* result) {
     return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
 }
 
-/// Another server may do better: the connection is broken (08), resources are short (53), the
-/// server ends or starts (57P).
+/// True for errors after which another server may answer: the connection is broken (08), resources
+/// are short (53), the server is starting or stopping (57P).
 bool IsServerFault(std::string_view state) {
     return state.substr(0, 2) == "08" || state.substr(0, 2) == "53" || state.substr(0, 3) == "57P";
 }
 
-/// The first line of a message of the library, which says what is wrong; the next ones guess why.
-/// Without the address, which the caller puts before it.
+/// The first line of a message of the library, without the address, which the caller adds. The
+/// other lines only guess the cause.
 std::string Reason(std::string_view message) {
     message = message.substr(0, message.find('\n'));
     constexpr std::string_view BEFORE = "connection to server ";
@@ -65,8 +65,8 @@ std::string Reason(std::string_view message) {
     return message.empty() ? "no reason given" : std::string(message);
 }
 
-/// The same for the same statement in each process: where a pooler gives one connection of the
-/// server to many clients, they must not take each other's statements.
+/// A name that is the same for the same statement in all processes. A pooler may let many clients
+/// share a connection to the server, and a name must mean the same statement to all.
 std::string NameFor(const std::string& statement) {
     std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
     for (const char c : statement)
@@ -77,8 +77,8 @@ std::string NameFor(const std::string& statement) {
     return name;
 }
 
-/// The parameters of a connection. Each one that the library would else take from the environment
-/// or from a file has a value.
+/// The parameters of a connection. All that the library would otherwise take from the environment
+/// or a file have a value.
 class Parameters {
 public:
     Parameters(const Server& server, const std::string& address, const ServerSettings& settings) {
@@ -88,7 +88,8 @@ public:
             SetTcp(server, address);
         Set("dbname", settings.database);
         Set("user", settings.user);
-        // An empty one would be looked for elsewhere; with this one the login fails.
+        // The library would look for a password elsewhere if it were empty; with this one the login
+        // fails.
         Set("password", settings.password.empty() ? " " : settings.password);
         Set("passfile", NO_FILE);
         Set("client_encoding", settings.of_type);
@@ -123,7 +124,7 @@ private:
         Set("port", std::to_string(server.port));
     }
 
-    /// The library takes the directory and the port that the socket's name ends in.
+    /// The library needs the directory, and the port at the end of the socket's name.
     void SetUnix(const Server& server) {
         const std::string prefix = "/.s.PGSQL.";
         const std::size_t name = server.path.rfind(prefix);
@@ -143,7 +144,7 @@ private:
                                                  : tls.ca_file);
         Set("sslcert", file(tls.cert_file));
         Set("sslkey", file(tls.key_file.empty() ? tls.cert_file : tls.key_file));
-        // Without one, OpenSSL would ask at the terminal for that of an encrypted key.
+        // Without this, OpenSSL would ask for the passphrase of an encrypted key at the terminal.
         Set("sslpassword", " ");
         Set("sslcrl", NO_FILE);
         Set("sslcompression", "0");
@@ -168,7 +169,7 @@ void PostgresConnection::Connect(const Server& server, const std::string& addres
     m_connection.reset(Parameters(server, address, settings).Start());
     if (!m_connection)
         throw std::bad_alloc();
-    // Else notices go to standard error.
+    // Otherwise notices would go to standard error.
     ::PQsetNoticeReceiver(
         m_connection.get(), [](void*, const PGresult*) {}, nullptr);
     PostgresPollingStatusType next = PGRES_POLLING_WRITING;
@@ -191,7 +192,7 @@ void PostgresConnection::Ask(const PostgresQuery& query, const std::string& valu
     const std::string& statement = query.GetStatement();
     const bool known = m_prepared.count(statement) != 0;
     const Prepared* prepared = &Prepare(statement, deadline);
-    // No text of PostgreSQL has one, and the library would end the value there.
+    // No text of PostgreSQL contains a NUL, and the library would end the value there.
     if (!prepared->binary && value.find('\0') != std::string::npos)
         return;
     Result result = Execute(*prepared, value, deadline);
@@ -239,7 +240,7 @@ const PostgresConnection::Prepared& PostgresConnection::Prepare(const std::strin
 
 void PostgresConnection::Forget(const std::string& statement, Deadline deadline) {
     const auto known = m_prepared.find(statement);
-    // An error only says that it is forgotten already.
+    // An error only means that the server has dropped it already.
     Command(("deallocate " + known->second.name).c_str(), deadline);
     m_prepared.erase(known);
 }
@@ -260,12 +261,12 @@ PostgresConnection::Result PostgresConnection::Command(const char* text, Deadlin
         deadline);
 }
 
-/// Whether a text of the database can be `value`, after the server has complained of bytes: it may
-/// mean those of the value, or those of a row.
+/// True if a text of the database can be `value`. Called after the server has rejected bytes, which
+/// may be those of the value or those of a row.
 bool PostgresConnection::CanBeHeld(const std::string& value, Deadline deadline) {
     const char* const encoding = ::PQparameterStatus(m_connection.get(), "server_encoding");
     if (!encoding || std::string_view(encoding) == "SQL_ASCII")
-        return true; // such a database holds any bytes
+        return true; // such a database may contain any bytes
     const char* const values[] = {value.c_str()};
     const Result result =
         Finish(::PQsendQueryParams(m_connection.get(), "select where $1::text is null", 1, nullptr,
@@ -352,7 +353,7 @@ void PostgresConnection::Insert(const StoredRow& row, const std::vector<Oid>& ty
         Fail(result.get());
 }
 
-/// Sends what has been started, where `sent` is not 0, and gives the answer.
+/// Send the started command, unless `sent` is 0, and return the answer.
 PostgresConnection::Result PostgresConnection::Finish(int sent, Deadline deadline) {
     PGconn* const connection = m_connection.get();
     if (sent == 0)
@@ -361,7 +362,7 @@ PostgresConnection::Result PostgresConnection::Finish(int sent, Deadline deadlin
         if (left < 0)
             FailConnection();
         Wait(POLLIN | POLLOUT, deadline);
-        // The server may have to write before it reads on.
+        // The server may have to write before it can read more.
         if (::PQconsumeInput(connection) == 0)
             FailConnection();
     }
@@ -401,7 +402,7 @@ void PostgresConnection::Fail(const PGresult* result) {
     const char* const message = ::PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
     const std::string reason = Reason(message ? message : ::PQresultErrorMessage(result));
     const std::string_view state = StateOf(result);
-    // The library itself gives none, as for memory that is short.
+    // Errors of the library itself, such as a lack of memory, have no code.
     if (state.empty() || IsServerFault(state))
         throw ServerFault(reason);
     throw QuestionFault(reason);

@@ -20,20 +20,21 @@
 
 namespace kwlookup {
 
-/// A connection to a PostgreSQL server, with the statements that it has prepared there.
+/// A connection to a PostgreSQL server, with its prepared statements.
 ///
-/// Nothing of the process's environment or of its user's files counts for it.
+/// The process's environment and its user's files have no effect, with the exceptions listed in
+/// kw_lookup_postgres(5).
 /// Threads: one at a time.
 class PostgresConnection {
 public:
     /// Connects and logs in. Throws ServerFault with the reason.
     PostgresConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
 
-    /// Puts the rows for `value` into `answer`. A value that the database can hold nowhere, as one
-    /// with a NUL byte, has none.
+    /// Put the rows for `value` into `answer`. A value that the database cannot contain, such as
+    /// one with a NUL byte, has none.
     ///
-    /// Throws ServerFault when the server goes away, stops, or is too busy, and QuestionFault with
-    /// the server's reason for another error.
+    /// Throws ServerFault if the connection breaks or the server stops or is too busy, and
+    /// QuestionFault with the server's reason for another error.
     void Ask(const PostgresQuery& query, const std::string& value, Deadline deadline,
              Answer& answer);
 
@@ -51,10 +52,10 @@ private:
 
     using Result = std::unique_ptr<PGresult, Free>;
 
-    /// A statement that the server knows.
+    /// A prepared statement.
     struct Prepared {
         std::string name;
-        bool binary; ///< its parameter takes bytes as they are
+        bool binary; ///< its parameter is sent as raw bytes
     };
 
     void Connect(const Server& server, const std::string& address, const ServerSettings& settings,

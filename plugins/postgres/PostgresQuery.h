@@ -8,7 +8,7 @@
 
 namespace kwlookup {
 
-/// The statement of an item, as PostgreSQL takes it.
+/// The statement of an item for PostgreSQL.
 class PostgresQuery : public SelectQuery {
 public:
     PostgresQuery(const std::string& text, const PostgresConfig& config)

@@ -10,7 +10,7 @@ namespace kwlookup {
 namespace {
 
 constexpr int MOST_REDIRECTIONS = 16;
-/// Each search for a key of a node that is away would read it otherwise.
+/// Otherwise each search for a key of a node that is down would read the table.
 constexpr std::chrono::seconds REFRESH_INTERVAL(1);
 
 } // namespace
@@ -25,7 +25,7 @@ const std::string& ClusterNodes::GetSlotsRequest() {
 
 void ClusterNodes::Learn(std::shared_ptr<const SlotTable> slots) {
     const std::vector<Server> all = slots->GetAllNodes();
-    std::map<std::string, std::shared_ptr<Node>> gone; // destroyed without the lock
+    std::map<std::string, std::shared_ptr<Node>> gone; // destroyed after the lock is released
     const std::lock_guard<std::mutex> lock(m_lock);
     std::map<std::string, std::shared_ptr<Node>> kept;
     for (const Server& server : all) {
@@ -135,7 +135,7 @@ void ClusterNodes::Refresh(const std::vector<Server>& first, Deadline deadline) 
         try {
             NodeAt(server)->Ask(RedisConnection::AskedSlots{slots}, GetSlotsRequest(), soon, none);
         } catch (const std::runtime_error&) {
-            // Another node may tell.
+            // Try another node.
         }
         if (slots)
             return Learn(std::move(slots));

@@ -19,26 +19,26 @@
 
 namespace kwlookup {
 
-/// The nodes of a cluster, each with its connections, and the table of who has which slots.
+/// The nodes of a cluster, each with its connections, and the table of their slots.
 ///
-/// The table is read when the first node says that it does not have a key, when another says so,
-/// and when the node of a slot fails; but once a second at most.
+/// The table is read after a redirection and when the node of a slot fails, but at most once a
+/// second.
 ///
 /// Threads: any.
 class ClusterNodes {
 public:
     ClusterNodes(std::shared_ptr<const ServerSettings> settings, bool from_replica);
 
-    /// What asks a node for the table.
+    /// The request for the table.
     static const std::string& GetSlotsRequest();
 
-    /// True once the table was read.
+    /// True once the table has been read.
     bool IsKnown() const { return m_known.load(std::memory_order_acquire); }
 
-    /// Takes `slots` for the table from now on.
+    /// Replace the table by `slots`.
     void Learn(std::shared_ptr<const SlotTable> slots);
 
-    /// Asks the node that has the key, or one of its replicas, and follows up to 16 redirections.
+    /// Ask the node that has the key, or one of its replicas, and follow up to 16 redirections.
     /// `redirection` is one that was received before.
     /// Throws what ServerSet::Ask() throws, and ServerFault "more than 16 redirections" and "NAME:
     /// CLUSTERDOWN REASON".
@@ -48,21 +48,22 @@ public:
 private:
     using Node = ServerSet<RedisConnection>;
 
-    /// The node at this address; made when it is not known yet.
+    /// The node at this address; made if it is not known yet.
     std::shared_ptr<Node> NodeAt(const Server& server);
 
     /// The master of a slot and its replicas.
     std::vector<Server> GroupOf(unsigned slot);
 
-    /// Those of a group to ask: the master, or the replicas in turn and then the master.
+    /// The nodes of a group in the order in which to ask them: the master, or the replicas in turn
+    /// and then the master.
     std::vector<Server> InOrder(std::vector<Server> group);
 
-    /// Asks one of `nodes` after the other. False when all failed; `reasons` says why.
+    /// Ask one of `nodes` after the other. False if all failed; `reasons` are their reasons.
     bool AskOneOf(const std::vector<Server>& nodes, const RedisConnection::Asked& asked,
                   const std::string& question, Deadline deadline, Answer& answer,
                   std::string& reasons);
 
-    /// Reads the table anew, from `first` or another node, unless it was read just now.
+    /// Read the table again, from `first` or another node, unless it was read just now.
     void Refresh(const std::vector<Server>& first, Deadline deadline);
 
     const std::shared_ptr<const ServerSettings> m_settings;

@@ -8,20 +8,20 @@
 
 namespace kwlookup {
 
-/// What a node of a cluster says in place of an answer.
+/// The error of a cluster node that cannot answer for a key.
 struct Redirection {
     enum class Kind {
         Moved, ///< another node has the slot of the key
-        Ask,   ///< another node has this key already, while the slot moves there
+        Ask,   ///< another node has this key, while the slot is being moved there
         Down   ///< the cluster cannot answer for this slot now
     };
 
     Kind kind = Kind::Down;
     Server server;    ///< the other node
-    std::string text; ///< "NAME: " of who said it, and its own words
+    std::string text; ///< the name of the node and its message, "NAME: TEXT"
 
-    /// Reads "MOVED SLOT HOST:PORT", "ASK SLOT HOST:PORT" and "CLUSTERDOWN REASON"; `from` is who
-    /// said it, and stands for a host that is left out. Nothing for another text.
+    /// Parse "MOVED SLOT HOST:PORT", "ASK SLOT HOST:PORT" or "CLUSTERDOWN REASON" from the node
+    /// `from`, whose host replaces a missing one. Empty for another text.
     static std::optional<Redirection> Read(const std::string& text, const Server& from);
 };
 

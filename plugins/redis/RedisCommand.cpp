@@ -43,8 +43,8 @@ std::vector<std::string> Split(const std::string& text) {
     return words;
 }
 
-/// Appends "TYPENUMBER\r\n". The library's formatting would take most of the time of a cached
-/// answer.
+/// Append "TYPENUMBER\r\n". Formatting by the standard library would take most of the time of a
+/// cached answer.
 void AppendHead(char type, std::size_t number, std::string& out) {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof(digits), number).ptr;
@@ -59,7 +59,7 @@ void AppendArgument(std::string_view argument, std::string& out) {
     out += "\r\n";
 }
 
-/// Argument `number`, counted from the name of the command, of a request.
+/// Argument `number` of a request; the name of the command is number 0.
 std::string_view ArgumentOf(const std::string& request, std::size_t number) {
     std::size_t at = request.find('\n') + 1;
     for (;;) {
@@ -83,7 +83,7 @@ std::string RedisRequest(const std::vector<std::string>& arguments) {
 }
 
 const RedisCommand::Known& RedisCommand::Find(const std::string& text, const std::string& name) {
-    // One key each, so that one node of a cluster can answer.
+    // Commands with one key, so that one node of a cluster can answer.
     static constexpr Known KNOWN[] = {
         {"EXISTS", 1, 1, Kind::Flag},    {"GET", 1, 1, Kind::Value},
         {"HGET", 2, 2, Kind::Value},     {"HMGET", 2, 100, Kind::Values},

@@ -13,7 +13,7 @@ namespace kwlookup {
 namespace {
 
 constexpr std::size_t READ_SIZE = 16 * 1024;
-/// A server's error is a line; a longer one is no help in a log.
+/// Errors of servers are short; a longer text does not help in a log.
 constexpr std::size_t LONGEST_ERROR = 200;
 const std::string ASKING = RedisRequest({"ASKING"});
 
@@ -21,14 +21,14 @@ std::string ErrorText(const RedisReply& reply) {
     return reply.text.substr(0, LONGEST_ERROR);
 }
 
-/// A server that does not know a command repeats its arguments, cut somewhere.
+/// A server that does not know a command repeats the start of its arguments.
 std::string WithoutPassword(const std::string& text, const std::string& password) {
     if (text.find("unknown command") != std::string::npos && !password.empty())
         return "the server knows no AUTH";
     return text.substr(0, LONGEST_ERROR);
 }
 
-/// Errors that are the server's state, not the question's fault.
+/// True for errors that are due to the state of the server, not to the question.
 bool CannotAnswerNow(const RedisReply& reply) {
     for (const char* kind :
          {"LOADING ", "MASTERDOWN ", "BUSY ", "NOAUTH ", "ERR max number of clients reached"})
@@ -65,7 +65,7 @@ RedisConnection::RedisConnection(const Server& server, const ServerSettings& set
         if (reply.type == RedisReply::Type::Error)
             throw ServerFault(WithoutPassword(reply.text, settings.password));
     }
-    // An error means that there is no cluster, and nothing to allow.
+    // Ignore an error, which means that the server is not in a cluster.
     if (replica)
         ReadReply(deadline);
 }
@@ -101,7 +101,7 @@ void RedisConnection::Ask(const AskedSlots& asked, const std::string& question, 
 
 RedisReply RedisConnection::ReadLastReply(Deadline deadline) {
     RedisReply reply = ReadReply(deadline);
-    // The next question would take the rest for its answer.
+    // The next question would read the rest as its answer.
     if (!m_reader.IsEmpty())
         throw ServerFault("the server sent more than it was asked for");
     return reply;

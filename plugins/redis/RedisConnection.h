@@ -23,14 +23,14 @@ class SlotTable;
 /// Threads: one at a time.
 class RedisConnection {
 public:
-    /// A command, and what a node of a cluster said in place of its answer.
+    /// A command, and the redirection by a cluster node, if any.
     struct Asked {
         const RedisCommand& command;
-        bool asking; ///< the node may not have the slot yet: an ASK sent us there
+        bool asking; ///< the node may not have the slot yet: an ASK redirected here
         std::optional<Redirection>& redirection;
     };
 
-    /// Who has which slots; stays null where there is no cluster.
+    /// A request for the table of slots; the table stays null if the server is not in a cluster.
     struct AskedSlots {
         std::shared_ptr<const SlotTable>& slots;
     };
@@ -44,7 +44,7 @@ public:
 
 private:
     RedisReply ReadReply(Deadline deadline);
-    /// Nothing may follow it.
+    /// Read a reply that must be the last one.
     RedisReply ReadLastReply(Deadline deadline);
 
     const Server m_server;

@@ -10,16 +10,16 @@
 namespace kwlookup {
 namespace {
 
-/// Far more than a result, and far less than what a server may send.
+/// More than any sensible result, but less than a hostile server may send.
 constexpr std::size_t LONGEST_REPLY = 16 * 1024 * 1024;
-/// The slots of a cluster take some 20 values a node; a small value costs 100 bytes here, and 4
-/// bytes of whoever sends it.
+/// The slots of a cluster take some 20 values a node. A small value takes 100 bytes of memory here,
+/// but only 4 bytes to send.
 constexpr std::size_t MOST_VALUES = 100000;
 
 } // namespace
 
-/// hiredis calls these for each value, outer ones first, the values of an array in order. They
-/// throw nothing: null tells hiredis that there is no memory.
+/// hiredis calls these functions for each value: an array first, then its values in order. They do
+/// not throw. To hiredis, null means a lack of memory.
 class RedisReader::Builder {
 public:
     RedisReply Take() {

@@ -11,7 +11,7 @@ struct redisReader;
 
 namespace kwlookup {
 
-/// Makes replies of the bytes that a server sends, whatever they are.
+/// Parses replies from the bytes that a server sends. The bytes are not trusted.
 ///
 /// Threads: one.
 class RedisReader {
@@ -24,11 +24,11 @@ public:
     /// Throws std::bad_alloc, and std::runtime_error "the answer is longer than 16 MiB".
     void Feed(std::string_view bytes);
 
-    /// The next reply; false when it is not whole yet. Throws ServerFault "not an answer of Redis:
-    /// REASON"; nothing can be read then any more.
+    /// Read the next reply. False if it is incomplete. Throws ServerFault "not an answer of Redis:
+    /// REASON"; the reader cannot be used then.
     bool Next(RedisReply& reply);
 
-    /// True when nothing is left behind the replies that were read.
+    /// True if no bytes are left after the replies that were read.
     bool IsEmpty() const { return m_fed == 0; }
 
 private:
@@ -41,7 +41,7 @@ private:
 
     std::unique_ptr<Builder> m_builder;
     std::unique_ptr<redisReader, Free> m_reader;
-    std::size_t m_fed = 0; ///< bytes of the reply that is not whole yet
+    std::size_t m_fed = 0; ///< the bytes that belong to no complete reply yet
 };
 
 } // namespace kwlookup

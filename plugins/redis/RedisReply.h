@@ -6,7 +6,7 @@
 
 namespace kwlookup {
 
-/// What a Redis server says.
+/// A reply of a Redis server.
 struct RedisReply {
     enum class Type { Nil, String, Status, Error, Integer, Array };
 
@@ -15,7 +15,7 @@ struct RedisReply {
     std::string text; ///< of a string, a status or an error; any bytes
     std::vector<RedisReply> elements;
 
-    /// The kind of an error is its first word.
+    /// True for an error whose first word is `kind`.
     bool IsError(const char* kind) const { return type == Type::Error && text.rfind(kind, 0) == 0; }
 };
 

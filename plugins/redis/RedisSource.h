@@ -15,8 +15,8 @@
 
 namespace kwlookup {
 
-/// Redis servers with the same keys, or a cluster of which they are some nodes. That it is one
-/// shows when a node names another as the one to ask.
+/// Redis servers with the same keys, or some nodes of a cluster. A cluster is recognised by its
+/// first redirection.
 ///
 /// Threads: any.
 class RedisSource {
@@ -30,7 +30,7 @@ public:
 private:
     ServerSet<RedisConnection> m_servers;
     ClusterNodes m_cluster;
-    std::atomic<bool> m_look_for_cluster; ///< a master never names its replicas by itself
+    std::atomic<bool> m_look_for_cluster; ///< a master does not redirect to its replicas by itself
 };
 
 } // namespace kwlookup

@@ -8,7 +8,7 @@
 namespace kwlookup {
 namespace {
 
-/// CRC-16 with the polynomial 0x1021, from 0.
+/// CRC-16 with the polynomial 0x1021 and the initial value 0.
 std::uint16_t Checksum(std::string_view bytes) {
     static const auto table = [] {
         std::array<std::uint16_t, 256> made{};
@@ -37,7 +37,7 @@ Server NodeOf(const RedisReply& reply, const Server& from) {
     const long long port = reply.elements[1].integer;
     Require(port > 0 && port < 65536);
     Server node;
-    // A node that does not know its own name gives none, or "?".
+    // A node that does not know its own name sends an empty one, or "?".
     node.host = host.text.empty() || host.text == "?" ? from.host : host.text;
     node.port = static_cast<std::uint16_t>(port);
     Require(!node.host.empty() && node.host.find('\0') == std::string::npos);

@@ -12,20 +12,20 @@
 
 namespace kwlookup {
 
-/// Who in a cluster has which keys: each key has a slot, each slot a master and its replicas.
+/// The nodes of a cluster by slots: each key has a slot, and each slot has a master and replicas.
 class SlotTable {
 public:
     static constexpr unsigned SLOTS = 16384;
 
     /// The slot of a key: a checksum of its bytes, or of those between its first '{' and the next
-    /// '}' where there are any.
+    /// '}' if there are any.
     static unsigned SlotOf(std::string_view key);
 
-    /// Reads the reply to CLUSTER SLOTS of the server `from`, which stands for a host that is left
-    /// out. Throws ServerFault "the table of slots cannot be read".
+    /// Parses the reply of the server `from` to CLUSTER SLOTS. The host of `from` replaces a
+    /// missing one. Throws ServerFault "the table of slots cannot be read".
     SlotTable(const RedisReply& reply, const Server& from);
 
-    /// The master and its replicas; empty when nobody has the slot.
+    /// The master and its replicas; empty if no node has the slot.
     const std::vector<Server>& NodesOf(unsigned slot) const { return m_groups[m_group_of[slot]]; }
 
     /// Each node once.

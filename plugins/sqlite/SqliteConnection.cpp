@@ -9,7 +9,7 @@ namespace kwlookup {
 
 bool SqliteConnection::Find(std::string_view value, int max_rows, Values& values) {
     Begin();
-    // Ends the read transaction on every way out, so that writers can go on.
+    // Ends the read transaction on every path, so that writers can proceed.
     const auto reset = [](sqlite3_stmt* statement) {
         ::sqlite3_reset(statement);
         ::sqlite3_clear_bindings(statement);

@@ -14,7 +14,7 @@ namespace kwlookup {
 /// Threads: one at a time.
 class SqliteConnection : public SqliteDatabase {
 public:
-    /// Throws std::runtime_error "NAME: REASON", also for a database that is not whole, or not in
+    /// Throws std::runtime_error "NAME: REASON", also for a database that is incomplete or not in
     /// UTF-8.
     SqliteConnection(const Settings& settings, const std::string& statement)
         : SqliteDatabase(settings, Access::Read), m_statement(Prepare(statement)) {

@@ -8,7 +8,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Instructions of SQLite between two looks at the clock: a look costs less than one of them.
+/// SQLite's instructions between two reads of the clock, which costs less than one of them.
 constexpr int INSTRUCTIONS = 100;
 
 } // namespace
@@ -18,14 +18,14 @@ SqliteDatabase::SqliteDatabase(const Settings& settings, Access access)
     sqlite3* db = nullptr;
     const int mode = access == Access::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     const int opened = ::sqlite3_open_v2(m_name.c_str(), &db, mode | SQLITE_OPEN_NOMUTEX, nullptr);
-    m_db.reset(db); // there is one to close even where that failed
+    m_db.reset(db); // must be closed even after a failure
     if (!db)
         throw std::bad_alloc();
     if (opened != SQLITE_OK)
         Fail();
     ::sqlite3_busy_timeout(db, settings.timeout * 1000);
     ::sqlite3_progress_handler(db, INSTRUCTIONS, IsTimeOver, this);
-    // A name that no column has would else be taken for a text.
+    // Otherwise an unknown column name would be read as a string.
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     ::sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -33,7 +33,8 @@ SqliteDatabase::SqliteDatabase(const Settings& settings, Access access)
 
 int SqliteDatabase::IsTimeOver(void* database) {
     auto& time = static_cast<SqliteDatabase*>(database)->m_time;
-    // The first instructions wait for the lock, which has a time of its own.
+    // The clock starts after the first instructions, which wait for the lock. That wait has its own
+    // limit.
     if (!time)
         time.emplace(static_cast<SqliteDatabase*>(database)->m_search_time);
     return time->IsOver();
@@ -64,11 +65,11 @@ SqliteDatabase::Statement SqliteDatabase::Pragma(const std::string& name) {
 }
 
 void SqliteDatabase::CheckFile() {
-    // SQLite notices when whole pages are missing; what is cut off the last one it takes for zeros.
+    // SQLite notices missing pages, but reads an incomplete last page as if it ended in zeros.
     const Statement page_size = Pragma("page_size");
     if (m_stamp.GetSize() % static_cast<unsigned>(::sqlite3_column_int(page_size.get(), 0)) != 0)
         throw std::runtime_error(m_name + ": not a valid database");
-    // In another encoding bytes that are not UTF-8 would become characters, and match those.
+    // In another encoding, bytes that are not UTF-8 would be converted and match other characters.
     const Statement encoding = Pragma("encoding");
     const unsigned char* const text = ::sqlite3_column_text(encoding.get(), 0);
     if (::sqlite3_stricmp(reinterpret_cast<const char*>(text), "UTF-8") != 0)

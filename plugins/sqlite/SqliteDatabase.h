@@ -18,17 +18,17 @@ class SqliteDatabase {
 public:
     struct Settings {
         std::string name;
-        int timeout;     ///< in seconds: to wait for a lock
-        int search_time; ///< in milliseconds: for a statement once it has the lock
+        int timeout;     ///< the time to wait for a lock, in seconds
+        int search_time; ///< the time for a statement once it has the lock, in milliseconds
     };
 
     enum class Access { Read, Write };
 
-    /// Opens a file that is there. Throws std::runtime_error "NAME: REASON".
+    /// Opens an existing file. Throws std::runtime_error "NAME: REASON".
     SqliteDatabase(const Settings& settings, Access access);
 
-    /// True while the name stands for the file that is open; what is written to it is seen without
-    /// this. Throws std::runtime_error "NAME: REASON".
+    /// True while the name still names the open file, even after writes, which searches see anyway.
+    /// Throws std::runtime_error "NAME: REASON".
     bool IsCurrent() const { return FileStamp(m_name).IsSameFile(m_stamp); }
 
 protected:
@@ -41,27 +41,27 @@ protected:
 
     const std::string& GetName() const { return m_name; }
     sqlite3* Get() const { return m_db.get(); }
-    /// Throws what SQLite last complained of.
+    /// Throws the last error of SQLite.
     [[noreturn]] void Fail() const;
     Statement Prepare(const std::string& text);
-    /// For a derived constructor, once its statement is prepared, which tells best what a file is
-    /// that is no database. Throws std::runtime_error "NAME: REASON" for a database that is not
-    /// whole, or not in UTF-8.
+    /// Check the file. Call in a derived constructor after preparing the statement, which gives the
+    /// best error for a file that is not a database. Throws std::runtime_error "NAME: REASON" for a
+    /// database that is incomplete or not in UTF-8.
     void CheckFile();
 
-    /// A statement begins, whose time begins once it has done some work.
+    /// Call at the start of a statement. Its time starts once it has the lock.
     void Begin() { m_time.reset(); }
-    /// As sqlite3_step(). Throws std::runtime_error "NAME: REASON" when it gives neither a row nor
-    /// the end, also when the time is over.
+    /// As sqlite3_step(). Throws std::runtime_error "NAME: REASON" after an error, also if the time
+    /// is over.
     int Step(sqlite3_stmt* statement);
 
 private:
     Statement Pragma(const std::string& name);
-    /// SQLite asks now and then: not 0 ends the statement.
+    /// SQLite's progress handler: a value other than 0 ends the statement.
     static int IsTimeOver(void* database);
 
     const std::string m_name;
-    const FileStamp m_stamp; ///< taken before the file is opened: an older one only reopens it
+    const FileStamp m_stamp; ///< taken before the file is opened; an outdated one is harmless
     const int m_search_time;
     std::optional<SearchTime> m_time;
     std::unique_ptr<sqlite3, Close> m_db;

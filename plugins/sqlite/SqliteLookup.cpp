@@ -20,7 +20,7 @@ namespace kwlookup {
 /// "sqlite:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'". After a match, *matched is
 /// the expanded template.
 ///
-/// Threads: searches may run at once; each thread has a connection of its own.
+/// Threads: any number may search at once. Each has a connection of its own.
 class SqliteLookup : public PluginLookup<SqliteConfig, KwLookupAndStorageWithConfig> {
 public:
     using PluginLookup::PluginLookup;
@@ -88,9 +88,9 @@ bool SqliteLookup::Search(const KwLookupFinder& finder, int flags, std::string* 
     return true;
 }
 
-/// The same, or as a storage "sqlite:insert into TABLE values (:NAME<TYPE>[, ...])".
+/// The same, or a storage "sqlite:insert into TABLE values (:NAME<TYPE>[, ...])".
 ///
-/// Threads: any, at once; each thread has connections of its own.
+/// Threads: any number at once. Each has connections of its own.
 class SqliteStorage : public SqlStorage<SqliteLookup> {
 public:
     using SqlStorage::SqlStorage;
@@ -119,8 +119,8 @@ void SqliteStorage::LoadInsert(const InsertStatement& insert) {
 void SqliteStorage::StoreRows(const std::vector<StoredRow>& rows, StoreProgress& progress) const {
     std::unique_ptr<SqliteWriter>& writer = m_storage->writers.Get();
     if (writer && !writer->IsOwn())
-        writer.release(); // the parent's: lost on purpose
-    // A record must not go into a file that has no name any more.
+        writer.release(); // that of the parent process, leaked on purpose
+    // Do not store into a file that was deleted or replaced.
     if (writer && !writer->IsCurrent())
         writer.reset();
     if (!writer)

@@ -8,7 +8,7 @@ namespace kwlookup {
 
 SqliteWriter::SqliteWriter(const Settings& settings, const std::string& statement)
     : SqliteDatabase(settings, Access::Write), m_process(::getpid()),
-      // Takes the lock at once: who has read already would not be given the time to wait for it.
+      // Takes the lock at once: SQLite does not wait for it once a transaction has read.
       m_begin(Prepare("begin immediate")), m_insert(Prepare(statement)),
       m_commit(Prepare("commit")), m_rollback(Prepare("rollback")) {
     CheckFile();
@@ -28,7 +28,7 @@ void SqliteWriter::Store(const std::vector<StoredRow>& rows, StoreProgress& prog
         }
         Execute(m_commit);
     } catch (...) {
-        // Some errors have ended the transaction already.
+        // Some errors end the transaction by themselves.
         if (::sqlite3_get_autocommit(Get()) == 0) {
             ::sqlite3_step(m_rollback.get());
             ::sqlite3_reset(m_rollback.get());

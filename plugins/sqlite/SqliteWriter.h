@@ -11,21 +11,21 @@
 
 namespace kwlookup {
 
-/// A database file, open for writing, with one statement that takes the values of a row.
+/// A database file, open for writing, with one statement that inserts a row.
 ///
 /// Threads: one at a time.
 class SqliteWriter : public SqliteDatabase {
 public:
-    /// Throws std::runtime_error "NAME: REASON", also for a database that is not whole, or not in
+    /// Throws std::runtime_error "NAME: REASON", also for a database that is incomplete or not in
     /// UTF-8.
     SqliteWriter(const Settings& settings, const std::string& statement);
 
-    /// Stores all of `rows` in one transaction: all of them or none. Throws std::runtime_error
-    /// "NAME: REASON".
+    /// Store all of `rows` in one transaction, or none of them. Throws std::runtime_error "NAME:
+    /// REASON".
     void Store(const std::vector<StoredRow>& rows, StoreProgress& progress);
 
-    /// True in the process that opened it. In a child after fork(2) it must neither be used nor
-    /// closed: the locks of SQLite do not pass on.
+    /// True in the process that opened the file. In a child process after fork(2), neither use nor
+    /// close it, because SQLite's locks are not inherited.
     bool IsOwn() const;
 
 private:

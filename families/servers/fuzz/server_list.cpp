@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads any text as Hosts. The names of the servers that were read, listed again, are the same
-// servers.
+// Parses a text as Hosts. The names of the servers, parsed again, must be the same servers.
 #include "families/servers/ServerList.h"
 #include "fuzz/Require.h"
 

@@ -12,7 +12,7 @@
 namespace kwlookup {
 namespace {
 
-/// Counts how many there are.
+/// Counts its objects.
 struct Counted {
     explicit Counted(int& counter) : count(&counter) { ++counter; }
     ~Counted() { --*count; }
@@ -41,7 +41,7 @@ TEST(PerProcess, AChildHasItsOwnAndLeavesThatOfItsParent) {
     if (child == 0) {
         bool good = one->Get().get() != of_parent && count == 2;
         one.reset();
-        good &= count == 1; // the parent's, which nobody destroyed
+        good &= count == 1; // that of the parent, which was not destroyed
         ::_exit(good ? 0 : 1);
     }
     int status = -1;

@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/// The names of the servers, joined by blanks, or what is thrown.
+/// The names of the servers, separated by blanks, or the message of the exception.
 std::string Read(const std::string& text) {
     try {
         std::string names;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reads any text as a statement. What is accepted is one statement to SQLite too, with one
-// parameter, whose value alone decides.
+// Parses a text as a statement. An accepted statement must be a single one for SQLite too, with one
+// parameter.
 #include "families/sql/SelectStatement.h"
 #include "fuzz/Require.h"
 
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(::sqlite3_stmt_readonly(prepared) != 0);
     } else {
         const std::string reason = ::sqlite3_errmsg(db);
-        // More columns, or parts of a table's name, than it takes.
+        // SQLite has limits for the number of columns and unknown databases.
         Require(IsMissingName(reason) || reason == "too many columns in result set" ||
                 reason.rfind("near \".\": syntax error", 0) == 0);
     }

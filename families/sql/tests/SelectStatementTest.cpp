@@ -54,7 +54,7 @@ TEST(SelectStatementTest, ReadsAndWritesStatements) {
               "select `a`, * from `t`.`u` where `c` = ?");
 }
 
-TEST(SelectStatementTest, RefusesWhatIsNoStatement) {
+TEST(SelectStatementTest, RefusesInvalidStatements) {
     for (const std::string& text : {
              ""s,
              "select"s,
@@ -87,7 +87,7 @@ TEST(SelectStatementTest, RefusesWhatIsNoStatement) {
                          .c_str());
 }
 
-TEST(SelectStatementTest, RefusesWhatIsNoName) {
+TEST(SelectStatementTest, RefusesInvalidNames) {
     struct Case {
         std::string text;
         std::string name;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The input is a filter or a base, a NUL byte, and a text to search for. What we read is a filter
-// or a name to libldap too, and no text changes more of it than the values with codes.
+// The input is a filter or a base, a NUL byte, and a text to search for. What is accepted must be a
+// filter or a name for libldap too, and a text must change only the values with codes.
 #include "families/servers/ServerLookup.h"
 #include "families/servers/ServerSet.h"
 #include "fuzz/Require.h"
@@ -24,12 +24,12 @@
 
 using namespace kwlookup;
 
-/// What ldap_search_ext() calls for its filter.
+/// The function that ldap_search_ext() calls for its filter.
 extern "C" int ldap_pvt_put_filter(BerElement* ber, const char* filter);
 
 namespace {
 
-/// What stands for codes and nowhere else.
+/// A text that occurs only in the place of codes.
 constexpr char HARMLESS[] = "xqzjx@xqzjx";
 constexpr char PART[] = "xqzjx";
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads any text as a command, and puts any text into it. What is sent is one request with as many
+// Parses a command, and expands it for a text. It must be sent as one request, with as many
 // arguments as for a harmless text. The input is the text, a zero byte, and the command.
 #include "fuzz/Require.h"
 #include "plugins/redis/RedisCommand.h"

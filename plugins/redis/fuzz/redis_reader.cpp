@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reads any bytes as replies. In pieces they are the same replies, and no reply is trusted by who
-// takes it. The first byte of the input says how long the pieces are.
+// Parses bytes as replies, and passes these to all their readers. Parsed in pieces, the replies
+// must be the same. The first byte of the input is the size of the pieces.
 #include "families/servers/ServerFault.h"
 #include "fuzz/Require.h"
 #include "plugins/redis/Redirection.h"
