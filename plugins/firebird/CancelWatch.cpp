@@ -16,10 +16,10 @@ namespace kwlookup {
 
 namespace {
 
-/// A cancellation between two calls ends none of them.
+/// How often a cancellation is repeated: one that comes between two calls has no effect.
 constexpr std::chrono::milliseconds AGAIN{20};
 
-/// How long the thread stays when there is nothing to watch.
+/// How long the thread waits for another watch before it ends.
 constexpr std::chrono::seconds IDLE{10};
 
 } // namespace
@@ -66,7 +66,7 @@ private:
             m_wakes_at = now + IDLE;
             for (Watched& watched : m_watched) {
                 if (watched.at <= now) {
-                    // Under the lock, so that the attachment stays.
+                    // Under the lock, so that the attachment is not destroyed meanwhile.
                     watched.attachment.Cancel();
                     watched.cancelled = true;
                     watched.at = now + AGAIN;
@@ -84,7 +84,7 @@ private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::list<Watched> m_watched;
-    Deadline::Clock::time_point m_wakes_at; ///< of the thread
+    Deadline::Clock::time_point m_wakes_at; ///< when the thread looks again
     bool m_runs = false;
 };
 

@@ -10,25 +10,25 @@ namespace kwlookup {
 
 class FirebirdAttachment;
 
-/// While it is there, calls for an attachment take no longer than until the deadline: a thread that
-/// all watches of the process share cancels them then, and again until the watch goes.
+/// Limits the time of calls for an attachment. While a watch exists, calls that go on after the
+/// deadline are cancelled, and cancelled again until the watch is destroyed. One thread serves all
+/// watches of the process.
 ///
 /// Threads: one at a time.
 class CancelWatch {
 public:
-    /// Throws ServerFault when there can be no thread.
+    /// Throws ServerFault if the thread cannot be started.
     CancelWatch(FirebirdAttachment& attachment, Deadline deadline);
     ~CancelWatch();
     CancelWatch(const CancelWatch&) = delete;
     CancelWatch& operator=(const CancelWatch&) = delete;
 
-    /// The deadline has passed, and the attachment may be of no more use.
+    /// True if the deadline has passed. The attachment may be unusable then.
     bool HasCancelled() const;
 
 private:
     class Watcher;
 
-    /// What is watched.
     struct Watched {
         FirebirdAttachment& attachment;
         Deadline::Clock::time_point at;

@@ -10,7 +10,7 @@ namespace kwlookup {
 
 namespace {
 
-/// The parameters of a connection: each with its length before it.
+/// The parameters of a connection, each with its length before it.
 class Parameters {
 public:
     void Add(char name, std::string_view value) {
@@ -22,7 +22,7 @@ private:
     std::string m_bytes = std::string(1, isc_dpb_version1);
 };
 
-/// "HOST/PORT:DATABASE", or the file.
+/// "HOST/PORT:DATABASE", or the path of a file.
 std::string NameOf(const Server& server, const std::string& database) {
     if (server.port == 0)
         return database;
@@ -41,7 +41,7 @@ FirebirdAttachment::FirebirdAttachment(const Server& server, const ServerSetting
     parameters.Add(isc_dpb_lc_ctype, settings.of_type.substr(0, blank));
     if (!settings.user.empty()) {
         parameters.Add(isc_dpb_user_name, settings.user);
-        // An empty one would be taken from the environment.
+        // The library would replace an empty one by that of the environment.
         parameters.Add(isc_dpb_password, settings.password.empty() ? " " : settings.password);
     }
     if (!role.empty())

@@ -10,34 +10,35 @@
 
 namespace kwlookup {
 
-/// A connection to a database, and a transaction in which its tables are read.
+/// A connection to a database, with the transaction that reads its tables.
 class FirebirdAttachment {
 public:
-    /// The name of the server that is none: the database is a file, opened in this process.
+    /// The name in messages of a database file that this process opens itself.
     static constexpr char EMBEDDED[] = "embedded";
 
-    /// How long a server has to answer a farewell: a search that fails closes several connections,
-    /// and must still end in time.
+    /// How long to wait for a server when a connection is closed. A search that fails may close
+    /// several, and must still end in time.
     static constexpr std::chrono::milliseconds FAREWELL{5};
 
-    /// Connects and logs in, however long that takes. Throws ServerFault.
+    /// Connect and log in. This may block for any time. Throws ServerFault.
     FirebirdAttachment(const Server& server, const ServerSettings& settings);
 
-    /// Says farewell to a server that answers at once, and leaves another without.
+    /// Close the connection. The protocol's own goodbye is omitted if the server does not answer
+    /// it at once.
     ~FirebirdAttachment();
     FirebirdAttachment(const FirebirdAttachment&) = delete;
     FirebirdAttachment& operator=(const FirebirdAttachment&) = delete;
 
-    /// Texts come and go in UTF-8.
+    /// True if texts are sent and received in UTF-8.
     bool IsUtf8() const { return m_is_utf8; }
 
     /// For calls of the client library.
     isc_db_handle* GetHandle() { return &m_handle; }
-    /// One that sees what others have stored when a statement begins, and stands in nobody's way.
+    /// Each statement sees what was committed before it began. The transaction blocks no other.
     isc_tr_handle* GetTransaction() { return &m_transaction; }
 
-    /// Ends the call that another thread makes: the connection to a server is of no more use then.
-    /// Threads: any, while the object is there.
+    /// End the call that another thread makes. Afterwards a connection to a server is unusable.
+    /// Threads: any, while the object exists.
     void Cancel();
 
 private:
@@ -46,7 +47,7 @@ private:
     const bool m_is_embedded;
     const bool m_is_utf8;
     isc_db_handle m_handle = 0;
-    isc_db_handle m_attached = 0; ///< the same, which no call changes
+    isc_db_handle m_attached = 0; ///< a copy of m_handle that no call of the library changes
     isc_tr_handle m_transaction = 0;
 };
 

@@ -16,10 +16,10 @@ namespace {
 
 constexpr std::uint16_t PORT = 3050;
 
-/// What a parameter of a connection can hold.
+/// The maximum length of a parameter of a connection: one byte holds the length.
 constexpr std::size_t LONGEST = 255;
 
-/// The server takes an unknown name for no name at all in some places.
+/// Check the name here, because the server ignores an unknown one in some places.
 constexpr const char* CHARSETS[] = {
     "ASCII",     "BIG_5",     "CP943C",    "CYRL",       "DOS437",    "DOS737",    "DOS775",
     "DOS850",    "DOS852",    "DOS857",    "DOS858",     "DOS860",    "DOS861",    "DOS862",

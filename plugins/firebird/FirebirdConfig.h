@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// The parameters of kw_lookup_servers(5), Charset and Role.
+/// Parameters: those of ServerConfig, Charset and Role.
 class FirebirdConfig : public ServerConfig {
 public:
     static constexpr char NAME[] = "lookup_firebird";
@@ -15,11 +15,11 @@ public:
     explicit FirebirdConfig(const FirebirdConfig* global) : ServerConfig(NAME, global) {}
 
     /// Throws std::invalid_argument "Wrong Charset setting [VALUE]: wait a character set that
-    /// Firebird knows" besides what the base throws.
+    /// Firebird knows", and what the base class throws.
     void PostInit() override;
 
-    /// With what FirebirdAttachment needs besides in `of_type`. Without hosts there is one server,
-    /// which has no name. Throws std::invalid_argument for what cannot be combined.
+    /// `of_type` has the further settings of FirebirdAttachment. Without hosts there is one server
+    /// without a name. Throws std::invalid_argument for parameters that cannot be combined.
     ServerSettings GetSettings() const;
 
 private:

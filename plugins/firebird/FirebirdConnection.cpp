@@ -13,14 +13,14 @@ namespace kwlookup {
 
 namespace {
 
-/// Reloads with other statements must not fill the server's memory.
+/// Reloads with new statements must not fill the server's memory.
 constexpr std::size_t MOST_STATEMENTS = 100;
 
 } // namespace
 
 FirebirdConnection::FirebirdConnection(const Server& server, const ServerSettings& settings,
                                        Deadline deadline) {
-    // The thread may outlive all of them.
+    // Copies, because the thread may outlive the originals.
     const auto attachment = std::make_shared<std::shared_ptr<FirebirdAttachment>>();
     CallThread(deadline).Do(deadline, [attachment, server, settings] {
         *attachment = std::make_shared<FirebirdAttachment>(server, settings);
@@ -55,7 +55,7 @@ void FirebirdConnection::AskInTime(const std::string& text, const std::string& v
             if (failure.IsOfServer())
                 throw;
         }
-        // The table may be another one since.
+        // The table may have been replaced since the statement was prepared.
         m_statements.erase(text);
         answer.Clear();
     }

@@ -15,19 +15,18 @@
 
 namespace kwlookup {
 
-/// A connection to a Firebird server or file, with the statements that it has prepared there.
+/// A connection to a Firebird server or file, with its prepared statements.
 ///
 /// Threads: one at a time.
 class FirebirdConnection {
 public:
-    /// Connects and logs in: in a thread that is left behind when that does not end. Throws
-    /// ServerFault.
+    /// Connect and log in, in a thread that is abandoned at the deadline. Throws ServerFault.
     FirebirdConnection(const Server& server, const ServerSettings& settings, Deadline deadline);
     ~FirebirdConnection();
     FirebirdConnection(const FirebirdConnection&) = delete;
     FirebirdConnection& operator=(const FirebirdConnection&) = delete;
 
-    /// Puts the rows for `value` into `answer`. Throws ServerFault and QuestionFault.
+    /// Put the rows for `value` into `answer`. Throws ServerFault and QuestionFault.
     void Ask(const FirebirdQuery& query, const std::string& value, Deadline deadline,
              Answer& answer);
 

@@ -8,14 +8,14 @@
 
 namespace kwlookup {
 
-/// The statement of an item, as Firebird takes it.
+/// The statement of an item for Firebird.
 class FirebirdQuery : public SelectQuery {
 public:
     FirebirdQuery(const std::string& text, const FirebirdConfig& config)
         : FirebirdQuery(text, Folded(text), config.GetVal<int>("MaxRows")) {}
 
-    /// The statement for values that end in a blank, with the number of characters as another
-    /// parameter: Firebird leaves out such blanks when it compares.
+    /// The statement for values that end in a blank. Firebird ignores such blanks when it compares,
+    /// so a second parameter is the number of characters.
     const std::string& GetExactStatement() const { return m_exact_statement; }
 
 private:

@@ -15,22 +15,22 @@ namespace kwlookup {
 
 namespace {
 
-/// Results are a line of text; this bounds what many rows of them take.
+/// A result is a line of text. This limits the memory of many rows.
 constexpr std::size_t LONGEST_RESULT = 16 << 20;
 
-/// What numbers, dates and times take as texts, and some more.
+/// Longer than the text of any number, date or time.
 constexpr short LONGEST_CONVERTED = 128;
 
-/// Values stand where any of them may.
+/// The alignment of values, enough for any type.
 constexpr std::size_t ALIGNMENT = 8;
 
-/// Character sets of more than one byte a character, by Firebird's numbers, which do not change.
+/// Character sets with more than one byte a character, by Firebird's fixed numbers.
 constexpr int UNICODE_FSS = 3, UTF8 = 4;
 
 constexpr unsigned short DIALECT = 3;
 
 int TypeOf(const XSQLVAR& value) {
-    return value.sqltype & ~1; // the last bit says that it may be null
+    return value.sqltype & ~1; // the last bit means that it may be null
 }
 
 std::size_t CharactersOf(const std::string& text) {
@@ -111,7 +111,7 @@ void FirebirdStatement::BindNumber(XSQLVAR& parameter, long long& number) {
     parameter.sqlind = &m_null;
 }
 
-/// The client library turns all values but blobs into texts.
+/// The client library converts all values but blobs to texts.
 void FirebirdStatement::BindCells() {
     std::size_t size = 0;
     for (short i = 0; i < m_row.Size(); ++i) {
@@ -149,7 +149,8 @@ void FirebirdStatement::Ask(const std::string& value, Answer& answer) {
     try {
         status.Check();
     } catch (const FirebirdFailure& failure) {
-        // A row that has it could be told in UTF-8, so it is the value that the column cannot have.
+        // Any value of the column can be converted to UTF-8, so it must be the searched value that
+        // cannot be converted to the column's character set.
         if (m_is_utf8 && failure.GetCode() == isc_transliteration_failed)
             return;
         throw;
@@ -169,7 +170,7 @@ void FirebirdStatement::Ask(const std::string& value, Answer& answer) {
     }
 }
 
-/// False when the column cannot hold `value`.
+/// False if the column cannot contain `value`.
 bool FirebirdStatement::Bind(const std::string& value) {
     if (m_kind == Kind::Other)
         throw QuestionFault("the condition's column holds neither texts nor whole numbers");
@@ -241,7 +242,7 @@ std::string FirebirdStatement::ReadBlob(ISC_QUAD id) {
             ::isc_get_segment(status.Get(), &blob.handle, &length, sizeof(segment), segment);
         if (read == isc_segstr_eof)
             break;
-        if (read != isc_segment) // which says that the segment goes on
+        if (read != isc_segment) // that is: the segment continues
             status.Check();
         text.append(segment, length);
     }

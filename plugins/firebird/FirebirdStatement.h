@@ -12,23 +12,24 @@
 
 namespace kwlookup {
 
-/// A prepared statement with one parameter, and perhaps another for its number of characters.
+/// A prepared statement with one parameter, or with a second one for its number of characters.
 ///
-/// Throws FirebirdFailure when a call fails. Threads: one at a time.
+/// Throws FirebirdFailure if a call fails.
+/// Threads: one at a time.
 class FirebirdStatement {
 public:
-    /// `attachment` must outlive it.
+    /// `attachment` must outlive the statement.
     FirebirdStatement(FirebirdAttachment& attachment, const std::string& text);
     ~FirebirdStatement();
     FirebirdStatement(const FirebirdStatement&) = delete;
     FirebirdStatement& operator=(const FirebirdStatement&) = delete;
 
-    /// Puts the rows for `value` into `answer`. Throws QuestionFault for a column that is not
+    /// Put the rows for `value` into `answer`. Throws QuestionFault for a column that cannot be
     /// compared with such a value.
     void Ask(const std::string& value, Answer& answer);
 
 private:
-    /// What the condition's column holds.
+    /// The type of the condition's column.
     enum class Kind { Text, WholeNumber, Other };
 
     /// Where a value of a row goes.
@@ -54,10 +55,10 @@ private:
     Kind m_kind = Kind::Other;
     std::size_t m_most_characters = 0;
     bool m_is_utf8 = false;
-    short m_null = 0; ///< of the parameter: it is not
+    short m_null = 0; ///< the parameter's indicator: never null
     long long m_number = 0;
     long long m_characters = 0;
-    std::vector<char> m_text; ///< the parameter, with its length before it
+    std::vector<char> m_text; ///< the parameter's length, then its bytes
     std::vector<Cell> m_columns;
     std::vector<char> m_cells;
     std::vector<short> m_nulls;

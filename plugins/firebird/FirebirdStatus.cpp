@@ -9,7 +9,7 @@
 namespace kwlookup {
 
 bool FirebirdFailure::IsOfServer() const {
-    // Class 08 is that of connections.
+    // Class 08 is for connections.
     return m_state.rfind("08", 0) == 0 || m_code == isc_network_error || m_code == isc_shutdown ||
            m_code == isc_att_shutdown || m_code == isc_cancelled;
 }

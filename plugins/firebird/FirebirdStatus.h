@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// Why a call of the client library failed.
+/// The exception for a call of the client library that failed.
 class FirebirdFailure : public std::runtime_error {
 public:
     FirebirdFailure(const std::string& reason, std::string state, ISC_STATUS code)
@@ -15,10 +15,10 @@ public:
 
     ISC_STATUS GetCode() const { return m_code; }
 
-    /// The connection is broken, or the server ends: another one may do better.
+    /// True if the connection is broken or the server is shutting down. Another server may succeed.
     bool IsOfServer() const;
 
-    /// Throws what it means for a search: ServerFault or QuestionFault.
+    /// Throws the exception that a search needs: ServerFault or QuestionFault.
     [[noreturn]] void Fail() const;
 
 private:
@@ -26,7 +26,7 @@ private:
     ISC_STATUS m_code;
 };
 
-/// What the calls of the client library tell.
+/// The status that each call of the client library fills in.
 class FirebirdStatus {
 public:
     ISC_STATUS* Get() { return m_status; }

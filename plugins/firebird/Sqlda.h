@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// The client library's description of values, which is as long as there are values.
+/// The client library's description of values, with room for a given number of them.
 class Sqlda {
 public:
     explicit Sqlda(short values)
@@ -17,8 +17,9 @@ public:
     }
 
     XSQLDA* Get() const { return reinterpret_cast<XSQLDA*>(m_bytes.get()); }
-    /// How many values there are, which may be more than it describes.
+    /// The number of values, which may be more than there is room for.
     short Size() const { return Get()->sqld; }
+    /// True if there is room for all values.
     bool IsWhole() const { return Get()->sqld <= Get()->sqln; }
     XSQLVAR& operator[](short i) const { return Get()->sqlvar[i]; }
 

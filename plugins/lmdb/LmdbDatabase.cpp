@@ -7,7 +7,7 @@ namespace kwlookup {
 
 namespace {
 
-// The first two pages hold the same, each for every other transaction. By the format:
+// Positions in the first two pages, by the format. Transactions write them in turns.
 constexpr std::size_t HEAD_BYTES = 152;
 constexpr std::size_t MAGIC_AT = 16;
 constexpr std::size_t VERSION_AT = 20;
@@ -19,21 +19,21 @@ constexpr std::size_t TRANSACTION_AT = 144;
 constexpr std::uint32_t MAGIC = 0xBEEFC0DE;
 constexpr std::uint32_t VERSION = 1;
 
-// Flags of a database: its keys are in another order than that of their bytes.
+// Flags of a database that does not order its keys by their bytes.
 constexpr std::uint16_t REVERSE_KEYS = 0x02;
 constexpr std::uint16_t NUMBER_KEYS = 0x08;
 
 /// The root of a tree without records.
 constexpr std::uint64_t NO_PAGE = UINT64_MAX;
 
-/// Where the root stands in what a record has of a tree of values.
+/// A record with a tree of values has the description of that tree. This is the place of the root.
 constexpr std::size_t TREE_BYTES = 48;
 constexpr std::size_t TREE_ROOT_AT = 40;
 
-/// The format has no deeper trees.
+/// The maximum depth of a tree in the format.
 constexpr std::size_t MOST_LEVELS = 32;
 
-/// How often a search begins anew because of transactions meanwhile; each takes longer than it.
+/// How often a search starts again after a transaction, which takes longer than a search.
 constexpr int TRIES = 100;
 
 constexpr char NOT_WHOLE[] = "not a valid LMDB file";
@@ -100,7 +100,7 @@ bool LmdbDatabase::Find(std::string_view key, bool all, Values& values) {
         }
         if (m_file->IsCurrent())
             throw std::runtime_error(reason);
-        *this = LmdbDatabase(m_file->GetName()); // it may have grown
+        *this = LmdbDatabase(m_file->GetName()); // the file may have grown
     }
     Fail("written to while it was read");
 }
@@ -108,7 +108,7 @@ bool LmdbDatabase::Find(std::string_view key, bool all, Values& values) {
 bool LmdbDatabase::FindOnce(std::uint64_t root, std::string_view key, bool all, Values& values) {
     if (root == NO_PAGE)
         return false;
-    // The keys of the page are from the first one on, and before the second, where there are any.
+    // The pages above say that the keys of the page are at least `from` and less than `before`.
     std::string_view from, before;
     bool has_from = false, has_before = false;
     std::uint64_t number = root;
@@ -117,7 +117,7 @@ bool LmdbDatabase::FindOnce(std::uint64_t root, std::string_view key, bool all, 
         Read(page, number);
         const unsigned count = page.GetCount();
         const bool inner = page.IsInner();
-        // The first record whose key is greater; of an inner page the first key counts as smaller.
+        // Find the first greater key. The first key of an inner page is less than any other.
         unsigned begin = inner ? 1 : 0, end = count;
         while (begin < end) {
             const unsigned middle = begin + (end - begin) / 2;
@@ -133,7 +133,7 @@ bool LmdbDatabase::FindOnce(std::uint64_t root, std::string_view key, bool all, 
                 begin = middle + 1;
         }
         if (!inner) {
-            // Else a page above led to the wrong leaf, and the key may be on another.
+            // Otherwise a damaged page above led to the wrong leaf.
             if ((has_from && page.GetNode(0).key.compare(from) < 0) ||
                 (has_before && page.GetNode(count - 1).key.compare(before) >= 0))
                 page.Fail();
@@ -182,10 +182,10 @@ void LmdbDatabase::AddValues(const LmdbPage::Node& node, bool all, Values& value
     }
 }
 
-/// The values of one key, which are too many for a page.
+/// Add the values of a key that has too many of them for one page.
 void LmdbDatabase::AddTree(std::uint64_t root, unsigned depth, bool all, std::uint64_t& pages,
                            Values& values) {
-    // A damaged tree may have the same page twice.
+    // A damaged tree may contain the same page twice.
     if (depth == MOST_LEVELS || ++pages > m_file->GetSize() / m_page_size)
         Fail(NOT_WHOLE);
     LmdbPage page(*m_file, m_page_size);
@@ -201,7 +201,7 @@ void LmdbDatabase::AddTree(std::uint64_t root, unsigned depth, bool all, std::ui
     }
 }
 
-// Pages of a copy stay as they were checked.
+// Pages of a file in memory are checked only once.
 void LmdbDatabase::Read(LmdbPage& page, std::uint64_t number) {
     page.Read(number);
     if (m_file->IsCopy() && m_checked[number])

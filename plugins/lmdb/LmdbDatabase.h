@@ -14,32 +14,32 @@
 
 namespace kwlookup {
 
-/// An open LMDB file: its main database.
+/// The main database of an open LMDB file.
 ///
-/// The library of the format is not asked. It maps the file, so that one that is cut short ends the
-/// process; it believes what stands in a damaged one; and its readers write into a second file,
-/// where one that was killed keeps its place.
+/// This class does not use the library of the format. That library maps the file, so that a
+/// truncated file ends the process. It trusts a damaged file. Its readers write into a lock file,
+/// where a killed reader keeps its slot.
 ///
-/// A transaction writes no page that the one before it can read. So what is read while the number
-/// of the last one stays the same belongs together, without a lock.
+/// A transaction overwrites no page that belongs to the one before it. So pages that are read while
+/// the number of the last transaction does not change are consistent, without a lock.
 ///
 /// Threads: one at a time.
 class LmdbDatabase {
 public:
-    /// Throws std::runtime_error "NAME: REASON", also for a file that is no LMDB database, or whose
-    /// keys are in another order than that of their bytes.
+    /// Throws std::runtime_error "NAME: REASON", also for a file that is not an LMDB database or
+    /// does not order its keys by their bytes.
     explicit LmdbDatabase(const std::string& name);
 
-    /// True while the name stands for the file as it was when it was opened. Throws
-    /// std::runtime_error "NAME: REASON".
+    /// False if the file was replaced or written to since it was opened. Throws std::runtime_error
+    /// "NAME: REASON".
     bool IsCurrent() const { return m_file->IsCurrent(); }
 
-    /// Adds the first value of the record with this key to `values`, or each, in the order of the
-    /// file; false when there is none. Throws std::runtime_error "NAME: REASON".
+    /// Add the first value of `key` to `values`, or with `all` each one in the order of the file.
+    /// False if the key is not found. Throws std::runtime_error "NAME: REASON".
     bool Find(std::string_view key, bool all, Values& values);
 
 private:
-    /// What the file says of its last transaction.
+    /// The last transaction, as one of the first two pages describes it.
     struct Head {
         std::uint64_t transaction = 0;
         std::uint16_t flags = 0;
@@ -58,9 +58,9 @@ private:
 
     std::shared_ptr<const FileBytes> m_file;
     std::size_t m_page_size;
-    Head m_head;                                   ///< of a copy
+    Head m_head;                                   ///< of a file that is copied into memory
     std::vector<std::unique_ptr<LmdbPage>> m_path; ///< from the root down
-    std::vector<bool> m_checked;                   ///< pages of a copy
+    std::vector<bool> m_checked; ///< which pages of a file in memory are known to be valid
     std::string m_long;
 };
 

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-/// The parameters of a file of keys and values.
+/// Parameters: those of KeyConfig.
 class LmdbConfig : public KeyConfig {
 public:
     static constexpr char NAME[] = "lookup_lmdb";

@@ -7,10 +7,10 @@ namespace kwlookup {
 
 namespace {
 
-/// Before the key of a record: the length of its value in two parts, its flags, that of the key.
+/// Before the key of a record: the value's length in two parts, flags, the key's length.
 constexpr std::size_t NODE_HEADER_BYTES = 8;
 
-/// What a record has in place of a long value: the number of its first page.
+/// In place of a long value, a record has the number of its first page.
 constexpr std::size_t PAGE_NUMBER_BYTES = 8;
 
 } // namespace
@@ -34,7 +34,7 @@ void LmdbPage::Take(std::string_view bytes) {
     Count();
 }
 
-/// The header says where the places of the records end.
+/// Count the records. The header has the end of the table of their positions.
 void LmdbPage::Count() {
     const std::uint16_t end = Get<std::uint16_t>(12);
     const bool is_tree = (Flags() & INNER) != 0 || (Flags() & LEAF) != 0;
@@ -77,7 +77,7 @@ void LmdbPage::Check() const {
     std::string_view last;
     for (unsigned i = 0; i < m_count; ++i) {
         const std::string_view key = GetNode(i).key;
-        // The first key of an inner page stands for all that are smaller than the second.
+        // The first key of an inner page stands for all keys less than the second.
         const unsigned first = IsInner() ? 1 : 0;
         if (i > first && last.compare(key) >= 0)
             Fail();

@@ -11,9 +11,10 @@
 
 namespace kwlookup {
 
-/// One page of an LMDB file, or the small page inside a record that holds the values of its key.
-/// No operation reads outside of the page, whatever it holds; what does not fit throws
-/// std::runtime_error "NAME: not a valid LMDB file".
+/// One page of an LMDB file, or the small page inside a record with the values of its key.
+///
+/// No operation reads outside the page, whatever the page contains. An invalid page makes them
+/// throw std::runtime_error "NAME: not a valid LMDB file".
 ///
 /// Threads: one at a time.
 class LmdbPage {
@@ -22,19 +23,19 @@ public:
     struct Node {
         std::uint16_t flags;
         std::string_view key;
-        std::string_view data; ///< what the page has of the value
+        std::string_view data; ///< the value, or the page number of a long one
         std::uint32_t length;  ///< of the value
-        std::uint64_t page;    ///< below the entry of an inner page
+        std::uint64_t page;    ///< the child of an entry of an inner page
     };
 
     // Flags of records.
-    static constexpr std::uint16_t LONG_VALUE = 0x01; ///< on pages of its own
+    static constexpr std::uint16_t LONG_VALUE = 0x01; ///< the value has pages of its own
     static constexpr std::uint16_t TREE = 0x02;
     static constexpr std::uint16_t SEVERAL_VALUES = 0x04;
 
     static constexpr std::size_t HEADER_BYTES = 16;
 
-    /// A number of the file, in the byte order of this machine.
+    /// A number in the byte order of this machine, which is that of the file.
     template <typename Number>
     static Number ToNumber(std::string_view bytes) {
         Number number = 0;
@@ -43,23 +44,23 @@ public:
         return number;
     }
 
-    /// Pages of `size` bytes of `file`, which outlives this.
+    /// For pages of `size` bytes of `file`, which must outlive the page.
     LmdbPage(const FileBytes& file, std::size_t size) : m_file(&file), m_size(size) {}
 
-    /// Reads page `number`, and looks whether it says that it is that page.
+    /// Read page `number`, and check that the page has that number.
     void Read(std::uint64_t number);
 
-    /// Takes `bytes`, which outlive this, for a page inside a record.
+    /// Use `bytes` as a page inside a record. They must outlive the page.
     void Take(std::string_view bytes);
 
-    /// Looks at all of a page of a tree: whether its records are inside of it, and their order.
+    /// Check all of a page of a tree: the bounds of its records, and their order.
     void Check() const;
 
     bool IsInner() const { return (Flags() & INNER) != 0; }
     unsigned GetCount() const { return m_count; }
     Node GetNode(unsigned i) const;
 
-    /// The value of a long record, which begins on this page.
+    /// The long value that begins on this page.
     std::string_view GetLong(std::uint32_t length, std::string& buffer) const;
 
     [[noreturn]] void Fail() const;
@@ -69,7 +70,7 @@ private:
     static constexpr std::uint16_t INNER = 0x01;
     static constexpr std::uint16_t LEAF = 0x02;
     static constexpr std::uint16_t LONG = 0x04;
-    static constexpr std::uint16_t SAME_LENGTH = 0x20; ///< values, without anything between
+    static constexpr std::uint16_t SAME_LENGTH = 0x20; ///< values only, all of the same length
     static constexpr std::uint16_t INSIDE = 0x40;
 
     template <typename Number>

@@ -14,7 +14,7 @@ const char* const PORT_CODE = "$p";
 
 namespace {
 
-/// A value with one of these, or with blanks around it, stands between braces.
+/// A value that contains one of these, or begins or ends with a blank, is written in braces.
 const char* const NEEDS_BRACES = "[]{}(),;?*=!@";
 
 std::string ValueOf(const std::string& text) {
@@ -24,7 +24,7 @@ std::string ValueOf(const std::string& text) {
     return '{' + boost::algorithm::replace_all_copy(text, "}", "}}") + '}';
 }
 
-/// The end of the value that begins at `at`: its semicolon, or the end of the text.
+/// The end of the value that begins at `at`: the semicolon after it, or the end of the text.
 std::size_t EndOfValue(const std::string& text, std::size_t at) {
     if (text.compare(at, 1, "{") == 0)
         for (at = text.find('}', at); at != std::string::npos && text.compare(at, 2, "}}") == 0;)

@@ -12,10 +12,10 @@ namespace kwlookup {
 
 namespace {
 
-/// The name in messages of what a connection string without hosts asks.
+/// The name in messages of the database that a connection string without hosts names.
 const char* const NAMELESS = "odbc";
 
-/// What the driver manager takes for the name of a data source.
+/// The driver manager's limits for the name of a data source.
 constexpr std::size_t LONGEST_DSN = 32;
 const char* const NOT_IN_DSN = "[]{}(),;?*=!@\\";
 
@@ -40,7 +40,7 @@ std::vector<Server> ParseDsn(const std::string& text) {
 } // namespace
 
 ServerSettings OdbcConfig::GetSettings() const {
-    // A driver has no usual port.
+    // Drivers have no common default port.
     ServerSettings settings = GetServerSettings(0, NAMELESS);
     const std::string& dsn = m_dsn.Get();
     const std::string& connection = m_connection.Get();

@@ -7,15 +7,15 @@
 
 namespace kwlookup {
 
-/// The parameters of kw_lookup_servers(5), Dsn and Connection.
+/// Parameters: those of ServerConfig, Dsn and Connection.
 class OdbcConfig : public ServerConfig {
 public:
     static constexpr char NAME[] = "lookup_odbc";
 
     explicit OdbcConfig(const OdbcConfig* global) : ServerConfig(NAME, global) {}
 
-    /// With the connection string in `of_type`; without one, each server is the name of a data
-    /// source. Throws std::invalid_argument for what cannot be combined.
+    /// `of_type` is the connection string. If it is empty, the servers are the names of data
+    /// sources. Throws std::invalid_argument for parameters that cannot be combined.
     ServerSettings GetSettings() const;
 
 private:

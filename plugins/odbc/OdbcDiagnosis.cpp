@@ -13,10 +13,10 @@ namespace kwlookup {
 namespace {
 
 constexpr std::string_view OF_CONFIGURATION[] = {"28", "42", "3D", "3F", "IM"};
-/// Connections, times, transactions; in PostgreSQL resources that are short, and its end.
+/// Connections, time limits, transactions; in PostgreSQL also lack of resources and a shutdown.
 constexpr std::string_view OF_SERVER[] = {"08", "HYT", "40", "53", "57P"};
 constexpr std::string_view NO_MEMORY = "HY001";
-/// A warning, such as that the driver's library does not open: the record behind tells the error.
+/// A warning, such as that the driver's library cannot be opened. The next record has the error.
 constexpr std::string_view WARNING = "01";
 
 template <std::size_t SIZE>
@@ -27,7 +27,7 @@ bool IsOneOf(const std::string_view (&classes)[SIZE], std::string_view state) {
     return false;
 }
 
-/// The first line, without the names of driver manager and driver before it: "[A][B]reason".
+/// The first line of "[A][B]reason", without the names of the driver manager and the driver.
 std::string Reason(std::string_view message) {
     while (!message.empty() && message.front() == '[') {
         const std::size_t end = message.find(']');

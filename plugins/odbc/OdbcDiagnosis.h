@@ -7,21 +7,23 @@
 
 namespace kwlookup {
 
-/// Why a call failed, as its handle tells: "REASON (SQLSTATE)".
+/// The exception for a call that failed: "REASON (SQLSTATE)", read from the handle of the call.
 class OdbcDiagnosis : public std::runtime_error {
 public:
     OdbcDiagnosis(SQLSMALLINT type, SQLHANDLE handle) : OdbcDiagnosis(Read(type, handle)) {}
 
-    /// The SQLSTATE; empty where the driver gives none.
+    /// The SQLSTATE; empty if the driver gives none.
     const std::string& GetState() const { return m_state; }
 
-    /// Another connection may do better.
+    /// True if another connection may succeed.
     bool IsOfServer() const;
 
-    /// Throws what the failure means for a search: QuestionFault "error of configuration: REASON"
-    /// where the login, the statement or the driver is wrong (the classes 28, 42, 3D, 3F and IM),
-    /// ServerFault where another connection may do better (08, HYT, 40, 53 and 57P) or where
-    /// `is_dead`, and QuestionFault for the rest.
+    /// Throws the exception that a search needs:
+    ///   - QuestionFault "error of configuration: REASON" if the login, the statement or the driver
+    ///     is wrong (classes 28, 42, 3D, 3F and IM);
+    ///   - ServerFault if another connection may succeed (08, HYT, 40, 53 and 57P), or if
+    ///   `is_dead`;
+    ///   - QuestionFault otherwise.
     [[noreturn]] void Fail(bool is_dead) const;
 
 private:

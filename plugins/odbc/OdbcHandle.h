@@ -7,7 +7,7 @@
 
 namespace kwlookup {
 
-/// `text` as ODBC takes texts, which it does not change.
+/// `text` as a parameter of ODBC's functions, which do not change it.
 inline SQLCHAR* OdbcText(const std::string& text) {
     return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
 }
@@ -16,10 +16,10 @@ inline SQLCHAR* OdbcText(const std::string& text) {
 template <SQLSMALLINT TYPE>
 class OdbcHandle {
 public:
-    /// Throws std::runtime_error when there is none, as for want of memory.
+    /// Throws std::runtime_error if the driver manager cannot make one, for example without memory.
     explicit OdbcHandle(SQLHANDLE parent) {
         if (!SQL_SUCCEEDED(::SQLAllocHandle(TYPE, parent, &m_handle)))
-            throw std::runtime_error("the driver manager gives no handle");
+            throw std::runtime_error("the driver manager cannot make a handle");
     }
     ~OdbcHandle() { ::SQLFreeHandle(TYPE, m_handle); }
     OdbcHandle(const OdbcHandle&) = delete;

@@ -11,8 +11,8 @@
 
 namespace kwlookup {
 
-/// The statement of an item. How names are written is known only once there is a connection, so
-/// that is where its text is made.
+/// The statement of an item. OdbcStatement makes its text, because the driver decides how names are
+/// quoted.
 class OdbcQuery : public SelectQuery {
 public:
     OdbcQuery(const std::string& text, const OdbcConfig&)

@@ -14,7 +14,7 @@ namespace kwlookup {
 
 namespace {
 
-/// Reloads with other statements must not fill the server's memory.
+/// Reloads with new statements must not fill the server's memory.
 constexpr std::size_t MOST_STATEMENTS = 100;
 
 SQLPOINTER Number(std::uintptr_t number) {
@@ -35,7 +35,7 @@ OdbcSession::OdbcSession(const Server& server, const ServerSettings& settings)
     const std::string quote = Info(SQL_IDENTIFIER_QUOTE_CHAR);
     if (!quote.empty())
         m_quote = quote.front();
-    // Between double quotes, SQLite takes the name of a column that is not there for a text.
+    // In double quotes, SQLite treats the name of a missing column as a text.
     if (Info(SQL_DBMS_NAME) == "SQLite")
         m_quote = '`';
     SQLUSMALLINT names = SQL_IC_SENSITIVE;
@@ -50,7 +50,7 @@ OdbcSession::~OdbcSession() {
 
 void OdbcSession::Connect(const Server& server, const ServerSettings& settings) {
     const SQLHANDLE connection = m_connection->Get();
-    // A driver that has no such limit says so, and goes on without.
+    // A driver without such a limit returns an error, which does no harm.
     ::SQLSetConnectAttr(connection, SQL_ATTR_LOGIN_TIMEOUT,
                         Number(SecondsOf(settings.connect_timeout)), 0);
     const std::string& user = settings.user;
@@ -75,7 +75,7 @@ std::string OdbcSession::Info(SQLUSMALLINT what) const {
 }
 
 void OdbcSession::Ask(const Select& select, const std::string& value, Answer& answer) {
-    // The server may forget a statement, or the table may be another one since.
+    // The server may have dropped the statement, or the table may have been replaced.
     for (bool again = m_statements.count(select.get()) != 0;; again = false) {
         try {
             return Prepare(select).Ask(value, answer);

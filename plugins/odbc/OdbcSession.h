@@ -15,24 +15,24 @@
 
 namespace kwlookup {
 
-/// A connection by way of a driver, with the statements that are prepared there.
+/// A connection through a driver, with its prepared statements.
 ///
-/// Threads: one at a time. All operations wait as long as the driver does.
+/// Threads: one at a time. All operations block as long as the driver does.
 class OdbcSession {
 public:
     using Select = std::shared_ptr<const SelectStatement>;
 
-    /// Connects and logs in. Throws what OdbcDiagnosis::Fail() throws.
+    /// Connect and log in. Throws what OdbcDiagnosis::Fail() throws.
     OdbcSession(const Server& server, const ServerSettings& settings);
     ~OdbcSession();
     OdbcSession(const OdbcSession&) = delete;
     OdbcSession& operator=(const OdbcSession&) = delete;
 
-    /// Puts the rows for `value` into `answer`. Throws what OdbcStatement throws.
+    /// Put the rows for `value` into `answer`. Throws what OdbcStatement throws.
     void Ask(const Select& select, const std::string& value, Answer& answer);
 
 private:
-    /// A statement, with what it is known by: each item has a SelectStatement of its own.
+    /// A statement. It keeps `select`, because the address of that is its key.
     struct Prepared {
         Select select;
         std::unique_ptr<OdbcStatement> statement;

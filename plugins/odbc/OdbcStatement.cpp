@@ -15,13 +15,13 @@ namespace kwlookup {
 
 namespace {
 
-/// Results are a line of text; this bounds what many rows of them take.
+/// A result is a line of text. This limits the memory of many rows.
 constexpr std::size_t LONGEST_RESULT = 16 << 20;
 
-/// Of a text a driver may leave out the first bytes of a character that is cut.
+/// A driver that cuts a text within a character may leave out the bytes of that character.
 constexpr std::size_t LONGEST_CHARACTER = 4;
 
-/// The server cannot have such a text.
+/// SQLSTATE for a text that is invalid in the server's character set.
 constexpr const char* BAD_BYTES = "22021";
 
 void CheckCall(SQLHANDLE statement, SQLRETURN done) {
@@ -35,7 +35,7 @@ OdbcStatement::OdbcStatement(SQLHANDLE connection, const SelectStatement& select
                              const OdbcLimits& limits)
     : m_kind(FindKind(connection, select.TypeText(quote))), m_statement(connection) {
     const SQLHANDLE statement = m_statement.Get();
-    // A driver that has no such limits says so, and goes on without.
+    // A driver without such limits returns an error, which does no harm.
     ::SQLSetStmtAttr(statement, SQL_ATTR_QUERY_TIMEOUT,
                      reinterpret_cast<SQLPOINTER>(limits.seconds), 0);
     ::SQLSetStmtAttr(statement, SQL_ATTR_MAX_ROWS,
@@ -98,11 +98,11 @@ void OdbcStatement::Ask(const std::string& value, Answer& answer) {
     }
 }
 
-/// False when no text of the database can be `value`.
+/// False if no text of the database can equal `value`.
 bool OdbcStatement::Execute(const std::string& value) {
     if (m_kind == Kind::Other)
         throw QuestionFault("the condition's column holds neither texts nor whole numbers");
-    // Drivers end a text there.
+    // Drivers end a text at a NUL byte.
     if (m_kind == Kind::Text && value.find('\0') != std::string::npos)
         return false;
     SQLBIGINT number = 0;

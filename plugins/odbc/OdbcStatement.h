@@ -12,7 +12,7 @@
 
 namespace kwlookup {
 
-/// What a statement is told, where its driver cares.
+/// Limits that a driver may or may not apply.
 struct OdbcLimits {
     std::size_t max_rows;
     std::uintptr_t seconds;
@@ -20,19 +20,20 @@ struct OdbcLimits {
 
 /// A prepared statement with one parameter.
 ///
-/// Throws OdbcDiagnosis when a call fails. Threads: one at a time.
+/// Throws OdbcDiagnosis if a call fails.
+/// Threads: one at a time.
 class OdbcStatement {
 public:
-    /// Prepares `select`, with each name between two `quote` characters.
+    /// Prepare `select`, with each name between two `quote` characters.
     OdbcStatement(SQLHANDLE connection, const SelectStatement& select, char quote,
                   const OdbcLimits& limits);
 
-    /// Puts the rows for `value` into `answer`. Throws QuestionFault for a column that is not
+    /// Put the rows for `value` into `answer`. Throws QuestionFault for a column that cannot be
     /// compared with such a value.
     void Ask(const std::string& value, Answer& answer);
 
 private:
-    /// What the condition's column holds.
+    /// The type of the condition's column.
     enum class Kind { Text, Bytes, WholeNumber, Other };
 
     static Kind FindKind(SQLHANDLE connection, const std::string& text);

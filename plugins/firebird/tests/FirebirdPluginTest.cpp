@@ -35,7 +35,7 @@ TEST_F(FirebirdPluginTest, ColumnsOfAllTypesComeAsText) {
     ExpectAnswer(Item(select("moment")), "jdoe", 0, {true, " 02-JAN-2026 3:04:05.0000", "jdoe"});
     ExpectAnswer(Item(select("fraction")), "jdoe", 0, {true, " 0.5000000000000000", "jdoe"});
     EXPECT_TRUE(AskList(Item(select("*")), "jdoe").found);
-    // No more columns than fit at once.
+    // More columns than the first description has room for.
     std::string columns = "small";
     std::string result = " -7";
     for (int i = 0; i < 40; ++i) {

@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <string>
 
-/// A server with a table and a user who may read it.
+/// A server with a table, and a user who may read it.
 class FirebirdService {
 public:
     FirebirdService() {
-        // For files, which tests open without the server.
+        // For files that tests open without the server.
         kwlookup::FirebirdServer::MakeRoot(m_dir);
         ::setenv("FIREBIRD", m_dir.Path("root").c_str(), 1);
         ::setenv("FIREBIRD_LOCK", m_dir.Path("lock").c_str(), 1);
@@ -39,7 +39,7 @@ public:
     std::string GetQuery() const { return "select result from access where address = '$s'"; }
 
 private:
-    /// How names are kept that were not quoted.
+    /// How the server stores names that were not quoted.
     static std::string Capitals(std::string name) {
         for (char& c : name)
             if (c >= 'a' && c <= 'z')

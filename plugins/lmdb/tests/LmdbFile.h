@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-/// A file that the library of the format has open for writing.
+/// A file that the library of the format has opened for writing.
 class LmdbFile {
 public:
     using Records = std::vector<std::pair<std::string, std::string>>;
 
-    /// `flags` are those of the database, `env_flags` those of the file besides.
+    /// `flags` are for the database, `env_flags` are further ones for the file.
     explicit LmdbFile(const std::string& name, unsigned flags = 0, unsigned env_flags = 0,
                       std::size_t map_size = 64 << 20)
         : m_flags(flags) {
@@ -28,8 +28,8 @@ public:
     LmdbFile& operator=(const LmdbFile&) = delete;
     ~LmdbFile() { ::mdb_env_close(m_env); }
 
-    /// Adds records in one transaction; those with a key that is there replace it where the
-    /// database has one value for a key.
+    /// Add records in one transaction. A record replaces that of the same key if the database has
+    /// one value for a key.
     void Put(const Records& records, const char* database = nullptr) {
         Transaction(database, [&](MDB_txn* transaction, MDB_dbi table) {
             for (const auto& [key, value] : records) {

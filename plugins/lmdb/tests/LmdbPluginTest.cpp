@@ -82,7 +82,7 @@ TEST_F(LmdbPluginTest, AnEmptyDatabaseHasNoKey) {
     EXPECT_EQ(AskList(Item(), "a"), Miss());
 }
 
-/// What the library was given, and what the plug-in must answer.
+/// The records that the library wrote, and the answers that the plug-in must give.
 class LmdbRandomTest : public LmdbPluginTest, public testing::WithParamInterface<unsigned> {};
 
 TEST_P(LmdbRandomTest, EveryKeyAnswersAsItWasStored) {
@@ -96,7 +96,7 @@ TEST_P(LmdbRandomTest, EveryKeyAnswersAsItWasStored) {
             std::string key(1 + below(below(8) == 0 ? 511 : 12), 'a');
             for (char& c : key)
                 c = static_cast<char>('a' + below(3));
-            // Now and then so many values that they have a tree of their own.
+            // Sometimes enough values for a tree of their own.
             const unsigned values = flags == 0 ? 1 : below(200) == 0 ? 2000 : 1 + below(4);
             for (unsigned j = 0; j < values; ++j) {
                 std::string value =
@@ -220,7 +220,7 @@ TEST_F(LmdbPluginTest, WhatOthersCommitAndReplaceIsSeen) {
     EXPECT_TRUE(Eventually([&] { return SearchError(holder, "a") != ""; }));
 }
 
-// With its map as long as it may become: read where it lies, not copied.
+// The file is as long as its map, so it is read during each search.
 TEST_F(LmdbPluginTest, ALongFileAnswersAsItIsNow) {
     LmdbFile file(m_name, 0, MDB_WRITEMAP, 200 << 20);
     LmdbFile::Records records;

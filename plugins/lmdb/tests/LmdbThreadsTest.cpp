@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Of the file: with this map it is copied, or read where it lies.
+/// The length of the map decides whether the file is copied into memory.
 class LmdbThreadsTest : public DatabaseTest, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(LmdbThreadsTest, SearchesBesideTransactions) {
@@ -31,7 +31,7 @@ TEST_P(LmdbThreadsTest, SearchesBesideTransactions) {
                     wrong += Ask(holder, "key" + number).res != " value" + number;
                     wrong += Ask(holder, "nokey" + number).found;
                 } catch (const std::runtime_error& error) {
-                    // Copied while it was written to.
+                    // The file was copied while it was written to.
                     wrong += std::string(error.what()).find("written to while it was read") ==
                              std::string::npos;
                 }

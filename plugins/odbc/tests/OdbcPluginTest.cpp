@@ -29,10 +29,10 @@ using testing::StartsWith;
 
 const std::string FOUND = "jdoe@corp.lan";
 
-/// A file of SQLite, asked by way of its driver.
+/// An SQLite file, through its ODBC driver.
 class OdbcPluginTest : public PluginTest {
 protected:
-    /// The driver manager reads its files once. These are there before it looks for any.
+    /// The driver manager reads its files once, so these must exist before its first call.
     static void SetUpTestSuite() {
         static const TempDir dir;
         dir.Write("odbcinst.ini", "[SQLite3]\nDriver = " + OdbcDriver("libsqlite3odbc.so") + "\n");
@@ -72,7 +72,7 @@ protected:
                       (settings.empty() ? "" : "|") + statement);
     }
 
-    /// A loaded machine is no reason to give up.
+    /// Enough for a machine under load.
     static std::string ItemOf(const std::string& rest) {
         return "\"odbc:OnError=exception|RetryInterval=0|Timeout=60|ConnectTimeout=60|" + rest +
                "\"";

@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// PostgreSQL, asked by way of its driver.
+/// PostgreSQL, through its ODBC driver.
 class OdbcService : public PostgresService {
 public:
     std::string GetType() const { return "odbc"; }
