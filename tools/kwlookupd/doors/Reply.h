@@ -22,6 +22,7 @@ struct Reply {
     /// Found: the result, or the stored value if it has none. Unavailable: a short reason in ASCII,
     /// without line ends and secrets.
     std::string text;
+    bool has_result = false; ///< Found: `text` is a result, not a stored value
 
     // Only if the query says `explain`, and only when found.
     std::string item;
