@@ -7,7 +7,8 @@
 
 namespace kwlookup {
 
-/// What a client asks with one request.
+/// What a client asks with one request. A query without asks is answered at once, as not found:
+/// with it, a session keeps the refusal of a request in the order of the answers.
 struct Query {
     /// A text to look for in a list.
     struct Ask {

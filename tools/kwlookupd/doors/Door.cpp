@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/doors/Door.h"
+
+#include "tools/kwlookupd/doors/SocketmapSession.h"
+#include "tools/kwlookupd/doors/TcpSession.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+/// A door whose sessions need nothing but its configuration.
+template <typename ItsSession>
+class PlainDoor : public Door {
+public:
+    explicit PlainDoor(DoorConfig config) : m_config(std::move(config)) {}
+    std::unique_ptr<Session> NewSession() const override {
+        return std::make_unique<ItsSession>(m_config);
+    }
+
+private:
+    const DoorConfig m_config;
+};
+
+template <typename ItsDoor>
+std::unique_ptr<Door> Make(const DoorConfig& config) {
+    return std::make_unique<ItsDoor>(config);
+}
+
+struct Protocol {
+    const char* name;
+    std::unique_ptr<Door> (*make)(const DoorConfig& config);
+};
+
+constexpr Protocol PROTOCOLS[] = {
+    {"socketmap", Make<PlainDoor<SocketmapSession>>},
+    {"tcp", Make<PlainDoor<TcpSession>>},
+};
+
+} // namespace
+
+std::unique_ptr<Door> MakeDoor(const DoorConfig& config) {
+    for (const Protocol& protocol : PROTOCOLS) {
+        if (config.protocol == protocol.name)
+            return protocol.make(config);
+    }
+    throw std::invalid_argument("door " + config.name + ": unknown Protocol \"" + config.protocol +
+                                "\"");
+}
+
+} // namespace kwlookup
