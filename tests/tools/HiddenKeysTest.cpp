@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/kwlookup/HiddenKeys.h"
+#include "tools/lists/HiddenKeys.h"
 
 #include "kwhost/AddressFinder.h"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Asker.h"
 
-#include "AskItem.h"
 #include "ExitStatus.h"
-#include "Tell.h"
 #include "kwlog/Logging.h"
 #include "text/SystemError.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/Tell.h"
 
 #include <algorithm>
 #include <iostream>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "AnswerWriter.h"
-#include "AskItem.h"
-#include "ItemList.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/ItemList.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "BuildCommand.h"
 
-#include "BoundedWarnings.h"
 #include "ExitStatus.h"
 #include "Field.h"
 #include "Progress.h"
 #include "SourceFile.h"
 #include "TableWriter.h"
-#include "Tell.h"
 #include "text/AsciiLower.h"
+#include "tools/lists/BoundedWarnings.h"
+#include "tools/lists/Tell.h"
 
 #include <algorithm>
 #include <csignal>

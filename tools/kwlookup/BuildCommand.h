@@ -2,7 +2,7 @@
 #pragma once
 
 #include "TableSource.h"
-#include "Warnings.h"
+#include "tools/lists/Warnings.h"
 
 #include <string>
 

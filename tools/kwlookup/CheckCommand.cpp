@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "CheckCommand.h"
 
-#include "CollectedErrors.h"
 #include "ExitStatus.h"
 #include "Field.h"
-#include "ItemList.h"
-#include "Plugin.h"
-#include "Tell.h"
 #include "lookup/builtin/KwVectorStrLookup.h"
+#include "tools/lists/CollectedErrors.h"
+#include "tools/lists/ItemList.h"
+#include "tools/lists/Plugin.h"
+#include "tools/lists/Tell.h"
 
 #include <iostream>
 #include <stdexcept>

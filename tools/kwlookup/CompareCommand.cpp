@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "CompareCommand.h"
 
-#include "AskItem.h"
 #include "ExitStatus.h"
 #include "Field.h"
 #include "InputLines.h"
-#include "Tell.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/Tell.h"
 
 #include <iostream>
 #include <stdexcept>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "ItemList.h"
 #include "host/LogClass.h"
+#include "tools/lists/ItemList.h"
 
 #include <string>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
-#include "Plugin.h"
-#include "Tell.h"
 #include "conf/ConfParser.h"
 #include "objects/KwObjectHolder.h"
+#include "tools/lists/Plugin.h"
+#include "tools/lists/Tell.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/make_shared.hpp>

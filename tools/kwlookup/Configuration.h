@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Warnings.h"
 #include "kwhost/ConfFileLoader.h"
+#include "tools/lists/Warnings.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "ConvertCommand.h"
 
-#include "BoundedWarnings.h"
 #include "ExitStatus.h"
-#include "ForeignSyntax.h"
 #include "SourceFile.h"
 #include "TableSource.h"
-#include "Tell.h"
 #include "text/AsciiLower.h"
 #include "text/LocaleBytes.h"
+#include "tools/lists/BoundedWarnings.h"
+#include "tools/lists/ForeignSyntax.h"
+#include "tools/lists/Tell.h"
 
 #include <algorithm>
 #include <iostream>

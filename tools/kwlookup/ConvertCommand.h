@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Warnings.h"
+#include "tools/lists/Warnings.h"
 
 #include <string>
 

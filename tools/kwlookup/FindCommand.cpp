@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "FindCommand.h"
 
-#include "AskItem.h"
 #include "ExitStatus.h"
 #include "InputBlocks.h"
 #include "InputLines.h"
-#include "Tell.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/Tell.h"
 
 #include <future>
 #include <optional>

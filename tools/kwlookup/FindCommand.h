@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Asker.h"
-#include "ItemList.h"
+#include "tools/lists/ItemList.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "InputLines.h"
 
-#include "Tell.h"
+#include "tools/lists/Tell.h"
 
 #include <string_view>
 #include <unistd.h>

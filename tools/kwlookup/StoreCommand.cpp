@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "StoreCommand.h"
 
-#include "CollectedErrors.h"
 #include "ExitStatus.h"
-#include "Hints.h"
 #include "InputLines.h"
 #include "JsonRecord.h"
 #include "Progress.h"
-#include "Tell.h"
 #include "conf/ConfParser.h"
 #include "kwlog/Logging.h"
 #include "lookup/BatchStorage.h"
 #include "lookup/KwStorageHolder.h"
+#include "tools/lists/CollectedErrors.h"
+#include "tools/lists/Hints.h"
+#include "tools/lists/Tell.h"
 
 #include <csignal>
 #include <iostream>

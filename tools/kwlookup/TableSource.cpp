@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "TableSource.h"
 
-#include "BoundedWarnings.h"
-#include "FileChecks.h"
 #include "text/LocaleBytes.h"
+#include "tools/lists/BoundedWarnings.h"
+#include "tools/lists/FileChecks.h"
 
 #include <algorithm>
 #include <cstdint>

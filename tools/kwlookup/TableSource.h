@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Warnings.h"
 #include "text/LineReader.h"
+#include "tools/lists/Warnings.h"
 
 #include <cstddef>
 #include <functional>

@@ -2,10 +2,10 @@
 #include "TypesCommand.h"
 
 #include "ExitStatus.h"
-#include "Plugin.h"
-#include "Tell.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
+#include "tools/lists/Plugin.h"
+#include "tools/lists/Tell.h"
 
 #include <iostream>
 #include <string>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "UsageHints.h"
 
-#include "Hints.h"
 #include "kwlog/Logging.h"
+#include "tools/lists/Hints.h"
 
 #include <algorithm>
 #include <iostream>

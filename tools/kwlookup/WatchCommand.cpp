@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "WatchCommand.h"
 
-#include "CollectedErrors.h"
 #include "ExitStatus.h"
 #include "InputLines.h"
-#include "Tell.h"
 #include "TerminationAllowed.h"
 #include "kwlog/Logging.h"
+#include "tools/lists/CollectedErrors.h"
+#include "tools/lists/Tell.h"
 
 #include <cerrno>
 #include <csignal>

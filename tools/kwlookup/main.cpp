@@ -7,15 +7,15 @@
 #include "ConvertCommand.h"
 #include "ExitStatus.h"
 #include "FindCommand.h"
-#include "Hints.h"
-#include "Plugin.h"
 #include "StoreCommand.h"
-#include "Tell.h"
 #include "TypesCommand.h"
 #include "UsageHints.h"
 #include "WatchCommand.h"
 #include "kwlog/Logging.h"
 #include "lookup/KwIfLookup.h"
+#include "tools/lists/Hints.h"
+#include "tools/lists/Plugin.h"
+#include "tools/lists/Tell.h"
 
 #include <CLI/CLI.hpp>
 

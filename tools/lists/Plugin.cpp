@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Plugin.h"
+#include "tools/lists/Plugin.h"
 
 #include "conf/ConfParser.h"
 #include "lookup/KwFactory.h"

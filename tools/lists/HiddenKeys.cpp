@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "HiddenKeys.h"
+#include "tools/lists/HiddenKeys.h"
 
 #include "text/AsciiLower.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ForeignSyntax.h"
+#include "tools/lists/ForeignSyntax.h"
 
 #include "objects/KwObjectHolder.h"
 #include "text/LocaleBytes.h"

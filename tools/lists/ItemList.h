@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Warnings.h"
 #include "host/LogClass.h"
 #include "lookup/KwLookupHolder.h"
+#include "tools/lists/Warnings.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Warnings.h"
+#include "tools/lists/Warnings.h"
 
 #include "host/LogText.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "BoundedWarnings.h"
+#include "tools/lists/BoundedWarnings.h"
 
 #include <string>
 #include <string_view>

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "FileChecks.h"
+#include "tools/lists/FileChecks.h"
 
-#include "ForeignSyntax.h"
-#include "HiddenKeys.h"
 #include "text/FileDescriptor.h"
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
 #include "text/TextFile.h"
+#include "tools/lists/ForeignSyntax.h"
+#include "tools/lists/HiddenKeys.h"
 
 #include <algorithm>
 #include <array>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "ItemList.h"
+#include "tools/lists/ItemList.h"
 
-#include "AskItem.h"
-#include "CollectedErrors.h"
-#include "FileChecks.h"
-#include "ForeignSyntax.h"
-#include "Hints.h"
-#include "Tell.h"
 #include "conf/ConfParser.h"
 #include "kwlog/Logging.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/CollectedErrors.h"
+#include "tools/lists/FileChecks.h"
+#include "tools/lists/ForeignSyntax.h"
+#include "tools/lists/Hints.h"
+#include "tools/lists/Tell.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "Hints.h"
+#include "tools/lists/Hints.h"
 
-#include "Plugin.h"
 #include "kwlog/Logging.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
+#include "tools/lists/Plugin.h"
 
 #include <algorithm>
 #include <iostream>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "AskItem.h"
+#include "tools/lists/AskItem.h"
 
-#include "Tell.h"
+#include "tools/lists/Tell.h"
 
 #include <algorithm>
 #include <exception>

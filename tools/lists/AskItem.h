@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "AnswerWriter.h"
-#include "ItemList.h"
 #include "kwhost/AddressFinder.h"
+#include "tools/lists/Answer.h"
+#include "tools/lists/ItemList.h"
 
 #include <array>
 #include <cstddef>

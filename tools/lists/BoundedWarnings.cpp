@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "BoundedWarnings.h"
+#include "tools/lists/BoundedWarnings.h"
 
 #include <exception>
 

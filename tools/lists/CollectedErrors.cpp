@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "CollectedErrors.h"
+#include "tools/lists/CollectedErrors.h"
 
 #include "host/LogClass.h"
 #include "objects/KwObjectHolder.h"

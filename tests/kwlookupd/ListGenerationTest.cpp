@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/lists/ListGeneration.h"
+
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "tools/lists/Plugin.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using kwlookup::ListGeneration;
+using kwlookup::ListSettings;
+using kwlookup::Outcome;
+using kwlookup::Reply;
+using Search = ListSettings::Search;
+
+namespace {
+
+const LogClass LIST_LOG("lists");
+
+ListSettings ListOf(const std::string& objects, Search search = Search::Address) {
+    ListSettings settings;
+    settings.name = "test";
+    settings.objects = objects;
+    settings.search = search;
+    return settings;
+}
+
+std::string AskList(const ListSettings& settings, const std::string& text) {
+    const ListGeneration list(settings, LIST_LOG, nullptr);
+    Reply reply;
+    list.Ask(text, false, reply);
+    return reply.outcome == Outcome::Found      ? "found " + reply.text
+           : reply.outcome == Outcome::NotFound ? "not found" + reply.text
+                                                : "unavailable";
+}
+
+struct SearchCase {
+    Search search;
+    const char* objects;
+    const char* text;
+    const char* answer;
+};
+
+} // namespace
+
+TEST(ListGenerationTest, SearchesInTheWayThatIsSet) {
+    const SearchCase cases[] = {
+        {Search::Address, "jdoe@corp.lan yes", "JDoe@Corp.LAN", "found yes"},
+        {Search::Address, "jdoe@corp.lan yes", "<jdoe@corp.lan>", "found yes"},
+        {Search::Address, "corp.lan", "jdoe@corp.lan", "found corp.lan"},
+        {Search::Address, ".lan", "jdoe@corp.lan", "found .lan"},
+        {Search::Address, "jdoe@", "jdoe@corp.lan", "found jdoe@"},
+        {Search::Address, "corp.lan", "jdoe@other.lan", "not found"},
+        {Search::Address, "<> null", "", "found null"},
+        {Search::Address, "<> null", "<>", "found null"},
+        {Search::Domain, "corp.lan yes", "jdoe@Corp.lan", "found yes"},
+        {Search::Domain, "jdoe@corp.lan", "jdoe@corp.lan", "not found"},
+        {Search::Domain, ".corp.lan yes", "jdoe@mx.corp.lan", "found yes"},
+        {Search::Domain, "<> null", "<>", "found null"},
+        {Search::Exact, "Secret", "Secret", "found Secret"},
+        {Search::Exact, "Secret", "secret", "not found"},
+        {Search::Exact, "corp.lan", "jdoe@corp.lan", "not found"},
+        {Search::ExactNoCase, "Secret", "sECRET", "found Secret"},
+        {Search::ExactNoCase, "<>", "", "found <>"},
+    };
+    for (const SearchCase& each : cases)
+        EXPECT_EQ(AskList(ListOf(each.objects, each.search), each.text), each.answer)
+            << each.objects << " asked about " << each.text;
+}
+
+TEST(ListGenerationTest, AsksWithTheExtensionOfALocalPartFirst) {
+    ListSettings settings = ListOf("corp.lan all, jdoe@corp.lan base, jdoe+x@corp.lan tagged, "
+                                   "jdoe+@corp.lan none, +@corp.lan odd");
+    EXPECT_EQ(AskList(settings, "jdoe+x@corp.lan"), "found all");
+    settings.sub_address = "+";
+    EXPECT_EQ(AskList(settings, "JDoe+X@corp.lan"), "found tagged");
+    EXPECT_EQ(AskList(settings, "jdoe+y@corp.lan"), "found all");
+    settings.objects = "jdoe@corp.lan base, a+b@ local";
+    EXPECT_EQ(AskList(settings, "jdoe+y+z@corp.lan"), "found base");
+    EXPECT_EQ(AskList(settings, "a+b@corp.lan"), "found local");
+    EXPECT_EQ(AskList(settings, "\"jdoe+y\"@corp.lan"), "not found");
+    EXPECT_EQ(AskList(settings, "+jdoe@corp.lan"), "not found");
+    settings.sub_address = "-+";
+    EXPECT_EQ(AskList(settings, "jdoe-y@corp.lan"), "found base");
+}
+
+TEST(ListGenerationTest, RefusesAListWithErrors) {
+    EXPECT_THROW(ListGeneration(ListOf("a, file:/nonexistent/list"), LIST_LOG, nullptr),
+                 std::runtime_error);
+    EXPECT_THROW(ListGeneration(ListOf("\"a"), LIST_LOG, nullptr), std::invalid_argument);
+}
+
+TEST(ListGenerationTest, TellsItemFileAndLine) {
+    const TempDir dir;
+    const std::string file = dir.Write("blocked", "one.lan\n\n  two.lan  reject it\n");
+    const ListGeneration list(ListOf("x.lan, file:" + file), LIST_LOG, nullptr);
+    Reply reply;
+    list.Ask("a@two.lan", true, reply);
+    EXPECT_EQ(reply.text, "reject it");
+    EXPECT_EQ(reply.item, "file:" + file);
+    EXPECT_EQ(reply.file, file);
+    EXPECT_EQ(reply.line, 3u);
+    list.Ask("x.lan", true, reply);
+    EXPECT_EQ(reply.item, "x.lan");
+    EXPECT_EQ(reply.file, "");
+    EXPECT_EQ(reply.line, 0u);
+}
+
+TEST(ListGenerationTest, CountsWhatChanged) {
+    const TempDir dir;
+    const std::string file = dir.Write("blocked", "a.lan\nb.lan\nc.lan\n");
+    const ListGeneration first(ListOf("x.lan, file:" + file), LIST_LOG, nullptr);
+    EXPECT_EQ(first.GetRecordCount(), 4u);
+    EXPECT_EQ(first.GetChange().added, 4u);
+    dir.Write("blocked", "c.lan\na.lan\nd.lan\ne.lan 1\n");
+    const ListGeneration second(ListOf("x.lan, file:" + file), LIST_LOG, &first);
+    EXPECT_EQ(second.GetRecordCount(), 5u);
+    EXPECT_EQ(second.GetChange().added, 2u);
+    EXPECT_EQ(second.GetChange().removed, 1u);
+    EXPECT_EQ(second.GetChange().kept, 3u);
+    std::string values;
+    second.ForEachValue([&](std::string_view value) { values.append(value).append(";"); });
+    EXPECT_EQ(values, "x.lan;c.lan;a.lan;d.lan;e.lan 1;");
+}
+
+TEST(ListGenerationTest, FetchChangesNoAnswer) {
+    const TempDir dir;
+    std::string lines;
+    for (int i = 0; i < 200; ++i)
+        lines += "host" + std::to_string(i) + ".lan\n";
+    const ListGeneration list(ListOf("file:" + dir.Write("hosts", lines)), LIST_LOG, nullptr);
+    std::vector<std::string> texts;
+    for (int i = 0; i < 100; ++i)
+        texts.push_back("x@host" + std::to_string(i * 3) + ".lan");
+    std::vector<const std::string*> pointers;
+    for (const std::string& text : texts)
+        pointers.push_back(&text);
+    list.Fetch(pointers.data(), pointers.size());
+    for (int i = 0; i < 100; ++i) {
+        Reply reply;
+        list.Ask(texts[static_cast<std::size_t>(i)], false, reply);
+        EXPECT_EQ(reply.outcome, i * 3 < 200 ? Outcome::Found : Outcome::NotFound) << i;
+    }
+}

@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/lists/ListGeneration.h"
+
+#include "kwhost/AddressFinder.h"
+#include "kwlog/Logging.h"
+#include "text/AsciiLower.h"
+#include "text/FileDescriptor.h"
+#include "text/LineReader.h"
+#include "text/LocaleBytes.h"
+#include "text/TextFile.h"
+#include "tools/kwlookupd/lists/KeyFinder.h"
+#include "tools/lists/AskItem.h"
+#include "tools/lists/Tell.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <stdexcept>
+
+namespace kwlookup {
+
+namespace {
+
+/// No domain name is longer. Each label of a domain costs a search in tables.
+constexpr std::size_t LONGEST_DOMAIN = 255;
+
+constexpr char NULL_SENDER[] = "<>";
+
+bool IsOneOf(const std::string& type, std::initializer_list<const char*> types) {
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), AsciiLower);
+    return text;
+}
+
+std::string_view WithoutBrackets(std::string_view text) {
+    return text.size() > 2 && text.front() == '<' && text.back() == '>'
+               ? text.substr(1, text.size() - 2)
+               : text;
+}
+
+std::string_view DomainOf(std::string_view address) {
+    return address.substr(address.rfind('@') + 1); // all of it without an '@'
+}
+
+/// Adds the keys under which a table may have `domain`, the nearest first.
+void AddDomainKeys(const std::string& domain, std::vector<std::string>& keys) {
+    if (domain.empty())
+        return;
+    keys.push_back(domain);
+    keys.push_back('@' + domain);
+    if (domain.size() > LONGEST_DOMAIN)
+        return;
+    for (std::size_t dot = domain.find('.', 1); dot < domain.size() - 1;
+         dot = domain.find('.', dot + 1))
+        keys.push_back(domain.substr(dot));
+}
+
+/// Returns the keys under which a table may have `address`, the nearest first.
+std::vector<std::string> AddressKeys(const std::string& address) {
+    std::vector<std::string> keys;
+    const std::size_t at = address.rfind('@');
+    if (at == std::string::npos) {
+        AddDomainKeys(address, keys);
+    } else {
+        keys.push_back(address);
+        AddDomainKeys(address.substr(at + 1), keys);
+        if (at != 0)
+            keys.push_back(address.substr(0, at + 1));
+    }
+    return keys;
+}
+
+/// Returns `address` without the extension of its local part, or an empty text if it has none.
+std::string WithoutExtension(std::string_view address, const std::string& marks) {
+    const std::size_t at = address.rfind('@');
+    if (marks.empty() || at == std::string_view::npos || address.front() == '"')
+        return std::string();
+    const std::size_t mark = address.find_first_of(marks, 1);
+    if (mark >= at)
+        return std::string();
+    return std::string(address.substr(0, mark)).append(address.substr(at));
+}
+
+/// Passes on each value that it is offered, and matches none.
+class ValueTaker : public KwLookupFinder {
+public:
+    explicit ValueTaker(const std::function<void(std::string_view)>& take) : m_take(take) {}
+
+    bool Match(const std::string& value) const override {
+        m_take(value);
+        return false;
+    }
+    TextRange GetRequest() const override { return TextRange(m_none.begin(), m_none.end()); }
+
+private:
+    const std::function<void(std::string_view)>& m_take;
+    const std::string m_none;
+};
+
+} // namespace
+
+/// One search, up to the first match or fault.
+class ListGeneration::Search {
+public:
+    Search(const ListGeneration& list, Reply& reply) : m_list(list), m_reply(reply) {}
+
+    const Entry* GetEntry() const { return m_entry; }
+    const std::string& GetValue() const { return m_value; }
+
+    /// Each returns true when the search is over.
+    bool AskExact(const std::string& text, int flags) {
+        const std::string folded = flags & FIND_NOCASE ? Lower(text) : std::string();
+        for (const Entry& entry : m_list.m_entries) {
+            const bool fold = entry.is_plugin && flags & FIND_NOCASE;
+            if (Ask(entry, fold ? folded : text, flags))
+                return true;
+        }
+        return false;
+    }
+
+    bool AskAddress(const std::string& address) {
+        // With the extension first: it is more exact than any key of the address without it.
+        const std::string base = WithoutExtension(address, m_list.m_settings.sub_address);
+        if (!base.empty() && (AskKey(address) || AskKeys(base, 0)))
+            return true;
+        return AskKeys(address, 0);
+    }
+
+    bool AskDomain(const std::string& domain) { return AskKeys(domain, FIND_DOMAIN); }
+
+private:
+    /// Ask about `text` under all of its keys.
+    bool AskKeys(const std::string& text, int flags) {
+        std::optional<std::string> folded;
+        std::optional<std::vector<std::string>> keys;
+        for (const Entry& entry : m_list.m_entries) {
+            if (!entry.is_plugin) {
+                const AddressFinder finder(text);
+                if (Find(entry, text, finder, flags, finder))
+                    return true;
+                continue;
+            }
+            if (!folded)
+                folded = Lower(text);
+            if (!entry.walks) {
+                if (Ask(entry, *folded, flags))
+                    return true;
+                continue;
+            }
+            if (!keys)
+                keys = AddressKeys(*folded);
+            for (const std::string& key : *keys)
+                if (Ask(entry, key, flags))
+                    return true;
+        }
+        return false;
+    }
+
+    /// Ask about the key `key` only.
+    bool AskKey(const std::string& key) {
+        std::optional<std::string> folded;
+        for (const Entry& entry : m_list.m_entries) {
+            if (entry.is_plugin) {
+                if (!folded)
+                    folded = Lower(key);
+                if (Ask(entry, *folded, 0))
+                    return true;
+            } else {
+                const KeyFinder finder(key);
+                if (Find(entry, key, finder, 0, finder))
+                    return true;
+            }
+        }
+        return false;
+    }
+
+    bool Ask(const Entry& entry, const std::string& text, int flags) {
+        const AddressFinder finder(text);
+        return Find(entry, text, finder, flags, finder);
+    }
+
+    /// `named` is the same finder, as the class that tells the matched value.
+    template <typename Finder>
+    bool Find(const Entry& entry, const std::string& text, const KwLookupFinder& finder, int flags,
+              const Finder& named) {
+        try {
+            m_reply.text.clear();
+            m_value.clear();
+            if (!entry.item->holder->Find(finder, &m_reply.text, flags, &m_value))
+                return false;
+            m_reply.outcome = Outcome::Found;
+            m_entry = &entry;
+            if (m_value.empty())
+                m_value = named.GetMatchedValue();
+            m_reply.text.erase(0, 1); // the holder puts a blank before each result
+            m_reply.has_result = !m_reply.text.empty();
+            if (!m_reply.has_result)
+                m_reply.text = m_value.empty() ? text : m_value;
+        } catch (...) { // a plug-in may throw anything
+            m_reply.outcome = Outcome::Unavailable;
+            m_reply.text = "the list cannot be asked now";
+            TellError(m_list.m_log, "list " + m_list.m_settings.name + ": [" +
+                                        Shortened(entry.item->text) + "] could not answer for [" +
+                                        Shortened(text) + "]: " + CaughtReason());
+        }
+        return true;
+    }
+
+    const ListGeneration& m_list;
+    Reply& m_reply;
+    const Entry* m_entry = nullptr;
+    std::string m_value;
+};
+
+ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log,
+                               const ListGeneration* previous)
+    : m_settings(settings), m_log(log), m_items(settings.objects, log, ListChecks()),
+      m_load_time(std::time(nullptr)) {
+    if (m_items.GetFailedCount() != 0)
+        throw std::runtime_error("the list has errors");
+    for (const ItemList::Item& item : m_items.GetItems()) {
+        const std::string type = item.GetType();
+        const bool is_plugin = item.IsPlugin();
+        // A pattern sees the whole text, and an item that names a part of it wants just that.
+        const bool walks = is_plugin && !IsOneOf(type, {"regex", "rfile"}) &&
+                           item.text.find("$s") != std::string::npos &&
+                           item.text.find("$u") == std::string::npos &&
+                           item.text.find("$d") == std::string::npos;
+        m_may_wait |= is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
+        m_entries.push_back({&item, is_plugin, walks});
+    }
+    const std::vector<std::size_t> records = HashRecords();
+    const std::vector<std::size_t> before =
+        previous ? previous->HashRecords() : std::vector<std::size_t>();
+    std::vector<std::size_t> kept;
+    std::set_intersection(records.begin(), records.end(), before.begin(), before.end(),
+                          std::back_inserter(kept));
+    m_record_count = records.size();
+    m_change = {records.size() - kept.size(), before.size() - kept.size(), kept.size()};
+    // The first search in memory makes an index.
+    const std::string any = "x@y";
+    const int flags = m_settings.search == ListSettings::Search::Exact ? FIND_EXACT
+                      : m_settings.search == ListSettings::Search::ExactNoCase
+                          ? FIND_EXACT | FIND_NOCASE
+                          : 0;
+    for (const Entry& entry : m_entries) {
+        std::string result;
+        if (!entry.is_plugin)
+            entry.item->holder->Find(AddressFinder(any), &result, flags, nullptr);
+    }
+}
+
+void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) const noexcept {
+    try {
+        reply.outcome = Outcome::NotFound;
+        reply.has_result = false;
+        reply.item.clear();
+        reply.file.clear();
+        reply.line = 0;
+        Search search(*this, reply);
+        const std::string null_sender = NULL_SENDER;
+        const std::string& asked = text.empty() ? null_sender : text;
+        switch (m_settings.search) {
+        case ListSettings::Search::Exact:
+            search.AskExact(asked, FIND_EXACT);
+            break;
+        case ListSettings::Search::ExactNoCase:
+            search.AskExact(asked, FIND_EXACT | FIND_NOCASE);
+            break;
+        case ListSettings::Search::Domain:
+            search.AskDomain(std::string(DomainOf(WithoutBrackets(asked))));
+            break;
+        case ListSettings::Search::Address:
+            search.AskAddress(std::string(WithoutBrackets(asked)));
+            break;
+        }
+        if (reply.outcome == Outcome::NotFound)
+            reply.text.clear();
+        else if (explain && reply.outcome == Outcome::Found)
+            Explain(search, reply);
+    } catch (const std::exception&) { // out of memory
+        reply.outcome = Outcome::Unavailable;
+        reply.text.clear();
+    }
+}
+
+void ListGeneration::Explain(const Search& search, Reply& reply) const {
+    const ItemList::Item& item = *search.GetEntry()->item;
+    reply.item = WithoutSecrets(item.text);
+    reply.file = item.GetFile();
+    if (reply.file.empty())
+        return;
+    // A plug-in with a file of patterns names the line in the value: FILE:LINE: PATTERN.
+    const std::string& value = search.GetValue();
+    if (search.GetEntry()->is_plugin) {
+        if (value.compare(0, reply.file.size() + 1, reply.file + ':') == 0)
+            reply.line = static_cast<std::size_t>(
+                std::strtoul(value.c_str() + reply.file.size() + 1, nullptr, 10));
+        return;
+    }
+    const FileDescriptor file = FileDescriptor::OpenForReading(reply.file);
+    if (!file)
+        return;
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
+    for (std::string_view line; reply.line == 0 && lines.Next(line);) {
+        const char* begin = line.data();
+        const char* end = begin + line.size();
+        LocaleBytes::Current().Trim(begin, end);
+        if (std::string_view(begin, static_cast<std::size_t>(end - begin)) == value)
+            reply.line = lines.GetLineNumber();
+    }
+}
+
+void ListGeneration::Fetch(const std::string* const* texts, std::size_t count) const noexcept {
+    if (m_settings.search != ListSettings::Search::Address || count < 2)
+        return;
+    try {
+        std::array<std::optional<AddressFinder>, READ_AHEAD> finders;
+        std::array<const KwLookupFinder*, READ_AHEAD> pointers;
+        count = std::min(count, READ_AHEAD);
+        for (std::size_t i = 0; i < count; ++i)
+            pointers[i] = &finders[i].emplace(*texts[i]);
+        for (const Entry& entry : m_entries)
+            entry.item->holder->Fetch(pointers.data(), count, 0);
+    } catch (const std::exception&) { // out of memory: it is only a hint
+    }
+}
+
+void ListGeneration::ForEachValue(const std::function<void(std::string_view)>& take) const {
+    const ValueTaker taker(take);
+    for (const Entry& entry : m_entries) {
+        std::string result;
+        if (!entry.is_plugin)
+            entry.item->holder->Find(taker, &result, 0, nullptr);
+    }
+}
+
+/// Returns a hash of each record, sorted.
+std::vector<std::size_t> ListGeneration::HashRecords() const {
+    std::vector<std::size_t> hashes;
+    ForEachValue(
+        [&](std::string_view value) { hashes.push_back(std::hash<std::string_view>()(value)); });
+    std::sort(hashes.begin(), hashes.end());
+    return hashes;
+}
+
+} // namespace kwlookup

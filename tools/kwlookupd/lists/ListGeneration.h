@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+#include "tools/kwlookupd/doors/Reply.h"
+#include "tools/kwlookupd/lists/ListSettings.h"
+#include "tools/lists/ItemList.h"
+
+#include <cstddef>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kwlookup {
+
+/// A list as it was loaded once. It never changes: a reload makes another one.
+///
+/// Threads: any number may ask at once, and no search takes a lock. Lists are made by one thread at
+/// a time.
+class ListGeneration {
+public:
+    /// How the records differ from those of the generation before.
+    struct Change {
+        std::size_t added = 0;
+        std::size_t removed = 0;
+        std::size_t kept = 0;
+    };
+
+    /// Loads the list, makes its indexes, and compares it with `previous`, which may be null. Keeps
+    /// the address of `log`. The errors of items are logged. Throws std::runtime_error "the list
+    /// has errors" when an item could not be loaded, and std::invalid_argument when the list cannot
+    /// be split. Cost: for 1,000,000 lines about a second.
+    ListGeneration(const ListSettings& settings, const LogClass& log,
+                   const ListGeneration* previous);
+    ListGeneration(const ListGeneration&) = delete;
+    ListGeneration& operator=(const ListGeneration&) = delete;
+
+    /// True when a search may wait for a server or for the lock of a database. Other searches read
+    /// memory or mapped files only.
+    bool MayWait() const { return m_may_wait; }
+
+    /// Looks for `text` and sets all of `reply` but `ask`. The empty text means the null sender,
+    /// "<>". A list item that cannot answer makes the reply Unavailable, and is logged. With
+    /// `explain` the file of the answer is read again to find the line.
+    void Ask(const std::string& text, bool explain, Reply& reply) const noexcept;
+
+    /// Prefetches the memory that searches for `count` texts will read. It is a hint.
+    void Fetch(const std::string* const* texts, std::size_t count) const noexcept;
+
+    /// Returns the number of values and lines. The records of tables and servers are not counted.
+    std::size_t GetRecordCount() const { return m_record_count; }
+    const Change& GetChange() const { return m_change; }
+    std::time_t GetLoadTime() const { return m_load_time; }
+    const ItemList& GetItems() const { return m_items; }
+
+    /// Calls `take` for each value and line, in the order of the list.
+    void ForEachValue(const std::function<void(std::string_view)>& take) const;
+
+private:
+    class Search;
+
+    struct Entry {
+        const ItemList::Item* item;
+        bool is_plugin;
+        bool walks; ///< ask it about the domain and its parents, too
+    };
+
+    void Explain(const Search& search, Reply& reply) const;
+    std::vector<std::size_t> HashRecords() const;
+
+    const ListSettings m_settings;
+    const LogClass& m_log;
+    const ItemList m_items;
+    const std::time_t m_load_time;
+    std::vector<Entry> m_entries;
+    bool m_may_wait = false;
+    std::size_t m_record_count = 0;
+    Change m_change;
+};
+
+} // namespace kwlookup
