@@ -56,8 +56,20 @@ void AnswerWriter::AddField(const std::string& text) {
 }
 
 void AnswerWriter::Flush() {
-    const char* begin = m_buffer.data();
-    const char* const end = begin + m_buffer.size();
+    WriteOut(m_buffer);
+    m_buffer.clear();
+}
+
+std::string AnswerWriter::Take() {
+    std::string answers;
+    answers.reserve(BLOCK_BYTES);
+    answers.swap(m_buffer);
+    return answers;
+}
+
+void AnswerWriter::WriteOut(const std::string& answers) {
+    const char* begin = answers.data();
+    const char* const end = begin + answers.size();
     while (begin != end && IsGood()) {
         const ssize_t written =
             ::write(STDOUT_FILENO, begin, static_cast<std::size_t>(end - begin));
@@ -66,7 +78,6 @@ void AnswerWriter::Flush() {
         else if (errno != EINTR)
             m_error = errno;
     }
-    m_buffer.clear();
 }
 
 } // namespace kwlookup

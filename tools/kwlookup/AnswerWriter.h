@@ -33,6 +33,12 @@ public:
     /// Write the answers gathered so far.
     void Flush();
 
+    /// Return the answers gathered so far instead of writing them.
+    std::string Take();
+
+    /// Write answers that another AnswerWriter gathered.
+    void WriteOut(const std::string& answers);
+
     /// False after a write failed; errno of that write is then in GetError().
     bool IsGood() const { return m_error == 0; }
     int GetError() const { return m_error; }

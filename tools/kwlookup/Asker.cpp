@@ -66,6 +66,15 @@ bool Asker::Flush() {
     if (m_await_turn && !m_await_turn())
         return false;
     m_writer.Flush();
+    return ReportWriteError();
+}
+
+bool Asker::Write(const std::string& answers) {
+    m_writer.WriteOut(answers);
+    return ReportWriteError();
+}
+
+bool Asker::ReportWriteError() {
     if (!m_writer.IsGood() && !m_findings.output_failed) {
         m_findings.output_failed = true;
         TellError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.GetError()));

@@ -28,8 +28,8 @@ public:
         bool output_failed = false;
     };
 
-    /// Keeps the address of `log`. If `await_turn` is set, it is called before each write, and
-    /// nothing is written if it returns false.
+    /// Keeps the address of `log`. If `await_turn` is set, Flush() calls it first, and writes
+    /// nothing if it returns false.
     Asker(const Options& options, const LogClass& log, std::function<bool()> await_turn = {});
 
     void Ask(const ItemList& list, const std::string& text) { Ask(list, &text, 1); }
@@ -48,6 +48,12 @@ public:
     /// Write the answers so far. False once a write has failed; the error is reported.
     bool Flush();
 
+    /// Return the answers so far instead of writing them.
+    std::string TakeAnswers() { return m_writer.Take(); }
+
+    /// Write answers taken from an Asker. Returns what Flush() does.
+    bool Write(const std::string& answers);
+
     /// What the tool's exit status is to say: nothing is found where an item could not be asked.
     int GetStatus() const;
 
@@ -59,6 +65,7 @@ public:
 private:
     /// `number` is the number of the text in m_fetched.
     void Ask(const ItemList& list, const std::string& text, std::size_t number);
+    bool ReportWriteError();
 
     const Options m_options;
     const LogClass& m_log;

@@ -20,11 +20,10 @@ namespace {
 
 /// Ask `list` about blocks of lines until there are no more.
 void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, Asker& asker, const ItemList& list) {
+    const auto write = [&](const std::string& answers) { return asker.Write(answers); };
     while (blocks.Take(block)) {
         asker.Ask(list, block.texts.data(), block.count);
-        if (!asker.Flush())
-            blocks.Stop();
-        blocks.EndTurn();
+        blocks.Write(block, asker.TakeAnswers(), write);
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "InputBlocks.h"
 
+#include <utility>
+
 namespace kwlookup {
 
 bool InputBlocks::Take(Block& block) {
@@ -17,9 +19,21 @@ bool InputBlocks::AwaitTurn(const Block& block) {
     return !m_stopped;
 }
 
-void InputBlocks::EndTurn() {
-    const std::lock_guard lock(m_output);
-    ++m_written;
+void InputBlocks::Write(const Block& block, std::string answers, const Writer& write) {
+    std::unique_lock lock(m_output);
+    m_turn_ended.wait(lock, [&] { return m_stopped || block.number - m_written < MOST_LEFT; });
+    m_left.emplace(block.number, std::move(answers));
+    if (m_written != block.number)
+        return;
+    for (auto next = m_left.begin(); !m_stopped && next != m_left.end() && next->first == m_written;
+         next = m_left.begin()) {
+        lock.unlock();
+        const bool good = write(next->second);
+        lock.lock();
+        m_stopped = m_stopped || !good;
+        m_left.erase(next);
+        ++m_written;
+    }
     m_turn_ended.notify_all();
 }
 
