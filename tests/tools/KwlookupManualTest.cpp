@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "tools/Tool.h"
 
+#include <boost/algorithm/string.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 // The manual page describes exactly the commands and options that --help lists.
 
@@ -16,9 +19,9 @@ namespace {
 using namespace kwlookup;
 using Names = std::set<std::string>;
 
-/// The first words of the lines in one section of a help text, such as "Options:".
-Names HelpEntries(const std::string& help, const std::string& section) {
-    Names names;
+/// The names in each entry of one section of a help text, such as "Options:".
+std::vector<Names> HelpSection(const std::string& help, const std::string& section) {
+    std::vector<Names> entries;
     std::istringstream in(help);
     std::string line;
     while (std::getline(in, line) && line != section) {
@@ -27,9 +30,17 @@ Names HelpEntries(const std::string& help, const std::string& section) {
         if (line[2] == ' ')
             continue; // a continued description
         std::istringstream entry(line.substr(2, line.find(' ', 2) - 2));
+        entries.emplace_back();
         for (std::string name; std::getline(entry, name, ',');)
-            names.insert(name);
+            entries.back().insert(name);
     }
+    return entries;
+}
+
+Names HelpEntries(const std::string& help, const std::string& section) {
+    Names names;
+    for (Names& entry : HelpSection(help, section))
+        names.merge(entry);
     return names;
 }
 
@@ -88,13 +99,42 @@ TEST(KwlookupManual, DescribesEveryOption) {
     EXPECT_EQ(MacroArguments(ManualSection("DESCRIPTION"), ".It Fl", "Fl", "-"), options);
 }
 
-TEST(KwlookupManual, TheSynopsisHasTheOptionsOfFind) {
-    Names options = HelpEntries(RunTool({"find", "--help"}).out, "Options:");
-    options.erase("-h");
-    options.erase("--help");
-    EXPECT_FALSE(options.empty());
-    EXPECT_THAT(MacroArguments(ManualSection("SYNOPSIS"), ".Op", "Fl", "-"),
-                testing::IsSupersetOf(options));
+/// The options in the entries of the synopsis, by the command that they are for; "" for those of no
+/// command.
+std::map<std::string, Names> SynopsisOptions() {
+    std::map<std::string, Names> options;
+    std::string command;
+    for (const std::string& line : ManualSection("SYNOPSIS")) {
+        if (line == ".Nm" || line == ".Nm kwlookup")
+            command.clear();
+        else if (line.compare(0, 4, ".Cm ") == 0)
+            command = line.substr(4);
+        options[command].merge(MacroArguments({line}, "", "Fl", "-"));
+        options[command].merge(MacroArguments({line}, "", ".Fl", "-"));
+    }
+    return options;
+}
+
+TEST(KwlookupManual, TheSynopsisHasEachOptionOfEachCommand) {
+    std::map<std::string, Names> synopsis = SynopsisOptions();
+    Names commands = ToolCommands();
+    commands.erase("build");
+    commands.insert({"", "build cdb", "build lmdb"});
+    for (const std::string& command : commands) {
+        std::vector<std::string> help = {"--help"};
+        if (!command.empty())
+            boost::algorithm::split(help, command + " --help", boost::algorithm::is_space());
+        for (const Names& option : HelpSection(RunTool(help).out, "Options:")) {
+            if (!command.empty() && option.count("--help") != 0)
+                continue;
+            Names shown;
+            for (const std::string& name : option)
+                if (synopsis[command].erase(name) != 0)
+                    shown.insert(name);
+            EXPECT_FALSE(shown.empty()) << command << " " << *option.rbegin();
+        }
+        EXPECT_EQ(synopsis[command], Names()) << command << " has no such options";
+    }
 }
 
 } // namespace
