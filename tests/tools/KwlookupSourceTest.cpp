@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -110,6 +111,19 @@ TEST_F(ToolSource, PostmapTextOfOddShapes) {
               Made(2, Told("1: the line holds a NUL byte")));
     EXPECT_EQ(Find("a"), "a\tb\n");
     EXPECT_EQ(Build({"--source", "hash"}, "").status, Usage);
+}
+
+TEST_F(ToolSource, APostmapRecordOfManyLinesHasALimit) {
+    constexpr std::size_t LIMIT = 16 << 20, LINE = 1 << 20;
+    std::string text = "k v\n";
+    for (std::size_t size = 3; size < LIMIT; size += LINE)
+        text += " " + std::string(std::min(LINE, LIMIT - size) - 1, 'x') + "\n";
+    EXPECT_EQ(Build({"--source=postmap"}, text), Made(1, ""));
+    text.insert(text.size() - 1, "x");
+    EXPECT_EQ(Build({"--source=postmap"}, text),
+              (ProgramResult{Unavailable, "",
+                             "kwlookup: error: " + m_dir.Path("in") +
+                                 ":17: the record of line 1 is longer than 16777216 bytes\n"}));
 }
 
 TEST_F(ToolSource, PlainTextThatPostmapReadsDifferently) {

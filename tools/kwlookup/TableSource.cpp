@@ -6,8 +6,6 @@
 #include "tools/lists/FileChecks.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <limits>
 #include <stdexcept>
 
 namespace kwlookup {
@@ -73,8 +71,8 @@ private:
 /// Joins continued lines. Leaves out what postmap(1) leaves out with a warning.
 class PostmapSource {
 public:
-    PostmapSource(const AddRecord& add, BoundedWarnings& warnings)
-        : m_add(add), m_warnings(warnings) {}
+    PostmapSource(const std::string& name, const AddRecord& add, BoundedWarnings& warnings)
+        : m_name(name), m_add(add), m_warnings(warnings) {}
 
     void Take(std::string_view line, std::size_t number) {
         const std::string_view text = Stripped(line);
@@ -87,6 +85,11 @@ public:
         } else if (m_number == 0) {
             m_warnings.Add(number, "lines that are left out",
                            "there is no line before it to continue; it is left out");
+        } else if (line.size() > LONGEST_INPUT_LINE - m_record.size()) {
+            throw std::runtime_error(m_name + ":" + std::to_string(number) +
+                                     ": the record of line " + std::to_string(m_number) +
+                                     " is longer than " + std::to_string(LONGEST_INPUT_LINE) +
+                                     " bytes");
         } else {
             m_record += line;
         }
@@ -127,6 +130,7 @@ private:
         m_warnings.Add(m_number, "lines that are left out", reason + "; it is left out");
     }
 
+    const std::string& m_name;
     const AddRecord& m_add;
     BoundedWarnings& m_warnings;
     std::string m_record;
@@ -136,9 +140,6 @@ private:
 template <typename Source>
 void Read(LineReader& lines, const std::string& name, Source source, BoundedWarnings& warnings) {
     for (std::string_view line; lines.Next(line);) {
-        if (line.size() > std::numeric_limits<std::int32_t>::max())
-            throw std::runtime_error(name + ":" + std::to_string(lines.GetLineNumber()) +
-                                     ": the line is too long");
         CheckBytes(line, lines.GetLineNumber(), warnings);
         source.Take(line, lines.GetLineNumber());
     }
@@ -153,7 +154,7 @@ void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat fo
                      Warnings& warnings, const AddRecord& add) {
     BoundedWarnings told(warnings, name);
     if (format == SourceFormat::Postmap)
-        Read(lines, name, PostmapSource(add, told), told);
+        Read(lines, name, PostmapSource(name, add, told), told);
     else
         Read(lines, name, PlainSource(add, told), told);
 }

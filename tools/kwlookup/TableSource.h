@@ -23,8 +23,9 @@ using AddRecord =
 
 /// Pass the records of the file `name` to `add`, in order. Blank lines, and lines that begin with
 /// '#', are left out. Warns of lines that the other format reads differently, and of lines that are
-/// not records. Throws std::runtime_error "NAME: REASON", also for a line of 2 GiB or more, and
-/// what `add` throws.
+/// not records. Throws std::runtime_error "NAME: REASON", "NAME:LINE: the record of line N is
+/// longer than 16777216 bytes" for a record of many lines, and what `add` throws. `lines` limits
+/// the length of a line.
 void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat format,
                      Warnings& warnings, const AddRecord& add);
 
