@@ -8,6 +8,7 @@
 
 #include <cdb.h>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -16,8 +17,11 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -73,10 +77,11 @@ std::string Content(const std::string& name) {
 }
 
 /// Why a new file could not be made; "" if it could.
-std::string WriteError(const std::string& name, const std::string& value) {
+std::string WriteError(const std::string& name, std::string_view value,
+                       std::string_view key = "key") {
     try {
         CdbWriter writer(name);
-        writer.Add("key", value);
+        writer.Add(key, value);
         writer.Finish();
     } catch (const std::runtime_error& error) {
         return error.what();
@@ -105,6 +110,26 @@ TEST(CdbWriterFaultTest, AFailureThrowsItsReasonAndLeavesTheOldFile) {
         EXPECT_EQ(Content(name), old);
         const std::filesystem::directory_iterator files(directory.Path(""));
         EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "something is left beside it";
+    }
+}
+
+// As the library has it, a record of 4 GiB and 3 bytes would be one of 3 bytes.
+TEST(CdbWriterFaultTest, WhatIsTooLargeIsRefused) {
+    if constexpr (sizeof(std::size_t) > sizeof(std::uint32_t)) {
+        constexpr std::size_t SIZE = (std::size_t(1) << 32) + 3;
+        void* const pages =
+            ::mmap(nullptr, SIZE, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        ASSERT_NE(pages, MAP_FAILED);
+        const std::string_view large(static_cast<const char*>(pages), SIZE);
+        const std::string_view limit = large.substr(0, UINT32_MAX);
+        const TempDir directory;
+        const std::string name = directory.Path("out.cdb");
+        const std::pair<std::string_view, std::string_view> records[] = {
+            {large, "value"}, {"key", large}, {"key", limit}, {limit, ""}, {large, large}};
+        for (const auto& [key, value] : records)
+            EXPECT_EQ(WriteError(name, value, key), name + ": " + std::strerror(EFBIG));
+        ::munmap(pages, SIZE);
+        EXPECT_FALSE(std::filesystem::exists(name));
     }
 }
 
