@@ -45,8 +45,8 @@ protected:
     bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                 std::string* matched) const override {
         const Table& table = *m_table;
-        static thread_local std::string
-            key; // keeps its memory between searches between searches between searches
+        // Keeps its memory between searches.
+        static thread_local std::string key;
         if (!table.key.Expand(*this, finder, flags, key))
             return false;
         // The lengths in these files have 32 bits, and a NUL byte may be added.

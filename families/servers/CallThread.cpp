@@ -14,13 +14,13 @@
 namespace kwlookup {
 namespace {
 
-/// Each is a thread with its stack, and a connection that hangs.
+/// Each one costs a thread with its stack, and a connection that hangs.
 constexpr int MOST_LEFT = 16;
 
-/// Counts the threads that nobody waits for any more.
+/// Counts the abandoned threads.
 class LeftBehind {
 public:
-    /// That of this process; the threads of its parent are not here.
+    /// The count of this process. The threads of its parent do not run here.
     static std::shared_ptr<LeftBehind> Instance() {
         static auto& instance =
             *new PerProcess<LeftBehind>([] { return std::make_shared<LeftBehind>(); });
@@ -52,7 +52,7 @@ private:
 
 } // namespace
 
-/// What the thread and its owner share.
+/// The state that the thread and its owner share.
 struct CallThread::State {
     void Run();
 
@@ -81,7 +81,7 @@ void CallThread::State::Run() {
         } catch (...) {
             thrown = std::current_exception();
         }
-        current = nullptr; // what it owns may end here only
+        current = nullptr; // destroyed in this thread, as promised
         guard.lock();
         error = std::move(thrown);
         is_done = true;

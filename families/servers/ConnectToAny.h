@@ -12,9 +12,9 @@
 
 namespace kwlookup {
 
-/// Calls `connect(address, deadline, reached)` for the addresses of `server`, one after the other,
-/// until it does not throw ServerFault. Each has its share of the time. A call that reached the
-/// server sets `reached`: one that refuses us does so at its other addresses too.
+/// Call `connect(address, deadline, reached)` for each address of `server`, until a call does not
+/// throw ServerFault. Each call gets a share of the time. A call that has reached the server sets
+/// `reached`; then no other address is tried, because the server would refuse us there too.
 ///
 /// Throws what Resolve() and the last call throw.
 template <typename Connect>

@@ -19,21 +19,24 @@ namespace kwlookup {
 ///   - `Config` derives from ServerConfig. Besides what PluginLookup requires, it has
 ///     `ServerSettings GetSettings() const`, which calls GetServerSettings() with the type's
 ///     default port and puts the type's own parameters that make connections differ into `of_type`.
-///   - `Query`, what the item asks: a constructor from (const std::string& text, const Config&);
-///     `GetText()`, the text as it is configured; `GetKey()`, which tells apart all queries that
-///     may answer differently; `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int
-///     flags, std::string& question) const`, which makes the question for a searched text, and is
-///     false when there is nothing to ask; `Matched(question)`, what stands in *matched after a
-///     match. Equal questions have equal answers.
-///   - `Source`, who answers: a constructor from std::shared_ptr<const ServerSettings>, and
-///     `Ask(const Query&, const std::string& question, Deadline, Answer&)`. It throws ServerFault
-///     when no server can be asked, with their names, and other exceptions when they can and do not
-///     answer. ServerSet<Connection> is one; then the type writes no more than the `Connection`.
+///   - `Query` is what the item asks. It has
+///       - a constructor from (const std::string& text, const Config&);
+///       - `GetText()`, the text as configured;
+///       - `GetKey()`, which differs between queries that may have different answers;
+///       - `bool Expand(const KwLookupWithConfig&, const KwLookupFinder&, int flags, std::string&
+///         question) const`, which makes the question for a searched text, or returns false if
+///         there is nothing to ask;
+///       - `Matched(question)`, the text for *matched after a match.
+///     Equal questions have equal answers.
+///   - `Source` answers. It has a constructor from std::shared_ptr<const ServerSettings>, and
+///     `Ask(const Query&, const std::string& question, Deadline, Answer&)`. That throws ServerFault
+///     with the names of the servers if none can be asked, and another exception if a server
+///     rejects the question. With ServerSet<Connection> the type writes only the `Connection`.
 ///
 /// Items with equal settings share one Source, and items that also have equal queries share their
 /// answers. A child process after fork(2) has its own.
 ///
-/// `Base` is that of PluginLookup. ServerStorage has what stores besides.
+/// `Base` is the parameter of PluginLookup. For types that can store, see ServerStorage.
 ///
 /// Threads: any number may search at once.
 template <typename Config, typename Query, typename Source, typename Base = KwLookupWithConfig>
@@ -56,7 +59,7 @@ protected:
     bool Search(const KwLookupFinder& finder, int flags, std::string* res,
                 std::string* matched) const override {
         const State& state = *m_state;
-        static thread_local std::string question; // keeps its memory
+        static thread_local std::string question; // keeps its memory between searches
         question.clear();
         if (!state.query.Expand(*this, finder, flags, question))
             return false;

@@ -43,9 +43,9 @@ public:
         });
     }
 
-    /// Calls `connection.Store(query, rows, timeout, progress)` in the same way, with a `progress`
-    /// that is new. Once the server has been told to keep the rows, a ServerFault leaves unknown
-    /// whether it did, and no other server is asked.
+    /// Call `connection.Store(query, rows, timeout, progress)` in the same way, each time with a
+    /// new `progress`. If a connection fails during the commit, it is unknown whether the rows are
+    /// stored, and no other server is asked.
     ///
     /// Throws what Ask() throws.
     template <typename Query, typename Rows, typename Progress>

@@ -14,15 +14,16 @@
 
 namespace kwlookup {
 
-/// A lookup and storage that asks SQL servers: a ServerLookup whose type brings besides
+/// A lookup and storage for SQL servers: a ServerLookup whose type also provides
 ///
-///   - `Insert`, what an item stores: a constructor from (const InsertStatement&);
-///   - in its `Source`, `Store(const Insert&, const std::vector<StoredRow>&,
-///     std::chrono::milliseconds timeout, StoreProgress&)`, which stores all rows in one
-///     transaction, and throws as its Ask() does. With ServerSet it is the `Connection` that has
-///     it: there `timeout` is for each statement, and `committing` is to be set before the server
-///     is told to keep the rows. What was not committed when a connection is lost is stored once
-///     more with another one, so it must be lost to the server then.
+///   - `Insert`, the insert statement: a constructor from (const InsertStatement&);
+///   - in `Source`, `Store(const Insert&, const std::vector<StoredRow>&, std::chrono::milliseconds
+///     timeout, StoreProgress&)`, which stores all rows in one transaction, and throws what its
+///     Ask() throws.
+///
+/// With ServerSet, the `Connection` provides Store(). There `timeout` limits each statement, and
+/// `committing` must be set before the commit. If the connection is lost before that, all rows are
+/// stored again over another connection, so the server must have discarded them.
 template <typename Config, typename Query, typename Insert, typename Source>
 class ServerStorage
     : public SqlStorage<ServerLookup<Config, Query, Source, KwLookupAndStorageWithConfig>> {

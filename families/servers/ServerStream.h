@@ -56,7 +56,7 @@ private:
     void LimitRead(Deadline deadline);
 
     FileDescriptor m_socket;
-    int m_longest_read = -1;                ///< in ms, as the system was told
+    int m_longest_read = -1;                ///< the system's limit for a read, in ms
     std::unique_ptr<ssl_st, FreeTls> m_tls; ///< null for plain text
 };
 

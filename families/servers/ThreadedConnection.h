@@ -14,13 +14,13 @@
 
 namespace kwlookup {
 
-/// A connection for ServerSet by way of a library whose calls block: all of them are made in a
-/// thread of the connection.
+/// A connection for ServerSet that uses a library whose calls block. The connection has a thread
+/// that makes all calls of the library.
 ///
 /// `Session` has a constructor from (const Server&, const ServerSettings&), which connects and logs
-/// in, and `Ask(const Statement&, const std::string& value, Answer&)`, where `Statement` is what
-/// the query's `GetStatement()` gives, which is copied for each search. Both may block, and so may
-/// the destructor.
+/// in, and `Ask(const Statement&, const std::string& value, Answer&)`. `Statement` is the type of
+/// the query's `GetStatement()`, which is copied for each search. These operations and the
+/// destructor may block.
 ///
 /// Threads: one at a time.
 template <typename Session>
@@ -29,7 +29,7 @@ public:
     /// Throws what `Session` and CallThread throw.
     ThreadedConnection(const Server& server, const ServerSettings& settings, Deadline deadline)
         : m_thread(deadline) {
-        // The thread may outlive both.
+        // Copies, because the thread may outlive the originals.
         const auto session = std::make_shared<std::shared_ptr<Session>>();
         m_thread.Do(deadline, [session, server, settings] {
             *session = std::make_shared<Session>(server, settings);
@@ -41,7 +41,7 @@ public:
     /// Throws what `Session` and CallThread throw.
     template <typename Query>
     void Ask(const Query& query, const std::string& value, Deadline deadline, Answer& answer) {
-        // The thread may outlive all of them.
+        // Copies, because the thread may outlive the originals.
         struct Question {
             std::decay_t<decltype(query.GetStatement())> statement;
             std::string value;

@@ -14,12 +14,13 @@ namespace kwlookup {
 
 namespace {
 
-/// The words of a statement, one after the other. What does not fit makes all that follows fail.
+/// Reads the words of a statement, one after the other. After a syntax error all further calls
+/// fail.
 class Words {
 public:
     explicit Words(std::string& statement) : m_cursor(statement.data()) {}
 
-    /// True when the next word is `keyword`, which is then behind us.
+    /// Consume the next word if it is `keyword`. False if it is not.
     bool Take(const char* keyword) {
         char* const before = m_cursor;
         if (Next() && compare(m_begin, m_cursor, keyword))
@@ -28,7 +29,7 @@ public:
         return false;
     }
 
-    /// True when the next word may be a name; puts it into `name`.
+    /// Consume the next word, and put it into `name`. False if it cannot be a name.
     bool TakeName(std::string& name) {
         if (!Next() || !mustbename(m_begin, m_cursor))
             return false;
@@ -36,7 +37,7 @@ public:
         return true;
     }
 
-    /// True when nothing but white space is left before `end`.
+    /// True if only white space is left before `end`.
     bool AtEnd(const char* end) const {
         const std::string_view rest(m_cursor, static_cast<std::size_t>(end - m_cursor));
         return rest.find_first_not_of(" \t\n\v\f\r") == std::string_view::npos;
@@ -46,7 +47,7 @@ private:
     bool Next() { return find_word(&m_begin, &m_cursor); }
 
     char* m_begin = nullptr;
-    char* m_cursor; ///< behind the word
+    char* m_cursor; ///< the end of the word
 };
 
 bool TakeType(Words& words, KwStorageValuesMap::Type& type) {

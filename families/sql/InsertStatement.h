@@ -9,28 +9,28 @@
 
 namespace kwlookup {
 
-/// The statement of an item that is stored into: insert into TABLE values (:NAME<TYPE>[, ...]),
-/// with a value for each column of the table, in their order. Nothing of a record is ever a part of
-/// it: each value goes to the database as that of a parameter.
+/// The statement of a storage in an SQL database: insert into TABLE values (:NAME<TYPE>[, ...]),
+/// with a value for each column of the table, in order. A record is never part of it: each value is
+/// passed to the database as the value of a parameter.
 ///
-/// Threads: any; it never changes.
+/// Threads: any, because it never changes.
 class InsertStatement {
 public:
     /// Throws std::invalid_argument "cannot read the statement 'TEXT': ...", and "'NAME' in the
-    /// statement is not a name" for what is not letters, digits and '_', a letter first.
+    /// statement is not a name". A name is a letter followed by letters, digits and '_'.
     explicit InsertStatement(const std::string& text);
 
-    /// As it is configured.
+    /// The text as configured.
     const std::string& GetText() const { return m_text; }
 
     const std::string& GetTable() const { return m_table; }
 
-    /// The statement for the database: the table's name between two `quote` characters, and for
-    /// each value `mark`, followed by its number from 1 on where `mark` is '$'.
+    /// The statement for the database, with the table's name between two `quote` characters and
+    /// `mark` for each value. After the mark '$' comes the number of the value, from 1 on.
     std::string Text(char quote, char mark) const;
 
-    /// The values of `record` in the order of the columns. Its values of other names are left out,
-    /// and the types that it names do not count.
+    /// The values of `record` in the order of the columns. Values with other names are ignored, and
+    /// so are the types in the record.
     ///
     /// Throws std::invalid_argument "'NAME' is missing", "'NAME' is not an int", and "'NAME' is not
     /// a timestamp: write now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]".

@@ -20,8 +20,8 @@ public:
     const std::string& GetTemplate() const { return m_template; }
     const std::string& GetConditionColumn() const { return m_where_column; }
 
-    /// Writes each name without capital letters in capital ones, as some databases keep names that
-    /// were created without quotes.
+    /// Write each name that has no capital letter in capital letters. Some databases store names
+    /// so that were created without quotes.
     void FoldNames();
 
     /// The columns that the database returns: those of the statement, and perhaps that of the
@@ -33,7 +33,7 @@ public:
     std::string Text(char quote, std::string_view parameter,
                      Columns columns = Columns::Selected) const;
 
-    /// A statement that gives the condition's column, of no row.
+    /// A statement that selects the condition's column and no rows, to learn its type.
     std::string TypeText(char quote) const;
 
 private:

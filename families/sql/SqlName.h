@@ -6,13 +6,13 @@
 
 namespace kwlookup {
 
-/// True for letters, digits and '_', a letter first.
+/// True for a letter followed by letters, digits and '_'.
 bool IsSqlName(std::string_view text);
 
 /// Throws std::invalid_argument "'NAME' in the statement is not a name" unless `is_name`.
 void CheckSqlName(bool is_name, const std::string& name);
 
-/// `name` with each of its parts, which have dots between, between two `quote` characters.
+/// `name` with each of its parts, which are separated by dots, between two `quote` characters.
 std::string QuotedSqlName(const std::string& name, char quote);
 
 } // namespace kwlookup

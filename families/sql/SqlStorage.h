@@ -16,10 +16,10 @@
 
 namespace kwlookup {
 
-/// A lookup that, once SetStorage() has been called, is a storage with an insert statement instead.
+/// A lookup that SetStorage() makes a storage with an insert statement.
 ///
-/// `Lookup` is the lookup: a PluginLookup, or derived from one, whose `Base` is
-/// KwLookupAndStorageWithConfig. A type adds LoadInsert() and StoreRows().
+/// `Lookup` is a PluginLookup, or derived from one, whose `Base` is KwLookupAndStorageWithConfig. A
+/// type implements LoadInsert() and StoreRows().
 ///
 /// Threads: searches may run at once, and so may the storing of records.
 template <typename Lookup>
@@ -27,7 +27,7 @@ class SqlStorage : public Lookup, public BatchStorage {
 public:
     using Lookup::Lookup;
 
-    /// The statement.
+    /// The text of the statement.
     std::string GetDescription() const override {
         return m_insert ? m_insert->GetText() : Lookup::GetDescription();
     }
@@ -40,8 +40,8 @@ public:
         return Lookup::Find(finder, res, flags, matched);
     }
 
-    /// A record that cannot be stored throws under `OnError = exception`; otherwise "SECTION:
-    /// REASON" is written at error level.
+    /// If the record cannot be stored, `OnError = exception` throws the reason. Otherwise "SECTION:
+    /// REASON" is logged at error level.
     void Store(const KwStorageValuesMap& values) override {
         try {
             StoreBatch(Records(&values, &values + 1));
@@ -80,11 +80,11 @@ protected:
         m_insert = std::move(insert);
     }
 
-    /// Load() of a storage.
+    /// Loads a storage, as Load() loads a lookup.
     virtual void LoadInsert(const InsertStatement& insert) = 0;
 
-    /// Stores all of `rows`, of which there is one at least, in one transaction: all of them or
-    /// none. When it throws, `progress` tells how far it came.
+    /// Stores all of `rows`, at least one, in one transaction: all of them or none. If it throws,
+    /// `progress` says how far it got.
     virtual void StoreRows(const std::vector<StoredRow>& rows, StoreProgress& progress) const = 0;
 
 private:

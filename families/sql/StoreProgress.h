@@ -5,11 +5,11 @@
 
 namespace kwlookup {
 
-/// How far the storing of several rows came, for the report of what failed.
+/// How far a transaction that stores rows has got, for the report of its failure.
 struct StoreProgress {
-    std::size_t row = 0;     ///< that is being stored; their number once all are
-    bool committing = false; ///< the database was told to keep them
-    bool unknown = false;    ///< they may be stored although that failed
+    std::size_t row = 0;     ///< the row being stored; their number after the last one
+    bool committing = false; ///< the commit has begun
+    bool unknown = false;    ///< the commit failed, but the rows may be stored
 };
 
 } // namespace kwlookup

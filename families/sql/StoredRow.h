@@ -8,12 +8,12 @@
 
 namespace kwlookup {
 
-/// A value on its way into a database.
+/// A value to store.
 struct StoredValue {
     KwStorageValuesMap::Type type;
-    long long number; ///< of an int
-    /// Of a varchar, any bytes. Of a timestamp "YYYY-MM-DD HH:MM:SS[.FRACTION]" in UTC, with at
-    /// most six digits in FRACTION. Of an int, its decimal digits.
+    long long number; ///< the value of an int
+    /// The bytes of a varchar, or the decimal digits of an int. For a timestamp "YYYY-MM-DD
+    /// HH:MM:SS[.FRACTION]" in UTC, with at most six digits in FRACTION.
     std::string text;
 };
 

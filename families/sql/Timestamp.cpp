@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int64_t DAY_S = 86400;
 
-/// The longest distance of a zone to UTC is 14 hours; some databases know more.
+/// No zone is further from UTC than 14 hours, but some databases allow more.
 constexpr int MAX_ZONE_HOURS = 15;
 
 /// Takes pieces from the front of a text.
@@ -67,7 +67,7 @@ int DaysOf(int year, int month) {
     return month == 2 && IsLeap(year) ? 29 : DAYS[month - 1];
 }
 
-/// From 1970-01-01 on; negative before.
+/// Days since 1970-01-01, negative before.
 std::int64_t DaysSinceEpoch(int year, int month, int day) {
     const std::int64_t before = year - 1;
     std::int64_t days = 365 * before + before / 4 - before / 100 + before / 400;
@@ -82,7 +82,7 @@ bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
     std::tm parts{};
     if (!::gmtime_r(&time, &parts) || parts.tm_year + 1900 < 1 || parts.tm_year + 1900 > 9999)
         return false;
-    char text[80]; // more than six ints take
+    char text[80]; // longer than six ints
     std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d:%02d", parts.tm_year + 1900,
                   parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
     utc = text;
@@ -91,7 +91,7 @@ bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
     return true;
 }
 
-/// The seconds that a zone is ahead of UTC.
+/// How many seconds a zone is ahead of UTC.
 bool ReadZone(Reader& in, std::int64_t& ahead) {
     if (in.Take('Z') || in.Take('z'))
         return true;

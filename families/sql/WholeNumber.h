@@ -7,8 +7,9 @@
 
 namespace kwlookup {
 
-/// The whole number that `text` is, and nothing else: written as servers write it, without a '+' or
-/// leading zeros. Servers read numbers from the beginning of texts.
+/// The whole number in `text`, written as servers write it, without a '+' or leading zeros. Nothing
+/// may follow it. Servers themselves would read a number at the start of the text and ignore the
+/// rest.
 inline std::optional<long long> ReadWholeNumber(const std::string& text) {
     long long number = 0;
     const char* const end = text.data() + text.size();

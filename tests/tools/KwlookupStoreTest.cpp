@@ -76,7 +76,7 @@ TEST_F(ToolStore, AFailureTellsTheLineToGoOnFrom) {
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("could not store line 1500: " + m_name +
                                       ": UNIQUE constraint failed: seen.count\n"));
-    EXPECT_THAT(result.err, HasSubstr("go on from line 1001\n"));
+    EXPECT_THAT(result.err, HasSubstr("continue from line 1001\n"));
     EXPECT_EQ(Sql("select count(*), max(count) from seen"), "1000|1000\n");
     // What cannot be read stops it where it stands.
     struct Case {
@@ -98,7 +98,7 @@ TEST_F(ToolStore, AFailureTellsTheLineToGoOnFrom) {
         result = RunTool({"store", Item(), "-"}, Line(++count) + test.line + "\n" + Line(9999));
         EXPECT_EQ(result.status, Unavailable);
         EXPECT_THAT(result.err, StartsWith("kwlookup: error: line 2: " + test.reason));
-        EXPECT_THAT(result.err, HasSubstr("go on from line 2\n"));
+        EXPECT_THAT(result.err, HasSubstr("continue from line 2\n"));
     }
     EXPECT_EQ(Sql("select count(*) from seen where count > 5000"), "8\n");
 }
@@ -111,8 +111,8 @@ TEST_F(ToolStore, EveryItemIsStoredInto) {
     const ProgramResult result = RunTool({"store", list, "-"}, Lines(4, 5) + Line(1));
     EXPECT_EQ(result.status, Unavailable);
     EXPECT_THAT(result.err, HasSubstr("could not store line 3: "));
-    EXPECT_THAT(result.err, HasSubstr("]: go on from line 1\n"));
-    EXPECT_THAT(result.err, HasSubstr("]: go on from line 4\n"));
+    EXPECT_THAT(result.err, HasSubstr("]: continue from line 1\n"));
+    EXPECT_THAT(result.err, HasSubstr("]: continue from line 4\n"));
     EXPECT_EQ(Sql("select (select count(*) from seen), (select count(*) from other)"), "3|6\n");
 }
 
@@ -154,8 +154,8 @@ TEST_F(ToolStore, AFullDiskIsAnErrorLikeOthers) {
         {"store", Item(), "-"});
     EXPECT_EQ(result.status, Unavailable);
     EXPECT_THAT(result.err, HasSubstr("could not store line"));
-    EXPECT_THAT(result.err, HasSubstr("go on from line "));
-    const std::string told = result.err.substr(result.err.find("go on from line ") + 16);
+    EXPECT_THAT(result.err, HasSubstr("continue from line "));
+    const std::string told = result.err.substr(result.err.find("continue from line ") + 19);
     EXPECT_EQ(Sql("select count(*) + 1 from seen"), told);
 }
 

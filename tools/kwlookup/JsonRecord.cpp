@@ -12,7 +12,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// Puts what the parser finds into a record, without a tree of values between.
+/// Puts what the parser finds directly into a record, without a tree of values.
 class RecordHandler : public nlohmann::json_sax<Json> {
 public:
     explicit RecordHandler(KwStorageValuesMap& record) : m_record(record) {}
@@ -67,7 +67,7 @@ private:
     }
 
     KwStorageValuesMap& m_record;
-    bool m_inside = false; ///< the object
+    bool m_inside = false; ///< true after the object has begun
     std::string m_name;
     std::string m_reason;
 };

@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// Reads one JSON object, {"NAME":VALUE,...}, as a record. A value is a text or a number, which
-/// counts as it is written. Returns what is wrong; "" when nothing is.
+/// Read a JSON object, {"NAME":VALUE,...}, as a record. A value is a text or a number; a number is
+/// stored as it is written. Returns the error, or "".
 std::string ReadJsonRecord(const std::string& text, KwStorageValuesMap& record);
 
 } // namespace kwlookup

@@ -15,13 +15,13 @@ namespace kwlookup {
 
 namespace {
 
-/// What the format allows a key, and a value of several.
+/// The format's limit for a key, and for each value of a key with several.
 constexpr std::size_t LONGEST_KEY = 511;
 
 constexpr std::size_t PAGE = 4096;
 
-/// Writes an LMDB file. The records are kept in memory until the end: sorted, they fill the pages,
-/// and the file can be no longer than they need.
+/// Writes an LMDB file. The records are kept in memory until the end, because sorted records fill
+/// the pages, which makes the file as short as possible.
 ///
 /// Threads: one.
 class LmdbWriter : public TableWriter {
@@ -68,7 +68,7 @@ void LmdbWriter::Finish() {
     m_file.Finish();
 }
 
-/// More than the records need, whatever is left free on their pages.
+/// An upper bound for the size of the file, whatever space its pages leave free.
 std::size_t LmdbWriter::MapSize() const {
     std::size_t bytes = 1 << 20;
     for (const auto& [key, value] : m_records) {
@@ -84,7 +84,7 @@ void LmdbWriter::Write() {
     Check(::mdb_env_create(&made));
     const std::unique_ptr<MDB_env, Close> environment(made);
     Check(::mdb_env_set_mapsize(made, MapSize()));
-    // Nobody else knows the file yet, and it is written to the disk at the end.
+    // No locks and no syncs: nobody else knows the file yet, and Finish() syncs it.
     Check(::mdb_env_open(made, m_file.GetNewName().c_str(), MDB_NOSUBDIR | MDB_NOLOCK | MDB_NOSYNC,
                          0600));
     MDB_txn* transaction = nullptr;

@@ -18,9 +18,9 @@ namespace kwlookup {
 
 namespace {
 
-/// What `name` stands for once links are followed, be it there or not.
+/// The file that `name` stands for after following links, whether it exists or not.
 std::string FollowLinks(std::filesystem::path name) {
-    constexpr int MAX_LINKS = 40; // more are an error to the system, too
+    constexpr int MAX_LINKS = 40; // the system's own limit
     std::error_code no_link;
     for (int i = 0; i < MAX_LINKS && std::filesystem::is_symlink(name, no_link); ++i)
         name = name.parent_path() / std::filesystem::read_symlink(name);
@@ -33,7 +33,7 @@ std::string DirectoryOf(const std::string& name) {
     return parent.empty() ? "." : parent;
 }
 
-/// What stands after the name in that of a new file, and what mkostemp(3) replaces.
+/// The suffix of a new file, and the end of it that mkostemp(3) replaces.
 constexpr std::string_view NEW_MARK = ".kwlookup-";
 constexpr std::string_view NEW_LETTERS = "XXXXXX";
 
@@ -44,7 +44,7 @@ bool IsNewFileOf(const std::string& name, const std::string& file) {
            file.size() == start.size() + NEW_LETTERS.size();
 }
 
-/// Removes `name` when it is a file of this user that no process has locked.
+/// Remove `name` if it is a file of this user that no process has locked.
 void RemoveUnlocked(const std::string& name) {
     const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status;
@@ -53,16 +53,16 @@ void RemoveUnlocked(const std::string& name) {
         ::unlink(name.c_str());
 }
 
-/// Removes what processes that were killed have left beside `name`.
+/// Remove the new files that killed processes left beside `name`.
 void RemoveLeftovers(const std::string& name) {
-    std::error_code error; // what cannot be looked at stays
+    std::error_code error; // ignored: files that cannot be examined stay
     for (std::filesystem::directory_iterator entry(DirectoryOf(name), error), end;
          !error && entry != end; entry.increment(error))
         if (IsNewFileOf(name, entry->path().filename().string()))
             RemoveUnlocked(entry->path().string());
 }
 
-/// The mode of a file that a program makes anew.
+/// The mode of a file that did not exist before.
 mode_t NewMode() {
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -106,21 +106,21 @@ void NewFile::Finish() {
     if (::fsync(m_file.Get()) != 0 || std::rename(m_new_name.c_str(), m_name.c_str()) != 0)
         Fail();
     m_new_name.clear();
-    // The new name, too, is to outlive a crash of the machine.
+    // The new name must survive a crash of the machine too.
     if (::fsync(m_directory.Get()) != 0)
         Fail();
 }
 
-// Another process may take the file for a leftover, and remove it, before it is locked.
+// Another process may remove the file as a leftover before it is locked.
 void NewFile::MakeNewFile() {
     struct stat status;
     do {
-        // In place: a signal may ask for the name at any time.
+        // In place, because a signal handler may read the name at any time.
         m_new_name.replace(m_new_name.size() - NEW_LETTERS.size(), NEW_LETTERS.size(), NEW_LETTERS);
         m_file = FileDescriptor(::mkostemp(m_new_name.data(), O_CLOEXEC));
         if (!m_file)
             Fail();
-        ::flock(m_file.Get(), LOCK_EX); // where there are no locks, nothing is removed either
+        ::flock(m_file.Get(), LOCK_EX); // without support for locks, nothing is removed either
     } while (::fstat(m_file.Get(), &status) == 0 && status.st_nlink == 0);
 }
 
@@ -128,7 +128,8 @@ void NewFile::Fail() const {
     throw std::runtime_error(m_name + ": " + SystemErrorText(errno));
 }
 
-// Only root gives files away; but as its group others may read the old file.
+// Only root can change the owner, so a failure is ignored. The group matters, because its members
+// may read the old file.
 void NewFile::KeepOwner(const struct stat& old) const {
     constexpr uid_t SAME_OWNER = static_cast<uid_t>(-1);
     if (::fchown(m_file.Get(), old.st_uid, old.st_gid) != 0 &&

@@ -15,9 +15,9 @@ public:
     explicit SourceFile(const std::string& name);
 
     LineReader& GetLines() { return m_lines; }
-    /// As messages name it.
+    /// The name for messages.
     const std::string& GetName() const { return m_name; }
-    /// True when `name` stands for this very file.
+    /// True if `name` is this same file.
     bool Is(const std::string& name) const;
 
 private:

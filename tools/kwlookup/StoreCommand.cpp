@@ -25,25 +25,25 @@ namespace kwlookup {
 
 namespace {
 
-/// The lines of a transaction: enough that its end costs little, and few enough to store again.
+/// Lines per transaction: so many that the commit costs little, so few that they can be repeated.
 constexpr std::size_t BATCH_LINES = 1000;
 
-/// Fewer lines where they are long: they are in memory several times at once.
+/// Bytes per transaction. There are several copies of them in memory.
 constexpr std::size_t BATCH_BYTES = 16 << 20;
 
 struct Item {
     std::string text;
     std::unique_ptr<KwStorageHolder> holder;
-    std::size_t next_line = 1; ///< the first one that it has not stored
+    std::size_t next_line = 1; ///< the first line that this item has not stored
 };
 
-/// Records, and the lines of standard input that they come from.
+/// The records of a transaction, and their lines of standard input.
 struct Batch {
     std::vector<KwStorageValuesMap> records;
-    std::vector<std::size_t> lines; ///< of each record; without any for that of the command line
-    std::size_t next_line = 1;      ///< what follows them
+    std::vector<std::size_t> lines; ///< of each record; empty for the record of a command line
+    std::size_t next_line = 1;      ///< the line after the last record
 
-    /// The lines of all records, or that of one.
+    /// The line of the record with this index, or the lines of all if there is none.
     std::string GetPlace(std::size_t record) const {
         if (lines.empty())
             return "the record";
@@ -86,10 +86,10 @@ public:
         }
     }
 
-    /// Every item was loaded.
+    /// True if all items were loaded.
     bool IsGood() const { return m_good; }
 
-    /// Stores into every item, also when one fails. False, and told, when one did.
+    /// Store in every item, even if one fails. If one fails, report it and return false.
     bool Store(const Batch& batch) {
         bool good = true;
         for (Item& item : m_items)
@@ -97,15 +97,15 @@ public:
         return good;
     }
 
-    /// Tells from where to go on with each item.
+    /// Report the line from which to continue, for each item.
     void TellNextLines() const {
         for (const Item& item : m_items)
             TellError(m_log, (m_items.size() == 1 ? "" : "[" + Shortened(item.text) + "]: ") +
-                                 "go on from line " + std::to_string(item.next_line));
+                                 "continue from line " + std::to_string(item.next_line));
     }
 
 private:
-    /// The errors of items that have no batches count when they are only logged, too.
+    /// For items without batches, a logged error counts as a failure too.
     static void StoreEach(KwIfStorage& storage, const Batch& batch, std::size_t& record) {
         for (; record < batch.records.size(); ++record) {
             const std::size_t errors = CountLoggedErrors();
@@ -142,8 +142,8 @@ private:
             return false;
         item.next_line = batch.lines[batches ? 0 : record];
         if (is_unknown)
-            TellError(m_log, "look whether " + batch.GetPlace(batch.lines.size()) +
-                                 " are stored before you go on");
+            TellError(m_log, "check whether " + batch.GetPlace(batch.lines.size()) +
+                                 " are stored before you continue");
         return false;
     }
 
@@ -157,8 +157,8 @@ class RecordReader {
 public:
     explicit RecordReader(const LogClass& log) : m_log(log), m_lines(false) {}
 
-    /// Reads the next records. False, and told, when a line cannot be read, which is then the one
-    /// behind them.
+    /// Read the records of the next transaction. If a line is invalid, report it and return false;
+    /// the records before it are still in `batch`.
     bool Read(Batch& batch) {
         batch.records.clear();
         batch.lines.clear();
@@ -195,7 +195,7 @@ private:
     bool m_at_end = false;
 };
 
-/// Returns the number of records; none when one could not be stored, which has been told.
+/// Returns the number of records. If one could not be stored, reports it and returns nothing.
 std::optional<std::size_t> StoreLines(Storing& storing, const LogClass& log) {
     RecordReader lines(log);
     Progress progress;
@@ -225,7 +225,7 @@ std::string WhyNoRecord(const std::vector<std::string>& values) {
 }
 
 int RunStoreCommand(const StoreOptions& options, const LogClass& log) {
-    std::signal(SIGXFSZ, SIG_IGN); // a file that gets too large is an error like others
+    std::signal(SIGXFSZ, SIG_IGN); // let the write that makes a file too large fail instead
     std::optional<Storing> storing;
     try {
         storing.emplace(options.list, log);

@@ -15,15 +15,17 @@ public:
 
     virtual void Add(std::string_view key, std::string_view value) = 0;
 
-    /// Writes the file to the disk, and gives it its name. Without it nothing is left of the file.
+    /// Writes the file to the disk, and renames it to its final name. Otherwise the destructor
+    /// removes the file.
     virtual void Finish() = 0;
 };
 
-/// A cdb file. Throws std::runtime_error also in a tool that is built without the library.
+/// Make a writer of a cdb file. Throws std::runtime_error if the tool was built without the
+/// library.
 std::unique_ptr<TableWriter> MakeCdbWriter(const std::string& name);
 
-/// An LMDB file; with `all_values` its keys may have several values, which it sorts. Throws
-/// std::runtime_error also in a tool that is built without the library.
+/// Make a writer of an LMDB file. With `all_values` a key may have several values, which are
+/// sorted. Throws std::runtime_error if the tool was built without the library.
 std::unique_ptr<TableWriter> MakeLmdbWriter(const std::string& name, bool all_values);
 
 } // namespace kwlookup
