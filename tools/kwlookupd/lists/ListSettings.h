@@ -20,9 +20,9 @@ struct ListSettings {
     Search search = Search::Address;
     /// The characters that begin an extension of a local part, such as "+". Empty: there is none.
     std::string sub_address;
-    bool idn = false;               ///< ask both forms of international domain names
-    unsigned max_shrink = 20;       ///< by how many percent a reload may make the list shorter
-    std::chrono::seconds settle{2}; ///< how long a changed file must rest before a reload
+    bool idn = false;         ///< ask both forms of international domain names
+    unsigned max_shrink = 20; ///< by how many percent a reload may make the list shorter
+    std::chrono::milliseconds settle{2000}; ///< how long a changed file must rest before a reload
 };
 
 } // namespace kwlookup
