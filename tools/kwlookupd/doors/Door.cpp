@@ -25,13 +25,13 @@ private:
 };
 
 template <typename ItsDoor>
-std::unique_ptr<Door> Make(const DoorConfig& config) {
+std::unique_ptr<Door> Make(const DoorConfig& config, const DaemonView* /*view*/) {
     return std::make_unique<ItsDoor>(config);
 }
 
 struct Protocol {
     const char* name;
-    std::unique_ptr<Door> (*make)(const DoorConfig& config);
+    std::unique_ptr<Door> (*make)(const DoorConfig& config, const DaemonView* view);
 };
 
 constexpr Protocol PROTOCOLS[] = {
@@ -41,10 +41,10 @@ constexpr Protocol PROTOCOLS[] = {
 
 } // namespace
 
-std::unique_ptr<Door> MakeDoor(const DoorConfig& config) {
+std::unique_ptr<Door> MakeDoor(const DoorConfig& config, const DaemonView* view) {
     for (const Protocol& protocol : PROTOCOLS) {
         if (config.protocol == protocol.name)
-            return protocol.make(config);
+            return protocol.make(config, view);
     }
     throw std::invalid_argument("door " + config.name + ": unknown Protocol \"" + config.protocol +
                                 "\"");

@@ -8,6 +8,8 @@
 
 namespace kwlookup {
 
+class DaemonView;
+
 /// What the sessions of a door have in common. Sessions keep a reference to it. Threads: any; a
 /// door never changes.
 class Door {
@@ -18,7 +20,7 @@ public:
 };
 
 /// Makes the door of `config.protocol`. Throws std::invalid_argument with the reason for the
-/// administrator if its settings are wrong.
-std::unique_ptr<Door> MakeDoor(const DoorConfig& config);
+/// administrator if its settings are wrong. The protocol "http" needs `view` and keeps its address.
+std::unique_ptr<Door> MakeDoor(const DoorConfig& config, const DaemonView* view = nullptr);
 
 } // namespace kwlookup

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tools/kwlookupd/doors/DoorConfig.h"
+#include "tools/kwlookupd/status/ListState.h"
+#include "tools/kwlookupd/status/Metrics.h"
+
+#include <cstddef>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kwlookup {
+
+/// What a door can tell its clients about the daemon. Outlives the doors. Threads: any.
+class DaemonView {
+public:
+    /// All keys of a list in one text.
+    struct WholeList {
+        /// A key a line, with its result after a blank; empty if `why_not` is not.
+        std::string text;
+        std::string etag;        ///< with its quotes; differs whenever `text` does
+        std::time_t changed = 0; ///< when `text` became as it is
+        std::string why_not;     ///< why the list cannot be given whole: an item asks a server
+    };
+
+    virtual ~DaemonView() = default;
+
+    /// Returns the settings of all doors, by number.
+    virtual const std::vector<DoorConfig>& GetDoors() const = 0;
+    /// Returns the state of all lists, by number.
+    virtual std::vector<ListState> GetLists() const = 0;
+    virtual const Metrics& GetMetrics() const = 0;
+    /// Returns the list with this number; null if it is not loaded. Clients that are sent the same
+    /// generation share one text, which is made when the first asks for it.
+    virtual std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const = 0;
+};
+
+} // namespace kwlookup
