@@ -34,10 +34,6 @@ else()
   add_link_options(-Wl,-z,defs)
 endif()
 
-if(KWLOOKUP_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link)
-endif()
-
 if(KWLOOKUP_HARDENING)
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES CXX)
