@@ -25,7 +25,7 @@ using namespace kwlookup;
 
 class ToolSource : public testing::Test {
 protected:
-    std::string Told(const std::string& text) const {
+    std::string Warning(const std::string& text) const {
         return "kwlookup: warning: " + m_dir.Path("in") + ":" + text + "\n";
     }
 
@@ -43,11 +43,11 @@ protected:
             .out;
     }
 
-    ProgramResult Made(std::size_t records, const std::string& told) const {
+    ProgramResult Made(std::size_t records, const std::string& warning) const {
         return {Found,
                 m_out + ": " + std::to_string(records) +
                     (records == 1 ? " record\n" : " records\n"),
-                told};
+                warning};
     }
 
     std::size_t FileCount() const {
@@ -69,11 +69,12 @@ const char POSTMAP_TEXT[] = "# c\n  # c2\n  lead cont\nCont@x.lan first\n  secon
 TEST_F(ToolSource, PostmapTextIsReadAsPostmapReadsIt) {
     EXPECT_EQ(
         Build({"--source=postmap"}, POSTMAP_TEXT),
-        Made(11, Told("3: there is no line before it to continue; it is left out") +
-                     Told("12: there is no value after the key 'novalue@x.lan'; it is left out") +
-                     Told("14: 'dup@x.lan' is already in line 13; this one is left out") +
-                     Told("15: a quote is left open in '\"open v'; it is left out") +
-                     Told("17: the colon is part of the key 'alias:'")));
+        Made(11,
+             Warning("3: there is no line before it to continue; it is left out") +
+                 Warning("12: there is no value after the key 'novalue@x.lan'; it is left out") +
+                 Warning("14: 'dup@x.lan' is already in line 13; this one is left out") +
+                 Warning("15: a quote is left open in '\"open v'; it is left out") +
+                 Warning("17: the colon is part of the key 'alias:'")));
     const std::vector<std::vector<std::string>> records = {
         {"cont@x.lan", "first  second  line \t  third  fourth"},
         {"\"two words\"", "v"},
@@ -108,7 +109,7 @@ TEST_F(ToolSource, PostmapTextOfOddShapes) {
     EXPECT_EQ(Find("a"), "a\tb\n");
     EXPECT_EQ(Build({"--source", "postmap", "--keep-case"}, "A b\na c\n"), Made(2, ""));
     EXPECT_EQ(Build({"--source", "postmap"}, "a b\0c\nd e\n"s),
-              Made(2, Told("1: the line holds a NUL byte")));
+              Made(2, Warning("1: the line holds a NUL byte")));
     EXPECT_EQ(Find("a"), "a\tb\n");
     EXPECT_EQ(Build({"--source", "hash"}, "").status, Usage);
 }
@@ -129,28 +130,30 @@ TEST_F(ToolSource, APostmapRecordOfManyLinesHasALimit) {
 TEST_F(ToolSource, PlainTextThatPostmapReadsDifferently) {
     const struct {
         std::string text;
-        std::string told;
+        std::string warning;
     } cases[] = {
-        {"a b\n c d\n", Told("2: it begins with white space; 'c' is a key; with --source=postmap "
-                             "the line would continue the one before")},
-        {"\"two words\" v\n", Told("1: quotes do not join words; the key is '\"two', unlike with "
-                                   "--source=postmap")},
-        {"a\0b c\n"s, Told("1: the line holds a NUL byte")},
+        {"a b\n c d\n",
+         Warning("2: it begins with white space; 'c' is a key; with --source=postmap "
+                 "the line would continue the one before")},
+        {"\"two words\" v\n",
+         Warning("1: quotes do not join words; the key is '\"two', unlike with "
+                 "--source=postmap")},
+        {"a\0b c\n"s, Warning("1: the line holds a NUL byte")},
         {"\xef\xbb\xbfkey v\n",
-         Told("1: a byte order mark is part of the first key; save the file without it")},
-        {"\xff\xfeke\n", Told("1: the file is in UTF-16; save it as UTF-8")},
+         Warning("1: a byte order mark is part of the first key; save the file without it")},
+        {"\xff\xfeke\n", Warning("1: the file is in UTF-16; save it as UTF-8")},
         {"\"jdoe\"@x v\n\n  # c\na \"b c\n", ""},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.text);
-        EXPECT_EQ(Build({}, test.text).err, test.told);
+        EXPECT_EQ(Build({}, test.text).err, test.warning);
         EXPECT_EQ(Build({"--warnings=off"}, test.text).err, "");
         const auto before = fs::last_write_time(m_out);
         const ProgramResult strict = Build({"--warnings=error"}, test.text);
-        if (test.told.empty())
+        if (test.warning.empty())
             continue;
         EXPECT_EQ(strict.status, BadList);
-        EXPECT_EQ(strict.err, test.told + "kwlookup: error: " + m_out +
+        EXPECT_EQ(strict.err, test.warning + "kwlookup: error: " + m_out +
                                   ": not made, because warnings count as errors\n");
         EXPECT_EQ(fs::last_write_time(m_out), before);
         EXPECT_EQ(FileCount(), 2U);
@@ -184,10 +187,10 @@ TEST_F(ToolSource, ConvertReportsWhatAListCannotExpress) {
             "kwlookup: error: " + m_dir.Path("in") +
                 ":1: the key '\"two words\"@x' holds white space, which a list cannot express; "
                 "it is left out\n" +
-                Told("3: '*' stands for itself here; write '.corp.lan' for all "
-                     "sub-domains") +
-                Told("4: 'A' is already in line 2; this one is left out") +
-                Told("5: there is no value after the key 'alone'; it is left out")}));
+                Warning("3: '*' stands for itself here; write '.corp.lan' for all "
+                        "sub-domains") +
+                Warning("4: 'A' is already in line 2; this one is left out") +
+                Warning("5: there is no value after the key 'alone'; it is left out")}));
     EXPECT_EQ(Convert("*.corp.lan c\n").status, Found);
     EXPECT_EQ(
         RunTool({"--warnings=error", "convert", "--from", "postmap", m_dir.Path("in")}).status,

@@ -155,8 +155,8 @@ TEST_F(ToolStore, AFullDiskIsAnErrorLikeOthers) {
     EXPECT_EQ(result.status, Unavailable);
     EXPECT_THAT(result.err, HasSubstr("could not store line"));
     EXPECT_THAT(result.err, HasSubstr("continue from line "));
-    const std::string told = result.err.substr(result.err.find("continue from line ") + 19);
-    EXPECT_EQ(Sql("select count(*) + 1 from seen"), told);
+    const std::string next_line = result.err.substr(result.err.find("continue from line ") + 19);
+    EXPECT_EQ(Sql("select count(*) + 1 from seen"), next_line);
 }
 
 TEST_F(ToolStore, ATerminalShowsHowFarItIs) {

@@ -64,18 +64,18 @@ TEST(ToolWarnings, LiteralItemsInAnotherSyntax) {
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.input);
-        const std::string told =
+        const std::string expected =
             test.warning.empty() ? "" : Warning("[" + test.input + "]: " + test.warning);
         const std::string list = "\"" + test.input + "\"";
         EXPECT_EQ(RunTool({"check", list}),
-                  (ProgramResult{Found, "1 object, 1 record, 0 errors\n", told}));
+                  (ProgramResult{Found, "1 object, 1 record, 0 errors\n", expected}));
         EXPECT_EQ(RunTool({"check", "--warnings=error", list}),
-                  (ProgramResult{told.empty() ? Found : BadList,
-                                 "1 object, 1 record, "s + (told.empty() ? "0" : "1") + " error" +
-                                     (told.empty() ? "s" : "") + "\n",
-                                 told}));
+                  (ProgramResult{expected.empty() ? Found : BadList,
+                                 "1 object, 1 record, "s + (expected.empty() ? "0" : "1") +
+                                     " error" + (expected.empty() ? "s" : "") + "\n",
+                                 expected}));
         EXPECT_EQ(RunTool({"check", list, "--warnings", "off"}).err, "");
-        EXPECT_EQ(RunTool({"find", list, "nobody@else.org"}).err, told);
+        EXPECT_EQ(RunTool({"find", list, "nobody@else.org"}).err, expected);
     }
 }
 
@@ -131,16 +131,17 @@ TEST(ToolWarnings, EveryLoadWarnsOfEncodings) {
     const TempDir dir;
     const std::string bom = dir.Write("bom", "\xef\xbb\xbf"
                                              "corp.lan\n");
-    const std::string told =
+    const std::string expected =
         Warning(bom + ":1: a byte order mark is part of the first key; save the file without it");
-    EXPECT_EQ(RunTool({"find", "file:" + bom, "a@corp.lan"}), (ProgramResult{NotFound, "", told}));
+    EXPECT_EQ(RunTool({"find", "file:" + bom, "a@corp.lan"}),
+              (ProgramResult{NotFound, "", expected}));
     EXPECT_EQ(RunTool({"find", "file:" + bom,
                        "\xef\xbb\xbf"
                        "corp.lan"})
                   .status,
               Found);
-    EXPECT_EQ(RunTool({"watch", "file:" + bom}), (ProgramResult{NotFound, "", told}));
-    EXPECT_THAT(RunTool({"compare", "file:" + bom, "x"}).err, StartsWith(told));
+    EXPECT_EQ(RunTool({"watch", "file:" + bom}), (ProgramResult{NotFound, "", expected}));
+    EXPECT_THAT(RunTool({"compare", "file:" + bom, "x"}).err, StartsWith(expected));
     EXPECT_EQ(RunTool({"find", "--warnings=off", "file:" + bom, "a@corp.lan"}).err, "");
 
     const std::vector<std::string> as_error = {"--warnings=error", "file:" + bom};
@@ -192,10 +193,10 @@ TEST(ToolWarnings, PatternTables) {
     for (const Case& test : cases) {
         SCOPED_TRACE(test.input);
         const std::string name = dir.Write("table", test.input);
-        const std::string told = test.warning.empty() ? "" : Warning(name + ":" + test.warning);
-        EXPECT_EQ(RunTool({"check", "rfile:" + name}).err, told);
+        const std::string expected = test.warning.empty() ? "" : Warning(name + ":" + test.warning);
+        EXPECT_EQ(RunTool({"check", "rfile:" + name}).err, expected);
         EXPECT_EQ(RunTool({"find", "rfile:OnError=exception|" + name, "z"}),
-                  (ProgramResult{NotFound, "", told}));
+                  (ProgramResult{NotFound, "", expected}));
     }
 }
 
@@ -221,15 +222,15 @@ TEST(ToolOpen, AnUnreadableTableIsAFaultWithAnyOnError) {
     const std::string list = "cdb:Database=" + table + "|$s";
     const std::string reason =
         "kwlookup: error: lookup_cdb: " + table + ": No such file or directory\n";
-    const std::string told =
+    const std::string expected =
         reason + "kwlookup: error: [" + list + "] ignores the error above and finds nothing\n";
     EXPECT_EQ(RunTool({"check", list}),
-              (ProgramResult{BadList, "1 object, 1 record, 1 error\n", told}));
+              (ProgramResult{BadList, "1 object, 1 record, 1 error\n", expected}));
     EXPECT_EQ(RunTool({"check", "cdb:OnError=exception|Database=" + table + "|$u"}).status,
               BadList);
     EXPECT_EQ(RunTool({"check", "--no-open", list}),
               (ProgramResult{Found, "1 object, 1 record, 0 errors\n", ""}));
-    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{BadList, "", told}));
+    EXPECT_EQ(RunTool({"find", "--strict", list, "a@b"}), (ProgramResult{BadList, "", expected}));
     EXPECT_EQ(RunTool({"find", list, "a@b"}), (ProgramResult{NotFound, "", reason}));
 
     ASSERT_EQ(RunTool({"build", "cdb", dir.Write("in", "a@b x\n"), table}).status, Found);
@@ -252,13 +253,13 @@ TEST(ToolOpen, UnknownSections) {
     const std::string conf = dir.Write("conf", "[lookup_regex]\nMaxLength=100\n\n[lookup_regexp]\n"
                                                "MaxLength=100\n[lookup_file]\n");
     ::chmod(conf.c_str(), 0600);
-    const std::string told =
+    const std::string expected =
         Warning(conf + ":6: [lookup_file]: no plug-in type has this section") +
         Warning(conf + ":4: [lookup_regexp]: no plug-in type has this section");
     EXPECT_EQ(RunTool({"--config", conf, "find", "a", "a"}),
-              (ProgramResult{Found, "a\ta\n", told}));
+              (ProgramResult{Found, "a\ta\n", expected}));
     EXPECT_EQ(RunTool({"--config", conf, "--warnings=off", "find", "a", "a"}).err, "");
-    EXPECT_EQ(RunTool({"--config", conf, "watch", "a"}).err, told);
+    EXPECT_EQ(RunTool({"--config", conf, "watch", "a"}).err, expected);
     EXPECT_EQ(RunTool({"--config", conf, "check"}).status, BadList);
 }
 

@@ -5,7 +5,7 @@
 #include "kwlog/Logging.h"
 #include "text/SystemError.h"
 #include "tools/lists/AskItem.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <iostream>
@@ -77,7 +77,7 @@ bool Asker::Write(const std::string& answers) {
 bool Asker::ReportWriteError() {
     if (!m_writer.IsGood() && !m_findings.output_failed) {
         m_findings.output_failed = true;
-        TellError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.GetError()));
+        ReportError(m_log, "cannot write the answers: " + SystemErrorText(m_writer.GetError()));
     }
     return !m_findings.output_failed;
 }

@@ -8,7 +8,7 @@
 #include "TableWriter.h"
 #include "text/AsciiLower.h"
 #include "tools/lists/BoundedWarnings.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <csignal>
@@ -28,7 +28,7 @@ constexpr std::size_t PROGRESS_STEP = 100000;
 /// Write the records of `file`. Returns their number.
 std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& warnings,
                        TableWriter& writer) {
-    BoundedWarnings told(warnings, file.GetName());
+    BoundedWarnings bounded(warnings, file.GetName());
     Progress progress;
     std::size_t records = 0;
     std::string key;
@@ -43,9 +43,9 @@ std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& 
         if (keep_first) {
             const auto [first, is_new] = lines.emplace(key, line);
             if (!is_new) {
-                told.Add(line, "duplicate keys",
-                         "'" + key + "' is already in line " + std::to_string(first->second) +
-                             "; this one is left out");
+                bounded.Add(line, "duplicate keys",
+                            "'" + key + "' is already in line " + std::to_string(first->second) +
+                                "; this one is left out");
                 return;
             }
         }
@@ -70,7 +70,7 @@ int RunBuildCommand(const BuildOptions& options, const LogClass& log) {
                                            : MakeLmdbWriter(options.output, options.all_values);
     const std::size_t records = AddRecords(file, options, warnings, *writer);
     if (warnings.GetErrorCount() != 0) {
-        TellError(log, options.output + ": not made, because warnings count as errors");
+        ReportError(log, options.output + ": not made, because warnings count as errors");
         return ExitStatus::BadList;
     }
     writer->Finish();

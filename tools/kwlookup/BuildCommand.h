@@ -17,7 +17,7 @@ struct BuildOptions {
     bool keep_case = false;  ///< do not convert the letters A to Z of keys to lower case
     bool all_values = false; ///< LMDB: keep all records with a key, not only the first one
     SourceFormat source = SourceFormat::Plain;
-    Warnings::Mode warnings = Warnings::Mode::Tell;
+    Warnings::Mode warnings = Warnings::Mode::Print;
 };
 
 /// `kwlookup build`: make a database file from the records of a text file. Returns the exit status.

@@ -7,7 +7,7 @@
 #include "tools/lists/CollectedErrors.h"
 #include "tools/lists/ItemList.h"
 #include "tools/lists/Plugin.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <iostream>
 #include <stdexcept>
@@ -44,7 +44,7 @@ bool CheckConfiguration(const Configuration& configuration, const LogClass& log)
             reason = "a list in it has errors";
         if (reason.empty())
             continue;
-        TellError(log, file.Place(section.line) + "[" + name + "]: " + reason);
+        ReportError(log, file.Place(section.line) + "[" + name + "]: " + reason);
         ++failed;
     }
     std::string line;
@@ -81,7 +81,7 @@ int RunCheckCommand(const std::string& list, const ListChecks& checks,
         if (!list.empty() || !configuration.HasFile())
             good &= CheckList(list, checks, log);
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         good = false;
     }
     return good ? ExitStatus::Found : ExitStatus::BadList;

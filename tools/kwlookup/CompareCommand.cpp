@@ -5,7 +5,7 @@
 #include "Field.h"
 #include "InputLines.h"
 #include "tools/lists/AskItem.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <iostream>
 #include <stdexcept>
@@ -76,7 +76,7 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
             for (std::size_t i = 0; i < count && std::cout; ++i)
                 compare(i);
         }
-        const bool all_read = lines.TellError(log);
+        const bool all_read = lines.ReportError(log);
         std::cerr << "kwlookup: " << asked << " asked, " << different << " different";
         if (unknown != 0)
             std::cerr << ", " << unknown << " could not be answered";
@@ -85,7 +85,7 @@ int RunCompareCommand(const CompareOptions& options, const LogClass& log) {
                : unknown != 0 || !all_read ? ExitStatus::Unavailable
                                            : ExitStatus::Found;
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         return ExitStatus::BadList;
     }
 }

@@ -4,7 +4,7 @@
 #include "conf/ConfParser.h"
 #include "objects/KwObjectHolder.h"
 #include "tools/lists/Plugin.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/make_shared.hpp>
@@ -26,15 +26,15 @@ bool Configuration::Read() {
     try {
         ConfFile file(m_file_name);
         for (const std::string& error : file.GetErrors())
-            TellError(m_log, error);
+            ReportError(m_log, error);
         for (const std::string& warning : file.GetWarnings())
-            TellWarning(m_log, warning);
+            ReportWarning(m_log, warning);
         if (!file.GetErrors().empty() || !UseOwnSection(file))
             return false;
         m_loader->SetFile(std::move(file));
         return true;
     } catch (const std::runtime_error& error) {
-        TellError(m_log, error.what());
+        ReportError(m_log, error.what());
         return false;
     }
 }
@@ -54,7 +54,7 @@ bool Configuration::UseOwnSection(const ConfFile& file) const {
             if (reason.empty())
                 reason = WhyNoTypeName(type);
         if (!reason.empty()) {
-            TellError(m_log, file.Place(setting.line) + reason);
+            ReportError(m_log, file.Place(setting.line) + reason);
             return false;
         }
     }
@@ -63,12 +63,12 @@ bool Configuration::UseOwnSection(const ConfFile& file) const {
     return true;
 }
 
-void Configuration::TellUnknownSections(Warnings::Mode mode) const {
+void Configuration::WarnOfUnknownSections(Warnings::Mode mode) const {
     Warnings warnings(mode, m_log);
     for (const auto& [name, section] : GetFile().GetSections())
         if (name != OWN_SECTION && PluginTypeOf(name).empty())
-            warnings.Tell(GetFile().Place(section.line) + "[" + name +
-                          "]: no plug-in type has this section");
+            warnings.Report(GetFile().Place(section.line) + "[" + name +
+                            "]: no plug-in type has this section");
 }
 
 } // namespace kwlookup

@@ -26,7 +26,7 @@ public:
     bool Read();
 
     /// Warn of each section for which there is no plug-in type.
-    void TellUnknownSections(Warnings::Mode mode) const;
+    void WarnOfUnknownSections(Warnings::Mode mode) const;
 
     bool HasFile() const { return !m_file_name.empty(); }
     const ConfFile& GetFile() const { return m_loader->GetFile(); }

@@ -8,7 +8,7 @@
 #include "text/LocaleBytes.h"
 #include "tools/lists/BoundedWarnings.h"
 #include "tools/lists/ForeignSyntax.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <iostream>
@@ -49,7 +49,7 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
     std::unordered_map<std::string, std::size_t> lines;
     bool good = true;
     {
-        BoundedWarnings told(warnings, file.GetName());
+        BoundedWarnings bounded(warnings, file.GetName());
         const LocaleBytes& bytes = LocaleBytes::Current();
         const auto add = [&](std::string_view key, std::string_view value, std::size_t line) {
             std::string lower(key);
@@ -57,23 +57,23 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
             const auto [first, is_new] = lines.emplace(std::move(lower), line);
             const std::string name(key);
             if (!is_new) {
-                told.Add(line, "duplicate keys",
-                         "'" + name + "' is already in line " + std::to_string(first->second) +
-                             "; this one is left out");
+                bounded.Add(line, "duplicate keys",
+                            "'" + name + "' is already in line " + std::to_string(first->second) +
+                                "; this one is left out");
                 return;
             }
             if (std::any_of(key.begin(), key.end(),
                             [&bytes](char c) { return bytes.IsSpace(c); })) {
-                TellError(log,
-                          file.GetName() + ":" + std::to_string(line) + ": the key '" + name +
-                              "' holds white space, which a list cannot express; it is left out");
+                ReportError(log,
+                            file.GetName() + ":" + std::to_string(line) + ": the key '" + name +
+                                "' holds white space, which a list cannot express; it is left out");
                 good = false;
                 return;
             }
             const std::string foreign = ForeignKey(key);
             const bool warned_already = key.back() == ':'; // by ReadTableSource()
             if (!foreign.empty() && !warned_already)
-                told.Add(line, "keys in another program's syntax", foreign);
+                bounded.Add(line, "keys in another program's syntax", foreign);
             records.push_back({name, std::string(value)});
         };
         ReadTableSource(file.GetLines(), file.GetName(), SourceFormat::Postmap, warnings, add);

@@ -5,7 +5,7 @@
 #include "InputBlocks.h"
 #include "InputLines.h"
 #include "tools/lists/AskItem.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <future>
 #include <optional>
@@ -66,7 +66,7 @@ void AskStandardInput(Asker& asker, const Asker::Options& options, const ItemLis
     }
     if (share && asker.Flush())
         ShareInput(lines, asker, options, list, log);
-    if (!lines.TellError(log))
+    if (!lines.ReportError(log))
         asker.NoteFault();
 }
 
@@ -96,7 +96,7 @@ int RunFindCommand(const FindOptions& options, const LogClass& log) {
     try {
         list.emplace(options.list, log, options.checks);
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         return options.strict ? ExitStatus::BadList : ExitStatus::Unavailable;
     }
     const int status = AskTexts(*list, options, log);
@@ -124,7 +124,7 @@ int RunQueryCommand(const std::string& key, const std::string& list_text, const 
         return asker.GetStatus() == ExitStatus::Found && !asker.HasFault() ? ExitStatus::Found
                                                                            : ExitStatus::NotFound;
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         return ExitStatus::NotFound;
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "InputLines.h"
 
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <string_view>
 #include <unistd.h>
@@ -36,10 +36,10 @@ void InputLines::Assign(std::string& text, std::string_view line) const {
     text.assign(line);
 }
 
-bool InputLines::TellError(const LogClass& log) const {
+bool InputLines::ReportError(const LogClass& log) const {
     if (m_lines.GetError() == 0)
         return true;
-    kwlookup::TellError(log, "cannot read standard input: " + m_lines.GetErrorText());
+    kwlookup::ReportError(log, "cannot read standard input: " + m_lines.GetErrorText());
     return false;
 }
 

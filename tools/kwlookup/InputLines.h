@@ -27,7 +27,7 @@ public:
     bool HasBuffered() const { return m_lines.HasBuffered(); }
 
     /// Report the error that ended the input. True if there was none.
-    bool TellError(const LogClass& log) const;
+    bool ReportError(const LogClass& log) const;
 
 private:
     void Assign(std::string& text, std::string_view line) const;

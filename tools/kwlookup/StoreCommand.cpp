@@ -11,7 +11,7 @@
 #include "lookup/KwStorageHolder.h"
 #include "tools/lists/CollectedErrors.h"
 #include "tools/lists/Hints.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <csignal>
 #include <iostream>
@@ -79,7 +79,7 @@ public:
             try {
                 item.holder->Init(Quoted(item.text, ','));
             } catch (...) {
-                TellError(log, "Error in init storage [" + item.text + "]: " + CaughtReason());
+                ReportError(log, "Error in init storage [" + item.text + "]: " + CaughtReason());
             }
             m_good &= !TakeCollectedErrors() && !item.holder->Empty();
             m_items.push_back(std::move(item));
@@ -98,10 +98,10 @@ public:
     }
 
     /// Report the line from which to continue, for each item.
-    void TellNextLines() const {
+    void ReportNextLines() const {
         for (const Item& item : m_items)
-            TellError(m_log, (m_items.size() == 1 ? "" : "[" + Shortened(item.text) + "]: ") +
-                                 "continue from line " + std::to_string(item.next_line));
+            ReportError(m_log, (m_items.size() == 1 ? "" : "[" + Shortened(item.text) + "]: ") +
+                                   "continue from line " + std::to_string(item.next_line));
     }
 
 private:
@@ -136,14 +136,14 @@ private:
         } catch (...) { // a plug-in may throw anything
             reason = CaughtReason();
         }
-        TellError(m_log, "[" + Shortened(item.text) + "] could not store " +
-                             batch.GetPlace(record) + ": " + reason);
+        ReportError(m_log, "[" + Shortened(item.text) + "] could not store " +
+                               batch.GetPlace(record) + ": " + reason);
         if (batch.lines.empty())
             return false;
         item.next_line = batch.lines[batches ? 0 : record];
         if (is_unknown)
-            TellError(m_log, "check whether " + batch.GetPlace(batch.lines.size()) +
-                                 " are stored before you continue");
+            ReportError(m_log, "check whether " + batch.GetPlace(batch.lines.size()) +
+                                   " are stored before you continue");
         return false;
     }
 
@@ -167,7 +167,7 @@ public:
             batch.next_line = m_line + 1;
             if (!m_lines.Next(m_text)) {
                 m_at_end = true;
-                return m_lines.TellError(m_log);
+                return m_lines.ReportError(m_log);
             }
             ++m_line;
             if (m_text.find_first_not_of(" \t") == std::string::npos)
@@ -175,7 +175,7 @@ public:
             const std::string reason = ReadJsonRecord(m_text, batch.records.emplace_back());
             if (!reason.empty()) {
                 batch.records.pop_back();
-                TellError(m_log, "line " + std::to_string(m_line) + ": " + reason);
+                ReportError(m_log, "line " + std::to_string(m_line) + ": " + reason);
                 return false;
             }
             batch.lines.push_back(m_line);
@@ -204,7 +204,7 @@ std::optional<std::size_t> StoreLines(Storing& storing, const LogClass& log) {
     while (!lines.IsAtEnd()) {
         const bool is_read = lines.Read(batch);
         if (!storing.Store(batch) || !is_read) {
-            storing.TellNextLines();
+            storing.ReportNextLines();
             return std::nullopt;
         }
         records += batch.records.size();
@@ -230,7 +230,7 @@ int RunStoreCommand(const StoreOptions& options, const LogClass& log) {
     try {
         storing.emplace(options.list, log);
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         return ExitStatus::BadList;
     }
     if (!storing->IsGood())

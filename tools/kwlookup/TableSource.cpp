@@ -152,11 +152,11 @@ void Read(LineReader& lines, const std::string& name, Source source, BoundedWarn
 
 void ReadTableSource(LineReader& lines, const std::string& name, SourceFormat format,
                      Warnings& warnings, const AddRecord& add) {
-    BoundedWarnings told(warnings, name);
+    BoundedWarnings bounded(warnings, name);
     if (format == SourceFormat::Postmap)
-        Read(lines, name, PostmapSource(name, add, told), told);
+        Read(lines, name, PostmapSource(name, add, bounded), bounded);
     else
-        Read(lines, name, PlainSource(add, told), told);
+        Read(lines, name, PlainSource(add, bounded), bounded);
 }
 
 } // namespace kwlookup

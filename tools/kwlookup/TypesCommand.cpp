@@ -5,7 +5,7 @@
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
 #include "tools/lists/Plugin.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <iostream>
 #include <string>

@@ -35,7 +35,7 @@ std::vector<std::string> CommandsOf(const CLI::App& app) {
 }
 
 /// Report a word in the place of a command that is not one. False if there is none.
-bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arguments) {
+bool ReportUnknownCommand(const CLI::App& app, const std::vector<std::string>& arguments) {
     const CLI::App& last = LastCommand(app);
     const std::vector<std::string> commands = CommandsOf(last);
     std::vector<std::string> rest = last.remaining();
@@ -49,7 +49,7 @@ bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arg
     const auto hint = [&](const std::string& command) {
         std::vector<std::string> corrected = arguments;
         std::replace(corrected.begin(), corrected.end(), word, command);
-        TellHint(CommandLine(corrected));
+        PrintHint(CommandLine(corrected));
     };
     std::cerr << "kwlookup: error: unknown command " << before << Shown(word);
     if (!meant.empty()) {
@@ -68,15 +68,15 @@ bool TellUnknownCommand(const CLI::App& app, const std::vector<std::string>& arg
 
 } // namespace
 
-bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
-               const std::vector<std::string>& arguments) {
+bool PrintUsage(const CLI::App& app, const CLI::ParseError& error,
+                const std::vector<std::string>& arguments) {
     if (error.get_exit_code() == 0) {
         app.exit(error);
         return true;
     }
-    if (!TellUnknownCommand(app, arguments)) {
+    if (!ReportUnknownCommand(app, arguments)) {
         std::cerr << Shown(error.what()) << MORE;
-        TellHint(HintForUnquotedList(arguments));
+        PrintHint(HintForUnquotedList(arguments));
     }
     return false;
 }

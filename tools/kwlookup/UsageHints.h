@@ -11,7 +11,7 @@ namespace kwlookup {
 /// Report on standard error why `app` could not parse the command line `arguments`, with a
 /// corrected line if one is known. If `error` stands for --help or --version, print that and return
 /// true.
-bool TellUsage(const CLI::App& app, const CLI::ParseError& error,
-               const std::vector<std::string>& arguments);
+bool PrintUsage(const CLI::App& app, const CLI::ParseError& error,
+                const std::vector<std::string>& arguments);
 
 } // namespace kwlookup

@@ -6,7 +6,7 @@
 #include "TerminationAllowed.h"
 #include "kwlog/Logging.h"
 #include "tools/lists/CollectedErrors.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <cerrno>
 #include <csignal>
@@ -80,7 +80,7 @@ public:
     void Reload() {
         const ConfFile old_file = m_configuration.GetFile();
         if (!m_configuration.Read()) {
-            TellFailure("the configuration has errors");
+            ReportFailure("the configuration has errors");
             return;
         }
         try {
@@ -92,7 +92,7 @@ public:
             m_list = std::move(list);
             std::cerr << "kwlookup: reloaded\n";
         } catch (...) {
-            TellFailure(CaughtReason());
+            ReportFailure(CaughtReason());
             RestoreConfiguration(old_file);
         }
     }
@@ -105,13 +105,13 @@ private:
         try {
             KwObjectHolder::BeforeReload(m_log);
         } catch (...) {
-            TellError(m_log, "the old configuration cannot be loaded again: " + CaughtReason());
+            ReportError(m_log, "the old configuration cannot be loaded again: " + CaughtReason());
         }
         TakeCollectedErrors();
     }
 
-    void TellFailure(const std::string& reason) const {
-        TellError(m_log, "reload failed, the old list stays in use: " + reason);
+    void ReportFailure(const std::string& reason) const {
+        ReportError(m_log, "reload failed, the old list stays in use: " + reason);
     }
 
     const FindOptions& m_options;
@@ -129,7 +129,7 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
     try {
         list = std::make_unique<WatchedList>(options, configuration, log);
     } catch (const std::invalid_argument& error) {
-        TellError(log, error.what());
+        ReportError(log, error.what());
         return ExitStatus::BadList;
     }
     Asker asker(options.ask, log);
@@ -157,7 +157,7 @@ int RunWatchCommand(const FindOptions& options, Configuration& configuration, Lo
         }
         asker.Ask(list->Get(), text);
     }
-    if (!lines.TellError(log))
+    if (!lines.ReportError(log))
         asker.NoteFault();
     asker.Flush();
     return asker.GetStatus();

@@ -15,7 +15,7 @@
 #include "lookup/KwIfLookup.h"
 #include "tools/lists/Hints.h"
 #include "tools/lists/Plugin.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <CLI/CLI.hpp>
 
@@ -160,9 +160,9 @@ void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
 void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
     const std::map<std::string, Warnings::Mode> modes = {{"error", Warnings::Mode::Error},
                                                          {"off", Warnings::Mode::Off},
-                                                         {"tell", Warnings::Mode::Tell}};
+                                                         {"print", Warnings::Mode::Print}};
     app.add_option("--warnings", mode,
-                   "What to do about values that are probably not read as intended: tell "
+                   "What to do about values that are probably not read as intended: print "
                    "(default), error (count as errors), off")
         ->transform(CLI::Transformer(modes))
         ->type_name("WHAT");
@@ -187,9 +187,9 @@ void AddFind(CLI::App& app, const std::vector<std::string>& arguments,
         options->checks.warnings = warnings;
         options->checks.open = options->ask.strict = options->strict;
         if (!options->list.empty() && options->list.back() == ',')
-            TellHint(HintForUnquotedList(arguments));
+            PrintHint(HintForUnquotedList(arguments));
         command = [options](Configuration& configuration, LogClass& log) {
-            configuration.TellUnknownSections(options->checks.warnings);
+            configuration.WarnOfUnknownSections(options->checks.warnings);
             return RunFindCommand(*options, log);
         };
     });
@@ -206,7 +206,7 @@ void AddWatch(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
     watch.callback([options, &warnings, &command] {
         options->checks.warnings = warnings;
         command = [options](Configuration& configuration, LogClass& log) {
-            configuration.TellUnknownSections(options->checks.warnings);
+            configuration.WarnOfUnknownSections(options->checks.warnings);
             return RunWatchCommand(*options, configuration, log);
         };
     });
@@ -245,7 +245,7 @@ void AddCompare(CLI::App& app, const Warnings::Mode& warnings, Command& command)
     compare.callback([options, &warnings, &command] {
         options->checks.warnings = warnings;
         command = [options](Configuration& configuration, LogClass& log) {
-            configuration.TellUnknownSections(options->checks.warnings);
+            configuration.WarnOfUnknownSections(options->checks.warnings);
             return RunCompareCommand(*options, log);
         };
     });
@@ -306,7 +306,7 @@ void AddStore(CLI::App& app, const std::vector<std::string>& arguments,
         if (!reason.empty())
             throw CLI::ValidationError(reason);
         command = [options, &warnings](Configuration& configuration, LogClass& log) {
-            configuration.TellUnknownSections(warnings);
+            configuration.WarnOfUnknownSections(warnings);
             return RunStoreCommand(*options, log);
         };
     });
@@ -431,7 +431,7 @@ int main(int argc, char** argv) {
         ->type_name("NAME")
         ->allow_extra_args(false)
         ->check(WhyNoTypeName);
-    Warnings::Mode warnings = Warnings::Mode::Tell;
+    Warnings::Mode warnings = Warnings::Mode::Print;
     AddWarnings(app, warnings);
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     std::vector<std::string> query;
@@ -466,7 +466,7 @@ int main(int argc, char** argv) {
         if (!command)
             throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {
-        const bool asked_for = TellUsage(app, error, arguments);
+        const bool asked_for = PrintUsage(app, error, arguments);
         return !std::cout.flush() ? ExitStatus::Output
                : asked_for        ? ExitStatus::Found
                                   : ExitStatus::Usage;
@@ -482,10 +482,10 @@ int main(int argc, char** argv) {
         const int status = configuration.Read() ? command(configuration, log) : ExitStatus::BadList;
         if (std::cout.flush())
             return status;
-        TellError(log, "cannot write to standard output");
+        ReportError(log, "cannot write to standard output");
         return ExitStatus::Output;
     } catch (...) {
-        TellError(log, CaughtReason());
+        ReportError(log, CaughtReason());
         return ExitStatus::Unavailable;
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/lists/AskItem.h"
 
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <exception>
@@ -87,9 +87,9 @@ ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int fla
                                               : AskWith(item, AddressFinder(text), flags, answer);
         return found ? ItemVerdict::Match : ItemVerdict::Miss;
     } catch (const std::exception& error) {
-        TellError(log, Question(item, text) + ": " + error.what());
+        ReportError(log, Question(item, text) + ": " + error.what());
     } catch (...) { // a plug-in may throw anything
-        TellError(log, Question(item, text));
+        ReportError(log, Question(item, text));
     }
     return ItemVerdict::Fault;
 }

@@ -16,15 +16,15 @@ BoundedWarnings::~BoundedWarnings() {
     try {
         for (const auto& [kind, count] : m_counts)
             if (count > SHOWN_OF_A_KIND)
-                m_warnings.Tell(m_name + ": " + std::to_string(count - SHOWN_OF_A_KIND) + " more " +
-                                kind);
+                m_warnings.Report(m_name + ": " + std::to_string(count - SHOWN_OF_A_KIND) +
+                                  " more " + kind);
     } catch (const std::exception&) { // out of memory: the first ones are shown already
     }
 }
 
 void BoundedWarnings::Add(const char* kind, const std::string& text) {
     if (++m_counts[kind] <= SHOWN_OF_A_KIND)
-        m_warnings.Tell(text);
+        m_warnings.Report(text);
     else
         m_warnings.Count();
 }

@@ -135,21 +135,21 @@ void CheckListFile(const std::string& name, FileCheck check, Warnings& warnings)
     const FileDescriptor file = OpenRegular(name);
     if (!file)
         return;
-    BoundedWarnings told(warnings, name);
+    BoundedWarnings bounded(warnings, name);
     const Start start(file.Get());
-    if (CheckUtf16(start, told))
+    if (CheckUtf16(start, bounded))
         return;
     if (check == FileCheck::Start) {
-        CheckBytes(start.GetText().substr(0, start.GetText().find('\n')), 1, told);
+        CheckBytes(start.GetText().substr(0, start.GetText().find('\n')), 1, bounded);
         return;
     }
     HiddenKeys keys;
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
-        CheckBytes(line, lines.GetLineNumber(), told);
+        CheckBytes(line, lines.GetLineNumber(), bounded);
         const std::string_view text = Trimmed(line);
         if (!text.empty())
-            CheckListLine(text, lines.GetLineNumber(), keys, told);
+            CheckListLine(text, lines.GetLineNumber(), keys, bounded);
     }
 }
 
@@ -157,8 +157,8 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
     const FileDescriptor file = OpenRegular(name);
     if (!file)
         return;
-    BoundedWarnings told(warnings, name);
-    if (CheckUtf16(Start(file.Get()), told))
+    BoundedWarnings bounded(warnings, name);
+    if (CheckUtf16(Start(file.Get()), bounded))
         return;
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; lines.Next(line);) {
@@ -166,15 +166,15 @@ void CheckPatternFile(const std::string& name, Warnings& warnings) {
         // A pattern file may begin with the mark.
         if (number == 1)
             line = WithoutByteOrderMark(line);
-        CheckBytes(line, number, told);
+        CheckBytes(line, number, bounded);
         const std::string_view text = Trimmed(line);
         if (text.empty() || text[0] == '#')
             continue;
         if (text.data() != line.data())
-            told.Add(number, "lines that begin with white space",
-                     "it begins with white space; here it is a pattern of its own and does not "
-                     "continue the line before");
-        CheckPatternLine(text, number, told);
+            bounded.Add(number, "lines that begin with white space",
+                        "it begins with white space; here it is a pattern of its own and does not "
+                        "continue the line before");
+        CheckPatternLine(text, number, bounded);
     }
 }
 

@@ -156,7 +156,7 @@ std::string NearestName(const std::string& word, const std::vector<std::string>&
     return nearest;
 }
 
-bool TellHint(const std::string& hint) {
+bool PrintHint(const std::string& hint) {
     const auto printable = [](char c) { return c >= 0x20 && c <= 0x7e; };
     constexpr std::size_t LONGEST = 1000; // nobody would read more
     if (hint.empty() || hint.size() > LONGEST || !std::all_of(hint.begin(), hint.end(), printable))

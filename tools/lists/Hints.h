@@ -24,6 +24,6 @@ std::string NearestName(const std::string& word, const std::vector<std::string>&
 
 /// Print a hint on standard error. Prints nothing and returns false if the hint is empty, too long,
 /// or has bytes that cannot be typed.
-bool TellHint(const std::string& hint);
+bool PrintHint(const std::string& hint);
 
 } // namespace kwlookup

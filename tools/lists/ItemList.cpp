@@ -8,7 +8,7 @@
 #include "tools/lists/FileChecks.h"
 #include "tools/lists/ForeignSyntax.h"
 #include "tools/lists/Hints.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -39,7 +39,7 @@ bool Open(const ItemList::Item& item, const LogClass& log) {
     const ItemVerdict verdict = AskItem(item, ANY_ADDRESS, 0, log, answer);
     if (verdict == ItemVerdict::Fault || CountLoggedErrors() == errors)
         return verdict != ItemVerdict::Fault;
-    TellError(log, "[" + item.text + "] ignores the error above and finds nothing");
+    ReportError(log, "[" + item.text + "] ignores the error above and finds nothing");
     return false;
 }
 
@@ -61,12 +61,12 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
         try {
             item.holder->Init(Quoted(item.text, ','));
         } catch (...) {
-            TellError(log, "Error in init lookup [" + item.text + "]: " + CaughtReason());
+            ReportError(log, "Error in init lookup [" + item.text + "]: " + CaughtReason());
             item.failed = true;
         }
         item.failed |= TakeCollectedErrors();
         if (item.holder->Empty() && !hinted)
-            hinted = TellHint(HintForItem(item.text));
+            hinted = PrintHint(HintForItem(item.text));
         const std::size_t errors = warnings.GetErrorCount();
         if (warnings.IsWanted())
             CheckItem(item, checks, warnings, items);

@@ -14,7 +14,7 @@ namespace kwlookup {
 
 /// How much of a list is checked when it is loaded.
 struct ListChecks {
-    Warnings::Mode warnings = Warnings::Mode::Tell;
+    Warnings::Mode warnings = Warnings::Mode::Print;
     bool whole_files = false; ///< check every line of the files, not only the first
     bool open = false;        ///< ask every plug-in, so that it opens its database
 };

@@ -5,7 +5,7 @@
 
 namespace kwlookup {
 
-void Warnings::Tell(const std::string& text) {
+void Warnings::Report(const std::string& text) {
     if (m_mode == Mode::Off)
         return;
     LogText(m_log, log4cxx::Level::LEVEL_WARN, text);

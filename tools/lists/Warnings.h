@@ -14,8 +14,8 @@ namespace kwlookup {
 class Warnings {
 public:
     enum class Mode {
-        Tell,
-        Error, ///< told, and counted by GetErrorCount()
+        Print,
+        Error, ///< printed, and counted by GetErrorCount()
         Off
     };
 
@@ -25,7 +25,7 @@ public:
     /// False if warnings are suppressed, so that checks can be skipped.
     bool IsWanted() const { return m_mode != Mode::Off; }
 
-    void Tell(const std::string& text);
+    void Report(const std::string& text);
 
     /// Count a warning that is not reported.
     void Count() { m_errors += m_mode == Mode::Error; }

@@ -10,7 +10,7 @@
 #include "text/TextFile.h"
 #include "tools/kwlookupd/lists/KeyFinder.h"
 #include "tools/lists/AskItem.h"
-#include "tools/lists/Tell.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <array>
@@ -202,9 +202,9 @@ private:
         } catch (...) { // a plug-in may throw anything
             m_reply.outcome = Outcome::Unavailable;
             m_reply.text = "the list cannot be asked now";
-            TellError(m_list.m_log, "list " + m_list.m_settings.name + ": [" +
-                                        Shortened(entry.item->text) + "] could not answer for [" +
-                                        Shortened(text) + "]: " + CaughtReason());
+            ReportError(m_list.m_log, "list " + m_list.m_settings.name + ": [" +
+                                          Shortened(entry.item->text) + "] could not answer for [" +
+                                          Shortened(text) + "]: " + CaughtReason());
         }
         return true;
     }

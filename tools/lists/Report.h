@@ -23,12 +23,12 @@ inline std::string Shortened(const std::string& whole) {
 #include <string>
 
 /// Report an error to the user, as one line on standard error.
-inline void TellError(const LogClass& log, const std::string& text) {
+inline void ReportError(const LogClass& log, const std::string& text) {
     LogText(log, log4cxx::Level::LEVEL_ERROR, text);
 }
 
 /// Report a warning in the same way.
-inline void TellWarning(const LogClass& log, const std::string& text) {
+inline void ReportWarning(const LogClass& log, const std::string& text) {
     LogText(log, log4cxx::Level::LEVEL_WARN, text);
 }
 
