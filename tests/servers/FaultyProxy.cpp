@@ -131,7 +131,7 @@ void FaultyProxy::Accept() {
         m_connections.push_back(std::move(connection));
 }
 
-/// Whether the fault that is set ends the connection here.
+/// True if the current fault ends the connection here.
 bool FaultyProxy::IsOver(Connection& connection) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if ((m_fault != Fault::Close && m_fault != Fault::Reset) || connection.answered < m_bytes)

@@ -13,7 +13,8 @@
 namespace kwlookup {
 
 /// A proxy on 127.0.0.1 for a server, which makes faults on request.
-/// Any thread may call.
+///
+/// Threads: any.
 class FaultyProxy {
 public:
     enum class Fault {
@@ -32,18 +33,18 @@ public:
     int GetPort() const { return m_port; }
     std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
 
-    /// Holds at once, on open connections too, where what has been forwarded before counts.
-    /// Hang after 0 bytes: accepts connections and never answers.
+    /// Set the fault, also for open connections. Bytes forwarded before count. To accept
+    /// connections and never answer, use Hang after 0 bytes.
     void SetFault(Fault fault, std::size_t bytes = 0);
 
     /// Closes all connections.
     void Disconnect();
 
-    /// How many connections clients have made, and how many are open.
+    /// The number of connections that clients have made, and of those that are open.
     int GetAcceptedCount() const { return m_accepted; }
     int GetOpenCount() const { return m_open; }
 
-    /// How many bytes of answers have been forwarded, on all connections.
+    /// The number of bytes of answers forwarded on all connections.
     std::size_t GetForwardedBytes() const { return m_forwarded; }
 
 private:
@@ -69,9 +70,9 @@ private:
     std::atomic<int> m_open{0};
     std::atomic<std::size_t> m_forwarded{0};
     std::mutex m_mutex;
-    Fault m_fault = Fault::None; ///< with m_mutex, as the next one
+    Fault m_fault = Fault::None; ///< guarded by m_mutex, as the next one
     std::size_t m_bytes = 0;
-    std::list<Connection> m_connections; ///< the thread's own
+    std::list<Connection> m_connections; ///< used by the thread only
     std::thread m_thread;
 };
 

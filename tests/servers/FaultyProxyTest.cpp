@@ -13,7 +13,7 @@ using namespace kwlookup;
 
 namespace {
 
-/// A connection that asks Redis for its PONG.
+/// A connection that sends PING to Redis.
 class Client {
 public:
     explicit Client(int port) : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -28,7 +28,7 @@ public:
         ::setsockopt(m_socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
     }
 
-    /// What comes until the connection ends or is silent, and then how it ended.
+    /// All that arrives until the connection ends or is silent, followed by how it ended.
     std::string Ask() {
         ::send(m_socket.Get(), "PING\r\n", 6, MSG_NOSIGNAL);
         std::string answer;
@@ -62,7 +62,7 @@ TEST(FaultyProxy, MakesTheFaultThatIsSet) {
     for (std::size_t bytes = 0; bytes <= PONG.size(); ++bytes) {
         proxy.SetFault(FaultyProxy::Fault::Close, bytes);
         const std::string answer = Client(proxy.GetPort()).Ask();
-        // Closing with a request unread makes a reset.
+        // Closing a socket with unread data sends a reset.
         EXPECT_EQ(answer.substr(0, bytes), PONG.substr(0, bytes));
         const std::string rest = answer.substr(bytes);
         EXPECT_TRUE(rest == " closed" || rest == " reset" || bytes == PONG.size()) << answer;

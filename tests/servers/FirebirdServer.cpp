@@ -12,9 +12,9 @@ namespace {
 const char* const OWNER = "sysdba";
 const char* const PASSWORD = "masterke";
 
-/// `command` with the variables that say where Firebird has its files.
+/// `command` with the environment variables for the directories of Firebird.
 std::vector<std::string> WithRoot(const TempDir& dir, const std::vector<std::string>& command) {
-    // In the locale "C", isql leaves out bytes above 127.
+    // In the locale "C", isql omits bytes above 127.
     std::vector<std::string> all = {
         "/usr/bin/env", "LC_ALL=C.UTF-8", "FIREBIRD=" + dir.Path("root"),
         "FIREBIRD_LOCK=" + dir.Path("lock"), "FIREBIRD_TMP=" + dir.Path("tmp")};
@@ -30,7 +30,7 @@ void FirebirdServer::MakeRoot(const TempDir& dir) {
         fs::create_directory(dir.Path(name));
         GiveToServer(dir.Path(name));
     }
-    // The client library looks for plug-ins where packages put them.
+    // The client library looks for plug-ins where Debian's packages install them.
     const std::string installed = ServerFile("usr/lib/" SERVERS_ARCH "/firebird/3.0/plugins/");
     std::string plugins;
     for (const std::string name : {"Engine12", "Srp"})

@@ -14,14 +14,14 @@ class FirebirdServer final : public TestServer {
 public:
     FirebirdServer();
 
-    /// Executes statements as the owner and gives what they print.
+    /// Executes statements as the owner, and returns their output.
     std::string Execute(const std::string& statements);
 
-    /// Makes in `dir` what Firebird needs to open files without a server: "root", "lock" and "tmp",
-    /// for its variables FIREBIRD, FIREBIRD_LOCK and FIREBIRD_TMP.
+    /// Make the directories that Firebird needs to open files without a server: "root", "lock" and
+    /// "tmp" in `dir`, for the variables FIREBIRD, FIREBIRD_LOCK and FIREBIRD_TMP.
     static void MakeRoot(const TempDir& dir);
 
-    /// Executes statements so, on the file `database`, or on what they create.
+    /// Execute statements without a server, on the file `database` or on one that they create.
     static std::string ExecuteIn(const TempDir& dir, const std::string& database,
                                  const std::string& statements);
 

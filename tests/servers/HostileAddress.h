@@ -7,9 +7,9 @@
 
 namespace kwlookup {
 
-/// The `i`th address that would harm who puts it into a statement, a filter, a format or a C
-/// string: first every byte before each byte of an address and in its place, then mixtures of what
-/// means something to somebody, of up to a megabyte.
+/// The `i`th address that would do harm in a statement, a filter, a format or a C string. First
+/// each byte inserted before, and in place of, each byte of an address. Then random mixtures of
+/// special characters and words, of up to a megabyte.
 inline std::string HostileAddress(unsigned i) {
     using namespace std::string_view_literals;
     static constexpr std::string_view BASE = "jdoe@corp.lan";

@@ -18,7 +18,7 @@ std::vector<std::string> MariaServer::GetCommand() const {
     std::vector<std::string> command = {
         ServerFile("usr/sbin/mariadbd"), "--no-defaults", "--basedir=" + ServerFile("usr"),
         "--datadir=" + GetDir().Path("data"),
-        // Servers that start remove what others have in /tmp.
+        // In /tmp, a server that starts would remove the files of others.
         "--tmpdir=" + GetDir().Path("data"), "--socket=" + GetSocketPath(),
         "--bind-address=127.0.0.1", "--port=" + std::to_string(GetPort()),
         "--innodb-buffer-pool-size=16M", "--innodb-flush-log-at-trx-commit=2",

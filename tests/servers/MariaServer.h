@@ -13,7 +13,7 @@ class MariaServer final : public TestServer {
 public:
     explicit MariaServer(const TestCertificate* certificate = nullptr);
 
-    /// Executes statements as the superuser and gives the rows: columns separated by tabs.
+    /// Executes statements as the superuser, and returns the rows with tabs between columns.
     std::string Execute(const std::string& statements, const std::string& database = "test");
 
 private:

@@ -8,15 +8,15 @@
 
 namespace kwlookup {
 
-/// PostgreSQL with the database "postgres". Roles need their password, but those in the group
-/// "trusted" not for the unix socket. Those in the group "tls" cannot connect without TLS.
+/// PostgreSQL with the database "postgres". Roles need their passwords, except those in the group
+/// "trusted" on the unix socket. Those in the group "tls" cannot connect without TLS.
 class PostgresServer final : public TestServer {
 public:
     explicit PostgresServer(const TestCertificate* certificate = nullptr);
 
     std::string GetSocketPath() const override;
 
-    /// Executes statements as the superuser and gives the rows: columns separated by "|".
+    /// Executes statements as the superuser, and returns the rows with "|" between columns.
     std::string Execute(const std::string& statements, const std::string& database = "postgres");
 
 private:

@@ -15,7 +15,7 @@ namespace {
 constexpr std::chrono::seconds LIMIT{60};
 /// Longer than any test.
 constexpr std::chrono::hours NEVER{1};
-/// Nodes name themselves with so many hexadecimal digits.
+/// The length of a node's name, in hexadecimal digits.
 constexpr std::size_t NAME_LENGTH = 40;
 
 template <typename Condition>
@@ -78,11 +78,11 @@ void RedisCluster::WaitForReplicas() {
 }
 
 bool RedisCluster::HasReplicas() {
-    int keys = 0; // of masters, less those of replicas
+    int keys = 0; // those of masters minus those of replicas
     for (const auto& node : m_nodes) {
         const bool master = node->Run({"ROLE"}).rfind("master", 0) == 0;
         keys += (master ? 1 : -1) * std::stoi(node->Run({"DBSIZE"}));
-        // Its lines are the slots, addresses and names of the masters and of working replicas.
+        // The lines are slots, addresses and names of masters and working replicas.
         std::istringstream slots(node->Run({"CLUSTER", "SLOTS"}));
         int known = 0;
         for (std::string line; std::getline(slots, line);)

@@ -10,32 +10,32 @@
 
 namespace kwlookup {
 
-/// A cluster of three masters, which share all slots, and a replica of each. Ready in about 3 s.
-/// However late a node answers, the others do not take it for dead until SetNodeTimeout().
+/// A cluster of three masters, which share all slots, and a replica of each. It is ready in about
+/// 3 s. However late a node answers, the others do not consider it failed before SetNodeTimeout().
 class RedisCluster {
 public:
     static constexpr int NODES = 6;
 
     RedisCluster();
 
-    /// Which of them are masters, `CLUSTER NODES` says.
+    /// The nodes. `CLUSTER NODES` says which of them are masters.
     RedisServer& Node(int i) { return *m_nodes.at(static_cast<std::size_t>(i)); }
 
-    /// All of them, as the option Hosts takes them.
+    /// All nodes, as a value of Hosts.
     std::string GetHosts() const;
 
-    /// Runs a command on the node that it belongs to, and gives the answer.
+    /// Runs a command on the node that its key belongs to, and returns the answer.
     std::string Run(const std::vector<std::string>& command);
 
-    /// Waits until the nodes that live agree that every slot is served.
+    /// Waits until all running nodes agree that every slot is served.
     void WaitUntilHealthy();
 
-    /// Waits until each replica has the keys of its master, and all nodes know of it: one that has
-    /// nothing yet answers nothing, nor takes its master's place.
+    /// Waits until each replica has the keys of its master, and all nodes know that. Before, a
+    /// replica neither answers nor replaces its master.
     void WaitForReplicas();
 
-    /// After this time without an answer the nodes take another one for dead, and its replica for a
-    /// master.
+    /// Sets the time without an answer after which the nodes consider another one failed, and
+    /// promote its replica.
     void SetNodeTimeout(std::chrono::milliseconds timeout);
 
 private:

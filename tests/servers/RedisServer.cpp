@@ -14,7 +14,7 @@ RedisServer::RedisServer(const Options& options)
 }
 
 std::vector<std::string> RedisServer::GetCommand() const {
-    // The log of commands keeps the data over a crash.
+    // The log of commands keeps the data after a crash.
     std::vector<std::string> command = {ServerFile("usr/bin/redis-server"),
                                         "--bind",
                                         "127.0.0.1",

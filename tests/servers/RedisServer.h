@@ -19,14 +19,14 @@ public:
     RedisServer() : RedisServer(Options()) {}
     explicit RedisServer(const Options& options);
 
-    /// The address for TLS; GetHost() stays the one without.
+    /// The address for TLS. GetHost() is the one without.
     std::string GetTlsHost() const { return "127.0.0.1:" + std::to_string(m_tls_port); }
 
-    /// Runs one command and gives the answer as redis-cli prints it.
-    /// Throws std::runtime_error when the answer is an error.
+    /// Runs a command, and returns the answer as redis-cli prints it. Throws std::runtime_error if
+    /// the answer is an error.
     std::string Run(const std::vector<std::string>& command);
 
-    /// Runs many commands, whose words may have any bytes. Throws when one is answered by an error.
+    /// Runs many commands, whose words may contain any bytes. Throws if an answer is an error.
     void Load(const std::vector<std::vector<std::string>>& commands);
 
 private:

@@ -15,13 +15,13 @@
 #include <string>
 #include <thread>
 
-/// What goes wrong between a search and its server.
+/// Tests of faults between a search and its server.
 template <typename Service>
 class ServerFaultsTest : public ServerPluginTest<Service> {
 protected:
     using Fault = kwlookup::FaultyProxy::Fault;
 
-    /// Searches of the long run; a tenth of them, where each takes longer.
+    /// The number of searches in the long run: a tenth where each takes longer.
 #if defined(KWLOOKUP_UNDER_ASAN)
     static constexpr int ROUNDS = 10000;
 #else
@@ -142,7 +142,7 @@ TYPED_TEST_P(ServerFaultsTest, AnswerCutAfterAnyByteIsAFault) {
     ASSERT_GT(answer, 0u);
     ASSERT_LE(answer, length);
     for (const auto fault : {TestFixture::Fault::Close, TestFixture::Fault::Reset})
-        // Logging in takes longer than the answer, and is much the same everywhere.
+        // A login has many more bytes than an answer, and most of them are alike.
         for (std::size_t bytes = 0; bytes < length; bytes += bytes < length - answer ? 7 : 1) {
             proxy.SetFault(fault, bytes);
             proxy.Disconnect();
@@ -161,7 +161,7 @@ TYPED_TEST_P(ServerFaultsTest, GarbageIsNeverAMiss) {
     holder.Init(this->List(proxy.GetHost()));
     EXPECT_EQ(this->FailureOf(holder), "found OK");
     const std::size_t length = proxy.GetForwardedBytes();
-    // Garbage may claim that more of it follows, which takes the whole time.
+    // Garbage may announce more bytes, so that the search waits until its time is over.
     holder.Init(this->List(proxy.GetHost(), this->LIMITED));
     for (std::size_t bytes = 0; bytes < length; bytes += 1 + length / 10) {
         proxy.SetFault(TestFixture::Fault::Scramble, bytes);
@@ -217,7 +217,7 @@ TYPED_TEST_P(ServerFaultsTest, LongRunLeavesNothingBehind) {
     RecordingLog::Silence();
     KwLookupHolder holder(this->m_log);
     holder.Init(this->List(this->Server().GetHost()));
-    // Some are not found, but that must not be most of them: a busy machine starts servers slowly.
+    // Some may fail, because servers start slowly on a machine under load, but not most of them.
     const auto search = [&](int rounds) {
         int found = 0;
         for (int i = 0; i < rounds || found < rounds / 10; ++i) {
@@ -227,7 +227,7 @@ TYPED_TEST_P(ServerFaultsTest, LongRunLeavesNothingBehind) {
         }
     };
     std::atomic<bool> done{false};
-    std::mutex restarting; // has memory and descriptors of its own
+    std::mutex restarting; // a restart uses memory and descriptors itself
     std::thread searches([&] {
         search(this->ROUNDS / 10);
         std::unique_lock<std::mutex> quiet(restarting);

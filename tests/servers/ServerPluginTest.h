@@ -10,17 +10,19 @@
 #include <string>
 
 #if defined(__clang__)
-// How GoogleTest's macro for typed suites is called without names.
+// GoogleTest's macro for typed suites, used without names, leaves its variadic argument empty.
 #pragma clang diagnostic ignored "-Wgnu-zero-variadic-macro-arguments"
 #endif
 
 /// A server, and lists that ask it. The suites ServerFaultsTest, ServerTlsTest and
-/// ServerThreadsTest are what every type does alike.
+/// ServerThreadsTest test what all types have in common.
 ///
-/// A program instantiates a suite with a `Service`: `GetServer()`, the server, which lives as
-/// long as the program; `GetType()`; `GetLogin()`, the settings that log in, with the password
-/// "secret of the test"; and `GetQuery()`, under which "jdoe@corp.lan" has the result "OK", and
-/// "nobody@corp.lan" is not found.
+/// A program instantiates a suite with a `Service`, which has
+///   - `GetServer()`, the server, which exists as long as the program;
+///   - `GetType()`;
+///   - `GetLogin()`, the settings for the login, with the password "secret of the test";
+///   - `GetQuery()`, which finds "jdoe@corp.lan" with the result "OK" and does not find
+///     "nobody@corp.lan".
 template <typename Service>
 class ServerPluginTest : public PluginTest {
 protected:
@@ -28,10 +30,10 @@ protected:
 
     static constexpr const char* FOUND = "jdoe@corp.lan";
     static constexpr const char* MISSED = "nobody@corp.lan";
-    /// A limit that searches reach, and as a setting.
+    /// A time limit that searches reach, and its setting.
     static constexpr Milliseconds LIMIT{1000};
     static constexpr const char* LIMITED = "Timeout=1";
-    /// What a search may take longer than its limit.
+    /// How much longer than its limit a search may take.
     static constexpr Milliseconds GRACE{100};
 
     static Service& Get() {
@@ -41,8 +43,8 @@ protected:
 
     static kwlookup::TestServer& Server() { return Get().GetServer(); }
 
-    /// A list of one item, which asks the server at `hosts`. A failure is no reason not to ask
-    /// again, and a loaded machine none to give up.
+    /// A list of one item, which asks the server at `hosts`. It tries a failed server again at
+    /// once, and its time limits are long enough for a machine under load.
     static std::string List(const std::string& hosts, const std::string& settings = "") {
         return ListOf(Get().GetQuery(), hosts, settings);
     }
@@ -81,7 +83,7 @@ protected:
         return FailureOf(holder);
     }
 
-    /// The same, without the server's name before it.
+    /// The same without the server's name.
     std::string ReasonOf(const std::string& list, const std::string& text = FOUND) {
         KwLookupHolder holder(m_log);
         holder.Init(list);
@@ -98,8 +100,8 @@ protected:
         return std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - begin);
     }
 
-    /// A search fails, and not after its limit. A machine with other work may delay it, but not
-    /// each time.
+    /// Expect that a search fails within its limit. A machine under load may delay it, but not each
+    /// time.
     static void ExpectFailsInTime(const KwLookupHolder& holder, const std::string& reason) {
         Milliseconds time{0};
         for (int i = 0; i < 20; ++i) {
@@ -112,7 +114,7 @@ protected:
         ADD_FAILURE() << "it took " << time.count() << " ms";
     }
 
-    /// A search works once the machine lets it keep within its limit.
+    /// Expect that a search succeeds. On a machine under load it may need several attempts.
     static void ExpectWorksInTime(const KwLookupHolder& holder) {
         std::string answer;
         for (int i = 0; i < 60 && answer != "found OK"; ++i) {

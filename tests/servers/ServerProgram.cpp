@@ -14,8 +14,8 @@ namespace {
 /// The user nobody, and its group, on Debian.
 constexpr uid_t NOBODY = 65534;
 
-/// Some servers reserve memory for every descriptor that they may open; on some systems that is a
-/// milliard.
+/// Some servers reserve memory for every descriptor that they may open. On some systems that is a
+/// thousand million.
 const char* const DESCRIPTORS = "--nofile=1024:1024";
 
 } // namespace
@@ -33,7 +33,7 @@ std::vector<std::string> ServerCommand(const std::vector<std::string>& arguments
                                         "--pdeathsig=KILL"};
     if (::geteuid() == 0) {
         const std::string id = std::to_string(NOBODY);
-        // Nobody cannot enter every directory where a tree may stand, such as root's home.
+        // The user nobody may have no access to the directory of the source, such as root's home.
         command.insert(command.end(), {"--reuid=" + id, "--regid=" + id, "--clear-groups",
                                        "--inh-caps=+dac_override", "--ambient-caps=+dac_override",
                                        "--securebits=+no_setuid_fixup"});

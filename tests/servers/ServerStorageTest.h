@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-/// What every type does alike that stores. The `Service` has besides `GetStored()`, the statements
-/// that make an empty table "stored" of the columns address, a text; count, an int and the primary
-/// key; and at, a time without a zone.
+/// Tests of storing that all types have in common. The `Service` also has `GetStored()`, the
+/// statements that make an empty table "stored" with the columns address, a text; count, an int and
+/// the primary key; and at, a time without a zone.
 template <typename Service>
 class ServerStorageTest : public ServerPluginTest<Service> {
 protected:
@@ -101,7 +101,7 @@ TYPED_TEST_P(ServerStorageTest, StoresOnceWhateverBecomesOfTheConnection) {
     kept.Init(this->Item(proxy.GetHost()));
     EXPECT_EQ(BatchError(kept, {this->Row(1), this->Row(2)}), "");
     const std::size_t all = proxy.GetForwardedBytes();
-    // A kept connection that is dead says nothing of the server.
+    // A dead connection does not mean that the server has failed.
     proxy.Disconnect();
     EXPECT_EQ(StoreError(kept, this->Row(3)), "");
     EXPECT_EQ(this->Count(), "3");
@@ -111,7 +111,7 @@ TYPED_TEST_P(ServerStorageTest, StoresOnceWhateverBecomesOfTheConnection) {
     for (std::size_t round = 1; round <= ROUNDS + 1; ++round) {
         proxy.SetFault(kwlookup::FaultyProxy::Fault::Close, all * round / ROUNDS);
         KwStorageHolder holder(this->m_log);
-        // Settings of its own have a connection of its own.
+        // A list with its own settings has its own connection.
         holder.Init(this->Item(proxy.GetHost(),
                                "IdleTimeout=0|MaxConnections=" + std::to_string(round + 10) + "|"));
         const int first = static_cast<int>(10 * round);

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-/// What threads do, for ThreadSanitizer too, and what a long run leaves behind.
+/// Tests of threads, also for ThreadSanitizer, and of what a long run leaves behind.
 template <typename Service>
 class ServerThreadsTest : public ServerPluginTest<Service> {
 protected:
@@ -41,7 +41,7 @@ TYPED_TEST_P(ServerThreadsTest, SearchesDuringReloads) {
     this->Run(
         [&](int thread) {
             for (int round = 0; round < 10; ++round) {
-                // Some have a list of their own, which shares the connections.
+                // Some threads have a list of their own, which shares the connections.
                 KwLookupHolder own(this->m_log);
                 if (thread % 2)
                     own.Init(list);

@@ -14,7 +14,7 @@ public:
     static constexpr const char* ADMIN = "cn=admin,dc=example,dc=test";
     static constexpr const char* ADMIN_PASSWORD = "secret of the admin";
 
-    /// `settings`: lines for the database in slapd.conf, such as access rules.
+    /// `settings` are lines for the database in slapd.conf, such as access rules.
     explicit SlapdServer(const TestCertificate* certificate = nullptr,
                          const std::string& settings = "");
 

@@ -9,19 +9,21 @@
 #include <utility>
 #include <vector>
 
-/// What every type does alike that asks an SQL server. Tests of one type derive from it too.
+/// Tests that all types for SQL servers have in common. The tests of one type derive from it too.
 ///
-/// Its `Service` has, besides what ServerPluginTest asks for: `Execute()`, which runs statements as
-/// the owner of the database and gives the rows; `GetUser()`, to whom the owner grants what the
-/// searches may do; `ChecksRightsAtEachSearch()`, where it is not done for a connection;
-/// `Quoted()`, a name as an identifier that is not a keyword; and `GetTextType()`, the type of a
-/// column of at most 100 characters of UTF-8, which are compared as they are.
+/// Besides what ServerPluginTest requires, the `Service` has
+///   - `Execute()`, which runs statements as the owner of the database, and returns the rows;
+///   - `GetUser()`, the user that searches;
+///   - `ChecksRightsAtEachSearch()`, false if the server checks rights once per connection;
+///   - `Quoted()`, a name as an identifier that is not a keyword;
+///   - `GetTextType()`, the type of a column of up to 100 characters in UTF-8 that are compared
+///     byte by byte.
 template <typename Service>
 class SqlServerTest : public ServerPluginTest<Service> {
 protected:
     using Base = ServerPluginTest<Service>;
 
-    /// A row's values as they stand in a statement.
+    /// The values of a row as written in a statement.
     using Row = std::string;
 
     static std::string Sql(const std::string& statements) {
@@ -55,7 +57,7 @@ protected:
         return Base::ListOf(statement, Base::Server().GetHost(), settings);
     }
 
-    /// What the search failed with, without the server's name before it.
+    /// The error of a search without the server's name.
     std::string FailureWith(const std::string& statement, const std::string& text = Base::FOUND,
                             const std::string& settings = "") {
         return this->ReasonOf(Item(statement, settings), text);
@@ -70,8 +72,8 @@ protected:
         EXPECT_THAT(this->ErrorOf(list), testing::HasSubstr(error)) << rest;
     }
 
-    /// Asks for each of the first addresses that would harm a statement. `table` gets rows for a
-    /// few of them, and the user may do anything with it; `holder` gets the list that asks.
+    /// Ask for addresses that would do harm in a statement. `table` gets rows for a few of them,
+    /// and the user may do anything with it. `holder` gets the list that asks.
     void AskHostileAddresses(const std::string& table, unsigned addresses, KwLookupHolder& holder) {
         const std::set<std::string> stored = {"jdoe@corp.lan", "*", "%", "_", "'", "\"", "`",
                                               "corp.lan"};
@@ -202,7 +204,7 @@ TYPED_TEST_P(SqlServerTest, TooManyRowsAreAFault) {
 TYPED_TEST_P(SqlServerTest, WhatCannotBeAskedIsAFault) {
     this->Sql("create table secrets (" + TestFixture::Columns() + ");\n");
     this->MakeTable("revoked", TestFixture::Columns());
-    // The connection can be used again, and the server is not taken for a failed one.
+    // The connection can be used again, and the server is not considered failed.
     const std::string settings = "RetryInterval=60s|MaxConnections=1";
     for (const std::string& statement :
          {this->Select("nowhere"), this->Select("access", "nothing"), this->Select("secrets")}) {
@@ -211,7 +213,7 @@ TYPED_TEST_P(SqlServerTest, WhatCannotBeAskedIsAFault) {
             << statement;
         this->ExpectWorks(this->Item(this->Get().GetQuery(), settings));
     }
-    // A right that goes away beside an open connection.
+    // A right that is revoked while a connection is open.
     KwLookupHolder holder(this->m_log);
     holder.Init(this->Item(this->Select("revoked"), settings));
     EXPECT_EQ(this->FailureOf(holder), "not found");

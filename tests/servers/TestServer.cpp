@@ -30,12 +30,12 @@ namespace {
 constexpr std::chrono::seconds START_LIMIT{60};
 constexpr std::chrono::milliseconds PAUSE{10};
 
-/// How often another port is tried.
+/// How many ports are tried.
 constexpr int PORT_TRIES = 10;
 
 struct ProcessState {
     pid_t parent = 0;
-    char state = 'X'; ///< 'X' where there is no such process
+    char state = 'X'; ///< 'X' if there is no such process
 };
 
 ProcessState StateOf(pid_t pid) {
@@ -43,7 +43,7 @@ ProcessState StateOf(pid_t pid) {
     std::string text;
     std::getline(file, text);
     ProcessState state;
-    // The name stands in parentheses and may contain any.
+    // The name is in parentheses, and may contain parentheses.
     const std::size_t end = text.rfind(") ");
     if (end != std::string::npos) {
         state.state = text[end + 2];
@@ -65,7 +65,7 @@ TestServer::~TestServer() {
 }
 
 int TestServer::FreePort() {
-    // Below the ports that the kernel gives to clients, so that it is still free after a restart.
+    // Below the ports that the kernel gives to clients, so that it is free again after a restart.
     static std::minstd_rand random{std::random_device()()};
     std::uniform_int_distribution<int> ports(10000, 30000);
     for (;;) {
@@ -116,7 +116,7 @@ void TestServer::Restart() {
         throw std::runtime_error("the server does not start again: " + GetLog());
 }
 
-/// Gives false when the server ended before it answered.
+/// Returns false if the server ended before it answered.
 bool TestServer::Launch() {
     std::vector<std::string> arguments = ServerCommand(GetCommand());
     std::vector<char*> pointers;
@@ -176,10 +176,10 @@ void TestServer::Signal(int signal) {
 }
 
 void TestServer::Stop() {
-    ::kill(m_pid, SIGSTOP); // so that it starts no others meanwhile
+    ::kill(m_pid, SIGSTOP); // so that it starts no further processes
     ::waitpid(m_pid, nullptr, WUNTRACED);
     Signal(SIGSTOP);
-    // A busy machine delivers the signal late.
+    // A machine under load delivers the signal late.
     for (char state = 'R'; state != 'T' && state != 'X' && state != 'Z';
          state = StateOf(m_pid).state)
         std::this_thread::sleep_for(PAUSE);
@@ -197,7 +197,7 @@ void TestServer::Kill() {
     for (const pid_t process : processes)
         ::kill(process, SIGKILL);
     ::waitpid(m_pid, nullptr, 0);
-    // The others belong to whoever adopts them, who need not reap them.
+    // Its children belong to another process now, which may not reap them.
     for (const pid_t process : processes)
         for (char state = 'R'; process != m_pid && state != 'X' && state != 'Z';
              state = StateOf(process).state)

@@ -10,8 +10,8 @@
 
 namespace kwlookup {
 
-/// A server on 127.0.0.1 at a free port, with a directory of its own for data and socket.
-/// It dies with the thread that started it last, and with this object.
+/// A server on 127.0.0.1 at a free port, with a directory of its own for data and socket. It ends
+/// with this object, and with the thread that started it last.
 class TestServer {
 public:
     TestServer(const TestServer&) = delete;
@@ -19,36 +19,36 @@ public:
     virtual ~TestServer();
 
     int GetPort() const { return m_port; }
-    /// How an option Hosts names it.
+    /// The server as a value of Hosts.
     std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
     std::string GetUnixHost() const { return "unix:" + GetSocketPath(); }
     virtual std::string GetSocketPath() const { return m_dir.Path("socket"); }
 
-    /// The process that was started; servers have more of them.
+    /// The process that was started. A server may have further ones.
     pid_t GetPid() const { return m_pid; }
 
     /// Ends all its processes at once, as a crash does.
     void Kill();
 
-    /// Stop all its processes: the kernel still accepts connections, but they get no answer.
+    /// Stops all its processes. The kernel still accepts connections, but they get no answer.
     void Stop();
     void Continue();
 
     /// Kills it, starts it at the same port with the same data, and waits until it answers.
     void Restart();
 
-    /// Makes it show this certificate from now on. Restarts it.
+    /// Restarts it with this certificate.
     void UseCertificate(const TestCertificate& certificate);
 
-    /// What it has written to standard output and error.
+    /// Its standard output and error.
     std::string GetLog() const;
 
 protected:
     /// With `certificate`, it speaks TLS.
     explicit TestServer(const TestCertificate* certificate = nullptr);
 
-    /// Starts it for the first time; if somebody has taken the port, at another one.
-    /// Constructors call it when all that GetCommand() reads is there.
+    /// Starts it for the first time, at another port if the first one is in use. A constructor
+    /// calls it when everything is ready for GetCommand().
     void Start();
 
     const TempDir& GetDir() const { return m_dir; }
@@ -63,7 +63,8 @@ protected:
     /// The program and its arguments.
     virtual std::vector<std::string> GetCommand() const = 0;
 
-    /// Whether it answers already; asked until it does. May throw std::runtime_error for no.
+    /// True if it answers already. Called until it does. May throw std::runtime_error instead of
+    /// returning false.
     virtual bool Answers() = 0;
 
 private:

@@ -22,7 +22,7 @@ using namespace kwlookup;
 
 namespace {
 
-/// What openssl says of the certificate that the server shows.
+/// The output of openssl about the server's certificate.
 std::string VerifyTls(const std::string& host, const std::string& ca_file,
                       const std::string& protocol = "") {
     std::vector<std::string> arguments = {"/usr/bin/env", "openssl", "s_client",   "-connect", host,
@@ -142,7 +142,7 @@ TEST(TestServers, SlapdKeepsItsDataOverACrash) {
 TEST(TestServers, StoppedServerGoesOn) {
     PostgresServer server;
     server.Stop();
-    // A busy machine takes a moment to stop it.
+    // A machine under load needs a moment to stop it.
     for (int i = 0; i < 1000 && StateOf(server.GetPid()) != 'T'; ++i)
         ::usleep(10000);
     EXPECT_EQ(StateOf(server.GetPid()), 'T');
