@@ -12,7 +12,8 @@ bool IsUtf8(std::string_view text) {
         };
         const unsigned first = byte(i);
         std::size_t more = 0;
-        // What the second byte may be: it keeps out what has a shorter form, or stands for nothing.
+        // The bounds of the second byte exclude overlong forms, surrogates and other numbers that
+        // are no characters.
         unsigned least = 0x80, most = 0xbf;
         if (first >= 0xc2 && first <= 0xdf) {
             more = 1;

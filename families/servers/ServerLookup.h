@@ -70,7 +70,7 @@ protected:
         });
         const std::string stale = cache.TakeStaleReason();
         if (!stale.empty())
-            Warn("old answers stand in: " + stale);
+            Warn("old answers are used: " + stale);
         if (!answer->IsFound())
             return false;
         if (res)

@@ -31,7 +31,7 @@ constexpr std::size_t LONGEST_PACKET = 16 << 20;
 /// Every server accepts values of this length.
 constexpr std::size_t SHORT_VALUE = 4096;
 
-/// More than a message has besides the value.
+/// Longer than all of a message but the value.
 constexpr std::size_t MESSAGE_HEAD = 1024;
 
 /// Methods of authentication that neither ask at the terminal nor send the password in plain text.

@@ -14,11 +14,11 @@ namespace kwlookup {
 /// Finds, in one pass over a text, the patterns whose required literals the text contains.
 ///
 /// A table has the rarest piece of each literal: 4 bytes, or 3 of a literal of 3 bytes. At each
-/// position of the text, a bitmap tells whether the bytes there may be such a piece. Only then are
+/// position of the text, a bitmap shows whether the bytes there may be such a piece. Only then are
 /// the literals compared.
 ///
 /// Cost of a search: 1 to 2 ns a byte, and about 10 ns for each literal found. Memory: about 40
-/// bytes a literal besides its text.
+/// bytes a literal, in addition to its text.
 /// Threads: any number may search once Build() has returned.
 class LiteralIndex {
 public:

@@ -26,14 +26,14 @@ protected:
         m_settings.max_rows = 10;
     }
 
-    /// The first call, before any threads are started, makes it.
+    /// Made by the first call, before any threads are started.
     AnswerCache& Cache() {
         if (!m_cache)
             m_cache = std::make_unique<AnswerCache>(m_settings);
         return *m_cache;
     }
 
-    /// The result, "miss", or what is thrown.
+    /// The result, "miss", or the exception.
     std::string Ask(const std::string& question) {
         try {
             const auto answer = Cache().Get(question, Deadline(seconds(10)), [&](Answer& empty) {

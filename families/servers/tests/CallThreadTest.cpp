@@ -82,7 +82,7 @@ TEST(CallThread, FewAreLeftBehind) {
     }
     EXPECT_EQ(left, 16);
     gate.set_value();
-    // They end, and others can be made.
+    // They end, and new ones can be started.
     CallThread thread{Deadline(GENEROUS)};
     thread.Do(Deadline(GENEROUS), [] {});
 }

@@ -41,7 +41,7 @@ TEST(PerProcess, AChildHasItsOwnAndLeavesThatOfItsParent) {
     if (child == 0) {
         bool good = one->Get().get() != of_parent && count == 2;
         one.reset();
-        good &= count == 1; // that of the parent, which was not destroyed
+        good &= count == 1; // the parent's object, which is not destroyed
         ::_exit(good ? 0 : 1);
     }
     int status = -1;

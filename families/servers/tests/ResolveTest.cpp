@@ -24,7 +24,7 @@ Server Named(const std::string& host) {
     return server;
 }
 
-/// The addresses, joined by blanks, or what is thrown.
+/// The addresses, joined by blanks, or the exception.
 std::string Resolved(const Server& server, milliseconds time) {
     try {
         std::string hosts;
@@ -58,7 +58,7 @@ TEST(Resolve, LeavesAResolverThatHangs) {
               "too many name look-ups do not end");
     EXPECT_EQ(Resolved(Named("127.0.0.1"), milliseconds(0)), "127.0.0.1");
     hanging.reset();
-    // The last thread may still be at its end.
+    // The last thread may still be ending.
     std::string resolved;
     for (int i = 0; i < 1000 && resolved != "127.0.0.1"; ++i) {
         std::this_thread::sleep_for(milliseconds(10));

@@ -19,7 +19,7 @@ using testing::ElementsAre;
 constexpr std::chrono::milliseconds LONG(60000);
 constexpr std::chrono::milliseconds SHORT(50);
 
-/// What GetOrder() throws; empty when it does not.
+/// The exception of GetOrder(), or empty.
 std::string DownReason(ServerHealth& health) {
     try {
         health.GetOrder();
@@ -67,7 +67,7 @@ TEST(ServerHealth, FailsAtOnceWhileAllAreDown) {
     EXPECT_THAT(health.GetOrder(), ElementsAre(1, 0));
 }
 
-/// What `observe()` gives, which may be late on a machine with other work, but not each time.
+/// The result of `observe()`, which may be late on a machine under load, but not each time.
 template <typename Observe>
 std::string Observed(const std::string& expected, Observe&& observe) {
     std::string seen;
@@ -76,7 +76,7 @@ std::string Observed(const std::string& expected, Observe&& observe) {
     return seen;
 }
 
-/// The numbers, or what is thrown.
+/// The numbers, or the exception.
 std::string OrderOf(ServerHealth& health) {
     try {
         std::string order;

@@ -13,7 +13,7 @@
 namespace kwlookup {
 namespace {
 
-/// The statement and the value that go to the server for `text`.
+/// The statement and the value that are sent to the server for `text`.
 std::string Sent(const SelectQuery& query, const std::string& text) {
     static const Expander expander;
     std::string value;

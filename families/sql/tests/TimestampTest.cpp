@@ -90,9 +90,9 @@ TEST(Timestamp, NowIsNow) {
         std::tm parts{};
         const std::time_t before = std::time(nullptr);
         ASSERT_TRUE(::strptime(Read(text).c_str(), "%Y-%m-%d %H:%M:%S", &parts));
-        const std::time_t told = ::timegm(&parts);
-        EXPECT_GE(told, before);
-        EXPECT_LE(told, std::time(nullptr));
+        const std::time_t now = ::timegm(&parts);
+        EXPECT_GE(now, before);
+        EXPECT_LE(now, std::time(nullptr));
     }
 }
 

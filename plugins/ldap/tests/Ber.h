@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/// Reads and writes BER (ITU-T X.690) by itself, to see what the client library made.
+/// Reads and writes BER (ITU-T X.690) independently, to check what the client library wrote.
 namespace ber {
 
 constexpr unsigned char INTEGER = 0x02;
@@ -17,14 +17,15 @@ constexpr unsigned char SEQUENCE = 0x30;
 constexpr unsigned char SET = 0x31;
 constexpr unsigned char CONSTRUCTED = 0x20;
 
-/// An element, with those in it behind it.
+/// An element, with the elements that it contains.
 struct Node {
     int depth;
     unsigned char tag;
-    std::string bytes; ///< of one that holds no others
+    std::string bytes; ///< the content of an element that contains no others
 };
 
-/// Takes the head of an element off `text`: its tag and its length. False when it is not all there.
+/// Remove the tag and the length of an element from the start of `text`. False if they are
+/// incomplete.
 inline bool TakeHead(std::string_view& text, unsigned char& tag, std::size_t& length) {
     std::string_view rest = text;
     const auto take = [&rest] {
@@ -47,7 +48,7 @@ inline bool TakeHead(std::string_view& text, unsigned char& tag, std::size_t& le
     return true;
 }
 
-/// The size of the first element of `text`, or 0 when it is not all there.
+/// The size of the first element of `text`, or 0 if it is incomplete.
 inline std::size_t SizeOfFirst(std::string_view text) {
     const std::size_t size = text.size();
     unsigned char tag = 0;
@@ -71,7 +72,7 @@ inline void Read(std::string_view text, int depth, std::vector<Node>& nodes) {
     }
 }
 
-/// The tree of `text`.
+/// Parse `text`.
 inline std::vector<Node> Read(std::string_view text) {
     std::vector<Node> nodes;
     Read(text, 0, nodes);

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// All tests of this program run in an environment that would spoil every search.
+/// All tests of this program run in an environment that would make every search fail.
 const bool ENVIRONMENT_IS_BAD = [] {
     for (const auto& [name, value] :
          {std::pair("LDAPURI", "ldap://nowhere.example"), std::pair("LDAPBASE", "dc=nowhere"),
@@ -101,7 +101,7 @@ protected:
         return ListOf(query, hosts, settings);
     }
 
-    /// What the search failed with, without the server's name before it.
+    /// The error of a search without the server's name.
     std::string FailureWith(const std::string& query, const std::string& settings = "",
                             const std::string& text = FOUND) {
         return ReasonOf(Item(query, settings), text);
@@ -284,7 +284,7 @@ TEST_F(LdapPluginTest, SaslLogsInAsTheUserOfTheProcess) {
                hosts + "|" + settings + "|(mail=$s)\"";
     };
     ExpectWorks(item(Server().GetUnixHost(), "Sasl=external"));
-    // Who has not logged in does not see that there is an entry.
+    // Without a login, the entry is invisible.
     EXPECT_EQ(FailureOf(item(Server().GetUnixHost(), "Referrals=no")),
               Server().GetUnixHost() + ": No such object");
 

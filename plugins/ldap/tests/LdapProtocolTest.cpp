@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What servers may say that slapd never does.
+// Answers that servers may give, but slapd never does.
 #include "plugins/ldap/tests/Ber.h"
 #include "plugins/ldap/tests/ScriptedLdapServer.h"
 #include "support/PluginSupport.h"
@@ -45,7 +45,7 @@ protected:
         }
     }
 
-    /// Such a list fails when its time is over, and then soon. A machine with other work may delay
+    /// Expect that such a search fails soon after its time is over. A machine under load may delay
     /// it, but not each time.
     void ExpectFailsInTime(const std::string& hosts, const std::string& settings,
                            const std::string& reason) {
@@ -208,7 +208,7 @@ TEST_F(LdapProtocolTest, ValuesAreTakenByName) {
         values = test.values;
         EXPECT_EQ(Outcome(list), test.outcome);
     }
-    // Whoever wants no result looks at no values.
+    // Without a result string, values are not examined.
     name = "commonName";
     EXPECT_THAT(Outcome(List(server.GetHost(), "Attributes=")), StartsWith("found"));
 }
@@ -247,7 +247,7 @@ protected:
         return "ldap://" + server.GetHost() + rest;
     }
 
-    /// A server that refers to `urls`, in its result and in the midst of a search.
+    /// A server that refers to `urls`, in its result and between entries.
     static Server::Script Result(const Texts& urls) {
         return [urls](const std::string& request) {
             return Server::Result(request, LDAP_REFERRAL, "", urls);
@@ -270,7 +270,7 @@ TEST_F(LdapFollowTest, ReferralsAreFaultsUnlessTheyAreFollowed) {
                                                         Url(there) + ", and Referrals is off");
     EXPECT_EQ(Outcome(List(result.GetHost(), "Referrals=yes")), "found OK");
     EXPECT_EQ(Outcome(List(reference.GetHost(), "Referrals=yes")), "found here OK");
-    // The other server's miss and its faults count as well.
+    // A miss or a fault of the other server is the answer too.
     Server missing([](const std::string& request) { return Server::Result(request, 0); });
     Server misses(Result({Url(missing)}));
     EXPECT_EQ(Outcome(List(misses.GetHost(), "Referrals=yes")), "not found");

@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/// What becomes of a template, "nothing" where nothing is asked, or the error.
+/// The expanded template, "nothing" if there is nothing to ask, or the error.
 template <typename Read>
 std::string Expand(Read read, const std::string& text, const std::string& searched, int flags = 0) {
     const LogClass log("template");
@@ -98,7 +98,7 @@ TEST(LdapFilter, ReadsFilters) {
         {"(1.02=x)", "wrong filter '(1.02=x)': '1.02' before here is no attribute, at byte 6"},
         {"(1=x)", "wrong filter '(1=x)': '1' before here is no attribute, at byte 3"},
         {"(cn;=x)", "wrong filter '(cn;=x)': 'cn;' before here is no attribute, at byte 5"},
-        // Codes elsewhere than in a value.
+        // Codes outside values.
         {"($u=x)", "wrong filter '($u=x)': '$u' before here is no attribute, at byte 4"},
         {"$s", "wrong filter '$s': '$s' before here is no attribute, at byte 3"},
         {"(cn:$u:=x)",

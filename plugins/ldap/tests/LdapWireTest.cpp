@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a search sends for any text is what it sends for a harmless one, but for the values.
+// The request of a search differs only in its values, whatever the text is.
 #include "plugins/ldap/tests/Ber.h"
 #include "plugins/ldap/tests/ScriptedLdapServer.h"
 #include "servers/HostileAddress.h"
@@ -17,7 +17,7 @@ using namespace kwlookup;
 
 namespace {
 
-/// The searched text, and what stands before and behind its first '@'.
+/// The searched text, and the parts before and after its first '@'.
 struct Parts {
     explicit Parts(const std::string& searched) : text(searched) {
         const std::size_t at = text.find('@');
@@ -60,7 +60,7 @@ protected:
         RecordingLog::Silence();
     }
 
-    /// The last request. Empty when there was none since the last call.
+    /// The last request, or empty if there was none since the last call.
     std::string TakeRequest() {
         const std::lock_guard<std::mutex> lock(m_lock);
         return std::move(m_request);
@@ -80,7 +80,7 @@ private:
     }
 };
 
-/// A filter and what its values must be; a base of which the first value counts.
+/// A filter with the values that it must have, and a base with its first value.
 struct Template {
     std::string base;
     std::string filter;
@@ -113,7 +113,7 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
          },
          [](const Parts& parts) { return "uid=" + parts.user; }},
     };
-    // For more of them; five million take a quarter of an hour.
+    // To run more cases: five million take a quarter of an hour.
     const char* const wanted = std::getenv("KWLOOKUP_HOSTILE_ADDRESSES");
     const auto rounds = static_cast<unsigned>(wanted ? std::atoi(wanted) : Rounds(ADDRESSES));
     for (std::size_t t = 0; t < std::size(templates); ++t) {

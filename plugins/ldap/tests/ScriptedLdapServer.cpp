@@ -85,7 +85,7 @@ bool ScriptedLdapServer::Serve(Connection& connection) {
     while (const std::size_t size = ber::SizeOfFirst(connection.received)) {
         const std::string answer = m_script(connection.received.substr(0, size));
         connection.received.erase(0, size);
-        // Nobody may be there any more to read it.
+        // The client may have gone, so ignore errors.
         while (::send(connection.socket.Get(), answer.data(), answer.size(), MSG_NOSIGNAL) > 0 &&
                m_endless) {
         }

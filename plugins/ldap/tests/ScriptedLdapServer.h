@@ -10,10 +10,11 @@
 #include <thread>
 #include <vector>
 
-/// Answers as a test wants it, for what slapd never says, at a port of 127.0.0.1.
+/// A server at a port of 127.0.0.1 that gives the answers of a test, for those that slapd never
+/// gives.
 class ScriptedLdapServer {
 public:
-    /// Gives what to send back for a request, all bytes of it. Called by the server's thread.
+    /// Returns the bytes to send back for a request. Called by the server's thread.
     using Script = std::function<std::string(const std::string& request)>;
 
     /// With `endless`, it sends each answer again and again.
@@ -24,18 +25,18 @@ public:
 
     std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
 
-    // Parts of answers. The number of a request is that of its answer.
+    // Parts of answers. An answer has the number of its request.
     static std::string Entry(const std::string& request, const std::string& name,
                              const std::vector<std::string>& values);
     static std::string Reference(const std::string& request, const std::vector<std::string>& urls);
-    /// The last part; in a Result of another operation, `tag` is that of its answer.
+    /// The last part. `tag` is the type of the answer, which depends on the operation.
     static std::string Result(const std::string& request, int code, const std::string& text = "",
                               const std::vector<std::string>& urls = {}, unsigned char tag = 0x65);
     /// A message with the number of another request.
     static std::string WithNumber(const std::string& request, std::string_view operation);
 
     static bool IsSearch(const std::string& request);
-    /// The name of the entry that a search begins at.
+    /// The base of a search.
     static std::string BaseOf(const std::string& request);
 
 private:

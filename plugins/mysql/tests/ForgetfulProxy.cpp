@@ -11,7 +11,7 @@ using namespace kwlookup;
 
 namespace {
 
-/// How often it looks whether there is something else to do.
+/// How often the thread checks for requests of the test.
 constexpr int PAUSE_MS = 5;
 
 sockaddr_in Loopback(int port) {
@@ -26,7 +26,7 @@ FileDescriptor Socket() {
     return FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
 }
 
-/// Empty when there is no more.
+/// Empty at the end.
 std::string Receive(const FileDescriptor& from) {
     char bytes[16384];
     const ssize_t got = ::recv(from.Get(), bytes, sizeof(bytes), 0);

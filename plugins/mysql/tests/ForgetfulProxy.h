@@ -8,8 +8,8 @@
 #include <string>
 #include <thread>
 
-/// Stands on 127.0.0.1 before a server and forwards one connection. It can have the server forget
-/// the session's statements, as a pooler between does, and ask for files, as an enemy does.
+/// A proxy on 127.0.0.1 that forwards one connection to a server. It can make the server drop the
+/// session's statements, as a connection pooler does, and request files, as an attacker does.
 class ForgetfulProxy {
 public:
     explicit ForgetfulProxy(int server_port);
@@ -20,13 +20,13 @@ public:
     int GetPort() const { return m_port; }
     int GetAcceptedCount() const { return m_accepted; }
 
-    /// Resets the session, of which no question is open. Returns when the server has done so.
+    /// Resets the session while no question is open. Returns when the server has done so.
     void Forget();
 
-    /// Has the server ask for a file of the client's in place of its next answer.
+    /// Replaces the server's next answer by a request for a file of the client.
     void AskForFile(const std::string& name);
 
-    /// What the client has sent since it was asked.
+    /// The bytes that the client has sent since the request.
     std::string GetSent();
 
 private:
@@ -44,7 +44,7 @@ private:
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_forget{false};
     std::mutex m_lock;
-    std::string m_file; ///< to ask for; empty: none
+    std::string m_file; ///< to request; empty for none
     std::string m_sent;
     std::thread m_thread;
 };

@@ -105,7 +105,7 @@ TEST_F(MysqlPluginTest, WhatTheServerRefusesIsAFault) {
     EXPECT_THAT(FailureWith(Select("access"), FOUND, "User=locked"),
                 HasSubstr("this account is locked"));
     Sql("revoke select on test.* from kw@'%'");
-    // The server is not taken for a failed one.
+    // The server is not considered failed.
     ExpectWorks(Item(Get().GetQuery(), "RetryInterval=60s"));
 }
 
@@ -127,7 +127,7 @@ TEST_F(MysqlPluginTest, OnlyTextsAndWholeNumbersAreCompared) {
         ExpectAnswer(Item(select), "9007199254740993", 0, {true, " exact", "9007199254740993"});
         EXPECT_EQ(AskList(Item(select), "9007199254740992"), Miss());
         EXPECT_EQ(AskList(Item(select), "-12"), Miss());
-        // The server would read the number at their beginning.
+        // The server would read the number at the start and ignore the rest.
         for (const std::string& text : {"12abc"s, "abc"s, " 12"s, "12 "s, "012"s, "+12"s, "12.0"s,
                                         "1e1"s, "0x0c"s, "12\0"s, "-0"s, "99999999999999999999"s})
             EXPECT_EQ(FailureWith(select, text), no_number) << text;
@@ -275,19 +275,19 @@ TEST_F(MysqlPluginTest, BytesOutsideOfTheCharacterSet) {
     for (const std::string& text : {"j\0"s, "\0j"s, "j\xff"s, "j\xc0\xaf"s, "j\xed\xa0\x80"s,
                                     "j\xf4\x90\x80\x80"s, "j\xc3"s, latin})
         EXPECT_EQ(AskList(Item(Select("utf8")), text), Miss()) << text;
-    // Another column may hold bytes that somebody means by them.
+    // A column of another character set may contain these bytes, so it is an error.
     for (const std::string& text : {"j\xff"s, "j\xc0\xaf"s, "j\xc3"s, latin})
         EXPECT_EQ(FailureWith(Select("latin"), text), other) << text;
     ExpectAnswer(Item(Select("utf8")), utf8, 0, {true, " umlaut", utf8});
     ExpectAnswer(Item(Select("latin")), utf8, 0, {true, " umlaut", utf8});
     ExpectAnswer(Item(Select("latin"), "Charset=latin1"), latin, 0, {true, " umlaut", latin});
     ExpectAnswer(Item(Select("utf8"), "Charset=latin1"), latin, 0, {true, " umlaut", latin});
-    // It cannot hold a letter of another alphabet.
+    // It cannot contain a letter of another alphabet.
     EXPECT_EQ(AskList(Item(Select("latin")), "\u0416"), Miss());
     ExpectAnswer(Item(Select("bytes")), "j\xff", 0, {true, " bytes", "j\xff"});
     ExpectAnswer(Item(Select("bytes")), "j\0"s, 0, {true, " nul", "j\0"s});
     ExpectAnswer(Item(Select("bytes")), latin, 0, {true, " umlaut", latin});
-    // Some collations take a NUL for nothing, as the page says.
+    // Some collations ignore NUL bytes, as the page says.
     ExpectAnswer(Item(Select("folding0")), "a\0b"s, 0, {true, " folded", "a\0b"s});
 }
 
@@ -356,7 +356,7 @@ protected:
 };
 
 TEST_F(MysqlTlsTest, WithoutTlsOfTheServerNothingIsSent) {
-    // It has not been given a certificate yet.
+    // The server has no certificate yet.
     FaultyProxy proxy(Server().GetPort());
     for (const std::string& settings : {Trusting(), Trusting("|TlsVerify=no")}) {
         const std::string failure = FailureOf(List(proxy.GetHost(), settings));

@@ -21,7 +21,7 @@ protected:
 
     static std::string Key(int i) { return "user" + std::to_string(i) + "@corp.lan"; }
 
-    /// How many keys are found with their values; a fault is not found.
+    /// The number of keys found with their values. A fault does not count.
     static int Found(const KwLookupHolder& holder) {
         int found = 0;
         for (int i = 0; i < KEYS; ++i) {
@@ -35,7 +35,7 @@ protected:
         return found;
     }
 
-    /// The number of a node that is a master.
+    /// The index of a master.
     int Master() {
         for (int i = 0; i < RedisCluster::NODES; ++i)
             if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
@@ -43,7 +43,7 @@ protected:
         throw std::runtime_error("no master");
     }
 
-    /// How many commands `name` a node was sent.
+    /// How many commands `name` a node has received.
     long Calls(int node, const std::string& name) {
         const std::string stats = m_cluster.Node(node).Run({"INFO", "commandstats"});
         const std::string start = "cmdstat_" + name + ":calls=";

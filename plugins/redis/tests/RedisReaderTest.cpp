@@ -82,7 +82,7 @@ TEST(RedisReader, RefusesGarbage) {
 }
 
 TEST(RedisReader, HasLimits) {
-    // Much is claimed and little sent.
+    // Much is announced and little is sent.
     EXPECT_EQ(Read("*2147483647\r\n", 1), " ...");
     std::string many = "*200000\r\n";
     for (int i = 0; i < 200000; ++i)

@@ -7,8 +7,8 @@
 
 namespace kwlookup {
 
-/// A server's view of what is sent: its arguments. Throws std::runtime_error unless it is exactly
-/// one request.
+/// The arguments of a request, as a server reads them. Throws std::runtime_error unless the text is
+/// exactly one request.
 inline std::vector<std::string> ParseRequest(const std::string& request) {
     std::size_t at = 0;
     const auto number = [&](char type) {

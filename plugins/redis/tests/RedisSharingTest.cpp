@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the servers, the connections and the kept answers of many searches have to do with each
-// other.
+// Several items and searches that share servers, connections and kept answers.
 #include "plugins/redis/tests/RedisSupport.h"
 
 #include <netinet/in.h>
@@ -130,7 +129,7 @@ TEST_F(RedisSharingTest, AHostThatDropsPacketsCostsNoMoreThanTheConnectTimeout) 
     const auto time = TimeOf([&] { ExpectFound(holder); });
     EXPECT_GE(time, seconds(1));
     EXPECT_LT(time, seconds(45));
-    // It is left alone then.
+    // Then it is not asked.
     const auto later = TimeOf([&] {
         for (int i = 0; i < 100; ++i)
             ExpectFound(holder);
@@ -188,7 +187,7 @@ TEST_F(RedisSharingTest, AtMostMaxConnectionsAreMade) {
         thread.join();
     EXPECT_LE(proxy.GetAcceptedCount(), 2);
 
-    // Who gets none waits no longer than its time.
+    // A search that gets none waits no longer than its time.
     server.Stop();
     KwLookupHolder impatient(m_log);
     impatient.Init(Item(proxy.GetHost(), "MaxConnections=1|Timeout=1|RetryInterval=0|GET $s"));
@@ -233,7 +232,7 @@ TEST_F(RedisSharingTest, AnswersAreKeptOnRequest) {
     for (int i = 0; i < 10; ++i)
         ExpectFound(holder);
     EXPECT_THAT(RecordingLog::Texts(LEVEL_WARN),
-                ElementsAre("lookup_redis: old answers stand in: " + server.GetHost() +
+                ElementsAre("lookup_redis: old answers are used: " + server.GetHost() +
                             ": Connection refused"));
     EXPECT_EQ(SearchError(holder, "empty"), server.GetHost() + ": Connection refused");
 

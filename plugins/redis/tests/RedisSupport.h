@@ -16,7 +16,7 @@ class RedisTest : public PluginTest {
 protected:
     using Clock = std::chrono::steady_clock;
 
-    /// What a search may take longer than its limit.
+    /// How much longer than its limit a search may take.
     static constexpr std::chrono::milliseconds LATE{100};
 
     static RedisServer& SharedServer() {
@@ -37,13 +37,13 @@ protected:
                      {"ZADD", "scores", "2.5", "jdoe@corp.lan"}});
     }
 
-    /// A list of one item, which a loaded machine is no reason to give up.
+    /// A list of one item, with time limits that are long enough for a machine under load.
     static std::string Item(const std::string& hosts, const std::string& rest = "GET $s") {
         return "\"redis:OnError=exception|Timeout=60|ConnectTimeout=60|Hosts=" + hosts + "|" +
                rest + "\"";
     }
 
-    /// Why a search fails; "" when it does not.
+    /// The error of a search, or "".
     static std::string SearchError(const KwLookupHolder& holder,
                                    const std::string& text = "jdoe@corp.lan") {
         try {
@@ -54,12 +54,12 @@ protected:
         return "";
     }
 
-    /// A search that must find "OK".
+    /// Expect that a search finds "OK".
     static void ExpectFound(const KwLookupHolder& holder) {
         EXPECT_EQ(Ask(holder, "jdoe@corp.lan"), (Answer{true, " OK", "jdoe@corp.lan"}));
     }
 
-    /// How long a call takes.
+    /// The time that a call takes.
     template <typename Call>
     static std::chrono::milliseconds TimeOf(Call&& call) {
         const auto begin = Clock::now();
@@ -67,8 +67,8 @@ protected:
         return std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - begin);
     }
 
-    /// A call takes no longer than its limit. A machine with other work may delay it, but not each
-    /// time.
+    /// Expect that a call takes no longer than its limit. A machine under load may delay it, but
+    /// not each time.
     template <typename Call>
     static void ExpectInTime(std::chrono::milliseconds limit, Call&& call) {
         std::chrono::milliseconds time{0};
@@ -78,7 +78,7 @@ protected:
         ADD_FAILURE() << "it took " << time.count() << " ms";
     }
 
-    /// Asks until `holds()`, for half a minute at most.
+    /// Ask until `holds()`, for half a minute at most.
     template <typename Condition>
     static bool Eventually(Condition holds) {
         for (int i = 0; i < 3000; ++i) {

@@ -53,7 +53,7 @@ std::string Names(const std::vector<Server>& servers) {
 }
 
 TEST(SlotTable, KnowsTheSlotOfAKey) {
-    // As CLUSTER KEYSLOT says.
+    // From CLUSTER KEYSLOT.
     EXPECT_EQ(SlotTable::SlotOf("123456789"), 12739u);
     EXPECT_EQ(SlotTable::SlotOf("foo"), 12182u);
     EXPECT_EQ(SlotTable::SlotOf(""), 0u);

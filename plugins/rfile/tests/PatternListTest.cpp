@@ -432,7 +432,7 @@ TEST(PatternListTest, TheTimeLimitIsForAllPatternsTogether) {
     EXPECT_EQ(Find(list, text, limits), -1);
 }
 
-// To make the machine code of so many patterns takes longer than the limit.
+// Making the machine code of so many patterns takes longer than the limit.
 TEST(PatternListTest, MakingMachineCodeIsNotSearchTime) {
     const auto first_search = [](const std::string& pattern) -> std::string {
         PatternList list("f");
@@ -448,7 +448,7 @@ TEST(PatternListTest, MakingMachineCodeIsNotSearchTime) {
         }
     };
     for (const std::string pattern : {"bounce-[0-9]{", "^[a-z][0-9]{"}) {
-        // A machine with other work may stop any search for longer than its time, but not each.
+        // A machine under load may delay any search beyond its time, but not each one.
         std::string outcome;
         for (int i = 0; i < 10 && outcome != "-1"; ++i)
             outcome = first_search(pattern);

@@ -55,7 +55,7 @@ TEST_F(SqliteStorageTest, StoresEveryKindOfValueInEveryTypeOfColumn) {
         std::string column;
         std::string type;
         std::string value;
-        std::string stored; ///< its type, and what it is as an expression
+        std::string stored; ///< its type and, as an expression, its value
     };
     const Case cases[] = {
         {"integer", "int", "-42", "integer -42"},
@@ -120,13 +120,13 @@ TEST_F(SqliteStorageTest, AValueThatIsMissingOrOfAnotherTypeStoresNothing) {
     EXPECT_EQ(StoreError(holder, Record({{"address", "a"}, {"cuont", "1"}})), "'count' is missing");
     EXPECT_EQ(StoreError(holder, Seen("a", "one")), "'count' is not an int");
     EXPECT_EQ(Sql("select count(*) from seen"), "0\n");
-    // Where a failure is to be ignored it is told to the log.
+    // An ignored failure is logged.
     holder.Init("\"sqlite:Database=" + m_name + "|" + INSERT + "\"");
     RecordingLog::Reset();
     EXPECT_EQ(StoreError(holder, Seen("a", "one")), "");
     EXPECT_THAT(RecordingLog::Texts(log4cxx::Level::LEVEL_ERROR),
                 ElementsAre("lookup_sqlite: 'count' is not an int"));
-    // A batch is told of it all the same.
+    // A batch throws nevertheless.
     EXPECT_EQ(BatchError(holder, {Seen("a"), Seen("b", "x")}), "1: 'count' is not an int");
     EXPECT_EQ(Sql("select count(*) from seen"), "0\n");
 }
@@ -160,7 +160,7 @@ TEST_F(SqliteStorageTest, AnItemEitherSearchesOrStores) {
             holder.Init(Item(text));
             EXPECT_THAT(TakeErrors(), ElementsAre(HasSubstr("cannot read the statement")));
         }
-    // A host that mixes them up.
+    // A host that confuses them.
     storage.Init(Item());
     KwLookupHolder lookup(m_log);
     lookup.Init(select);
@@ -225,7 +225,7 @@ TEST_F(SqliteStorageTest, AStatementThatLastsIsAnError) {
     EXPECT_EQ(Sql("select count(*) from seen"), "0\n");
 }
 
-/// While it is there, files can be no longer than this.
+/// Limits the length of files while it exists.
 class FileLimit {
 public:
     explicit FileLimit(rlim_t bytes) {

@@ -355,7 +355,8 @@ TEST_F(KwFileLookupTest, ALoggerThatFailsFindsTheFileLoaded) {
     RecordingLog::FailOn("loaded");
     const std::string name = m_dir.Write("new", "new");
     EXPECT_THROW(m_list.Init(name), std::runtime_error);
-    EXPECT_THAT(RecordsOf(m_list), ElementsAre("new")) << "it tells of what it has done";
+    EXPECT_THAT(RecordsOf(m_list), ElementsAre("new"))
+        << "the file is loaded before the line is logged";
     EXPECT_EQ(m_list.GetDescription(), name);
 }
 
