@@ -31,22 +31,22 @@ void CheckBadItem(const BadItem& bad) {
         "kwlookup: error: Error in init lookup [" + bad.item + "]: " + bad.reason;
     const std::string list = "before, " + bad.item + ", after";
 
-    ProgramResult result = RunTool({"find", list, "before", "x", "after"});
+    ProgramResult result = RunTool({"--type", "away", "find", list, "before", "x", "after"});
     EXPECT_EQ(result.status, Found);
     EXPECT_EQ(result.out, "before\tbefore\nafter\tafter\n");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
-    result = RunTool({"find", list, "x", "-"}, "y\n");
+    result = RunTool({"--type", "away", "find", list, "x", "-"}, "y\n");
     EXPECT_EQ(result.status, Unavailable);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
-    result = RunTool({"find", "--strict", list, "before", "-"}, "after\n");
+    result = RunTool({"--type", "away", "find", "--strict", list, "before", "-"}, "after\n");
     EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, testing::StartsWith(error));
 
-    result = RunTool({"check", list});
+    result = RunTool({"--type", "away", "check", list});
     EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, "2 objects, 2 records, 1 error\n");
     EXPECT_THAT(result.err, testing::StartsWith(error));
@@ -106,9 +106,9 @@ TEST(ToolBadInput, UnknownTypes) {
              BadItem{"nosuch:x", "unknown id 'nosuch'\n"},
              BadItem{"../x:y", "unknown id '../x'\n"},
              BadItem{"/tmp/x:y", "unknown id '/tmp/x'\n"},
-             BadItem{"oracle:x", "Cannot load shared library libkw_lookup_oracle.so because "
-                                 "libkw_lookup_oracle.so: cannot open shared object file"},
-             BadItem{"ORACLE:", "Cannot load shared library libkw_lookup_oracle.so because "},
+             BadItem{"away:x", "Cannot load shared library libkw_lookup_away.so because "
+                               "libkw_lookup_away.so: cannot open shared object file"},
+             BadItem{"AWAY:", "Cannot load shared library libkw_lookup_away.so because "},
          })
         CheckBadItem(bad);
 }

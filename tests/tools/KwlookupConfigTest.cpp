@@ -127,14 +127,14 @@ TEST_F(ToolConfig, CheckReadsEverySectionAndReportsPlaces) {
                      "[lookup_rfile]\n"
                      "MaxLength = 1x\n"
                      "Result = no such key here\n"
-                     "[lookup_oracle]\n"
+                     "[lookup_away]\n"
                      "[lookup_file]\n"
                      "[regex]\n");
-    const ProgramResult result = RunTool({"--config", m_conf, "check"});
+    const ProgramResult result = RunTool({"--config", m_conf, "--type", "away", "check"});
     EXPECT_EQ(result.status, BadList);
     EXPECT_EQ(result.out, m_conf + ": 5 sections, 4 errors\n");
     for (const char* part : {":4: bad value for 'MaxLength' in [lookup_rfile]",
-                             ":5: unknown key 'Result' in [lookup_rfile]", ":6: [lookup_oracle]: ",
+                             ":5: unknown key 'Result' in [lookup_rfile]", ":6: [lookup_away]: ",
                              ":7: [lookup_file]: no plug-in type has this section",
                              ":8: [regex]: no plug-in type has this section"})
         EXPECT_THAT(result.err, HasSubstr(m_conf + part));

@@ -198,13 +198,14 @@ std::string BytesOf(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// Run the tool with the plug-in of the type "oracle" in `dir`.
+/// Run the tool with the plug-in of the type "away" in `dir`.
 ProgramResult RunWithPluginIn(const TempDir& dir, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--type", "away"});
     return RunProgram(WithTimeLimit(std::move(arguments)), "",
                       {"LD_LIBRARY_PATH=" + dir.Path("") + ":" PLUGIN_DIR});
 }
 
-const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_oracle.so because ";
+const std::string NOT_LOADED = "Cannot load shared library libkw_lookup_away.so because ";
 
 /// The end of the parts of a library that the loader maps; the rest is for debuggers.
 std::size_t MappedBytes(const std::string& library) {
@@ -224,7 +225,7 @@ TEST(ToolFault, ATruncatedPluginIsReported) {
     const TempDir dir;
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
     ASSERT_GT(whole.size(), 10000u);
-    const std::string name = dir.Path("libkw_lookup_oracle.so");
+    const std::string name = dir.Path("libkw_lookup_away.so");
     const std::size_t mapped = MappedBytes(whole);
     std::size_t cut_short = 0;
     constexpr std::size_t PARTS = 31;
@@ -232,19 +233,19 @@ TEST(ToolFault, ATruncatedPluginIsReported) {
         SCOPED_TRACE(part);
         // Not in place, because a process may have mapped the file.
         std::filesystem::remove(name);
-        dir.Write("libkw_lookup_oracle.so", whole.substr(0, mapped * part / PARTS));
-        const ProgramResult check = RunWithPluginIn(dir, {"check", "oracle:x"});
+        dir.Write("libkw_lookup_away.so", whole.substr(0, mapped * part / PARTS));
+        const ProgramResult check = RunWithPluginIn(dir, {"check", "away:x"});
         const ProgramResult types = RunWithPluginIn(dir, {"types"});
         EXPECT_EQ(types.status, Found);
         if (part == PARTS) {
             EXPECT_EQ(check.status, Found) << check.err;
-            EXPECT_THAT(types.out, HasSubstr("oracle\tplug-in\n"));
+            EXPECT_THAT(types.out, HasSubstr("away\tplug-in\n"));
             continue;
         }
         EXPECT_EQ(check.status, BadList);
         EXPECT_THAT(check.err,
-                    StartsWith("kwlookup: error: Error in init lookup [oracle:x]: " + NOT_LOADED));
-        EXPECT_THAT(types.out, HasSubstr("oracle\tnot available: " + NOT_LOADED));
+                    StartsWith("kwlookup: error: Error in init lookup [away:x]: " + NOT_LOADED));
+        EXPECT_THAT(types.out, HasSubstr("away\tnot available: " + NOT_LOADED));
         cut_short += check.err.find(name + ": the file is cut short\n") != std::string::npos;
     }
     EXPECT_EQ(cut_short, PARTS - 1) << "the loader itself sees that a file is empty";
@@ -252,7 +253,7 @@ TEST(ToolFault, ATruncatedPluginIsReported) {
 
 TEST(ToolFault, APluginThatIsNotALibraryIsReported) {
     const TempDir dir;
-    const std::string name = dir.Path("libkw_lookup_oracle.so");
+    const std::string name = dir.Path("libkw_lookup_away.so");
     const std::string whole = BytesOf(PLUGIN_DIR "/libkw_lookup_regex.so");
     const auto with_byte = [&](std::size_t at, char byte) {
         std::string bytes = whole;
@@ -272,15 +273,15 @@ TEST(ToolFault, APluginThatIsNotALibraryIsReported) {
     };
     for (const auto& c : cases) {
         std::filesystem::remove(name);
-        dir.Write("libkw_lookup_oracle.so", c.bytes);
-        const ProgramResult result = RunWithPluginIn(dir, {"check", "oracle:x"});
+        dir.Write("libkw_lookup_away.so", c.bytes);
+        const ProgramResult result = RunWithPluginIn(dir, {"check", "away:x"});
         EXPECT_EQ(result.status, BadList);
         EXPECT_THAT(result.err, HasSubstr(NOT_LOADED));
         EXPECT_THAT(result.err, HasSubstr(c.reason));
     }
     std::filesystem::remove(name);
     ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
-    const ProgramResult fifo = RunWithPluginIn(dir, {"check", "oracle:x"});
+    const ProgramResult fifo = RunWithPluginIn(dir, {"check", "away:x"});
     EXPECT_EQ(fifo.status, BadList);
     EXPECT_THAT(fifo.err, HasSubstr(NOT_LOADED + name + ": not a regular file\n"));
 }

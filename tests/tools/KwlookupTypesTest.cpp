@@ -30,10 +30,6 @@ TEST(ToolTypes, ListsTheKnownTypes) {
     const std::string out = "\n" + result.out;
     EXPECT_THAT(out, HasSubstr("\nfile\tbuilt in\n"));
     EXPECT_THAT(out, HasSubstr("\nldap\tplug-in\n"));
-    EXPECT_THAT(out,
-                testing::ContainsRegex("\noracle\tnot available: Cannot load shared library "
-                                       "libkw_lookup_oracle.so because libkw_lookup_oracle.so: "
-                                       "cannot open shared object file"));
 }
 
 TEST(ToolTypes, SaysWhichPluginsAreBuilt) {
@@ -45,6 +41,11 @@ TEST(ToolTypes, SaysWhichPluginsAreBuilt) {
         "\n" + RunProgram(ToolArguments({"types"}), "", {"LD_LIBRARY_PATH=" PLUGIN_DIR}).out;
     for (const std::string& entry : known) {
         const std::size_t equals = entry.find('=');
+        if (entry == "oracle") { // its client library is no package
+            EXPECT_THAT(out, HasSubstr("\noracle\tplug-in, without its client library: "
+                                       "libclntsh.so: cannot open shared object file"));
+            continue;
+        }
         EXPECT_THAT(out,
                     HasSubstr(equals == std::string::npos ? "\n" + entry + "\tplug-in\n"
                                                           : "\n" + entry.substr(0, equals) +

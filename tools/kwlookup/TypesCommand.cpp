@@ -19,7 +19,8 @@ std::string Describe(const std::string& type) {
         return "built in";
     try {
         KwObjectHolder::CheckPlugin(type);
-        return "plug-in";
+        const std::string missing = WhyNoLibrary(type);
+        return missing.empty() ? "plug-in" : "plug-in, without its client library: " + missing;
     } catch (...) {
         const std::string reason = CaughtReason();
         const std::string not_built = WhyNotBuilt(type);

@@ -5,8 +5,10 @@
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
 #include "objects/PluginSection.h"
+#include "text/SharedLibrary.h"
 
 #include <map>
+#include <stdexcept>
 #include <vector>
 
 namespace kwlookup {
@@ -59,6 +61,17 @@ std::string WhyNoTypeName(const std::string& type) {
 std::string WhyNotBuilt(const std::string& type) {
     const auto found = OwnTypes().find(type);
     return found == OwnTypes().end() ? std::string() : found->second;
+}
+
+std::string WhyNoLibrary(const std::string& type) {
+    if (type != "oracle")
+        return std::string();
+    try {
+        SharedLibrary library("libclntsh.so");
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return std::string();
 }
 
 } // namespace kwlookup

@@ -21,4 +21,8 @@ std::string WhyNoTypeName(const std::string& type);
 /// Why the plug-in of `type` was not built with this tool; empty if it was built, or is not ours.
 std::string WhyNotBuilt(const std::string& type);
 
+/// Why the library that the plug-in of `type` opens at run time cannot be opened; empty if it can,
+/// or if the plug-in opens none. Opens it.
+std::string WhyNoLibrary(const std::string& type);
+
 } // namespace kwlookup
