@@ -60,6 +60,8 @@ LogBackend& LogBackend::Instance() {
 }
 
 spdlog::level::level_enum LogBackend::SpdlogLevel(log4cxx::Level::LevelEnum level) {
+    if (level == LEVEL_NOTICE)
+        return spdlog::level::info;
     switch (level) {
     case log4cxx::Level::LEVEL_DEBUG:
         return spdlog::level::debug;

@@ -9,6 +9,10 @@
 
 namespace kwlookup {
 
+/// The level of a program's own notices, which are neither errors nor warnings.
+/// LogClass::forcedLog() writes them as "info". The library has no such messages.
+constexpr auto LEVEL_NOTICE = static_cast<log4cxx::Level::LevelEnum>(4);
+
 /// The destination of log messages.
 enum class LogTarget { StandardError, Syslog, File };
 

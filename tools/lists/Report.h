@@ -32,6 +32,11 @@ inline void ReportWarning(const LogClass& log, const std::string& text) {
     LogText(log, log4cxx::Level::LEVEL_WARN, text);
 }
 
+/// Report what went well. Such lines are written at any level.
+inline void ReportNotice(const LogClass& log, const std::string& text) {
+    LogText(log, LEVEL_NOTICE, text);
+}
+
 /// The message of the exception being handled. A plug-in may throw anything.
 inline std::string CaughtReason() {
     try {

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/lists/ListKeeper.h"
+
+#include "kwlog/Logging.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "tools/kwlookupd/lists/Reloader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <future>
+#include <stdexcept>
+
+using namespace kwlookup;
+using testing::HasSubstr;
+using testing::Not;
+using Kind = ListKeeper::LoadResult::Kind;
+
+namespace {
+
+const LogClass KEEPER_LOG("kwlookupd");
+
+std::string Lines(int first, int last) {
+    std::string lines;
+    for (int i = first; i <= last; ++i)
+        lines += "host" + std::to_string(i) + ".lan\n";
+    return lines;
+}
+
+/// Lists of one file, "hosts", and what was published.
+class ListKeeperTest : public testing::Test {
+protected:
+    ListKeeperTest() { RecordingLog::Reset(); }
+
+    std::vector<ListSettings> Settings(const std::string& objects) {
+        ListSettings settings;
+        settings.name = "hosts";
+        settings.objects = objects;
+        settings.settle = std::chrono::milliseconds(0);
+        return {settings};
+    }
+
+    void Write(const std::string& text) {
+        m_dir.Write("new", text);
+        std::filesystem::rename(m_dir.Path("new"), m_dir.Path("hosts"));
+    }
+
+    bool Has(const std::string& text) {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        Reply reply;
+        m_published->Ask(text, false, reply);
+        return reply.outcome == Outcome::Found;
+    }
+
+    const TempDir m_dir;
+    const std::string m_file = m_dir.Path("hosts");
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    ListKeeper::List m_published;
+    int m_publications = 0;
+    ListKeeper m_lists{Settings("file:" + m_file), KEEPER_LOG,
+                       [this](std::size_t, const ListKeeper::List& list) {
+                           const std::lock_guard<std::mutex> guard(m_lock);
+                           m_published = list;
+                           ++m_publications;
+                           m_changed.notify_all();
+                       }};
+};
+
+} // namespace
+
+TEST_F(ListKeeperTest, ReplacesAListWhole) {
+    Write(Lines(1, 100));
+    EXPECT_EQ(m_lists.Load(0, false).text, "+100 -0 =0");
+    Write(Lines(11, 120));
+    const ListKeeper::LoadResult result = m_lists.Load(0, false);
+    EXPECT_EQ(result.kind, Kind::Swapped);
+    EXPECT_EQ(result.text, "+20 -10 =90");
+    EXPECT_FALSE(Has("host10.lan"));
+    EXPECT_TRUE(Has("host120.lan"));
+    EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Unchanged);
+    const ListState state = m_lists.GetState(0);
+    EXPECT_TRUE(state.loaded);
+    EXPECT_EQ(state.generation, 3u);
+    EXPECT_EQ(state.records, 110u);
+    EXPECT_EQ(state.fault, "");
+    EXPECT_THAT(RecordingLog::Texts(LEVEL_NOTICE),
+                testing::Contains("list hosts: loaded, +20 -10 =90"));
+}
+
+TEST_F(ListKeeperTest, KeepsAListThatCannotBeLoaded) {
+    EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Failed);
+    EXPECT_EQ(m_publications, 0);
+    EXPECT_FALSE(m_lists.GetState(0).loaded);
+    EXPECT_EQ(m_lists.GetState(0).fault, "the list has errors");
+    Write(Lines(1, 10));
+    m_lists.Load(0, false);
+    std::filesystem::remove(m_file);
+    EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Failed);
+    EXPECT_TRUE(Has("host1.lan"));
+    EXPECT_THAT(RecordingLog::Texts(ERROR),
+                testing::Contains("list hosts: the list has errors; the old list stays in use"));
+}
+
+TEST_F(ListKeeperTest, RefusesAListThatHasShrunkTooMuch) {
+    const struct {
+        int before, after;
+        Kind kind;
+    } cases[] = {{10, 8, Kind::Swapped}, {10, 7, Kind::Refused},  {10, 0, Kind::Refused},
+                 {1, 0, Kind::Refused},  {0, 0, Kind::Unchanged}, {0, 5, Kind::Swapped}};
+    for (const auto& each : cases) {
+        Write(Lines(1, each.before));
+        m_lists.Load(0, true);
+        Write(Lines(1, each.after));
+        EXPECT_EQ(m_lists.Load(0, false).kind, each.kind) << each.before << " " << each.after;
+    }
+    Write(Lines(1, 10));
+    m_lists.Load(0, true);
+    Write("");
+    EXPECT_EQ(m_lists.Load(0, false).text,
+              "the new list has 0 records, the old one 10, and MaxShrink is 20 %; 'kwlookupd ctl "
+              "reload hosts --force' takes it");
+    EXPECT_TRUE(Has("host1.lan"));
+    EXPECT_EQ(m_lists.Load(0, true).kind, Kind::Swapped);
+    EXPECT_FALSE(Has("host1.lan"));
+}
+
+TEST_F(ListKeeperTest, GoesBackToTheListBefore) {
+    Write("old.lan\n");
+    m_lists.Load(0, false);
+    EXPECT_THROW(m_lists.Rollback(0), std::runtime_error);
+    Write("new.lan\n");
+    m_lists.Load(0, false);
+    EXPECT_EQ(m_lists.Rollback(0).text, "1 records");
+    EXPECT_TRUE(Has("old.lan"));
+    EXPECT_EQ(m_lists.GetState(0).fault, "rolled back");
+    m_lists.Rollback(0);
+    EXPECT_TRUE(Has("new.lan"));
+}
+
+TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
+    Write("one.lan\n");
+    m_lists.Load(0, false);
+    Reloader reloader(m_lists, [](std::size_t, const ListKeeper::LoadResult&) {});
+    reloader.Start();
+    const auto wait_for = [this](const std::string& text) {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, std::chrono::seconds(60), [&] {
+            Reply reply;
+            m_published->Ask(text, false, reply);
+            return reply.outcome == Outcome::Found;
+        });
+    };
+    Write("one.lan\ntwo.lan\n");
+    EXPECT_TRUE(wait_for("two.lan")) << "a new file under the old name";
+    m_dir.Write("hosts", "one.lan\ntwo.lan\nthree.lan\n");
+    EXPECT_TRUE(wait_for("three.lan")) << "the same file with other content";
+    std::filesystem::remove(m_file);
+    m_dir.Write("hosts", "one.lan\ntwo.lan\nthree.lan\nfour.lan\n");
+    EXPECT_TRUE(wait_for("four.lan")) << "a file that was missing for a while";
+}
+
+TEST_F(ListKeeperTest, WaitsUntilAChangedFileHasRested) {
+    std::vector<ListSettings> settings = Settings("file:" + m_file);
+    settings[0].settle = std::chrono::hours(1);
+    Write("one.lan\n");
+    int loads = 0;
+    ListKeeper lists(settings, KEEPER_LOG, [&](std::size_t, const ListKeeper::List&) { ++loads; });
+    lists.Load(0, false);
+    {
+        Reloader reloader(lists, [](std::size_t, const ListKeeper::LoadResult&) {});
+        reloader.Start();
+        Write("two.lan\n");
+        // It looks at the files between two jobs.
+        for (int i = 0; i < 100; ++i) {
+            std::promise<void> done;
+            reloader.Post([&] { done.set_value(); });
+            done.get_future().wait();
+        }
+    }
+    EXPECT_EQ(loads, 1);
+}

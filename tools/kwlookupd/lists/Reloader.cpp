@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/lists/Reloader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+/// How often to look at the files: seldom where the system reports changes, since some are missed.
+constexpr std::chrono::seconds PERIOD_WITH_WATCH{30};
+constexpr std::chrono::seconds PERIOD_WITHOUT{2};
+
+std::string DirectoryOf(const std::string& file) {
+    const std::size_t slash = file.rfind('/');
+    return slash == std::string::npos ? "." : file.substr(0, slash + 1);
+}
+
+} // namespace
+
+Reloader::Reloader(ListKeeper& lists,
+                   std::function<void(std::size_t, const ListKeeper::LoadResult&)> loaded)
+    : m_lists(lists), m_loaded(std::move(loaded)), m_seen(lists.GetCount()) {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    m_wake_read = FileDescriptor(ends[0]);
+    m_wake_write = FileDescriptor(ends[1]);
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+}
+
+Reloader::~Reloader() {
+    if (!m_thread.joinable())
+        return;
+    Post([this] { m_stop = true; });
+    m_thread.join();
+}
+
+void Reloader::Start() {
+    m_thread = std::thread([this] { Run(); });
+}
+
+void Reloader::Post(std::function<void()> job) {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_jobs.push_back(std::move(job));
+    // A full pipe wakes it as well.
+    static_cast<void>(!::write(m_wake_write.Get(), "", 1));
+}
+
+ListKeeper::LoadResult Reloader::Load(std::size_t number, bool force) {
+    const ListKeeper::LoadResult result = m_lists.Load(number, force);
+    m_loaded(number, result);
+    return result;
+}
+
+void Reloader::Run() {
+    for (std::size_t i = 0; i < m_seen.size(); ++i)
+        m_seen[i] = {m_lists.GetFiles(i), Time()};
+    WatchDirectories();
+    while (!m_stop) {
+        if (const std::function<void()> job = TakeJob()) {
+            job();
+            continue;
+        }
+        const Time now = std::chrono::steady_clock::now();
+        const auto wait =
+            std::chrono::ceil<std::chrono::milliseconds>(LookAtFiles(now) - now).count();
+        std::array<pollfd, 2> ready = {pollfd{m_wake_read.Get(), POLLIN, 0},
+                                       pollfd{m_watch.GetDescriptor(), POLLIN, 0}};
+        ::poll(ready.data(), ready.size(), static_cast<int>(std::max<decltype(wait)>(wait, 0)));
+        if (ready[1].revents != 0) {
+            m_watch.Clear();
+            WatchDirectories();
+        }
+    }
+}
+
+std::function<void()> Reloader::TakeJob() {
+    std::array<char, 256> bytes;
+    while (::read(m_wake_read.Get(), bytes.data(), bytes.size()) > 0) {
+    }
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (m_jobs.empty())
+        return nullptr;
+    std::function<void()> job = std::move(m_jobs.front());
+    m_jobs.pop_front();
+    return job;
+}
+
+/// Loads the lists whose files have changed and rested. Returns when to look again.
+Reloader::Time Reloader::LookAtFiles(Time now) {
+    Time next = now + (m_watches_all ? PERIOD_WITH_WATCH : PERIOD_WITHOUT);
+    for (std::size_t i = 0; i < m_lists.GetCount(); ++i) {
+        const ListSettings& settings = m_lists.GetSettings(i);
+        std::vector<FileStamp> files = StampFiles(settings.objects);
+        if (!(files == m_seen[i].files))
+            m_seen[i] = {files, now};
+        if (files == m_lists.GetFiles(i))
+            continue;
+        const Time rested = m_seen[i].since + settings.settle;
+        if (rested <= now)
+            Load(i, false);
+        else
+            next = std::min(next, rested);
+    }
+    return next;
+}
+
+void Reloader::WatchDirectories() {
+    std::set<std::string> directories;
+    for (const Seen& seen : m_seen)
+        for (const FileStamp& file : seen.files)
+            directories.insert(DirectoryOf(file.name));
+    m_watches_all = m_watch.Watch(directories);
+}
+
+} // namespace kwlookup

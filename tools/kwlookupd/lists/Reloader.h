@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/DirectoryWatch.h"
+#include "text/FileDescriptor.h"
+#include "tools/kwlookupd/lists/ListKeeper.h"
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace kwlookup {
+
+/// Loads lists aside, in a thread of its own: when it is asked to, and when their files have
+/// changed.
+///
+/// A changed file is loaded when it has rested for the time Settle of its list. Changes are noticed
+/// at once where the system reports them, and otherwise by looking at the files now and then.
+class Reloader {
+public:
+    /// Keeps the reference. `loaded` is called in the reloader's thread after each load.
+    Reloader(ListKeeper& lists,
+             std::function<void(std::size_t number, const ListKeeper::LoadResult& result)> loaded);
+    /// Waits for the load that is running.
+    ~Reloader();
+    Reloader(const Reloader&) = delete;
+    Reloader& operator=(const Reloader&) = delete;
+
+    /// Starts the thread. Lists are loaded by nobody else from then on.
+    void Start();
+
+    /// Calls `job` in the reloader's thread. Threads: any.
+    void Post(std::function<void()> job);
+
+    /// Loads a list. For jobs only.
+    ListKeeper::LoadResult Load(std::size_t number, bool force);
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    /// The files of a list when they were looked at last.
+    struct Seen {
+        std::vector<FileStamp> files;
+        Time since; ///< when they became like this
+    };
+
+    void Run();
+    std::function<void()> TakeJob();
+    Time LookAtFiles(Time now);
+    void WatchDirectories();
+
+    ListKeeper& m_lists;
+    const std::function<void(std::size_t, const ListKeeper::LoadResult&)> m_loaded;
+    DirectoryWatch m_watch;
+    bool m_watches_all = false;
+    std::vector<Seen> m_seen;
+    FileDescriptor m_wake_read;
+    FileDescriptor m_wake_write;
+    std::mutex m_lock;
+    std::deque<std::function<void()>> m_jobs;
+    bool m_stop = false;
+    std::thread m_thread;
+};
+
+} // namespace kwlookup
