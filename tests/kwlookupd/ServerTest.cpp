@@ -1,0 +1,379 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/net/Server.h"
+
+#include "kwlookupd/Client.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/lists/Plugin.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <future>
+#include <poll.h>
+#include <stdexcept>
+#include <string>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using kwlookup::DoorConfig;
+using kwlookup::ListGeneration;
+using kwlookup::Server;
+using kwlookup::ServerSettings;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const LogClass SERVER_LOG("lists");
+
+std::string Net(const std::string& payload) {
+    return std::to_string(payload.size()) + ":" + payload + ",";
+}
+
+std::shared_ptr<const ListGeneration> MakeList(const std::string& objects) {
+    kwlookup::ListSettings settings;
+    settings.name = "list";
+    settings.objects = objects;
+    return std::make_shared<ListGeneration>(settings, SERVER_LOG, nullptr);
+}
+
+/// Waits until `holds`, for at most 30 seconds.
+template <typename Condition>
+bool Becomes(const Condition& holds) {
+    for (int i = 0; i < 3000; ++i) {
+        if (holds())
+            return true;
+        std::this_thread::sleep_for(milliseconds(10));
+    }
+    return false;
+}
+
+/// A server with the lists "fast" (in memory), "slow" (waits 20 ms), "stuck" (1 s) and "none" (not
+/// loaded), and with a socketmap door on TCP and UNIX sockets and a tcp door.
+class ServerTest : public testing::Test {
+protected:
+    ServerTest() {
+        RecordingLog::Reset(WARN);
+        kwlookup::RegisterType("waiting");
+        m_socketmap.name = "maps";
+        m_socketmap.protocol = "socketmap";
+        m_socketmap.addresses = {"127.0.0.1:0", "[::1]:0", "unix:" + m_dir.Path("maps")};
+        m_socketmap.lists = {{"fast", 0}, {"slow", 1}, {"stuck", 2}, {"none", 3}};
+        m_tcp.name = "tables";
+        m_tcp.protocol = "tcp";
+        m_tcp.addresses = {"127.0.0.1:0"};
+        m_tcp.lists = {{"fast", 0}};
+        m_settings.io_threads = 2;
+    }
+    ~ServerTest() override { Stop(); }
+
+    void Start() {
+        std::vector<Server::OpenDoor> doors;
+        for (const DoorConfig& config : {m_socketmap, m_tcp})
+            doors.push_back({config, kwlookup::MakeDoor(config)});
+        m_server = std::make_unique<Server>(m_settings, std::move(doors));
+        m_server->SetList(0, MakeList("jdoe@corp.lan yes, root@corp.lan, big@corp.lan " +
+                                      std::string(60000, 'b')));
+        m_server->SetList(1, MakeList("waiting:20"));
+        m_server->SetList(2, MakeList("waiting:1000"));
+        m_thread = std::thread([this] { m_server->Run(); });
+    }
+    void Stop() {
+        if (m_thread.joinable()) {
+            m_server->Stop();
+            m_thread.join();
+        }
+        m_server.reset();
+    }
+
+    std::string Maps() const { return m_server->GetAddresses(0).at(2); }
+
+    /// The answer to one request on a new connection.
+    std::string Ask(const std::string& request) const {
+        Client client(Maps());
+        client.Send(Net(request));
+        client.End();
+        return client.ReceiveAll();
+    }
+
+    TempDir m_dir;
+    ServerSettings m_settings;
+    DoorConfig m_socketmap, m_tcp;
+    std::unique_ptr<Server> m_server;
+    std::thread m_thread;
+};
+
+} // namespace
+
+TEST_F(ServerTest, AnswersAtEachAddress) {
+    Start();
+    for (const std::string& address : m_server->GetAddresses(0)) {
+        Client client(address);
+        for (int i = 0; i < 3; ++i) {
+            client.Send(Net("fast JDoe@corp.lan") + Net("fast nobody@corp.lan"));
+            EXPECT_EQ(client.Receive(21), "6:OK yes,9:NOTFOUND ,") << address;
+        }
+    }
+    Client client(m_server->GetAddresses(1).at(0));
+    client.Send("get jdoe@corp.lan\nget x\n");
+    EXPECT_EQ(client.Receive(24), "200 yes\n500 not%20found\n");
+    EXPECT_THAT(m_server->GetAddresses(0), ElementsAre(HasSubstr("127.0.0.1:"), HasSubstr("[::1]:"),
+                                                       "unix:" + m_dir.Path("maps")));
+}
+
+TEST_F(ServerTest, AnswersAfterAHalfClose) {
+    Start();
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
+    EXPECT_EQ(Ask("slow slow@corp.lan"), Net("OK waited"));
+    EXPECT_EQ(Ask("none jdoe@corp.lan"), Net("TEMP the list has not been loaded"));
+    EXPECT_EQ(Ask("other jdoe@corp.lan"), Net("PERM unknown list"));
+}
+
+TEST_F(ServerTest, SendsTheAnswerToGarbageBeforeItCloses) {
+    Start();
+    Client client(m_server->GetAddresses(0).at(0));
+    // More than is read at once: closing with unread bytes would reset the connection.
+    client.Send(Net("fast jdoe@corp.lan") + "garbage" + std::string(300000, 'x'));
+    EXPECT_EQ(client.ReceiveAll(), "6:OK yes," + Net("PERM malformed request"));
+}
+
+TEST_F(ServerTest, AnswersPipelinedRequestsInOrder) {
+    m_settings.max_in_flight = 40;
+    Start();
+    std::string requests, answers;
+    for (int i = 0; i < 3000; ++i) {
+        const int kind = i * 7 % 11;
+        const bool waits = i % 500 < 8;
+        requests += Net((waits      ? "slow slow"
+                         : kind < 5 ? "fast jdoe"
+                                    : "fast none") +
+                        std::string("@corp.lan"));
+        answers += waits ? Net("OK waited") : kind < 5 ? "6:OK yes," : "9:NOTFOUND ,";
+    }
+    for (const std::size_t piece : {std::string::npos, std::size_t{1000}, std::size_t{7}}) {
+        Client client(Maps());
+        std::thread sender([&] {
+            for (std::size_t i = 0; i < requests.size(); i += std::min(piece, requests.size()))
+                client.Send(std::string_view(requests).substr(i, piece));
+        });
+        EXPECT_TRUE(client.Receive(answers.size()) == answers) << piece;
+        sender.join();
+    }
+}
+
+TEST_F(ServerTest, AnswersInTime) {
+    m_settings.answer_time = milliseconds(100);
+    Start();
+    Client client(Maps());
+    client.Send(Net("fast jdoe@corp.lan") + Net("stuck slow@corp.lan") + Net("fast jdoe@corp.lan"));
+    EXPECT_EQ(client.Receive(9), "6:OK yes,");
+    EXPECT_EQ(client.Receive(27), "14:TEMP timed out,6:OK yes,");
+    // The connection goes on, and the late answer is not given to another request.
+    for (int i = 0; i < 15; ++i) {
+        client.Send(Net("slow slow@corp.lan") + Net("fast none@corp.lan"));
+        EXPECT_EQ(client.Receive(24), "9:OK waited,9:NOTFOUND ,");
+    }
+}
+
+TEST_F(ServerTest, RefusesWhatIsTooMuchForTheWorkers) {
+    m_settings.workers = 1;
+    m_settings.max_in_flight = 5000;
+    m_settings.answer_time = milliseconds(100);
+    Start();
+    Client client(Maps());
+    std::string requests;
+    for (int i = 0; i < 3000; ++i)
+        requests += Net("stuck slow@corp.lan");
+    client.Send(requests);
+    client.End();
+    const std::string answers = client.ReceiveAll();
+    EXPECT_THAT(answers, HasSubstr(Net("TEMP too many requests are waiting")));
+    EXPECT_THAT(answers, HasSubstr(Net("TEMP timed out")));
+    EXPECT_EQ(std::count(answers.begin(), answers.end(), ','), 3000);
+}
+
+TEST_F(ServerTest, StopsReadingWhileAClientDoesNotTakeAnswers) {
+    Start();
+    Client client(Maps());
+    std::string requests;
+    for (int i = 0; i < 100; ++i)
+        requests += Net("fast big@corp.lan");
+    const std::string answers = Net("OK " + std::string(60000, 'b'));
+    std::atomic<int> sent{0};
+    std::thread sender([&] {
+        for (int i = 0; i < 50; ++i, ++sent)
+            client.Send(requests);
+    });
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,"); // others are served
+    for (int i = 0; i < 5000; ++i)
+        ASSERT_TRUE(client.Receive(answers.size()) == answers) << i;
+    sender.join();
+}
+
+TEST_F(ServerTest, SurvivesConnectionsCutAfterEachByte) {
+    Start();
+    const std::string requests = Net("fast jdoe@corp.lan") + Net("slow slow@corp.lan");
+    const std::string answers = "6:OK yes," + Net("OK waited");
+    for (std::size_t i = 0; i <= requests.size(); ++i) {
+        Client closed(Maps());
+        closed.Send(std::string_view(requests).substr(0, i));
+        Client reset(m_server->GetAddresses(0).at(0));
+        reset.Send(std::string_view(requests).substr(0, i));
+        const linger now{1, 0};
+        ::setsockopt(reset.GetSocket(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        Client ended(Maps());
+        ended.Send(std::string_view(requests).substr(0, i));
+        ended.End();
+        const std::string expected = i == requests.size() ? answers
+                                     : i >= 22            ? answers.substr(0, 9)
+                                                          : std::string();
+        EXPECT_EQ(ended.ReceiveAll(), expected) << i;
+    }
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        Client client(Maps());
+        client.Send(requests);
+        EXPECT_EQ(client.Receive(i), answers.substr(0, i));
+    }
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
+}
+
+TEST_F(ServerTest, LetsClientsWaitWhileItHasTooManyConnections) {
+    m_settings.max_connections = 3;
+    Start();
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 6; ++i) {
+        clients.push_back(std::make_unique<Client>(Maps()));
+        clients.back()->Send(Net("fast jdoe@corp.lan"));
+    }
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(clients[static_cast<std::size_t>(i)]->Receive(9), "6:OK yes,");
+    EXPECT_FALSE(clients[3]->HasInput(100));
+    Client other(m_server->GetAddresses(1).at(0)); // of another door
+    other.Send("get jdoe@corp.lan\n");
+    EXPECT_EQ(other.Receive(8), "200 yes\n");
+    for (std::size_t i = 0; i < 3; ++i) {
+        clients[i].reset();
+        EXPECT_EQ(clients[i + 3]->Receive(9), "6:OK yes,");
+    }
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::Contains("door maps has 3 connections; more clients must wait"));
+}
+
+TEST_F(ServerTest, GoesOnAfterDescriptorsRanOut) {
+    Start();
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
+    Client waiting(Maps()); // has its descriptor already
+    waiting.Send(Net("fast jdoe@corp.lan"));
+    EXPECT_EQ(waiting.Receive(9), "6:OK yes,");
+    rlimit old{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+    rlimit low = old;
+    low.rlim_cur = 64;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    std::vector<kwlookup::FileDescriptor> held;
+    for (int fd = 0; (fd = ::dup(0)) >= 0;)
+        held.emplace_back(fd);
+    held.pop_back();
+    Client client(Maps()); // takes the last one
+    client.Send(Net("fast jdoe@corp.lan"));
+    EXPECT_TRUE(Becomes([] { return !RecordingLog::Texts(WARN).empty(); }));
+    waiting.Send(Net("fast none@corp.lan")); // is still served
+    EXPECT_EQ(waiting.Receive(12), "9:NOTFOUND ,");
+    held.clear();
+    EXPECT_EQ(client.Receive(9), "6:OK yes,");
+    ::setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::Each("door maps: cannot accept connections: Too many open files"));
+}
+
+TEST_F(ServerTest, ClosesIdleConnectionsIfToldTo) {
+    m_settings.idle_time = std::chrono::seconds(1);
+    Start();
+    Client client(Maps());
+    EXPECT_EQ(client.ReceiveAll(), "");
+}
+
+TEST_F(ServerTest, SwapsListsWithoutAWrongAnswer) {
+    Start();
+    std::atomic<bool> stop{false};
+    std::vector<std::future<int>> clients;
+    for (int i = 0; i < 4; ++i)
+        clients.push_back(std::async(std::launch::async, [&] {
+            Client client(Maps());
+            int answers = 0;
+            for (; !stop; ++answers) {
+                client.Send(Net("fast jdoe@corp.lan"));
+                const std::string answer = client.Receive(9);
+                if (answer != "6:OK yes," && answer != "6:OK new,")
+                    return -1;
+            }
+            return answers;
+        }));
+    const auto old_list = MakeList("jdoe@corp.lan yes"), new_list = MakeList("jdoe@corp.lan new");
+    std::atomic<int> done{0};
+    for (int i = 0; i < 50; ++i) {
+        m_server->SetList(0, i % 2 == 0 ? old_list : new_list, [&] { ++done; });
+        std::this_thread::sleep_for(milliseconds(5));
+    }
+    EXPECT_TRUE(Becomes([&] { return done == 50; }));
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK new,");
+    EXPECT_EQ(old_list.use_count(), 1); // the loops have let go of it
+    stop = true;
+    for (std::future<int>& client : clients)
+        EXPECT_GT(client.get(), 0);
+    m_server->SetList(0, nullptr, [&] { ++done; });
+    EXPECT_TRUE(Becomes([&] { return done == 51; }));
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), Net("TEMP the list has not been loaded"));
+}
+
+TEST_F(ServerTest, AnswersWhatHasArrivedBeforeItStops) {
+    Start();
+    Client idle(Maps());
+    Client client(Maps());
+    client.Send(Net("slow slow@corp.lan"));
+    std::this_thread::sleep_for(milliseconds(5));
+    Stop();
+    const std::string answer = client.ReceiveAll();
+    EXPECT_EQ(answer, "9:OK waited,");
+    EXPECT_EQ(idle.ReceiveAll(), "");
+    EXPECT_THROW(Client("unix:" + m_dir.Path("maps")), std::runtime_error);
+    EXPECT_FALSE(std::filesystem::exists(m_dir.Path("maps")));
+}
+
+TEST_F(ServerTest, HoldsIdleConnectionsInLittleMemory) {
+    Start();
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const std::size_t count = std::min<std::size_t>(10000, limit.rlim_cur / 2 - 100);
+    const auto resident = [] {
+        std::ifstream file("/proc/self/statm");
+        std::size_t pages = 0;
+        file >> pages >> pages;
+        return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    };
+    std::vector<std::unique_ptr<Client>> clients;
+    clients.reserve(count);
+    const std::size_t before = resident();
+    for (std::size_t i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<Client>(Maps()));
+        clients.back()->Send(Net("fast jdoe@corp.lan"));
+    }
+    for (const auto& client : clients)
+        ASSERT_EQ(client->Receive(9), "6:OK yes,");
+#if !defined(KWLOOKUP_UNDER_ASAN) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT((resident() - before) / count, 8192U);
+#else
+    static_cast<void>(before);
+#endif
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
+}

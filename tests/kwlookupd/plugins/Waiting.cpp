@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// A plug-in that knows slow@corp.lan. Its answer takes the milliseconds that its item names:
+// "waiting:20".
+#include "objects/plugins/TestPlugin.h"
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+PluginCounts g_counts;
+
+namespace {
+
+class WaitingLookup : public PluginLookup {
+public:
+    void Init(const std::string& milliseconds) override {
+        m_time = std::chrono::milliseconds(std::stoi(milliseconds));
+    }
+
+    bool Find(const KwLookupFinder& finder, std::string* res, int, std::string*) const override {
+        std::this_thread::sleep_for(m_time);
+        *res = "waited";
+        return finder.Match("slow@corp.lan");
+    }
+
+private:
+    std::chrono::milliseconds m_time{};
+};
+
+} // namespace
+
+extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass&) {
+    return new WaitingLookup;
+}

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+#include "tools/kwlookupd/doors/Output.h"
+#include "tools/kwlookupd/doors/Query.h"
+#include "tools/kwlookupd/doors/Reply.h"
+#include "tools/kwlookupd/doors/Session.h"
+#include "tools/kwlookupd/net/Poller.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kwlookup {
+
+class EventLoop;
+
+/// A client's connection: reads requests, and sends the answers in their order.
+///
+/// It has bounded memory. It reads nothing while an answer could not be sent, or while too many
+/// questions are open. Threads: that of its loop.
+class Connection {
+public:
+    /// Names a connection and a question of it for the answer that comes later.
+    struct QuestionId {
+        std::uint64_t connection;
+        std::uint64_t question;
+    };
+
+    Connection(EventLoop& loop, std::uint64_t id, FileDescriptor socket, std::size_t door,
+               std::unique_ptr<Session> session);
+
+    std::uint64_t GetId() const { return m_id; }
+    std::size_t GetDoor() const { return m_door; }
+    int GetSocket() const { return m_socket.Get(); }
+
+    // Each of these returns false when the connection is to be closed.
+
+    bool OnReady(const Poller::Event& event);
+    /// Gives the answer to a question that waited. Ignores a second one.
+    bool OnAnswer(std::uint64_t question, std::vector<Reply> replies);
+    /// Checks the limits of time. To be called about each second.
+    bool OnSecond();
+    /// Answers what has arrived, and nothing after that.
+    bool Finish();
+
+    /// Closes the socket.
+    void Close() { m_socket = FileDescriptor(); }
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    struct Question {
+        Query query;
+        std::vector<Reply> replies;
+        Time asked;
+        bool answered;
+    };
+    enum class Sent { All, Blocked, Failed };
+
+    bool Receive();
+    bool Discard();
+    bool GoOn(std::string_view input);
+    bool ReadBatch(std::string_view& input, Output& output);
+    void AnswerBatch(std::size_t count, Output& output);
+    void Open(Query& query, bool waits);
+    void AnswerOpen(Output& output);
+    bool Answer(const Query& query, const std::vector<Reply>& replies, Time asked, Output& output);
+    Sent Write(Output& output) const;
+    bool Send(Output& output);
+    bool Settle();
+    bool MayRead() const;
+
+    EventLoop& m_loop;
+    const std::uint64_t m_id;
+    FileDescriptor m_socket;
+    const std::size_t m_door;
+    const std::unique_ptr<Session> m_session;
+    const bool m_pipelines;
+
+    std::string m_input; ///< not taken by the session yet
+    Output m_unsent;
+    Output m_last; ///< what the session wrote before it closed, while questions are open
+    std::deque<Question> m_open;
+    std::uint64_t m_first = 0; ///< the number of the first of m_open
+
+    bool m_reading = true; ///< as the poller knows
+    bool m_writing = false;
+    bool m_ended = false;     ///< the client has half-closed
+    bool m_closing = false;   ///< no more requests are read
+    bool m_lingering = false; ///< all is sent; waits for the client to close
+    Time m_active;            ///< when bytes were last received or sent
+    Time m_began;             ///< when the unfinished request began
+};
+
+} // namespace kwlookup

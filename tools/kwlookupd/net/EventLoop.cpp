@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/net/EventLoop.h"
+
+#include "host/LogText.h"
+#include "tools/kwlookupd/lists/ListGeneration.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <fcntl.h>
+#include <string>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kwlookup {
+
+EventLoop::EventLoop(const ServerSettings& settings, Workers& workers,
+                     std::function<void(std::size_t door)> closed)
+    : m_settings(settings), m_workers(workers), m_closed(std::move(closed)),
+      m_now(std::chrono::steady_clock::now()), m_next_second(m_now) {
+    int ends[2];
+    if (::pipe(ends) != 0)
+        throw std::system_error(errno, std::system_category(), "pipe");
+    m_wake_read = FileDescriptor(ends[0]);
+    m_wake_write = FileDescriptor(ends[1]);
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    m_poller.Add(m_wake_read.Get(), nullptr, true, false);
+}
+
+EventLoop::~EventLoop() = default;
+
+void EventLoop::Post(std::function<void()> task) {
+    bool wake;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        wake = m_tasks.empty();
+        m_tasks.push_back(std::move(task));
+    }
+    // The pipe cannot be full: it has a byte only while there are tasks.
+    if (wake && ::write(m_wake_write.Get(), "", 1) < 0)
+        throw std::system_error(errno, std::system_category(), "write");
+}
+
+void EventLoop::Run() {
+    while (!m_stopping || (!m_connections.empty() && m_now < m_stop_at)) {
+        try {
+            TakeTurn();
+        } catch (const std::exception& e) { // memory has run out; what was not done comes again
+            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+        }
+        m_dead.clear();
+    }
+    m_connections.clear();
+}
+
+void EventLoop::TakeTurn() {
+    const std::vector<Poller::Event>& events = m_poller.Wait(GetTimeout());
+    m_now = std::chrono::steady_clock::now();
+    for (const Poller::Event& event : events) {
+        if (event.owner) {
+            auto& connection = *static_cast<Connection*>(event.owner);
+            Serve(connection, [&] { return connection.OnReady(event); });
+        } else
+            RunTasks();
+    }
+    ExpireQuestions();
+    CheckSecond();
+}
+
+void EventLoop::Stop(std::chrono::milliseconds limit) {
+    m_stopping = true;
+    m_stop_at = m_now + limit;
+    std::vector<Connection*> connections;
+    for (const auto& [id, connection] : m_connections)
+        connections.push_back(connection.get());
+    for (Connection* connection : connections)
+        Serve(*connection, [&] { return connection->Finish(); });
+}
+
+void EventLoop::Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Session> session) {
+    const int fd = socket.Get();
+    const std::uint64_t id = m_next_id++;
+    try {
+        std::unique_ptr<Connection>& connection = m_connections[id];
+        connection =
+            std::make_unique<Connection>(*this, id, std::move(socket), door, std::move(session));
+        m_poller.Add(fd, connection.get(), true, false);
+    } catch (...) {
+        m_connections.erase(id);
+        m_closed(door);
+        throw;
+    }
+}
+
+void EventLoop::SetList(std::size_t number, std::shared_ptr<const ListGeneration> list) {
+    if (number >= m_lists.size())
+        m_lists.resize(number + 1);
+    m_lists[number] = std::move(list);
+}
+
+bool EventLoop::AskLater(const Query& query, Connection::QuestionId id) {
+    Workers::Job job;
+    job.query = query;
+    for (const Query::Ask& ask : query.asks)
+        job.lists.push_back(ask.list < m_lists.size() ? m_lists[ask.list] : nullptr);
+    job.deadline = m_now + m_settings.answer_time;
+    job.done = [this, id](std::vector<Reply> replies) {
+        Post([this, id, replies = std::move(replies)]() mutable {
+            GiveAnswer(id, std::move(replies));
+        });
+    };
+    m_deadlines.push_back({job.deadline, id});
+    if (m_workers.Add(std::move(job)))
+        return true;
+    m_deadlines.pop_back();
+    return false;
+}
+
+int EventLoop::GetTimeout() const {
+    if (m_connections.empty())
+        return -1;
+    Time next = m_next_second;
+    if (!m_deadlines.empty())
+        next = std::min(next, m_deadlines.front().time);
+    if (m_stopping)
+        next = std::min(next, m_stop_at);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - m_now).count();
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left, 0));
+}
+
+void EventLoop::RunTasks() {
+    char byte;
+    while (::read(m_wake_read.Get(), &byte, 1) < 0 && errno == EINTR) {
+    }
+    std::vector<std::function<void()>> tasks;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        tasks.swap(m_tasks);
+    }
+    for (const std::function<void()>& task : tasks) {
+        try {
+            task();
+        } catch (const std::exception& e) {
+            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+        }
+    }
+}
+
+void EventLoop::GiveAnswer(Connection::QuestionId id, std::vector<Reply> replies) {
+    const auto found = m_connections.find(id.connection);
+    if (found == m_connections.end())
+        return;
+    Connection& connection = *found->second;
+    Serve(connection, [&] { return connection.OnAnswer(id.question, std::move(replies)); });
+}
+
+void EventLoop::ExpireQuestions() {
+    while (!m_deadlines.empty() && m_deadlines.front().time <= m_now) {
+        const Connection::QuestionId id = m_deadlines.front().id;
+        m_deadlines.pop_front();
+        Reply reply;
+        reply.outcome = Outcome::Unavailable;
+        reply.text = "timed out";
+        GiveAnswer(id, {reply});
+    }
+    if (m_connections.empty())
+        m_deadlines.clear();
+}
+
+void EventLoop::CheckSecond() {
+    if (m_now < m_next_second || m_connections.empty())
+        return;
+    m_next_second = m_now + std::chrono::seconds(1);
+    std::vector<Connection*> connections;
+    for (const auto& [id, connection] : m_connections)
+        connections.push_back(connection.get());
+    for (Connection* connection : connections)
+        Serve(*connection, [&] { return connection->OnSecond(); });
+}
+
+/// Lets a connection act, and closes it if it is done or fails.
+template <typename Action>
+void EventLoop::Serve(Connection& connection, const Action& action) {
+    if (connection.GetSocket() < 0)
+        return;
+    try {
+        if (action())
+            return;
+    } catch (const std::exception& e) {
+        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
+                std::string("a connection is closed: ") + e.what());
+    }
+    m_poller.Remove(connection.GetSocket());
+    connection.Close();
+    const auto found = m_connections.find(connection.GetId());
+    m_dead.push_back(std::move(found->second));
+    m_connections.erase(found);
+    m_closed(connection.GetDoor());
+}
+
+} // namespace kwlookup

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "text/FileDescriptor.h"
+#include "tools/kwlookupd/doors/Door.h"
+#include "tools/kwlookupd/net/Connection.h"
+#include "tools/kwlookupd/net/Poller.h"
+#include "tools/kwlookupd/net/ServerSettings.h"
+#include "tools/kwlookupd/net/Workers.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+namespace kwlookup {
+
+class ListGeneration;
+
+/// Serves many connections in one thread. Threads: Run() makes one the loop's; only Post() may be
+/// called by others.
+class EventLoop {
+public:
+    /// So many pipelined requests are answered together: enough to hide the latency of memory.
+    static constexpr std::size_t MAX_BATCH = 16;
+
+    /// What connections use one after the other, so that a request allocates nothing.
+    struct Scratch {
+        std::array<Query, MAX_BATCH> queries;
+        std::vector<Reply> replies;
+        Output output;
+        /// As much is read at once; also what a connection keeps of it while it cannot go on.
+        std::array<char, 65536> input;
+    };
+
+    /// `closed` is called, in the loop's thread, with the door of each connection that was closed.
+    /// Keeps references. Throws std::system_error.
+    EventLoop(const ServerSettings& settings, Workers& workers,
+              std::function<void(std::size_t door)> closed);
+    ~EventLoop();
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
+
+    /// Calls `task` in the loop's thread.
+    void Post(std::function<void()> task);
+
+    /// Serves connections until Stop().
+    void Run();
+    /// Ends Run() when all that has arrived is answered, or after `limit`.
+    void Stop(std::chrono::milliseconds limit);
+
+    void Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Session> session);
+    void SetList(std::size_t number, std::shared_ptr<const ListGeneration> list);
+
+    // For connections.
+
+    const ServerSettings& GetSettings() const { return m_settings; }
+    Scratch& GetScratch() { return m_scratch; }
+    Poller& GetPoller() { return m_poller; }
+    /// Returns the time of the latest event.
+    std::chrono::steady_clock::time_point GetNow() const { return m_now; }
+    /// Returns the list with this number, or null if it is not loaded.
+    const ListGeneration* GetList(std::size_t number) const {
+        return number < m_lists.size() ? m_lists[number].get() : nullptr;
+    }
+    /// Has a question answered by a worker. The connection gets the answer in time. False if there
+    /// are too many.
+    bool AskLater(const Query& query, Connection::QuestionId id);
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    struct Deadline {
+        Time time;
+        Connection::QuestionId id;
+    };
+
+    void TakeTurn();
+    int GetTimeout() const;
+    void RunTasks();
+    void GiveAnswer(Connection::QuestionId id, std::vector<Reply> replies);
+    void ExpireQuestions();
+    void CheckSecond();
+    template <typename Action>
+    void Serve(Connection& connection, const Action& action);
+
+    const ServerSettings& m_settings;
+    Workers& m_workers;
+    const std::function<void(std::size_t door)> m_closed;
+
+    Poller m_poller;
+    FileDescriptor m_wake_read, m_wake_write;
+    std::mutex m_lock;
+    std::vector<std::function<void()>> m_tasks;
+
+    Scratch m_scratch;
+    std::vector<std::shared_ptr<const ListGeneration>> m_lists;
+    std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
+    std::vector<std::unique_ptr<Connection>> m_dead; ///< events of this turn may name them
+    std::uint64_t m_next_id = 0;
+    std::deque<Deadline> m_deadlines; ///< in order: all questions have the same time
+    Time m_now;
+    Time m_next_second;
+    bool m_stopping = false;
+    Time m_stop_at;
+};
+
+} // namespace kwlookup

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/net/SystemAccounts.h"
+
+#include <cerrno>
+#include <charconv>
+#include <grp.h>
+#include <pwd.h>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
+
+namespace kwlookup {
+
+namespace {
+
+/// Reads a number that is the whole text.
+template <typename Number>
+bool ReadNumber(const std::string& text, Number& number) {
+    const char* end = text.data() + text.size();
+    return std::from_chars(text.data(), end, number).ptr == end && !text.empty();
+}
+
+void CheckSystem(int result, const char* call) {
+    if (result != 0)
+        throw std::system_error(errno, std::system_category(), call);
+}
+
+} // namespace
+
+uid_t FindUser(const std::string& name) {
+    uid_t number;
+    if (const passwd* user = ::getpwnam(name.c_str()))
+        return user->pw_uid;
+    if (ReadNumber(name, number))
+        return number;
+    throw std::invalid_argument("there is no user " + name);
+}
+
+gid_t FindGroup(const std::string& name) {
+    gid_t number;
+    if (const group* found = ::getgrnam(name.c_str()))
+        return found->gr_gid;
+    if (ReadNumber(name, number))
+        return number;
+    throw std::invalid_argument("there is no group " + name);
+}
+
+void BecomeUser(const std::string& name) {
+    const passwd* user = ::getpwnam(name.c_str());
+    if (!user)
+        throw std::invalid_argument("there is no user " + name);
+    const uid_t uid = user->pw_uid;
+    const gid_t gid = user->pw_gid;
+    if (::getuid() == uid && ::geteuid() == uid)
+        return;
+    CheckSystem(::initgroups(name.c_str(), gid), "initgroups");
+    CheckSystem(::setgid(gid), "setgid");
+    CheckSystem(::setuid(uid), "setuid");
+    if (uid != 0 && ::setuid(0) == 0)
+        throw std::runtime_error("the rights of root could be taken back");
+}
+
+} // namespace kwlookup
