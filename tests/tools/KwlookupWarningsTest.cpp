@@ -279,20 +279,27 @@ TEST(ToolHints, CommonErrorsShowACorrectedLine) {
          "kwlookup: hint: kwlookup find a 'b c'\n"},
         {{"xyzzy"},
          Usage,
-         "kwlookup: error: unknown command xyzzy; the commands are find watch check compare"},
+         "kwlookup: error: unknown command xyzzy; the commands are find, watch, check, compare"},
         {{"ldap:Password=S3CRET"},
          Usage,
          "kwlookup: error: unknown command ldap:Password=***; the"},
         {{"check", "a", "\x1b[2J"},
          Usage,
-         "The following argument was not expected: \\x1b[2J\nRun with --help for more "
-         "information.\n"},
+         "kwlookup: error: The following argument was not expected: \\x1b[2J\n"
+         "Run with --help for more information.\n"},
+        {{"find"}, Usage, "kwlookup: error: LIST is required\n"},
+        {{"--warnings=tell", "check", "a"},
+         Usage,
+         "kwlookup: error: --warnings: tell not in {error,off,print}\n"},
+        {{"build", "cdb", "--source", "hash", "in", "out"},
+         Usage,
+         "kwlookup: error: --source: hash not in {plain,postmap}\n"},
         {{"check", "a", "ldap:Password=S3CRET"},
          Usage,
          "The following argument was not expected: ldap:Password=***\n"},
         {{"build", "hash", "in", "out"},
          Usage,
-         "kwlookup: error: unknown command build hash; the commands are cdb lmdb\n"
+         "kwlookup: error: unknown command build hash; the commands are cdb, lmdb\n"
          "Run with --help for more information.\n"
          "kwlookup: hint: kwlookup build cdb in out\n"},
         {{"find", "a,", "b", "c"}, NotFound, quote + "kwlookup find 'a, b' c\n"},

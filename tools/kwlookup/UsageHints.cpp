@@ -5,6 +5,7 @@
 #include "tools/lists/Hints.h"
 
 #include <algorithm>
+#include <boost/algorithm/string/join.hpp>
 #include <iostream>
 
 namespace kwlookup {
@@ -57,10 +58,7 @@ bool ReportUnknownCommand(const CLI::App& app, const std::vector<std::string>& a
         hint(meant);
         return true;
     }
-    std::cerr << "; the commands are";
-    for (const std::string& command : commands)
-        std::cerr << ' ' << command;
-    std::cerr << MORE;
+    std::cerr << "; the commands are " << boost::algorithm::join(commands, ", ") << MORE;
     if (&last != &app)
         hint(commands.front());
     return true;
@@ -75,7 +73,7 @@ bool PrintUsage(const CLI::App& app, const CLI::ParseError& error,
         return true;
     }
     if (!ReportUnknownCommand(app, arguments)) {
-        std::cerr << Shown(error.what()) << MORE;
+        std::cerr << "kwlookup: error: " << Shown(error.what()) << MORE;
         PrintHint(HintForUnquotedList(arguments));
     }
     return false;

@@ -157,6 +157,23 @@ void AddAnswerOptions(CLI::App& app, Asker::Options& options) {
         "Print one JSON object a line");
 }
 
+/// Converts the name of a value. Its messages are like those of CLI::IsMember; those of
+/// CLI::Transformer do not list the names.
+template <typename Value>
+CLI::Validator OneOf(const std::map<std::string, Value>& values) {
+    std::string names;
+    for (const auto& value : values)
+        names += (names.empty() ? "" : ",") + value.first;
+    const auto convert = [values, names](std::string& text) {
+        const auto value = values.find(text);
+        if (value == values.end())
+            return text + " not in {" + names + "}";
+        text = std::to_string(static_cast<int>(value->second));
+        return std::string();
+    };
+    return CLI::Validator(convert, "{" + names + "}");
+}
+
 void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
     const std::map<std::string, Warnings::Mode> modes = {{"error", Warnings::Mode::Error},
                                                          {"off", Warnings::Mode::Off},
@@ -164,7 +181,7 @@ void AddWarnings(CLI::App& app, Warnings::Mode& mode) {
     app.add_option("--warnings", mode,
                    "What to do about values that are probably not read as intended: print "
                    "(default), error (count as errors), off")
-        ->transform(CLI::Transformer(modes))
+        ->transform(OneOf(modes))
         ->type_name("WHAT");
 }
 
@@ -273,7 +290,7 @@ void AddBuild(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
         format
             .add_option("--source", options->source,
                         "The format of FILE: plain (default), or that of postmap")
-            ->transform(CLI::Transformer(sources))
+            ->transform(OneOf(sources))
             ->type_name("FORMAT");
         const TableFormat table = &format == &cdb ? TableFormat::Cdb : TableFormat::Lmdb;
         format.callback([options, table, &warnings, &command] {
@@ -338,17 +355,13 @@ void AddTypes(CLI::App& app, Command& command) {
         [&command] { command = [](Configuration&, LogClass&) { return RunTypesCommand(); }; });
 }
 
-/// The possible values, which CLI11 writes as "{bash,zsh,fish}" or "{error->1,off->2}".
+/// The possible values, which the type name lists as "{bash,zsh,fish}".
 std::vector<std::string> Choices(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t begin = type.find('{');
     if (begin == std::string::npos)
         return {};
-    std::vector<std::string> choices =
-        CLI::detail::split(type.substr(begin + 1, type.find('}', begin) - begin - 1), ',');
-    for (std::string& choice : choices)
-        choice.erase(std::min(choice.find("->"), choice.size()));
-    return choices;
+    return CLI::detail::split(type.substr(begin + 1, type.find('}', begin) - begin - 1), ',');
 }
 
 /// Describe a command for a shell. The options of its parent commands, `options`, may follow it
