@@ -23,6 +23,7 @@ inline void FuzzSession(const kwlookup::Door& door, const std::uint8_t* data, st
         const char kind = ask.text.empty() ? 'n' : ask.text[0];
         if (kind != 'n')
             reply.outcome = kind == 't' ? kwlookup::Outcome::Unavailable : kwlookup::Outcome::Found;
+        reply.has_result = kind != 'p';
         reply.text = kind == 'b' ? std::string(99997, 'x') : ask.text;
         return reply;
     };

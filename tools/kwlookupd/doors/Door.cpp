@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/Door.h"
 
+#include "tools/kwlookupd/doors/DictSession.h"
+#include "tools/kwlookupd/doors/MilterSession.h"
+#include "tools/kwlookupd/doors/PolicySession.h"
 #include "tools/kwlookupd/doors/SocketmapSession.h"
 #include "tools/kwlookupd/doors/TcpSession.h"
 
@@ -29,13 +32,21 @@ std::unique_ptr<Door> Make(const DoorConfig& config, const DaemonView* /*view*/)
     return std::make_unique<ItsDoor>(config);
 }
 
+/// Makes the door of a protocol that has rules.
+template <typename ItsSession>
+std::unique_ptr<Door> MakeWithRules(const DoorConfig& config, const DaemonView* /*view*/) {
+    ItsSession::Check(config);
+    return std::make_unique<PlainDoor<ItsSession>>(config);
+}
+
 struct Protocol {
     const char* name;
     std::unique_ptr<Door> (*make)(const DoorConfig& config, const DaemonView* view);
 };
 
 constexpr Protocol PROTOCOLS[] = {
-    {"socketmap", Make<PlainDoor<SocketmapSession>>},
+    {"dict", Make<PlainDoor<DictSession>>},   {"milter", MakeWithRules<MilterSession>},
+    {"policy", MakeWithRules<PolicySession>}, {"socketmap", Make<PlainDoor<SocketmapSession>>},
     {"tcp", Make<PlainDoor<TcpSession>>},
 };
 
