@@ -45,7 +45,7 @@ TEST_F(ToolCompletion, BashCompletes) {
     const std::string complete = R"(
         . "$script"
         complete -p kwlookup
-        for words in 'fi' 'find --ex' 'find --j' 'build ' 'build c' 'build cdb --k' 'find a --strict --e' \
+        for words in 'fin' 'find --ex' 'find --j' 'build ' 'build c' 'build cdb --k' 'find a --strict --e' \
                      'completion ' 'completion z' '--conf' '--config ' 'find a' 'w' ''; do
             IFS=/ read -ra list <<<"${words// //}"
             [[ $words == *' ' || -z $words ]] && list+=('')
@@ -55,7 +55,7 @@ TEST_F(ToolCompletion, BashCompletes) {
         done)";
     const std::string out = Run({"bash", "--norc", "-c"}, complete);
     EXPECT_THAT(out, testing::StartsWith("complete -o default -F _kwlookup kwlookup\n"
-                                         "fi: find\n"
+                                         "fin: find\n"
                                          "find --ex: --exact --explain\n"
                                          "find --j: --json\n"
                                          "build : cdb lmdb\n"
@@ -76,7 +76,7 @@ TEST_F(ToolCompletion, FishCompletes) {
         return Run({"fish", "--no-config", "-c"},
                    "cd $dir; source $script; complete -C '" + line + "'");
     };
-    EXPECT_EQ(ask("kwlookup fi"), "find\tAsk a list about texts\n");
+    EXPECT_EQ(ask("kwlookup fin"), "find\tAsk a list about texts\n");
     EXPECT_THAT(ask("kwlookup "), HasSubstr("build\tMake a database file from a text file\n"));
     EXPECT_THAT(ask("kwlookup build "), HasSubstr("cdb\tMake a cdb file\n"));
     EXPECT_EQ(ask("kwlookup build cdb --keep"),
@@ -98,7 +98,7 @@ TEST_F(ToolCompletion, ZshCompletes) {
         zpty terminal TERM=dumb zsh -f -i
         zpty -w terminal "cd $dir; autoload -Uz compinit; compinit -u -D; source $script"
         zpty -w terminal "kwlookup() { print -r -- \"[\$*]\" }"
-        zpty -w -n terminal $'kwlookup fi\t--expl\t x\n'
+        zpty -w -n terminal $'kwlookup fin\t--expl\t x\n'
         zpty -w -n terminal $'kwlookup build c\t--kee\t one\t\n'
         zpty -w -n terminal $'kwlookup completion fi\t\n'
         zpty -w -n terminal $'kwlookup --conf\tone\t typ\t\n'
@@ -120,8 +120,8 @@ TEST_F(ToolCompletion, ZshLoadsTheScriptFromItsPath) {
         zpty terminal TERM=dumb zsh -f -i
         zpty -w terminal "fpath+=($dir); autoload -Uz compinit; compinit -u -D"
         zpty -w terminal "kwlookup() { print -r -- \"[\$*]\" }"
-        zpty -w -n terminal $'kwlookup fi\tx\n'
-        zpty -w -n terminal $'kwlookup fi\ty\n'
+        zpty -w -n terminal $'kwlookup fin\tx\n'
+        zpty -w -n terminal $'kwlookup fin\ty\n'
         zpty -w terminal exit
         while zpty -r terminal line; do print -r -- "$line"; done)");
     EXPECT_THAT(out, HasSubstr("[find x]"));

@@ -4,7 +4,8 @@
 namespace kwlookup {
 
 /// The exit status of the tool, by which scripts distinguish a miss from a fault.
-enum ExitStatus : int {
+namespace ExitStatus {
+enum : int {
     Found = 0,
     NotFound = 1,     ///< nothing found, and every item could answer
     Usage = 64,       ///< wrong usage
@@ -12,5 +13,6 @@ enum ExitStatus : int {
     Unavailable = 75, ///< nothing found, and some item could not be loaded or asked
     BadList = 78      ///< the list has errors
 };
+} // namespace ExitStatus
 
 } // namespace kwlookup

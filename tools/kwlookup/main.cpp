@@ -6,6 +6,7 @@
 #include "Configuration.h"
 #include "ConvertCommand.h"
 #include "ExitStatus.h"
+#include "FilterCommand.h"
 #include "FindCommand.h"
 #include "StoreCommand.h"
 #include "TypesCommand.h"
@@ -105,6 +106,15 @@ Examples:
 
 Exit status: 0 stored, 75 not all was stored, 78 the list has errors, 64 wrong
 usage.)x";
+
+const char FILTER_EXAMPLES[] = R"(
+Example, for smtpd.conf:
+  filter "lists" proc-exec "/usr/bin/kwlookup filter opensmtpd file:/etc/mail/blocked"
+  listen on 0.0.0.0 filter "lists"
+      Refuses the senders on the list, with its results as the reasons.
+
+The results are actions: OK, DUNNO, REJECT, DEFER, or a reply code, each with a
+text, such as "550 5.7.1 not here". A value without a result is REJECT.)";
 
 const char COMPLETION_EXAMPLES[] = R"(
 Examples:
@@ -347,6 +357,41 @@ void AddConvert(CLI::App& app, const Warnings::Mode& warnings, Command& command)
     });
 }
 
+void AddFilter(CLI::App& app, const Warnings::Mode& warnings, Command& command) {
+    const auto options = std::make_shared<FilterOptions>();
+    CLI::App& filter = *app.add_subcommand("filter", "Filter mail sessions for a mail server");
+    filter.require_subcommand(1);
+    CLI::App& smtpd =
+        *filter.add_subcommand("opensmtpd", "Speak with OpenSMTPD, which starts this command");
+    smtpd.footer(FILTER_EXAMPLES);
+    smtpd.add_option("LIST", options->lists, "The object lists, which are asked in order")
+        ->required();
+    smtpd
+        .add_option("--ask", options->attributes,
+                    "What to look for: sender (default), recipient, helo_name, client_name, "
+                    "client_address; may be repeated")
+        ->type_name("ATTRIBUTE")
+        ->allow_extra_args(false)
+        ->check(
+            CLI::IsMember({"client_address", "client_name", "helo_name", "recipient", "sender"}));
+    smtpd
+        .add_option("--answer-time", options->answer_time_ms,
+                    "Refuse for now after this time (default 900)")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 3600000));
+    smtpd
+        .add_option("--sub-address", options->sub_address,
+                    "Ask for user@domain too, if the local part is user and one of these "
+                    "characters and more")
+        ->type_name("CHARS");
+    smtpd.callback([options, &warnings, &command] {
+        command = [options, &warnings](Configuration& configuration, LogClass& log) -> int {
+            configuration.WarnOfUnknownSections(warnings);
+            RunFilterCommand(*options, log);
+        };
+    });
+}
+
 void AddTypes(CLI::App& app, Command& command) {
     CLI::App& types =
         *app.add_subcommand("types", "List the known types, and whether each is available");
@@ -462,6 +507,7 @@ int main(int argc, char** argv) {
     AddBuild(app, warnings, command);
     AddStore(app, arguments, warnings, command);
     AddConvert(app, warnings, command);
+    AddFilter(app, warnings, command);
     AddTypes(app, command);
     AddCompletion(app, command);
 

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 PluginCounts g_counts;
 
@@ -60,6 +61,8 @@ public:
             throw 1;
         if (m_script == "found")
             return true;
+        while (m_script == "wait")
+            ::pause();
         if (m_script == "flags") {
             *res = std::to_string(flags);
             return true;
