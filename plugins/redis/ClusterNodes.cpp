@@ -36,6 +36,7 @@ void ClusterNodes::Learn(std::shared_ptr<const SlotTable> slots) {
     gone.swap(m_nodes);
     m_nodes.swap(kept);
     m_slots = std::move(slots);
+    m_old_at = Deadline::Clock::now() + m_settings->retry_interval;
     m_known.store(true, std::memory_order_release);
 }
 
@@ -84,6 +85,8 @@ bool ClusterNodes::AskOneOf(const std::vector<Server>& nodes, const RedisConnect
 
 void ClusterNodes::Ask(const RedisCommand& command, const std::string& question, Deadline deadline,
                        Answer& answer, std::optional<Redirection> redirection) {
+    if (m_from_replica && IsOld())
+        Refresh({}, deadline);
     const unsigned slot = SlotTable::SlotOf(RedisCommand::KeyOf(question));
     for (int redirections = 0; redirections <= MOST_REDIRECTIONS; ++redirections) {
         const std::vector<Server> group = GroupOf(slot);
@@ -114,6 +117,11 @@ void ClusterNodes::Ask(const RedisCommand& command, const std::string& question,
     throw ServerFault("more than 16 redirections");
 }
 
+bool ClusterNodes::IsOld() {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_slots && Deadline::Clock::now() >= m_old_at;
+}
+
 void ClusterNodes::Refresh(const std::vector<Server>& first, Deadline deadline) {
     std::vector<Server> nodes = first;
     {
@@ -122,6 +130,7 @@ void ClusterNodes::Refresh(const std::vector<Server>& first, Deadline deadline) 
         if (now < m_refresh_at)
             return;
         m_refresh_at = now + REFRESH_INTERVAL;
+        m_old_at = now + m_settings->retry_interval;
         if (m_slots)
             for (const Server& server : m_slots->GetAllNodes())
                 nodes.push_back(server);

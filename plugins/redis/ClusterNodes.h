@@ -22,7 +22,8 @@ namespace kwlookup {
 /// The nodes of a cluster, each with its connections, and the table of their slots.
 ///
 /// The table is read after a redirection and when the node of a slot fails, but at most once a
-/// second.
+/// second. It does not contain replicas that are down, so it is also read every RetryInterval if
+/// replicas are asked.
 ///
 /// Threads: any.
 class ClusterNodes {
@@ -63,6 +64,9 @@ private:
                   const std::string& question, Deadline deadline, Answer& answer,
                   std::string& reasons);
 
+    /// True if replicas may have come back since the table was read.
+    bool IsOld();
+
     /// Read the table again, from `first` or another node, unless it was read just now.
     void Refresh(const std::vector<Server>& first, Deadline deadline);
 
@@ -74,6 +78,7 @@ private:
     std::shared_ptr<const SlotTable> m_slots;
     std::map<std::string, std::shared_ptr<Node>> m_nodes;
     Deadline::Clock::time_point m_refresh_at; ///< when the table may be read again
+    Deadline::Clock::time_point m_old_at;     ///< when it should be
 };
 
 } // namespace kwlookup

@@ -35,12 +35,17 @@ protected:
         return found;
     }
 
+    bool IsMaster(int node) { return m_cluster.Node(node).Run({"ROLE"}).rfind("master", 0) == 0; }
+
     /// The index of a master.
-    int Master() {
+    int Master() { return IndexOf(true); }
+
+    /// The index of a node that is one, or is not.
+    int IndexOf(bool master) {
         for (int i = 0; i < RedisCluster::NODES; ++i)
-            if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+            if (IsMaster(i) == master)
                 return i;
-        throw std::runtime_error("no master");
+        throw std::runtime_error("no such node");
     }
 
     /// How many commands `name` a node has received.
@@ -79,11 +84,11 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
     replicas.Init(Item(m_cluster.Node(Master()).GetHost(), "ReadFrom=replica|GET $s"));
     long of_masters = 0;
     for (int i = 0; i < RedisCluster::NODES; ++i)
-        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+        if (IsMaster(i))
             of_masters -= Calls(i, "get");
     EXPECT_EQ(Found(replicas), KEYS);
     for (int i = 0; i < RedisCluster::NODES; ++i)
-        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) == 0)
+        if (IsMaster(i))
             of_masters += Calls(i, "get");
     EXPECT_EQ(of_masters, 0);
 
@@ -97,7 +102,7 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
     // Its owner says so, all others MOVED.
     int from = -1, to = -1;
     for (int i = 0; i < RedisCluster::NODES; ++i) {
-        if (m_cluster.Node(i).Run({"ROLE"}).rfind("master", 0) != 0)
+        if (!IsMaster(i))
             continue;
         try {
             m_cluster.Node(i).Run({"GET", slot + "old"});
@@ -125,6 +130,25 @@ TEST_F(RedisClusterTest, IsAskedThroughAnyOfItsNodes) {
     m_cluster.Node(from).Run({"CLUSTER", "SETSLOT", slot_number, "NODE", id(to)});
     for (const char* key : {"old", "gone"})
         EXPECT_EQ(Ask(holder, slot + key), (Answer{true, " OK", slot + key})) << key;
+}
+
+TEST_F(RedisClusterTest, AsksAReplicaAgainThatWasAway) {
+    const int replica = IndexOf(false);
+    const int master = Master();
+    const std::string name = std::to_string(m_cluster.Node(replica).GetPort()) + "\n";
+    const auto is_known = [&](int node) {
+        return m_cluster.Node(node).Run({"CLUSTER", "SLOTS"}).find(name) != std::string::npos;
+    };
+    m_cluster.SetNodeTimeout(std::chrono::seconds(1));
+    m_cluster.Node(replica).Kill();
+    ASSERT_TRUE(Eventually([&] { return !is_known(master); }));
+    // The table is read without it.
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(m_cluster.Node(master).GetHost(), "ReadFrom=replica|RetryInterval=1|GET $s"));
+    EXPECT_EQ(Found(holder), KEYS);
+    m_cluster.Node(replica).Restart();
+    m_cluster.WaitForReplicas();
+    EXPECT_TRUE(Eventually([&] { return Found(holder) == KEYS && Calls(replica, "get") > 0; }));
 }
 
 TEST_F(RedisClusterTest, OutlivesAMaster) {
