@@ -3,9 +3,9 @@
 
 #include "families/servers/QuestionFault.h"
 #include "families/servers/ServerFault.h"
+#include "families/sql/WholeNumber.h"
 #include "plugins/mysql/MysqlFault.h"
 
-#include <charconv>
 #include <errmsg.h>
 #include <mysqld_error.h>
 #include <new>
@@ -18,13 +18,6 @@ namespace {
 
 /// Results are short texts; this limits the memory of many rows.
 constexpr std::size_t LONGEST_RESULT = 16 << 20;
-
-/// True if `text` is a whole number, written exactly as the server writes it.
-bool ReadNumber(const std::string& text, long long& number) {
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, number);
-    return read.ec == std::errc() && read.ptr == end && std::to_string(number) == text;
-}
 
 } // namespace
 
@@ -119,8 +112,10 @@ void MysqlStatement::BindText(const std::string& value) {
 /// False if `value` is not a whole number. The server would read a number from the start of any
 /// text.
 bool MysqlStatement::BindNumber(const std::string& value) {
-    if (!ReadNumber(value, m_number))
+    const auto number = ReadWholeNumber(value);
+    if (!number)
         return false;
+    m_number = *number;
     MYSQL_BIND parameter{};
     parameter.buffer_type = MYSQL_TYPE_LONGLONG;
     parameter.buffer = &m_number;
