@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/Rounds.h"
+
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <string_view>
@@ -83,6 +86,13 @@ inline std::string HostileAddress(unsigned i) {
             address += piece;
     }
     return address;
+}
+
+/// How many of them a test takes that sends them nowhere: Rounds(usual), or the number in the
+/// environment. Five million take a quarter of an hour at most.
+inline unsigned HostileAddresses(int usual) {
+    const char* const wanted = std::getenv("KWLOOKUP_HOSTILE_ADDRESSES");
+    return static_cast<unsigned>(wanted ? std::atoi(wanted) : Rounds(usual));
 }
 
 } // namespace kwlookup

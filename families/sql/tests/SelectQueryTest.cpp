@@ -3,7 +3,6 @@
 
 #include "servers/HostileAddress.h"
 #include "support/Expander.h"
-#include "support/Rounds.h"
 #include "support/TextFinder.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +42,7 @@ TEST(SelectQuery, HostileAddressesAreTheValueAndNothingElse) {
     const auto condition = SelectStatement::Columns::AndCondition;
     const SelectQuery whole = Query("$s", condition);
     const SelectQuery parts = Query("<$u at $d>", condition);
-    for (unsigned i = 0; i < static_cast<unsigned>(Rounds(500000)); ++i) {
+    for (unsigned i = 0; i < HostileAddresses(500000); ++i) {
         const std::string address = HostileAddress(i);
         ASSERT_EQ(Sent(whole, address), address.empty() ? "nothing" : statement + address) << i;
         const std::size_t at = address.find('@');

@@ -5,7 +5,6 @@
 #include "plugins/redis/tests/RedisRequests.h"
 #include "servers/HostileAddress.h"
 #include "support/Expander.h"
-#include "support/Rounds.h"
 #include "support/TextFinder.h"
 
 #include <gmock/gmock.h>
@@ -81,8 +80,8 @@ TEST(RedisCommand, KnowsItsKeyAndWhatMatched) {
 TEST(RedisCommand, NoTextChangesTheRequest) {
     const RedisCommand command("HMGET l:$s 'c d' $u $d");
     std::string question;
-    for (int i = 0; i < Rounds(100000); ++i) {
-        const std::string text = HostileAddress(static_cast<unsigned>(i));
+    for (unsigned i = 0; i < HostileAddresses(100000); ++i) {
+        const std::string text = HostileAddress(i);
         question.clear();
         const std::size_t at = text.find('@');
         if (!command.Expand(TheExpander(), TextFinder(text), 0, question)) {
