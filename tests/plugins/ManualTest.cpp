@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Each manual page lists exactly the parameters that its plug-in registers, with their defaults.
+// The table of types has a row for each plug-in.
 #include "conf/ConfParser.h"
 #include "host/LogClass.h"
 #include "lookup/KwIfSharedLookup.h"
@@ -125,6 +126,15 @@ TEST_P(ManualTest, DescribesTheParameters) {
     const Parameters registered = Registered(GetParam());
     EXPECT_GE(registered.size(), 2u); // OnError, SkipDomains
     EXPECT_THAT(Described(GetParam()), testing::ContainerEq(registered));
+}
+
+TEST_P(ManualTest, TheTableOfTypesHasARow) {
+    std::ifstream page(SOURCE_DIR "/docs/object-lists.md");
+    const std::string row = "| `" + GetParam() + "` | ";
+    std::string line;
+    while (std::getline(page, line) && line.rfind(row, 0) != 0) {
+    }
+    EXPECT_TRUE(page) << row;
 }
 
 INSTANTIATE_TEST_SUITE_P(Plugins, ManualTest, testing::ValuesIn(Types()),
