@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Runs the examples of docs/servers.md on servers with the data of examples/servers/.
 #include "servers/MariaServer.h"
+#include "servers/OdbcDriver.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
 #include "servers/SlapdServer.h"
@@ -51,6 +52,7 @@ TEST(ServersPage, ExamplesPrintWhatThePageShows) {
         "localhost:5432=" + postgres.GetHost(),
         "127.0.0.1:6379=" + redis.GetHost(),
         "localhost:3306=" + maria.GetHost(),
+        "PostgreSQL Unicode=" + OdbcDriver("psqlodbcw.so"),
         "kwlookup find \"postgres:select=kwlookup find \"postgres:Hosts=" + postgres.GetUnixHost() +
             "|select",
     };
