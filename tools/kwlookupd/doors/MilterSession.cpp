@@ -18,19 +18,19 @@ constexpr std::uint32_t OLDEST_VERSION = 2;
 constexpr std::uint32_t NEWEST_VERSION = 6;
 
 // What a mail server may offer to do.
-constexpr std::uint32_t ADD_HEADERS = 0x01;
-constexpr std::uint32_t QUARANTINE = 0x20;
+constexpr std::uint32_t MAY_ADD_HEADERS = 0x01;
+constexpr std::uint32_t MAY_QUARANTINE = 0x20;
 
 // What a mail server may offer to leave out.
-constexpr std::uint32_t NO_CONNECT = 0x01;
-constexpr std::uint32_t NO_HELO = 0x02;
-constexpr std::uint32_t NO_MAIL = 0x04;
-constexpr std::uint32_t NO_RCPT = 0x08;
-constexpr std::uint32_t NO_BODY = 0x10;
-constexpr std::uint32_t NO_HEADERS = 0x20;
-constexpr std::uint32_t NO_END_OF_HEADERS = 0x40;
-constexpr std::uint32_t NO_UNKNOWN = 0x100;
-constexpr std::uint32_t NO_DATA = 0x200;
+constexpr std::uint32_t LEAVE_OUT_CONNECT = 0x01;
+constexpr std::uint32_t LEAVE_OUT_HELO = 0x02;
+constexpr std::uint32_t LEAVE_OUT_MAIL = 0x04;
+constexpr std::uint32_t LEAVE_OUT_RCPT = 0x08;
+constexpr std::uint32_t LEAVE_OUT_BODY = 0x10;
+constexpr std::uint32_t LEAVE_OUT_HEADERS = 0x20;
+constexpr std::uint32_t LEAVE_OUT_END_OF_HEADERS = 0x40;
+constexpr std::uint32_t LEAVE_OUT_UNKNOWN = 0x100;
+constexpr std::uint32_t LEAVE_OUT_DATA = 0x200;
 
 struct MilterAttribute {
     std::string_view name;
@@ -197,16 +197,17 @@ bool MilterSession::Negotiate(std::string_view data, Output& output) {
     const std::uint32_t version = std::min(ReadNumber(data), NEWEST_VERSION);
     if (version < OLDEST_VERSION)
         return false;
-    m_actions = ReadNumber(data.substr(4)) & (ADD_HEADERS | QUARANTINE);
-    std::uint32_t steps = NO_BODY | NO_HEADERS | NO_END_OF_HEADERS | NO_UNKNOWN | NO_DATA;
+    m_actions = ReadNumber(data.substr(4)) & (MAY_ADD_HEADERS | MAY_QUARANTINE);
+    std::uint32_t steps = LEAVE_OUT_BODY | LEAVE_OUT_HEADERS | LEAVE_OUT_END_OF_HEADERS |
+                          LEAVE_OUT_UNKNOWN | LEAVE_OUT_DATA;
     if (!AsksAt(m_config, "C"))
-        steps |= NO_CONNECT;
+        steps |= LEAVE_OUT_CONNECT;
     if (!AsksAt(m_config, "H"))
-        steps |= NO_HELO;
+        steps |= LEAVE_OUT_HELO;
     if (!AsksAt(m_config, "CHM")) // a verdict on the client takes effect at MAIL
-        steps |= NO_MAIL;
+        steps |= LEAVE_OUT_MAIL;
     if (!AsksAt(m_config, "R"))
-        steps |= NO_RCPT;
+        steps |= LEAVE_OUT_RCPT;
     m_negotiated = true;
     std::string answer;
     AppendNumber(version, answer);
@@ -291,8 +292,8 @@ bool MilterSession::Answer(const Query& query, const std::vector<Reply>& replies
     else if (reply.outcome == Outcome::Found)
         action =
             reply.has_result ? MailAction::FromResult(reply.text) : MailAction::ForPlainMatch();
-    const std::uint32_t needed = action.kind == MailAction::Hold        ? QUARANTINE
-                                 : action.kind == MailAction::AddHeader ? ADD_HEADERS
+    const std::uint32_t needed = action.kind == MailAction::Hold        ? MAY_QUARANTINE
+                                 : action.kind == MailAction::AddHeader ? MAY_ADD_HEADERS
                                                                         : 0;
     if ((needed & ~m_actions) != 0)
         action = MailAction::ForFault();
