@@ -32,6 +32,8 @@ public:
     /// Returns the state of all lists, by number.
     virtual std::vector<ListState> GetLists() const = 0;
     virtual const Metrics& GetMetrics() const = 0;
+    /// Returns the current time.
+    virtual std::time_t GetTime() const { return std::time(nullptr); }
     /// Returns the list with this number; null if it is not loaded. Clients that are sent the same
     /// generation share one text, which is made when the first asks for it.
     virtual std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const = 0;

@@ -2,6 +2,7 @@
 #include "tools/kwlookupd/doors/Door.h"
 
 #include "tools/kwlookupd/doors/DictSession.h"
+#include "tools/kwlookupd/doors/HttpDoor.h"
 #include "tools/kwlookupd/doors/MilterSession.h"
 #include "tools/kwlookupd/doors/PolicySession.h"
 #include "tools/kwlookupd/doors/SocketmapSession.h"
@@ -39,15 +40,19 @@ std::unique_ptr<Door> MakeWithRules(const DoorConfig& config, const DaemonView* 
     return std::make_unique<PlainDoor<ItsSession>>(config);
 }
 
+std::unique_ptr<Door> MakeHttp(const DoorConfig& config, const DaemonView* view) {
+    return std::make_unique<HttpDoor>(config, *view);
+}
+
 struct Protocol {
     const char* name;
     std::unique_ptr<Door> (*make)(const DoorConfig& config, const DaemonView* view);
 };
 
 constexpr Protocol PROTOCOLS[] = {
-    {"dict", Make<PlainDoor<DictSession>>},   {"milter", MakeWithRules<MilterSession>},
-    {"policy", MakeWithRules<PolicySession>}, {"socketmap", Make<PlainDoor<SocketmapSession>>},
-    {"tcp", Make<PlainDoor<TcpSession>>},
+    {"dict", Make<PlainDoor<DictSession>>},           {"http", MakeHttp},
+    {"milter", MakeWithRules<MilterSession>},         {"policy", MakeWithRules<PolicySession>},
+    {"socketmap", Make<PlainDoor<SocketmapSession>>}, {"tcp", Make<PlainDoor<TcpSession>>},
 };
 
 } // namespace

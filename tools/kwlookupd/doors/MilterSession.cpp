@@ -75,7 +75,7 @@ std::string_view TakeText(std::string_view& data) {
     return text;
 }
 
-std::string_view WithoutBrackets(std::string_view address) {
+std::string_view WithoutAngles(std::string_view address) {
     return address.size() >= 2 && address.front() == '<' && address.back() == '>'
                ? address.substr(1, address.size() - 2)
                : address;
@@ -173,7 +173,7 @@ Session::Step MilterSession::TakePacket(char command, std::string_view data, Que
         break;
     case 'M': {
         m_message = Verdict();
-        const std::string_view sender = WithoutBrackets(TakeText(data));
+        const std::string_view sender = WithoutAngles(TakeText(data));
         for (const DoorConfig::Rule& rule : m_config.rules) { // in the order of the rules
             if (rule.attribute == "sender")
                 query.asks.push_back(
@@ -184,7 +184,7 @@ Session::Step MilterSession::TakePacket(char command, std::string_view data, Que
         break;
     }
     default:
-        AskFor("recipient", WithoutBrackets(TakeText(data)), query);
+        AskFor("recipient", WithoutAngles(TakeText(data)), query);
         break;
     }
     return EndCommand(command, query, output);
