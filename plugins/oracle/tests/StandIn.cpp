@@ -77,7 +77,7 @@ struct Handle {
 
     // of a statement
     struct Finalize {
-        void operator()(sqlite3_stmt* prepared) const { ::sqlite3_finalize(prepared); }
+        void operator()(sqlite3_stmt* statement) const { ::sqlite3_finalize(statement); }
     };
     std::string text;
     std::unique_ptr<sqlite3_stmt, Finalize> prepared;
