@@ -103,6 +103,14 @@ std::string InsertStatement::Text(char quote, char mark) const {
     return text + ")";
 }
 
+std::string InsertStatement::ColumnsText(char quote) const {
+    return "select * from " + QuotedSqlName(m_table, quote) + " where 1 = 0";
+}
+
+void InsertStatement::FoldTable() {
+    FoldSqlName(m_table);
+}
+
 StoredRow InsertStatement::Convert(const KwStorageValuesMap& record) const {
     StoredRow row;
     row.reserve(m_parameters.size());

@@ -4,6 +4,7 @@
 #include "families/sql/StoredRow.h"
 #include "host/KwStorageValuesMap.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -25,9 +26,18 @@ public:
 
     const std::string& GetTable() const { return m_table; }
 
+    /// The name of a value, by the number of its column from 0 on.
+    const std::string& GetName(std::size_t column) const { return m_parameters[column].name; }
+
+    /// Writes the table's name as FoldSqlName() does.
+    void FoldTable();
+
     /// The statement for the database, with the table's name between two `quote` characters and
     /// `mark` for each value. After the mark '$' comes the number of the value, from 1 on.
     std::string Text(char quote, char mark) const;
+
+    /// A statement that returns all columns of the table, and no row.
+    std::string ColumnsText(char quote) const;
 
     /// The values of `record` in the order of the columns. Values with other names are ignored, and
     /// so are the types in the record.

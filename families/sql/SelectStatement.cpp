@@ -4,7 +4,6 @@
 #include "families/sql/SqlName.h"
 #include "sql/KwSQLParser.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace kwlookup {
@@ -21,14 +20,6 @@ bool IsTable(std::string_view text) {
     throw std::invalid_argument("cannot read the statement '" + text +
                                 "': wait select COLUMN[, ...] from TABLE where COLUMN = "
                                 "'TEMPLATE'");
-}
-
-void Fold(std::string& name) {
-    const auto is_capital = [](char c) { return c >= 'A' && c <= 'Z'; };
-    if (std::none_of(name.begin(), name.end(), is_capital))
-        for (char& c : name)
-            if (c >= 'a' && c <= 'z')
-                c = static_cast<char>(c - 'a' + 'A');
 }
 
 } // namespace
@@ -54,17 +45,17 @@ SelectStatement::SelectStatement(const std::string& text) {
 
 void SelectStatement::FoldNames() {
     for (std::string& column : m_columns)
-        Fold(column);
+        FoldSqlName(column);
     const std::size_t dot = m_table.find('.');
     std::string folded = m_table.substr(0, dot);
-    Fold(folded);
+    FoldSqlName(folded);
     if (dot != std::string::npos) {
         std::string table = m_table.substr(dot + 1);
-        Fold(table);
+        FoldSqlName(table);
         folded += '.' + table;
     }
     m_table = folded;
-    Fold(m_where_column);
+    FoldSqlName(m_where_column);
 }
 
 std::string SelectStatement::Text(char quote, std::string_view parameter, Columns columns) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "families/sql/SqlName.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace kwlookup {
@@ -34,6 +35,14 @@ std::string QuotedSqlName(const std::string& name, char quote) {
             quoted += c;
     }
     return quoted + quote;
+}
+
+void FoldSqlName(std::string& name) {
+    const auto is_capital = [](char c) { return c >= 'A' && c <= 'Z'; };
+    if (std::none_of(name.begin(), name.end(), is_capital))
+        for (char& c : name)
+            if (c >= 'a' && c <= 'z')
+                c = static_cast<char>(c - 'a' + 'A');
 }
 
 } // namespace kwlookup

@@ -15,4 +15,8 @@ void CheckSqlName(bool is_name, const std::string& name);
 /// `name` with each of its parts, which are separated by dots, between two `quote` characters.
 std::string QuotedSqlName(const std::string& name, char quote);
 
+/// Writes `name` in capital letters unless it has any, as some databases keep names that were
+/// created without quotes.
+void FoldSqlName(std::string& name);
+
 } // namespace kwlookup

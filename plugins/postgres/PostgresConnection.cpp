@@ -288,7 +288,7 @@ void PostgresConnection::Store(const PostgresInsert& insert, const std::vector<S
     try {
         const std::vector<Oid> types = PrepareInsert(insert.GetStatement(), Deadline(timeout));
         for (const StoredRow& row : rows) {
-            Insert(row, types, Deadline(timeout));
+            Insert(insert, row, types, Deadline(timeout));
             ++progress.row;
         }
         progress.committing = true;
@@ -323,8 +323,8 @@ std::vector<Oid> PostgresConnection::PrepareInsert(const std::string& statement,
     return types;
 }
 
-void PostgresConnection::Insert(const StoredRow& row, const std::vector<Oid>& types,
-                                Deadline deadline) {
+void PostgresConnection::Insert(const PostgresInsert& insert, const StoredRow& row,
+                                const std::vector<Oid>& types, Deadline deadline) {
     if (types.size() != row.size())
         throw ServerFault("the server answers with another statement");
     std::vector<const char*> values;
@@ -337,8 +337,8 @@ void PostgresConnection::Insert(const StoredRow& row, const std::vector<Oid>& ty
         const std::string* text = &row[i].text;
         // The library would end the value there.
         if (!binary && text->find('\0') != std::string::npos)
-            throw QuestionFault("value " + std::to_string(i + 1) +
-                                " has a NUL byte, which only a column of type bytea can hold");
+            throw QuestionFault("'" + insert.GetName(i) +
+                                "' has a NUL byte, which only a column of type bytea can hold");
         if (types[i] == TIMESTAMPTZ && row[i].type == KwStorageValuesMap::Timestamp)
             text = &in_zone.emplace_back(*text + "+00");
         values.push_back(text->data());

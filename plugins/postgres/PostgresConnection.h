@@ -65,7 +65,8 @@ private:
     Result Execute(const Prepared& prepared, const std::string& value, Deadline deadline);
     Result Command(const char* text, Deadline deadline);
     std::vector<Oid> PrepareInsert(const std::string& statement, Deadline deadline);
-    void Insert(const StoredRow& row, const std::vector<Oid>& types, Deadline deadline);
+    void Insert(const PostgresInsert& insert, const StoredRow& row, const std::vector<Oid>& types,
+                Deadline deadline);
     bool CanBeHeld(const std::string& value, Deadline deadline);
     Result Finish(int sent, Deadline deadline);
     Result Next(Deadline deadline);

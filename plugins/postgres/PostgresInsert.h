@@ -3,6 +3,7 @@
 
 #include "families/sql/InsertStatement.h"
 
+#include <cstddef>
 #include <string>
 
 namespace kwlookup {
@@ -10,11 +11,16 @@ namespace kwlookup {
 /// The insert statement of an item, as PostgreSQL takes it.
 class PostgresInsert {
 public:
-    explicit PostgresInsert(const InsertStatement& insert) : m_statement(insert.Text('"', '$')) {}
+    explicit PostgresInsert(const InsertStatement& insert)
+        : m_insert(insert), m_statement(insert.Text('"', '$')) {}
 
     const std::string& GetStatement() const { return m_statement; }
 
+    /// The name of a value, by the number of its column from 0 on.
+    const std::string& GetName(std::size_t column) const { return m_insert.GetName(column); }
+
 private:
+    InsertStatement m_insert;
     std::string m_statement;
 };
 

@@ -63,6 +63,17 @@ TEST(InsertStatement, IsReadAndWritten) {
               "insert into `t` values (?, ?)");
 }
 
+TEST(InsertStatement, TellsOfItsTableAndValues) {
+    InsertStatement insert("insert into seen_1 values (:address<varchar>, :at<timestamp>)");
+    EXPECT_EQ(insert.GetName(1), "at");
+    EXPECT_EQ(insert.ColumnsText('`'), "select * from `seen_1` where 1 = 0");
+    insert.FoldTable();
+    EXPECT_EQ(insert.Text('"', '?'), R"(insert into "SEEN_1" values (?, ?))");
+    InsertStatement mixed("insert into Seen values (:a<int>)");
+    mixed.FoldTable();
+    EXPECT_EQ(mixed.GetTable(), "Seen");
+}
+
 TEST(InsertStatement, AnyOtherTextIsRefused) {
     for (const std::string& text : {
              ""s,

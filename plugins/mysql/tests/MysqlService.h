@@ -21,7 +21,7 @@ public:
     kwlookup::MariaServer& GetServer() { return m_server; }
     std::string GetStored() const {
         return "create table stored (address mediumtext character set utf8mb4, "
-               "count int primary key, at datetime) engine = innodb;\n"
+               "number int primary key, seen datetime) engine = innodb;\n"
                "grant select, insert on stored to kw@'%';\n";
     }
     std::string GetTlsHost() const { return m_server.GetHost(); }

@@ -19,7 +19,7 @@ public:
 
     kwlookup::PostgresServer& GetServer() { return m_server; }
     std::string GetStored() const {
-        return "create table stored (address text, count int primary key, at timestamp);\n"
+        return "create table stored (address text, number int primary key, seen timestamp);\n"
                "grant select, insert on stored to kw;\n";
     }
     std::string GetTlsHost() const { return m_server.GetHost(); }
