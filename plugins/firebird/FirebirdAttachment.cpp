@@ -34,7 +34,7 @@ std::string NameOf(const Server& server, const std::string& database) {
 } // namespace
 
 FirebirdAttachment::FirebirdAttachment(const Server& server, const ServerSettings& settings)
-    : m_is_embedded(server.port == 0), m_is_utf8(settings.of_type.rfind("UTF8 ", 0) == 0) {
+    : m_is_embedded(server.port == 0) {
     const std::size_t blank = settings.of_type.find(' ');
     const std::string role = settings.of_type.substr(blank + 1);
     Parameters parameters;

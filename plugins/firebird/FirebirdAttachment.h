@@ -29,9 +29,6 @@ public:
     FirebirdAttachment(const FirebirdAttachment&) = delete;
     FirebirdAttachment& operator=(const FirebirdAttachment&) = delete;
 
-    /// True if texts are sent and received in UTF-8.
-    bool IsUtf8() const { return m_is_utf8; }
-
     /// For calls of the client library.
     isc_db_handle* GetHandle() { return &m_handle; }
     /// Each statement sees what was committed before it began. The transaction blocks no other.
@@ -45,7 +42,6 @@ private:
     void StartTransaction();
 
     const bool m_is_embedded;
-    const bool m_is_utf8;
     isc_db_handle m_handle = 0;
     isc_db_handle m_attached = 0; ///< a copy of m_handle that no call of the library changes
     isc_tr_handle m_transaction = 0;

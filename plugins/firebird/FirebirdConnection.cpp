@@ -4,9 +4,12 @@
 #include "families/servers/CallThread.h"
 #include "families/servers/ServerFault.h"
 #include "plugins/firebird/CancelWatch.h"
+#include "plugins/firebird/FirebirdInserter.h"
 #include "plugins/firebird/FirebirdStatus.h"
+#include "plugins/firebird/FirebirdTransaction.h"
 
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 namespace kwlookup {
@@ -60,6 +63,32 @@ void FirebirdConnection::AskInTime(const std::string& text, const std::string& v
         answer.Clear();
     }
     Prepare(text).Ask(value, answer);
+}
+
+void FirebirdConnection::Store(const FirebirdInsert& insert, const std::vector<StoredRow>& rows,
+                               std::chrono::milliseconds timeout, StoreProgress& progress) {
+    std::optional<CancelWatch> watch;
+    const auto next_step = [&] {
+        watch.reset();
+        watch.emplace(*m_attachment, Deadline(timeout));
+    };
+    next_step();
+    try {
+        FirebirdTransaction transaction(*m_attachment);
+        FirebirdInserter inserter(*m_attachment, transaction, insert);
+        for (const StoredRow& row : rows) {
+            next_step();
+            inserter.Insert(row);
+            ++progress.row;
+        }
+        next_step();
+        progress.committing = true;
+        transaction.Commit();
+    } catch (const FirebirdFailure& failure) {
+        if (watch->HasCancelled())
+            throw ServerFault("no answer in time");
+        failure.Fail();
+    }
 }
 
 FirebirdStatement& FirebirdConnection::Prepare(const std::string& text) {

@@ -5,13 +5,18 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/sql/StoreProgress.h"
+#include "families/sql/StoredRow.h"
 #include "plugins/firebird/FirebirdAttachment.h"
+#include "plugins/firebird/FirebirdInsert.h"
 #include "plugins/firebird/FirebirdQuery.h"
 #include "plugins/firebird/FirebirdStatement.h"
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace kwlookup {
 
@@ -29,6 +34,10 @@ public:
     /// Put the rows for `value` into `answer`. Throws ServerFault and QuestionFault.
     void Ask(const FirebirdQuery& query, const std::string& value, Deadline deadline,
              Answer& answer);
+
+    /// Stores all rows in one transaction. Throws as Ask() does.
+    void Store(const FirebirdInsert& insert, const std::vector<StoredRow>& rows,
+               std::chrono::milliseconds timeout, StoreProgress& progress);
 
 private:
     void AskInTime(const std::string& text, const std::string& value, Answer& answer);

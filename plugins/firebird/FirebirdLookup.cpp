@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "families/servers/ServerLookup.h"
 #include "families/servers/ServerSet.h"
+#include "families/servers/ServerStorage.h"
 #include "plugins/firebird/FirebirdConfig.h"
 #include "plugins/firebird/FirebirdConnection.h"
+#include "plugins/firebird/FirebirdInsert.h"
 #include "plugins/firebird/FirebirdQuery.h"
 
 namespace kwlookup {
 
-/// "firebird:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'".
-using FirebirdLookup = ServerLookup<FirebirdConfig, FirebirdQuery, ServerSet<FirebirdConnection>>;
+/// "firebird:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'", or as a storage
+/// "firebird:insert into TABLE values (:NAME<TYPE>[, ...])".
+using FirebirdLookup =
+    ServerStorage<FirebirdConfig, FirebirdQuery, FirebirdInsert, ServerSet<FirebirdConnection>>;
 
 } // namespace kwlookup
 

@@ -4,7 +4,7 @@
 #include "families/servers/QuestionFault.h"
 #include "families/sql/WholeNumber.h"
 #include "plugins/firebird/FirebirdStatus.h"
-#include "text/IsUtf8.h"
+#include "plugins/firebird/FirebirdTime.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,19 +24,19 @@ constexpr short LONGEST_CONVERTED = 128;
 /// The alignment of values, enough for any type.
 constexpr std::size_t ALIGNMENT = 8;
 
-/// Character sets with more than one byte a character, by Firebird's fixed numbers.
-constexpr int UNICODE_FSS = 3, UTF8 = 4;
-
-constexpr unsigned short DIALECT = 3;
-
 int TypeOf(const XSQLVAR& value) {
     return value.sqltype & ~1; // the last bit means that it may be null
 }
 
-std::size_t CharactersOf(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
-    }));
+bool IsTime(int type) {
+    return type == SQL_TIMESTAMP || type == SQL_TYPE_DATE || type == SQL_TYPE_TIME;
+}
+
+template <typename T>
+T ReadCell(const char* cell) {
+    T value;
+    std::memcpy(&value, cell, sizeof(value));
+    return value;
 }
 
 } // namespace
@@ -62,7 +62,8 @@ FirebirdStatement::~FirebirdStatement() {
 void FirebirdStatement::Prepare(const std::string& text) {
     FirebirdStatus status;
     ::isc_dsql_prepare(status.Get(), m_attachment.GetTransaction(), &m_handle,
-                       static_cast<unsigned short>(text.size()), text.data(), DIALECT, m_row.Get());
+                       static_cast<unsigned short>(text.size()), text.data(), SQL_DIALECT_V6,
+                       m_row.Get());
     status.Check();
     if (!m_row.IsWhole()) {
         m_row = Sqlda(m_row.Size());
@@ -77,15 +78,12 @@ void FirebirdStatement::Prepare(const std::string& text) {
 
 void FirebirdStatement::FindKind() {
     XSQLVAR& parameter = m_parameter[0];
-    const int charset = parameter.sqlsubtype & 0xff;
-    const int bytes = charset == UTF8 ? 4 : charset == UNICODE_FSS ? 3 : 1;
     switch (TypeOf(parameter)) {
     case SQL_TEXT:
     case SQL_VARYING:
         m_kind = Kind::Text;
-        m_is_utf8 = charset == UTF8;
-        m_most_characters = static_cast<std::size_t>(parameter.sqllen / bytes);
-        m_text.resize(sizeof(ISC_USHORT) + static_cast<std::size_t>(parameter.sqllen));
+        m_limit = TextLimit(parameter);
+        m_text.resize(sizeof(ISC_USHORT) + m_limit.GetMostBytes());
         parameter.sqltype = SQL_VARYING + 1;
         parameter.sqldata = m_text.data();
         break;
@@ -111,15 +109,16 @@ void FirebirdStatement::BindNumber(XSQLVAR& parameter, long long& number) {
     parameter.sqlind = &m_null;
 }
 
-/// The client library converts all values but blobs to texts.
+/// The client library converts all values to texts but blobs, and times, which it would write as no
+/// other database does.
 void FirebirdStatement::BindCells() {
     std::size_t size = 0;
     for (short i = 0; i < m_row.Size(); ++i) {
         XSQLVAR& value = m_row[i];
         const int type = TypeOf(value);
-        m_columns.push_back({size, type == SQL_BLOB, type == SQL_TEXT});
-        if (type == SQL_BLOB) {
-            size += sizeof(ISC_QUAD);
+        m_columns.push_back({size, type});
+        if (type == SQL_BLOB || IsTime(type)) {
+            size += ALIGNMENT; // none of them takes more
             continue;
         }
         if (type != SQL_TEXT && type != SQL_VARYING) {
@@ -151,7 +150,7 @@ void FirebirdStatement::Ask(const std::string& value, Answer& answer) {
     } catch (const FirebirdFailure& failure) {
         // Any value of the column can be converted to UTF-8, so it must be the searched value that
         // cannot be converted to the column's character set.
-        if (m_is_utf8 && failure.GetCode() == isc_transliteration_failed)
+        if (m_limit.IsUtf8() && failure.GetCode() == isc_transliteration_failed)
             return;
         throw;
     }
@@ -182,20 +181,13 @@ bool FirebirdStatement::Bind(const std::string& value) {
         m_number = *number;
         return true;
     }
-    if (!CanHold(value))
+    if (!m_limit.CanHold(value))
         return false;
-    m_characters = static_cast<long long>(m_is_utf8 ? CharactersOf(value) : value.size());
+    m_characters = static_cast<long long>(m_limit.Length(value));
     const auto length = static_cast<ISC_USHORT>(value.size());
     std::memcpy(m_text.data(), &length, sizeof(length));
     std::copy(value.begin(), value.end(), m_text.begin() + sizeof(length));
     return true;
-}
-
-bool FirebirdStatement::CanHold(const std::string& value) const {
-    if (!m_is_utf8)
-        return value.size() <= m_most_characters;
-    return value.size() <= 4 * m_most_characters && IsUtf8(value) &&
-           CharactersOf(value) <= m_most_characters;
 }
 
 void FirebirdStatement::AddRow(Answer& answer) {
@@ -203,21 +195,29 @@ void FirebirdStatement::AddRow(Answer& answer) {
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
         if (m_nulls[i] < 0)
             continue;
-        const char* const cell = m_cells.data() + m_columns[i].at;
-        if (m_columns[i].is_blob) {
-            ISC_QUAD id;
-            std::memcpy(&id, cell, sizeof(id));
-            answer.AddValue(ReadBlob(id));
-        } else {
-            ISC_USHORT length;
-            std::memcpy(&length, cell, sizeof(length));
-            std::string_view text(cell + sizeof(length), length);
-            if (m_columns[i].is_padded)
-                text = text.substr(0, text.find_last_not_of(' ') + 1);
-            answer.AddValue(text);
-        }
+        AddCell(m_cells.data() + m_columns[i].at, m_columns[i].type, answer);
         if (answer.GetResult().size() > LONGEST_RESULT)
             throw std::runtime_error("the result is longer than 16 MiB");
+    }
+}
+
+void FirebirdStatement::AddCell(const char* cell, int type, Answer& answer) {
+    switch (type) {
+    case SQL_BLOB:
+        return answer.AddValue(ReadBlob(ReadCell<ISC_QUAD>(cell)));
+    case SQL_TIMESTAMP: {
+        const auto time = ReadCell<ISC_TIMESTAMP>(cell);
+        return answer.AddValue(DateText(time.timestamp_date) + ' ' + TimeText(time.timestamp_time));
+    }
+    case SQL_TYPE_DATE:
+        return answer.AddValue(DateText(ReadCell<ISC_DATE>(cell)));
+    case SQL_TYPE_TIME:
+        return answer.AddValue(TimeText(ReadCell<ISC_TIME>(cell)));
+    default:
+        std::string_view text(cell + sizeof(ISC_USHORT), ReadCell<ISC_USHORT>(cell));
+        if (type == SQL_TEXT) // padded
+            text = text.substr(0, text.find_last_not_of(' ') + 1);
+        answer.AddValue(text);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "families/servers/Answer.h"
 #include "plugins/firebird/FirebirdAttachment.h"
 #include "plugins/firebird/Sqlda.h"
+#include "plugins/firebird/TextLimit.h"
 
 #include <cstddef>
 #include <ibase.h>
@@ -35,8 +36,7 @@ private:
     /// Where a value of a row goes.
     struct Cell {
         std::size_t at; ///< in m_cells
-        bool is_blob;
-        bool is_padded;
+        int type;       ///< as the client library gives it
     };
 
     void Prepare(const std::string& text);
@@ -44,8 +44,8 @@ private:
     void BindNumber(XSQLVAR& parameter, long long& number);
     void BindCells();
     bool Bind(const std::string& value);
-    bool CanHold(const std::string& value) const;
     void AddRow(Answer& answer);
+    void AddCell(const char* cell, int type, Answer& answer);
     std::string ReadBlob(ISC_QUAD id);
 
     FirebirdAttachment& m_attachment;
@@ -53,8 +53,7 @@ private:
     Sqlda m_parameter{2};
     Sqlda m_row{8}; // most statements select fewer columns
     Kind m_kind = Kind::Other;
-    std::size_t m_most_characters = 0;
-    bool m_is_utf8 = false;
+    TextLimit m_limit;
     short m_null = 0; ///< the parameter's indicator: never null
     long long m_number = 0;
     long long m_characters = 0;

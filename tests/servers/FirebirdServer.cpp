@@ -64,6 +64,9 @@ FirebirdServer::FirebirdServer() {
                   "' using plugin Srp;\ncommit;\n");
     ExecuteIn(GetDir(), "",
               "create database '" + GetDatabaseName() + "' default character set utf8;\n");
+    // Tests need not outlive a crash of the machine.
+    RunServerProgram(WithRoot(GetDir(), {ServerFile("usr/bin/gfix"), "-user", OWNER, "-write",
+                                         "async", GetDatabaseName()}));
     Start();
 }
 

@@ -27,6 +27,11 @@ public:
 
     const TempDir& GetDir() const { return m_dir; }
     kwlookup::FirebirdServer& GetServer() { return m_server; }
+    std::string GetStored() const {
+        return "create table stored (address blob sub_type text character set utf8,\n"
+               "  number integer not null primary key, seen timestamp);\n"
+               "grant select, insert on stored to kw;\n";
+    }
     std::string GetType() const { return "firebird"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
