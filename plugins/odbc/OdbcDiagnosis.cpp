@@ -83,4 +83,9 @@ void OdbcDiagnosis::Fail(bool is_dead) const {
     throw QuestionFault(what());
 }
 
+void CheckOdbc(SQLHANDLE statement, SQLRETURN done) {
+    if (!SQL_SUCCEEDED(done))
+        throw OdbcDiagnosis(SQL_HANDLE_STMT, statement);
+}
+
 } // namespace kwlookup

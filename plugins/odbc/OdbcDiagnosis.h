@@ -38,4 +38,7 @@ private:
     std::string m_state;
 };
 
+/// Throws OdbcDiagnosis when the call for `statement` failed that gave `done`.
+void CheckOdbc(SQLHANDLE statement, SQLRETURN done);
+
 } // namespace kwlookup

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "families/servers/ServerLookup.h"
 #include "families/servers/ServerSet.h"
+#include "families/servers/ServerStorage.h"
 #include "families/servers/ThreadedConnection.h"
+#include "families/sql/InsertStatement.h"
 #include "families/sql/SelectQuery.h"
 #include "plugins/odbc/OdbcConfig.h"
 #include "plugins/odbc/OdbcSession.h"
@@ -27,8 +28,10 @@ private:
     std::shared_ptr<const SelectStatement> m_select;
 };
 
-/// "odbc:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'".
-using OdbcLookup = ServerLookup<OdbcConfig, OdbcQuery, ServerSet<ThreadedConnection<OdbcSession>>>;
+/// "odbc:select COLUMN[, ...] from TABLE where COLUMN = 'TEMPLATE'", or as a storage
+/// "odbc:insert into TABLE values (:NAME<TYPE>[, ...])".
+using OdbcLookup = ServerStorage<OdbcConfig, OdbcQuery, InsertStatement,
+                                 ServerSet<ThreadedConnection<OdbcSession>>>;
 
 } // namespace kwlookup
 

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <sqlext.h>
+#include <utility>
 
 namespace kwlookup {
 
@@ -16,6 +17,17 @@ namespace {
 
 /// Reloads with new statements must not fill the server's memory.
 constexpr std::size_t MOST_STATEMENTS = 100;
+
+/// What makes times in statements UTC, and an error of a value that a column cannot hold, where the
+/// database needs to be told. PostgreSQL forgets it at the end of the transaction.
+struct Preparation {
+    const char* database;
+    const char* statement;
+};
+constexpr const char* FOR_MYSQL =
+    "set time_zone = '+00:00', sql_mode = concat(@@sql_mode, ',STRICT_ALL_TABLES')";
+constexpr Preparation PREPARATIONS[] = {
+    {"PostgreSQL", "set local time zone 'UTC'"}, {"MariaDB", FOR_MYSQL}, {"MySQL", FOR_MYSQL}};
 
 SQLPOINTER Number(std::uintptr_t number) {
     return reinterpret_cast<SQLPOINTER>(number);
@@ -45,6 +57,10 @@ OdbcSession::OdbcSession(const Server& server, const ServerSettings& settings)
 
 OdbcSession::~OdbcSession() {
     m_statements.clear();
+    if (m_inserter) {
+        m_inserter.reset();
+        ::SQLEndTran(SQL_HANDLE_DBC, m_connection->Get(), SQL_ROLLBACK);
+    }
     ::SQLDisconnect(m_connection->Get());
 }
 
@@ -101,6 +117,65 @@ OdbcStatement& OdbcSession::Prepare(const Select& select) {
     auto statement =
         std::make_unique<OdbcStatement>(m_connection->Get(), written, m_quote, m_limits);
     return *(m_statements[select.get()] = {select, std::move(statement)}).statement;
+}
+
+void OdbcSession::Begin(const InsertStatement& insert) {
+    InsertStatement written = insert;
+    if (m_folds_names)
+        written.FoldTable();
+    Checked([&] {
+        auto inserter =
+            std::make_unique<OdbcInserter>(m_connection->Get(), written, m_quote, m_limits.seconds);
+        SetAutocommit(false);
+        m_inserter = std::move(inserter);
+        const std::string database = Info(SQL_DBMS_NAME);
+        for (const Preparation& preparation : PREPARATIONS)
+            if (database == preparation.database)
+                Execute(preparation.statement);
+        m_inserter->Prepare();
+    });
+}
+
+void OdbcSession::Insert(const StoredRow& row) {
+    Checked([&] { m_inserter->Insert(row); });
+}
+
+void OdbcSession::Commit() {
+    Checked([&] { End(SQL_COMMIT); });
+}
+
+void OdbcSession::Rollback() {
+    if (m_inserter)
+        Checked([&] { End(SQL_ROLLBACK); });
+}
+
+void OdbcSession::End(SQLSMALLINT how) {
+    if (!SQL_SUCCEEDED(::SQLEndTran(SQL_HANDLE_DBC, m_connection->Get(), how)))
+        throw OdbcDiagnosis(SQL_HANDLE_DBC, m_connection->Get());
+    m_inserter.reset();
+    SetAutocommit(true);
+}
+
+void OdbcSession::SetAutocommit(bool on) {
+    if (!SQL_SUCCEEDED(::SQLSetConnectAttr(m_connection->Get(), SQL_ATTR_AUTOCOMMIT,
+                                           Number(on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF), 0)))
+        throw OdbcDiagnosis(SQL_HANDLE_DBC, m_connection->Get());
+}
+
+void OdbcSession::Execute(const std::string& text) {
+    const OdbcHandle<SQL_HANDLE_STMT> statement(m_connection->Get());
+    CheckOdbc(statement.Get(), ::SQLExecDirect(statement.Get(), OdbcText(text),
+                                               static_cast<SQLINTEGER>(text.size())));
+}
+
+/// Makes faults of what the driver tells.
+template <typename Call>
+void OdbcSession::Checked(Call&& call) {
+    try {
+        call();
+    } catch (const OdbcDiagnosis& diagnosis) {
+        diagnosis.Fail(IsDead());
+    }
 }
 
 bool OdbcSession::IsDead() const {

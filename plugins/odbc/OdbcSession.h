@@ -4,8 +4,11 @@
 #include "families/servers/Answer.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/sql/InsertStatement.h"
 #include "families/sql/SelectStatement.h"
+#include "families/sql/StoredRow.h"
 #include "plugins/odbc/OdbcHandle.h"
+#include "plugins/odbc/OdbcInserter.h"
 #include "plugins/odbc/OdbcStatement.h"
 
 #include <cstddef>
@@ -31,6 +34,13 @@ public:
     /// Put the rows for `value` into `answer`. Throws what OdbcStatement throws.
     void Ask(const Select& select, const std::string& value, Answer& answer);
 
+    /// Begins a transaction that stores. Throws what OdbcDiagnosis::Fail() throws, as all of these.
+    void Begin(const InsertStatement& insert);
+    /// Throws what OdbcInserter throws besides.
+    void Insert(const StoredRow& row);
+    void Commit();
+    void Rollback();
+
 private:
     /// A statement. It keeps `select`, because the address of that is its key.
     struct Prepared {
@@ -41,6 +51,11 @@ private:
     void Connect(const Server& server, const ServerSettings& settings);
     std::string Info(SQLUSMALLINT what) const;
     OdbcStatement& Prepare(const Select& select);
+    template <typename Call>
+    void Checked(Call&& call);
+    void SetAutocommit(bool on);
+    void Execute(const std::string& statement);
+    void End(SQLSMALLINT how);
     bool IsDead() const;
 
     const OdbcLimits m_limits;
@@ -49,6 +64,7 @@ private:
     char m_quote = ' ';
     bool m_folds_names = false;
     std::map<const SelectStatement*, Prepared> m_statements;
+    std::unique_ptr<OdbcInserter> m_inserter; ///< of a transaction
 };
 
 } // namespace kwlookup

@@ -24,16 +24,12 @@ constexpr std::size_t LONGEST_CHARACTER = 4;
 /// SQLSTATE for a text that is invalid in the server's character set.
 constexpr const char* BAD_BYTES = "22021";
 
-void CheckCall(SQLHANDLE statement, SQLRETURN done) {
-    if (!SQL_SUCCEEDED(done))
-        throw OdbcDiagnosis(SQL_HANDLE_STMT, statement);
-}
-
 } // namespace
 
 OdbcStatement::OdbcStatement(SQLHANDLE connection, const SelectStatement& select, char quote,
                              const OdbcLimits& limits)
-    : m_kind(FindKind(connection, select.TypeText(quote))), m_statement(connection) {
+    : m_kind(DescribeColumns(connection, select.TypeText(quote)).front().kind),
+      m_statement(connection) {
     const SQLHANDLE statement = m_statement.Get();
     // A driver without such limits returns an error, which does no harm.
     ::SQLSetStmtAttr(statement, SQL_ATTR_QUERY_TIMEOUT,
@@ -42,40 +38,6 @@ OdbcStatement::OdbcStatement(SQLHANDLE connection, const SelectStatement& select
                      reinterpret_cast<SQLPOINTER>(limits.max_rows + 1), 0);
     const std::string text = select.Text(quote, "?");
     Check(::SQLPrepare(statement, OdbcText(text), static_cast<SQLINTEGER>(text.size())));
-}
-
-OdbcStatement::Kind OdbcStatement::FindKind(SQLHANDLE connection, const std::string& text) {
-    const OdbcHandle<SQL_HANDLE_STMT> statement(connection);
-    CheckCall(statement.Get(), ::SQLExecDirect(statement.Get(), OdbcText(text),
-                                               static_cast<SQLINTEGER>(text.size())));
-    SQLSMALLINT type = SQL_UNKNOWN_TYPE;
-    SQLCHAR name[8];
-    SQLSMALLINT length, digits, nullable;
-    SQLULEN size;
-    CheckCall(statement.Get(), ::SQLDescribeCol(statement.Get(), 1, name, sizeof(name), &length,
-                                                &type, &size, &digits, &nullable));
-    switch (type) {
-    case SQL_CHAR:
-    case SQL_VARCHAR:
-    case SQL_LONGVARCHAR:
-    case SQL_WCHAR:
-    case SQL_WVARCHAR:
-    case SQL_WLONGVARCHAR:
-        return Kind::Text;
-    case SQL_BINARY:
-    case SQL_VARBINARY:
-    case SQL_LONGVARBINARY:
-        return Kind::Bytes;
-    case SQL_TINYINT:
-    case SQL_SMALLINT:
-    case SQL_INTEGER:
-    case SQL_BIGINT:
-    case SQL_NUMERIC:
-    case SQL_DECIMAL:
-        return Kind::WholeNumber;
-    default:
-        return Kind::Other;
-    }
 }
 
 void OdbcStatement::Ask(const std::string& value, Answer& answer) {
@@ -100,17 +62,17 @@ void OdbcStatement::Ask(const std::string& value, Answer& answer) {
 
 /// False if no text of the database can equal `value`.
 bool OdbcStatement::Execute(const std::string& value) {
-    if (m_kind == Kind::Other)
+    if (m_kind == OdbcColumn::Kind::Other || m_kind == OdbcColumn::Kind::Moment)
         throw QuestionFault("the condition's column holds neither texts nor whole numbers");
     // Drivers end a text at a NUL byte.
-    if (m_kind == Kind::Text && value.find('\0') != std::string::npos)
+    if (m_kind == OdbcColumn::Kind::Text && value.find('\0') != std::string::npos)
         return false;
     SQLBIGINT number = 0;
-    SQLSMALLINT type = m_kind == Kind::Bytes ? SQL_VARBINARY : SQL_VARCHAR;
-    SQLSMALLINT c_type = m_kind == Kind::Bytes ? SQL_C_BINARY : SQL_C_CHAR;
+    SQLSMALLINT type = m_kind == OdbcColumn::Kind::Bytes ? SQL_VARBINARY : SQL_VARCHAR;
+    SQLSMALLINT c_type = m_kind == OdbcColumn::Kind::Bytes ? SQL_C_BINARY : SQL_C_CHAR;
     SQLPOINTER data = OdbcText(value);
     auto length = static_cast<SQLLEN>(value.size());
-    if (m_kind == Kind::WholeNumber) {
+    if (m_kind == OdbcColumn::Kind::WholeNumber) {
         const auto read = ReadWholeNumber(value);
         if (!read)
             throw QuestionFault("the condition's column holds numbers, and the value is no whole "
@@ -128,7 +90,7 @@ bool OdbcStatement::Execute(const std::string& value) {
     if (SQL_SUCCEEDED(done) || done == SQL_NO_DATA)
         return true;
     const OdbcDiagnosis diagnosis(SQL_HANDLE_STMT, statement);
-    if (m_kind == Kind::Text && diagnosis.GetState() == BAD_BYTES && !IsUtf8(value))
+    if (m_kind == OdbcColumn::Kind::Text && diagnosis.GetState() == BAD_BYTES && !IsUtf8(value))
         return false;
     throw OdbcDiagnosis(diagnosis);
 }
@@ -164,7 +126,7 @@ void OdbcStatement::AddCell(SQLUSMALLINT column, Answer& answer) {
 }
 
 void OdbcStatement::Check(SQLRETURN done) const {
-    CheckCall(m_statement.Get(), done);
+    CheckOdbc(m_statement.Get(), done);
 }
 
 } // namespace kwlookup

@@ -3,6 +3,7 @@
 
 #include "families/servers/Answer.h"
 #include "families/sql/SelectStatement.h"
+#include "plugins/odbc/OdbcColumn.h"
 #include "plugins/odbc/OdbcHandle.h"
 
 #include <array>
@@ -33,15 +34,11 @@ public:
     void Ask(const std::string& value, Answer& answer);
 
 private:
-    /// The type of the condition's column.
-    enum class Kind { Text, Bytes, WholeNumber, Other };
-
-    static Kind FindKind(SQLHANDLE connection, const std::string& text);
     bool Execute(const std::string& value);
     void AddCell(SQLUSMALLINT column, Answer& answer);
     void Check(SQLRETURN done) const;
 
-    const Kind m_kind;
+    const OdbcColumn::Kind m_kind; ///< of the condition's column
     OdbcHandle<SQL_HANDLE_STMT> m_statement;
     std::array<char, 1024> m_cell;
     std::string m_long; ///< a value that does not fit into the cell

@@ -2,6 +2,7 @@
 #include "servers/HostileAddress.h"
 #include "servers/OdbcDriver.h"
 #include "support/PluginSupport.h"
+#include "support/StorageSupport.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -9,14 +10,6 @@
 #include <memory>
 #include <set>
 #include <sqlite3.h>
-
-#ifdef KWLOOKUP_UNDER_ASAN
-// The drivers' settings library never frees what it read, and is unloaded with the driver, so its
-// leaks cannot be told from others by name.
-extern "C" const char* __asan_default_options() {
-    return "detect_leaks=0";
-}
-#endif
 
 using namespace kwlookup;
 
@@ -123,6 +116,39 @@ TEST_F(OdbcPluginTest, LongValuesComeWhole) {
     EXPECT_EQ(AskList(Item(Select("long")), "a").res, " " + std::string(1048576, 'x'));
 }
 
+TEST_F(OdbcPluginTest, StoresIntoFiles) {
+    Sql("create table seen (address varchar(100) unique, count integer, bytes varbinary(9),"
+        "  at timestamp)");
+    KwStorageHolder holder(m_log);
+    holder.Init(Item("insert into seen values (:address<varchar>, :count<int>, :bytes<varchar>, "
+                     ":at<timestamp>)",
+                     "MaxConnections=1"));
+    const auto row = [](const std::string& address) {
+        return Record({{"address", address},
+                       {"count", "-9223372036854775808"},
+                       {"bytes", "\0\xff"s},
+                       {"at", "2026-11-22T07:07:08.25+01:00"}});
+    };
+    EXPECT_EQ(StoreError(holder, row("j\xc3\xb6rg")), "");
+    ExpectAnswer(Item("select address, count, at from seen where bytes = '$s'"), "\0\xff"s, 0,
+                 {true, " j\xc3\xb6rg -9223372036854775808 2026-11-22 06:07:08.25", "\0\xff"s});
+    EXPECT_EQ(BatchError(holder, {row("a"), row("b"), row("a")}),
+              "2: odbc: UNIQUE constraint failed: seen.address (19) (HY000)");
+    EXPECT_EQ(BatchError(holder, {row("c"), row("nul\0"s)}),
+              "1: odbc: 'address' has a NUL byte, which only a column of bytes can hold");
+    EXPECT_EQ(BatchError(holder, {row("c"), row("d")}), "");
+    EXPECT_EQ(AskList(Item("select address from seen where bytes = '$s'"), "\0\xff"s).res,
+              " j\xc3\xb6rg c d");
+    // Another one writes, for longer than the limit.
+    holder.Init(Item("insert into access values (:a<varchar>, :b<int>)", "Timeout=1"));
+    Sql("begin immediate");
+    EXPECT_EQ(StoreError(holder, Record({{"a", "x"}, {"b", "1"}})), "odbc: no answer in time");
+    Sql("commit");
+    holder.Init(Item("insert into access values (:a<varchar>, :b<int>)"));
+    EXPECT_EQ(StoreError(holder, Record({{"a", "y"}, {"b", "1"}})), "");
+    EXPECT_EQ(AskList(Item(Select("access")), "x"), Miss()) << "it came late";
+}
+
 TEST_F(OdbcPluginTest, RefusesItems) {
     const std::string select = Select("access");
     const std::pair<std::string, std::string> cases[] = {
@@ -151,7 +177,8 @@ TEST_F(OdbcPluginTest, RefusesItems) {
 TEST_F(OdbcPluginTest, WhatCannotBeAskedIsAFault) {
     Sql("create table numbers (address integer, result varchar(9));"
         "insert into numbers values (7, 'seven');"
-        "create table doubles (address double, result varchar(9))");
+        "create table doubles (address double, result varchar(9));"
+        "create table times (address timestamp, result varchar(9))");
     const auto failure = [this](const std::string& statement) {
         return SearchErrorOf(Item(statement, "MaxConnections=1"), FOUND);
     };
@@ -159,8 +186,9 @@ TEST_F(OdbcPluginTest, WhatCannotBeAskedIsAFault) {
     EXPECT_THAT(failure(Select("access", "nothing")), StartsWith("odbc: no such column: "));
     EXPECT_EQ(failure(Select("numbers")), "odbc: the condition's column holds numbers, and the "
                                           "value is no whole number");
-    EXPECT_EQ(failure(Select("doubles")),
-              "odbc: the condition's column holds neither texts nor whole numbers");
+    for (const char* table : {"doubles", "times"})
+        EXPECT_EQ(failure(Select(table)),
+                  "odbc: the condition's column holds neither texts nor whole numbers");
     // The connection can be used again.
     ExpectAnswer(Item(Select("numbers"), "MaxConnections=1"), "7", 0, {true, " seven", "7"});
     for (const char* text : {"7abc", " 7", "07", "7.0", "+7"})
