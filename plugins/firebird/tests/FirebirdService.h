@@ -2,13 +2,15 @@
 #pragma once
 
 #include "servers/FirebirdServer.h"
+#include "servers/ServiceDefaults.h"
 #include "support/TempDir.h"
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 /// A server with a table, and a user who may read it.
-class FirebirdService {
+class FirebirdService : public ServiceDefaults {
 public:
     FirebirdService() {
         // For files that tests open without the server.
@@ -27,11 +29,18 @@ public:
 
     const TempDir& GetDir() const { return m_dir; }
     kwlookup::FirebirdServer& GetServer() { return m_server; }
-    std::string GetStored() const {
+    std::string GetStored() {
+        // A table cannot be dropped while a connection that has used it is being closed.
+        if (std::exchange(m_has_stored, true))
+            return "delete from stored;\n";
         return "create table stored (address blob sub_type text character set utf8,\n"
                "  number integer not null primary key, seen timestamp);\n"
                "grant select, insert on stored to kw;\n";
     }
+    bool HasSocket() const { return false; }
+    const char* GetHangingLookup() const { return "no answer in time"; }
+    const char* GetRefusal() const { return "Failed to establish a connection"; }
+    int GetShare() const { return 10; }
     std::string GetType() const { return "firebird"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
@@ -52,6 +61,7 @@ private:
         return name;
     }
 
+    bool m_has_stored = false;
     const TempDir m_dir;
     kwlookup::FirebirdServer m_server;
 };

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "servers/ServiceDefaults.h"
 #include "servers/SlapdServer.h"
 
 #include <string>
 #include <vector>
 
 /// A server with a few people, and with an entry that may read them.
-class LdapService {
+class LdapService : public ServiceDefaults {
 public:
     LdapService() {
         m_server.Add("dn: cn=reader,dc=example,dc=test\n"

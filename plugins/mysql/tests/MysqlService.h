@@ -2,12 +2,13 @@
 #pragma once
 
 #include "servers/MariaServer.h"
+#include "servers/ServiceDefaults.h"
 
 #include <string>
 #include <vector>
 
 /// A server with a table and a user who may read it.
-class MysqlService {
+class MysqlService : public ServiceDefaults {
 public:
     MysqlService() {
         m_server.Execute("create user kw@'%' identified by 'secret of the test';\n"
@@ -20,7 +21,8 @@ public:
 
     kwlookup::MariaServer& GetServer() { return m_server; }
     std::string GetStored() const {
-        return "create table stored (address mediumtext character set utf8mb4, "
+        return "drop table if exists stored;\n"
+               "create table stored (address mediumtext character set utf8mb4, "
                "number int primary key, seen datetime) engine = innodb;\n"
                "grant select, insert on stored to kw@'%';\n";
     }

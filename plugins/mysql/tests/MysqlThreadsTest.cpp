@@ -16,9 +16,9 @@ TEST_F(MysqlStorageTest, TableWithoutTransactionsKeepsTheRecordsBeforeTheOneThat
     holder.Init(Item());
     EXPECT_THAT(BatchError(holder, {Row(1), Row(2), Row(1), Row(3)}),
                 testing::StartsWith("?2: " + Server().GetHost() + ": "));
-    EXPECT_EQ(Count(), "2");
+    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2));
     EXPECT_EQ(BatchError(holder, {Row(3)}), "");
-    EXPECT_EQ(Count(), "3");
+    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2, 3));
 }
 
 TEST_F(MysqlStorageTest, AnotherWriterOfTheSameKeyIsWaitedFor) {
@@ -46,7 +46,7 @@ TEST_F(MysqlStorageTest, AnotherWriterOfTheSameKeyIsWaitedFor) {
     waits.join();
     other.join();
     EXPECT_EQ(error, "");
-    EXPECT_EQ(Sql("select address, count from stored order by count"),
+    EXPECT_EQ(Sql("select address, number from stored order by number"),
               "jdoe@corp.lan\t1\njdoe@corp.lan\t2");
 }
 

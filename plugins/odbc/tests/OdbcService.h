@@ -9,6 +9,9 @@
 /// PostgreSQL, through its ODBC driver.
 class OdbcService : public PostgresService {
 public:
+    bool HasSocket() const { return false; }
+    const char* GetHangingLookup() const { return "no answer in time"; }
+    int GetShare() const { return 10; }
     std::string GetType() const { return "odbc"; }
     std::string GetLogin() const {
         return "Connection=Driver=" + kwlookup::OdbcDriver("psqlodbcw.so") +

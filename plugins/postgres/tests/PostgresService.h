@@ -2,12 +2,13 @@
 #pragma once
 
 #include "servers/PostgresServer.h"
+#include "servers/ServiceDefaults.h"
 
 #include <string>
 #include <vector>
 
 /// A server with a table and a role that may read it.
-class PostgresService {
+class PostgresService : public ServiceDefaults {
 public:
     PostgresService() {
         m_server.Execute("create role kw login password 'secret of the test';\n"
@@ -19,7 +20,8 @@ public:
 
     kwlookup::PostgresServer& GetServer() { return m_server; }
     std::string GetStored() const {
-        return "create table stored (address text, number int primary key, seen timestamp);\n"
+        return "drop table if exists stored;\n"
+               "create table stored (address text, number int primary key, seen timestamp);\n"
                "grant select, insert on stored to kw;\n";
     }
     std::string GetTlsHost() const { return m_server.GetHost(); }

@@ -12,14 +12,14 @@ class PostgresStorageTest : public ServerStorageTest<PostgresService> {};
 
 TEST_F(PostgresStorageTest, TimesAreInUtcInColumnsWithAZoneToo) {
     Sql("drop table stored;"
-        "create table stored (address bytea, count int, at timestamptz);"
+        "create table stored (address bytea, number int, seen timestamptz);"
         "grant insert on stored to kw;"
         "alter role kw set timezone = 'America/New_York';");
     KwStorageHolder holder(m_log);
     holder.Init(Item());
     EXPECT_EQ(StoreError(holder, Row(1, std::string("\0\xff", 2))), "");
     Sql("alter role kw reset timezone");
-    EXPECT_EQ(Sql("select address, at at time zone 'UTC' from stored"),
+    EXPECT_EQ(Sql("select address, seen at time zone 'UTC' from stored"),
               "\\x00ff|2026-11-22 06:08:09");
 }
 
@@ -46,7 +46,7 @@ TEST_F(PostgresStorageTest, AnotherWriterOfTheSameKeyIsWaitedFor) {
     waits.join();
     other.join();
     EXPECT_EQ(error, "");
-    EXPECT_EQ(Sql("select address, count from stored order by count"),
+    EXPECT_EQ(Sql("select address, number from stored order by number"),
               "jdoe@corp.lan|1\njdoe@corp.lan|2");
 }
 

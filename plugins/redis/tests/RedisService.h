@@ -2,13 +2,14 @@
 #pragma once
 
 #include "servers/RedisServer.h"
+#include "servers/ServiceDefaults.h"
 #include "servers/TestAuthority.h"
 
 #include <string>
 #include <vector>
 
 /// A server with a key, and with a port for TLS.
-class RedisService {
+class RedisService : public ServiceDefaults {
 public:
     RedisService() : m_certificate(m_authority.ForServer()), m_server(Options(m_certificate)) {
         m_server.Load({{"SET", "jdoe@corp.lan", "OK"}});
