@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "kwlookupd/ConstantView.h"
 #include "kwlookupd/Conversation.h"
-#include "support/TempDir.h"
 #include "tools/kwlookupd/doors/Door.h"
 #include "tools/kwlookupd/doors/HttpDate.h"
 
@@ -542,9 +541,8 @@ TEST_F(HttpSession, AnswersPipelinedRequestsInOrderAtEveryCut) {
 }
 
 TEST_F(HttpSession, WantsTheToken) {
-    const TempDir dir;
     config.addresses = {"0.0.0.0:8825"};
-    config.settings["token.file"] = dir.Write("token", "0123456789abcdef\r\nmore\n");
+    config.settings["token"] = "0123456789abcdef";
     const std::string basic = "Authorization: Basic ";
     struct Case {
         std::string fields;
@@ -607,12 +605,11 @@ TEST_F(HttpSession, AnswersUnderItsOwnNamesOnly) {
 }
 
 TEST_F(HttpSession, WrongSettingsAreRefused) {
-    const TempDir dir;
     struct Case {
         std::function<void()> change;
         std::string reason;
     };
-    const std::string open = "door web: it needs Token.file, because the Address ";
+    const std::string open = "it needs Token.file, because the Address ";
     const Case cases[] = {
         {[&] {
              config.addresses = {"127.0.0.1:1", "0.0.0.0:1"};
@@ -625,28 +622,22 @@ TEST_F(HttpSession, WrongSettingsAreRefused) {
          open + "localhost:1 may be open to other machines"},
         {[&] { config.addresses = {"systemd:web"}; },
          open + "systemd:web may be open to other machines"},
-        {[&] { config.settings["token.file"] = dir.Path("none"); },
-         "door web: Token.file: " + dir.Path("none") + ": No such file or directory"},
-        {[&] { config.settings["token.file"] = dir.Write("short", "0123456789abcde\n"); },
-         "door web: Token.file: " + dir.Path("short") +
-             ": the token in its first line has less than 16 characters"},
-        {[&] { config.settings["token.file"] = dir.Write("blank", "0123456789 abcdef\n"); },
-         "door web: Token.file: " + dir.Path("blank") +
-             ": the token has a character that is not printable ASCII"},
-        {[&] { config.settings["tokenfile"] = "x"; },
-         "door web: the protocol http has no setting tokenfile"},
+        {[&] { config.settings["token"] = "0123456789abcde"; },
+         "Token has less than 16 characters"},
+        {[&] { config.settings["token"] = "0123456789 abcdef"; },
+         "Token has a character that is not printable ASCII"},
         {[&] {
              config.rules = {{"sender", {"blocked", 0}}};
          },
-         "door web: the protocol http has no setting Ask"},
+         "the protocol http has no setting Ask"},
         {[&] {
              config.lists = {{"metrics", 0}};
          },
-         "door web: the path of a list named \"metrics\" has another meaning"},
+         "the path of a list named \"metrics\" has another meaning"},
         {[&] {
              config.lists = {{"healthz", 0}};
          },
-         "door web: the path of a list named \"healthz\" has another meaning"},
+         "the path of a list named \"healthz\" has another meaning"},
     };
     const DoorConfig good = config;
     for (const Case& test : cases) {

@@ -30,7 +30,7 @@ const char* const SOCKET_KEYS[] = {"Mode",      "Owner",     "Group",
 const struct {
     const char* protocol;
     const char* key;
-} PROTOCOL_KEYS[] = {{"http", "Token"}};
+} PROTOCOL_KEYS[] = {{"http", "Host"}, {"http", "Token"}};
 
 /// What to do with the value of a key. Throws std::invalid_argument if the value is wrong.
 using Take = std::function<void(const std::string&)>;

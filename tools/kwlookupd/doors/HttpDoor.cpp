@@ -2,8 +2,6 @@
 #include "tools/kwlookupd/doors/HttpDoor.h"
 
 #include "text/AsciiLower.h"
-#include "text/LineReader.h"
-#include "text/TextFile.h"
 #include "tools/kwlookupd/doors/HttpSession.h"
 
 #include <algorithm>
@@ -50,25 +48,26 @@ bool IsUnixSocket(const std::string& address) {
     return address.compare(0, 5, "unix:") == 0;
 }
 
-std::string ReadToken(const std::string& file) {
-    const FileDescriptor input = OpenInput(file);
-    LineReader reader(input.Get(), BytesToRead(input.Get()));
-    reader.SetLongestLine(4096);
-    std::string_view line;
-    std::string token;
-    if (reader.Next(line))
-        token = line;
-    if (!token.empty() && token.back() == '\r')
-        token.pop_back();
-    if (reader.GetError() != 0)
-        throw std::invalid_argument(file + ": " + reader.GetErrorText());
+/// Throws std::invalid_argument unless `token` can be sent in a header and is hard to guess.
+void CheckToken(const std::string& token) {
     if (token.size() < SHORTEST_TOKEN)
-        throw std::invalid_argument(file + ": the token in its first line has less than " +
-                                    std::to_string(SHORTEST_TOKEN) + " characters");
+        throw std::invalid_argument("Token has less than " + std::to_string(SHORTEST_TOKEN) +
+                                    " characters");
     if (std::any_of(token.begin(), token.end(), [](char c) { return c <= ' ' || c > '~'; }))
-        throw std::invalid_argument(file +
-                                    ": the token has a character that is not printable ASCII");
-    return token;
+        throw std::invalid_argument("Token has a character that is not printable ASCII");
+}
+
+std::vector<std::string> SplitHosts(std::string_view names) {
+    std::vector<std::string> hosts;
+    while (!names.empty()) {
+        const std::size_t end = std::min(names.find(','), names.size());
+        std::string host = InLowerCase(names.substr(0, end));
+        host.erase(0, host.find_first_not_of(' '));
+        host.erase(host.find_last_not_of(' ') + 1);
+        hosts.push_back(std::move(host));
+        names.remove_prefix(std::min(end + 1, names.size()));
+    }
+    return hosts;
 }
 
 /// Compares without telling by the time where the texts differ.
@@ -106,33 +105,18 @@ std::string DecodeBase64(std::string_view text) {
 
 HttpDoor::HttpDoor(DoorConfig config, const DaemonView& view)
     : m_config(std::move(config)), m_view(view) {
-    const std::string door = "door " + m_config.name + ": ";
-    for (const auto& [name, value] : m_config.settings) {
-        if (name == "token.file") {
-            try {
-                m_token = ReadToken(value);
-            } catch (const std::exception& error) {
-                throw std::invalid_argument(door + "Token.file: " + error.what());
-            }
-        } else if (name == "host") {
-            std::string_view names = value;
-            while (!names.empty()) {
-                const std::size_t end = std::min(names.find(','), names.size());
-                std::string host = InLowerCase(names.substr(0, end));
-                host.erase(0, host.find_first_not_of(' '));
-                host.erase(host.find_last_not_of(' ') + 1);
-                m_hosts.push_back(std::move(host));
-                names.remove_prefix(std::min(end + 1, names.size()));
-            }
-        } else {
-            throw std::invalid_argument(door + "the protocol http has no setting " + name);
-        }
+    const auto& settings = m_config.settings;
+    if (const auto token = settings.find("token"); token != settings.end()) {
+        CheckToken(token->second);
+        m_token = token->second;
     }
+    if (const auto hosts = settings.find("host"); hosts != settings.end())
+        m_hosts = SplitHosts(hosts->second);
     if (!m_config.rules.empty())
-        throw std::invalid_argument(door + "the protocol http has no setting Ask");
+        throw std::invalid_argument("the protocol http has no setting Ask");
     for (const DoorConfig::List& list : m_config.lists)
         if (list.name == "metrics" || list.name == "healthz")
-            throw std::invalid_argument(door + "the path of a list named \"" + list.name +
+            throw std::invalid_argument("the path of a list named \"" + list.name +
                                         "\" has another meaning");
     bool only_unix = true;
     for (const std::string& address : m_config.addresses) {
@@ -140,8 +124,8 @@ HttpDoor::HttpDoor(DoorConfig config, const DaemonView& view)
             continue;
         only_unix = false;
         if (m_token.empty() && !IsLoopback(HostOf(address)))
-            throw std::invalid_argument(door + "it needs Token.file, because the Address " +
-                                        address + " may be open to other machines");
+            throw std::invalid_argument("it needs Token.file, because the Address " + address +
+                                        " may be open to other machines");
     }
     m_any_host = !m_token.empty() || only_unix; // browsers cannot ask by a UNIX socket
 }

@@ -15,8 +15,8 @@ namespace kwlookup {
 /// The door for HTTP: questions, whole lists, monitoring and the status page. HttpSession says
 /// which paths there are.
 ///
-/// `Token.file` names a file whose first line every request must have. It is needed where the door
-/// is open to other machines. `Host` names the hosts under which browsers may ask.
+/// Every request must have `Token`, if it is set. It is needed where the door is open to other
+/// machines. `Host` names the hosts under which browsers may ask.
 class HttpDoor : public Door {
 public:
     /// Keeps a reference to `view`. Throws std::invalid_argument with the reason if the settings
