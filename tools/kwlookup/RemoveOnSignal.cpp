@@ -10,17 +10,17 @@ namespace {
 
 constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
 
-const char* volatile file = nullptr;
+const char* volatile g_file = nullptr;
 
 extern "C" void RemoveAndEnd(int signal) {
-    ::unlink(file);
+    ::unlink(g_file);
     ::raise(signal); // takes its default action when this handler returns
 }
 
 } // namespace
 
 RemoveOnSignal::RemoveOnSignal(const char* name) {
-    file = name;
+    g_file = name;
     struct sigaction action = {};
     action.sa_handler = RemoveAndEnd;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
