@@ -1,9 +1,226 @@
 // SPDX-License-Identifier: MIT
+#include "kwhost/ConfFileLoader.h"
+#include "kwlog/Logging.h"
+#include "objects/KwObjectHolder.h"
+#include "tools/kwlookupd/Control.h"
+#include "tools/kwlookupd/DaemonConfig.h"
+#include "tools/kwlookupd/LiveView.h"
+#include "tools/kwlookupd/doors/Door.h"
+#include "tools/kwlookupd/lists/ListKeeper.h"
+#include "tools/kwlookupd/lists/Reloader.h"
+#include "tools/kwlookupd/net/Server.h"
+#include "tools/lists/Plugin.h"
+#include "tools/lists/Report.h"
+
 #include <CLI/CLI.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/make_shared.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <functional>
+#include <iostream>
+#include <sysexits.h>
+#include <thread>
+#include <unistd.h>
+
+namespace kwlookup {
+
+namespace {
+
+/// Where ctl finds the daemon, and the daemon listens for it, if the configuration does not say.
+constexpr char DEFAULT_CONTROL[] = "/run/kwlookupd/control";
+
+ServerSettings SettingsOf(const DaemonConfig& config) {
+    ServerSettings settings;
+    settings.io_threads = config.io_threads != 0
+                              ? config.io_threads
+                              : std::max<std::size_t>(std::thread::hardware_concurrency(), 1);
+    settings.workers = config.workers;
+    settings.answer_time = config.answer_time;
+    settings.max_connections = config.max_connections;
+    settings.max_in_flight = config.max_in_flight;
+    settings.idle_time = config.idle_time;
+    settings.user = config.user;
+    return settings;
+}
+
+/// Reports all errors. False if there are some.
+bool ReportErrors(const DaemonConfig& config, const LogClass& log) {
+    for (const std::string& warning : config.file.GetWarnings())
+        ReportWarning(log, warning);
+    for (const std::string& error : config.errors)
+        ReportError(log, error);
+    return config.errors.empty();
+}
+
+/// Makes the doors. Adds what is wrong with their settings to the errors of the configuration.
+std::vector<Server::OpenDoor> MakeDoors(DaemonConfig& config, const DaemonView& view) {
+    std::vector<Server::OpenDoor> doors;
+    for (const DoorConfig& door : config.doors) {
+        try {
+            doors.push_back({door, MakeDoor(door, &view)});
+        } catch (const std::invalid_argument& error) {
+            config.errors.push_back(config.Place("door " + door.name) + error.what());
+        }
+    }
+    return doors;
+}
+
+ReloadResult MetricOf(ListKeeper::LoadResult::Kind kind) {
+    switch (kind) {
+    case ListKeeper::LoadResult::Swapped:
+        return ReloadResult::Swapped;
+    case ListKeeper::LoadResult::Unchanged:
+        return ReloadResult::Unchanged;
+    case ListKeeper::LoadResult::Refused:
+        return ReloadResult::Refused;
+    case ListKeeper::LoadResult::Failed:
+        break;
+    }
+    return ReloadResult::Failed;
+}
+
+int RunDaemon(DaemonConfig& config, const LogClass& log) {
+    const ServerSettings settings = SettingsOf(config);
+    Server* publisher = nullptr;
+    ListKeeper lists(config.lists, log,
+                     [&publisher](std::size_t number, const ListKeeper::List& list) {
+                         publisher->SetList(number, list);
+                     });
+    LiveView view(config.doors, lists, settings.io_threads);
+    Metrics& metrics = view.GetMetrics();
+    std::vector<Server::OpenDoor> doors = MakeDoors(config, view);
+    if (!ReportErrors(config, log))
+        return EX_CONFIG;
+    Server server(settings, std::move(doors));
+    publisher = &server;
+
+    for (std::size_t i = 0; i < lists.GetCount(); ++i)
+        metrics.CountReload(i, MetricOf(lists.Load(i, false).kind));
+    Reloader reloader(lists, [&](std::size_t number, const ListKeeper::LoadResult& result) {
+        metrics.CountReload(number, MetricOf(result.kind));
+    });
+    boost::asio::io_context& context = server.GetMainContext();
+    std::unique_ptr<Control> control;
+    if (!config.control.empty())
+        control = std::make_unique<Control>(context, config.control, reloader, lists);
+    else if (::access("/run/kwlookupd", W_OK) == 0)
+        control = std::make_unique<Control>(context, DEFAULT_CONTROL, reloader, lists);
+    reloader.Start();
+
+    using boost::system::error_code;
+    boost::asio::signal_set ends(context, SIGTERM, SIGINT);
+    ends.async_wait([&](error_code error, int) {
+        if (!error)
+            server.Stop();
+    });
+    boost::asio::signal_set hangups(context, SIGHUP);
+    const std::function<void()> await_hangup = [&] {
+        hangups.async_wait([&](error_code error, int) {
+            if (error)
+                return;
+            reloader.Post([&] {
+                for (std::size_t i = 0; i < lists.GetCount(); ++i)
+                    reloader.Load(i, false);
+            });
+            await_hangup();
+        });
+    };
+    await_hangup();
+    boost::asio::steady_timer samples(context);
+    const std::function<void()> await_sample = [&] {
+        samples.expires_after(Metrics::SAMPLE_PERIOD);
+        samples.async_wait([&](error_code error) {
+            if (error)
+                return;
+            metrics.TakeSample(std::chrono::steady_clock::now());
+            await_sample();
+        });
+    };
+    await_sample();
+    server.Run();
+    return EX_OK;
+}
+
+std::string Count(std::size_t count, const char* noun) {
+    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+/// Checks the configuration, and loads all lists. Returns the exit status.
+int Check(DaemonConfig& config, const LogClass& log) {
+    ListKeeper lists(config.lists, log, [](std::size_t, const ListKeeper::List&) {});
+    const LiveView view(config.doors, lists, 1);
+    MakeDoors(config, view);
+    bool good = ReportErrors(config, log);
+    for (std::size_t i = 0; i < lists.GetCount(); ++i)
+        good &= lists.Load(i, false).kind == ListKeeper::LoadResult::Swapped;
+    if (good)
+        std::cout << config.file.GetName() << ": " << Count(config.lists.size(), "list") << ", "
+                  << Count(config.doors.size(), "door") << ", no errors" << std::endl;
+    return good ? EX_OK : EX_CONFIG;
+}
+
+} // namespace
+
+} // namespace kwlookup
 
 int main(int argc, char** argv) {
+    using namespace kwlookup;
+    const LogClass log("kwlookupd");
     CLI::App app("Answer mail servers from lookup lists.", "kwlookupd");
     app.set_version_flag("--version", "kwlookupd " KWLOOKUP_VERSION);
-    CLI11_PARSE(app, argc, argv);
-    return 0;
+    app.require_subcommand(0, 1);
+    std::string config_file = "/etc/kwlookupd.conf";
+    app.add_option("--config", config_file, "The configuration file")
+        ->capture_default_str()
+        ->type_name("FILE");
+    bool check = false;
+    app.add_flag("--check", check, "Check the configuration and load its lists, then end");
+    CLI::App& ctl = *app.add_subcommand("ctl", "Give a command to the running daemon");
+    ctl.fallthrough();
+    ctl.require_subcommand(1);
+    std::string list;
+    bool force = false;
+    CLI::App& reload = *ctl.add_subcommand("reload", "Load one list, or all of them, again");
+    reload.fallthrough();
+    reload.add_option("LIST", list, "The name of the list");
+    reload.add_flag("--force", force, "Take a list that is empty or has shrunk by a lot");
+    CLI::App& rollback =
+        *ctl.add_subcommand("rollback", "Go back to the list before the last load");
+    rollback.fallthrough();
+    rollback.add_option("LIST", list, "The name of the list")->required();
+    ctl.add_subcommand("status", "Show the state of each list")->fallthrough();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EX_OK : EX_USAGE;
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    RegisterOwnTypes();
+    try {
+        DaemonConfig config = ReadDaemonConfig(config_file);
+        if (ctl.parsed()) {
+            std::string command = ctl.get_subcommands().front()->get_name();
+            if (!list.empty())
+                command += ' ' + list;
+            if (force)
+                command += " --force";
+            return RunControlCommand(config.control.empty() ? DEFAULT_CONTROL : config.control,
+                                     command, log);
+        }
+        if (config.syslog && !check)
+            SetLogging(LogTarget::Syslog, log4cxx::Level::LEVEL_WARN, "kwlookupd");
+        else if (config.debug)
+            SetLogging(LogTarget::StandardError, log4cxx::Level::LEVEL_DEBUG);
+        const auto loader = boost::make_shared<ConfFileLoader>();
+        loader->SetFile(config.file);
+        KwObjectHolder::SetConfLoader(loader);
+        return check ? Check(config, log) : RunDaemon(config, log);
+    } catch (...) {
+        ReportError(log, CaughtReason());
+        return EX_UNAVAILABLE;
+    }
 }

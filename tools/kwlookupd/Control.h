@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/LogClass.h"
+
+#include <memory>
+#include <string>
+
+namespace boost {
+namespace asio {
+class io_context;
+}
+} // namespace boost
+
+namespace kwlookup {
+
+class ListKeeper;
+class Reloader;
+
+/// The UNIX socket through which `kwlookupd ctl` gives commands to the daemon. Only its user may
+/// connect.
+///
+/// A client sends one line: "reload [LIST] [--force]", "rollback LIST" or "status". It gets a line
+/// "ok" or "error", and then text.
+class Control {
+public:
+    /// Listens at `path`. Serves clients in `context`, and lets the reloader load lists. Keeps the
+    /// references. Throws std::runtime_error "PATH: REASON", also when another daemon listens
+    /// there.
+    Control(boost::asio::io_context& context, const std::string& path, Reloader& reloader,
+            ListKeeper& lists);
+    /// Removes the socket's file.
+    ~Control();
+    Control(const Control&) = delete;
+    Control& operator=(const Control&) = delete;
+
+private:
+    class Client;
+    struct State;
+
+    std::unique_ptr<State> m_state;
+};
+
+/// Sends `command` to the daemon that listens at `path`, and prints its answer on standard output,
+/// or an error on standard error. Returns the exit status.
+int RunControlCommand(const std::string& path, const std::string& command, const LogClass& log);
+
+} // namespace kwlookup

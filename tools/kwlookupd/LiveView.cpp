@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/LiveView.h"
+
+#include "text/LocaleBytes.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <functional>
+#include <utility>
+
+namespace kwlookup {
+
+namespace {
+
+std::vector<std::string> NamesOf(const ListKeeper& lists) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < lists.GetCount(); ++i)
+        names.push_back(lists.GetSettings(i).name);
+    return names;
+}
+
+/// Appends a stored value as a line: its key, and its result after a blank.
+void AppendLine(std::string_view value, std::string& text) {
+    const LocaleBytes& bytes = LocaleBytes::Current();
+    const char* begin = value.data();
+    const char* end = begin + value.size();
+    bytes.Trim(begin, end);
+    const char* const key_end = bytes.FindSpace(begin, end);
+    text.append(begin, key_end);
+    const char* result = key_end;
+    bytes.Trim(result, end);
+    if (result != end)
+        text.append(1, ' ').append(result, end);
+    text += '\n';
+}
+
+std::string EtagOf(const std::string& text) {
+    char etag[64];
+    std::snprintf(etag, sizeof(etag), "\"%zx-%zx\"", std::hash<std::string>()(text), text.size());
+    return etag;
+}
+
+} // namespace
+
+LiveView::LiveView(std::vector<DoorConfig> doors, const ListKeeper& lists, std::size_t threads)
+    : m_doors(std::move(doors)), m_lists(lists), m_metrics(m_doors, NamesOf(lists), threads),
+      m_bodies(lists.GetCount()) {}
+
+std::vector<ListState> LiveView::GetLists() const {
+    std::vector<ListState> states;
+    for (std::size_t i = 0; i < m_lists.GetCount(); ++i)
+        states.push_back(m_lists.GetState(i));
+    return states;
+}
+
+std::shared_ptr<const DaemonView::WholeList> LiveView::GetWholeList(std::size_t list) const {
+    const ListKeeper::List current = m_lists.GetList(list);
+    if (!current)
+        return nullptr;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    Body& body = m_bodies[list];
+    if (body.list == current)
+        return body.whole;
+    auto whole = std::make_shared<WholeList>();
+    if (current->GetItems().HasPlugins()) {
+        whole->why_not = "an item of the list asks a table or a server";
+    } else {
+        current->ForEachValue([&](std::string_view value) { AppendLine(value, whole->text); });
+        whole->etag = EtagOf(whole->text);
+        whole->changed = body.whole && body.whole->etag == whole->etag ? body.whole->changed
+                                                                       : current->GetLoadTime();
+    }
+    body = {current, whole};
+    return whole;
+}
+
+} // namespace kwlookup

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tools/kwlookupd/doors/DaemonView.h"
+#include "tools/kwlookupd/lists/ListKeeper.h"
+
+#include <mutex>
+
+namespace kwlookup {
+
+/// The view of the running daemon: its doors, its lists, and what it has counted.
+class LiveView : public DaemonView {
+public:
+    /// Keeps the reference. `threads` threads will count.
+    LiveView(std::vector<DoorConfig> doors, const ListKeeper& lists, std::size_t threads);
+
+    const std::vector<DoorConfig>& GetDoors() const override { return m_doors; }
+    std::vector<ListState> GetLists() const override;
+    const Metrics& GetMetrics() const override { return m_metrics; }
+    std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const override;
+
+    Metrics& GetMetrics() { return m_metrics; }
+
+private:
+    struct Body {
+        ListKeeper::List list; ///< of which it was made
+        std::shared_ptr<const WholeList> whole;
+    };
+
+    const std::vector<DoorConfig> m_doors;
+    const ListKeeper& m_lists;
+    Metrics m_metrics;
+    mutable std::mutex m_lock; ///< for m_bodies
+    mutable std::vector<Body> m_bodies;
+};
+
+} // namespace kwlookup
