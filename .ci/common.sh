@@ -3,8 +3,8 @@
 # Functions of quickstart and check: messages, steps, packages. Source it from the root of the tree.
 
 # To build the library and the tool.
-build_packages=(cmake firebird-dev g++ libboost-dev libcdb-dev libcli11-dev libhiredis-dev libinih-dev
-    libldap-dev liblmdb-dev libmariadb-dev libpcre2-dev libpq-dev libre2-dev libspdlog-dev
+build_packages=(cmake firebird-dev g++ libboost-dev libcdb-dev libcli11-dev libhiredis-dev libidn2-dev
+    libinih-dev libldap-dev liblmdb-dev libmariadb-dev libpcre2-dev libpq-dev libre2-dev libspdlog-dev
     libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config unixodbc-dev)
 
 # To build and run the tests.

@@ -59,8 +59,13 @@ kwlookup_public_headers(kwhost
 
 install(TARGETS kwlog kwlookup kwhost EXPORT kwlookupTargets
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup)
-install(TARGETS kwlookup_tool)
+install(TARGETS kwlookup_tool kwlookupd)
 install(FILES tools/kwlookup/kwlookup.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES tools/kwlookupd/kwlookupd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES tools/kwlookupd/kwlookupd.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+configure_file(tools/kwlookupd/systemd/kwlookupd.service.in kwlookupd.service @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kwlookupd.service tools/kwlookupd/systemd/kwlookupd.socket
+  DESTINATION lib/systemd/system)
 install(FILES lookup/config/kw_lookup.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")

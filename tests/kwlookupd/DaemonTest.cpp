@@ -180,6 +180,13 @@ TEST_F(DaemonTest, ChecksItsConfiguration) {
     EXPECT_EQ(RunProgram({KWLOOKUPD, "--config", m_dir.Path("none")}).status, 69);
 }
 
+TEST_F(DaemonTest, TheExampleIsGood) {
+    std::filesystem::current_path(SOURCE_DIR);
+    const ProgramResult result =
+        RunProgram({KWLOOKUPD, "--check", "--config", "examples/kwlookupd.conf"});
+    EXPECT_EQ(result.status, 0) << result.err;
+}
+
 TEST_F(DaemonTest, AnswersAgainAfterItWasKilled) {
     Daemon daemon(m_dir, std::string("[list hosts]\nObjects = a.lan\n") + DOOR);
     for (int i = 0; i < 3; ++i) {

@@ -87,6 +87,30 @@ TEST(ListGenerationTest, AsksWithTheExtensionOfALocalPartFirst) {
     EXPECT_EQ(AskList(settings, "jdoe-y@corp.lan"), "found base");
 }
 
+TEST(ListGenerationTest, AsksBothFormsOfAnInternationalDomain) {
+    ListSettings settings = ListOf("gr\xc3\xbcn.example u, xn--bcher-kva.example a");
+    EXPECT_EQ(AskList(settings, "x@xn--grn-ioa.example"), "not found");
+    settings.idn = true;
+    EXPECT_EQ(AskList(settings, "x@xn--grn-ioa.example"), "found u");
+    EXPECT_EQ(AskList(settings, "x@XN--GRN-IOA.example"), "found u");
+    EXPECT_EQ(AskList(settings, "x@GR\xc3\x9cN.example"), "found u");
+    EXPECT_EQ(AskList(settings, "x@gr\xc3\xbcn.example"), "found u");
+    EXPECT_EQ(AskList(settings, "x@b\xc3\xbc"
+                                "cher.example"),
+              "found a");
+    EXPECT_EQ(AskList(settings, "b\xc3\xbc"
+                                "cher.example"),
+              "found a");
+    // Invalid ones are asked as they are.
+    EXPECT_EQ(AskList(settings, "x@xn--\xff.example"), "not found");
+    EXPECT_EQ(AskList(settings, "x@\xff\xfe"), "not found");
+    EXPECT_EQ(AskList(settings, "x@" + std::string(100000, '\xc3')), "not found");
+    settings.search = Search::Domain;
+    EXPECT_EQ(AskList(settings, "x@b\xc3\xbc"
+                                "cher.example"),
+              "found a");
+}
+
 TEST(ListGenerationTest, RefusesAListWithErrors) {
     EXPECT_THROW(ListGeneration(ListOf("a, file:/nonexistent/list"), LIST_LOG, nullptr),
                  std::runtime_error);

@@ -8,6 +8,7 @@
 #include "text/LineReader.h"
 #include "text/LocaleBytes.h"
 #include "text/TextFile.h"
+#include "tools/kwlookupd/lists/DomainForms.h"
 #include "tools/kwlookupd/lists/KeyFinder.h"
 #include "tools/lists/AskItem.h"
 #include "tools/lists/Report.h"
@@ -39,10 +40,6 @@ std::string_view WithoutBrackets(std::string_view text) {
     return text.size() > 2 && text.front() == '<' && text.back() == '>'
                ? text.substr(1, text.size() - 2)
                : text;
-}
-
-std::string_view DomainOf(std::string_view address) {
-    return address.substr(address.rfind('@') + 1); // all of it without an '@'
 }
 
 /// Adds the keys under which a table may have `domain`, the nearest first.
@@ -110,16 +107,32 @@ public:
     const Entry* GetEntry() const { return m_entry; }
     const std::string& GetValue() const { return m_value; }
 
-    /// Each returns true when the search is over.
-    bool AskExact(const std::string& text, int flags) {
+    void AskExact(const std::string& text, int flags) {
         const std::string folded = flags & FIND_NOCASE ? Lower(text) : std::string();
         for (const Entry& entry : m_list.m_entries) {
             const bool fold = entry.is_plugin && flags & FIND_NOCASE;
             if (Ask(entry, fold ? folded : text, flags))
-                return true;
+                return;
         }
-        return false;
     }
+
+    /// Ask about `text` and, if the list wants that, the other forms of its domain.
+    void AskForms(const std::string& text, bool domain_only) {
+        const std::size_t domain = text.rfind('@') + 1; // 0 without an '@'
+        const std::string local = text.substr(0, domain);
+        const std::string name = text.substr(domain);
+        const auto ask = [&](const std::string& form) {
+            return domain_only ? AskKeys(form, FIND_DOMAIN) : AskAddress(local + form);
+        };
+        if (ask(name) || !m_list.m_settings.idn)
+            return;
+        for (const std::string& other : OtherDomainForms(name))
+            if (ask(other))
+                return;
+    }
+
+private:
+    // Each of these returns true when the search is over.
 
     bool AskAddress(const std::string& address) {
         // With the extension first: it is more exact than any key of the address without it.
@@ -129,9 +142,6 @@ public:
         return AskKeys(address, 0);
     }
 
-    bool AskDomain(const std::string& domain) { return AskKeys(domain, FIND_DOMAIN); }
-
-private:
     /// Ask about `text` under all of its keys.
     bool AskKeys(const std::string& text, int flags) {
         std::optional<std::string> folded;
@@ -271,10 +281,10 @@ void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) co
             search.AskExact(asked, FIND_EXACT | FIND_NOCASE);
             break;
         case ListSettings::Search::Domain:
-            search.AskDomain(std::string(DomainOf(WithoutBrackets(asked))));
+            search.AskForms(std::string(WithoutBrackets(asked)), true);
             break;
         case ListSettings::Search::Address:
-            search.AskAddress(std::string(WithoutBrackets(asked)));
+            search.AskForms(std::string(WithoutBrackets(asked)), false);
             break;
         }
         if (reply.outcome == Outcome::NotFound)
