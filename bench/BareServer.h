@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+/// Answers each netstring that arrives at the UNIX socket `path` with the same bytes, without
+/// looking at it: what a daemon's doors are measured against. Does not return.
+[[noreturn]] void RunBareServer(const std::string& path, const std::string& answer);
