@@ -5,6 +5,7 @@
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/kwlookupd/status/Metrics.h"
 #include "tools/lists/Plugin.h"
 
 #include <gmock/gmock.h>
@@ -19,6 +20,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -74,6 +76,7 @@ protected:
         m_tcp.addresses = {"127.0.0.1:0"};
         m_tcp.lists = {{"fast", 0}};
         m_settings.io_threads = 2;
+        m_settings.answer_time = std::chrono::seconds(20); // the machine may be busy
     }
     ~ServerTest() override { Stop(); }
 
@@ -81,7 +84,10 @@ protected:
         std::vector<Server::OpenDoor> doors;
         for (const DoorConfig& config : {m_socketmap, m_tcp})
             doors.push_back({config, kwlookup::MakeDoor(config)});
-        m_server = std::make_unique<Server>(m_settings, std::move(doors));
+        m_metrics = std::make_unique<kwlookup::Metrics>(
+            std::vector<DoorConfig>{m_socketmap, m_tcp},
+            std::vector<std::string>{"fast", "slow", "stuck", "none"}, m_settings.io_threads);
+        m_server = std::make_unique<Server>(m_settings, std::move(doors), m_metrics.get());
         m_server->SetList(0, MakeList("jdoe@corp.lan yes, root@corp.lan, big@corp.lan " +
                                       std::string(60000, 'b')));
         m_server->SetList(1, MakeList("waiting:20"));
@@ -109,6 +115,7 @@ protected:
     TempDir m_dir;
     ServerSettings m_settings;
     DoorConfig m_socketmap, m_tcp;
+    std::unique_ptr<kwlookup::Metrics> m_metrics;
     std::unique_ptr<Server> m_server;
     std::thread m_thread;
 };
@@ -180,8 +187,9 @@ TEST_F(ServerTest, AnswersInTime) {
     EXPECT_EQ(client.Receive(27), "14:TEMP timed out,6:OK yes,");
     // The connection goes on, and the late answer is not given to another request.
     for (int i = 0; i < 15; ++i) {
-        client.Send(Net("slow slow@corp.lan") + Net("fast none@corp.lan"));
-        EXPECT_EQ(client.Receive(24), "9:OK waited,9:NOTFOUND ,");
+        client.Send(Net("none x") + Net("stuck slow@corp.lan") + Net("fast none@corp.lan"));
+        EXPECT_EQ(client.Receive(37 + 18 + 12),
+                  Net("TEMP the list has not been loaded") + "14:TEMP timed out,9:NOTFOUND ,");
     }
 }
 
@@ -336,16 +344,65 @@ TEST_F(ServerTest, SwapsListsWithoutAWrongAnswer) {
     EXPECT_EQ(Ask("fast jdoe@corp.lan"), Net("TEMP the list has not been loaded"));
 }
 
+TEST_F(ServerTest, CountsAnswersAndConnections) {
+    m_socketmap.settings["allowuser"] = "nobody";
+    Start();
+    Client client(m_server->GetAddresses(0).at(0));
+    client.Send(Net("fast jdoe@corp.lan") + Net("fast x") + Net("slow slow@corp.lan") +
+                Net("none x") + Net("unknown x"));
+    client.Receive(9 + 12 + 12 + 37 + 21);
+    EXPECT_TRUE(Becomes([&] { return m_metrics->GetDoorCounts(0).unavailable == 1; }));
+    EXPECT_EQ(m_metrics->GetDoorCounts(0).found, 2U);
+    EXPECT_EQ(m_metrics->GetDoorCounts(0).not_found, 1U);
+    EXPECT_EQ(m_metrics->GetListCounts(1).found, 1U);
+    EXPECT_EQ(m_metrics->GetListCounts(3).unavailable, 1U);
+    EXPECT_EQ(m_metrics->GetFault(3).reason, "the list has not been loaded");
+    EXPECT_EQ(m_metrics->GetConnections(0), 1U);
+    client.End();
+    EXPECT_TRUE(Becomes([&] { return m_metrics->GetConnections(0) == 0; }));
+    EXPECT_EQ(Client(Maps()).ReceiveAll(), ""); // this user may not ask
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::Contains("door maps: refused a client that may not ask"));
+}
+
+TEST_F(ServerTest, TellsSystemdItsState) {
+    const kwlookup::FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    m_dir.Path("notify").copy(name.sun_path, sizeof name.sun_path - 1);
+    ASSERT_EQ(::bind(socket.Get(), reinterpret_cast<sockaddr*>(&name), sizeof name), 0);
+    ::setenv("NOTIFY_SOCKET", name.sun_path, 1);
+    ::setenv("WATCHDOG_USEC", "100000", 1);
+    const auto receive = [&] {
+        char text[1000];
+        const ssize_t size = ::recv(socket.Get(), text, sizeof text, 0);
+        return std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    };
+    Start();
+    std::vector<std::string> states{receive(), receive(), receive(), receive()};
+    EXPECT_THAT(states, testing::Contains("READY=1\nSTATUS=Serving 2 doors"));
+    EXPECT_THAT(states, testing::Contains("WATCHDOG=1").Times(3));
+    Stop();
+    std::string state;
+    while ((state = receive()) == "WATCHDOG=1") {
+    }
+    EXPECT_EQ(state, "STOPPING=1");
+    ::unsetenv("NOTIFY_SOCKET");
+    ::unsetenv("WATCHDOG_USEC");
+}
+
 TEST_F(ServerTest, AnswersWhatHasArrivedBeforeItStops) {
     Start();
     Client idle(Maps());
-    Client client(Maps());
-    client.Send(Net("slow slow@corp.lan"));
-    std::this_thread::sleep_for(milliseconds(5));
-    Stop();
-    const std::string answer = client.ReceiveAll();
-    EXPECT_EQ(answer, "9:OK waited,");
+    auto client = std::make_unique<Client>(Maps());
+    client->Send(Net("fast jdoe@corp.lan"));
+    EXPECT_EQ(client->Receive(9), "6:OK yes,");
+    client->Send(Net("slow slow@corp.lan"));
+    std::thread stopping([this] { Stop(); });
+    EXPECT_EQ(client->ReceiveAll(), "9:OK waited,");
+    client.reset(); // a server that stops waits for it a while
     EXPECT_EQ(idle.ReceiveAll(), "");
+    stopping.join();
     EXPECT_THROW(Client("unix:" + m_dir.Path("maps")), std::runtime_error);
     EXPECT_FALSE(std::filesystem::exists(m_dir.Path("maps")));
 }

@@ -84,7 +84,6 @@ AccessRules::AccessRules(const std::map<std::string, std::string>& settings)
 }
 
 AccessRules::~AccessRules() = default;
-AccessRules::AccessRules(AccessRules&&) noexcept = default;
 
 bool AccessRules::Allows(int socket) const {
     sockaddr_storage address{};

@@ -18,7 +18,8 @@ public:
     /// std::invalid_argument with the reason.
     explicit AccessRules(const std::map<std::string, std::string>& settings);
     ~AccessRules();
-    AccessRules(AccessRules&&) noexcept;
+    AccessRules(const AccessRules&) = delete;
+    AccessRules& operator=(const AccessRules&) = delete;
 
     /// True if the client at the other end of `socket` may ask.
     bool Allows(int socket) const;

@@ -242,8 +242,9 @@ void Connection::AnswerOpen(Output& output) {
 }
 
 /// Writes an answer. False if nothing may follow it.
-bool Connection::Answer(const Query& query, const std::vector<Reply>& replies, Time,
+bool Connection::Answer(const Query& query, const std::vector<Reply>& replies, Time asked,
                         Output& output) {
+    m_loop.Count(m_door, query, replies, asked);
     if (m_session->Answer(query, replies, output))
         return true;
     m_closing = true;

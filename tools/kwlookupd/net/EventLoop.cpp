@@ -15,10 +15,10 @@
 
 namespace kwlookup {
 
-EventLoop::EventLoop(const ServerSettings& settings, Workers& workers,
-                     std::function<void(std::size_t door)> closed)
-    : m_settings(settings), m_workers(workers), m_closed(std::move(closed)),
-      m_now(std::chrono::steady_clock::now()), m_next_second(m_now) {
+EventLoop::EventLoop(const ServerSettings& settings, std::size_t number, Metrics* metrics,
+                     Workers& workers, std::function<void(std::size_t door)> closed)
+    : m_settings(settings), m_number(number), m_metrics(metrics), m_workers(workers),
+      m_closed(std::move(closed)), m_now(std::chrono::steady_clock::now()), m_next_second(m_now) {
     int ends[2];
     if (::pipe(ends) != 0)
         throw std::system_error(errno, std::system_category(), "pipe");
@@ -94,6 +94,37 @@ void EventLoop::Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Ses
         m_closed(door);
         throw;
     }
+    if (m_metrics)
+        m_metrics->CountConnection(m_number, door, 1);
+}
+
+void EventLoop::CountRefused(std::size_t door) {
+    if (m_metrics)
+        m_metrics->CountRefused(m_number, door);
+}
+
+void EventLoop::Count(std::size_t door, const Query& query, const std::vector<Reply>& replies,
+                      Time asked) {
+    if (!m_metrics || query.asks.empty())
+        return;
+    for (const Reply& reply : replies) {
+        const std::size_t list = query.asks[reply.ask].list;
+        m_answered.push_back({door, list, reply.outcome, asked});
+        if (reply.outcome == Outcome::Unavailable)
+            m_metrics->NoteFault(list, reply.text);
+    }
+}
+
+void EventLoop::CountAnswers() {
+    if (m_answered.empty())
+        return;
+    const Time now = std::chrono::steady_clock::now();
+    for (const Answered& answer : m_answered) {
+        const auto time = std::chrono::nanoseconds(now - answer.asked).count();
+        m_metrics->Count(m_number, answer.door, answer.list, answer.outcome,
+                         static_cast<std::uint64_t>(time));
+    }
+    m_answered.clear();
 }
 
 void EventLoop::SetList(std::size_t number, std::shared_ptr<const ListGeneration> list) {
@@ -187,13 +218,18 @@ template <typename Action>
 void EventLoop::Serve(Connection& connection, const Action& action) {
     if (connection.GetSocket() < 0)
         return;
+    bool goes_on = false;
     try {
-        if (action())
-            return;
+        goes_on = action();
     } catch (const std::exception& e) {
         LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
                 std::string("a connection is closed: ") + e.what());
     }
+    CountAnswers();
+    if (goes_on)
+        return;
+    if (m_metrics)
+        m_metrics->CountConnection(m_number, connection.GetDoor(), -1);
     m_poller.Remove(connection.GetSocket());
     connection.Close();
     const auto found = m_connections.find(connection.GetId());

@@ -7,6 +7,7 @@
 #include "tools/kwlookupd/net/Poller.h"
 #include "tools/kwlookupd/net/ServerSettings.h"
 #include "tools/kwlookupd/net/Workers.h"
+#include "tools/kwlookupd/status/Metrics.h"
 
 #include <array>
 #include <chrono>
@@ -39,10 +40,11 @@ public:
         std::array<char, 65536> input;
     };
 
-    /// `closed` is called, in the loop's thread, with the door of each connection that was closed.
-    /// Keeps references. Throws std::system_error.
-    EventLoop(const ServerSettings& settings, Workers& workers,
-              std::function<void(std::size_t door)> closed);
+    /// Counts as the thread `number` of `metrics`, which may be null. `closed` is called, in the
+    /// loop's thread, with the door of each connection that was closed. Keeps references. Throws
+    /// std::system_error.
+    EventLoop(const ServerSettings& settings, std::size_t number, Metrics* metrics,
+              Workers& workers, std::function<void(std::size_t door)> closed);
     ~EventLoop();
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
@@ -56,6 +58,8 @@ public:
     void Stop(std::chrono::milliseconds limit);
 
     void Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Session> session);
+    /// Counts a connection that was not added.
+    void CountRefused(std::size_t door);
     void SetList(std::size_t number, std::shared_ptr<const ListGeneration> list);
 
     // For connections.
@@ -69,6 +73,9 @@ public:
     const ListGeneration* GetList(std::size_t number) const {
         return number < m_lists.size() ? m_lists[number].get() : nullptr;
     }
+    /// Counts the answer to a request that came at the time `asked`.
+    void Count(std::size_t door, const Query& query, const std::vector<Reply>& replies,
+               std::chrono::steady_clock::time_point asked);
     /// Has a question answered by a worker. The connection gets the answer in time. False if there
     /// are too many.
     bool AskLater(const Query& query, Connection::QuestionId id);
@@ -82,6 +89,7 @@ private:
     };
 
     void TakeTurn();
+    void CountAnswers();
     int GetTimeout() const;
     void RunTasks();
     void GiveAnswer(Connection::QuestionId id, std::vector<Reply> replies);
@@ -90,7 +98,16 @@ private:
     template <typename Action>
     void Serve(Connection& connection, const Action& action);
 
+    /// An answer that was given in this turn.
+    struct Answered {
+        std::size_t door, list;
+        Outcome outcome;
+        Time asked;
+    };
+
     const ServerSettings& m_settings;
+    const std::size_t m_number;
+    Metrics* const m_metrics;
     Workers& m_workers;
     const std::function<void(std::size_t door)> m_closed;
 
@@ -104,6 +121,7 @@ private:
     std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
     std::vector<std::unique_ptr<Connection>> m_dead; ///< events of this turn may name them
     std::uint64_t m_next_id = 0;
+    std::vector<Answered> m_answered; ///< to be counted, so that the clock is read once
     std::deque<Deadline> m_deadlines; ///< in order: all questions have the same time
     Time m_now;
     Time m_next_second;

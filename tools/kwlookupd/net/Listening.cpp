@@ -67,8 +67,10 @@ FileDescriptor ListenTcp(const std::string& address) {
     const ip::address parsed = ip::make_address(host, error);
     std::uint16_t port = 0;
     const char* end = address.data() + address.size();
-    if (error || colon == std::string::npos || colon + 1 == address.size() ||
-        std::from_chars(address.data() + colon + 1, end, port).ptr != end)
+    const bool has_port = colon != std::string::npos && colon + 1 < address.size();
+    const auto read = has_port ? std::from_chars(address.data() + colon + 1, end, port)
+                               : std::from_chars_result{end, std::errc::invalid_argument};
+    if (error || read.ec != std::errc() || read.ptr != end)
         throw std::invalid_argument("Address: \"" + address +
                                     "\" is not like 127.0.0.1:8823, [::1]:8823, unix:/path or "
                                     "systemd:NAME");

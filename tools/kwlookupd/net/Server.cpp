@@ -123,11 +123,11 @@ struct Server::State {
         }
     }
 
-    void StartLoops() {
+    void StartLoops(Metrics* metrics) {
         workers = std::make_unique<Workers>(settings.workers);
         for (std::size_t i = 0; i < settings.io_threads; ++i)
             loops.push_back(std::make_unique<EventLoop>(
-                settings, *workers, [this](std::size_t door) { OnClosed(door); }));
+                settings, i, metrics, *workers, [this](std::size_t door) { OnClosed(door); }));
     }
 
     void Wait(std::size_t door, OpenListener& listener) {
@@ -198,8 +198,10 @@ struct Server::State {
 
     void HandOut(std::size_t number, FileDescriptor socket) {
         ServedDoor& door = *doors[number];
+        EventLoop& loop = *loops[next_loop++ % loops.size()];
         if (!door.rules.Allows(socket.Get())) {
             door.log.Warn("door " + door.config.name + ": refused a client that may not ask");
+            loop.Post([number, &loop] { loop.CountRefused(number); });
             return;
         }
         ::fcntl(socket.Get(), F_SETFD, FD_CLOEXEC);
@@ -207,7 +209,6 @@ struct Server::State {
         const int on = 1; // fails on a UNIX socket, which needs no such thing
         ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         ++door.connections;
-        EventLoop& loop = *loops[next_loop++ % loops.size()];
         const auto shared = std::make_shared<FileDescriptor>(std::move(socket));
         loop.Post([this, number, shared, &loop, &door] {
             std::unique_ptr<Session> session;
@@ -237,13 +238,13 @@ struct Server::State {
     }
 };
 
-Server::Server(const ServerSettings& settings, std::vector<OpenDoor> doors)
+Server::Server(const ServerSettings& settings, std::vector<OpenDoor> doors, Metrics* metrics)
     : m_state(std::make_unique<State>(settings)) {
     RaiseDescriptorLimit();
     m_state->OpenDoors(std::move(doors));
     if (!settings.user.empty())
         BecomeUser(settings.user);
-    m_state->StartLoops();
+    m_state->StartLoops(metrics);
 }
 
 Server::~Server() {

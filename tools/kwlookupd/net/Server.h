@@ -20,6 +20,7 @@ class io_context;
 namespace kwlookup {
 
 class ListGeneration;
+class Metrics;
 
 /// Listens at the addresses of doors, and serves their clients. Threads: one, but for what says
 /// otherwise.
@@ -30,11 +31,12 @@ public:
         std::unique_ptr<Door> door;
     };
 
-    /// Opens all sockets, becomes the user of the settings, and starts the workers. The settings of
-    /// a door that are read here are addresses, `mode`, `owner` and `group` (see Listen()),
+    /// Counts in `metrics`, which may be null; it needs a thread for each of `io_threads`. Opens
+    /// all sockets, becomes the user of the settings, and starts the workers. The settings of a
+    /// door that are read here are addresses, `mode`, `owner` and `group` (see Listen()),
     /// `allowfrom`, `allowuser` and `allowgroup` (see AccessRules). Throws std::invalid_argument
     /// and std::runtime_error with the reason, which begins with "door NAME: ".
-    Server(const ServerSettings& settings, std::vector<OpenDoor> doors);
+    Server(const ServerSettings& settings, std::vector<OpenDoor> doors, Metrics* metrics = nullptr);
     /// Closes all sockets, and removes the files of its UNIX sockets.
     ~Server();
     Server(const Server&) = delete;

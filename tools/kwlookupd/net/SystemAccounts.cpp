@@ -17,7 +17,8 @@ namespace {
 template <typename Number>
 bool ReadNumber(const std::string& text, Number& number) {
     const char* end = text.data() + text.size();
-    return std::from_chars(text.data(), end, number).ptr == end && !text.empty();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end;
 }
 
 void CheckSystem(int result, const char* call) {
