@@ -12,6 +12,7 @@
 #include <thread>
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -155,6 +156,45 @@ TEST_F(DaemonTest, EveryAnswerIsThatOfTheOldOrTheNewList) {
     EXPECT_GT(answers, 0);
 }
 
+TEST_F(DaemonTest, AnswersHttpFromWhatItKnows) {
+    m_dir.Write("hosts", "a.lan\n  b.lan \treject  it\n");
+    const Daemon daemon(m_dir, "[list hosts]\nObjects = file:@/hosts\nSettle = 1 h\n"
+                               "[door web]\nProtocol = http\nAddress = unix:@/web\n");
+    const auto get = [&](const std::string& path) {
+        Client client("unix:" + m_dir.Path("web"));
+        client.Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+        return client.ReceiveAll();
+    };
+    EXPECT_THAT(get("/hosts?text=x@b.lan"), HasSubstr("200 OK"));
+    EXPECT_THAT(get("/hosts?text=c.lan"), HasSubstr("404 "));
+    const std::string whole = get("/hosts/all");
+    EXPECT_THAT(whole, testing::EndsWith("\r\n\r\na.lan\nb.lan reject  it\n"));
+    const auto etag = [](const std::string& answer) {
+        return answer.substr(answer.find("ETag: "),
+                             answer.substr(answer.find("ETag: ")).find('\r'));
+    };
+    daemon.Ctl({"reload"});
+    EXPECT_EQ(etag(get("/hosts/all")), etag(whole));
+    Replace("hosts", "a.lan\nc.lan\n");
+    daemon.Ctl({"reload", "--force"});
+    EXPECT_NE(etag(get("/hosts/all")), etag(whole));
+    const std::string metrics = get("/metrics");
+    EXPECT_THAT(metrics, HasSubstr("list=\"hosts\""));
+    EXPECT_THAT(metrics, testing::ContainsRegex("outcome=\"found\"[^\n]* 1\n"));
+}
+
+TEST_F(DaemonTest, LogsSlowQuestionsWithTheirItem) {
+    const Daemon daemon(m_dir, std::string("Types = waiting\nSlowTime = 10 ms\n"
+                                           "[list slow]\nObjects = a.lan, waiting:50\n") +
+                                   DOOR);
+    EXPECT_EQ(Ask("slow", "slow@corp.lan"), "OK waited");
+    EXPECT_EQ(Ask("slow", "a.lan"), "OK a.lan");
+    EXPECT_THAT(daemon.GetLog(),
+                HasSubstr("warning: list slow: the question for [slow@corp.lan] to "
+                          "[waiting:50] took "));
+    EXPECT_THAT(daemon.GetLog(), Not(HasSubstr("[a.lan]")));
+}
+
 TEST_F(DaemonTest, ChecksItsConfiguration) {
     m_dir.Write("hosts", "a.lan\n");
     const auto check = [&](const std::string& config) {
@@ -178,13 +218,6 @@ TEST_F(DaemonTest, ChecksItsConfiguration) {
         EXPECT_THAT(result.err, HasSubstr(error));
     }
     EXPECT_EQ(RunProgram({KWLOOKUPD, "--config", m_dir.Path("none")}).status, 69);
-}
-
-TEST_F(DaemonTest, TheExampleIsGood) {
-    std::filesystem::current_path(SOURCE_DIR);
-    const ProgramResult result =
-        RunProgram({KWLOOKUPD, "--check", "--config", "examples/kwlookupd.conf"});
-    EXPECT_EQ(result.status, 0) << result.err;
 }
 
 TEST_F(DaemonTest, AnswersAgainAfterItWasKilled) {

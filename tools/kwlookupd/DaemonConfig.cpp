@@ -210,6 +210,7 @@ private:
         using Search = ListSettings::Search;
         ListSettings list;
         bool has_objects = false;
+        list.slow_time = m_config.slow_time;
         list.name = section.substr(LIST_SECTION.size());
         CheckSectionName(section, list.name);
         ReadSection(

@@ -95,7 +95,7 @@ int RunDaemon(DaemonConfig& config, const LogClass& log) {
     std::vector<Server::OpenDoor> doors = MakeDoors(config, view);
     if (!ReportErrors(config, log))
         return EX_CONFIG;
-    Server server(settings, std::move(doors));
+    Server server(settings, std::move(doors), &metrics);
     publisher = &server;
 
     for (std::size_t i = 0; i < lists.GetCount(); ++i)

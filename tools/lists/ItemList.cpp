@@ -65,7 +65,7 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
             item.failed = true;
         }
         item.failed |= TakeCollectedErrors();
-        if (item.holder->Empty() && !hinted)
+        if (checks.hints && item.holder->Empty() && !hinted)
             hinted = PrintHint(HintForItem(item.text));
         const std::size_t errors = warnings.GetErrorCount();
         if (warnings.IsWanted())

@@ -16,6 +16,7 @@ namespace kwlookup {
 struct ListChecks {
     Warnings::Mode warnings = Warnings::Mode::Print;
     bool whole_files = false; ///< check every line of the files, not only the first
+    bool hints = true;        ///< print what to write in place of a wrong item
     bool open = false;        ///< ask every plug-in, so that it opens its database
 };
 

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 
@@ -26,6 +27,12 @@ namespace {
 constexpr std::size_t LONGEST_DOMAIN = 255;
 
 constexpr char NULL_SENDER[] = "<>";
+
+ListChecks DaemonChecks() {
+    ListChecks checks;
+    checks.hints = false;
+    return checks;
+}
 
 bool IsOneOf(const std::string& type, std::initializer_list<const char*> types) {
     return std::find(types.begin(), types.end(), type) != types.end();
@@ -196,6 +203,24 @@ private:
     template <typename Finder>
     bool Find(const Entry& entry, const std::string& text, const KwLookupFinder& finder, int flags,
               const Finder& named) {
+        if (!entry.may_wait || m_list.m_settings.slow_time.count() == 0)
+            return FindIn(entry, text, finder, flags, named);
+        const auto start = std::chrono::steady_clock::now();
+        const bool over = FindIn(entry, text, finder, flags, named);
+        const auto time = std::chrono::steady_clock::now() - start;
+        if (time > m_list.m_settings.slow_time)
+            ReportWarning(
+                m_list.m_log,
+                About(entry, text) + " took " +
+                    std::to_string(
+                        std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
+                    " ms");
+        return over;
+    }
+
+    template <typename Finder>
+    bool FindIn(const Entry& entry, const std::string& text, const KwLookupFinder& finder,
+                int flags, const Finder& named) {
         try {
             m_reply.text.clear();
             m_value.clear();
@@ -212,11 +237,16 @@ private:
         } catch (...) { // a plug-in may throw anything
             m_reply.outcome = Outcome::Unavailable;
             m_reply.text = "the list cannot be asked now";
-            ReportError(m_list.m_log, "list " + m_list.m_settings.name + ": [" +
-                                          Shortened(entry.item->text) + "] could not answer for [" +
-                                          Shortened(text) + "]: " + CaughtReason());
+            ReportError(m_list.m_log,
+                        About(entry, text) + " could not be answered: " + CaughtReason());
         }
         return true;
+    }
+
+    /// Returns the beginning of a message about one question.
+    std::string About(const Entry& entry, const std::string& text) const {
+        return "list " + m_list.m_settings.name + ": the question for [" + Shortened(text) +
+               "] to [" + Shortened(entry.item->text) + ']';
     }
 
     const ListGeneration& m_list;
@@ -227,7 +257,7 @@ private:
 
 ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log,
                                const ListGeneration* previous)
-    : m_settings(settings), m_log(log), m_items(settings.objects, log, ListChecks()),
+    : m_settings(settings), m_log(log), m_items(settings.objects, log, DaemonChecks()),
       m_load_time(std::time(nullptr)) {
     if (m_items.GetFailedCount() != 0)
         throw std::runtime_error("the list has errors");
@@ -239,8 +269,10 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
                            item.text.find("$s") != std::string::npos &&
                            item.text.find("$u") == std::string::npos &&
                            item.text.find("$d") == std::string::npos;
-        m_may_wait |= is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
-        m_entries.push_back({&item, is_plugin, walks});
+        const bool may_wait =
+            is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
+        m_may_wait |= may_wait;
+        m_entries.push_back({&item, is_plugin, walks, may_wait});
     }
     const std::vector<std::size_t> records = HashRecords();
     const std::vector<std::size_t> before =

@@ -65,6 +65,7 @@ private:
         const ItemList::Item* item;
         bool is_plugin;
         bool walks; ///< ask it about the domain and its parents, too
+        bool may_wait;
     };
 
     void Explain(const Search& search, Reply& reply) const;

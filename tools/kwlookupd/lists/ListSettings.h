@@ -23,6 +23,8 @@ struct ListSettings {
     bool idn = false;         ///< ask both forms of international domain names
     unsigned max_shrink = 20; ///< by how many percent a reload may make the list shorter
     std::chrono::milliseconds settle{2000}; ///< how long a changed file must rest before a reload
+    /// Searches of servers that take longer are logged. Zero: none.
+    std::chrono::milliseconds slow_time{0};
 };
 
 } // namespace kwlookup
