@@ -15,16 +15,20 @@ namespace {
 /// The measurements of one benchmark, one for each round.
 struct Figures {
     std::vector<double> nanoseconds; ///< of one item, or of one run if it has no items
+    std::vector<double> slowest;     ///< that 99 % of the requests did not exceed, in microseconds
     std::map<std::string, double> counters;
 
-    double GetMedian() const {
-        std::vector<double> sorted = nanoseconds;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted.empty() ? std::nan("") : sorted[sorted.size() / 2];
-    }
+    double GetMedian() const { return Median(nanoseconds); }
+    double GetMedianOfSlowest() const { return Median(slowest); }
     double GetBest() const {
         const auto best = std::min_element(nanoseconds.begin(), nanoseconds.end());
         return best == nanoseconds.end() ? std::nan("") : *best;
+    }
+
+private:
+    static double Median(std::vector<double> numbers) {
+        std::sort(numbers.begin(), numbers.end());
+        return numbers.empty() ? std::nan("") : numbers[numbers.size() / 2];
     }
 };
 
@@ -57,9 +61,11 @@ bool ReadResults(const char* file_name, Results& results) {
         const double time = run.at(real ? "real_time" : "cpu_time");
         const double items = run.value("items_per_second", 0.0);
         figures.nanoseconds.push_back(items > 0 ? 1e9 / items : time);
-        for (const char* counter : {"case", "nocase", "vector", "kwlookup", "loop"})
+        for (const char* counter : {"bytes", "case", "nocase", "vector", "kwlookup", "loop"})
             if (run.contains(counter))
                 figures.counters[counter] = run.at(counter);
+        if (run.contains("p99"))
+            figures.slowest.push_back(run.at("p99"));
     }
     return good;
 }
@@ -162,6 +168,26 @@ int main(int argc, char** argv) {
             "process/postmap_cdb", 1e9, Aim::AtLeast, 1);
     against("find: the same postmap, asked the keys that a mail server asks",
             "process_default/kwlookup", "process_default/postmap_cdb", 1e9, Aim::AtLeast, 3);
+
+    Heading("a socketmap door on a UNIX socket, requests a second", "kwlookupd", "bare");
+    const auto door = [&](const char* what, const std::string& name, double bound) {
+        const double daemon = 1e9 / results[name + "/kwlookup"].GetMedian();
+        const double bare = 1e9 / results[name + "/bare"].GetMedian();
+        Row(what, daemon, bare, daemon / bare, Aim::AtLeast, bound);
+    };
+    door("16 connections: kwlookupd / bare", "door1", 0.9);
+    door("16 connections, 16 requests in flight each: kwlookupd / bare", "door16", 0.7);
+    const auto slowest = [&](const char* what, const char* name, const char* other, double bound) {
+        const double time = results[name].GetMedianOfSlowest();
+        const double other_time = results[other].GetMedianOfSlowest();
+        Row(what, time, other_time, time / other_time, Aim::AtMost, bound);
+    };
+    slowest("p99 with 16 connections, us", "door1/kwlookup", "door1/bare", 1.5);
+    slowest("p99 during a reload, beside that without, us", "door_reload/kwlookup",
+            "door_reload/quiet", 3);
+    const double idle = results["door_idle/kwlookup"].counters["bytes"];
+    Row("memory of an idle connection, beside 8 KiB, bytes", idle, 8192, idle / 8192, Aim::AtMost,
+        1);
 
     Heading("two threads, million searches a second, best round", "two", "one");
     const double two = 1e3 / results["threads/kwlookup/threads:2"].GetBest();
