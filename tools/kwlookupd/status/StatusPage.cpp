@@ -62,7 +62,9 @@ dd { margin: 0; }
 table { width: 100%; border-collapse: collapse; }
 th, td { padding: .55rem .9rem; text-align: left; vertical-align: top; }
 th { font-weight: 500; font-size: .875rem; }
-th.number, td.number { text-align: right; }
+th.number, td.number { text-align: right; white-space: nowrap; }
+tbody th { font-size: 1rem; color: var(--ink); }
+h3 .soft { font-weight: 400; }
 tbody tr { border-top: 1px solid var(--line); }
 tbody tr.fault { border-top: 0; }
 tbody tr.fault td { padding-top: 0; }
@@ -87,6 +89,7 @@ svg * { vector-effect: non-scaling-stroke; fill: none; stroke-width: 1.5; }
   table, tbody { display: block; }
   tbody tr { display: grid; grid-template-columns: 1fr 1fr; padding: .6rem .9rem; }
   th, td, th.number, td.number { padding: .1rem 0; text-align: left; }
+  tbody tr:first-child { border-top: 0; }
   tbody th, tbody tr.fault td { grid-column: 1 / -1; }
   td[data-label]::before { content: attr(data-label) " "; color: var(--soft); }
 }
@@ -313,7 +316,7 @@ StatusPage::StatusPage(const std::vector<DoorConfig>& doors, std::vector<ListSta
     : m_doors(doors), m_lists(std::move(lists)), m_metrics(metrics), m_now(now) {}
 
 const char* StatusPage::GetSecurityPolicy() {
-    return "default-src 'none'; style-src 'sha256-1dPdvT5jYRJaDcJcl8uQWZ4L3sMMvyNfjsBHvUaNLBQ='; "
+    return "default-src 'none'; style-src 'sha256-xtrdlrG+PePShJjxfdGrp4MwGVBVYPJ7O9ZUT3KZLjo='; "
            "script-src 'sha256-8iAc3ziMpfoby8ApiOsSX7Q/zTXCDGkHwzW7IVLQUcM='; "
            "connect-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
            "frame-ancestors 'none'";

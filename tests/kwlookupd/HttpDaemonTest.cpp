@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include "kwlookupd/Client.h"
+#include "kwlookupd/Daemon.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class HttpDaemonTest : public testing::Test {
+protected:
+    std::string Send(const std::string& request, const std::string& fields = "") const {
+        Client client("unix:" + m_dir.Path("web"));
+        client.Send(request + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + fields +
+                    "\r\n");
+        return client.ReceiveAll();
+    }
+
+    const TempDir m_dir;
+    const std::string m_door = "[door web]\nProtocol = http\nAddress = unix:@/web\n";
+};
+
+std::string FieldOf(const std::string& answer, const std::string& name) {
+    const std::size_t begin = answer.find("\r\n" + name + ": ") + name.size() + 4;
+    return answer.substr(begin, answer.find("\r\n", begin) - begin);
+}
+
+} // namespace
+
+TEST_F(HttpDaemonTest, AnswersAndCounts) {
+    m_dir.Write("blocked", "bulk.example reject\nspam@corp.lan\n");
+    Daemon daemon(m_dir, "[list blocked]\nObjects = file:@/blocked\n"
+                         "[list bad]\nObjects = file:@/none\n" +
+                             m_door);
+    EXPECT_THAT(Send("GET /blocked?text=x@Bulk.example"), HasSubstr("\r\n\r\nreject\n"));
+    EXPECT_THAT(Send("GET /blocked?text=x@corp.lan"), StartsWith("HTTP/1.1 404 "));
+    EXPECT_THAT(Send("GET /bad?text=x@corp.lan"), StartsWith("HTTP/1.1 503 "));
+    EXPECT_THAT(Send("GET /healthz"), HasSubstr("\r\n\r\nnot loaded: bad\n"));
+    EXPECT_THAT(Send("GET /bad/all"), StartsWith("HTTP/1.1 503 "));
+    EXPECT_THAT(Send("GET /blocked?text=spam@corp.lan&format=json&explain"),
+                HasSubstr("\"value\":\"spam@corp.lan\",\"item\":\"file:" + m_dir.Path("blocked") +
+                          "\",\"file\":\"" + m_dir.Path("blocked") + "\",\"line\":2}\n"));
+    EXPECT_THAT(Send("POST /blocked", "Content-Length: 13\r\n\r\nbulk.example\n"),
+                HasSubstr("\r\n\r\nfound reject\n"));
+    // Threads count on their own.
+    const std::string lines[] = {
+        "kwlookupd_requests_total{door=\"web\",list=\"blocked\",outcome=\"found\"} 3\n",
+        "kwlookupd_requests_total{door=\"web\",list=\"blocked\",outcome=\"not_found\"} 1\n",
+        "kwlookupd_requests_total{door=\"web\",list=\"bad\",outcome=\"unavailable\"} 1\n",
+        "kwlookupd_connections{door=\"web\"} 1\n",
+        "kwlookupd_list_records{list=\"blocked\"} 2\n",
+        "kwlookupd_list_loaded{list=\"bad\"} 0\n"};
+    for (const std::string& line : lines) {
+        std::string metrics;
+        for (int i = 0; i < 300 && metrics.find(line) == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(i == 0 ? 0 : 100));
+            metrics = Send("GET /metrics");
+        }
+        EXPECT_THAT(metrics, HasSubstr(line));
+    }
+    EXPECT_THAT(Send("GET /?list=blocked&text=x%40bulk.example"),
+                HasSubstr("<dt>Line</dt><dd>1</dd>"));
+    EXPECT_EQ(daemon.Stop(), 0);
+}
+
+// As rspamd asks: HEAD with what it got, then GET.
+TEST_F(HttpDaemonTest, WholeListsChangeTheirTagWithTheirContent) {
+    m_dir.Write("blocked", "bulk.example  reject\nspam@corp.lan\n");
+    Daemon daemon(m_dir,
+                  "[list blocked]\nObjects = lab.example, file:@/blocked\nSettle = 1 h\n" + m_door);
+    const std::string whole = Send("GET /blocked/all");
+    EXPECT_THAT(whole, HasSubstr("\r\n\r\nlab.example\nbulk.example reject\nspam@corp.lan\n"));
+    const std::string fields = "If-Modified-Since: " + FieldOf(whole, "Last-Modified") +
+                               "\r\nIf-None-Match: " + FieldOf(whole, "ETag") + "\r\n";
+    EXPECT_THAT(Send("HEAD /blocked/all", fields), StartsWith("HTTP/1.1 304 "));
+    EXPECT_EQ(daemon.Ctl({"reload"}).status, 0); // the same
+    EXPECT_THAT(Send("HEAD /blocked/all", fields), StartsWith("HTTP/1.1 304 "));
+    m_dir.Write("blocked", "bulk.example reject\nspam@corp.lan\nmore.example\n");
+    EXPECT_EQ(daemon.Ctl({"reload"}).status, 0);
+    const std::string head = Send("HEAD /blocked/all", fields);
+    EXPECT_THAT(head, StartsWith("HTTP/1.1 200 "));
+    EXPECT_EQ(FieldOf(head, "Content-Length"), "59");
+}
+
+TEST_F(HttpDaemonTest, AnOpenDoorWantsItsToken) {
+    m_dir.Write("token", "0123456789abcdef\n");
+    const std::string list = "[list a]\nObjects = a.lan\n";
+    {
+        Daemon daemon(m_dir, list + m_door + "Token.file = @/token\n");
+        EXPECT_THAT(Send("GET /a?text=a.lan"), StartsWith("HTTP/1.1 401 "));
+        EXPECT_THAT(Send("GET /a?text=a.lan", "Authorization: Bearer 0123456789abcdef\r\n"),
+                    StartsWith("HTTP/1.1 200 "));
+    }
+    try {
+        Daemon daemon(m_dir, list + "[door web]\nProtocol = http\nAddress = 0.0.0.0:0\n");
+        ADD_FAILURE() << "it started";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), HasSubstr("it needs Token.file, because the Address 0.0.0.0:0 "
+                                            "may be open to other machines"));
+    }
+}
