@@ -65,7 +65,7 @@ TEST(DictSessionTest, AnswersLookups) {
         {hello + "Lshared/gr\xc3\xbcn\tbob\n", "Ogr\xc3\xbc\xe9\n"},
         {hello + "Lshared/a\001tb\001nc\001rd\0011e/f\tbob\n", "Oescaped\n"},
         {hello + "Lshared/nul\0010\tbob\n", "Onul\n"},
-        {hello + "Lshared/fo\001und-1\tbob\n", "Ovalue-of-found-1\n"}, // no escape: the byte itself
+        {hello + "Lshared/found\001-1\tbob\n", "Ovalue-of-found-1\n"}, // no escape: the byte itself
         {hello + "Lshared/found-1\001\tbob\n", "N\n"},
         {hello + "Lshared/marked\tbob\n", "Otab\001tline\001ncr\001rnul\0010one\0011end\n"},
         {hello + "Lshared/big\tbob\n", "O" + std::string(100000, 'x') + "\n"},
