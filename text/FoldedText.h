@@ -2,7 +2,9 @@
 #pragma once
 
 #include "text/LocaleBytes.h"
+#include "text/UpperRanges.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,12 +13,15 @@
 namespace kwlookup {
 
 // Comparison of texts under a fold. A fold maps eight bytes at once to the form in which they are
-// compared. GetDifference() is zero when two words have the same form.
+// compared. GetDifference() is zero when two words have the same form. A fold with blocks maps
+// UpperRanges::BLOCK bytes faster than word by word.
 
 constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
 
 /// Changes nothing: bytes are compared as they are.
 struct AsTheyAre {
+    static constexpr bool HAS_BLOCKS = false;
+
     std::uint64_t operator()(std::uint64_t word) const { return word; }
 
     std::uint64_t GetDifference(std::uint64_t left, std::uint64_t right) const {
@@ -26,6 +31,8 @@ struct AsTheyAre {
 
 /// Maps a to z to A to Z.
 struct AsciiUpper {
+    static constexpr bool HAS_BLOCKS = false;
+
     std::uint64_t operator()(std::uint64_t word) const { return word - GetCaseBits(word); }
 
     /// Of two bytes that differ in the bit of letter case only, the OR is the lower-case one.
@@ -44,9 +51,20 @@ private:
     }
 };
 
-/// Maps each byte through a table.
+/// Maps each byte through a table, and blocks by the same table's ranges.
 struct TableUpper {
+    static constexpr bool HAS_BLOCKS = true;
+
     const LocaleBytes::Table& table;
+    const UpperRanges& ranges;
+
+    /// Maps UpperRanges::BLOCK bytes.
+    void FoldBlock(const char* from, char* to) const {
+        if (ranges.AreFew())
+            return ranges.Fold(from, to);
+        for (std::size_t i = 0; i < UpperRanges::BLOCK; ++i)
+            to[i] = table[static_cast<unsigned char>(from[i])];
+    }
 
     std::uint64_t operator()(std::uint64_t word) const {
         std::uint64_t folded = 0;
@@ -92,6 +110,15 @@ inline bool IsAscii(std::string_view text) {
     return ((bits | LoadTail(text.data() + i, text.size() - i)) & 0x80 * EACH_BYTE) == 0;
 }
 
+/// Returns true when UpperRanges::BLOCK bytes are equal under `fold`.
+template <typename Fold>
+bool EqualBlocks(const Fold& fold, const char* left, const char* right) {
+    std::array<char, UpperRanges::BLOCK> folded_left, folded_right;
+    fold.FoldBlock(left, folded_left.data());
+    fold.FoldBlock(right, folded_right.data());
+    return folded_left == folded_right;
+}
+
 /// Returns true when two texts of `size` bytes are equal under `fold`.
 template <typename Fold>
 [[gnu::always_inline]] inline bool Equal(const Fold& fold, const char* left, const char* right,
@@ -99,6 +126,12 @@ template <typename Fold>
     if (size < 8)
         return fold.GetDifference(LoadTail(left, size), LoadTail(right, size)) == 0;
     std::size_t i = 0;
+    if constexpr (Fold::HAS_BLOCKS) {
+        for (constexpr std::size_t BLOCK = UpperRanges::BLOCK; size - i >= BLOCK; i += BLOCK)
+            if (std::memcmp(left + i, right + i, BLOCK) != 0 &&
+                !EqualBlocks(fold, left + i, right + i))
+                return false;
+    }
     // No branch inside a block, so that the compiler can vectorise it.
     for (constexpr std::size_t BLOCK = 64; size - i > BLOCK; i += BLOCK) {
         std::uint64_t different = 0;

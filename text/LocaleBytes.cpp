@@ -24,6 +24,7 @@ LocaleBytes::LocaleBytes(const std::locale& locale) : m_locale(locale) {
         if (static_cast<unsigned char>(m_upper[byte]) != ascii_upper)
             m_upper_is_ascii = false;
     }
+    m_upper_ranges = UpperRanges(m_upper);
 }
 
 const LocaleBytes* LocaleBytes::m_inherited = nullptr;
@@ -92,7 +93,7 @@ const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
 
 bool LocaleBytes::EqualUpper(const char* left, const char* right, std::size_t size) const {
     return m_upper_is_ascii ? Equal(AsciiUpper(), left, right, size)
-                            : Equal(TableUpper{m_upper}, left, right, size);
+                            : Equal(TableUpper{m_upper, m_upper_ranges}, left, right, size);
 }
 
 bool LocaleBytes::UpperKeepsMarks() const {

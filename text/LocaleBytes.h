@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "text/UpperRanges.h"
+
 #include <array>
 #include <cstddef>
 #include <locale>
@@ -39,6 +41,8 @@ public:
 
     /// Returns the upper-case form of each byte value.
     const Table& GetUpperTable() const { return m_upper; }
+    /// Returns the ranges of that table.
+    const UpperRanges& GetUpperRanges() const { return m_upper_ranges; }
 
     /// Returns true when only a to z have an upper-case form other than themselves, and it is A to
     /// Z.
@@ -91,6 +95,7 @@ private:
 
     std::locale m_locale;
     Table m_upper;
+    UpperRanges m_upper_ranges;
     Table m_lower;
     Table m_space;
     bool m_upper_is_ascii = true;

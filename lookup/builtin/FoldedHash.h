@@ -4,6 +4,7 @@
 #include "text/FoldedText.h"
 #include "text/Platform.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -48,6 +49,16 @@ template <typename Fold>
     const char* const end = begin + text.size();
     if (done.end != end || done.size >= text.size())
         done = {end, 0, seed.first};
+    if constexpr (Fold::HAS_BLOCKS) {
+        constexpr std::size_t BLOCK = UpperRanges::BLOCK;
+        std::array<char, BLOCK> folded;
+        for (; text.size() - done.size > BLOCK; done.size += BLOCK) {
+            fold.FoldBlock(end - done.size - BLOCK, folded.data());
+            for (const char* p = folded.data() + BLOCK; p != folded.data(); p -= STEP)
+                done.state =
+                    Mix(LoadWord(p - STEP) ^ seed.second, LoadWord(p - STEP + 8) ^ done.state);
+        }
+    }
     for (; text.size() - done.size > STEP; done.size += STEP) {
         const char* const p = end - done.size - STEP;
         done.state = Mix(fold(LoadWord(p)) ^ seed.second, fold(LoadWord(p + 8)) ^ done.state);

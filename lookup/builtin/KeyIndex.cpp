@@ -12,7 +12,9 @@ namespace kwlookup {
 
 template <typename Use>
 [[gnu::always_inline]] inline auto KeyIndex::WithFold(const Use& use) const {
-    return m_bytes.UpperIsAscii() ? use(AsciiUpper()) : use(TableUpper{m_bytes.GetUpperTable()});
+    return m_bytes.UpperIsAscii()
+               ? use(AsciiUpper())
+               : use(TableUpper{m_bytes.GetUpperTable(), m_bytes.GetUpperRanges()});
 }
 
 /// Collects the keys of one search, or of several searches to fetch for.
@@ -73,7 +75,10 @@ public:
             const Candidate candidate = m_heap.back();
             m_heap.pop_back();
             const KeyIndex& index = *candidate.index;
-            if (candidate.key.data() && !index.WithFold([&](const auto& fold) {
+            // Match() compares too, and is never wrong. It is slower for short texts only.
+            constexpr std::size_t LONG = 1024;
+            if (candidate.key.data() && candidate.key.size() < LONG &&
+                !index.WithFold([&](const auto& fold) {
                     return index.IsPartAt(fold, candidate.text, candidate.key);
                 }))
                 continue;

@@ -18,15 +18,17 @@ template <typename Use>
 [[gnu::always_inline]] inline auto TextIndex::WithFold(const Use& use) const {
     if (!m_nocase)
         return use(AsTheyAre());
-    return m_ascii_upper ? use(AsciiUpper()) : use(TableUpper{m_upper});
+    return m_ascii_upper ? use(AsciiUpper()) : use(TableUpper{m_upper, m_ranges});
 }
 
 TextIndex::TextIndex(const std::vector<std::string>& strings, const LocaleBytes* nocase,
                      const SortedOrder* order)
     : m_nocase(nocase != nullptr), m_ascii_upper(nocase && nocase->UpperIsAscii()),
       m_seed(HashSeed::Random()), m_filter(strings.size()) {
-    if (nocase)
+    if (nocase) {
         m_upper = nocase->GetUpperTable();
+        m_ranges = nocase->GetUpperRanges();
+    }
     // 14.5 bytes a string: small, and empty enough that most searches end within one cache line.
     const std::size_t slots = strings.size() * 29 / 16 + 1;
     m_slots.reserve(slots);

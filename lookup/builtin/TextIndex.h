@@ -55,6 +55,7 @@ private:
 
     const bool m_nocase;
     LocaleBytes::Table m_upper{};
+    UpperRanges m_ranges;
     const bool m_ascii_upper; ///< m_upper changes a to z only
     bool m_ascii = true;      ///< of an index by bytes
     bool m_unfit = false;

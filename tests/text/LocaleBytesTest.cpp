@@ -146,6 +146,8 @@ TEST(LocaleBytes, CompareLongTextsAsByteByByte) {
 
 /// Counts its calls.
 struct CountingFold {
+    static constexpr bool HAS_BLOCKS = false;
+
     std::size_t& count;
 
     std::uint64_t GetDifference(std::uint64_t left, std::uint64_t right) const {
