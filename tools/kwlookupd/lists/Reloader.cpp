@@ -58,7 +58,7 @@ void Reloader::Post(std::function<void()> job) {
 }
 
 ListKeeper::LoadResult Reloader::Load(std::size_t number, bool force) {
-    const ListKeeper::LoadResult result = m_lists.Load(number, force);
+    ListKeeper::LoadResult result = m_lists.Load(number, force);
     m_loaded(number, result);
     return result;
 }
