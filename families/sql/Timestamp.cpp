@@ -4,7 +4,6 @@
 #include <boost/algorithm/string/predicate.hpp>
 
 #include <cstdint>
-#include <cstdio>
 #include <ctime>
 #include <locale>
 #include <string_view>
@@ -77,15 +76,24 @@ std::int64_t DaysSinceEpoch(int year, int month, int day) {
     return days + day - 1 - EPOCH;
 }
 
+/// With zeros before it. Printing a format takes several times as long, for each record.
+void AppendNumber(std::string& text, int number, int digits) {
+    for (int power = digits == 4 ? 1000 : 10; power > 0; power /= 10)
+        text += static_cast<char>('0' + number / power % 10);
+}
+
 bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
     const std::time_t time = static_cast<std::time_t>(seconds);
     std::tm parts{};
     if (!::gmtime_r(&time, &parts) || parts.tm_year + 1900 < 1 || parts.tm_year + 1900 > 9999)
         return false;
-    char text[80]; // longer than six ints
-    std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d:%02d", parts.tm_year + 1900,
-                  parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
-    utc = text;
+    utc.clear();
+    AppendNumber(utc, parts.tm_year + 1900, 4);
+    AppendNumber(utc += '-', parts.tm_mon + 1, 2);
+    AppendNumber(utc += '-', parts.tm_mday, 2);
+    AppendNumber(utc += ' ', parts.tm_hour, 2);
+    AppendNumber(utc += ':', parts.tm_min, 2);
+    AppendNumber(utc += ':', parts.tm_sec, 2);
     if (!fraction.empty())
         utc.append(1, '.').append(fraction);
     return true;
