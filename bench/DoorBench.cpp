@@ -287,6 +287,7 @@ void MeasureReload(benchmark::State& state, const std::string& path,
 
 /// The memory that an idle connection takes after a request, in bytes.
 double MeasureIdle(const std::string& path, const ServerProcess& server) {
+    ::close(Connect(path)); // waits until the list is loaded
     const auto before = static_cast<double>(server.GetResidentBytes());
     LoadClient client(path, IDLE_CONNECTIONS, 1);
     client.Run([](std::size_t answers) { return answers >= IDLE_CONNECTIONS; });
