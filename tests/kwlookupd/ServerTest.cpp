@@ -8,6 +8,8 @@
 #include "tools/kwlookupd/status/Metrics.h"
 #include "tools/lists/Plugin.h"
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -292,6 +294,11 @@ TEST_F(ServerTest, GoesOnAfterDescriptorsRanOut) {
     Client waiting(Maps()); // has its descriptor already
     waiting.Send(Net("fast jdoe@corp.lan"));
     EXPECT_EQ(waiting.Receive(9), "6:OK yes,");
+    // UBSan needs a pipe when it first sees the type of an object. Let it see those of timers now.
+    std::promise<void> seen;
+    boost::asio::steady_timer timer(m_server->GetMainContext(), std::chrono::seconds(0));
+    timer.async_wait([&](const boost::system::error_code&) { seen.set_value(); });
+    seen.get_future().wait();
     rlimit old{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
     rlimit low = old;

@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <charconv>
 #include <grp.h>
+#include <optional>
 #include <pwd.h>
 #include <stdexcept>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 namespace kwlookup {
 
@@ -21,6 +23,19 @@ bool ReadNumber(const std::string& text, Number& number) {
     return read.ec == std::errc() && read.ptr == end;
 }
 
+/// Enough for a group of some ten thousand members. The number of a larger one can be written.
+constexpr std::size_t LONGEST_ENTRY = 1024 * 1024;
+
+/// Returns the user or group of that name, without its texts. `get` reads it.
+template <typename Entry, typename Get>
+std::optional<Entry> FindEntry(const Get& get, const std::string& name) {
+    std::vector<char> texts(LONGEST_ENTRY);
+    Entry entry;
+    Entry* found = nullptr;
+    get(name.c_str(), &entry, texts.data(), texts.size(), &found);
+    return found ? std::optional<Entry>(entry) : std::nullopt;
+}
+
 void CheckSystem(int result, const char* call) {
     if (result != 0)
         throw std::system_error(errno, std::system_category(), call);
@@ -30,7 +45,7 @@ void CheckSystem(int result, const char* call) {
 
 uid_t FindUser(const std::string& name) {
     uid_t number;
-    if (const passwd* user = ::getpwnam(name.c_str()))
+    if (const auto user = FindEntry<passwd>(::getpwnam_r, name))
         return user->pw_uid;
     if (ReadNumber(name, number))
         return number;
@@ -39,7 +54,7 @@ uid_t FindUser(const std::string& name) {
 
 gid_t FindGroup(const std::string& name) {
     gid_t number;
-    if (const group* found = ::getgrnam(name.c_str()))
+    if (const auto found = FindEntry<group>(::getgrnam_r, name))
         return found->gr_gid;
     if (ReadNumber(name, number))
         return number;
@@ -47,7 +62,7 @@ gid_t FindGroup(const std::string& name) {
 }
 
 void BecomeUser(const std::string& name) {
-    const passwd* user = ::getpwnam(name.c_str());
+    const auto user = FindEntry<passwd>(::getpwnam_r, name);
     if (!user)
         throw std::invalid_argument("there is no user " + name);
     const uid_t uid = user->pw_uid;
