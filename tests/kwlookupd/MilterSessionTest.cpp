@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "kwlookupd/AnswerFrom.h"
 #include "kwlookupd/EveryCut.h"
 
 #include <gmock/gmock.h>
@@ -10,7 +11,6 @@
 
 namespace {
 
-using kwlookup::Outcome;
 using kwlookup::Query;
 using kwlookup::Reply;
 
@@ -39,20 +39,7 @@ Reply AnswerMilter(const Query::Ask& ask) {
         {"5 hold@example.test", "QUARANTINE for review"},
         {"5 discard@example.test", "DISCARD"},
     };
-    Reply reply;
-    const auto found = RESULTS.find(std::to_string(ask.list) + " " + ask.text);
-    if (found != RESULTS.end()) {
-        reply.outcome = Outcome::Found;
-        reply.text = found->second;
-        reply.has_result = true;
-    } else if (ask.text == "plain@x.test") {
-        reply.outcome = Outcome::Found;
-        reply.text = ask.text;
-    } else if (ask.text == "temp@x.test") {
-        reply.outcome = Outcome::Unavailable;
-        reply.text = "timed out";
-    }
-    return reply;
+    return AnswerFrom(RESULTS, ask);
 }
 
 std::unique_ptr<kwlookup::Door> MilterDoor(const std::vector<kwlookup::DoorConfig::Rule>& rules = {

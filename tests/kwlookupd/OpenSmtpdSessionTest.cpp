@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/OpenSmtpdSession.h"
+#include "kwlookupd/AnswerFrom.h"
 #include "kwlookupd/EveryCut.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 namespace {
 
 using kwlookup::OpenSmtpdSession;
-using kwlookup::Outcome;
 using kwlookup::Query;
 using kwlookup::Reply;
 
@@ -28,17 +28,7 @@ Reply AnswerFilter(const Query::Ask& ask) {
         {"3 mail.bad.test", "REJECT name"},
         {"3 bad.helo", "REJECT helo"},
     };
-    Reply reply;
-    const auto found = RESULTS.find(std::to_string(ask.list) + " " + ask.text);
-    if (found != RESULTS.end()) {
-        reply.outcome = Outcome::Found;
-        reply.text = found->second;
-        reply.has_result = true;
-    } else if (ask.text == "plain@x.test")
-        reply.outcome = Outcome::Found;
-    else if (ask.text == "temp@x.test")
-        reply.outcome = Outcome::Unavailable;
-    return reply;
+    return AnswerFrom(RESULTS, ask);
 }
 
 /// The door of a filter with these rules, which the daemon does not have.

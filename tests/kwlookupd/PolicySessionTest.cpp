@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "kwlookupd/AnswerFrom.h"
 #include "kwlookupd/EveryCut.h"
 #include "support/RecordingLog.h"
 
@@ -11,7 +12,6 @@
 
 namespace {
 
-using kwlookup::Outcome;
 using kwlookup::Query;
 using kwlookup::Reply;
 
@@ -29,20 +29,7 @@ Reply AnswerPolicy(const Query::Ask& ask) {
         {"3 192.0.2.10", std::string(8192, 'x')},
         {"3 192.0.2.11", std::string(8193, 'x')},
     };
-    Reply reply;
-    const auto found = RESULTS.find(std::to_string(ask.list) + " " + ask.text);
-    if (found != RESULTS.end()) {
-        reply.outcome = Outcome::Found;
-        reply.text = found->second;
-        reply.has_result = true;
-    } else if (ask.text == "plain@x.test") {
-        reply.outcome = Outcome::Found;
-        reply.text = ask.text;
-    } else if (ask.text == "temp@x.test") {
-        reply.outcome = Outcome::Unavailable;
-        reply.text = "secret.example: refused";
-    }
-    return reply;
+    return AnswerFrom(RESULTS, ask);
 }
 
 kwlookup::DoorConfig PolicyConfig(const std::vector<kwlookup::DoorConfig::Rule>& rules = {
