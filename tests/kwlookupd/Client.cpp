@@ -96,3 +96,15 @@ bool Client::HasInput(int milliseconds) const {
     pollfd waited{m_socket.Get(), POLLIN, 0};
     return ::poll(&waited, 1, milliseconds) > 0;
 }
+
+int UnusedPort() {
+    const FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    CheckCall(::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), size), "bind");
+    CheckCall(::getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &size),
+              "getsockname");
+    return ntohs(address.sin_port);
+}

@@ -30,3 +30,6 @@ public:
 private:
     kwlookup::FileDescriptor m_socket;
 };
+
+/// A port of 127.0.0.1 at which nobody listens.
+int UnusedPort();

@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -106,4 +108,39 @@ TEST_F(HttpDaemonTest, AnOpenDoorWantsItsToken) {
         EXPECT_THAT(error.what(), HasSubstr("it needs Token.file, because the Address 0.0.0.0:0 "
                                             "may be open to other machines"));
     }
+}
+
+// A client that is told to stop may first send all that it has. It takes the answer after that.
+TEST_F(HttpDaemonTest, AClientThatStillSendsGetsTheAnswer) {
+    struct Case {
+        const char* status;
+        std::string begin;
+        std::string more; ///< sent again and again
+    };
+    const Case cases[] = {
+        {"413 ", "POST /a HTTP/1.1\r\nHost: x\r\nContent-Length: 99999999\r\n\r\n", "a.lan\n"},
+        {"414 ", "GET /a?text=", "aaaaaaaa"},
+        {"431 ", "GET /a?text=a.lan HTTP/1.1\r\nHost: x\r\n", "X-Field: value\r\n"}};
+    const std::string address = "127.0.0.1:" + std::to_string(UnusedPort());
+    const Daemon daemon(m_dir, "[list a]\nObjects = a.lan\n"
+                               "[door web]\nProtocol = http\nAddress = " +
+                                   address + "\n");
+    std::vector<std::unique_ptr<Client>> clients;
+    for (const Case& test : cases) {
+        clients.push_back(std::make_unique<Client>(address));
+        clients.back()->Send(test.begin);
+    }
+    constexpr int ROUNDS = 40; // longer than the daemon waits for a client that is silent
+    for (int round = 0; round < ROUNDS; ++round) {
+        for (std::size_t i = 0; i < clients.size(); ++i) {
+            std::string bytes;
+            while (bytes.size() < 32768)
+                bytes += cases[i].more;
+            EXPECT_TRUE(clients[i]->Send(bytes)) << cases[i].status << round;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    for (std::size_t i = 0; i < clients.size(); ++i)
+        EXPECT_THAT(clients[i]->ReceiveAll(),
+                    StartsWith(std::string("HTTP/1.1 ") + cases[i].status));
 }

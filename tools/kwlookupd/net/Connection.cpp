@@ -19,9 +19,11 @@ namespace {
 constexpr std::size_t MAX_OUTPUT = 65536;
 /// The time for a whole request, and to take a part of an answer: as long as Postfix would wait.
 constexpr std::chrono::seconds MAX_REQUEST_TIME{100};
-/// How long a client has to take the last answer. Closing the socket before would destroy it if the
-/// client had sent more.
-constexpr std::chrono::seconds MAX_LINGER_TIME{2};
+/// How long a client has to take the last answer. It may send all that it has before it looks.
+/// Closing the socket while it sends would destroy the answer.
+constexpr std::chrono::seconds MAX_LINGER_TIME{30};
+/// How long it may be silent in that time.
+constexpr std::chrono::seconds MAX_LINGER_PAUSE{2};
 
 } // namespace
 
@@ -67,7 +69,7 @@ bool Connection::OnAnswer(std::uint64_t question, std::vector<Reply> replies) {
 bool Connection::OnSecond() {
     const Time now = m_loop.GetNow();
     if (m_lingering)
-        return now - m_active < MAX_LINGER_TIME;
+        return now - m_active < MAX_LINGER_PAUSE && now - m_began < MAX_LINGER_TIME;
     if (!m_unsent.IsEmpty())
         return now - m_active < MAX_REQUEST_TIME;
     if (!m_open.empty())
@@ -106,6 +108,8 @@ bool Connection::Receive() {
 bool Connection::Discard() {
     auto& buffer = m_loop.GetScratch().input;
     const ssize_t size = ::recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
+    if (size > 0)
+        m_active = m_loop.GetNow();
     return size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
@@ -287,7 +291,7 @@ bool Connection::Settle() {
             return false;
         ::shutdown(m_socket.Get(), SHUT_WR);
         m_lingering = true;
-        m_active = m_loop.GetNow();
+        m_active = m_began = m_loop.GetNow();
     }
     const bool reads = m_lingering || (!m_ended && MayRead());
     const bool writes = !m_unsent.IsEmpty();

@@ -96,7 +96,7 @@ private:
     bool m_closing = false;   ///< no more requests are read
     bool m_lingering = false; ///< all is sent; waits for the client to close
     Time m_active;            ///< when bytes were last received or sent
-    Time m_began;             ///< when the unfinished request began
+    Time m_began;             ///< when the unfinished request, or lingering, began
 };
 
 } // namespace kwlookup
