@@ -75,7 +75,7 @@ install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kwlookup)
 install(EXPORT kwlookupTargets NAMESPACE kwlookup:: DESTINATION ${config_dir})
 configure_package_config_file(cmake/kwlookupConfig.cmake.in kwlookupConfig.cmake
-  INSTALL_DESTINATION ${config_dir})
+  INSTALL_DESTINATION ${config_dir} PATH_VARS KWLOOKUP_INSTALL_PLUGIN_DIR)
 write_basic_package_version_file(kwlookupConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfig.cmake

@@ -15,3 +15,6 @@ library_dir=$(realpath "$(pkg-config --variable=libdir kwhost)")
 "$compiler" -std=c++17 -Wall -Wextra -Werror "$source" -o "$program" "${flags[@]}" \
     -Wl,-rpath,"$library_dir"
 "$program"
+
+plugin_dir=$(realpath "$(pkg-config --variable=plugindir kwlookup)")
+[ "$plugin_dir" = "$library_dir/kwlookup" ]

@@ -37,3 +37,22 @@ expect 0 '*: 2 sections, 0 errors' "${configured[@]}" check
 expect 75 "*unknown id 'path'*--type path" find "$list" jdoe@corp.lan
 expect 0 "jdoe@corp.lan"$'\t'"$dir/mail/corp.lan/jdoe" --type path find "$list" jdoe@corp.lan
 expect 0 $'*\npath\tplug-in\n*' --type path types
+
+# Installed into the folder of plug-ins, and beside the library, the plug-in needs no LD_LIBRARY_PATH.
+# A copy of the installed tree, because other tests use that one.
+tree=$(mktemp -d -p .)
+trap 'rm -rf "$dir" "$tree"' EXIT
+prefix=$(dirname "$(dirname "$tool")")
+cp -al "$prefix/." "$tree"
+installed=$(find "$tree" -name libkw_lookup_regex.so -printf '%P')
+[[ $installed == lib*/kwlookup/libkw_lookup_regex.so ]] || { echo "plug-ins are in $installed"; exit 1; }
+DESTDIR=$dir/root cmake --install . >/dev/null
+made=$dir/root$prefix/$(dirname "$installed")/libkw_lookup_path.so
+tool=$tree/bin/kwlookup
+unset LD_LIBRARY_PATH
+for folder in "$(dirname "$installed")" "$(dirname "$(dirname "$installed")")"; do
+    cp "$made" "$tree/$folder"
+    [[ $("$tool" --type path types) == *$'\npath\tplug-in\n'* ]] || { echo "not found in $folder"; exit 1; }
+    rm "$tree/$folder/libkw_lookup_path.so"
+done
+[[ $("$tool" --type path types) == *$'\npath\tnot available: '* ]]
