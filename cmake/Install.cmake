@@ -57,30 +57,43 @@ kwlookup_public_headers(kwhost
   kwhost/ConfFile.h
   kwhost/ConfFileLoader.h)
 
+# Each component is a package of the same name, see debian/.
 install(TARGETS kwlog kwlookup kwhost EXPORT kwlookupTargets
-  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup)
-install(TARGETS kwlookup_tool kwlookupd)
-install(FILES tools/kwlookup/kwlookup.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES tools/kwlookupd/kwlookupd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
-install(FILES tools/kwlookupd/kwlookupd.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+  LIBRARY COMPONENT libkwlookup1 NAMELINK_COMPONENT libkwlookup-dev
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kwlookup COMPONENT libkwlookup-dev)
+install(TARGETS kwlookup_tool COMPONENT kwlookup)
+install(FILES tools/kwlookup/kwlookup.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT kwlookup)
+install(FILES lookup/config/kw_lookup.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT kwlookup)
+install(FILES LICENSE NEWS README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT kwlookup)
+
+install(TARGETS kwlookupd COMPONENT kwlookupd)
+install(FILES tools/kwlookupd/kwlookupd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8
+  COMPONENT kwlookupd)
+install(FILES tools/kwlookupd/kwlookupd.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
+  COMPONENT kwlookupd)
 configure_file(tools/kwlookupd/systemd/kwlookupd.service.in kwlookupd.service @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kwlookupd.service tools/kwlookupd/systemd/kwlookupd.socket
-  DESTINATION lib/systemd/system)
-install(FILES lookup/config/kw_lookup.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")
-install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+  DESTINATION lib/systemd/system COMPONENT kwlookupd)
+foreach(kind sysusers tmpfiles)
+  install(FILES tools/kwlookupd/systemd/${kind}.conf DESTINATION lib/${kind}.d
+    RENAME kwlookupd.conf COMPONENT kwlookupd)
+endforeach()
+
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT libkwlookup-dev
+  FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libkwlookup-dev)
 
 # find_package(kwlookup)
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kwlookup)
-install(EXPORT kwlookupTargets NAMESPACE kwlookup:: DESTINATION ${config_dir})
+install(EXPORT kwlookupTargets NAMESPACE kwlookup:: DESTINATION ${config_dir}
+  COMPONENT libkwlookup-dev)
 configure_package_config_file(cmake/kwlookupConfig.cmake.in kwlookupConfig.cmake
   INSTALL_DESTINATION ${config_dir} PATH_VARS KWLOOKUP_INSTALL_PLUGIN_DIR)
 write_basic_package_version_file(kwlookupConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/kwlookupConfigVersion.cmake
-  DESTINATION ${config_dir})
+  DESTINATION ${config_dir} COMPONENT libkwlookup-dev)
 
 # pkg-config. The files have directories relative to themselves, so that a tree can be moved.
 file(RELATIVE_PATH include_from_pc
@@ -88,5 +101,5 @@ file(RELATIVE_PATH include_from_pc
 foreach(name kwlookup kwhost)
   configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libkwlookup-dev)
 endforeach()
