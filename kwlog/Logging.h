@@ -22,7 +22,7 @@ enum class LogTarget { StandardError, Syslog, File };
 ///     kwlookup::SetLogging(kwlookup::LogTarget::Syslog, log4cxx::Level::LEVEL_WARN, "myhost");
 ///
 /// `name` is the program's name for syslog, or the file to append to; standard error ignores it.
-/// Each event is one line. Bytes outside 0x20 to 0x7e, and the backslash, are written as \xHH. A
+/// Each event is one line. Bytes outside 0x20 to 0x7e, and the backslash, are written as `\xHH`. A
 /// line has at most 1,000 bytes without its date. A longer line keeps its beginning and its last
 /// 200 bytes, which hold the reason, with "... (N bytes) ..." between them, where N is the length
 /// of the message. Throws std::runtime_error when the file cannot be opened, and keeps the old
@@ -32,7 +32,7 @@ enum class LogTarget { StandardError, Syslog, File };
 KW_EXPORT void SetLogging(LogTarget target, log4cxx::Level::LevelEnum level,
                           const std::string& name = std::string());
 
-/// Returns `text` with bytes outside 0x20 to 0x7e, and the backslash, escaped as \xHH.
+/// Returns `text` with bytes outside 0x20 to 0x7e, and the backslash, escaped as `\xHH`.
 KW_EXPORT std::string PrintableText(const std::string& text);
 
 /// Replaces `secret` by *** in every message from now on, wherever it appears. Blanks and one pair

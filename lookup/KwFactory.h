@@ -44,6 +44,6 @@ private:
     static KwFactory* m_instance;
 };
 
-using LookupCreator = KwFactory<KwIfLookup>::Creator;
+using LookupCreator = KwFactory<KwIfLookup>::Creator; ///< Makes an object of a type.
 
 extern template class KwFactory<KwIfLookup>;

@@ -54,7 +54,7 @@ class SortedStrings;
 /// not guarded. A list of more than 4,294,967,294 strings cannot be sorted.
 class KW_EXPORT KwVectorStrLookup : public KwIfLookup {
 public:
-    KwVectorStrLookup();
+    KwVectorStrLookup(); ///< Makes an empty list.
     ~KwVectorStrLookup() override;
     KwVectorStrLookup(const KwVectorStrLookup&) = delete;
     KwVectorStrLookup& operator=(const KwVectorStrLookup&) = delete;

@@ -22,6 +22,26 @@ from pathlib import Path
 LISTS = {"blocked": "lab.example\nbulk.example reject\nspam@corp.lan\n",
          "access": "example.org allow\n"}
 
+# The least contrast of a text with what is behind it. WCAG wants 4.5.
+LEAST_CONTRAST = """(() => {
+    const light = text => text.match(/[0-9.]+/g).slice(0, 3).map(v => v / 255)
+        .map(v => v <= .04045 ? v / 12.92 : ((v + .055) / 1.055) ** 2.4)
+        .reduce((sum, v, i) => sum + v * [.2126, .7152, .0722][i], 0);
+    const behind = node => {
+        for (; node; node = node.parentElement) {
+            const colour = getComputedStyle(node).backgroundColor;
+            if (!/, 0\\)$/.test(colour)) return colour;
+        }
+    };
+    let worst = 21;
+    for (const node of document.querySelectorAll('h1,h2,h3,p,span,b,code,th,td,dt,dd,label,button'))
+        if (node.checkVisibility() && node.textContent.trim()) {
+            const a = light(getComputedStyle(node).color), b = light(behind(node));
+            worst = Math.min(worst, (Math.max(a, b) + .05) / (Math.min(a, b) + .05));
+        }
+    return worst;
+})()"""
+
 
 class Browser:
     def __init__(self, root, home):
@@ -163,25 +183,7 @@ def browse(browser, url, screenshot):
         check(light == (scheme == "light"), f"the colours are not those of the {scheme} scheme")
         check(browser.eval("getComputedStyle(document.querySelector('thead')).display === 'none'")
               == (width == 390), f"the table has the wrong form at {width} pixels")
-        # Each text is readable on what is behind it (WCAG: 4.5).
-        worst = browser.eval("""(() => {
-            const light = text => text.match(/[0-9.]+/g).slice(0, 3).map(v => v / 255)
-                .map(v => v <= .04045 ? v / 12.92 : ((v + .055) / 1.055) ** 2.4)
-                .reduce((sum, v, i) => sum + v * [.2126, .7152, .0722][i], 0);
-            const behind = node => {
-                for (; node; node = node.parentElement) {
-                    const colour = getComputedStyle(node).backgroundColor;
-                    if (!/, 0\\)$/.test(colour)) return colour;
-                }
-            };
-            let worst = 21;
-            for (const node of document.querySelectorAll('h1,h2,h3,p,span,b,code,th,td,dt,dd,label,button'))
-                if (node.checkVisibility() && node.textContent.trim()) {
-                    const a = light(getComputedStyle(node).color), b = light(behind(node));
-                    worst = Math.min(worst, (Math.max(a, b) + .05) / (Math.min(a, b) + .05));
-                }
-            return worst;
-        })()""")
+        worst = browser.eval(LEAST_CONTRAST)
         check(worst >= 4.5, f"contrast {worst} in the {scheme} scheme")
         picture = browser.call("Page.captureScreenshot", format="png")["data"]
         pictures.append(base64.b64decode(picture))
