@@ -80,7 +80,7 @@ foreach(kind sysusers tmpfiles)
 endforeach()
 
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT libkwlookup-dev
-  FILES_MATCHING PATTERN "*.md")
+  FILES_MATCHING PATTERN "*.md" PATTERN site EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT libkwlookup-dev)
 
 # find_package(kwlookup)
