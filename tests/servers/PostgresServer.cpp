@@ -40,9 +40,11 @@ std::vector<std::string> PostgresServer::GetCommand() const {
                                         std::to_string(GetPort()),
                                         "-k",
                                         GetDir().Path(".")};
+    // The shared memory is in files of its folder, so that a killed server leaves none behind.
     for (const char* setting :
-         {"listen_addresses=127.0.0.1", "fsync=off", "full_page_writes=off", "shared_buffers=16MB",
-          "max_connections=50", "autovacuum=off", "log_error_verbosity=terse"})
+         {"dynamic_shared_memory_type=mmap", "listen_addresses=127.0.0.1", "fsync=off",
+          "full_page_writes=off", "shared_buffers=16MB", "max_connections=50", "autovacuum=off",
+          "log_error_verbosity=terse"})
         command.insert(command.end(), {"-c", setting});
     if (HasTls())
         for (const std::string& setting :
