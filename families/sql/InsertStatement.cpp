@@ -111,15 +111,17 @@ void InsertStatement::FoldTable() {
     FoldSqlName(m_table);
 }
 
-StoredRow InsertStatement::Convert(const KwStorageValuesMap& record) const {
-    StoredRow row;
-    row.reserve(m_parameters.size());
-    for (const Parameter& parameter : m_parameters) {
+void InsertStatement::Convert(const KwStorageValuesMap& record, StoredRow& row) const {
+    row.resize(m_parameters.size());
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const Parameter& parameter = m_parameters[i];
+        StoredValue& value = row[i];
         const auto found = record.m_values.find(parameter.name);
         if (found == record.m_values.end())
             throw std::invalid_argument("'" + parameter.name + "' is missing");
-        StoredValue value{parameter.type, 0, ""};
         const std::string& given = found->second.second;
+        value.type = parameter.type;
+        value.number = 0;
         if (parameter.type == KwStorageValuesMap::Timestamp) {
             if (!ReadTimestamp(given, value.text))
                 throw std::invalid_argument(
@@ -132,9 +134,7 @@ StoredRow InsertStatement::Convert(const KwStorageValuesMap& record) const {
         } else {
             value.text = given;
         }
-        row.push_back(std::move(value));
     }
-    return row;
 }
 
 } // namespace kwlookup

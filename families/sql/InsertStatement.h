@@ -39,12 +39,12 @@ public:
     /// A statement that returns all columns of the table, and no row.
     std::string ColumnsText(char quote) const;
 
-    /// The values of `record` in the order of the columns. Values with other names are ignored, and
-    /// so are the types in the record.
+    /// Makes `row` the values of `record` in the order of the columns. Values with other names are
+    /// ignored, and so are the types in the record. An old row costs less than a new one.
     ///
     /// Throws std::invalid_argument "'NAME' is missing", "'NAME' is not an int", and "'NAME' is not
     /// a timestamp: write now or YYYY-MM-DD[ HH:MM[:SS[.FRACTION]][ZONE]]".
-    StoredRow Convert(const KwStorageValuesMap& record) const;
+    void Convert(const KwStorageValuesMap& record, StoredRow& row) const;
 
 private:
     struct Parameter {

@@ -82,11 +82,7 @@ void AppendNumber(std::string& text, int number, int digits) {
         text += static_cast<char>('0' + number / power % 10);
 }
 
-bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
-    const std::time_t time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    if (!::gmtime_r(&time, &parts) || parts.tm_year + 1900 < 1 || parts.tm_year + 1900 > 9999)
-        return false;
+void Write(const std::tm& parts, std::string_view fraction, std::string& utc) {
     utc.clear();
     AppendNumber(utc, parts.tm_year + 1900, 4);
     AppendNumber(utc += '-', parts.tm_mon + 1, 2);
@@ -96,6 +92,14 @@ bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
     AppendNumber(utc += ':', parts.tm_sec, 2);
     if (!fraction.empty())
         utc.append(1, '.').append(fraction);
+}
+
+bool Write(std::int64_t seconds, std::string_view fraction, std::string& utc) {
+    const std::time_t time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    if (!::gmtime_r(&time, &parts) || parts.tm_year + 1900 < 1 || parts.tm_year + 1900 > 9999)
+        return false;
+    Write(parts, fraction, utc);
     return true;
 }
 
@@ -151,6 +155,17 @@ bool ReadTimestamp(const std::string& text, std::string& utc) {
             return false;
         if (!in.AtEnd())
             return false;
+    }
+    if (ahead == 0) { // nothing to convert, which saves time
+        std::tm parts{};
+        parts.tm_year = year - 1900;
+        parts.tm_mon = month - 1;
+        parts.tm_mday = day;
+        parts.tm_hour = hour;
+        parts.tm_min = minute;
+        parts.tm_sec = second;
+        Write(parts, fraction, utc);
+        return true;
     }
     return Write(DaysSinceEpoch(year, month, day) * DAY_S + 3600 * hour + 60 * minute + second -
                      ahead,

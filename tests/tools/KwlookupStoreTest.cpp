@@ -103,6 +103,42 @@ TEST_F(ToolStore, AFailureTellsTheLineToGoOnFrom) {
     EXPECT_EQ(Sql("select count(*) from seen where count > 5000"), "8\n");
 }
 
+TEST_F(ToolStore, EachLineIsARecordOfItsOwn) {
+    // Records of the next transaction are read into the memory of the ones before.
+    EXPECT_EQ(RunTool({"store", Item(), "-"},
+                      Lines(1, 1000) + "{\"more\":\"x\",\"count\":2001,\"address\":\"\"}\n" +
+                          "{\"count\":2002,\"address\":\"first\",\"address\":\"last\"}\n" +
+                          "{\"count\":-0,\"address\":\"\\\\ \"}\n" +
+                          Line(2004, std::string(5000, 'x')) + Lines(2005, 5000)),
+              (ProgramResult{Found, "4000 records\n", ""}));
+    EXPECT_EQ(Sql("select count, substr(address, 1, 5), length(address) from seen "
+                  "where address != 'a' order by rowid"),
+              "2001||0\n2002|last|4\n0|\\ |2\n2004|xxxxx|5000\n");
+    struct Case {
+        std::string line;
+        std::string reason;
+    };
+    const Case cases[] = {
+        {"{\"address\":\"b\"}\n", "could not store line 1001: 'count' is missing"},
+        {"{\"address\":\"b\",\"count\":01}\n", "line 1001: not JSON at byte 25: "},
+        {"{\"address\":\"b\",\"count\":-}\n", "line 1001: not JSON at byte 25: "},
+        {"{\"address\":\"b\",\"count\":1}}\n", "line 1001: not JSON at byte 26: "},
+        {"{\"address\":\"\t\",\"count\":1}\n", "line 1001: not JSON at byte 13: "},
+        {"{\"address\":\"\xc0\x80\",\"count\":1}\n", "line 1001: not JSON at byte 13: "},
+        {"{\"address\":\"b\",\"count\":99999999999999999999}\n",
+         "could not store line 1001: 'count' is not an int"},
+    };
+    int first = 10000;
+    for (const Case& test : cases) {
+        const ProgramResult result =
+            RunTool({"store", Item(), "-"}, Lines(first, first + 999) + test.line);
+        EXPECT_EQ(result.status, Unavailable);
+        EXPECT_THAT(result.err, HasSubstr(test.reason)) << test.line;
+        EXPECT_THAT(result.err, HasSubstr("continue from line 1001\n"));
+        first += 1000;
+    }
+}
+
 TEST_F(ToolStore, EveryItemIsStoredInto) {
     Sql("create table other (address text)");
     const std::string list =

@@ -37,9 +37,13 @@ struct Item {
     std::size_t next_line = 1; ///< the first line that this item has not stored
 };
 
+/// Records of longer lines give their memory back after the transaction.
+constexpr std::size_t LONG_LINE = 4096;
+
 /// The records of a transaction, and their lines of standard input.
 struct Batch {
-    std::vector<KwStorageValuesMap> records;
+    std::vector<KwStorageValuesMap> records; ///< the first `count`, then old ones to be reused
+    std::size_t count = 0;
     std::vector<std::size_t> lines; ///< of each record; empty for the record of a command line
     std::size_t next_line = 1;      ///< the line after the last record
 
@@ -93,7 +97,7 @@ public:
     bool Store(const Batch& batch) {
         bool good = true;
         for (Item& item : m_items)
-            good &= batch.records.empty() || StoreInto(item, batch);
+            good &= batch.count == 0 || StoreInto(item, batch);
         return good;
     }
 
@@ -107,7 +111,7 @@ public:
 private:
     /// For items without batches, a logged error counts as a failure too.
     static void StoreEach(KwIfStorage& storage, const Batch& batch, std::size_t& record) {
-        for (; record < batch.records.size(); ++record) {
+        for (; record < batch.count; ++record) {
             const std::size_t errors = CountLoggedErrors();
             storage.Store(batch.records[record]);
             if (CountLoggedErrors() != errors)
@@ -124,7 +128,7 @@ private:
         std::string reason;
         try {
             if (batches)
-                batches->StoreBatch({begin, begin + batch.records.size()});
+                batches->StoreBatch({begin, begin + batch.count});
             else
                 StoreEach(storage, batch, record);
             item.next_line = batch.next_line;
@@ -160,10 +164,14 @@ public:
     /// Read the records of the next transaction. If a line is invalid, report it and return false;
     /// the records before it are still in `batch`.
     bool Read(Batch& batch) {
-        batch.records.clear();
+        if (m_had_long_line)
+            batch.records.clear();
+        m_had_long_line = false;
+        batch.records.resize(BATCH_LINES);
+        batch.count = 0;
         batch.lines.clear();
         std::size_t bytes = 0;
-        while (batch.records.size() < BATCH_LINES && bytes < BATCH_BYTES) {
+        while (batch.count < BATCH_LINES && bytes < BATCH_BYTES) {
             batch.next_line = m_line + 1;
             if (!m_lines.Next(m_text)) {
                 m_at_end = true;
@@ -172,12 +180,13 @@ public:
             ++m_line;
             if (m_text.find_first_not_of(" \t") == std::string::npos)
                 continue;
-            const std::string reason = ReadJsonRecord(m_text, batch.records.emplace_back());
+            m_had_long_line |= m_text.size() > LONG_LINE;
+            const std::string reason = ReadJsonRecord(m_text, batch.records[batch.count]);
             if (!reason.empty()) {
-                batch.records.pop_back();
                 ReportError(m_log, "line " + std::to_string(m_line) + ": " + reason);
                 return false;
             }
+            ++batch.count;
             batch.lines.push_back(m_line);
             bytes += m_text.size();
         }
@@ -191,7 +200,8 @@ private:
     const LogClass& m_log;
     InputLines m_lines;
     std::string m_text;
-    std::size_t m_line = 0; ///< the number of lines read
+    std::size_t m_line = 0;       ///< the number of lines read
+    bool m_had_long_line = false; ///< in the batch read last
     bool m_at_end = false;
 };
 
@@ -207,7 +217,7 @@ std::optional<std::size_t> StoreLines(Storing& storing, const LogClass& log) {
             storing.ReportNextLines();
             return std::nullopt;
         }
-        records += batch.records.size();
+        records += batch.count;
         progress.Show(records);
     }
     return records;
@@ -238,7 +248,7 @@ int RunStoreCommand(const StoreOptions& options, const LogClass& log) {
     std::optional<std::size_t> records = 1;
     if (options.values.front() == "-")
         records = StoreLines(*storing, log);
-    else if (Batch batch; batch.records.push_back(RecordOf(options.values)), !storing->Store(batch))
+    else if (!storing->Store(Batch{{RecordOf(options.values)}, 1, {}, 1}))
         records.reset();
     if (!records)
         return ExitStatus::Unavailable;

@@ -72,7 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         KwStorageValuesMap record;
         for (const char* name : {"a", "b", "address", "at", "count"})
             record.m_values[name] = {KwStorageValuesMap::Varchar, value};
-        const StoredRow row = insert.Convert(record);
+        StoredRow row;
+        insert.Convert(record, row);
         Require(row.size() == columns);
         RequireTypes(row, value);
     } catch (const std::invalid_argument&) {

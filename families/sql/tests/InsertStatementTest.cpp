@@ -32,7 +32,8 @@ KwStorageValuesMap Record(const std::map<std::string, std::string>& values) {
 
 std::string ErrorOf(const InsertStatement& insert, const std::string& value) {
     try {
-        insert.Convert(Record({{"a", value}}));
+        StoredRow row;
+        insert.Convert(Record({{"a", value}}), row);
     } catch (const std::invalid_argument& error) {
         return error.what();
     }
@@ -123,8 +124,9 @@ TEST(InsertStatement, ConvertsTheValuesOfARecord) {
     const InsertStatement insert(
         "insert into t values (:b<int>, :c<varchar>, :d<timestamp>, :b<varchar>)");
     const std::string bytes = "\xff\0'\n"s + std::string(1 << 20, 'x');
-    const StoredRow row = insert.Convert(
-        Record({{"a", "unused"}, {"b", "-007"}, {"c", bytes}, {"d", "2026-11-22T01:00+01"}}));
+    StoredRow row(7, {KwStorageValuesMap::Timestamp, 7, "old"});
+    insert.Convert(
+        Record({{"a", "unused"}, {"b", "-007"}, {"c", bytes}, {"d", "2026-11-22T01:00+01"}}), row);
     ASSERT_EQ(row.size(), 4U);
     EXPECT_EQ(row[0].type, KwStorageValuesMap::Int);
     EXPECT_EQ(row[0].number, -7);
