@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <utility>
 
 using kwlookup::ListGeneration;
 using kwlookup::ListSettings;
@@ -115,6 +116,28 @@ TEST(ListGenerationTest, RefusesAListWithErrors) {
     EXPECT_THROW(ListGeneration(ListOf("a, file:/nonexistent/list"), LIST_LOG, nullptr),
                  std::runtime_error);
     EXPECT_THROW(ListGeneration(ListOf("\"a"), LIST_LOG, nullptr), std::invalid_argument);
+}
+
+TEST(ListGenerationTest, FindsQuotedLocalPartsInEitherForm) {
+    const TempDir dir;
+    const ListSettings settings = ListOf("file:" + dir.Write("list", R"(all.lan domain
+"a,b"@all.lan quoted
+c,d@all.lan bare
+"e\"f"@all.lan escaped
+lone"@all.lan lone
+)"));
+    const std::pair<const char*, const char*> cases[] = {
+        {R"("a,b"@all.lan)", "found quoted"},   {"a,b@all.lan", "found quoted"},
+        {R"("c,d"@all.lan)", "found bare"},     {"C,D@all.lan", "found bare"},
+        {R"("e\"f"@all.lan)", "found escaped"}, {R"(e"f@all.lan)", "found escaped"},
+        {R"("lone\""@all.lan)", "found lone"},  {R"(lone"@all.lan)", "found lone"},
+        {R"("x,y"@all.lan)", "found domain"},   {"x,y@all.lan", "found domain"},
+        {R"("x,y"@other.lan)", "not found"},    {R"("@other.lan)", "not found"},
+        {R"("\"@other.lan)", "not found"},      {"@other.lan", "not found"},
+        {R"(""@other.lan)", "not found"},
+    };
+    for (const auto& [text, answer] : cases)
+        EXPECT_EQ(AskList(settings, text), answer) << text;
 }
 
 TEST(ListGenerationTest, TellsItemFileAndLine) {

@@ -10,6 +10,7 @@
 #include "text/TextFile.h"
 #include "tools/kwlookupd/lists/DomainForms.h"
 #include "tools/kwlookupd/lists/KeyFinder.h"
+#include "tools/kwlookupd/lists/LocalPartForms.h"
 #include "tools/lists/AskItem.h"
 #include "tools/lists/Report.h"
 
@@ -121,6 +122,14 @@ public:
             if (Ask(entry, fold ? folded : text, flags))
                 return;
         }
+    }
+
+    /// Ask about an address in all its forms.
+    void AskWholeAddress(const std::string& address) {
+        const std::string other = OtherLocalPartForm(address);
+        // Either form is more exact than the domain.
+        if (other.empty() || (!AskKey(address) && !AskKey(other)))
+            AskForms(address, false);
     }
 
     /// Ask about `text` and, if the list wants that, the other forms of its domain.
@@ -316,7 +325,7 @@ void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) co
             search.AskForms(std::string(WithoutBrackets(asked)), true);
             break;
         case ListSettings::Search::Address:
-            search.AskForms(std::string(WithoutBrackets(asked)), false);
+            search.AskWholeAddress(std::string(WithoutBrackets(asked)));
             break;
         }
         if (reply.outcome == Outcome::NotFound)
