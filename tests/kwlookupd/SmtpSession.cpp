@@ -23,12 +23,12 @@ SmtpSession::SmtpSession(int port) {
 
 SmtpSession::SmtpSession(const std::vector<std::string>& command)
     : m_program(std::make_unique<RunningProgram>(command)) {
-    std::string line;
-    do {
-        line = ReadLine();
-        if (line.empty() && m_program->ReadLine().empty())
+    constexpr int MAX_EMPTY = 10; // lines before the greeting; at the end there are only empty ones
+    int empty = 0;
+    for (std::string line; line.compare(0, 3, "220") != 0; line = ReadLine()) {
+        if (line.empty() && ++empty > MAX_EMPTY)
             throw std::runtime_error("the server has ended: " + m_program->Finish().err);
-    } while (line.compare(0, 3, "220") != 0);
+    }
 }
 
 std::string SmtpSession::Say(const std::string& command) {
