@@ -140,7 +140,8 @@ class Site:
             title = plain(re.search(r"<h1.*?</h1>", content, re.S)[0])
             path = "index.html" if file.name == "README.md" else file.stem.lower() + ".html"
             if path == "index.html":
-                content += self.manual_table()
+                content = re.sub(r'(<h2 id="where-to-read-on">.*?)(?=<h2|\Z)',
+                                 lambda found: found[1] + self.manual_table(), content, flags=re.S)
             self.add(Page(path, title, "text", tidied(content), file.relative_to(self.root).as_posix()))
 
     def manual_table(self):
@@ -211,8 +212,10 @@ class Site:
         if not contents or not title:
             return
         name = plain(re.sub(r'<div class="ingroups">.*', "", title[1], flags=re.S))
-        # Without lines between rows, and without members of bases, whose pages have them.
-        body = re.sub(r'<tr class="(?:separator:|mem\w+:\w+ inherit ).*?</tr>\n?', "", contents[1], flags=re.S)
+        # Without lines between rows, and without members of bases, which are on other pages.
+        contents = re.sub(r'<table class="memberdecls">\n<tr class="heading"><td colspan="2"><h2 class="groupheader">'
+                          r'<a id="inherited".*?</table>', "", contents[1], flags=re.S)
+        body = re.sub(r'<tr class="(?:separator:|mem\w+:\w+ inherit ).*?</tr>\n?', "", contents, flags=re.S)
         body = body.replace('href="index.html"', 'href="annotated.html"')
         lists = [("annotated.html", "Classes"), ("namespaces.html", "Namespaces"), ("files.html", "Headers")]
         links = "\n".join(f'<a href="{target}">{label}</a>' for target, label in lists)
@@ -239,6 +242,8 @@ class Site:
     def navigation(self, current):
         def entry(path, label):
             here = ' aria-current="page"' if path == current.path else ""
+            if path == "reference/annotated.html" and current.kind == "reference" and not here:
+                here = ' aria-current="true"'
             text = f'<a href="{relative(path, current)}"{here}>{html.escape(label)}</a>'
             inner = current.headings() if here and current.kind in ("text", "manual") else []
             if len(inner) > 1:
@@ -268,6 +273,8 @@ def consoles(text):
 def tidied(markup):
     """Without styles and scripts of generators, and with tables that scroll."""
     markup = re.sub(r"<script\b.*?</script>", "", markup, flags=re.S)
+    markup = re.sub(r' style="width:(\d+)px;display:inline-block;"', r' class="in\1"', markup)
+    markup = re.sub(r'<div class="levels">.*?</div>', "", markup)
     markup = re.sub(r' (?:style|on\w+|align|valign|nowrap|border|cellspacing|cellpadding|width)="[^"]*"',
                     "", markup)
     markup = re.sub(r'<img src="(?:closed|open)\.png"[^>]*>', "", markup)
@@ -290,8 +297,7 @@ def undocumented(directory):
                     continue
                 if not described(member):
                     yield f"{member.find('location').get('file')}: {compound.findtext('compoundname')} {name}"
-            if compound.get("kind") in ("class", "struct") and "<" not in compound.findtext("compoundname") \
-                    and not described(compound):
+            if compound.get("kind") in ("class", "struct") and not described(compound):
                 yield f"{compound.find('location').get('file')}: {compound.findtext('compoundname')}"
 
 

@@ -10,16 +10,16 @@
 
 namespace kwlookup {
 
-// The kinds of parameters. A kind is the C++ type of the value, or one of these tags for a value
-// with a syntax of its own.
+struct Time;
+struct Size;
+struct RawText;
+struct TimeList;
+struct SizeList;
 
-struct Time;     ///< int, in seconds; "2m" is 120
-struct Size;     ///< long long, in bytes; "4k" is 4096
-struct RawText;  ///< std::string, unchanged, with its quotes
-struct TimeList; ///< std::vector<int>, each item a Time
-struct SizeList; ///< std::vector<long long>, each item a Size
-
-/// The C++ type of a kind, and its code in IfConfParser.
+/// A kind of parameter: the C++ type of its value, and its code in IfConfParser. A kind is this
+/// type, or a tag for a value with a syntax of its own: Time is an int in seconds ("2m" is 120),
+/// Size a long long in bytes ("4k" is 4096), RawText a std::string that keeps its quotes; TimeList
+/// and SizeList are vectors of times and sizes.
 template <typename Kind>
 struct ParameterKind;
 
