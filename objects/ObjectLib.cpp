@@ -2,6 +2,7 @@
 #include "objects/ObjectLib.h"
 
 #include "host/LogText.h"
+#include "lookup/PluginVersion.h"
 #include "objects/ElfFile.h"
 
 #include <dlfcn.h>
@@ -26,10 +27,19 @@ void* KwObjectHolder::ObjectLib::Open(const std::string& type) {
     if (!fault.empty())
         throw CannotLoad(file, fault);
     ::dlerror();
-    if (void* handle = ::dlopen(file.c_str(), RTLD_NOW))
-        return handle;
-    const char* reason = ::dlerror();
-    throw CannotLoad(file, reason ? reason : "unknown error");
+    DlHolder handle(::dlopen(file.c_str(), RTLD_NOW));
+    if (!handle.Get()) {
+        const char* reason = ::dlerror();
+        throw CannotLoad(file, reason ? reason : "unknown error");
+    }
+    const void* built_for = ::dlsym(handle.Get(), LOOKUP_VERSION);
+    ::dlerror();
+    if (built_for && *static_cast<const int*>(built_for) != MAJOR_VERSION)
+        throw CannotLoad(file, "it was built for version " +
+                                   std::to_string(*static_cast<const int*>(built_for)) +
+                                   " of libkwlookup, and this is version " +
+                                   std::to_string(MAJOR_VERSION));
+    return handle.Release();
 }
 
 std::unique_ptr<KwObjectHolder::ObjectLib>

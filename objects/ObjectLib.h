@@ -18,6 +18,9 @@ public:
     /// The symbol of the creator of lookups.
     static constexpr char LOOKUP_CREATOR[] = "CreateLookup";
 
+    /// The symbol of the major version that a library was built for; see lookup/PluginVersion.h.
+    static constexpr char LOOKUP_VERSION[] = "LookupVersion";
+
     /// Not opened yet.
     explicit ObjectLib(const std::string& name) : m_name(name) {}
     ~ObjectLib() {
@@ -35,7 +38,7 @@ public:
 
     /// Opens the library for `type`. Throws std::domain_error "Cannot load shared library FILE
     /// because REASON" with the loader's reason, or with ours for a file that would crash the
-    /// process in the loader.
+    /// process in the loader, or that was built for another major version of this library.
     static void* Open(const std::string& type);
 
     /// Opens the library for `type` without registering it.

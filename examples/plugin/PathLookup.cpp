@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // "path:TEMPLATE" matches when the file that the template names exists. With path:/var/mail/$d/$u,
 // the address jdoe@corp.lan is found when /var/mail/corp.lan/jdoe exists.
+#include "lookup/PluginVersion.h"
 #include "lookup/config/Parameter.h"
 #include "lookup/config/PluginLookup.h"
 
@@ -74,7 +75,10 @@ private:
 
 } // namespace
 
-/// The library calls it. It is the only name that the plug-in exports.
+/// The library of another major version refuses the plug-in.
+extern "C" KW_EXPORT const int LookupVersion = kwlookup::MAJOR_VERSION;
+
+/// The library calls it.
 extern "C" KW_EXPORT KwIfSharedLookup* CreateLookup(const LogClass& log) {
     return new PathLookup(log);
 }

@@ -127,6 +127,8 @@ TEST_F(Plugin, FailureIsCollectedAndTheOtherItemsStay) {
                          LoaderMessage("libkw_lookup_oracle.so")},
         {"incomplete:x", "Cannot load shared library libkw_lookup_incomplete.so because " +
                              LoaderMessage("libkw_lookup_incomplete.so")},
+        {"otherversion:x", "Cannot load shared library libkw_lookup_otherversion.so because it was "
+                           "built for version 2 of libkwlookup, and this is version 1"},
         {"odbc:DSN=a:b", "Can`t create odbc:DSN=a:blookup"},
         {"odbc:", "Can`t create odbc:lookup"},
         {"ODBC:X", "Can`t create odbc:Xlookup"},

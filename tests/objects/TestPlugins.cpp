@@ -14,7 +14,7 @@ using namespace kwlookup;
 
 bool RegisterPluginTypes() {
     for (const char* type : {"absent", "configured", "foreign", "incomplete", "latecomer", "nested",
-                             "shared", "unloadable", "unlogged"})
+                             "otherversion", "shared", "unloadable", "unlogged"})
         KwFactory<KwIfLookup>::Instance().Register(type, nullptr);
     return true;
 }
