@@ -7,6 +7,7 @@
 #include <link.h>
 #include <memory>
 #include <new>
+#include <sched.h>
 #include <sys/mman.h>
 #if defined(__GLIBC__)
 #include <sys/single_threaded.h>
@@ -71,6 +72,14 @@ bool HasOneThread() {
     return __libc_single_threaded;
 #else
     return false;
+#endif
+}
+
+int CurrentProcessor() {
+#if defined(__linux__)
+    return ::sched_getcpu();
+#else
+    return 0;
 #endif
 }
 

@@ -62,6 +62,10 @@ std::size_t FindLastByte(std::string_view text, char byte);
 /// Returns true when the process certainly has only one thread.
 bool HasOneThread();
 
+/// Returns the number of the processor on which the thread runs, which may be outdated at once. The
+/// same number for all where the system does not tell.
+int CurrentProcessor();
+
 /// Returns the directories that the dynamic loader searches for libraries that this one opens, in
 /// the loader's order. Empty where the loader cannot be asked.
 std::vector<std::string> LibraryDirectories();

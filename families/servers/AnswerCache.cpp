@@ -14,6 +14,8 @@ constexpr std::size_t LONGEST_KEPT = 64 * 1024;
 constexpr int MOST_CHANCES = 16;
 /// Must be a power of 2.
 constexpr std::size_t FEWEST_BUCKETS = 16;
+/// Enough for as many threads as usually search at once. A power of 2.
+constexpr std::size_t TURN_BUCKETS = 64;
 /// Often enough to be seen, but not so often as to fill the log.
 constexpr std::chrono::minutes STALE_LOG_INTERVAL(1);
 
@@ -24,28 +26,31 @@ AnswerCache::AnswerCache(const ServerSettings& settings)
       m_missed_time(settings.negative_cache_time), m_stale_time(settings.stale_time),
       m_buckets(FEWEST_BUCKETS),
       m_index({m_buckets.data(), m_buckets.size()}, HashText{HashSeed::Random()}),
-      m_flights(0, HashText{HashSeed::Random()}) {}
+      m_turn_buckets(TURN_BUCKETS),
+      m_turns({m_turn_buckets.data(), m_turn_buckets.size()}, HashText{HashSeed::Random()}) {}
 
-AnswerCache::Turn AnswerCache::Begin(const std::string& question, Deadline deadline) {
+AnswerCache::AnswerPtr AnswerCache::Begin(Turn& turn, Deadline deadline) {
     std::unique_lock<std::mutex> lock(m_lock);
-    const auto now = Deadline::Clock::now();
-    const Kept* const kept = Find(question, now);
-    if (kept && kept->fresh_until > now)
-        return {question, kept->answer};
-    const auto [flying, is_first] = m_flights.try_emplace(question);
+    if (!m_index.empty()) {
+        const auto now = Deadline::Clock::now();
+        const Kept* const kept = Find(turn.question, now);
+        if (kept && kept->fresh_until > now)
+            return kept->answer;
+    }
+    const auto [asking, is_first] = m_turns.insert(turn);
     if (is_first)
-        return {question, nullptr};
-    if (!flying->second)
-        flying->second = std::make_shared<Flight>();
-    const std::shared_ptr<Flight> flight = flying->second;
+        return nullptr;
+    if (!asking->flight)
+        asking->flight = std::make_shared<Flight>();
+    const std::shared_ptr<Flight> flight = asking->flight;
     if (!flight->landed.wait_until(lock, deadline.GetTime(), [&] { return flight->done; }))
         throw ServerFault("the same question, asked before, is not answered in time");
     if (!flight->answer)
         throw std::runtime_error(flight->error);
-    return {question, flight->answer};
+    return flight->answer;
 }
 
-AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& answer) {
+AnswerCache::AnswerPtr AnswerCache::Finish(Turn& turn, const AnswerPtr& answer) {
     const std::lock_guard<std::mutex> lock(m_lock);
     Land(turn, answer, "");
     try {
@@ -56,17 +61,17 @@ AnswerCache::AnswerPtr AnswerCache::Finish(const Turn& turn, const AnswerPtr& an
     return answer;
 }
 
-AnswerCache::AnswerPtr AnswerCache::StandIn(const Turn& turn, const char* reason) {
+AnswerCache::AnswerPtr AnswerCache::StandIn(Turn& turn, const char* reason) {
     const std::lock_guard<std::mutex> lock(m_lock);
     const Kept* const kept = Find(turn.question, Deadline::Clock::now());
     AnswerPtr stale = kept ? kept->answer : nullptr;
+    Land(turn, stale, reason);
     if (stale)
         m_stale_reason = reason;
-    Land(turn, stale, reason);
     return stale;
 }
 
-void AnswerCache::Fail(const Turn& turn, const char* reason) {
+void AnswerCache::Fail(Turn& turn, const char* reason) {
     const std::lock_guard<std::mutex> lock(m_lock);
     Land(turn, nullptr, reason);
 }
@@ -102,17 +107,18 @@ void AnswerCache::Forget(Index::iterator entry) {
 }
 
 void AnswerCache::Keep(const std::string& question, const AnswerPtr& answer) {
-    const auto old = m_index.find(question);
-    if (old != m_index.end())
-        Forget(old);
+    if (!m_index.empty()) {
+        const auto old = m_index.find(question);
+        if (old != m_index.end())
+            Forget(old);
+    }
     const auto fresh = answer->IsFound() ? m_found_time : m_missed_time;
-    const auto now = Deadline::Clock::now();
     if ((fresh + m_stale_time).count() == 0 ||
         question.size() + answer->GetResult().size() > LONGEST_KEPT)
         return;
     MakeRoom();
     Kept& kept = m_kept.emplace_front(question, answer);
-    kept.fresh_until = now + fresh;
+    kept.fresh_until = Deadline::Clock::now() + fresh;
     kept.kept_until = kept.fresh_until + m_stale_time;
     kept.self = m_kept.begin();
     m_index.insert(kept);
@@ -133,10 +139,9 @@ void AnswerCache::MakeRoom() {
     m_buckets.swap(more);
 }
 
-void AnswerCache::Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept {
-    const auto flying = m_flights.find(turn.question);
-    const std::shared_ptr<Flight> flight = std::move(flying->second);
-    m_flights.erase(flying);
+void AnswerCache::Land(Turn& turn, AnswerPtr answer, const char* error) noexcept {
+    m_turns.erase(m_turns.iterator_to(turn));
+    const std::shared_ptr<Flight>& flight = turn.flight;
     if (!flight)
         return;
     flight->answer = std::move(answer);

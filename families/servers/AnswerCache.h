@@ -16,7 +16,6 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -43,9 +42,9 @@ public:
     /// another one throws std::runtime_error with the reason of that one.
     template <typename Ask>
     AnswerPtr Get(const std::string& question, Deadline deadline, Ask&& ask) {
-        Turn turn = Begin(question, deadline);
-        if (turn.answer)
-            return turn.answer;
+        Turn turn(question);
+        if (AnswerPtr answer = Begin(turn, deadline))
+            return answer;
         try {
             const auto answer = std::make_shared<Answer>(m_max_rows);
             ask(*answer);
@@ -81,11 +80,6 @@ private:
         std::list<Kept>::iterator self;
     };
 
-    struct QuestionOf {
-        using type = std::string_view;
-        type operator()(const Kept& kept) const { return kept.question; }
-    };
-
     /// Somebody asks a question, and others wait for the answer.
     struct Flight {
         std::condition_variable landed;
@@ -94,10 +88,18 @@ private:
         std::string error;
     };
 
-    /// The task of a search: nothing if there is an answer, otherwise to ask and end the flight.
-    struct Turn {
+    /// A search that asks; the table of those that do links it.
+    struct Turn : Link {
+        explicit Turn(const std::string& asked) : question(asked) {}
+
         const std::string& question;
-        AnswerPtr answer;
+        std::shared_ptr<Flight> flight; ///< null if nobody waits for the answer
+    };
+
+    template <typename T>
+    struct QuestionOf {
+        using type = std::string_view;
+        type operator()(const T& value) const { return value.question; }
     };
 
     struct HashText {
@@ -107,21 +109,24 @@ private:
         }
     };
 
-    using Index = boost::intrusive::unordered_set<Kept, boost::intrusive::key_of_value<QuestionOf>,
+    template <typename T>
+    using Table = boost::intrusive::unordered_set<T, boost::intrusive::key_of_value<QuestionOf<T>>,
                                                   boost::intrusive::hash<HashText>,
                                                   boost::intrusive::power_2_buckets<true>>;
+    using Index = Table<Kept>;
 
-    Turn Begin(const std::string& question, Deadline deadline);
-    AnswerPtr Finish(const Turn& turn, const AnswerPtr& answer);
-    AnswerPtr StandIn(const Turn& turn, const char* reason);
-    void Fail(const Turn& turn, const char* reason);
+    /// An answer, or null if the search has to ask. Then `turn` is linked until Land().
+    AnswerPtr Begin(Turn& turn, Deadline deadline);
+    AnswerPtr Finish(Turn& turn, const AnswerPtr& answer);
+    AnswerPtr StandIn(Turn& turn, const char* reason);
+    void Fail(Turn& turn, const char* reason);
 
     // Call these under the lock.
     const Kept* Find(const std::string& question, Deadline::Clock::time_point now);
     void Keep(const std::string& question, const AnswerPtr& answer);
     void Forget(Index::iterator entry);
     void MakeRoom();
-    void Land(const Turn& turn, AnswerPtr answer, const char* error) noexcept;
+    void Land(Turn& turn, AnswerPtr answer, const char* error) noexcept;
 
     const std::size_t m_max_rows;
     const std::size_t m_size;
@@ -135,8 +140,8 @@ private:
     std::list<Kept> m_kept;
     std::vector<Index::bucket_type> m_buckets;
     Index m_index;
-    /// What is asked now; null where nobody waits for it.
-    std::unordered_map<std::string_view, std::shared_ptr<Flight>, HashText> m_flights;
+    std::vector<Table<Turn>::bucket_type> m_turn_buckets;
+    Table<Turn> m_turns; ///< what is asked now
     std::string m_stale_reason;
     Deadline::Clock::time_point m_stale_told; ///< when the next reason may be logged
 };

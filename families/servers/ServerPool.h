@@ -7,10 +7,13 @@
 #include "families/servers/Server.h"
 #include "families/servers/ServerFault.h"
 #include "families/servers/ServerSettings.h"
+#include "text/Platform.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -95,6 +98,7 @@ private:
     struct Kept {
         std::unique_ptr<Connection> connection;
         Deadline::Clock::time_point until;
+        int processor; ///< that used it last
     };
 
     /// The right to one connection, with a kept connection if there is one. It is closed at the
@@ -113,8 +117,9 @@ private:
                 throw ServerFault(pool.m_reason);
             ++pool.m_used;
             if (!pool.m_kept.empty()) {
-                connection = std::move(pool.m_kept.back().connection);
-                pool.m_kept.pop_back();
+                const auto chosen = pool.Choose();
+                connection = std::move(chosen->connection);
+                pool.m_kept.erase(chosen);
             }
         }
         Lease(const Lease&) = delete;
@@ -129,7 +134,8 @@ private:
                 const std::lock_guard<std::mutex> lock(pool.m_lock);
                 --pool.m_used;
                 if (connection) {
-                    pool.m_kept.push_back({std::move(connection), until}); // has room
+                    pool.m_kept.push_back(
+                        {std::move(connection), until, CurrentProcessor()}); // has room
                     watch = !std::exchange(pool.m_watched, true);
                 }
             }
@@ -142,6 +148,15 @@ private:
         std::unique_ptr<Connection> connection;
         bool keep = false;
     };
+
+    /// The kept connection to use next: the last one of this processor, or of all. Where it was
+    /// used is where its server's process waits, and to wake one on another processor costs more.
+    typename std::vector<Kept>::iterator Choose() {
+        const auto here = std::find_if(
+            m_kept.rbegin(), m_kept.rend(),
+            [now = CurrentProcessor()](const Kept& kept) { return kept.processor == now; });
+        return std::prev(here == m_kept.rend() ? m_kept.end() : here.base());
+    }
 
     template <typename Ask>
     void AskWith(Lease& lease, Ask& ask) {
@@ -176,7 +191,7 @@ private:
     const std::shared_ptr<const ServerSettings> m_settings;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::vector<Kept> m_kept; ///< the one used last at the end, and taken first
+    std::vector<Kept> m_kept; ///< the one used last at the end
     std::size_t m_used = 0;   ///< leases
     std::uint64_t m_failures = 0;
     std::string m_reason;   ///< of the last failure

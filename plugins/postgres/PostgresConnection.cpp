@@ -190,14 +190,15 @@ void PostgresConnection::Connect(const Server& server, const std::string& addres
 void PostgresConnection::Ask(const PostgresQuery& query, const std::string& value,
                              Deadline deadline, Answer& answer) {
     const std::string& statement = query.GetStatement();
-    const bool known = m_prepared.count(statement) != 0;
-    const Prepared* prepared = &Prepare(statement, deadline);
+    const auto known = m_prepared.find(statement);
+    const bool was_known = known != m_prepared.end();
+    const Prepared* prepared = was_known ? &known->second : &Prepare(statement, deadline);
     // No text of PostgreSQL contains a NUL, and the library would end the value there.
     if (!prepared->binary && value.find('\0') != std::string::npos)
         return;
     Result result = Execute(*prepared, value, deadline);
     std::string_view state = StateOf(result.get());
-    if (known && (state == NO_SUCH_STATEMENT || state == PLAN_IS_OLD)) {
+    if (was_known && (state == NO_SUCH_STATEMENT || state == PLAN_IS_OLD)) {
         Forget(statement, deadline);
         prepared = &Prepare(statement, deadline);
         result = Execute(*prepared, value, deadline);
