@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -206,8 +207,13 @@ TYPED_TEST_P(ServerFaultsTest, ChildAfterForkConnectsItself) {
     this->ExpectWorks(holder);
     EXPECT_EQ(proxy.GetAcceptedCount(), 1);
     const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(this->FailureOf(holder) == "found OK" ? 0 : 1);
+    if (child == 0) {
+        const std::string answer = this->FailureOf(holder);
+        if (answer == "found OK")
+            ::_exit(0);
+        std::fprintf(stderr, "in the child: %s\n", answer.c_str());
+        ::_exit(1);
+    }
     int status = -1;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);

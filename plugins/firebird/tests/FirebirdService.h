@@ -40,7 +40,7 @@ public:
     bool HasSocket() const { return false; }
     const char* GetHangingLookup() const { return "no answer in time"; }
     const char* GetRefusal() const { return "Failed to establish a connection"; }
-    int GetShare() const { return 10; }
+    int GetShare() const { return 20; }
     std::string GetType() const { return "firebird"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }
