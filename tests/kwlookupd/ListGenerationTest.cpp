@@ -173,22 +173,45 @@ TEST(ListGenerationTest, CountsWhatChanged) {
     EXPECT_EQ(values, "x.lan;c.lan;a.lan;d.lan;e.lan 1;");
 }
 
-TEST(ListGenerationTest, FetchChangesNoAnswer) {
+TEST(ListGenerationTest, AnswersManyQuestionsAsOneByOne) {
     const TempDir dir;
-    std::string lines;
-    for (int i = 0; i < 200; ++i)
-        lines += "host" + std::to_string(i) + ".lan\n";
-    const ListGeneration list(ListOf("file:" + dir.Write("hosts", lines)), LIST_LOG, nullptr);
-    std::vector<std::string> texts;
-    for (int i = 0; i < 100; ++i)
-        texts.push_back("x@host" + std::to_string(i * 3) + ".lan");
-    std::vector<const std::string*> pointers;
-    for (const std::string& text : texts)
-        pointers.push_back(&text);
-    list.Fetch(pointers.data(), pointers.size());
-    for (int i = 0; i < 100; ++i) {
-        Reply reply;
-        list.Ask(texts[static_cast<std::size_t>(i)], false, reply);
-        EXPECT_EQ(reply.outcome, i * 3 < 200 ? Outcome::Found : Outcome::NotFound) << i;
+    std::string lines, more;
+    for (int i = 0; i < 200; ++i) {
+        const std::string number = std::to_string(i);
+        lines += "host" + number + ".lan\nuser" + number + "@corp.lan result" + number + "\n";
+        more += ".sub" + number + ".lan sub\n\"a,b\"@host" + number + ".example\n";
+    }
+    ListSettings settings = ListOf("file:" + dir.Write("list", lines + "<> null\n") +
+                                   ", user7@, file:" + dir.Write("more", more));
+    std::vector<std::string> texts = {"", "<>", "@", "x@", "<user1@corp.lan>", "user7@x.example"};
+    for (int i = 0; i < 300; i += 3) {
+        const std::string number = std::to_string(i);
+        for (const char* text : {"x@host*.lan", "USER*@Corp.lan", "user*+tag@corp.lan",
+                                 "x@a.sub*.lan", "a,b@host*.example", "host*.lan"}) {
+            texts.emplace_back(text);
+            texts.back().replace(texts.back().find('*'), 1, number);
+        }
+    }
+    ListGeneration::Finders finders;
+    for (const Search search :
+         {Search::Address, Search::Domain, Search::Exact, Search::ExactNoCase}) {
+        for (const bool all_forms : {false, true}) {
+            settings.search = search;
+            settings.idn = all_forms;
+            settings.sub_address = all_forms ? "+" : "";
+            const ListGeneration list(settings, LIST_LOG, nullptr);
+            std::vector<Reply> replies(texts.size());
+            std::vector<ListGeneration::Question> questions;
+            for (std::size_t i = 0; i < texts.size(); ++i)
+                questions.push_back({&texts[i], &replies[i]});
+            list.AskAll(questions.data(), questions.size(), finders);
+            for (std::size_t i = 0; i < texts.size(); ++i) {
+                Reply reply;
+                list.Ask(texts[i], false, reply);
+                EXPECT_EQ(replies[i].outcome, reply.outcome) << texts[i];
+                EXPECT_EQ(replies[i].text, reply.text) << texts[i];
+                EXPECT_EQ(replies[i].has_result, reply.has_result) << texts[i];
+            }
+        }
     }
 }

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <fstream>
 #include <future>
 #include <poll.h>
@@ -178,6 +179,50 @@ TEST_F(ServerTest, AnswersPipelinedRequestsInOrder) {
         });
         EXPECT_TRUE(client.Receive(answers.size()) == answers) << piece;
         sender.join();
+    }
+}
+
+// The server reads as much at once, and is told of new input once.
+TEST_F(ServerTest, AnswersInputThatFillsItsBuffer) {
+    constexpr std::size_t BUFFER = 65536;
+    Start();
+    std::string requests, answers;
+    while (requests.size() < 4 * BUFFER) {
+        requests += Net("fast jdoe@corp.lan");
+        answers += "6:OK yes,";
+    }
+    for (const std::size_t size : {BUFFER - 1, BUFFER, BUFFER + 1, 3 * BUFFER}) {
+        Client client(Maps());
+        std::thread sender([&] {
+            client.Send(std::string_view(requests).substr(0, size));
+            client.End();
+        });
+        const std::size_t count = size / Net("fast jdoe@corp.lan").size();
+        EXPECT_TRUE(client.ReceiveAll() == answers.substr(0, count * 9)) << size;
+        sender.join();
+    }
+}
+
+TEST_F(ServerTest, AnswersManyConnectionsAtOnceEachItsOwn) {
+    Start();
+    std::deque<Client> clients;
+    for (int i = 0; i < 40; ++i)
+        clients.emplace_back(Maps());
+    for (int round = 0; round < 20; ++round) {
+        for (std::size_t i = 0; i < clients.size(); ++i)
+            for (int j = 0; j < 5; ++j)
+                clients[i].Send(Net(i % 9 == 0   ? "fast"
+                                    : i % 7 == 0 ? "slow slow@corp.lan"
+                                    : i % 2 == 0 ? "fast jdoe@corp.lan"
+                                                 : "fast none@corp.lan"));
+        for (std::size_t i = 0; i < clients.size(); ++i) {
+            const std::string answer = i % 9 == 0   ? Net("PERM the request has no list and key")
+                                       : i % 7 == 0 ? Net("OK waited")
+                                       : i % 2 == 0 ? "6:OK yes,"
+                                                    : "9:NOTFOUND ,";
+            for (int j = 0; j < 5; ++j)
+                ASSERT_EQ(clients[i].Receive(answer.size()), answer) << i;
+        }
     }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/lists/ListGeneration.h"
 
-#include "kwhost/AddressFinder.h"
 #include "kwlog/Logging.h"
 #include "text/AsciiLower.h"
 #include "text/FileDescriptor.h"
@@ -11,7 +10,6 @@
 #include "tools/kwlookupd/lists/DomainForms.h"
 #include "tools/kwlookupd/lists/KeyFinder.h"
 #include "tools/kwlookupd/lists/LocalPartForms.h"
-#include "tools/lists/AskItem.h"
 #include "tools/lists/Report.h"
 
 #include <algorithm>
@@ -26,8 +24,6 @@ namespace {
 
 /// No domain name is longer. Each label of a domain costs a search in tables.
 constexpr std::size_t LONGEST_DOMAIN = 255;
-
-constexpr char NULL_SENDER[] = "<>";
 
 ListChecks DaemonChecks() {
     ListChecks checks;
@@ -44,10 +40,8 @@ std::string Lower(std::string text) {
     return text;
 }
 
-std::string_view WithoutBrackets(std::string_view text) {
-    return text.size() > 2 && text.front() == '<' && text.back() == '>'
-               ? text.substr(1, text.size() - 2)
-               : text;
+bool HasBrackets(const std::string& text) {
+    return text.size() > 2 && text.front() == '<' && text.back() == '>';
 }
 
 /// Adds the keys under which a table may have `domain`, the nearest first.
@@ -80,8 +74,10 @@ std::vector<std::string> AddressKeys(const std::string& address) {
 
 /// Returns `address` without the extension of its local part, or an empty text if it has none.
 std::string WithoutExtension(std::string_view address, const std::string& marks) {
+    if (marks.empty())
+        return std::string();
     const std::size_t at = address.rfind('@');
-    if (marks.empty() || at == std::string_view::npos || address.front() == '"')
+    if (at == std::string_view::npos || address.front() == '"')
         return std::string();
     const std::size_t mark = address.find_first_of(marks, 1);
     if (mark >= at)
@@ -107,11 +103,25 @@ private:
 
 } // namespace
 
-/// One search, up to the first match or fault.
+/// One search after the other, each up to the first match or fault. Its strings keep their memory.
 class ListGeneration::Search {
 public:
-    Search(const ListGeneration& list, Reply& reply) : m_list(list), m_reply(reply) {}
+    explicit Search(const ListGeneration& list) : m_list(list) {}
 
+    /// Begins a search. `finder` may be one for exactly this text, which has not been used.
+    void Begin(Reply& reply, const std::string& text, const AddressFinder* finder) {
+        m_reply = &reply;
+        reply.outcome = Outcome::NotFound;
+        reply.text.clear();
+        reply.has_result = false;
+        reply.item.clear();
+        reply.file.clear();
+        reply.line = 0;
+        m_finder = finder;
+        m_finder_text = &text;
+    }
+
+    Reply& GetReply() const { return *m_reply; }
     const Entry* GetEntry() const { return m_entry; }
     const std::string& GetValue() const { return m_value; }
 
@@ -125,25 +135,26 @@ public:
     }
 
     /// Ask about an address in all its forms.
-    void AskWholeAddress(const std::string& address) {
+    void AskAddressForms(const std::string& address) {
         const std::string other = OtherLocalPartForm(address);
         // Either form is more exact than the domain.
-        if (other.empty() || (!AskKey(address) && !AskKey(other)))
-            AskForms(address, false);
+        if (!other.empty() && (AskKey(address) || AskKey(other)))
+            return;
+        if (AskAddress(address) || !m_list.m_settings.idn)
+            return;
+        const std::size_t domain = address.rfind('@') + 1; // 0 without an '@'
+        for (const std::string& form : OtherDomainForms(address.substr(domain)))
+            if (AskAddress(address.substr(0, domain) + form))
+                return;
     }
 
-    /// Ask about `text` and, if the list wants that, the other forms of its domain.
-    void AskForms(const std::string& text, bool domain_only) {
-        const std::size_t domain = text.rfind('@') + 1; // 0 without an '@'
-        const std::string local = text.substr(0, domain);
-        const std::string name = text.substr(domain);
-        const auto ask = [&](const std::string& form) {
-            return domain_only ? AskKeys(form, FIND_DOMAIN) : AskAddress(local + form);
-        };
-        if (ask(name) || !m_list.m_settings.idn)
+    /// Ask about the domain of `text` in all its forms.
+    void AskDomainForms(const std::string& text) {
+        const std::string domain = text.substr(text.rfind('@') + 1);
+        if (AskKeys(domain, FIND_DOMAIN) || !m_list.m_settings.idn)
             return;
-        for (const std::string& other : OtherDomainForms(name))
-            if (ask(other))
+        for (const std::string& other : OtherDomainForms(domain))
+            if (AskKeys(other, FIND_DOMAIN))
                 return;
     }
 
@@ -162,10 +173,11 @@ private:
     bool AskKeys(const std::string& text, int flags) {
         std::optional<std::string> folded;
         std::optional<std::vector<std::string>> keys;
+        const AddressFinder* const finder = &text == m_finder_text ? m_finder : nullptr;
         for (const Entry& entry : m_list.m_entries) {
             if (!entry.is_plugin) {
-                const AddressFinder finder(text);
-                if (Find(entry, text, finder, flags, finder))
+                // The finder can be used again, because it keeps nothing without a match.
+                if (finder ? Find(entry, text, *finder, flags, *finder) : Ask(entry, text, flags))
                     return true;
                 continue;
             }
@@ -230,22 +242,23 @@ private:
     template <typename Finder>
     bool FindIn(const Entry& entry, const std::string& text, const KwLookupFinder& finder,
                 int flags, const Finder& named) {
+        Reply& reply = *m_reply;
         try {
-            m_reply.text.clear();
+            reply.text.clear();
             m_value.clear();
-            if (!entry.item->holder->Find(finder, &m_reply.text, flags, &m_value))
+            if (!entry.item->holder->Find(finder, &reply.text, flags, &m_value))
                 return false;
-            m_reply.outcome = Outcome::Found;
+            reply.outcome = Outcome::Found;
             m_entry = &entry;
             if (m_value.empty())
                 m_value = named.GetMatchedValue();
-            m_reply.text.erase(0, 1); // the holder puts a blank before each result
-            m_reply.has_result = !m_reply.text.empty();
-            if (!m_reply.has_result)
-                m_reply.text = m_value.empty() ? text : m_value;
+            reply.text.erase(0, 1); // the holder puts a blank before each result
+            reply.has_result = !reply.text.empty();
+            if (!reply.has_result)
+                reply.text = m_value.empty() ? text : m_value;
         } catch (...) { // a plug-in may throw anything
-            m_reply.outcome = Outcome::Unavailable;
-            m_reply.text = "the list cannot be asked now";
+            reply.outcome = Outcome::Unavailable;
+            reply.text = "the list cannot be asked now";
             ReportError(m_list.m_log,
                         About(entry, text) + " could not be answered: " + CaughtReason());
         }
@@ -259,7 +272,9 @@ private:
     }
 
     const ListGeneration& m_list;
-    Reply& m_reply;
+    Reply* m_reply = nullptr;
+    const AddressFinder* m_finder = nullptr;
+    const std::string* m_finder_text = nullptr;
     const Entry* m_entry = nullptr;
     std::string m_value;
 };
@@ -305,15 +320,49 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
 }
 
 void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) const noexcept {
+    Search search(*this);
+    search.Begin(reply, text, nullptr);
+    Ask(text, explain, search);
+}
+
+void ListGeneration::AskAll(const Question* questions, std::size_t count,
+                            Finders& finders) const noexcept {
+    Search search(*this);
+    for (std::size_t size; count != 0; questions += size, count -= size) {
+        size = std::min(count, READ_AHEAD);
+        const bool fetches = size > 1 && m_settings.search == ListSettings::Search::Address &&
+                             FetchFor(questions, size, finders);
+        for (std::size_t i = 0; i < size; ++i) {
+            search.Begin(*questions[i].reply, *questions[i].text, fetches ? &*finders[i] : nullptr);
+            Ask(*questions[i].text, false, search);
+        }
+    }
+}
+
+/// Makes the finders, and prefetches the memory that they will read.
+bool ListGeneration::FetchFor(const Question* questions, std::size_t count,
+                              Finders& finders) const noexcept {
     try {
-        reply.outcome = Outcome::NotFound;
-        reply.has_result = false;
-        reply.item.clear();
-        reply.file.clear();
-        reply.line = 0;
-        Search search(*this, reply);
-        const std::string null_sender = NULL_SENDER;
+        std::array<const KwLookupFinder*, READ_AHEAD> pointers;
+        for (std::size_t i = 0; i < count; ++i)
+            pointers[i] = &finders[i].emplace(*questions[i].text);
+        for (const Entry& entry : m_entries)
+            if (!entry.is_plugin)
+                entry.item->holder->Fetch(pointers.data(), count, 0);
+        return true;
+    } catch (const std::exception&) { // out of memory
+        return false;
+    }
+}
+
+/// Carries out the search that was begun.
+void ListGeneration::Ask(const std::string& text, bool explain, Search& search) const noexcept {
+    static const std::string null_sender = "<>";
+    Reply& reply = search.GetReply();
+    try {
         const std::string& asked = text.empty() ? null_sender : text;
+        const bool brackets = HasBrackets(asked);
+        const std::string inside = brackets ? asked.substr(1, asked.size() - 2) : std::string();
         switch (m_settings.search) {
         case ListSettings::Search::Exact:
             search.AskExact(asked, FIND_EXACT);
@@ -322,23 +371,24 @@ void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) co
             search.AskExact(asked, FIND_EXACT | FIND_NOCASE);
             break;
         case ListSettings::Search::Domain:
-            search.AskForms(std::string(WithoutBrackets(asked)), true);
+            search.AskDomainForms(brackets ? inside : asked);
             break;
         case ListSettings::Search::Address:
-            search.AskWholeAddress(std::string(WithoutBrackets(asked)));
+            search.AskAddressForms(brackets ? inside : asked);
             break;
         }
         if (reply.outcome == Outcome::NotFound)
             reply.text.clear();
         else if (explain && reply.outcome == Outcome::Found)
-            Explain(search, reply);
+            Explain(search);
     } catch (const std::exception&) { // out of memory
         reply.outcome = Outcome::Unavailable;
         reply.text.clear();
     }
 }
 
-void ListGeneration::Explain(const Search& search, Reply& reply) const {
+void ListGeneration::Explain(Search& search) const {
+    Reply& reply = search.GetReply();
     const ItemList::Item& item = *search.GetEntry()->item;
     reply.item = WithoutSecrets(item.text);
     reply.file = item.GetFile();
@@ -362,21 +412,6 @@ void ListGeneration::Explain(const Search& search, Reply& reply) const {
         LocaleBytes::Current().Trim(begin, end);
         if (std::string_view(begin, static_cast<std::size_t>(end - begin)) == value)
             reply.line = lines.GetLineNumber();
-    }
-}
-
-void ListGeneration::Fetch(const std::string* const* texts, std::size_t count) const noexcept {
-    if (m_settings.search != ListSettings::Search::Address || count < 2)
-        return;
-    try {
-        std::array<std::optional<AddressFinder>, READ_AHEAD> finders;
-        std::array<const KwLookupFinder*, READ_AHEAD> pointers;
-        count = std::min(count, READ_AHEAD);
-        for (std::size_t i = 0; i < count; ++i)
-            pointers[i] = &finders[i].emplace(*texts[i]);
-        for (const Entry& entry : m_entries)
-            entry.item->holder->Fetch(pointers.data(), count, 0);
-    } catch (const std::exception&) { // out of memory: it is only a hint
     }
 }
 

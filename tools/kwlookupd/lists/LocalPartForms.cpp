@@ -7,10 +7,20 @@ namespace kwlookup {
 
 namespace {
 
-bool NeedsQuotes(char c) {
-    constexpr std::string_view SPECIAL = "()<>[]:;@\\,\" \t";
-    return SPECIAL.find(c) != std::string_view::npos;
-}
+/// Tells for each byte whether a local part with it needs quotes. A table, because each byte of
+/// each address is looked up.
+class Special {
+public:
+    constexpr Special() {
+        for (const char c : std::string_view("()<>[]:;@\\,\" \t"))
+            m_is[static_cast<unsigned char>(c)] = true;
+    }
+    constexpr bool operator()(char c) const { return m_is[static_cast<unsigned char>(c)]; }
+
+private:
+    bool m_is[256] = {};
+};
+constexpr Special NEEDS_QUOTES;
 
 } // namespace
 
@@ -27,7 +37,7 @@ std::string OtherLocalPartForm(std::string_view address) {
                 ++i;
             other += local[i];
         }
-    } else if (std::any_of(local.begin(), local.end(), NeedsQuotes)) {
+    } else if (std::any_of(local.begin(), local.end(), NEEDS_QUOTES)) {
         other = '"';
         for (const char c : local) {
             if (c == '"' || c == '\\')

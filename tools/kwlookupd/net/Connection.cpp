@@ -6,7 +6,6 @@
 #include "tools/kwlookupd/net/EventLoop.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <sys/socket.h>
 #include <utility>
@@ -35,9 +34,9 @@ Connection::Connection(EventLoop& loop, std::uint64_t id, FileDescriptor socket,
 
 bool Connection::OnReady(const Poller::Event& event) {
     if (m_lingering)
-        return Discard();
+        return Discard(event.ended);
     if (event.readable)
-        return Receive();
+        return Receive(event.ended);
     if (event.gone)
         return false;
     if (!m_writing)
@@ -80,22 +79,37 @@ bool Connection::OnSecond() {
     return idle_time.count() == 0 || now - m_active < idle_time;
 }
 
+bool Connection::TakeRest() {
+    return !m_reading || m_lingering || Receive(false);
+}
+
 bool Connection::Finish() {
-    if (m_reading && !m_lingering && !Receive())
-        return false;
     m_closing = true;
     return !m_open.empty() || !m_unsent.IsEmpty();
 }
 
-/// Takes what the client has sent.
-bool Connection::Receive() {
+/// Reads into the buffer of the loop. `ended` says that the client will send no more.
+ssize_t Connection::ReceiveSome(bool ended) {
     auto& buffer = m_loop.GetScratch().input;
-    const ssize_t size = ::recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
+    ssize_t size;
+    do
+        size = ::recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
+    while (size < 0 && errno == EINTR);
+    // The event comes once. Ask for another one if there may be more to read.
+    if (size == static_cast<ssize_t>(buffer.size()) || (ended && size > 0))
+        m_loop.GetPoller().Change(m_socket.Get(), this, m_reading, m_writing);
+    return size;
+}
+
+/// Takes what the client has sent.
+bool Connection::Receive(bool ended) {
+    const ssize_t size = ReceiveSome(ended);
     if (size < 0)
-        return errno == EAGAIN || errno == EINTR;
+        return errno == EAGAIN;
     m_active = m_loop.GetNow();
     m_ended = size == 0;
-    const std::string_view received(buffer.data(), static_cast<std::size_t>(size));
+    const std::string_view received(m_loop.GetScratch().input.data(),
+                                    static_cast<std::size_t>(size));
     if (m_input.empty()) {
         m_began = m_active;
         return GoOn(received);
@@ -105,122 +119,127 @@ bool Connection::Receive() {
 }
 
 /// Reads and forgets what the client sends after the last answer.
-bool Connection::Discard() {
-    auto& buffer = m_loop.GetScratch().input;
-    const ssize_t size = ::recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
+bool Connection::Discard(bool ended) {
+    const ssize_t size = ReceiveSome(ended);
     if (size > 0)
         m_active = m_loop.GetNow();
-    return size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR));
+    return size > 0 || (size < 0 && errno == EAGAIN);
 }
 
 /// Answers what can be answered of `input`, which is m_input or follows it while that is empty.
 bool Connection::GoOn(std::string_view input) {
-    const bool is_kept = !m_input.empty();
-    const std::size_t size = input.size();
     Output& output = m_loop.GetScratch().output;
     output.Clear();
     AnswerOpen(output);
-    bool more = true;
-    while (more && MayRead()) {
-        more = ReadBatch(input, output);
+    if (m_pipelines)
+        return Send(output) && ReadAhead(input);
+    const std::size_t size = input.size();
+    Query& query = m_loop.GetScratch().query;
+    Session::Step step = Session::Step::Go;
+    while (step != Session::Step::NeedMore && MayRead()) {
+        step = Read(input, query, m_open.empty() ? output : m_last);
+        if (step == Session::Step::Ask)
+            AnswerNow(query, output);
+        AnswerOpen(output);
         if (output.GetSize() > MAX_OUTPUT && !Send(output))
             return false;
     }
     if (!Send(output))
         return false;
-    if (input.size() < size)
-        m_began = m_loop.GetNow();
-    if (!is_kept)
-        m_input = input;
-    else if (input.empty())
-        std::string().swap(m_input);
-    else
-        m_input.erase(0, size - input.size());
+    Keep(input, size);
     return Settle();
 }
 
-/// Reads requests and answers them, or opens questions. False if the session needs more input.
-bool Connection::ReadBatch(std::string_view& input, Output& output) {
-    auto& queries = m_loop.GetScratch().queries;
-    const std::size_t room =
-        m_pipelines ? std::min(queries.size(), m_loop.GetSettings().max_in_flight - m_open.size())
-                    : 1;
-    std::size_t count = 0;
-    Session::Step step = Session::Step::Go;
-    while (count < room && output.GetSize() <= MAX_OUTPUT) {
-        Output& written = count == 0 && m_open.empty() ? output : m_last;
-        step = m_session->Read(input, queries[count], written);
-        if (step == Session::Step::NeedMore && m_ended) {
-            step = m_session->ReadEnd(input, queries[count], written);
-            if (step == Session::Step::NeedMore)
-                step = Session::Step::Close;
+/// Reads requests into the loop's batch, so that they are answered soon.
+bool Connection::ReadAhead(std::string_view input) {
+    Batch& batch = m_loop.GetBatch();
+    const std::size_t begin = batch.count;
+    std::size_t end = begin;
+    const std::size_t size = input.size();
+    Session::Step step = Session::Step::NeedMore;
+    if (MayRead()) {
+        const std::size_t room = std::min(Batch::MAX_REQUESTS - begin,
+                                          m_loop.GetSettings().max_in_flight - m_open.size());
+        step = Session::Step::Go;
+        while (end - begin < room) {
+            step = Read(input, batch.requests[end].query, m_last);
+            if (step == Session::Step::Ask)
+                ++end;
+            else if (step != Session::Step::Go)
+                break;
         }
-        if (step == Session::Step::Ask)
-            ++count;
-        else if (step != Session::Step::Go)
-            break;
+    }
+    Keep(input, size);
+    if (end == begin && step == Session::Step::NeedMore)
+        return Settle();
+    batch.shares.push_back({this, begin, end, step != Session::Step::NeedMore});
+    batch.count = end;
+    return true;
+}
+
+/// Reads one request.
+Session::Step Connection::Read(std::string_view& input, Query& query, Output& output) {
+    Session::Step step = m_session->Read(input, query, output);
+    if (step == Session::Step::NeedMore && m_ended) {
+        step = m_session->ReadEnd(input, query, output);
+        if (step == Session::Step::NeedMore)
+            step = Session::Step::Close;
     }
     if (step == Session::Step::Close)
         m_closing = true;
-    AnswerBatch(count, output);
-    return step != Session::Step::NeedMore;
+    return step;
 }
 
-/// Answers the first queries of the scratch, at once if they need not wait for anything.
-void Connection::AnswerBatch(std::size_t count, Output& output) {
-    EventLoop::Scratch& scratch = m_loop.GetScratch();
-    const auto waits = [this](const Query& query) {
-        return std::any_of(query.asks.begin(), query.asks.end(), [this](const Query::Ask& ask) {
-            const ListGeneration* list = m_loop.GetList(ask.list);
-            return list && list->MayWait();
-        });
-    };
-    const auto end = scratch.queries.begin() + static_cast<std::ptrdiff_t>(count);
-    if (!m_open.empty() || std::any_of(scratch.queries.begin(), end, waits)) {
-        for (auto query = scratch.queries.begin(); query != end; ++query)
-            Open(*query, waits(*query));
-        AnswerOpen(output);
-        return;
-    }
-
-    // Let the searches of a batch wait for memory together.
-    std::array<const std::string*, EventLoop::MAX_BATCH> texts;
-    for (std::size_t i = 0; count > 1 && i < count;) {
-        const std::size_t first = i;
-        std::size_t found = 0;
-        const auto list_of = [&](std::size_t j) {
-            const auto& asks = scratch.queries[j].asks;
-            return asks.empty() ? nullptr : m_loop.GetList(asks[0].list);
-        };
-        const ListGeneration* list = list_of(first);
-        for (; i < count && list_of(i) == list; ++i) {
-            if (list)
-                texts[found++] = &scratch.queries[i].asks[0].text;
-        }
-        if (found > 1)
-            list->Fetch(texts.data(), found);
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        const Query& query = scratch.queries[i];
-        AskLists(
-            query, [&](std::size_t j) { return m_loop.GetList(query.asks[j].list); },
-            scratch.replies);
-        if (!Answer(query, scratch.replies, m_loop.GetNow(), output))
-            return;
+bool Connection::OnBatch(Batch& batch, const Batch::Share& share) {
+    Output& output = m_loop.GetScratch().output;
+    output.Clear();
+    for (std::size_t i = share.begin; i != share.end; ++i) {
+        Batch::Request& request = batch.requests[i];
+        const bool waits = !request.answered && Waits(request.query);
+        if (!request.answered && !waits)
+            Search(request.query, request.replies);
+        if (waits || !m_open.empty())
+            Open(request.query, request.replies, waits);
+        else if (!Answer(request.query, request.replies, m_loop.GetNow(), output))
+            break;
+        if (output.GetSize() > MAX_OUTPUT && !Send(output))
+            return false;
     }
     AnswerOpen(output);
+    return Send(output) && (share.more ? GoOn(m_input) : Settle());
 }
 
-/// Keeps a question until its turn to be answered comes.
-void Connection::Open(Query& query, bool waits) {
+/// Answers a query, at once if it need not wait for anything.
+void Connection::AnswerNow(Query& query, Output& output) {
+    std::vector<Reply>& replies = m_loop.GetScratch().replies;
+    const bool waits = Waits(query);
+    if (!waits)
+        Search(query, replies);
+    if (waits || !m_open.empty())
+        Open(query, replies, waits);
+    else
+        Answer(query, replies, m_loop.GetNow(), output);
+}
+
+bool Connection::Waits(const Query& query) const {
+    return std::any_of(query.asks.begin(), query.asks.end(), [this](const Query::Ask& ask) {
+        const ListGeneration* list = m_loop.GetList(ask.list);
+        return list && list->MayWait();
+    });
+}
+
+void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
+    AskLists(
+        query, [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); }, replies);
+}
+
+/// Keeps a question until its turn to be answered comes. It has its replies unless it `waits`.
+void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
     const std::uint64_t number = m_first + m_open.size();
     m_open.push_back({std::move(query), {}, m_loop.GetNow(), !waits});
     Question& question = m_open.back();
     if (!waits)
-        AskLists(
-            question.query,
-            [&](std::size_t i) { return m_loop.GetList(question.query.asks[i].list); },
-            question.replies);
+        question.replies = replies;
     else if (!m_loop.AskLater(question.query, {m_id, number})) {
         Reply reply;
         reply.outcome = Outcome::Unavailable;
@@ -228,6 +247,18 @@ void Connection::Open(Query& query, bool waits) {
         question.replies.assign(question.query.all ? question.query.asks.size() : 1, reply);
         question.answered = true;
     }
+}
+
+/// Keeps what is left of an input of `size` bytes. See GoOn().
+void Connection::Keep(std::string_view input, std::size_t size) {
+    if (input.size() < size)
+        m_began = m_loop.GetNow();
+    if (m_input.empty())
+        m_input = input;
+    else if (input.empty())
+        std::string().swap(m_input);
+    else
+        m_input.erase(0, size - input.size());
 }
 
 /// Writes the answers of the questions that have theirs, up to the first that has not.

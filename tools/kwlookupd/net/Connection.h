@@ -6,6 +6,7 @@
 #include "tools/kwlookupd/doors/Query.h"
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/doors/Session.h"
+#include "tools/kwlookupd/net/Batch.h"
 #include "tools/kwlookupd/net/Poller.h"
 
 #include <chrono>
@@ -15,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 namespace kwlookup {
@@ -43,11 +45,15 @@ public:
     // Each of these returns false when the connection is to be closed.
 
     bool OnReady(const Poller::Event& event);
+    /// Sends the answers to its requests in `batch`, which has answered those that need not wait.
+    bool OnBatch(Batch& batch, const Batch::Share& share);
     /// Gives the answer to a question that waited. Ignores a second one.
     bool OnAnswer(std::uint64_t question, std::vector<Reply> replies);
     /// Checks the limits of time. To be called about each second.
     bool OnSecond();
-    /// Answers what has arrived, and nothing after that.
+    /// Takes what has arrived. To be called before Finish().
+    bool TakeRest();
+    /// Answers nothing that comes from now on.
     bool Finish();
 
     /// Closes the socket.
@@ -64,12 +70,17 @@ private:
     };
     enum class Sent { All, Blocked, Failed };
 
-    bool Receive();
-    bool Discard();
+    ssize_t ReceiveSome(bool ended);
+    bool Receive(bool ended);
+    bool Discard(bool ended);
     bool GoOn(std::string_view input);
-    bool ReadBatch(std::string_view& input, Output& output);
-    void AnswerBatch(std::size_t count, Output& output);
-    void Open(Query& query, bool waits);
+    bool ReadAhead(std::string_view input);
+    Session::Step Read(std::string_view& input, Query& query, Output& output);
+    void AnswerNow(Query& query, Output& output);
+    bool Waits(const Query& query) const;
+    void Search(const Query& query, std::vector<Reply>& replies) const;
+    void Open(Query& query, std::vector<Reply>& replies, bool waits);
+    void Keep(std::string_view input, std::size_t size);
     void AnswerOpen(Output& output);
     bool Answer(const Query& query, const std::vector<Reply>& replies, Time asked, Output& output);
     Sent Write(Output& output) const;

@@ -61,14 +61,58 @@ void EventLoop::TakeTurn() {
     const std::vector<Poller::Event>& events = m_poller.Wait(GetTimeout());
     m_now = std::chrono::steady_clock::now();
     for (const Poller::Event& event : events) {
+        if (m_batch->IsFull() || !event.owner)
+            AnswerBatches();
         if (event.owner) {
             auto& connection = *static_cast<Connection*>(event.owner);
             Serve(connection, [&] { return connection.OnReady(event); });
         } else
             RunTasks();
     }
+    AnswerBatches();
     ExpireQuestions();
     CheckSecond();
+    AnswerBatches();
+}
+
+/// Answers all requests that were read.
+void EventLoop::AnswerBatches() {
+    while (!m_batch->shares.empty()) {
+        Batch& batch = *m_batch;
+        m_batch = &m_batches[m_batch == &m_batches[0] ? 1 : 0];
+        Search(batch);
+        for (const Batch::Share& share : batch.shares)
+            Serve(*share.connection, [&] { return share.connection->OnBatch(batch, share); });
+        batch.shares.clear();
+        batch.count = 0;
+    }
+}
+
+/// Answers the requests that need neither wait nor memory.
+void EventLoop::Search(Batch& batch) {
+    std::array<ListGeneration::Question, Batch::MAX_REQUESTS> questions;
+    std::size_t count = 0;
+    const ListGeneration* list = nullptr; // of these questions
+    const auto ask = [&] {
+        if (count > 0)
+            list->AskAll(questions.data(), count, m_finders);
+        count = 0;
+    };
+    for (std::size_t i = 0; i != batch.count; ++i) {
+        Batch::Request& request = batch.requests[i];
+        const auto& asks = request.query.asks;
+        const bool is_plain = asks.size() == 1 && !request.query.all && !request.query.explain;
+        const ListGeneration* const asked = is_plain ? GetList(asks[0].list) : nullptr;
+        request.answered = asked && !asked->MayWait() && request.replies.size() == 1;
+        if (!request.answered)
+            continue;
+        if (asked != list)
+            ask();
+        list = asked;
+        request.replies[0].ask = 0;
+        questions[count++] = {&asks[0].text, &request.replies[0]};
+    }
+    ask();
 }
 
 void EventLoop::Stop(std::chrono::milliseconds limit) {
@@ -77,8 +121,11 @@ void EventLoop::Stop(std::chrono::milliseconds limit) {
     std::vector<Connection*> connections;
     for (const auto& [id, connection] : m_connections)
         connections.push_back(connection.get());
-    for (Connection* connection : connections)
+    for (Connection* connection : connections) {
+        Serve(*connection, [&] { return connection->TakeRest(); });
+        AnswerBatches();
         Serve(*connection, [&] { return connection->Finish(); });
+    }
 }
 
 void EventLoop::Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Session> session) {

@@ -3,6 +3,8 @@
 
 #include "text/FileDescriptor.h"
 #include "tools/kwlookupd/doors/Door.h"
+#include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/kwlookupd/net/Batch.h"
 #include "tools/kwlookupd/net/Connection.h"
 #include "tools/kwlookupd/net/Poller.h"
 #include "tools/kwlookupd/net/ServerSettings.h"
@@ -22,18 +24,13 @@
 
 namespace kwlookup {
 
-class ListGeneration;
-
 /// Serves many connections in one thread. Threads: Run() makes one the loop's; only Post() may be
 /// called by others.
 class EventLoop {
 public:
-    /// So many pipelined requests are answered together: enough to hide the latency of memory.
-    static constexpr std::size_t MAX_BATCH = 16;
-
     /// What connections use one after the other, so that a request allocates nothing.
     struct Scratch {
-        std::array<Query, MAX_BATCH> queries;
+        Query query;
         std::vector<Reply> replies;
         Output output;
         /// As much is read at once; also what a connection keeps of it while it cannot go on.
@@ -66,6 +63,8 @@ public:
 
     const ServerSettings& GetSettings() const { return m_settings; }
     Scratch& GetScratch() { return m_scratch; }
+    /// Returns the batch that is answered next. It may be full.
+    Batch& GetBatch() { return *m_batch; }
     Poller& GetPoller() { return m_poller; }
     /// Returns the time of the latest event.
     std::chrono::steady_clock::time_point GetNow() const { return m_now; }
@@ -89,6 +88,8 @@ private:
     };
 
     void TakeTurn();
+    void AnswerBatches();
+    void Search(Batch& batch);
     void CountAnswers();
     int GetTimeout() const;
     void RunTasks();
@@ -117,6 +118,9 @@ private:
     std::vector<std::function<void()>> m_tasks;
 
     Scratch m_scratch;
+    std::array<Batch, 2> m_batches; ///< one is filled while the other is answered
+    Batch* m_batch = &m_batches[0];
+    ListGeneration::Finders m_finders;
     std::vector<std::shared_ptr<const ListGeneration>> m_lists;
     std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
     std::vector<std::unique_ptr<Connection>> m_dead; ///< events of this turn may name them

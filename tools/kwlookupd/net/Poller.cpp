@@ -23,7 +23,7 @@ struct Poller::System {
 
     static void Control(int set, int operation, int fd, void* owner, bool read, bool write) {
         epoll_event event{};
-        event.events = (read ? EPOLLIN : 0U) | (write ? EPOLLOUT : 0U);
+        event.events = EPOLLET | (read ? EPOLLIN | EPOLLRDHUP : 0U) | (write ? EPOLLOUT : 0U);
         event.data.ptr = owner;
         if (::epoll_ctl(set, operation, fd, &event) != 0)
             throw std::system_error(errno, std::system_category(), "epoll_ctl");
@@ -54,7 +54,7 @@ const std::vector<Poller::Event>& Poller::Wait(int milliseconds) {
     for (int i = 0; i < count; ++i) {
         const epoll_event& event = m_system->events[static_cast<std::size_t>(i)];
         m_events.push_back({event.data.ptr, (event.events & EPOLLIN) != 0,
-                            (event.events & EPOLLOUT) != 0,
+                            (event.events & EPOLLOUT) != 0, (event.events & EPOLLRDHUP) != 0,
                             (event.events & (EPOLLHUP | EPOLLERR)) != 0});
     }
     return m_events;
@@ -105,7 +105,7 @@ const std::vector<Poller::Event>& Poller::Wait(int milliseconds) {
         const short events = m_system->descriptors[i].revents;
         if (events != 0)
             m_events.push_back({m_system->owners[i], (events & POLLIN) != 0,
-                                (events & POLLOUT) != 0,
+                                (events & POLLOUT) != 0, false,
                                 (events & (POLLHUP | POLLERR | POLLNVAL)) != 0});
     }
     return m_events;

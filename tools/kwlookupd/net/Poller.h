@@ -8,8 +8,10 @@
 
 namespace kwlookup {
 
-/// Waits until descriptors are ready: with epoll, or with poll() where there is none. An event
-/// repeats until its reason is gone.
+/// Waits until descriptors are ready: with epoll, or with poll() where there is none.
+///
+/// An event comes when its reason is new. It need not come again while the reason lasts, because
+/// the system would have to look at each descriptor twice. Change() asks for it again.
 ///
 /// Boost.Asio is not used for connections, because it makes one more system call for each request:
 /// it tries to read again, or re-registers the descriptor, before it waits. Threads: one.
@@ -19,7 +21,8 @@ public:
         void* owner;
         bool readable;
         bool writable;
-        bool gone; ///< the other side is closed for reading and writing, or has failed
+        bool ended; ///< the other side will write no more. What it has written may still be unread
+        bool gone;  ///< the other side is closed for reading and writing, or has failed
     };
 
     /// Throws std::system_error.
@@ -30,6 +33,7 @@ public:
 
     /// Adds a descriptor that events name by `owner`. Throws std::system_error.
     void Add(int fd, void* owner, bool read, bool write);
+    /// Changes what to wait for. What is ready now makes an event.
     void Change(int fd, void* owner, bool read, bool write);
     void Remove(int fd);
 
