@@ -5,7 +5,7 @@ phone, in light and in dark.
 
 Usage: browse_site.py SITE BROWSER [PICTURES]
 
-BROWSER is the directory of unpack_browser. Pictures of some pages are written to PICTURES.
+BROWSER is a directory of unpack_packages. Pictures of some pages are written to PICTURES.
 """
 import base64
 import sys

@@ -1,0 +1,319 @@
+// SPDX-License-Identifier: MIT
+// Many clients, bad clients and a daemon that is killed. With KWLOOKUP_LONG_TESTS in the
+// environment each test runs for minutes.
+#include "kwlookupd/Client.h"
+#include "kwlookupd/Daemon.h"
+#include "kwlookupd/IsLongTest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using FaultClock = std::chrono::steady_clock;
+
+/// A whole request and its answer.
+struct Exchange {
+    std::string door;
+    std::string request;
+    std::string answer; ///< for HTTP its beginning
+};
+
+std::string Packet(const std::string& data) {
+    const auto size = static_cast<unsigned char>(data.size());
+    return std::string(3, '\0') + static_cast<char>(size) + data;
+}
+
+const std::string HELLO = Packet(std::string("O\0\0\0\6\0\0\1\xff\0\x1f\xff\xff", 13));
+
+class DaemonFaults : public testing::Test {
+protected:
+    DaemonFaults() {
+        for (int i = 0; i < 1000; ++i)
+            m_hosts += "host" + std::to_string(i) + ".lan REJECT " + std::to_string(i) + "\n";
+        m_dir.Write("hosts", m_hosts + "both.lan REJECT 1\n");
+    }
+
+    std::string Config() const {
+        std::string config = "[list hosts]\nObjects = file:@/hosts\nSettle = 1 h\n";
+        const std::string rules = "Ask = sender:hosts\n";
+        for (const std::string protocol : {"socketmap", "tcp", "policy", "milter", "dict", "http"})
+            config += "[door " + protocol + "]\nProtocol = " + protocol + "\nAddress = unix:@/" +
+                      protocol + "\n" +
+                      (protocol == "policy" || protocol == "milter" ? rules : "Lists = hosts\n");
+        return config;
+    }
+
+    std::string Address(const std::string& door) const { return "unix:" + m_dir.Path(door); }
+
+    /// Requests of each door about `host`, and the answers when its result is `result`; none if
+    /// that is empty.
+    static std::vector<Exchange> Exchanges(const std::string& host, const std::string& result) {
+        const auto net = [](const std::string& text) {
+            return std::to_string(text.size()) + ":" + text + ",";
+        };
+        const bool found = !result.empty();
+        const std::string text = "REJECT " + result;
+        std::string encoded = text;
+        encoded.replace(6, 1, "%20");
+        const std::string refusal = "y550 5.7.1 " + result;
+        return {
+            {"socketmap", net("hosts " + host), net(found ? "OK " + text : "NOTFOUND ")},
+            {"tcp", "get " + host + "\n", found ? "200 " + encoded + "\n" : "500 not%20found\n"},
+            {"policy",
+             "request=smtpd_access_policy\nprotocol_state=RCPT\nsender=a@" + host + "\n\n",
+             "action=" + (found ? text : "DUNNO") + "\n\n"},
+            {"milter", HELLO + Packet("M<a@" + host + ">" + '\0'),
+             found ? Packet(refusal + '\0') : Packet("c")},
+            {"dict", "H3\t2\t0\t\thosts\nLshared/" + host + "\tbob\n",
+             found ? "O" + text + "\n" : "N\n"},
+            {"http",
+             "GET /hosts?text=" + host + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n",
+             found ? "HTTP/1.1 200 " : "HTTP/1.1 404 "},
+        };
+    }
+
+    /// Reads the answer to `exchange`. Empty if the connection ends before.
+    static std::string ReceiveAnswer(Client& client, const Exchange& exchange) {
+        if (exchange.door == "milter")
+            client.Receive(HELLO.size()); // the answer to it is as long
+        const std::string answer = client.Receive(exchange.answer.size());
+        return answer.size() == exchange.answer.size() ? answer : std::string();
+    }
+
+    void Note(const std::string& fault) {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_faults.size() < 10)
+            m_faults.push_back(fault);
+    }
+
+    const TempDir m_dir;
+    std::string m_hosts;
+    std::mutex m_lock;
+    std::vector<std::string> m_faults;
+};
+
+/// Waits until `holds`, for at most a minute.
+template <typename Condition>
+bool ComesTrue(const Condition& holds) {
+    const auto end = FaultClock::now() + seconds(60);
+    while (!holds()) {
+        if (FaultClock::now() > end)
+            return false;
+        std::this_thread::sleep_for(milliseconds(5));
+    }
+    return true;
+}
+
+TEST_F(DaemonFaults, KilledUnderLoadItGivesNoWrongAnswer) {
+    Daemon daemon(m_dir, Config());
+    std::atomic<bool> end{false};
+    std::atomic<unsigned> answers{0};
+    std::vector<std::thread> clients;
+    for (unsigned i = 0; i < 4; ++i)
+        clients.emplace_back([&, i] {
+            std::mt19937 random(i);
+            while (!end) {
+                try {
+                    const unsigned host = random() % 2000; // a half of them is listed
+                    const auto exchanges =
+                        Exchanges("host" + std::to_string(host) + ".lan",
+                                  host < 1000 ? std::to_string(host) : std::string());
+                    const Exchange& exchange = exchanges[random() % exchanges.size()];
+                    Client client(Address(exchange.door));
+                    client.Send(exchange.request);
+                    const std::string answer = ReceiveAnswer(client, exchange);
+                    if (!answer.empty() && answer != exchange.answer)
+                        Note(exchange.request + answer);
+                    answers += !answer.empty();
+                } catch (const std::runtime_error&) { // nobody listens now
+                    std::this_thread::sleep_for(milliseconds(1));
+                }
+            }
+        });
+#if defined(KWLOOKUP_UNDER_ASAN) || defined(__SANITIZE_THREAD__)
+    const int rounds = 5; // it starts slowly
+#else
+    const int rounds = IsLongTest() ? 1000 : 20;
+#endif
+    int started = 0;
+    for (int i = 0; i < rounds; ++i) {
+        const unsigned before = answers;
+        if (!ComesTrue([&] { return answers > before + 20; }))
+            break;
+        daemon.Kill();
+        daemon.Start();
+        ++started;
+    }
+    end = true;
+    for (std::thread& client : clients)
+        client.join();
+    EXPECT_EQ(started, rounds);
+    EXPECT_THAT(m_faults, testing::IsEmpty());
+    EXPECT_EQ(daemon.Stop(), 0);
+}
+
+TEST_F(DaemonFaults, SlowClientsGetTheirAnswersAndDelayNobody) {
+    const milliseconds pause(IsLongTest() ? 1000 : 10);
+    const Daemon daemon(m_dir, Config());
+    struct SlowClient {
+        Exchange exchange;
+        std::unique_ptr<Client> client;
+    };
+    std::vector<SlowClient> slow;
+    std::size_t longest = 0;
+    for (int i = 0; i < 20; ++i)
+        for (const Exchange& exchange : Exchanges("host7.lan", "7")) {
+            slow.push_back({exchange, std::make_unique<Client>(Address(exchange.door))});
+            longest = std::max(longest, exchange.request.size());
+        }
+    Client fast(Address("socketmap"));
+    for (std::size_t at = 0; at < longest; ++at) {
+        for (const SlowClient& each : slow)
+            if (at < each.exchange.request.size()) {
+                EXPECT_TRUE(each.client->Send({&each.exchange.request[at], 1}));
+            }
+        for (const Exchange& exchange : Exchanges("host8.lan", "8")) {
+            if (exchange.door != "socketmap")
+                continue;
+            fast.Send(exchange.request);
+            EXPECT_EQ(ReceiveAnswer(fast, exchange), exchange.answer);
+        }
+        std::this_thread::sleep_for(pause);
+    }
+    for (const SlowClient& each : slow)
+        EXPECT_EQ(ReceiveAnswer(*each.client, each.exchange), each.exchange.answer)
+            << each.exchange.door;
+}
+
+TEST_F(DaemonFaults, BadClientsHarmNobody) {
+    Daemon daemon(m_dir, Config());
+    const std::string big(IsLongTest() ? 64000000 : 1000000, '7');
+    std::mt19937 random(1);
+    std::string garbage(big.size(), '\0');
+    std::generate(garbage.begin(), garbage.end(), [&] { return static_cast<char>(random()); });
+    const std::string requests[] = {"4294967295:hosts " + big,
+                                    "4294967296:",
+                                    "18446744073709551617:hosts a.lan,",
+                                    "-1:hosts a.lan,",
+                                    big,
+                                    std::string("\xff\xff\xff\xff") + "M" + big,
+                                    std::string(100, '\0'),
+                                    "get " + big,
+                                    "GET /" + big,
+                                    garbage,
+                                    "\n\n\n\n",
+                                    "a"};
+    std::vector<std::thread> senders;
+    for (const Exchange& exchange : Exchanges("both.lan", "1"))
+        for (const std::string& request : requests)
+            senders.emplace_back([&request, address = Address(exchange.door)] {
+                Client client(address);
+                client.Send(request); // fails if the daemon has closed
+                client.End();
+                client.ReceiveAll();
+            });
+    std::vector<std::unique_ptr<Client>> silent;
+    for (int i = 0; i < 100; ++i)
+        silent.push_back(std::make_unique<Client>(Address("socketmap")));
+    for (std::thread& sender : senders)
+        sender.join();
+    for (const Exchange& exchange : Exchanges("both.lan", "1")) {
+        Client client(Address(exchange.door));
+        client.Send(exchange.request);
+        EXPECT_EQ(ReceiveAnswer(client, exchange), exchange.answer) << exchange.door;
+    }
+    for (const auto& client : silent) {
+        client->Send("14:hosts both.lan,");
+        EXPECT_EQ(client->Receive(15), "11:OK REJECT 1,");
+    }
+    EXPECT_EQ(daemon.Stop(), 0);
+}
+
+/// The resident memory of a process in bytes.
+std::size_t ResidentMemory(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/statm");
+    std::size_t pages = 0;
+    file >> pages >> pages;
+    return pages * 4096;
+}
+
+long OpenDescriptors(pid_t pid) {
+    const std::filesystem::directory_iterator files("/proc/" + std::to_string(pid) + "/fd");
+    return std::distance(begin(files), end(files));
+}
+
+TEST_F(DaemonFaults, ManyKindsOfClientsLeaveNothingBehind) {
+    Daemon daemon(m_dir, Config());
+    std::atomic<bool> end{false};
+    std::atomic<unsigned> answers{0};
+    std::vector<std::thread> clients;
+    const long descriptors = OpenDescriptors(daemon.GetPid());
+    for (unsigned i = 0; i < 3; ++i)
+        clients.emplace_back([&, i] {
+            std::mt19937 random(i);
+            while (!end) {
+                const unsigned host = random() % 2000;
+                const auto exchanges =
+                    Exchanges("host" + std::to_string(host) + ".lan",
+                              host < 1000 ? std::to_string(host) : std::string());
+                const Exchange& exchange = exchanges[random() % exchanges.size()];
+                Client client(Address(exchange.door));
+                const unsigned kind = random() % 4;
+                if (kind == 0) { // goes away
+                    client.Send(exchange.request.substr(0, random() % exchange.request.size()));
+                } else if (kind == 1) { // does not read, or garbage
+                    std::string bytes;
+                    for (unsigned j = random() % 200; j > 0; --j)
+                        bytes += random() % 50 == 0 ? "\xff\n" : exchange.request;
+                    client.Send(bytes);
+                } else {
+                    client.Send(exchange.request);
+                    const std::string answer = ReceiveAnswer(client, exchange);
+                    if (answer != exchange.answer)
+                        Note(exchange.request + answer);
+                    ++answers;
+                }
+                std::this_thread::sleep_for(milliseconds(1)); // leave time to other tests
+            }
+        });
+    const auto pass = [&](milliseconds time) {
+        const auto stop = FaultClock::now() + time;
+        for (int i = 0; FaultClock::now() < stop; ++i) {
+            m_dir.Write("hosts", m_hosts + "both.lan REJECT " + std::to_string(i) + "\n");
+            EXPECT_EQ(daemon.Ctl({"reload", "hosts"}).status, 0);
+            EXPECT_EQ(daemon.Ctl({"rollback", "hosts"}).status, 0);
+            std::this_thread::sleep_for(milliseconds(100));
+        }
+    };
+    pass(IsLongTest() ? seconds(60) : seconds(1)); // memory comes to what it needs
+    const std::size_t before = ResidentMemory(daemon.GetPid());
+    pass(IsLongTest() ? seconds(180) : seconds(1));
+    const std::size_t after = ResidentMemory(daemon.GetPid());
+    end = true;
+    for (std::thread& client : clients)
+        client.join();
+    EXPECT_THAT(m_faults, testing::IsEmpty());
+    EXPECT_GT(answers, 0U);
+    if (IsLongTest()) {
+        EXPECT_LT(after, before + before / 10 + 2000000);
+    }
+    EXPECT_TRUE(ComesTrue([&] { return OpenDescriptors(daemon.GetPid()) <= descriptors + 1; }))
+        << OpenDescriptors(daemon.GetPid()) << " of " << descriptors;
+    EXPECT_EQ(daemon.Stop(), 0);
+}
+
+} // namespace

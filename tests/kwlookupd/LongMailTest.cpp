@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+// Mail servers that are slow, or must be unpacked apart from the others.
+#include "kwlookupd/MailClients.h"
+#include "kwlookupd/Postfix.h"
+#include "kwlookupd/SmtpSession.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+#include <unistd.h>
+
+using testing::StartsWith;
+
+namespace {
+
+using std::chrono::seconds;
+using LongClock = std::chrono::steady_clock;
+
+/// Waits until `holds`, for at most so long.
+template <typename Condition>
+bool WaitFor(seconds limit, const Condition& holds) {
+    const auto end = LongClock::now() + limit;
+    while (!holds()) {
+        if (LongClock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return true;
+}
+
+/// Skips its tests unless it runs as root.
+class RootMailClients : public MailClients {
+protected:
+    void SetUp() override {
+        if (::geteuid() != 0)
+            GTEST_SKIP() << "only root can mount what these servers need";
+    }
+};
+
+/// The command line that runs a program of the packages that are unpacked in build/NAME.
+std::vector<std::string> UnpackedCommand(const std::string& name, const TempDir& dir,
+                                         const std::vector<std::string>& arguments) {
+    std::filesystem::create_directory(dir.Path("mounts"));
+    std::vector<std::string> command = {RUN_UNPACKED, BUILD_DIR "/" + name, dir.Path(".")};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+class OpenSmtpd : public RootMailClients {
+protected:
+    OpenSmtpd() {
+        m_dir.Write("socketmap.list", "alice@example.test root\n");
+        EXPECT_EQ(m_daemon->Ctl({"reload", "socketmap"}).status, 0);
+    }
+
+    /// Starts smtpd with `config` and a listener with `options`.
+    void StartSmtpd(const std::string& config, const std::string& options) {
+        m_port = UnusedPort();
+        std::filesystem::remove(m_dir.Path("mounts"));
+        const std::string file =
+            m_dir.Write("smtpd.conf", config + "listen on 127.0.0.1 port " +
+                                          std::to_string(m_port) + " " + options + "\n");
+        m_server = std::make_unique<RunningProgram>(
+            UnpackedCommand("opensmtpd", m_dir, {"/usr/sbin/smtpd", "-d", "-f", file}));
+    }
+
+    std::unique_ptr<SmtpSession> Connect() const {
+        auto session = std::make_unique<SmtpSession>(m_port);
+        session->Say("HELO client.test");
+        return session;
+    }
+
+    int m_port = 0;
+    std::unique_ptr<RunningProgram> m_server;
+};
+
+TEST_F(OpenSmtpd, StartsTheFilter) {
+    m_dir.Write("filter.list",
+                "listed@bad.test REJECT 5.1.8 listed\nplain@bad.test\n"
+                "later@bad.test DEFER later\n<> REJECT no bounces\n"
+                "friend@all.test OK\nall.test REJECT all\nrcpt@example.test REJECT recipient\n");
+    const std::string filter = KWLOOKUP_TOOL " filter opensmtpd --sub-address + --ask sender "
+                                             "--ask recipient 'file:" +
+                               m_dir.Path("filter.list") + "'";
+    StartSmtpd("filter kw proc-exec \"" + filter +
+                   "\"\naction \"drop\" maildir \"/tmp/none\"\n"
+                   "match from any for domain \"example.test\" action \"drop\"\n",
+               "filter kw");
+    const std::pair<std::string, std::string> cases[] = {
+        {"listed@bad.test", "550 5.1.8 listed"},
+        {"LISTED@Bad.Test", "550 5.1.8 listed"},
+        {"listed+tag@bad.test", "550 5.1.8 listed"},
+        {"plain@bad.test", "550 5.7.1 Access denied"},
+        {"later@bad.test", "451 4.7.1 later"},
+        {"", "550 5.7.1 no bounces"},
+        {"x@all.test", "550 5.7.1 all"},
+        {"friend@all.test", "250 "},
+        {"none@bad.test", "250 "},
+    };
+    // Each refusal ends the session of this server.
+    for (const auto& [sender, reply] : cases)
+        EXPECT_THAT(Connect()->Say("MAIL FROM:<" + sender + ">"), StartsWith(reply)) << sender;
+    const auto session = Connect();
+    EXPECT_THAT(session->Say("MAIL FROM:<good@x.test>"), StartsWith("250 "));
+    EXPECT_THAT(session->Say("RCPT TO:<rcpt@example.test>"), StartsWith("550 5.7.1 recipient"));
+}
+
+TEST_F(OpenSmtpd, RefusesForNowUntilTheFilterHasItsList) {
+    const std::string filter =
+        KWLOOKUP_TOOL " filter opensmtpd 'file:" + m_dir.Path("late.list") + "'";
+    StartSmtpd("filter kw proc-exec \"" + filter +
+                   "\"\naction \"drop\" maildir \"/tmp/none\"\n"
+                   "match from any for domain \"example.test\" action \"drop\"\n",
+               "filter kw");
+    EXPECT_THAT(Connect()->Say("MAIL FROM:<listed@bad.test>"), StartsWith("451 4.3.0 "));
+    EXPECT_THAT(Connect()->Say("MAIL FROM:<none@bad.test>"), StartsWith("451 4.3.0 "));
+    m_dir.Write("late.list.new", "listed@bad.test REJECT listed\n");
+    std::filesystem::rename(m_dir.Path("late.list.new"), m_dir.Path("late.list"));
+    EXPECT_TRUE(WaitFor(seconds(60), [&] {
+        const std::string reply = Connect()->Say("MAIL FROM:<listed@bad.test>");
+        EXPECT_THAT(reply, testing::AnyOf(StartsWith("451 4.3.0 "), StartsWith("550 ")));
+        return reply == "550 5.7.1 listed";
+    }));
+    EXPECT_THAT(Connect()->Say("MAIL FROM:<none@bad.test>"), StartsWith("250 "));
+}
+
+TEST_F(OpenSmtpd, AsksSocketmapByLines) {
+    const std::string socket = m_dir.Path("socketmap");
+    const std::string action = "\" maildir \"/tmp/none\" virtual ";
+    const std::string config = "table socketmap socketmap:" + socket +
+                               "\ntable down socketmap:" + socket + "\naction \"ask" + action +
+                               "<socketmap>\naction \"ask-down" + action +
+                               "<down>\n"
+                               "match from any for domain \"example.test\" action \"ask\"\n"
+                               "match from any for domain \"down.test\" action \"ask-down\"\n";
+    StartSmtpd(config, "");
+    const auto rcpt = [&](const std::string& address) {
+        const auto session = Connect();
+        EXPECT_THAT(session->Say("MAIL FROM:<a@x.test>"), StartsWith("250 "));
+        return session->Say("RCPT TO:<" + address + ">").substr(0, 3);
+    };
+    EXPECT_EQ(rcpt("alice@example.test"), "250");
+    EXPECT_EQ(rcpt("Alice+tag@Example.Test"), "250");
+    EXPECT_EQ(rcpt("none@example.test"), "524");
+    EXPECT_EQ(rcpt("none@down.test"), "424");
+    m_dir.Write("socketmap.list", "none@example.test root\n");
+    EXPECT_EQ(m_daemon->Ctl({"reload", "socketmap"}).status, 0);
+    EXPECT_EQ(rcpt("none@example.test"), "250");
+    EXPECT_EQ(rcpt("alice@example.test"), "524");
+    // Its helper does not connect again, but nothing is refused for good.
+    m_daemon->Kill();
+    EXPECT_EQ(rcpt("none@example.test"), "424");
+    m_daemon->Start();
+    m_server.reset();
+    StartSmtpd(config, "");
+    EXPECT_EQ(rcpt("none@example.test"), "250");
+}
+
+/// rspamd with a list that it polls.
+class Rspamd : public RootMailClients {
+protected:
+    Rspamd() : m_door(UnusedPort()), m_port(UnusedPort()) {
+        m_daemon->Stop();
+        m_dir.Write("tcp.list", "listed@bad.test\nall.test\n");
+        m_daemon = std::make_unique<Daemon>(
+            m_dir, Config() + "[door http]\nProtocol = http\nAddress = 127.0.0.1:" +
+                       std::to_string(m_door) + "\n");
+        const std::string run = m_dir.Path("run");
+        std::filesystem::create_directory(run);
+        std::filesystem::permissions(run, std::filesystem::perms(0777));
+        const std::string map =
+            "map = \"http://127.0.0.1:" + std::to_string(m_door) + "/tcp/all\"; ";
+        const std::string config = m_dir.Write(
+            "rspamd.conf",
+            "lua = \"/usr/share/rspamd/rules/rspamd.lua\";\n"
+            "options { filters = \"\"; pidfile = \"" +
+                run + "/pid\"; dbdir = \"" + run + "\"; tempdir = \"" + run + "\"; rundir = \"" +
+                run + "\"; hs_cache_dir = \"" + run +
+                "\"; map_watch_interval = 2s;\n"
+                "  dns { nameserver = \"127.0.0.1\"; timeout = 0.1s; retransmits = 1; } }\n"
+                "logging { type = \"file\"; filename = \"" +
+                run +
+                "/log\"; level = \"info\"; }\n"
+                "worker \"normal\" { bind_socket = \"127.0.0.1:" +
+                std::to_string(m_port) +
+                "\"; count = 1; }\n"
+                "modules { path = \"/usr/share/rspamd/plugins/multimap.lua\"; }\n"
+                "metric { name = \"default\"; actions { reject = 15; } }\n"
+                "multimap { KW_FROM { type = \"from\"; " +
+                map + "score = 5.0; }\n  KW_RCPT { type = \"rcpt\"; filter = \"email:domain\"; " +
+                map + "score = 2.0; } }\n");
+        m_server = std::make_unique<RunningProgram>(UnpackedCommand(
+            "rspamd", m_dir,
+            {"/usr/bin/rspamd", "-f", "-u", "_rspamd", "-g", "_rspamd", "-c", config}));
+    }
+
+    /// What rspamd says of a mail; empty while it does not answer.
+    std::string Check(const std::string& sender, const std::string& recipient) const {
+        const std::string mail = "Subject: x\r\n\r\nx\r\n";
+        try {
+            Client client("127.0.0.1:" + std::to_string(m_port));
+            client.Send("POST /checkv2 HTTP/1.0\r\nFrom: " + sender + "\r\nRcpt: " + recipient +
+                        "\r\nContent-Length: " + std::to_string(mail.size()) + "\r\n\r\n" + mail);
+            return client.ReceiveAll();
+        } catch (const std::runtime_error&) {
+            return std::string();
+        }
+    }
+
+    bool Knows(const std::string& symbol, const std::string& sender,
+               const std::string& recipient) const {
+        return Check(sender, recipient).find("\"" + symbol + "\"") != std::string::npos;
+    }
+
+    const int m_door;
+    const int m_port;
+    std::unique_ptr<RunningProgram> m_server;
+};
+
+TEST_F(Rspamd, PollsAWholeList) {
+    constexpr seconds LIMIT(300); // it starts in 6 to 26 seconds, and has its lists after 33
+    ASSERT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_FROM", "listed@bad.test", "a@x.test"); }));
+    EXPECT_TRUE(Knows("KW_FROM", "LISTED@Bad.Test", "a@x.test"));
+    EXPECT_TRUE(Knows("KW_FROM", "anybody@all.test", "a@x.test"));
+    EXPECT_FALSE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+    EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_RCPT", "a@x.test", "anybody@all.test"); }));
+    EXPECT_FALSE(Knows("KW_RCPT", "a@x.test", "listed@bad.test"));
+
+    // It takes a new list.
+    m_dir.Write("tcp.list", "other@bad.test\nall.test\n");
+    ASSERT_EQ(m_daemon->Ctl({"reload", "tcp"}).status, 0);
+    EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_FROM", "other@bad.test", "a@x.test"); }));
+    EXPECT_FALSE(Knows("KW_FROM", "listed@bad.test", "a@x.test"));
+
+    // It keeps the last list while the daemon is away.
+    m_daemon->Kill();
+    std::this_thread::sleep_for(seconds(10));
+    EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+    m_daemon->Start();
+    EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+}
+
+} // namespace
