@@ -9,7 +9,7 @@ build=$2
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
 (cd "$source" && cp -r --parents -t "$copy" abi CMakeLists.txt cmake/Install.cmake host conf lookup \
-    objects sql kwlog kwhost)
+    objects sql kwlog kwhost examples/host examples/plugin)
 sed -i "s/^\(project(kwlookup VERSION\) [0-9.]*/\1 1.0.0/" "$copy/CMakeLists.txt"
 : >"$copy/NEWS"
 "$copy/abi/compare" --update "$build"
