@@ -8,9 +8,10 @@ build_packages=(cmake firebird-dev g++ libboost-dev libcdb-dev libcli11-dev libh
     libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config unixodbc-dev)
 
 # To build and run the tests.
-test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm codespell cppcheck db5.3-util
-    doxygen fish g++-i686-linux-gnu g++-s390x-linux-gnu googletest iproute2 libclang-rt-14-dev
-    libdb5.3-dev libgmock-dev libgtest-dev man-db mandoc openssl python3 qemu-user sqlite3 tinycdb zsh)
+test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm codespell cppcheck
+    db5.3-util doxygen fish g++-i686-linux-gnu g++-s390x-linux-gnu git googletest iproute2
+    libclang-rt-14-dev libdb5.3-dev libgmock-dev libgtest-dev man-db mandoc openssl python3
+    qemu-user sqlite3 tinycdb xz-utils zsh)
 
 jobs=$(nproc)
 log_dir=build/log
