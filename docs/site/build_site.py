@@ -183,7 +183,8 @@ class Site:
             text = file.read_text(encoding="utf-8")
             heading = f'<h2 id="{file.name}">{file.name}</h2>\n' if top.is_dir() else ""
             parts.append(f"{heading}<pre><code>{html.escape(text)}</code></pre>\n")
-        page = Page(f"source/{source}.html", source, "source", f"<h1>{source}</h1>\n" + "".join(parts), source)
+        page = Page(f"source/{source}.html", source, "source",
+                    f"<h1>{source}</h1>\n" + "".join(parts), source)
         self.add(page)
         return page.path
 
@@ -213,8 +214,9 @@ class Site:
             return
         name = plain(re.sub(r'<div class="ingroups">.*', "", title[1], flags=re.S))
         # Without lines between rows, and without members of bases, which are on other pages.
-        contents = re.sub(r'<table class="memberdecls">\n<tr class="heading"><td colspan="2"><h2 class="groupheader">'
-                          r'<a id="inherited".*?</table>', "", contents[1], flags=re.S)
+        contents = re.sub(r'<table class="memberdecls">\n<tr class="heading"><td colspan="2">'
+                          r'<h2 class="groupheader"><a id="inherited".*?</table>', "", contents[1],
+                          flags=re.S)
         body = re.sub(r'<tr class="(?:separator:|mem\w+:\w+ inherit ).*?</tr>\n?', "", contents, flags=re.S)
         body = body.replace('href="index.html"', 'href="annotated.html"')
         lists = [("annotated.html", "Classes"), ("namespaces.html", "Namespaces"), ("files.html", "Headers")]
