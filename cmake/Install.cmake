@@ -75,6 +75,9 @@ install(FILES tools/kwlookupd/kwlookupd.conf.5 DESTINATION ${CMAKE_INSTALL_MANDI
 configure_file(tools/kwlookupd/systemd/kwlookupd.service.in kwlookupd.service @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kwlookupd.service tools/kwlookupd/systemd/kwlookupd.socket
   DESTINATION lib/systemd/system COMPONENT kwlookupd)
+configure_file(tools/kwlookupd/systemd/kwlookupd-user.service.in kwlookupd-user.service @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kwlookupd-user.service
+  DESTINATION lib/systemd/user RENAME kwlookupd.service COMPONENT kwlookupd)
 foreach(kind sysusers tmpfiles)
   install(FILES tools/kwlookupd/systemd/${kind}.conf DESTINATION lib/${kind}.d
     RENAME kwlookupd.conf COMPONENT kwlookupd)

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <thread>
 #include <unistd.h>
 
 using testing::HasSubstr;
@@ -31,6 +33,24 @@ TEST_F(MailClients, PostmapAsksSocketmap) {
     const ProgramResult none = Postmap("none@example.test", Socketmap("socketmap"));
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.out + none.err, "");
+}
+
+TEST_F(MailClients, ADaemonNeedsNoRoot) {
+    m_daemon->Stop();
+    const TempDir dir;
+    kwlookup::GiveToServer(dir.Path("."));
+    const std::string config = dir.Write(
+        "kwlookupd.conf", "[kwlookupd]\nControl = " + dir.Path("control") +
+                              "\n[list blocked]\nObjects = bulk.example REJECT\n[door maps]\n"
+                              "Protocol = socketmap\nAddress = unix:" +
+                              dir.Path("maps") + "\n");
+    const RunningProgram daemon(kwlookup::ServerCommand({KWLOOKUPD, "--config", config}));
+    const std::vector<std::string> status =
+        kwlookup::ServerCommand({KWLOOKUPD, "--config", config, "ctl", "status"});
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (RunProgram(status).status != 0 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(Daemon::Ask("unix:" + dir.Path("maps"), "blocked", "a@bulk.example"), "OK REJECT");
 }
 
 TEST_F(MailClients, PostmapIsToldOfFaults) {
