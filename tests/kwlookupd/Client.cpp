@@ -77,11 +77,11 @@ void Client::End() {
     ::shutdown(m_socket.Get(), SHUT_WR);
 }
 
-std::string Client::Receive(std::size_t size) {
+std::string Client::Receive(std::size_t size, int milliseconds) {
     std::string received;
     std::array<char, 65536> buffer;
     while (received.size() < size) {
-        if (!HasInput(30000))
+        if (!HasInput(milliseconds))
             throw std::runtime_error("nothing arrives after \"" + received.substr(0, 1000) + "\"");
         const ssize_t count = ::recv(m_socket.Get(), buffer.data(),
                                      std::min(buffer.size(), size - received.size()), 0);

@@ -18,8 +18,8 @@ public:
     /// Half-closes.
     void End();
 
-    /// Waits for so many bytes, or the end of the connection, for at most 30 seconds.
-    std::string Receive(std::size_t size);
+    /// Waits for so many bytes, or the end of the connection, for at most this time.
+    std::string Receive(std::size_t size, int milliseconds = 30000);
     /// Waits for the end of the connection, for at most 30 seconds.
     std::string ReceiveAll() { return Receive(std::string::npos); }
     /// True if something, or the end, arrives within the time.

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <iterator>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -46,6 +47,7 @@ void Daemon::Start() {
     const std::string directory = m_dir.Path("");
     m_pid = ::fork();
     if (m_pid == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves nothing behind
         const int output = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         ::dup2(output, STDOUT_FILENO);
         ::dup2(output, STDERR_FILENO);

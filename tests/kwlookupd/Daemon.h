@@ -14,7 +14,8 @@ class Daemon {
 public:
     /// Writes `config` to the file "kwlookupd.conf" and starts the daemon. "@" in it stands for the
     /// directory of `dir`. The section [kwlookupd] is there already, with a control socket. Waits
-    /// until the daemon answers commands; throws std::runtime_error with its log if it ends.
+    /// until the daemon answers commands; throws std::runtime_error with its log if it ends. The
+    /// daemon ends with the thread that started it.
     Daemon(const TempDir& dir, const std::string& config);
     /// Kills it, unless it has ended.
     ~Daemon();

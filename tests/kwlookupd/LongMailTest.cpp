@@ -8,9 +8,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using testing::StartsWith;
 
@@ -241,6 +243,113 @@ TEST_F(Rspamd, PollsAWholeList) {
     EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
     m_daemon->Start();
     EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+}
+
+/// A Postfix whose smtpd asks one door only.
+class PostfixLimits : public RootMailClients {
+protected:
+    PostfixLimits() {
+        for (const std::string list : {"socketmap", "tcp", "policy", "milter"}) {
+            m_dir.Write(list + ".list", "listed@bad.test REJECT listed\n");
+            EXPECT_EQ(m_daemon->Ctl({"reload", list}).status, 0);
+        }
+    }
+
+    std::unique_ptr<Postfix> StartPostfix(const std::string& door) const {
+        std::string more, maps;
+        if (door != "policy")
+            more += "smtpd_recipient_restrictions =\n";
+        if (door != "milter")
+            more += "smtpd_milters =\n";
+        if (door == "socketmap" || door == "tcp")
+            maps = "check_sender_access " + (door == "tcp" ? Tcp() : Socketmap(door));
+        return std::make_unique<Postfix>(m_dir, maps, more);
+    }
+
+    /// The reply to MAIL, or else to RCPT.
+    static std::string ReplyTo(SmtpSession& session, const std::string& sender) {
+        const std::string reply = session.Mail(sender);
+        return reply[0] == '2' ? session.Say("RCPT TO:<a@example.test>") : reply;
+    }
+};
+
+TEST_F(PostfixLimits, WhileTheDaemonHangs) {
+    struct Case {
+        std::string door;
+        int least; ///< seconds that smtpd waits
+        int most;
+    };
+    // smtpd asks a policy service twice.
+    const Case cases[] = {{"socketmap", 95, 150}, {"policy", 190, 290}, {"milter", 25, 80}};
+    std::vector<std::unique_ptr<Postfix>> servers;
+    std::vector<std::unique_ptr<SmtpSession>> sessions;
+    for (const Case& each : cases) {
+        servers.push_back(StartPostfix(each.door));
+        sessions.push_back(servers.back()->Connect());
+        EXPECT_THAT(ReplyTo(*sessions.back(), "none@bad.test"), StartsWith("250 "));
+    }
+    m_daemon->Signal(SIGSTOP);
+    std::vector<std::thread> askers;
+    for (std::size_t i = 0; i < servers.size(); ++i)
+        askers.emplace_back([&, i] {
+            const auto start = LongClock::now();
+            EXPECT_THAT(ReplyTo(*sessions[i], "listed@bad.test"), StartsWith("451 "));
+            const auto time = LongClock::now() - start;
+            EXPECT_GT(time, seconds(cases[i].least)) << cases[i].door;
+            EXPECT_LT(time, seconds(cases[i].most)) << cases[i].door;
+        });
+    for (std::thread& asker : askers)
+        asker.join();
+    m_daemon->Signal(SIGCONT);
+    // A late answer is not taken for that to another question.
+    for (std::size_t i = 0; i < servers.size(); ++i) {
+        const auto session = servers[i]->Connect();
+        EXPECT_THAT(ReplyTo(*session, "none@bad.test"), StartsWith("250 ")) << cases[i].door;
+        EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("55")) << cases[i].door;
+    }
+}
+
+TEST_F(PostfixLimits, WhileTheDaemonIsAway) {
+    const auto server = StartPostfix("tcp");
+    const auto session = server->Connect();
+    EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("554 "));
+    m_daemon->Kill();
+    const auto start = LongClock::now();
+    EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("451 "));
+    EXPECT_GT(LongClock::now() - start, seconds(8)); // ten tries
+    EXPECT_LT(LongClock::now() - start, seconds(60));
+    // It comes back while smtpd tries again.
+    std::thread asker(
+        [&] { EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("554 ")); });
+    std::this_thread::sleep_for(seconds(3));
+    m_daemon->Start();
+    asker.join();
+}
+
+TEST_F(PostfixLimits, AfterItHasBeenIdle) {
+    constexpr seconds IDLE(12); // it closes connections of socketmap after 10 seconds
+    for (const std::string door : {"socketmap", "tcp", "policy", "milter"}) {
+        const auto server = StartPostfix(door);
+        const auto session = server->Connect();
+        EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("55")) << door;
+        std::this_thread::sleep_for(IDLE);
+        EXPECT_THAT(ReplyTo(*session, "listed@bad.test"), StartsWith("55")) << door;
+        EXPECT_THAT(ReplyTo(*session, "none@bad.test"), StartsWith("250 ")) << door;
+    }
+}
+
+TEST_F(MailClients, ARequestThatTakesTooLongEndsItsConnection) {
+    const std::string address = "unix:" + m_dir.Path("socketmap");
+    Client idle(address), slow(address);
+    const auto start = LongClock::now();
+    slow.Send("500:socketmap ");
+    while (slow.Send("x") && !slow.HasInput(1000) && LongClock::now() - start < seconds(200)) {
+    }
+    EXPECT_EQ(slow.ReceiveAll(), "");
+    EXPECT_GT(LongClock::now() - start, seconds(95));
+    EXPECT_LT(LongClock::now() - start, seconds(150));
+    idle.Send("12:socketmap <>,");
+    EXPECT_EQ(idle.Receive(18), "14:OK null sender,");
 }
 
 } // namespace

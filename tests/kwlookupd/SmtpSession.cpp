@@ -5,6 +5,13 @@
 #include <stdexcept>
 #include <thread>
 
+namespace {
+
+/// In milliseconds. Postfix asks a policy service twice, for 100 seconds each.
+constexpr int MAX_REPLY_TIME = 300000;
+
+} // namespace
+
 SmtpSession::SmtpSession(int port) {
     constexpr std::chrono::minutes LIMIT(1);
     const auto end = std::chrono::steady_clock::now() + LIMIT;
@@ -56,9 +63,12 @@ std::string SmtpSession::ReadLine() {
     if (m_program)
         line = m_program->ReadLine();
     else
-        for (std::string byte = m_client->Receive(1); !byte.empty() && byte != "\n";
-             byte = m_client->Receive(1))
+        for (std::string byte = "-"; !byte.empty() && byte != "\n";) {
+            byte = m_client->Receive(1, MAX_REPLY_TIME);
             line += byte;
+        }
+    if (!line.empty() && line.back() == '\n')
+        line.pop_back();
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
     return line;
