@@ -17,7 +17,9 @@ import subprocess
 import sys
 from pathlib import Path
 
+# REUSE-IgnoreStart
 FIRST_LINE = "// SPDX-License-Identifier: MIT\n"
+# REUSE-IgnoreEnd
 FREE = ("tests", "bench", "fuzz", "examples")  # folders that may include everything
 FOLDERS = ("conf", "families", "host", "kwhost", "kwlog", "lookup", "objects", "plugins", "sql",
            "text", "tools") + FREE
