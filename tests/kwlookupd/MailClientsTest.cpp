@@ -260,6 +260,39 @@ TEST_F(MailClients, PostfixAsksAllDoors) {
     EXPECT_EQ(sender("milter@bad.test"), "550 5.7.1 50% by milter");
 }
 
+TEST_F(MailClients, PostfixTakesTheLongestResults) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start Postfix";
+    constexpr std::size_t LONGEST = 8192; // of a result for a policy service or a milter
+    for (const std::string list : {"policy", "milter"}) {
+        const std::string action = "REJECT " + std::string(LONGEST - 7, 'x');
+        m_dir.Write(list + ".list", list + "-longest@bad.test " + action + "\n" + list +
+                                        "-longer@bad.test " + action + "x\n");
+        ASSERT_EQ(m_daemon->Ctl({"reload", list}).status, 0);
+    }
+    m_dir.Write("socketmap.list", "longest@bad.test REJECT " + std::string(99997 - 7, 'x') +
+                                      "\nlonger@bad.test REJECT " + std::string(99998 - 7, 'x') +
+                                      "\n");
+    ASSERT_EQ(m_daemon->Ctl({"reload", "socketmap"}).status, 0);
+    const Postfix postfix(m_dir, "check_sender_access " + Socketmap("socketmap"));
+    const std::unique_ptr<SmtpSession> client = postfix.Connect();
+    const std::pair<const char*, const char*> cases[] = {
+        {"longest@bad.test", "554 5.7.1 <longest@bad.test>: Sender address rejected: xxx"},
+        {"longer@bad.test", "451 4.3.5 <longer@bad.test>: Sender address rejected: Server"},
+        {"milter-longest@bad.test", "550 5.7.1 xxx"},
+        {"milter-longer@bad.test", "451 4.3.5 Server configuration error"},
+        {"policy-longest@bad.test", "554 5.7.1 <a@example.test>: Recipient address rejected: xxx"},
+        {"policy-longer@bad.test", "450 4.3.0 <a@example.test>: Recipient address rejected: the "
+                                   "action cannot be sent"},
+        {"good@bad.test", "250 2.1.5 Ok"}};
+    for (const auto& [sender, expected] : cases) {
+        std::string reply = client->Mail(sender);
+        if (reply[0] == '2')
+            reply = client->Say("RCPT TO:<a@example.test>");
+        EXPECT_THAT(reply, StartsWith(expected)) << sender;
+    }
+}
+
 TEST_F(MailClients, PostfixDefersWhatCannotBeAsked) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can start Postfix";
