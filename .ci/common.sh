@@ -13,6 +13,9 @@ test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm 
     libclang-rt-14-dev libdb5.3-dev libgmock-dev libgtest-dev man-db mandoc openssl python3
     qemu-user reuse sqlite3 tinycdb xz-utils zsh)
 
+# To make packages and check them.
+package_packages=(apt-utils binutils debhelper dpkg-dev lintian mmdebstrap)
+
 jobs=$(nproc)
 log_dir=build/log
 
