@@ -4,6 +4,7 @@
 #include "ExitStatus.h"
 #include "lookup/KwFactory.h"
 #include "objects/KwObjectHolder.h"
+#include "tools/lists/Hints.h"
 #include "tools/lists/Plugin.h"
 #include "tools/lists/Report.h"
 
@@ -24,7 +25,10 @@ std::string Describe(const std::string& type) {
     } catch (...) {
         const std::string reason = CaughtReason();
         const std::string not_built = WhyNotBuilt(type);
-        return "not available: " + (not_built.empty() ? reason : "not built: " + not_built);
+        if (!not_built.empty())
+            return "not available: not built: " + not_built;
+        const std::string hint = HintForMissing(type);
+        return "not available: " + (hint.empty() ? reason : reason + "; " + hint);
     }
 }
 

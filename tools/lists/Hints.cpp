@@ -126,7 +126,15 @@ std::string HintForItem(const std::string& item) {
     const LookupCreator* const known = Factory::Instance().Lookup(type);
     if (!known)
         return HintForType(type, item);
-    return *known ? std::string() : HintForBar(type, params);
+    if (*known)
+        return std::string();
+    const std::string package = HintForMissing(type);
+    return package.empty() ? HintForBar(type, params) : package;
+}
+
+std::string HintForMissing(const std::string& type) {
+    const std::string package = MissingPackage(type);
+    return package.empty() ? package : "install the package " + package;
 }
 
 std::string HintForUnquotedList(const std::vector<std::string>& arguments) {

@@ -15,6 +15,9 @@ std::string CommandLine(const std::vector<std::string>& arguments);
 /// What to write in place of an item that could not be loaded; empty if that is not known.
 std::string HintForItem(const std::string& item);
 
+/// Which package to install because the plug-in of `type` is missing; empty if it is not.
+std::string HintForMissing(const std::string& type);
+
 /// The command line with quotes around a list that was split at blanks: each argument that ends in
 /// a comma is joined with the next one. Empty if there is none.
 std::string HintForUnquotedList(const std::vector<std::string>& arguments);

@@ -67,6 +67,9 @@ ItemList::ItemList(const std::string& list, const LogClass& log, const ListCheck
         item.failed |= TakeCollectedErrors();
         if (checks.hints && item.holder->Empty() && !hinted)
             hinted = PrintHint(HintForItem(item.text));
+        if (!checks.hints && item.holder->Empty())
+            if (const std::string hint = HintForMissing(item.GetType()); !hint.empty())
+                ReportNotice(log, hint);
         const std::size_t errors = warnings.GetErrorCount();
         if (warnings.IsWanted())
             CheckItem(item, checks, warnings, items);

@@ -4,6 +4,7 @@
 #include "conf/ConfParser.h"
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
+#include "objects/KwObjectHolder.h"
 #include "objects/PluginSection.h"
 #include "text/SharedLibrary.h"
 
@@ -61,6 +62,21 @@ std::string WhyNoTypeName(const std::string& type) {
 std::string WhyNotBuilt(const std::string& type) {
     const auto found = OwnTypes().find(type);
     return found == OwnTypes().end() ? std::string() : found->second;
+}
+
+std::string MissingPackage(const std::string& type) {
+    const std::string prefix = KWLOOKUP_PLUGIN_PACKAGES;
+    if (prefix.empty() || OwnTypes().count(type) == 0 || !WhyNotBuilt(type).empty())
+        return std::string();
+    try {
+        KwObjectHolder::CheckPlugin(type);
+    } catch (const std::exception& error) {
+        // The loader names another file if the plug-in lacks a library.
+        const std::string missing = " libkw_lookup_" + type + ".so: cannot open shared object file";
+        if (std::string(error.what()).find(missing) != std::string::npos)
+            return prefix + type;
+    }
+    return std::string();
 }
 
 std::string WhyNoLibrary(const std::string& type) {

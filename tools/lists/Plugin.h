@@ -21,6 +21,10 @@ std::string WhyNoTypeName(const std::string& type);
 /// Why the plug-in of `type` was not built with this tool; empty if it was built, or is not ours.
 std::string WhyNotBuilt(const std::string& type);
 
+/// The name of the package that has the plug-in of `type`, if the plug-in was built but its file is
+/// not there; empty otherwise, or if this tool is from no package.
+std::string MissingPackage(const std::string& type);
+
 /// Why the library that the plug-in of `type` opens at run time cannot be opened; empty if it can,
 /// or if the plug-in opens none. Opens it.
 std::string WhyNoLibrary(const std::string& type);
