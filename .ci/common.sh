@@ -14,7 +14,7 @@ test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm 
     qemu-user reuse sqlite3 tinycdb xz-utils zsh)
 
 # To make packages and check them.
-package_packages=(apt-utils binutils debhelper dpkg-dev lintian mmdebstrap)
+package_packages=(apt-utils autopkgtest binutils debhelper dpkg-dev lintian mmdebstrap)
 
 jobs=$(nproc)
 log_dir=build/log
