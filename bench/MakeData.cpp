@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Writes the data of the benchmarks, which are always the same: the list and the keys as lines, and
-// the list as a cdb file, a hash and a btree of Berkeley DB, an SQLite table, and a source for
-// postmap.
+// the list as a cdb file, a hash and a btree of Berkeley DB, an LMDB file, an SQLite table, and a
+// source for postmap.
 #include "bench/BenchData.h"
 
 #include <cdb.h>
@@ -9,6 +9,7 @@
 #include <db.h>
 #include <fcntl.h>
 #include <fstream>
+#include <lmdb.h>
 #include <sqlite3.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -69,6 +70,28 @@ void WriteBerkeley(const std::string& file, DBTYPE type, const std::vector<std::
         Fail("cannot write " + name);
 }
 
+void WriteLmdb(const std::vector<std::string>& list) {
+    const std::string name = DataFile("list.lmdb");
+    std::remove(name.c_str());
+    MDB_env* env = nullptr;
+    MDB_txn* transaction = nullptr;
+    MDB_dbi db = 0;
+    if (mdb_env_create(&env) != 0 || mdb_env_set_mapsize(env, std::size_t(1) << 30) != 0 ||
+        mdb_env_open(env, name.c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOLOCK, 0666) != 0 ||
+        mdb_txn_begin(env, nullptr, 0, &transaction) != 0 ||
+        mdb_dbi_open(transaction, nullptr, 0, &db) != 0)
+        Fail("cannot make " + name);
+    for (const std::string& text : list) {
+        MDB_val key{text.size(), const_cast<char*>(text.data())};
+        MDB_val value{2, const_cast<char*>("OK")};
+        if (mdb_put(transaction, db, &key, &value, 0) != 0)
+            Fail("cannot write " + name);
+    }
+    if (mdb_txn_commit(transaction) != 0)
+        Fail("cannot write " + name);
+    mdb_env_close(env);
+}
+
 void WriteSqlite(const std::vector<std::string>& list) {
     const std::string name = DataFile("list.sqlite");
     std::remove(name.c_str());
@@ -126,6 +149,7 @@ int main() {
     WriteCdb(list);
     WriteBerkeley("list.hash", DB_HASH, list);
     WriteBerkeley("list.btree", DB_BTREE, list);
+    WriteLmdb(list);
     WriteSqlite(list);
     std::printf("%zu addresses of %.1f bytes on average\n", list.size(),
                 static_cast<double>(bytes) / static_cast<double>(LIST_SIZE));

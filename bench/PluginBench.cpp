@@ -9,6 +9,7 @@
 #include <cdb.h>
 #include <db.h>
 #include <fcntl.h>
+#include <lmdb.h>
 #include <sqlite3.h>
 
 namespace {
@@ -55,6 +56,34 @@ private:
     DB* m_db = nullptr;
 };
 
+class Lmdb {
+public:
+    Lmdb() {
+        MDB_env* env = nullptr;
+        if (mdb_env_create(&env) != 0 ||
+            mdb_env_open(env, DataFile("list.lmdb").c_str(), MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK,
+                         0) != 0 ||
+            mdb_txn_begin(env, nullptr, MDB_RDONLY, &m_transaction) != 0 ||
+            mdb_dbi_open(m_transaction, nullptr, 0, &m_db) != 0)
+            Fail("cannot open " + DataFile("list.lmdb"));
+        mdb_txn_reset(m_transaction);
+    }
+    bool operator()(const std::string& text, std::string& result) const {
+        MDB_val key{text.size(), const_cast<char*>(text.data())};
+        MDB_val value{};
+        mdb_txn_renew(m_transaction);
+        const bool found = mdb_get(m_transaction, m_db, &key, &value) == 0;
+        if (found)
+            result.assign(static_cast<const char*>(value.mv_data), value.mv_size);
+        mdb_txn_reset(m_transaction);
+        return found;
+    }
+
+private:
+    MDB_txn* m_transaction = nullptr;
+    MDB_dbi m_db = 0;
+};
+
 class Sqlite {
 public:
     Sqlite() {
@@ -89,6 +118,8 @@ struct Variants {
     Berkeley hash{"list.hash"};
     PluginList btree_list{"berkeley:OnError=exception|Database=" + DataFile("list.btree") + "|$s"};
     Berkeley btree{"list.btree"};
+    PluginList lmdb_list{"lmdb:OnError=exception|Database=" + DataFile("list.lmdb") + "|$s"};
+    Lmdb lmdb;
     PluginList sqlite_list{"sqlite:OnError=exception|Database=" + DataFile("list.sqlite") +
                            "|select key from list where key = '$s'"};
     Sqlite sqlite;
@@ -130,6 +161,8 @@ BENCHMARK(Ask<&Variants::hash_list>)->Name("hash/kwlookup")->Arg(FEW)->Iteration
 BENCHMARK(Ask<&Variants::hash>)->Name("hash/bare")->Arg(FEW)->Iterations(1);
 BENCHMARK(Ask<&Variants::btree_list>)->Name("btree/kwlookup")->Arg(FEW)->Iterations(1);
 BENCHMARK(Ask<&Variants::btree>)->Name("btree/bare")->Arg(FEW)->Iterations(1);
+BENCHMARK(Ask<&Variants::lmdb_list>)->Name("lmdb/kwlookup")->Arg(FEW)->Iterations(1);
+BENCHMARK(Ask<&Variants::lmdb>)->Name("lmdb/bare")->Arg(FEW)->Iterations(1);
 BENCHMARK(Ask<&Variants::sqlite_list>)->Name("sqlite/kwlookup")->Arg(FEW)->Iterations(1);
 BENCHMARK(Ask<&Variants::sqlite>)->Name("sqlite/bare")->Arg(FEW)->Iterations(1);
 

@@ -237,6 +237,7 @@ int main(int argc, char** argv) {
     road("cdb", "cdb", 1.3);
     road("berkeley, a hash", "hash", 1.3);
     road("berkeley, a btree", "btree", 1.3);
+    road("lmdb", "lmdb", 1.1);
     road("sqlite", "sqlite", 1.1);
 
     Heading("one search in a server on this machine, us", "kwlookup", "bare");
@@ -255,6 +256,8 @@ int main(int argc, char** argv) {
     server("postgres");
     server("mysql");
     server("redis");
+    server("odbc");
+    server("firebird");
 
     Heading("100,000 rows into a table of SQLite, rows a second", "store", "import");
     const auto store = [&](const char* what, const std::string& name, Aim aim) {

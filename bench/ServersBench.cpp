@@ -6,17 +6,24 @@
 #include "bench/PluginList.h"
 #include "lookup/KwFactory.h"
 #include "lookup/KwIfLookup.h"
+#include "servers/FirebirdServer.h"
 #include "servers/MariaServer.h"
+#include "servers/OdbcDriver.h"
 #include "servers/PostgresServer.h"
 #include "servers/RedisServer.h"
 #include "servers/SlapdServer.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cstring>
 #include <hiredis/hiredis.h>
+#include <ibase.h>
 #include <ldap.h>
 #include <libpq-fe.h>
 #include <mysql.h>
+#include <sql.h>
+#include <sqlext.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,11 +65,13 @@ public:
                "select result from list where key = '$s'";
     }
 
+    int GetPort() const { return m_server.GetPort(); }
+
     class Loop {
     public:
         explicit Loop(const Postgres& service) {
             const std::string parameters =
-                "host=127.0.0.1 port=" + std::to_string(service.m_server.GetPort()) +
+                "host=127.0.0.1 port=" + std::to_string(service.GetPort()) +
                 " user=kw password=secret dbname=postgres";
             m_connection = ::PQconnectdb(parameters.c_str());
             ::PQclear(::PQprepare(m_connection, "s", "select result from list where key = $1", 1,
@@ -266,6 +275,170 @@ private:
     SlapdServer m_server{nullptr, "index objectClass,mail eq\n"};
 };
 
+/// PostgreSQL, through its driver.
+class Odbc {
+public:
+    std::string Item(const std::string& settings) const {
+        return "odbc:OnError=exception|Connection=" + GetConnection() +
+               "|User=kw|Password=secret|" + settings + "select result from list where key = '$s'";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Odbc& service) {
+            std::string connection = service.GetConnection() + ";UID=kw;PWD=secret";
+            std::string statement = "select result from list where key = ?";
+            ::SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &m_environment);
+            ::SQLSetEnvAttr(m_environment, SQL_ATTR_ODBC_VERSION,
+                            reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+            ::SQLAllocHandle(SQL_HANDLE_DBC, m_environment, &m_connection);
+            if (!SQL_SUCCEEDED(::SQLDriverConnect(m_connection, nullptr, Text(connection), SQL_NTS,
+                                                  nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT)) ||
+                !SQL_SUCCEEDED(::SQLAllocHandle(SQL_HANDLE_STMT, m_connection, &m_statement)) ||
+                !SQL_SUCCEEDED(::SQLPrepare(m_statement, Text(statement), SQL_NTS)))
+                Fail("cannot connect through ODBC");
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() {
+            ::SQLFreeHandle(SQL_HANDLE_STMT, m_statement);
+            ::SQLDisconnect(m_connection);
+            ::SQLFreeHandle(SQL_HANDLE_DBC, m_connection);
+            ::SQLFreeHandle(SQL_HANDLE_ENV, m_environment);
+        }
+
+        bool operator()(std::string key, std::string& result) const {
+            auto length = static_cast<SQLLEN>(key.size());
+            ::SQLBindParameter(m_statement, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, key.size(),
+                               0, Text(key), length, &length);
+            ::SQLExecute(m_statement);
+            bool found = false;
+            while (SQL_SUCCEEDED(::SQLFetch(m_statement))) {
+                char text[256];
+                ::SQLGetData(m_statement, 1, SQL_C_CHAR, text, sizeof(text), &length);
+                result.append(text, static_cast<std::size_t>(length));
+                found = true;
+            }
+            ::SQLFreeStmt(m_statement, SQL_CLOSE);
+            return found;
+        }
+
+    private:
+        static SQLCHAR* Text(std::string& text) { return reinterpret_cast<SQLCHAR*>(text.data()); }
+
+        SQLHANDLE m_environment = SQL_NULL_HANDLE;
+        SQLHANDLE m_connection = SQL_NULL_HANDLE;
+        SQLHANDLE m_statement = SQL_NULL_HANDLE;
+    };
+
+private:
+    std::string GetConnection() const {
+        return "Driver=" + OdbcDriver("psqlodbcw.so") +
+               ";Servername=127.0.0.1;Port=" + std::to_string(m_server.GetPort()) +
+               ";Database=postgres";
+    }
+
+    Postgres m_server;
+};
+
+class Firebird {
+public:
+    Firebird() {
+        m_server.Execute(
+            "create user kw password 'secret';\n"
+            "create table list (name varchar(64) character set utf8 primary key,\n"
+            "  result varchar(64) character set utf8);\n"
+            "grant select on list to kw;\ncommit;\n"
+            "set term ^;\nexecute block as declare i int = 0; begin while (i < " +
+            std::to_string(RECORDS) +
+            ") do begin\n"
+            "insert into list values ('user' || :i || '@mail.example.org', 'result' || :i);\n"
+            "i = i + 1; end end^\nset term ;^\n");
+    }
+
+    std::string Item(const std::string& settings) const {
+        return "firebird:OnError=exception|Hosts=" + m_server.GetHost() +
+               "|User=kw|Password=secret|Database=test|" + settings +
+               "select result from list where name = '$s'";
+    }
+
+    class Loop {
+    public:
+        explicit Loop(const Firebird& service) {
+            static constexpr char LOGIN[] = "\1\34\2kw\35\6secret\60\4UTF8";
+            static_assert(isc_dpb_version1 == 1 && isc_dpb_user_name == 034 &&
+                          isc_dpb_password == 035 && isc_dpb_lc_ctype == 060);
+            static constexpr char OPTIONS[] = {isc_tpb_version3, isc_tpb_read,
+                                               isc_tpb_read_committed, isc_tpb_rec_version};
+            const std::string name =
+                "127.0.0.1/" + std::to_string(service.m_server.GetPort()) + ":test";
+            m_parameters.version = m_row.version = SQLDA_VERSION1;
+            m_parameters.sqln = m_row.sqln = 1;
+            ::isc_attach_database(m_status, 0, name.c_str(), &m_attachment, sizeof(LOGIN) - 1,
+                                  LOGIN);
+            Check();
+            ::isc_start_transaction(m_status, &m_transaction, 1, &m_attachment, sizeof(OPTIONS),
+                                    OPTIONS);
+            ::isc_dsql_allocate_statement(m_status, &m_attachment, &m_statement);
+            ::isc_dsql_prepare(m_status, &m_transaction, &m_statement, 0,
+                               "select result from list where name = ?", SQL_DIALECT_V6, &m_row);
+            ::isc_dsql_describe_bind(m_status, &m_statement, SQLDA_VERSION1, &m_parameters);
+            Check();
+            m_parameters.sqlvar[0].sqldata = m_key;
+            m_parameters.sqlvar[0].sqlind = m_row.sqlvar[0].sqlind = &m_null;
+            m_row.sqlvar[0].sqldata = m_result;
+        }
+        Loop(const Loop&) = delete;
+        Loop& operator=(const Loop&) = delete;
+        ~Loop() {
+            ::isc_dsql_free_statement(m_status, &m_statement, DSQL_drop);
+            ::isc_rollback_transaction(m_status, &m_transaction);
+            ::isc_detach_database(m_status, &m_attachment);
+        }
+
+        bool operator()(const std::string& key, std::string& result) {
+            Put(m_key, key);
+            ::isc_dsql_execute(m_status, &m_transaction, &m_statement, SQLDA_VERSION1,
+                               &m_parameters);
+            bool found = false;
+            while (::isc_dsql_fetch(m_status, &m_statement, SQLDA_VERSION1, &m_row) == 0) {
+                ISC_USHORT length = 0;
+                std::memcpy(&length, m_result, sizeof(length));
+                result.append(m_result + sizeof(length), length);
+                found = true;
+            }
+            ::isc_dsql_free_statement(m_status, &m_statement, DSQL_close);
+            return found;
+        }
+
+    private:
+        void Check() const {
+            if (m_status[0] == 1 && m_status[1] != 0)
+                ::Fail("Firebird fails: " + std::to_string(m_status[1]));
+        }
+
+        /// As SQL_VARYING has a text: behind its length.
+        static void Put(char* place, const std::string& text) {
+            const auto length = static_cast<ISC_USHORT>(text.size());
+            std::memcpy(place, &length, sizeof(length));
+            std::copy(text.begin(), text.end(), place + sizeof(length));
+        }
+
+        ISC_STATUS_ARRAY m_status{};
+        isc_db_handle m_attachment = 0;
+        isc_tr_handle m_transaction = 0;
+        isc_stmt_handle m_statement = 0;
+        XSQLDA m_parameters{}; // has room for one value
+        XSQLDA m_row{};
+        char m_key[512];
+        char m_result[512];
+        short m_null = 0;
+    };
+
+private:
+    FirebirdServer m_server;
+};
+
 template <typename Service>
 const Service& TheService() {
     static const Service service;
@@ -274,7 +447,7 @@ const Service& TheService() {
 
 /// Search for keys of which every second one exists, and check every answer.
 template <typename Search>
-void Ask(benchmark::State& state, const Search& search) {
+void Ask(benchmark::State& state, Search&& search) {
     std::size_t wrong = 0;
     std::string result;
     const std::vector<std::string>& keys = Keys();
@@ -339,6 +512,8 @@ int main(int argc, char** argv) {
     Register<Postgres>("postgres");
     Register<Mysql>("mysql");
     Register<Redis>("redis");
+    Register<Odbc>("odbc");
+    Register<Firebird>("firebird");
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
