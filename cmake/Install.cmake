@@ -34,6 +34,7 @@ kwlookup_public_headers(kwlookup
   lookup/KwLookupFinder.h
   lookup/KwLookupHolder.h
   lookup/KwStorageHolder.h
+  lookup/PluginFigures.h
   lookup/PluginVersion.h
   lookup/builtin/KwDomainsLookup.h
   lookup/builtin/KwFileLookup.h

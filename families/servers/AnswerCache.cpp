@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "families/servers/AnswerCache.h"
 
+#include "families/servers/ServerReport.h"
+
 #include <iterator>
 #include <new>
 #include <stdexcept>
@@ -34,8 +36,10 @@ AnswerCache::AnswerPtr AnswerCache::Begin(Turn& turn, Deadline deadline) {
     if (!m_index.empty()) {
         const auto now = Deadline::Clock::now();
         const Kept* const kept = Find(turn.question, now);
-        if (kept && kept->fresh_until > now)
+        if (kept && kept->fresh_until > now) {
+            ServerReport::Count(ServerReport::Origin::Cache);
             return kept->answer;
+        }
     }
     const auto [asking, is_first] = m_turns.insert(turn);
     if (is_first)
@@ -47,10 +51,12 @@ AnswerCache::AnswerPtr AnswerCache::Begin(Turn& turn, Deadline deadline) {
         throw ServerFault("the same question, asked before, is not answered in time");
     if (!flight->answer)
         throw std::runtime_error(flight->error);
+    ServerReport::Count(ServerReport::Origin::Joined);
     return flight->answer;
 }
 
 AnswerCache::AnswerPtr AnswerCache::Finish(Turn& turn, const AnswerPtr& answer) {
+    ServerReport::Count(ServerReport::Origin::Server);
     const std::lock_guard<std::mutex> lock(m_lock);
     Land(turn, answer, "");
     try {
@@ -66,8 +72,10 @@ AnswerCache::AnswerPtr AnswerCache::StandIn(Turn& turn, const char* reason) {
     const Kept* const kept = Find(turn.question, Deadline::Clock::now());
     AnswerPtr stale = kept ? kept->answer : nullptr;
     Land(turn, stale, reason);
-    if (stale)
+    if (stale) {
+        ServerReport::Count(ServerReport::Origin::Stale);
         m_stale_reason = reason;
+    }
     return stale;
 }
 

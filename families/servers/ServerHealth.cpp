@@ -80,4 +80,12 @@ void ServerHealth::Failed(std::size_t server, const std::string& reason) {
     state.retry_at = m_retry_at = now + m_retry_interval;
 }
 
+std::optional<Deadline::Clock::time_point> ServerHealth::GetFailure(std::size_t server) {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const State& state = m_states[server];
+    if (!state.failed)
+        return std::nullopt;
+    return state.failed_at;
+}
+
 } // namespace kwlookup

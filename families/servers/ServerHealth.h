@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,9 @@ public:
 
     /// `reason` names the server.
     void Failed(std::size_t server, const std::string& reason);
+
+    /// When the server failed, unless it has worked since.
+    std::optional<Deadline::Clock::time_point> GetFailure(std::size_t server);
 
 private:
     struct State {

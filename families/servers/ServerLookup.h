@@ -4,6 +4,7 @@
 #include "families/servers/AnswerCache.h"
 #include "families/servers/Deadline.h"
 #include "families/servers/PerProcess.h"
+#include "families/servers/ServerReport.h"
 #include "families/servers/ServerSettings.h"
 #include "families/servers/SharedByKey.h"
 #include "host/LogText.h"
@@ -82,6 +83,7 @@ protected:
 
     static std::shared_ptr<PerProcess<Source>>
     SharedSource(const std::shared_ptr<const ServerSettings>& settings) {
+        ServerReport::Begin(Config::NAME);
         return Shared<Source>(settings->GetKey(),
                               [settings] { return std::make_shared<Source>(settings); });
     }

@@ -7,6 +7,7 @@
 #include "families/servers/ServerFault.h"
 #include "families/servers/ServerHealth.h"
 #include "families/servers/ServerPool.h"
+#include "families/servers/ServerReport.h"
 #include "families/servers/ServerSettings.h"
 
 #include <chrono>
@@ -25,7 +26,8 @@ template <typename Connection>
 class ServerSet {
 public:
     explicit ServerSet(const std::shared_ptr<const ServerSettings>& settings)
-        : m_health(settings->servers.size(), settings->random, settings->retry_interval) {
+        : m_health(settings->servers.size(), settings->random, settings->retry_interval),
+          m_report(m_health, NamesOf(settings->servers)) {
         for (const Server& server : settings->servers)
             m_pools.push_back(std::make_shared<ServerPool<Connection>>(server, settings));
     }
@@ -66,6 +68,13 @@ public:
     }
 
 private:
+    static std::vector<std::string> NamesOf(const std::vector<Server>& servers) {
+        std::vector<std::string> names;
+        for (const Server& server : servers)
+            names.push_back(server.GetName());
+        return names;
+    }
+
     template <typename Call>
     void Use(Deadline deadline, Call&& call) {
         std::string reasons;
@@ -97,6 +106,7 @@ private:
     }
 
     ServerHealth m_health;
+    ServerReport m_report;
     std::vector<std::shared_ptr<ServerPool<Connection>>> m_pools;
 };
 

@@ -34,6 +34,7 @@ public:
     const std::vector<kwlookup::DoorConfig>& GetDoors() const override { return m_doors; }
     std::vector<kwlookup::ListState> GetLists() const override { return lists; }
     const kwlookup::Metrics& GetMetrics() const override { return m_metrics; }
+    kwlookup::PluginStates GetPlugins() const override { return plugins; }
     std::time_t GetTime() const override { return NOW; }
     std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const override {
         return lists.at(list).loaded ? std::make_shared<WholeList>(whole) : nullptr;
@@ -43,6 +44,7 @@ public:
 
     std::vector<kwlookup::ListState> lists;
     WholeList whole;
+    kwlookup::PluginStates plugins;
 
 private:
     static std::vector<kwlookup::DoorConfig> MakeDoors(const std::string& first) {

@@ -119,6 +119,20 @@ TEST(Metrics, TellsTheStateOfLists) {
                 HasSubstr(R"(kwlookupd_list_age_seconds{list="blocked"} 0)"));
 }
 
+TEST(Metrics, TellsTheStateOfServers) {
+    const Metrics metrics = MakeMetrics(1);
+    PluginStates plugins;
+    plugins.servers = {{"redis", "db1:6379", true}, {"redis", "db2:6379", false}};
+    plugins.answers = {{"redis", "cache", 7}};
+    const std::string text = metrics.ToPrometheus({}, 0, plugins);
+    for (const char* line : {
+             R"(kwlookupd_server_up{type="redis",server="db1:6379"} 1)",
+             R"(kwlookupd_server_up{type="redis",server="db2:6379"} 0)",
+             R"(kwlookupd_plugin_answers_total{type="redis",origin="cache"} 7)",
+         })
+        EXPECT_THAT(text, HasSubstr(std::string(line) + "\n"));
+}
+
 TEST(Metrics, SamplesHoldWhatWasCountedSinceTheLast) {
     Metrics metrics = MakeMetrics(2);
     const auto start = std::chrono::steady_clock::now();
@@ -233,7 +247,10 @@ TEST(Metrics, PrometheusReadsTheText) {
     state.name = HOSTILE;
     state.loaded = true;
     state.fault = HOSTILE;
-    const std::string text = metrics.ToPrometheus({state}, 1'700'000'000);
+    PluginStates plugins;
+    plugins.servers = {{HOSTILE, HOSTILE, false}, {HOSTILE, "b", true}};
+    plugins.answers = {{HOSTILE, "server", 1}, {HOSTILE, "cache", 2}};
+    const std::string text = metrics.ToPrometheus({state}, 1'700'000'000, plugins);
     EXPECT_THAT(text, HasSubstr("list=\"a\\\\b\\\"c\\nd{}\xef\xbf\xbd\xe2\x82\xac</x>\x01\""));
     const ProgramResult result = RunProgram({PROMTOOL, "check", "metrics"}, text);
     EXPECT_EQ(result.status, 0) << result.err << text;

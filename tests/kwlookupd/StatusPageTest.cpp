@@ -19,7 +19,7 @@ using testing::Not;
 namespace {
 
 StatusPage MakePage(const ConstantView& view) {
-    return {view.GetDoors(), view.GetLists(), view.GetMetrics(), view.GetTime()};
+    return {view.GetDoors(), view.GetLists(), view.GetMetrics(), view.GetTime(), view.GetPlugins()};
 }
 
 std::size_t Count(const std::string& text, const std::string& part) {
@@ -97,6 +97,23 @@ TEST(StatusPage, IsWholeBeforeAnythingHappened) {
     EXPECT_THAT(html, HasSubstr("within <b>\u2013</b>"));
     EXPECT_EQ(Count(html, "<svg"), 2U);
     EXPECT_EQ(Count(html, "NaN") + Count(html, "nan") + Count(html, "inf"), 0U);
+}
+
+TEST(StatusPage, TellsServersOfPlugins) {
+    ConstantView view;
+    EXPECT_THAT(MakePage(view).ToHtml(), Not(HasSubstr("Servers of plug-ins")));
+    view.plugins.servers = {{"ldap", "ldap.corp.lan:389", true}, {"redis", "<b>", false}};
+    view.plugins.answers = {{"ldap", "server", 1234}, {"ldap", "cache", 5}, {"redis", "server", 0}};
+    const std::string html = MakePage(view).ToHtml();
+    for (const char* part : {
+             "<code>ldap</code></th><td data-label=\"Server\"><code>ldap.corp.lan:389</code></td>"
+             "<td data-label=\"State\">up</td>",
+             "<code>&lt;b&gt;</code></td><td data-label=\"State\"><span "
+             "class=\"bad\">failed</span>",
+             "<p>Answers of <code>ldap</code>: server 1,234, cache 5</p>",
+             "<p>Answers of <code>redis</code>: server 0</p>",
+         })
+        EXPECT_THAT(html, HasSubstr(part));
 }
 
 TEST(StatusPage, ShowsWhichItemAnswered) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/LiveView.h"
 
+#include "lookup/PluginFigures.h"
 #include "text/LocaleBytes.h"
 
 #include <cinttypes>
@@ -50,6 +51,17 @@ std::vector<ListState> LiveView::GetLists() const {
     std::vector<ListState> states;
     for (std::size_t i = 0; i < m_lists.GetCount(); ++i)
         states.push_back(m_lists.GetState(i));
+    return states;
+}
+
+PluginStates LiveView::GetPlugins() const {
+    PluginStates states;
+    for (const PluginFigures::Figure& figure : PluginFigures::GetAll()) {
+        if (figure.name == "server_up")
+            states.servers.push_back({figure.type, figure.label, figure.value != 0});
+        else if (figure.name == "answers")
+            states.answers.push_back({figure.type, figure.label, figure.value});
+    }
     return states;
 }
 

@@ -17,6 +17,7 @@ public:
     const std::vector<DoorConfig>& GetDoors() const override { return m_doors; }
     std::vector<ListState> GetLists() const override;
     const Metrics& GetMetrics() const override { return m_metrics; }
+    PluginStates GetPlugins() const override;
     std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const override;
 
     Metrics& GetMetrics() { return m_metrics; }

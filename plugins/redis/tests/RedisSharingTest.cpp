@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Several items and searches that share servers, connections and kept answers.
+#include "lookup/PluginFigures.h"
 #include "plugins/redis/tests/RedisSupport.h"
 
 #include <netinet/in.h>
@@ -41,6 +42,34 @@ TEST_F(RedisSharingTest, AListCanBeLoadedWhileItsServerIsDown) {
     EXPECT_EQ(SearchError(patient), Refused()); // not asked again yet
     EXPECT_TRUE(Eventually([&] { return SearchError(holder).empty(); }));
     ExpectFound(holder);
+}
+
+TEST_F(RedisSharingTest, ThePlugInReportsItsServers) {
+    const auto get = [](const std::string& name, const std::string& label) {
+        for (const PluginFigures::Figure& figure : PluginFigures::GetAll())
+            if (figure.type == "redis" && figure.name == name && figure.label == label)
+                return static_cast<long>(figure.value);
+        return -1L;
+    };
+    const auto up = [&] { return get("server_up", m_server.GetHost()); };
+    EXPECT_EQ(up(), -1);
+    {
+        KwLookupHolder holder(m_log);
+        holder.Init(Item(m_server.GetHost(), "RetryInterval=1|CacheTime=1h|GET $s"));
+        const long asked = get("answers", "server"), kept = get("answers", "cache");
+        ExpectFound(holder);
+        EXPECT_EQ(up(), 1);
+        EXPECT_EQ(get("answers", "server"), asked + 1);
+        m_server.Kill();
+        ExpectFound(holder);
+        EXPECT_EQ(get("answers", "cache"), kept + 1);
+        EXPECT_EQ(up(), 1); // it has not been asked
+        KwLookupHolder other(m_log);
+        other.Init(Item(m_server.GetHost(), "RetryInterval=1|CacheTime=1h|GET other-$s"));
+        EXPECT_NE(SearchError(other), "");
+        EXPECT_EQ(up(), 0);
+    }
+    EXPECT_EQ(up(), -1);
 }
 
 TEST_F(RedisSharingTest, AStoppedServerCostsOneSearchItsTime) {

@@ -4,6 +4,7 @@
 #include "tools/kwlookupd/doors/DoorConfig.h"
 #include "tools/kwlookupd/status/ListState.h"
 #include "tools/kwlookupd/status/Metrics.h"
+#include "tools/kwlookupd/status/PluginStates.h"
 
 #include <cstddef>
 #include <ctime>
@@ -32,6 +33,8 @@ public:
     /// Returns the state of all lists, by number.
     virtual std::vector<ListState> GetLists() const = 0;
     virtual const Metrics& GetMetrics() const = 0;
+    /// Returns what the plug-ins report.
+    virtual PluginStates GetPlugins() const = 0;
     /// Returns the current time.
     virtual std::time_t GetTime() const { return std::time(nullptr); }
     /// Returns the list with this number; null if it is not loaded. Clients that are sent the same

@@ -357,7 +357,8 @@ Session::Step HttpSession::Serve(Query& query, Output& output) {
         const DaemonView& view = m_door.GetView();
         Response response;
         response.type = "text/plain; version=0.0.4; charset=utf-8";
-        response.body = view.GetMetrics().ToPrometheus(view.GetLists(), view.GetTime());
+        response.body =
+            view.GetMetrics().ToPrometheus(view.GetLists(), view.GetTime(), view.GetPlugins());
         return Respond(response, output);
     }
     if (path.size() == 1)
@@ -418,7 +419,8 @@ Session::Step HttpSession::ServePage(Query& query, Output& output) {
 
 HttpSession::Response HttpSession::MakePage(const Reply* reply) const {
     const DaemonView& view = m_door.GetView();
-    StatusPage page(view.GetDoors(), view.GetLists(), view.GetMetrics(), view.GetTime());
+    StatusPage page(view.GetDoors(), view.GetLists(), view.GetMetrics(), view.GetTime(),
+                    view.GetPlugins());
     for (const DoorConfig::List& list : m_door.GetConfig().lists)
         page.Offer(list.name);
     const std::string* name = m_request->target.Find("list");

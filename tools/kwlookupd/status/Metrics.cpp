@@ -229,7 +229,8 @@ Metrics::Histogram Metrics::GetLatencies(std::size_t door) const {
     return latencies;
 }
 
-std::string Metrics::ToPrometheus(const std::vector<ListState>& lists, std::time_t now) const {
+std::string Metrics::ToPrometheus(const std::vector<ListState>& lists, std::time_t now,
+                                  const PluginStates& plugins) const {
     Exposition text;
     text.Family("kwlookupd_requests_total", "counter",
                 "Requests by door, by the list that answered, and by outcome.");
@@ -290,6 +291,17 @@ std::string Metrics::ToPrometheus(const std::vector<ListState>& lists, std::time
         for (std::size_t result = 0; result < RESULTS; ++result)
             text.Line(Label("list", m_lists[i]) + "," + Label("result", RESULT_NAMES[result]),
                       m_reloads[i][result].load());
+
+    text.Family("kwlookupd_server_up", "gauge",
+                "0 if the server failed when a plug-in asked it last, else 1.");
+    for (const PluginStates::Server& server : plugins.servers)
+        text.Line(Label("type", server.type) + "," + Label("server", server.name),
+                  std::uint64_t{server.up});
+    text.Family("kwlookupd_plugin_answers_total", "counter",
+                "Answers of plug-ins that ask servers, by where they came from.");
+    for (const PluginStates::Answers& answers : plugins.answers)
+        text.Line(Label("type", answers.type) + "," + Label("origin", answers.origin),
+                  answers.count);
     return text.Take();
 }
 

@@ -4,6 +4,7 @@
 #include "tools/kwlookupd/doors/DoorConfig.h"
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/status/ListState.h"
+#include "tools/kwlookupd/status/PluginStates.h"
 
 #include <array>
 #include <atomic>
@@ -92,7 +93,8 @@ public:
 
     /// Returns all in the text format of Prometheus. `lists` has the state of each list, `now` is
     /// the time from which ages count.
-    std::string ToPrometheus(const std::vector<ListState>& lists, std::time_t now) const;
+    std::string ToPrometheus(const std::vector<ListState>& lists, std::time_t now,
+                             const PluginStates& plugins = {}) const;
 
 private:
     static constexpr std::size_t OUTCOMES = 3;

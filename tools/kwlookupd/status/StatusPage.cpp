@@ -108,7 +108,7 @@ async function load(url, ids) {
 async function renew() {
   if (document.hidden) return;
   try {
-    await load("./", ["summary", "lists", "doors"]);
+    await load("./", ["summary", "lists", "servers", "doors"]);
     state.textContent = "live";
     state.className = "good";
   } catch (error) {
@@ -312,12 +312,13 @@ std::string LatencyChart(const std::vector<Metrics::Sample>& history, std::size_
 } // namespace
 
 StatusPage::StatusPage(const std::vector<DoorConfig>& doors, std::vector<ListState> lists,
-                       const Metrics& metrics, std::time_t now)
-    : m_doors(doors), m_lists(std::move(lists)), m_metrics(metrics), m_now(now) {}
+                       const Metrics& metrics, std::time_t now, PluginStates plugins)
+    : m_doors(doors), m_lists(std::move(lists)), m_metrics(metrics), m_now(now),
+      m_plugins(std::move(plugins)) {}
 
 const char* StatusPage::GetSecurityPolicy() {
     return "default-src 'none'; style-src 'sha256-xtrdlrG+PePShJjxfdGrp4MwGVBVYPJ7O9ZUT3KZLjo='; "
-           "script-src 'sha256-8iAc3ziMpfoby8ApiOsSX7Q/zTXCDGkHwzW7IVLQUcM='; "
+           "script-src 'sha256-UKerzFPpuzi0kkULW/OUJV/kzEzzcPemnhsuCDYhEKs='; "
            "connect-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
            "frame-ancestors 'none'";
 }
@@ -423,6 +424,29 @@ std::string StatusPage::MakeLists(const std::vector<Metrics::Sample>& history) c
     return html + "</tbody></table>\n";
 }
 
+std::string StatusPage::MakeServers() const {
+    if (m_plugins.servers.empty())
+        return std::string();
+    std::string html = "<h2>Servers of plug-ins</h2>\n<section class=\"card\"><table><thead><tr>"
+                       "<th>Type</th><th>Server</th><th>State</th></tr></thead>\n<tbody>\n";
+    for (const PluginStates::Server& server : m_plugins.servers)
+        html += "<tr><th scope=\"row\">" + Code(server.type) + "</th>" +
+                "<td data-label=\"Server\">" + Code(server.name) +
+                "</td><td data-label=\"State\">" +
+                (server.up ? "up" : "<span class=\"bad\">failed</span>") + "</td></tr>\n";
+    html += "</tbody></table>\n";
+    std::string type;
+    for (const PluginStates::Answers& answers : m_plugins.answers) {
+        html += (answers.type == type ? ", "
+                 : type.empty()       ? "<p>"
+                                      : "</p>\n<p>") +
+                (answers.type == type ? std::string() : "Answers of " + Code(answers.type) + ": ") +
+                EscapeHtml(answers.origin) + " " + Number(answers.count);
+        type = answers.type;
+    }
+    return html + (type.empty() ? "" : "</p>\n") + "</section>\n";
+}
+
 std::string StatusPage::MakeDoors(const std::vector<Metrics::Sample>& history) const {
     std::string html;
     for (std::size_t i = 0; i < m_doors.size(); ++i) {
@@ -453,10 +477,9 @@ std::string StatusPage::ToHtml() const {
            "</p>\n<p><span id=\"state\" class=\"soft\"></span></p></header>\n"
            "<h2>Ask a list</h2>\n<section class=\"card\">\n" +
            MakeForm() + "</section>\n<h2>Lists</h2>\n<section class=\"card\" id=\"lists\">" +
-           MakeLists(history) +
-           "</section>\n<h2>Doors</h2>\n<section class=\"doors\" id=\"doors\">" +
-           MakeDoors(history) + "</section>\n</main>\n<script>" + SCRIPT +
-           "</script>\n</body>\n</html>\n";
+           MakeLists(history) + "</section>\n<div id=\"servers\">" + MakeServers() +
+           "</div>\n<h2>Doors</h2>\n<section class=\"doors\" id=\"doors\">" + MakeDoors(history) +
+           "</section>\n</main>\n<script>" + SCRIPT + "</script>\n</body>\n</html>\n";
 }
 
 } // namespace kwlookup

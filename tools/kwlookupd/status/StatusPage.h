@@ -5,6 +5,7 @@
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/status/ListState.h"
 #include "tools/kwlookupd/status/Metrics.h"
+#include "tools/kwlookupd/status/PluginStates.h"
 
 #include <ctime>
 #include <string>
@@ -20,7 +21,7 @@ class StatusPage {
 public:
     /// Keeps references to `doors` and `metrics`. `now` is the time of the page.
     StatusPage(const std::vector<DoorConfig>& doors, std::vector<ListState> lists,
-               const Metrics& metrics, std::time_t now);
+               const Metrics& metrics, std::time_t now, PluginStates plugins);
 
     /// Offers a list in the form.
     void Offer(const std::string& list) { m_offered.push_back(list); }
@@ -37,12 +38,14 @@ private:
     std::string MakeSummary(const std::vector<Metrics::Sample>& history) const;
     std::string MakeForm() const;
     std::string MakeLists(const std::vector<Metrics::Sample>& history) const;
+    std::string MakeServers() const;
     std::string MakeDoors(const std::vector<Metrics::Sample>& history) const;
 
     const std::vector<DoorConfig>& m_doors;
     const std::vector<ListState> m_lists;
     const Metrics& m_metrics;
     const std::time_t m_now;
+    const PluginStates m_plugins;
     std::vector<std::string> m_offered;
     std::string m_list;   ///< chosen in the form
     std::string m_text;   ///< written in the form

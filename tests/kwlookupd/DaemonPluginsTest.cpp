@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// The daemon with a plug-in whose server refuses connections.
+#include "kwlookupd/Client.h"
+#include "kwlookupd/Daemon.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+using testing::HasSubstr;
+
+namespace {
+
+class DaemonPluginsTest : public testing::Test {
+protected:
+    static std::string Config(const std::string& settings = "") {
+        return "[list blocked]\nObjects = redis:GET $s\nSearch = exact\n"
+               "[door maps]\nProtocol = socketmap\nAddress = unix:@/maps\n"
+               "[door web]\nProtocol = http\nAddress = unix:@/web\n"
+               "[lookup_redis]\nHosts = 127.0.0.1:1\nOnError = exception\n" +
+               settings;
+    }
+
+    std::string Ask(const std::string& text) const {
+        return Daemon::Ask("unix:" + m_dir.Path("maps"), "blocked", text);
+    }
+
+    std::string Get(const std::string& path) const {
+        Client client("unix:" + m_dir.Path("web"));
+        client.Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+        return client.ReceiveAll();
+    }
+
+    const TempDir m_dir;
+    const Daemon m_daemon{m_dir, Config()};
+};
+
+} // namespace
+
+TEST_F(DaemonPluginsTest, TellsServersThatFailed) {
+    EXPECT_THAT(Get("/metrics"),
+                HasSubstr("kwlookupd_plugin_answers_total{type=\"redis\",origin=\"cache\"} 0\n"));
+    EXPECT_THAT(Ask("a@b.example"), HasSubstr("TEMP "));
+    EXPECT_THAT(Get("/metrics"),
+                HasSubstr("kwlookupd_server_up{type=\"redis\",server=\"127.0.0.1:1\"} 0\n"));
+    EXPECT_THAT(Get("/"), HasSubstr("<code>127.0.0.1:1</code>"));
+}
