@@ -46,3 +46,12 @@ TEST_F(DaemonPluginsTest, TellsServersThatFailed) {
                 HasSubstr("kwlookupd_server_up{type=\"redis\",server=\"127.0.0.1:1\"} 0\n"));
     EXPECT_THAT(Get("/"), HasSubstr("<code>127.0.0.1:1</code>"));
 }
+
+TEST_F(DaemonPluginsTest, LogsAFaultOnceAMinute) {
+    for (int i = 0; i < 5; ++i)
+        EXPECT_THAT(Ask("user-" + std::to_string(i) + "@b.example"), HasSubstr("TEMP "));
+    const std::string log = m_daemon.GetLog();
+    EXPECT_THAT(log, HasSubstr("user-0@b.example"));
+    EXPECT_THAT(log, HasSubstr("Connection refused"));
+    EXPECT_THAT(log, testing::Not(HasSubstr("user-1@b.example")));
+}

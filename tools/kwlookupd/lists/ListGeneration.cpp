@@ -230,12 +230,13 @@ private:
         const bool over = FindIn(entry, text, finder, flags, named);
         const auto time = std::chrono::steady_clock::now() - start;
         if (time > m_list.m_settings.slow_time)
-            ReportWarning(
-                m_list.m_log,
-                About(entry, text) + " took " +
-                    std::to_string(
-                        std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
-                    " ms");
+            if (const auto left_out = entry.slow_answers->Count())
+                ReportWarning(
+                    m_list.m_log,
+                    About(entry, text) + " took " +
+                        std::to_string(
+                            std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
+                        " ms" + AndOthers(*left_out));
         return over;
     }
 
@@ -259,10 +260,18 @@ private:
         } catch (...) { // a plug-in may throw anything
             reply.outcome = Outcome::Unavailable;
             reply.text = "the list cannot be asked now";
-            ReportError(m_list.m_log,
-                        About(entry, text) + " could not be answered: " + CaughtReason());
+            if (const auto left_out = entry.faults->Count())
+                ReportError(m_list.m_log, About(entry, text) + " could not be answered: " +
+                                              CaughtReason() + AndOthers(*left_out));
         }
         return true;
+    }
+
+    /// Returns the end of a message that stands for others, too.
+    static std::string AndOthers(std::uint64_t left_out) {
+        return left_out == 0
+                   ? std::string()
+                   : " (and " + std::to_string(left_out) + " more since the last such line)";
     }
 
     /// Returns the beginning of a message about one question.
@@ -296,7 +305,8 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
         const bool may_wait =
             is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
         m_may_wait |= may_wait;
-        m_entries.push_back({&item, is_plugin, walks, may_wait});
+        m_entries.push_back({&item, is_plugin, walks, may_wait, std::make_unique<LogLimit>(),
+                             std::make_unique<LogLimit>()});
     }
     const std::vector<std::size_t> records = HashRecords();
     const std::vector<std::size_t> before =

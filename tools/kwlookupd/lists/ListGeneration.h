@@ -5,6 +5,7 @@
 #include "kwhost/AddressFinder.h"
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/lists/ListSettings.h"
+#include "tools/kwlookupd/lists/LogLimit.h"
 #include "tools/lists/AskItem.h"
 #include "tools/lists/ItemList.h"
 
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,8 +48,8 @@ public:
     bool MayWait() const { return m_may_wait; }
 
     /// Looks for `text` and sets all of `reply` but `ask`. The empty text means the null sender,
-    /// "<>". A list item that cannot answer makes the reply Unavailable, and is logged. With
-    /// `explain` the file of the answer is read again to find the line.
+    /// "<>". A list item that cannot answer makes the reply Unavailable, and is logged, at most
+    /// once a minute. With `explain` the file of the answer is read again to find the line.
     void Ask(const std::string& text, bool explain, Reply& reply) const noexcept;
 
     /// A text to look for, and where the answer goes.
@@ -79,6 +81,7 @@ private:
         bool is_plugin;
         bool walks; ///< ask it about the domain and its parents, too
         bool may_wait;
+        std::unique_ptr<LogLimit> faults, slow_answers; ///< lines about them
     };
 
     void Ask(const std::string& text, bool explain, Search& search) const noexcept;
