@@ -55,3 +55,24 @@ TEST_F(DaemonPluginsTest, LogsAFaultOnceAMinute) {
     EXPECT_THAT(log, HasSubstr("Connection refused"));
     EXPECT_THAT(log, testing::Not(HasSubstr("user-1@b.example")));
 }
+
+TEST_F(DaemonPluginsTest, AReloadReadsTheSectionsOfPluginsAgain) {
+    Daemon::WriteConfig(m_dir, Config("SkipDomains = b.example\n"));
+    EXPECT_THAT(Ask("a@b.example"), HasSubstr("TEMP "));
+    EXPECT_EQ(m_daemon.Ctl({"reload"}).status, 0);
+    EXPECT_EQ(Ask("a@b.example"), "NOTFOUND ");
+    EXPECT_THAT(Ask("a@c.example"), HasSubstr("TEMP "));
+
+    // An error leaves all as it is, whether the daemon or the plug-in notices it.
+    Daemon::WriteConfig(m_dir, Config("[lists blocked]\n"));
+    EXPECT_EQ(m_daemon.Ctl({"reload", "blocked"}).status, 0);
+    EXPECT_THAT(m_daemon.GetLog(), HasSubstr("; the settings of plug-ins stay as they are\n"));
+    EXPECT_EQ(Ask("a@b.example"), "NOTFOUND ");
+    Daemon::WriteConfig(m_dir, Config("RetryInterval = soon\n"));
+    EXPECT_NE(m_daemon.Ctl({"reload"}).status, 0);
+    EXPECT_EQ(Ask("a@b.example"), "NOTFOUND ");
+
+    Daemon::WriteConfig(m_dir, Config());
+    EXPECT_EQ(m_daemon.Ctl({"reload"}).status, 0);
+    EXPECT_THAT(Ask("a@b.example"), HasSubstr("TEMP "));
+}

@@ -143,7 +143,8 @@ TEST_F(ListKeeperTest, GoesBackToTheListBefore) {
 TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
     Write("one.lan\n");
     m_lists.Load(0, false);
-    Reloader reloader(m_lists, [](std::size_t, const ListKeeper::LoadResult&) {});
+    Reloader reloader(
+        m_lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {});
     reloader.Start();
     const auto wait_for = [this](const std::string& text) {
         std::unique_lock<std::mutex> lock(m_lock);
@@ -170,7 +171,8 @@ TEST_F(ListKeeperTest, WaitsUntilAChangedFileHasRested) {
     ListKeeper lists(settings, KEEPER_LOG, [&](std::size_t, const ListKeeper::List&) { ++loads; });
     lists.Load(0, false);
     {
-        Reloader reloader(lists, [](std::size_t, const ListKeeper::LoadResult&) {});
+        Reloader reloader(
+            lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {});
         reloader.Start();
         Write("two.lan\n");
         // It looks at the files between two jobs.

@@ -90,6 +90,7 @@ ControlAnswer Obey(std::vector<std::string> words, Reloader& reloader, ListKeepe
             words.pop_back();
         }
         if (words[0] == "reload" && words.size() <= 2) {
+            reloader.Prepare();
             for (std::size_t i = 0; i < lists.GetCount(); ++i)
                 if (words.size() == 1 || lists.GetNumber(words[1]) == i)
                     Add(lists.GetSettings(i).name, reloader.Load(i, force), answer);

@@ -9,6 +9,7 @@
 #include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/kwlookupd/lists/Reloader.h"
 #include "tools/kwlookupd/net/Server.h"
+#include "tools/lists/CollectedErrors.h"
 #include "tools/lists/Plugin.h"
 #include "tools/lists/Report.h"
 
@@ -83,7 +84,25 @@ ReloadResult MetricOf(ListKeeper::LoadResult::Kind kind) {
     return ReloadResult::Failed;
 }
 
-int RunDaemon(DaemonConfig& config, const LogClass& log) {
+/// Reads the sections of plug-ins again, for the lists that are loaded next. If the file has an
+/// error, they stay as they are. Plug-ins from elsewhere may not bear it while they are searched.
+void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, const LogClass& log) {
+    if (!config.types.empty())
+        return;
+    try {
+        DaemonConfig fresh = ReadDaemonConfig(config.file.GetName());
+        if (!ReportErrors(fresh, log))
+            throw std::runtime_error(config.file.GetName() + " has errors");
+        TakeCollectedErrors(); // otherwise nothing is read
+        loader.SetFile(std::move(fresh.file));
+        LogClass own_log(log);
+        KwObjectHolder::BeforeReload(own_log);
+    } catch (...) {
+        ReportError(log, CaughtReason() + "; the settings of plug-ins stay as they are");
+    }
+}
+
+int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log) {
     const ServerSettings settings = SettingsOf(config);
     Server* publisher = nullptr;
     ListKeeper lists(config.lists, log,
@@ -100,9 +119,12 @@ int RunDaemon(DaemonConfig& config, const LogClass& log) {
 
     for (std::size_t i = 0; i < lists.GetCount(); ++i)
         metrics.CountReload(i, MetricOf(lists.Load(i, false).kind));
-    Reloader reloader(lists, [&](std::size_t number, const ListKeeper::LoadResult& result) {
-        metrics.CountReload(number, MetricOf(result.kind));
-    });
+    Reloader reloader(
+        lists,
+        [&](std::size_t number, const ListKeeper::LoadResult& result) {
+            metrics.CountReload(number, MetricOf(result.kind));
+        },
+        [&] { RereadPluginSections(config, loader, log); });
     boost::asio::io_context& context = server.GetMainContext();
     std::unique_ptr<Control> control;
     if (!config.control.empty())
@@ -123,6 +145,7 @@ int RunDaemon(DaemonConfig& config, const LogClass& log) {
             if (error)
                 return;
             reloader.Post([&] {
+                reloader.Prepare();
                 for (std::size_t i = 0; i < lists.GetCount(); ++i)
                     reloader.Load(i, false);
             });
@@ -218,7 +241,7 @@ int main(int argc, char** argv) {
         const auto loader = boost::make_shared<ConfFileLoader>();
         loader->SetFile(config.file);
         KwObjectHolder::SetConfLoader(loader);
-        return check ? Check(config, log) : RunDaemon(config, log);
+        return check ? Check(config, log) : RunDaemon(config, *loader, log);
     } catch (...) {
         ReportError(log, CaughtReason());
         return EX_UNAVAILABLE;

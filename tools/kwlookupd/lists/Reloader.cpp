@@ -26,8 +26,10 @@ std::string DirectoryOf(const std::string& file) {
 } // namespace
 
 Reloader::Reloader(ListKeeper& lists,
-                   std::function<void(std::size_t, const ListKeeper::LoadResult&)> loaded)
-    : m_lists(lists), m_loaded(std::move(loaded)), m_seen(lists.GetCount()) {
+                   std::function<void(std::size_t, const ListKeeper::LoadResult&)> loaded,
+                   std::function<void()> prepare)
+    : m_lists(lists), m_loaded(std::move(loaded)), m_prepare(std::move(prepare)),
+      m_seen(lists.GetCount()) {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");

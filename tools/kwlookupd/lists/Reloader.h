@@ -22,9 +22,11 @@ namespace kwlookup {
 /// at once where the system reports them, and otherwise by looking at the files now and then.
 class Reloader {
 public:
-    /// Keeps the reference. `loaded` is called in the reloader's thread after each load.
+    /// Keeps the reference. `loaded` is called in the reloader's thread after each load, and
+    /// `prepare` by Prepare().
     Reloader(ListKeeper& lists,
-             std::function<void(std::size_t number, const ListKeeper::LoadResult& result)> loaded);
+             std::function<void(std::size_t number, const ListKeeper::LoadResult& result)> loaded,
+             std::function<void()> prepare);
     /// Waits for the load that is running.
     ~Reloader();
     Reloader(const Reloader&) = delete;
@@ -36,6 +38,8 @@ public:
     /// Calls `job` in the reloader's thread. Threads: any.
     void Post(std::function<void()> job);
 
+    /// Gets ready for loads that somebody asks for. For jobs only.
+    void Prepare() { m_prepare(); }
     /// Loads a list. For jobs only.
     ListKeeper::LoadResult Load(std::size_t number, bool force);
 
@@ -55,6 +59,7 @@ private:
 
     ListKeeper& m_lists;
     const std::function<void(std::size_t, const ListKeeper::LoadResult&)> m_loaded;
+    const std::function<void()> m_prepare;
     DirectoryWatch m_watch;
     bool m_watches_all = false;
     std::vector<Seen> m_seen;
