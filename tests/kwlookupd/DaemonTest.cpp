@@ -208,10 +208,29 @@ TEST_F(DaemonTest, ChecksItsConfiguration) {
     EXPECT_THAT(result.out, HasSubstr("kwlookupd.conf: 1 list, 1 door, no errors\n"));
     EXPECT_FALSE(std::filesystem::exists(m_dir.Path("maps"))) << "it opens no sockets";
 
+    // The daemon may run already, as another user, in a directory that is made at the start.
+    for (const char* address : {"unix:@/none/maps", "unix:@/hosts", "192.0.2.1:8823"}) {
+        result = check(list + "[door a]\nProtocol = socketmap\nAddress = " + address + "\n");
+        EXPECT_EQ(result.status, 0) << address;
+        EXPECT_THAT(result.err, HasSubstr("kwlookupd.conf:5: door a: cannot listen at "))
+            << address;
+    }
+    Daemon daemon(m_dir, list + DOOR);
+    result = check(list + DOOR);
+    daemon.Kill();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.err, Not(HasSubstr("cannot listen")));
+
     const std::pair<std::string, const char*> cases[] = {
         {list + "Colour = red\n" + DOOR, "kwlookupd.conf:5: unknown key 'Colour' in [list hosts]"},
         {list + "[door a]\nProtocol = carrier-pigeon\nAddress = unix:@/a\n",
          "kwlookupd.conf:5: door a: unknown Protocol \"carrier-pigeon\""},
+        {list + "[door a]\nProtocol = tcp\nAddress = 127.0.0.1\nLists = hosts\n",
+         "kwlookupd.conf:5: door a: Address: \"127.0.0.1\" is not like 127.0.0.1:8823"},
+        {list + "[door a]\nProtocol = tcp\nAddress = unix:@/a\nMode = 0999\n",
+         "kwlookupd.conf:5: door a: Mode: \"0999\" is no mode such as 0660"},
+        {list + "[door a]\nProtocol = tcp\nAddress = 127.0.0.1:1\nAllowFrom = here\n",
+         "kwlookupd.conf:5: "},
         {std::string("[list a]\nObjects = file:@/none\n") + DOOR,
          "list a: the list has errors; it cannot be asked"}};
     for (const auto& [config, error] : cases) {

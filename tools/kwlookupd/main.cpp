@@ -8,6 +8,8 @@
 #include "tools/kwlookupd/doors/Door.h"
 #include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/kwlookupd/lists/Reloader.h"
+#include "tools/kwlookupd/net/AccessRules.h"
+#include "tools/kwlookupd/net/Listening.h"
 #include "tools/kwlookupd/net/Server.h"
 #include "tools/lists/CollectedErrors.h"
 #include "tools/lists/Plugin.h"
@@ -172,11 +174,32 @@ std::string Count(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
+/// Checks where the doors listen, and who may ask them. A socket that cannot be opened is a
+/// warning: its directory may be made at the start, and the daemon may run as another user.
+void CheckDoors(DaemonConfig& config, const LogClass& log) {
+    for (const DoorConfig& door : config.doors) {
+        const std::string place = config.Place("door " + door.name) + "door " + door.name + ": ";
+        try {
+            AccessRules rules(door.settings);
+            for (const std::string& address : door.addresses) {
+                try {
+                    CheckListening(address, door.settings);
+                } catch (const std::runtime_error& error) {
+                    ReportWarning(log, place + error.what());
+                }
+            }
+        } catch (const std::invalid_argument& error) {
+            config.errors.push_back(place + error.what());
+        }
+    }
+}
+
 /// Checks the configuration, and loads all lists. Returns the exit status.
 int Check(DaemonConfig& config, const LogClass& log) {
     ListKeeper lists(config.lists, log, [](std::size_t, const ListKeeper::List&) {});
     const LiveView view(config.doors, lists, 1);
     MakeDoors(config, view);
+    CheckDoors(config, log);
     bool good = ReportErrors(config, log);
     for (std::size_t i = 0; i < lists.GetCount(); ++i)
         good &= lists.Load(i, false).kind == ListKeeper::LoadResult::Swapped;

@@ -18,6 +18,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kwlookup {
 
@@ -57,7 +58,8 @@ FileDescriptor OpenSocket(int family, const std::string& address) {
     return fd;
 }
 
-FileDescriptor ListenTcp(const std::string& address) {
+/// Returns a socket that is bound to the address, and whether bind(2) succeeded.
+std::pair<FileDescriptor, bool> BindTcp(const std::string& address) {
     namespace ip = boost::asio::ip;
     const std::size_t colon = address.rfind(':');
     std::string host = address.substr(0, colon);
@@ -80,19 +82,32 @@ FileDescriptor ListenTcp(const std::string& address) {
     ::setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (parsed.is_v6())
         ::setsockopt(fd.Get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
-    if (::bind(fd.Get(), endpoint.data(), static_cast<socklen_t>(endpoint.size())) != 0 ||
-        ::listen(fd.Get(), SOMAXCONN) != 0)
+    const bool bound =
+        ::bind(fd.Get(), endpoint.data(), static_cast<socklen_t>(endpoint.size())) == 0;
+    return {std::move(fd), bound};
+}
+
+FileDescriptor ListenTcp(const std::string& address) {
+    auto [fd, bound] = BindTcp(address);
+    if (!bound || ::listen(fd.Get(), SOMAXCONN) != 0)
         ThrowListenError(address);
-    return fd;
+    return std::move(fd);
+}
+
+/// True if there is a socket at the path.
+bool IsSocketThere(const sockaddr_un& name, const std::string& address) {
+    struct stat status {};
+    if (::lstat(name.sun_path, &status) != 0)
+        return false;
+    if (!S_ISSOCK(status.st_mode))
+        throw std::runtime_error("cannot listen at " + address + ": the file is no socket");
+    return true;
 }
 
 /// Removes the socket file that a dead process has left.
 void RemoveStaleSocket(const sockaddr_un& name, const std::string& address) {
-    struct stat status {};
-    if (::lstat(name.sun_path, &status) != 0)
+    if (!IsSocketThere(name, address))
         return;
-    if (!S_ISSOCK(status.st_mode))
-        throw std::runtime_error("cannot listen at " + address + ": the file is no socket");
     const FileDescriptor probe = OpenSocket(AF_UNIX, address);
     ::fcntl(probe.Get(), F_SETFL, O_NONBLOCK); // a full backlog would make it wait
     if (::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0 ||
@@ -102,23 +117,39 @@ void RemoveStaleSocket(const sockaddr_un& name, const std::string& address) {
         ThrowListenError(address);
 }
 
-FileDescriptor ListenUnix(const std::string& address,
-                          const std::map<std::string, std::string>& settings) {
-    const std::string path = address.substr(sizeof UNIX_PREFIX - 1);
+/// The settings of a UNIX socket.
+struct UnixSocket {
+    UnixSocket(const std::string& address, const std::map<std::string, std::string>& settings);
+
     sockaddr_un name{};
+    mode_t mode = 0660;
+    uid_t owner = static_cast<uid_t>(-1); ///< leaves it as it is
+    gid_t group = static_cast<gid_t>(-1);
+};
+
+UnixSocket::UnixSocket(const std::string& address,
+                       const std::map<std::string, std::string>& settings) {
+    const std::string path = address.substr(sizeof UNIX_PREFIX - 1);
     name.sun_family = AF_UNIX;
     if (path.empty() || path[0] != '/' || path.size() >= sizeof name.sun_path)
         throw std::invalid_argument("Address: \"" + address +
                                     "\" needs an absolute path of at most " +
                                     std::to_string(sizeof name.sun_path - 1) + " bytes");
     std::memcpy(name.sun_path, path.data(), path.size());
-    const std::string mode = GetSetting(settings, "mode");
-    const std::string owner = GetSetting(settings, "owner");
-    const std::string group = GetSetting(settings, "group");
-    const mode_t mode_bits = mode.empty() ? 0660 : ReadMode(mode);
-    const uid_t uid = owner.empty() ? static_cast<uid_t>(-1) : FindUser(owner);
-    const gid_t gid = group.empty() ? static_cast<gid_t>(-1) : FindGroup(group);
+    const std::string mode_text = GetSetting(settings, "mode");
+    const std::string owner_name = GetSetting(settings, "owner");
+    const std::string group_name = GetSetting(settings, "group");
+    if (!mode_text.empty())
+        mode = ReadMode(mode_text);
+    if (!owner_name.empty())
+        owner = FindUser(owner_name);
+    if (!group_name.empty())
+        group = FindGroup(group_name);
+}
 
+FileDescriptor ListenUnix(const std::string& address,
+                          const std::map<std::string, std::string>& settings) {
+    const auto [name, mode, owner, group] = UnixSocket(address, settings);
     RemoveStaleSocket(name, address);
     FileDescriptor fd = OpenSocket(AF_UNIX, address);
     // Nobody can connect before the mode and the owner are right.
@@ -128,9 +159,9 @@ FileDescriptor ListenUnix(const std::string& address,
     ::umask(old_mask);
     errno = bind_error;
     if (bound != 0 ||
-        ((uid != static_cast<uid_t>(-1) || gid != static_cast<gid_t>(-1)) &&
-         ::chown(name.sun_path, uid, gid) != 0) ||
-        ::chmod(name.sun_path, mode_bits) != 0 || ::listen(fd.Get(), SOMAXCONN) != 0)
+        ((owner != static_cast<uid_t>(-1) || group != static_cast<gid_t>(-1)) &&
+         ::chown(name.sun_path, owner, group) != 0) ||
+        ::chmod(name.sun_path, mode) != 0 || ::listen(fd.Get(), SOMAXCONN) != 0)
         ThrowListenError(address);
     return fd;
 }
@@ -145,6 +176,21 @@ FileDescriptor Listen(const std::string& address,
                             : ListenTcp(address);
     ::fcntl(fd.Get(), F_SETFL, O_NONBLOCK);
     return fd;
+}
+
+void CheckListening(const std::string& address,
+                    const std::map<std::string, std::string>& settings) {
+    if (HasPrefix(address, SYSTEMD_PREFIX))
+        return;
+    if (HasPrefix(address, UNIX_PREFIX)) {
+        const UnixSocket socket(address, settings);
+        const std::string path = socket.name.sun_path;
+        if (!IsSocketThere(socket.name, address) &&
+            ::access(path.substr(0, path.rfind('/') + 1).c_str(), W_OK | X_OK) != 0)
+            ThrowListenError(address);
+    } else if (!BindTcp(address).second && errno != EADDRINUSE) {
+        ThrowListenError(address);
+    }
 }
 
 std::string GetAddress(int socket) {

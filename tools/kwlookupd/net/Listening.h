@@ -16,6 +16,11 @@ namespace kwlookup {
 FileDescriptor Listen(const std::string& address,
                       const std::map<std::string, std::string>& settings);
 
+/// Checks whether Listen() can open the socket, and opens none. An address at which a process
+/// listens is good: that may be the daemon that runs. Nor is a socket of systemd looked for. Throws
+/// what Listen() throws.
+void CheckListening(const std::string& address, const std::map<std::string, std::string>& settings);
+
 /// Returns the address of a listening socket in the form that Listen() takes, with its real port.
 std::string GetAddress(int socket);
 
