@@ -88,10 +88,10 @@ std::pair<FileDescriptor, bool> BindTcp(const std::string& address) {
 }
 
 FileDescriptor ListenTcp(const std::string& address) {
-    auto [fd, bound] = BindTcp(address);
-    if (!bound || ::listen(fd.Get(), SOMAXCONN) != 0)
+    std::pair<FileDescriptor, bool> tcp = BindTcp(address);
+    if (!tcp.second || ::listen(tcp.first.Get(), SOMAXCONN) != 0)
         ThrowListenError(address);
-    return std::move(fd);
+    return std::move(tcp.first);
 }
 
 /// True if there is a socket at the path.
