@@ -21,10 +21,10 @@ public:
     /// | server_up | a server | 0 if it failed when it was asked last, otherwise 1 |
     /// | answers | where they came from: server, cache, joined or stale | how many so far |
     struct Figure {
-        std::string type; ///< of the plug-in, such as "redis"
-        std::string name;
-        std::string label;
-        std::uint64_t value;
+        std::string type;    ///< of the plug-in, such as "redis"
+        std::string name;    ///< what it is
+        std::string label;   ///< what it is of
+        std::uint64_t value; ///< what it is at the moment
     };
 
     /// Appends the figures of a plug-in. Called in any thread, perhaps in several at once, until
