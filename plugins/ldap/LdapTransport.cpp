@@ -123,11 +123,21 @@ void LdapTransport::FillBuffer() {
         throw ServerFault("no answer in time");
     m_start = m_end = 0;
     m_end = m_stream.Read(m_buffer.data(), m_buffer.size(), m_deadline);
+    m_answered.Read({m_buffer.data(), m_end}, [this](std::uint32_t id) { CheckId(id); });
+}
+
+/// libldap drops an answer to a request that it did not send, as if there were none.
+void LdapTransport::CheckId(std::uint32_t id) const {
+    constexpr std::uint32_t OF_SERVER = 0; // "notice of disconnection"
+    if (id != m_id && id != OF_SERVER)
+        throw ServerFault("no LDAP: an answer to another request");
 }
 
 ber_slen_t LdapTransport::Write(Sockbuf_IO_Desc* layer, void* buffer, ber_len_t size) {
     return Guard(layer, [&](LdapTransport& transport) {
-        transport.m_stream.Write({static_cast<const char*>(buffer), size}, transport.m_deadline);
+        const std::string_view bytes(static_cast<const char*>(buffer), size);
+        transport.m_asked.Read(bytes, [&](std::uint32_t id) { transport.m_id = id; });
+        transport.m_stream.Write(bytes, transport.m_deadline);
         return size;
     });
 }

@@ -5,9 +5,11 @@
 #include "families/servers/Server.h"
 #include "families/servers/ServerStream.h"
 #include "families/servers/TlsSettings.h"
+#include "plugins/ldap/LdapMessageIds.h"
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <lber.h>
 #include <ldap.h>
@@ -57,12 +59,16 @@ private:
 
     void SetOptions();
     void FillBuffer();
+    void CheckId(std::uint32_t id) const;
 
     Deadline m_deadline;
     ServerStream m_stream;
     std::array<char, 16 * 1024> m_buffer; ///< bytes read ahead; most answers fit
     std::size_t m_start = 0;
     std::size_t m_end = 0;
+    LdapMessageIds m_asked;
+    LdapMessageIds m_answered;
+    std::uint32_t m_id = 0;     ///< of the last request; there is one at a time
     std::exception_ptr m_fault; ///< an exception, which must not pass through libldap
     std::unique_ptr<LDAP, Close> m_ldap;
 };

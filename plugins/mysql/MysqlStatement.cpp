@@ -19,6 +19,10 @@ namespace {
 /// Results are short texts; this limits the memory of many rows.
 constexpr std::size_t LONGEST_RESULT = 16 << 20;
 
+/// What the server says of statements that are not a single select.
+constexpr unsigned NOT_OF_ONE_RESULT =
+    SERVER_MORE_RESULTS_EXIST | SERVER_STATUS_CURSOR_EXISTS | SERVER_PS_OUT_PARAMS;
+
 } // namespace
 
 MysqlStatement::MysqlStatement(MYSQL* mysql, const std::string& text)
@@ -57,6 +61,9 @@ MysqlStatement::Outcome MysqlStatement::Ask(const std::string& value, Answer& an
             return Outcome::OtherCharset;
         Fail();
     }
+    // The connector would read the rows in another way.
+    if (m_mysql->server_status & NOT_OF_ONE_RESULT)
+        throw ServerFault("more than one result");
     if (FindKind() != m_kind)
         return Outcome::Forgotten;
     int fetched;

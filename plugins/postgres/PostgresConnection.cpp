@@ -209,6 +209,11 @@ void PostgresConnection::Ask(const PostgresQuery& query, const std::string& valu
     if (!IsGood(result.get()))
         Fail(result.get());
     const int rows = ::PQntuples(result.get());
+    // The library leaves out what it does not understand. Some servers do not say how many there
+    // are.
+    const char* const told = ::PQcmdTuples(result.get());
+    if (*told != '\0' && std::atoi(told) != rows)
+        throw ServerFault("rows are missing in the answer");
     const int columns = ::PQnfields(result.get());
     for (int row = 0; row < rows; ++row) {
         answer.AddRow();

@@ -73,10 +73,11 @@ FaultyProxy::~FaultyProxy() {
     m_thread.join();
 }
 
-void FaultyProxy::SetFault(Fault fault, std::size_t bytes) {
+void FaultyProxy::SetFault(Fault fault, std::size_t bytes, unsigned char flipped) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_fault = fault;
     m_bytes = bytes;
+    m_flipped = flipped;
     ::eventfd_write(m_wake.Get(), 1);
 }
 
@@ -158,9 +159,14 @@ bool FaultyProxy::ForwardAnswer(Connection& connection) {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         const std::size_t good =
-            m_fault == Fault::None
+            m_fault == Fault::None || m_fault == Fault::Flip
                 ? length
                 : std::min(length, m_bytes - std::min(m_bytes, connection.answered));
+        if (m_fault == Fault::Flip && m_bytes >= connection.answered &&
+            m_bytes - connection.answered < length) {
+            char& byte = bytes[m_bytes - connection.answered];
+            byte = static_cast<char>(static_cast<unsigned char>(byte) ^ m_flipped);
+        }
         if (m_fault == Fault::Scramble)
             for (std::size_t i = good; i < length; ++i)
                 bytes[i] = static_cast<char>(bytes[i] ^ (0xA5 + i));

@@ -22,6 +22,7 @@ public:
         Close,    ///< closes a connection after so many bytes of the server's answers
         Hang,     ///< forwards so many bytes of the server's answers on a connection, then nothing
         Scramble, ///< as Hang, but answers with garbage after these bytes
+        Flip,     ///< changes the byte of the answers that comes after so many
         Reset     ///< as Close, but with a reset of the connection
     };
 
@@ -34,8 +35,8 @@ public:
     std::string GetHost() const { return "127.0.0.1:" + std::to_string(m_port); }
 
     /// Set the fault, also for open connections. Bytes forwarded before count. To accept
-    /// connections and never answer, use Hang after 0 bytes.
-    void SetFault(Fault fault, std::size_t bytes = 0);
+    /// connections and never answer, use Hang after 0 bytes. Flip changes the bits of `flipped`.
+    void SetFault(Fault fault, std::size_t bytes = 0, unsigned char flipped = 0);
 
     /// Closes all connections.
     void Disconnect();
@@ -70,8 +71,9 @@ private:
     std::atomic<int> m_open{0};
     std::atomic<std::size_t> m_forwarded{0};
     std::mutex m_mutex;
-    Fault m_fault = Fault::None; ///< guarded by m_mutex, as the next one
+    Fault m_fault = Fault::None; ///< guarded by m_mutex, as the next two
     std::size_t m_bytes = 0;
+    unsigned char m_flipped = 0;
     std::list<Connection> m_connections; ///< used by the thread only
     std::thread m_thread;
 };

@@ -157,16 +157,19 @@ TEST_F(LdapProtocolTest, BrokenProtocolIsAFault) {
 }
 
 TEST_F(LdapProtocolTest, EndlessAnswersEndInTime) {
-    const auto other = [](const std::string&) {
-        return ber::Write(ber::SEQUENCE, "\x02\x01\x7f\x65\x07\x0a\x01\0\x04\0\x04\0"s);
-    };
-    const auto references = [](const std::string& request) {
-        return Server::Reference(request, {"ldap://nowhere.example/"});
-    };
-    for (const Server::Script& script : {Server::Script(other), Server::Script(references)}) {
-        Server server(script, true);
-        ExpectFailsInTime(server.GetHost(), "", server.GetHost() + ": no answer in time");
-    }
+    Server references(
+        [](const std::string& request) {
+            return Server::Reference(request, {"ldap://nowhere.example/"});
+        },
+        true);
+    ExpectFailsInTime(references.GetHost(), "", references.GetHost() + ": no answer in time");
+    Server others(
+        [](const std::string&) {
+            return ber::Write(ber::SEQUENCE, "\x02\x01\x7f\x65\x07\x0a\x01\0\x04\0\x04\0"s);
+        },
+        true);
+    EXPECT_EQ(Outcome(List(others.GetHost())),
+              others.GetHost() + ": no LDAP: an answer to another request");
     Server entries([](const std::string& request) { return Server::Entry(request, "cn", {"x"}); },
                    true);
     EXPECT_EQ(Outcome(List(entries.GetHost())),

@@ -26,6 +26,17 @@ using MysqlPluginTest = SqlServerTest<MysqlService>;
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Mysql, SqlServerTest, MysqlService);
 
+TEST_F(MysqlPluginTest, AnswerOfAnotherKindIsAFault) {
+    kwlookup::FaultyProxy proxy(Server().GetPort());
+    KwLookupHolder holder(m_log);
+    holder.Init(List(proxy.GetHost()));
+    EXPECT_EQ(FailureOf(holder), "found OK");
+    // The status before the rows: more results follow.
+    proxy.SetFault(kwlookup::FaultyProxy::Fault::Flip, proxy.GetForwardedBytes() + 13, 0x08);
+    EXPECT_EQ(FailureOf(holder), "found OK") << "by another connection";
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
+}
+
 TEST_F(MysqlPluginTest, AnswersOfItsOwnTypes) {
     Sql(R"(
         create table own (address varchar(100) collate utf8mb4_nopad_bin, result longtext,

@@ -94,6 +94,17 @@ TEST_F(PostgresPluginTest, TooManyRowsAreNotFetched) {
     EXPECT_LT(proxy.GetForwardedBytes(), 200000u);
 }
 
+TEST_F(PostgresPluginTest, RowThatTheLibraryLeavesOutIsNoMiss) {
+    FaultyProxy proxy(Server().GetPort());
+    KwLookupHolder holder(m_log);
+    holder.Init(List(proxy.GetHost()));
+    EXPECT_EQ(FailureOf(holder), "found OK");
+    // The row follows five bytes that say that the value was bound, and 32 about the column.
+    proxy.SetFault(FaultyProxy::Fault::Flip, proxy.GetForwardedBytes() + 5 + 32, 'D' ^ 'd');
+    EXPECT_EQ(FailureOf(holder), "found OK") << "by another connection";
+    EXPECT_EQ(proxy.GetAcceptedCount(), 2);
+}
+
 TEST_F(PostgresPluginTest, PreparesAgainWhatTheServerHasForgotten) {
     Sql("create function forget() returns text language plpgsql as"
         "  $$ begin execute 'deallocate all'; return 'forgotten'; end $$;"
