@@ -20,6 +20,15 @@ std::size_t LastAt(std::string_view text) {
 } // namespace
 
 AddressFinder::AddressFinder(const std::string& text) {
+    SetText(text);
+}
+
+void AddressFinder::SetText(const std::string& text) {
+    constexpr std::size_t LONG = 4096; // no mail address is longer
+    NoteNewKeys();
+    m_value = m_result = std::string_view();
+    if (m_text.capacity() > LONG)
+        m_text = std::string();
     const bool brackets = text.size() >= 2 && text.front() == '<' && text.back() == '>';
     const std::size_t begin = brackets ? 1 : 0;
     const std::size_t size = text.size() - 2 * begin;
@@ -28,6 +37,7 @@ AddressFinder::AddressFinder(const std::string& text) {
     // A bare domain is stored with an '@' in front of it. Within angle brackets it follows them
     // once more, as "@DOMAIN".
     if (bare) {
+        m_text.clear();
         m_text.reserve(text.size() + 1 + (brackets ? size : 0));
         if (!brackets)
             m_text += '@';

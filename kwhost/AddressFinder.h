@@ -42,6 +42,10 @@ public:
     AddressFinder(const AddressFinder&) = delete;
     AddressFinder& operator=(const AddressFinder&) = delete;
 
+    /// Looks for `text` from now on, like a new finder. Allocates memory only for a text that is
+    /// longer than those before.
+    void SetText(const std::string& text);
+
     bool Match(const std::string& value) const override;
     /// Returns the searched text as given, with its angle brackets.
     TextRange GetRequest() const override;

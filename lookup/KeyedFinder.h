@@ -56,6 +56,12 @@ protected:
     /// Records that Match() has made the result.
     void NoteRes() const { m_has_res = true; }
 
+    /// To be called when the keys change. Forgets the result, and what a list knows of the keys.
+    void NoteNewKeys() {
+        m_has_res = false;
+        m_fetched = FetchedKeys();
+    }
+
 private:
     friend class KeySource;
 

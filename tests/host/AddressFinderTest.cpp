@@ -2,6 +2,7 @@
 #include "kwhost/AddressFinder.h"
 
 #include "lookup/KwLookupHolder.h"
+#include "lookup/builtin/KwFileLookup.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "support/TestLocale.h"
@@ -10,6 +11,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 using namespace std::string_literals;
 
@@ -211,6 +213,57 @@ TEST(AddressFinder, KeepsACopyOfTheText) {
     const AddressFinder finder(text);
     text.assign(text.size(), '#');
     EXPECT_TRUE(finder.Match("corp.lan"));
+}
+
+TEST(AddressFinder, WithANewTextItIsLikeANewFinder) {
+    const std::vector<std::string> texts = {"jdoe@corp.lan",
+                                            "<jdoe@corp.lan>",
+                                            "corp.lan",
+                                            "<corp.lan>",
+                                            "x@y",
+                                            "",
+                                            "@",
+                                            "a@" + std::string(100000, 'd') + ".lan"};
+    const std::vector<std::string> values = {"jdoe@corp.lan", "corp.lan yes", ".lan",
+                                             "jdoe@",         "@corp.lan",    "x@y"};
+    for (const std::string& before : texts)
+        for (const std::string& text : texts) {
+            AddressFinder finder(before);
+            finder.Match("corp.lan first");
+            finder.SetText(text);
+            EXPECT_EQ(finder.GetRes(), "");
+            EXPECT_EQ(finder.GetMatchedValue(), "");
+            const TextRange request = finder.GetRequest();
+            EXPECT_EQ(std::string(request.begin(), request.end()), text);
+            for (const std::string& value : values) {
+                const AddressFinder fresh(text);
+                finder.SetText(text);
+                EXPECT_EQ(finder.Match(value), fresh.Match(value)) << text << ' ' << value;
+                EXPECT_EQ(finder.GetRes(), fresh.GetRes()) << text << ' ' << value;
+                EXPECT_EQ(finder.GetMatchedValue(), fresh.GetMatchedValue());
+            }
+        }
+}
+
+// A list that has fetched keys into a finder must not use them for its next text.
+TEST(AddressFinder, WithANewTextItHasNewKeysInAList) {
+    const TempDir dir;
+    std::string lines;
+    for (int i = 0; i < 100; ++i)
+        lines += "host" + std::to_string(i) + ".lan\n";
+    KwFileLookup list;
+    list.Init(dir.Write("hosts", lines));
+    AddressFinder finder("x@host1.lan"), other("x@host2.lan");
+    const KwLookupFinder* const finders[] = {&finder, &other};
+    std::string result, matched;
+    ASSERT_TRUE(list.Find(finder, &result, 0, &matched)); // makes the index
+    list.Fetch(finders, 2, 0);
+    finder.SetText("x@host3.lan");
+    EXPECT_TRUE(list.Find(finder, &result, 0, &matched));
+    EXPECT_EQ(matched, "host3.lan");
+    list.Fetch(finders, 2, 0);
+    finder.SetText("x@none.lan");
+    EXPECT_FALSE(list.Find(finder, &result, 0, &matched));
 }
 
 TEST(AddressFinder, TextsMayHaveMegabytes) {

@@ -71,7 +71,7 @@ void FetchedFinders::Fetch(const ItemList& list, const std::string* texts, std::
         return;
     try {
         for (std::size_t i = 0; i < count; ++i)
-            pointers[i] = &m_finders[i].emplace(texts[i]);
+            pointers[i] = &Renew(m_finders[i], texts[i]);
     } catch (const std::bad_alloc&) { // AskItem() makes a finder for each text
         return;
     }

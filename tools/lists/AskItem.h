@@ -22,6 +22,15 @@ enum class ItemVerdict {
 /// at once.
 constexpr std::size_t READ_AHEAD = 32;
 
+/// Returns `finder` as one for `text`. It keeps its memory from text to text.
+inline const AddressFinder& Renew(std::optional<AddressFinder>& finder, const std::string& text) {
+    if (finder)
+        finder->SetText(text);
+    else
+        finder.emplace(text);
+    return *finder;
+}
+
 /// The finders of the texts that are asked next.
 class FetchedFinders {
 public:

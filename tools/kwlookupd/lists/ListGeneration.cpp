@@ -355,7 +355,7 @@ bool ListGeneration::FetchFor(const Question* questions, std::size_t count,
     try {
         std::array<const KwLookupFinder*, READ_AHEAD> pointers;
         for (std::size_t i = 0; i < count; ++i)
-            pointers[i] = &finders[i].emplace(*questions[i].text);
+            pointers[i] = &Renew(finders[i], *questions[i].text);
         for (const Entry& entry : m_entries)
             if (!entry.is_plugin)
                 entry.item->holder->Fetch(pointers.data(), count, 0);
