@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Requests a second, and their latency, of a socketmap door with a list of 1,000,000 strings, and
-// of a bare server with the same client. Each server is a process with one thread for connections.
+// of a bare server with the same client. Each server is a process with as many threads for
+// connections as the daemon has by default.
 #include "bench/BareServer.h"
 #include "bench/BenchData.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
@@ -49,6 +50,11 @@ std::string SocketPath(const char* server) {
     return dir + "/" + server;
 }
 
+/// Returns the number of threads for connections.
+std::size_t CountThreads() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
 int Connect(const std::string& path) {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
@@ -72,6 +78,7 @@ void RunDaemon(const std::string& path) {
     door.lists = {{"list", 0}};
     kwlookup::ServerSettings settings;
     settings.max_connections = 2 * IDLE_CONNECTIONS;
+    settings.io_threads = CountThreads();
     std::vector<kwlookup::Server::OpenDoor> doors;
     doors.push_back({door, kwlookup::MakeDoor(door)});
     static const LogClass log("bench");
@@ -304,7 +311,7 @@ int main(int argc, char** argv) {
     ::setrlimit(RLIMIT_NOFILE, &limit);
     const std::string bare_path = SocketPath("bare"), daemon_path = SocketPath("daemon");
     const ServerProcess bare(
-        [&] { RunBareServer(bare_path, "33:OK jdoe.somebody@example.lan.xy,"); });
+        [&] { RunBareServer(bare_path, "33:OK jdoe.somebody@example.lan.xy,", CountThreads()); });
     const ServerProcess daemon([&] { RunDaemon(daemon_path); });
 
     const auto add = [](const std::string& name, const auto& measure) {
