@@ -277,6 +277,23 @@ void MeasureLoad(benchmark::State& state, const std::string& path, const ServerP
         state.SkipWithError("wrong answers");
 }
 
+/// Lets postmap ask for 100,000 keys, one after the other.
+void MeasurePostmap(benchmark::State& state, const std::string& path) {
+    static const std::string keys = [] {
+        std::string name = SocketPath("keys");
+        std::ofstream file(name);
+        const std::vector<std::string> all = ReadLines("keys");
+        for (std::size_t i = 0; i < 100000; ++i)
+            file << all[i] << '\n';
+        return name;
+    }();
+    const std::string command = std::string(std::getenv("KWLOOKUP_BENCH_POSTMAP")) +
+                                " -q - socketmap:unix:" + path + ":list < " + keys + " > /dev/null";
+    for (auto _ : state)
+        if (std::system(command.c_str()) != 0)
+            state.SkipWithError("failed");
+}
+
 /// The latency for three seconds, in which the list is loaded again if there is a process.
 void MeasureReload(benchmark::State& state, const std::string& path,
                    const ServerProcess* reloaded) {
@@ -311,7 +328,7 @@ int main(int argc, char** argv) {
     ::setrlimit(RLIMIT_NOFILE, &limit);
     const std::string bare_path = SocketPath("bare"), daemon_path = SocketPath("daemon");
     const ServerProcess bare(
-        [&] { RunBareServer(bare_path, "33:OK jdoe.somebody@example.lan.xy,", CountThreads()); });
+        [&] { RunBareServer(bare_path, "31:OK jdoe.somebody@example.lan.xy,", CountThreads()); });
     const ServerProcess daemon([&] { RunDaemon(daemon_path); });
 
     const auto add = [](const std::string& name, const auto& measure) {
@@ -338,6 +355,13 @@ int main(int argc, char** argv) {
     add("door_reload/quiet",
         [&](benchmark::State& state) { MeasureReload(state, daemon_path, nullptr); });
 
+    if (std::getenv("KWLOOKUP_BENCH_POSTMAP")) {
+        add("door_postmap/kwlookup",
+            [&](benchmark::State& state) { MeasurePostmap(state, daemon_path); });
+        add("door_postmap/bare",
+            [&](benchmark::State& state) { MeasurePostmap(state, bare_path); });
+    }
+
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     ::kill(daemon.GetPid(), SIGKILL);
@@ -345,5 +369,6 @@ int main(int argc, char** argv) {
     const std::string dir = SocketPath("");
     ::unlink(bare_path.c_str());
     ::unlink(daemon_path.c_str());
+    ::unlink(SocketPath("keys").c_str());
     ::rmdir(dir.c_str());
 }

@@ -185,6 +185,8 @@ int main(int argc, char** argv) {
     slowest("p99 with 16 connections, us", "door1/kwlookup", "door1/bare", 1.5);
     slowest("p99 during a reload, beside that without, us", "door_reload/kwlookup",
             "door_reload/quiet", 3);
+    against("postmap -q -, 100,000 keys one after the other, s", "door_postmap/kwlookup",
+            "door_postmap/bare", 1e9, Aim::AtLeast, 0.9);
     const double idle = results["door_idle/kwlookup"].counters["bytes"];
     Row("memory of an idle connection, beside 8 KiB, bytes", idle, 8192, idle / 8192, Aim::AtMost,
         1);
