@@ -34,7 +34,7 @@ std::string NameOf(const Server& server, const std::string& database) {
 } // namespace
 
 FirebirdAttachment::FirebirdAttachment(const Server& server, const ServerSettings& settings)
-    : m_is_embedded(server.port == 0) {
+    : m_is_embedded(server.port == 0), m_sockets(server.port) {
     const std::size_t blank = settings.of_type.find(' ');
     const std::string role = settings.of_type.substr(blank + 1);
     Parameters parameters;
@@ -53,6 +53,7 @@ FirebirdAttachment::FirebirdAttachment(const Server& server, const ServerSetting
                           static_cast<short>(parameters.GetBytes().size()),
                           parameters.GetBytes().data());
     status.CheckConnection();
+    m_sockets.Take();
     m_attached = m_handle;
     try {
         StartTransaction();
@@ -81,6 +82,9 @@ void FirebirdAttachment::Cancel() {
     FirebirdStatus status;
     isc_db_handle handle = m_attached;
     ::fb_cancel_operation(status.Get(), &handle, m_is_embedded ? fb_cancel_raise : fb_cancel_abort);
+    // The second one already comes after the call should have ended.
+    if (++m_cancelled > 1)
+        m_sockets.Shutdown();
 }
 
 } // namespace kwlookup

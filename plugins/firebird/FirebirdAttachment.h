@@ -3,6 +3,7 @@
 
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "plugins/firebird/LibrarySockets.h"
 
 #include <chrono>
 #include <ibase.h>
@@ -42,6 +43,8 @@ private:
     void StartTransaction();
 
     const bool m_is_embedded;
+    LibrarySockets m_sockets;
+    int m_cancelled = 0; ///< how often
     isc_db_handle m_handle = 0;
     isc_db_handle m_attached = 0; ///< a copy of m_handle that no call of the library changes
     isc_tr_handle m_transaction = 0;
