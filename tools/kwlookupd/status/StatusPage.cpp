@@ -139,7 +139,7 @@ constexpr int MARGIN = 4; ///< keeps the thickest line inside
 std::string Number(std::uint64_t number) {
     std::string text = std::to_string(number);
     for (std::size_t i = text.size(); i > 3; i -= 3)
-        text.insert(i - 3, ",");
+        text.insert(i - 3, 1, ',');
     return text;
 }
 
@@ -196,9 +196,13 @@ std::string Cell(const char* label, const std::string& html) {
 class Stairs {
 public:
     void Step(int left, int right, int y) {
-        m_path +=
-            m_open ? "V" + std::to_string(y) : "M" + std::to_string(left) + " " + std::to_string(y);
-        m_path += "H" + std::to_string(right);
+        if (m_open)
+            Add('V', y);
+        else {
+            Add('M', left);
+            Add(' ', y);
+        }
+        Add('H', right);
         m_open = true;
     }
     void Gap() { m_open = false; }
@@ -208,6 +212,11 @@ public:
     }
 
 private:
+    void Add(char command, int number) {
+        m_path += command;
+        m_path += std::to_string(number);
+    }
+
     std::string m_path;
     bool m_open = false;
 };
@@ -404,7 +413,7 @@ std::string StatusPage::MakeLists(const std::vector<Metrics::Sample>& history) c
             html += Cell("Records", Number(list.records)) +
                     Cell("Generation", Number(list.generation)) +
                     Cell("Loaded", Age(m_now - list.load_time)) +
-                    Cell("Last change", "+" + Number(list.added) + " \u2212" +
+                    Cell("Last change", std::string("+") + Number(list.added) + " \u2212" +
                                             Number(list.removed) + " =" + Number(list.kept));
         else
             html += "<td colspan=\"4\" class=\"bad\">not loaded</td>";
