@@ -61,7 +61,7 @@ public:
     using Finders = std::array<std::optional<AddressFinder>, READ_AHEAD>;
 
     /// Answers each question as Ask() does without `explain`. The searches wait for memory at the
-    /// same time, so that 16 take about as long as eight one by one.
+    /// same time, which is faster than one by one.
     void AskAll(const Question* questions, std::size_t count, Finders& finders) const noexcept;
 
     /// Returns the number of values and lines. The records of tables and servers are not counted.
