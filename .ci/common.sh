@@ -11,10 +11,10 @@ build_packages=(cmake firebird-dev g++ libboost-dev libcdb-dev libcli11-dev libh
 test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm codespell cppcheck
     db5.3-util doxygen fish g++-i686-linux-gnu g++-s390x-linux-gnu git googletest iproute2
     libclang-rt-14-dev libdb5.3-dev libgmock-dev libgtest-dev man-db mandoc openssl python3
-    qemu-user reuse sqlite3 tinycdb xz-utils zsh)
+    qemu-user reuse rpm rpmlint sqlite3 tinycdb xz-utils zsh zstd)
 
 # To make packages and check them.
-package_packages=(apt-utils autopkgtest binutils debhelper dpkg-dev lintian mmdebstrap)
+package_packages=(apt-utils autopkgtest binutils debhelper dpkg-dev lintian mmdebstrap python3)
 
 jobs=$(nproc)
 log_dir=build/log
