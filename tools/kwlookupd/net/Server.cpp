@@ -288,7 +288,8 @@ void Server::Run() {
     }
     if (GetWatchdogTime().count() > 0)
         m_state->FeedWatchdog();
-    NotifySystemd("READY=1\nSTATUS=Serving " + std::to_string(m_state->doors.size()) + " doors");
+    NotifySystemd("READY=1\nSTATUS=Serving " + std::to_string(m_state->doors.size()) +
+                  (m_state->doors.size() == 1 ? " door" : " doors"));
 
     const auto work = asio::make_work_guard(m_state->context);
     while (!m_state->context.stopped()) {
