@@ -14,7 +14,8 @@ test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm 
     qemu-user reuse rpm rpmlint sqlite3 tinycdb xz-utils zsh zstd)
 
 # To make packages and check them.
-package_packages=(apt-utils autopkgtest binutils debhelper dpkg-dev lintian mmdebstrap python3)
+package_packages=(apt-utils autopkgtest binutils build-essential debhelper dpkg-dev
+    lintian mmdebstrap python3)
 
 jobs=$(nproc)
 log_dir=build/log
