@@ -10,6 +10,8 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -217,6 +219,11 @@ protected:
         return Check(sender, recipient).find("\"" + symbol + "\"") != std::string::npos;
     }
 
+    std::string Log() const {
+        std::ifstream in(m_dir.Path("run/log"));
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+
     const int m_door;
     const int m_port;
     std::unique_ptr<RunningProgram> m_server;
@@ -230,6 +237,10 @@ TEST_F(Rspamd, PollsAWholeList) {
     EXPECT_FALSE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
     EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_RCPT", "a@x.test", "anybody@all.test"); }));
     EXPECT_FALSE(Knows("KW_RCPT", "a@x.test", "listed@bad.test"));
+
+    // It is told that the list is the same.
+    EXPECT_TRUE(WaitFor(LIMIT, [&] { return Log().find("not modified") != std::string::npos; }))
+        << Log();
 
     // It takes a new list.
     m_dir.Write("tcp.list", "other@bad.test\nall.test\n");
