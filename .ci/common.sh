@@ -15,7 +15,7 @@ test_packages=(abigail-tools bash clang clang-format-14 clang-tidy-14 cmark-gfm 
 
 # To make packages and check them.
 package_packages=(apt-utils autopkgtest binutils build-essential debhelper dpkg-dev
-    lintian mmdebstrap python3)
+    lintian mmdebstrap mount python3)
 
 jobs=$(nproc)
 log_dir=build/log
