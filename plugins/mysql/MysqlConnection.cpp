@@ -118,7 +118,9 @@ void MysqlConnection::Connect(const Server& server, const std::string& address,
                              server.port, unix_socket ? address.c_str() : nullptr, 0)) {
         if (m_tls && !(wait.HasTlsBegun() && ::mysql_get_ssl_cipher(mysql)))
             throw ServerFault("TLS: the server does not offer it");
-        ::fcntl(static_cast<int>(::mysql_get_socket(mysql)), F_SETFD, FD_CLOEXEC);
+        const int socket = static_cast<int>(::mysql_get_socket(mysql));
+        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        MysqlWait::LimitReads(socket);
         return;
     }
     const unsigned code = ::mysql_errno(mysql);

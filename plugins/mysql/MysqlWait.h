@@ -40,17 +40,23 @@ public:
     void TlsBegins() { m_tls_begun = true; }
     bool HasTlsBegun() const { return m_tls_begun; }
 
+    /// Call when the connector has connected `socket` and logged in, before other waits for it.
+    /// Throws ServerFault.
+    static void LimitReads(int socket);
+
     /// Record `reason` unless there is one. The connector may report a less useful one.
     void Fail(const std::string& reason);
     const std::string& GetReason() const { return m_reason; }
 
 private:
     int Wait(int socket, short events);
+    bool IsReadable(int socket) const;
 
     const Deadline m_deadline;
     std::optional<sigset_t> m_signals; ///< the signal mask to restore
     bool m_had_sigpipe = false;
     bool m_connects = false;
+    bool m_logs_in = false; ///< LimitReads() is not called yet
     bool m_tls_begun = false;
     std::string m_tls_name;
     std::string m_reason;
