@@ -158,6 +158,14 @@ TEST_F(SocketmapSessionTest, TakesKeysUpToTheLimit) {
     EXPECT_EQ(Ask(Netstring("users " + postfix)), Netstring("OK u " + postfix));
 }
 
+TEST_F(SocketmapSessionTest, AnswersOfAnySizeAreWhole) {
+    for (std::size_t size = 0; size < 600; ++size) {
+        const std::string key = "found-" + std::string(size, 'k');
+        EXPECT_EQ(Ask(Netstring("users " + key)), Netstring("OK u " + key));
+        EXPECT_EQ(Ask("users " + key + "\n"), "OK u " + key + "\n");
+    }
+}
+
 TEST_F(SocketmapSessionTest, UnderstandsLines) {
     const SocketmapCase cases[] = {
         {"users found-1\n", "OK u found-1\n"},

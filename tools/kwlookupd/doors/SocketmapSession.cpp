@@ -141,17 +141,24 @@ bool SocketmapSession::Answer(const Query& query, const std::vector<Reply>& repl
 }
 
 void SocketmapSession::Write(std::string_view status, std::string_view text, Output& output) const {
+    std::array<char, 256> begin; // at least the digits of any size, a colon and a status
+    char* end = begin.data();
     if (!m_lines) {
-        std::array<char, 24> length; // more than the digits of any size and a colon
-        char* end =
-            std::to_chars(length.data(), length.data() + length.size(), status.size() + text.size())
-                .ptr;
+        end = std::to_chars(end, end + 20, status.size() + text.size()).ptr;
         *end++ = ':';
-        output.Append({length.data(), static_cast<std::size_t>(end - length.data())});
     }
-    output.Append(status);
-    output.Append(text);
-    output.Append(m_lines ? "\n" : ",");
+    end = std::copy(status.begin(), status.end(), end);
+    // Most answers are short, and it is quicker to append them as a whole.
+    const bool is_short = text.size() < 200;
+    if (is_short)
+        end = std::copy(text.begin(), text.end(), end);
+    else {
+        output.Append({begin.data(), static_cast<std::size_t>(end - begin.data())});
+        output.Append(text);
+        end = begin.data();
+    }
+    *end++ = m_lines ? '\n' : ',';
+    output.Append({begin.data(), static_cast<std::size_t>(end - begin.data())});
 }
 
 } // namespace kwlookup
