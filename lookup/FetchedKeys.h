@@ -48,6 +48,9 @@ public:
     /// Returns false when the finder has to be called for its keys.
     bool AreOf(std::uint64_t index) const { return m_index == index; }
 
+    /// Returns true when the index has none of the finder's keys.
+    bool AreNone() const { return m_index != 0 && m_count == 0; }
+
     /// Returns the first key.
     const Key* begin() const { return m_keys.data(); }
     /// Returns the end of the keys.

@@ -49,6 +49,10 @@ public:
     /// cannot name them; the list is then walked.
     virtual bool GetKeys(FinderKeys& keys) const = 0;
 
+    /// Returns true when a search of the list whose Fetch() got this finder last cannot match,
+    /// because the list has none of the keys. The search need not be made then.
+    bool IsRuledOut() const { return m_fetched.AreNone(); }
+
     /// Returns true from NoteRes() to ClearRes().
     bool HasRes() const { return m_has_res; }
 

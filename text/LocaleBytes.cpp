@@ -80,6 +80,7 @@ const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
             if (found != 0)
                 break;
         }
+        const bool overlaps = end - begin >= 8; // so that the last word may begin earlier
         for (; end - begin >= 8; begin += 8) {
             if (controls(begin) == 0)
                 continue;
@@ -87,6 +88,8 @@ const char* LocaleBytes::FindSpace(const char* begin, const char* end) const {
                 if (IsSpace(begin[i]))
                     return begin + i;
         }
+        if (overlaps && controls(end - 8) == 0)
+            return end;
     }
     return std::find_if(begin, end, [this](char c) { return IsSpace(c); });
 }

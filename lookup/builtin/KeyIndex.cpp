@@ -17,6 +17,14 @@ template <typename Use>
                : use(TableUpper{m_bytes.GetUpperTable(), m_bytes.GetUpperRanges()});
 }
 
+namespace {
+
+/// Keys from this size on are not compared before Match(), which compares too and is never wrong.
+/// It is slower for short texts only.
+constexpr std::size_t LONG_KEY = 1024;
+
+} // namespace
+
 /// Collects the keys of one search, or of several searches to fetch for.
 class KeyIndex::Keys final : public FinderKeys {
 public:
@@ -46,8 +54,12 @@ private:
     }
 
     void TakeFirstWord(std::string_view word, std::string_view value) {
-        if (!m_index.m_shapes.MayHold(word, m_index.m_bytes))
-            return;
+        if (m_index.m_shapes.MayHold(word, m_index.m_bytes))
+            AddKey(word, value);
+    }
+
+    /// Not inlined, because most keys do not come here.
+    [[gnu::noinline]] void AddKey(std::string_view word, std::string_view value) {
         const std::uint64_t hash = m_index.WithFold(
             [&](const auto& fold) { return Hash(fold, word, m_index.m_seed, m_hashed); });
         m_index.m_filter.Fetch(hash);
@@ -75,9 +87,7 @@ public:
             const Candidate candidate = m_heap.back();
             m_heap.pop_back();
             const KeyIndex& index = *candidate.index;
-            // Match() compares too, and is never wrong. It is slower for short texts only.
-            constexpr std::size_t LONG = 1024;
-            if (candidate.key.data() && candidate.key.size() < LONG &&
+            if (candidate.key.data() && candidate.key.size() < LONG_KEY &&
                 !index.WithFold([&](const auto& fold) {
                     return index.IsPartAt(fold, candidate.text, candidate.key);
                 }))
@@ -309,8 +319,26 @@ KeyIndex::Answer KeyIndex::Find(const KwLookupFinder& finder, const KeySource& s
 
 KeyIndex::Answer KeyIndex::Ask(const KwLookupFinder& finder, const KeySource& source,
                                const Key* begin, const Key* end, const std::string*& found) const {
+    if (end - begin == 1 && !begin->whole_value.data() && begin->text.size() < LONG_KEY)
+        return AskOne(finder, source, *begin, found);
     Candidates candidates(*this, begin, end);
     while ((found = candidates.Next())) {
+        if (finder.Match(*found))
+            return Answer::Match;
+        if (source.IsDone())
+            break;
+    }
+    return Answer::NoMatch;
+}
+
+/// As Ask() for a single short key, which is the usual case.
+KeyIndex::Answer KeyIndex::AskOne(const KwLookupFinder& finder, const KeySource& source,
+                                  const Key& key, const std::string*& found) const {
+    const std::size_t place =
+        WithFold([&](const auto& fold) { return Probe(fold, key.text, key.hash); });
+    for (std::uint32_t rank = m_slots[place].GetRank(); rank != 0;
+         rank = m_next.empty() ? 0 : m_next[rank - 1]) {
+        found = &TextAt(rank);
         if (finder.Match(*found))
             return Answer::Match;
         if (source.IsDone())

@@ -101,6 +101,8 @@ private:
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
     Answer Ask(const KwLookupFinder& finder, const KeySource& source, const Key* begin,
                const Key* end, const std::string*& found) const;
+    Answer AskOne(const KwLookupFinder& finder, const KeySource& source, const Key& key,
+                  const std::string*& found) const;
 
     const std::vector<std::string>& m_strings;
     const SortedOrder* const m_order;

@@ -187,7 +187,8 @@ void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t 
             const std::size_t size = std::min(count, AT_ONCE);
             if (!(flags & FIND_EXACT)) {
                 for (const auto part : {KeyedFinder::WholeValue, KeyedFinder::FirstWord})
-                    if (const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr))
+                    if (const KeyIndex* index = m_key_indexes->Get(part, sorted != nullptr);
+                        index && index->AnswersUnder(LocaleBytes::Current()))
                         index->Fetch(finders, size);
             } else if (sorted) {
                 std::array<std::string_view, AT_ONCE> texts;

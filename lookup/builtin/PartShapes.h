@@ -14,8 +14,8 @@
 
 namespace kwlookup {
 
-/// The sizes, first bytes, last bytes and greatest number of dots of the parts in a list. They rule
-/// out most keys that equal no part, without computing a hash.
+/// The sizes, first bytes, last bytes and greatest number of dots of the parts in a list, and
+/// whether each has an '@'. They rule out most keys that equal no part, without computing a hash.
 class PartShapes {
 public:
     /// Throws std::bad_alloc.
@@ -29,6 +29,7 @@ public:
             m_first[Upper(part.front(), bytes)] = true;
             m_last[Upper(part.back(), bytes)] = true;
         }
+        m_all_have_at = m_all_have_at && HasAt(part);
     }
 
     /// Call it after the last Note().
@@ -41,12 +42,16 @@ public:
         m_sizes.shrink_to_fit();
         if (!bytes.UpperKeepsMarks())
             m_most_dots = SIZE_MAX; // a part may equal a key with another number of dots
+        for (int byte = 0; byte < 256; ++byte)
+            if (byte != '@' && bytes.Upper(static_cast<char>(byte)) == bytes.Upper('@'))
+                m_all_have_at = false; // a part with an '@' may equal a key without
     }
 
     /// Returns false only when no part equals `key`.
     bool MayHold(std::string_view key, const LocaleBytes& bytes) const {
         return HoldsSize(key.size()) && (key.empty() || (m_first[Upper(key.front(), bytes)] &&
-                                                         m_last[Upper(key.back(), bytes)]));
+                                                         m_last[Upper(key.back(), bytes)] &&
+                                                         (!m_all_have_at || HasAt(key))));
     }
 
     /// Returns the sizes in ascending order.
@@ -70,6 +75,8 @@ private:
         return dots + static_cast<std::size_t>(std::count(part.begin() + i, part.end(), '.'));
     }
 
+    static bool HasAt(std::string_view text) { return text.find('@') != std::string_view::npos; }
+
     bool HoldsSize(std::size_t size) const {
         return size < m_has_size.size() ? m_has_size[size]
                                         : std::binary_search(m_sizes.begin(), m_sizes.end(), size);
@@ -80,6 +87,7 @@ private:
     std::array<bool, 256> m_first{}; ///< indexed by upper-case form
     std::array<bool, 256> m_last{};  ///< indexed by upper-case form
     std::size_t m_most_dots = 0;
+    bool m_all_have_at = true;
 };
 
 } // namespace kwlookup

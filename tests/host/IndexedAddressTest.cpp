@@ -207,7 +207,7 @@ bool Compare(const KwIfLookup& list, const AddressFinder& by_index, const std::s
 
 TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-    int found = 0;
+    int found = 0, ruled_out = 0;
     for (unsigned seed = 1; seed <= 100 || std::chrono::steady_clock::now() < end; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random random(seed);
@@ -216,9 +216,12 @@ TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
         Texts texts(random);
         StringList list;
         Strings values;
+        const bool only_addresses = random.OneIn(3);
         for (std::size_t left = 64 + random.Below(100); left > 0; --left) {
             values.push_back(values.empty() || !random.OneIn(6) ? texts.Value()
                                                                 : random.Of(values));
+            if (only_addresses)
+                values.back().insert(random.Below(values.back().size() + 1), "@");
             list.Init(values.back());
         }
         for (int i = 0; i < 60; ++i) {
@@ -234,6 +237,10 @@ TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
             if (random.OneIn(2)) {
                 const KwLookupFinder* const finders[] = {&other, &finder};
                 list.Fetch(finders, 2, 0);
+                if (finder.IsRuledOut()) {
+                    ++ruled_out;
+                    EXPECT_FALSE(Compare(list, finder, text));
+                }
                 if (random.OneIn(20))
                     list.Init(texts.Value());
                 if (may_change_locale && random.OneIn(20))
@@ -245,6 +252,7 @@ TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
         }
     }
     EXPECT_GT(found, 1000);
+    EXPECT_GT(ruled_out, 100);
 }
 
 /// A hundred values that match nothing, followed by `values`.
@@ -539,6 +547,21 @@ TEST(IndexedAddress, FetchingChangesNoAnswer) {
                            std::string(300, 'x'),
                            "",
                            "a.b.c.d.e.f@g.h.i.j.k.l.m"};
+    {
+        KwFileLookup list;
+        list.Init(file);
+        AddressFinder there("jdoe@other.lan"), not_there("jdoe@nowhere.example");
+        const KwLookupFinder* const finders[] = {&there, &not_there};
+        std::string res;
+        list.Fetch(finders, 2, 0);
+        EXPECT_FALSE(not_there.IsRuledOut()) << "there is no index yet";
+        list.Find(there, &res, 0, nullptr);
+        list.Fetch(finders, 2, 0);
+        EXPECT_FALSE(there.IsRuledOut());
+        EXPECT_TRUE(not_there.IsRuledOut());
+        not_there.SetText("jdoe@other.lan");
+        EXPECT_FALSE(not_there.IsRuledOut());
+    }
     for (const int flags : {0, FIND_EXACT + 0, FIND_EXACT | FIND_NOCASE}) {
         SCOPED_TRACE(flags);
         KwLookupHolder holder(log), plain(log);
