@@ -25,6 +25,10 @@ namespace {
 /// No domain name is longer. Each label of a domain costs a search in tables.
 constexpr std::size_t LONGEST_DOMAIN = 255;
 
+/// Beside the bytes above 0x7f, those that give a local part no other form.
+constexpr std::string_view USUAL =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789.-_";
+
 ListChecks DaemonChecks() {
     ListChecks checks;
     checks.hints = false;
@@ -136,11 +140,9 @@ public:
 
     /// Ask about an address in all its forms.
     void AskAddressForms(const std::string& address) {
-        const std::string other = OtherLocalPartForm(address);
-        // Either form is more exact than the domain.
-        if (!other.empty() && (AskKey(address) || AskKey(other)))
-            return;
-        if (AskAddress(address) || !m_list.m_settings.idn)
+        const bool over =
+            m_list.HasOneLocalPart(address) ? AskKeys(address, 0) : AskLocalParts(address);
+        if (over || !m_list.m_settings.idn)
             return;
         const std::size_t domain = address.rfind('@') + 1; // 0 without an '@'
         for (const std::string& form : OtherDomainForms(address.substr(domain)))
@@ -161,6 +163,15 @@ public:
 private:
     // Each of these returns true when the search is over.
 
+    /// Ask about an address in all forms of its local part.
+    bool AskLocalParts(const std::string& address) {
+        const std::string other = OtherLocalPartForm(address);
+        // Either form is more exact than the domain.
+        if (!other.empty() && (AskKey(address) || AskKey(other)))
+            return true;
+        return AskAddress(address);
+    }
+
     bool AskAddress(const std::string& address) {
         // With the extension first: it is more exact than any key of the address without it.
         const std::string base = WithoutExtension(address, m_list.m_settings.sub_address);
@@ -176,6 +187,8 @@ private:
         const AddressFinder* const finder = &text == m_finder_text ? m_finder : nullptr;
         for (const Entry& entry : m_list.m_entries) {
             if (!entry.is_plugin) {
+                if (finder && &entry == m_list.m_first_file && finder->IsRuledOut())
+                    continue;
                 // The finder can be used again, because it keeps nothing without a match.
                 if (finder ? Find(entry, text, *finder, flags, *finder) : Ask(entry, text, flags))
                     return true;
@@ -292,6 +305,12 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
                                const ListGeneration* previous)
     : m_settings(settings), m_log(log), m_items(settings.objects, log, DaemonChecks()),
       m_load_time(std::time(nullptr)) {
+    for (std::size_t byte = 0; byte < m_weights.size(); ++byte) {
+        const char c = static_cast<char>(byte);
+        const bool is_usual = (byte >= 0x80 || USUAL.find(c) != std::string_view::npos) &&
+                              settings.sub_address.find(c) == std::string::npos;
+        m_weights[byte] = c == '@' ? 1 : is_usual ? 0 : 2;
+    }
     if (m_items.GetFailedCount() != 0)
         throw std::runtime_error("the list has errors");
     for (const ItemList::Item& item : m_items.GetItems()) {
@@ -305,9 +324,12 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
         const bool may_wait =
             is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
         m_may_wait |= may_wait;
-        m_entries.push_back({&item, is_plugin, walks, may_wait, std::make_unique<LogLimit>(),
-                             std::make_unique<LogLimit>()});
+        m_entries.push_back({&item, type == "file", is_plugin, walks, may_wait,
+                             std::make_unique<LogLimit>(), std::make_unique<LogLimit>()});
     }
+    const auto file = std::find_if(m_entries.begin(), m_entries.end(),
+                                   [](const Entry& entry) { return entry.is_file; });
+    m_first_file = file == m_entries.end() ? nullptr : &*file;
     const std::vector<std::size_t> records = HashRecords();
     const std::vector<std::size_t> before =
         previous ? previous->HashRecords() : std::vector<std::size_t>();
@@ -327,6 +349,15 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
         if (!entry.is_plugin)
             entry.item->holder->Find(AddressFinder(any), &result, flags, nullptr);
     }
+}
+
+/// Returns true for an address whose local part has certainly no other form, and no extension.
+bool ListGeneration::HasOneLocalPart(const std::string& address) const {
+    // Without a branch for each byte, because most addresses are such ones.
+    unsigned weight = 0;
+    for (const char c : address)
+        weight += m_weights[static_cast<unsigned char>(c)];
+    return weight <= 1;
 }
 
 void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) const noexcept {
@@ -354,11 +385,19 @@ bool ListGeneration::FetchFor(const Question* questions, std::size_t count,
                               Finders& finders) const noexcept {
     try {
         std::array<const KwLookupFinder*, READ_AHEAD> pointers;
-        for (std::size_t i = 0; i < count; ++i)
-            pointers[i] = &Renew(finders[i], *questions[i].text);
-        for (const Entry& entry : m_entries)
-            if (!entry.is_plugin)
-                entry.item->holder->Fetch(pointers.data(), count, 0);
+        const auto renew = [&] {
+            for (std::size_t i = 0; i < count; ++i)
+                pointers[i] = &Renew(finders[i], *questions[i].text);
+        };
+        renew();
+        // A finder keeps what one file knows of its keys. For the first file this is most useful.
+        for (auto entry = m_entries.rbegin(); entry != m_entries.rend(); ++entry) {
+            if (!entry->is_file)
+                continue;
+            entry->item->holder->Fetch(pointers.data(), count, 0);
+            if (&*entry != m_first_file)
+                renew();
+        }
         return true;
     } catch (const std::exception&) { // out of memory
         return false;

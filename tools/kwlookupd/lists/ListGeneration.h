@@ -78,12 +78,14 @@ private:
 
     struct Entry {
         const ItemList::Item* item;
+        bool is_file;
         bool is_plugin;
         bool walks; ///< ask it about the domain and its parents, too
         bool may_wait;
         std::unique_ptr<LogLimit> faults, slow_answers; ///< lines about them
     };
 
+    bool HasOneLocalPart(const std::string& address) const;
     void Ask(const std::string& text, bool explain, Search& search) const noexcept;
     bool FetchFor(const Question* questions, std::size_t count, Finders& finders) const noexcept;
     void Explain(Search& search) const;
@@ -94,6 +96,9 @@ private:
     const ItemList m_items;
     const std::time_t m_load_time;
     std::vector<Entry> m_entries;
+    const Entry* m_first_file = nullptr;
+    /// For each byte of an address: 0 if it tells nothing of the local part, 1 for '@'.
+    std::array<unsigned, 256> m_weights;
     bool m_may_wait = false;
     std::size_t m_record_count = 0;
     Change m_change;
