@@ -371,7 +371,7 @@ void ListGeneration::AskAll(const Question* questions, std::size_t count,
     Search search(*this);
     for (std::size_t size; count != 0; questions += size, count -= size) {
         size = std::min(count, READ_AHEAD);
-        const bool fetches = size > 1 && m_settings.search == ListSettings::Search::Address &&
+        const bool fetches = m_settings.search == ListSettings::Search::Address &&
                              FetchFor(questions, size, finders);
         for (std::size_t i = 0; i < size; ++i) {
             search.Begin(*questions[i].reply, *questions[i].text, fetches ? &*finders[i] : nullptr);
