@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/firebird/FirebirdAttachment.h"
 
-#include "plugins/firebird/CancelWatch.h"
+#include "families/servers/CancelWatch.h"
 #include "plugins/firebird/FirebirdStatus.h"
 
 #include <string_view>
@@ -65,7 +65,7 @@ FirebirdAttachment::FirebirdAttachment(const Server& server, const ServerSetting
 
 FirebirdAttachment::~FirebirdAttachment() {
     FirebirdStatus status;
-    const CancelWatch watch(*this, Deadline(FAREWELL));
+    const CancelWatch watch([this] { Cancel(); }, Deadline(FAREWELL));
     ::isc_rollback_transaction(status.Get(), &m_transaction);
     ::isc_detach_database(status.Get(), &m_handle);
 }

@@ -2,8 +2,8 @@
 #include "plugins/firebird/FirebirdConnection.h"
 
 #include "families/servers/CallThread.h"
+#include "families/servers/CancelWatch.h"
 #include "families/servers/ServerFault.h"
-#include "plugins/firebird/CancelWatch.h"
 #include "plugins/firebird/FirebirdInserter.h"
 #include "plugins/firebird/FirebirdStatus.h"
 #include "plugins/firebird/FirebirdTransaction.h"
@@ -32,13 +32,14 @@ FirebirdConnection::FirebirdConnection(const Server& server, const ServerSetting
 }
 
 FirebirdConnection::~FirebirdConnection() {
-    const CancelWatch watch(*m_attachment, Deadline(FirebirdAttachment::FAREWELL));
+    const CancelWatch watch([this] { m_attachment->Cancel(); },
+                            Deadline(FirebirdAttachment::FAREWELL));
     m_statements.clear();
 }
 
 void FirebirdConnection::Ask(const FirebirdQuery& query, const std::string& value,
                              Deadline deadline, Answer& answer) {
-    const CancelWatch watch(*m_attachment, deadline);
+    const CancelWatch watch([this] { m_attachment->Cancel(); }, deadline);
     try {
         const bool ends_in_blank = !value.empty() && value.back() == ' ';
         AskInTime(ends_in_blank ? query.GetExactStatement() : query.GetStatement(), value, answer);
@@ -70,7 +71,7 @@ void FirebirdConnection::Store(const FirebirdInsert& insert, const std::vector<S
     std::optional<CancelWatch> watch;
     const auto next_step = [&] {
         watch.reset();
-        watch.emplace(*m_attachment, Deadline(timeout));
+        watch.emplace([this] { m_attachment->Cancel(); }, Deadline(timeout));
     };
     next_step();
     try {

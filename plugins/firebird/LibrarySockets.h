@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
+#include "families/servers/ConnectedSockets.h"
+
 #include <vector>
 
 namespace kwlookup {
@@ -18,25 +19,17 @@ public:
 
     /// To be called when the library has connected. A socket that another thread has connected to
     /// the same port meanwhile is taken, too.
-    void Take();
+    void Take() { m_taken = NewSockets(m_before, List()); }
 
     /// Ends the traffic on these sockets, so that nobody waits for them.
     void Shutdown() const;
 
 private:
-    struct Socket {
-        int fd;
-        ino_t inode; ///< the number of a closed descriptor may be used again
-        bool operator==(const Socket& other) const {
-            return fd == other.fd && inode == other.inode;
-        }
-    };
-
-    std::vector<Socket> List() const;
+    std::vector<ConnectedSocket> List() const;
 
     const int m_port;
-    const std::vector<Socket> m_before;
-    std::vector<Socket> m_taken;
+    const std::vector<ConnectedSocket> m_before;
+    std::vector<ConnectedSocket> m_taken;
 };
 
 } // namespace kwlookup

@@ -6,9 +6,13 @@
 #include "plugins/odbc/ConnectionText.h"
 #include "plugins/odbc/OdbcDiagnosis.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <fcntl.h>
+#include <iterator>
 #include <sqlext.h>
+#include <string_view>
 #include <utility>
 
 namespace kwlookup {
@@ -29,6 +33,19 @@ constexpr const char* FOR_MYSQL =
 constexpr Preparation PREPARATIONS[] = {
     {"PostgreSQL", "set local time zone 'UTC'"}, {"MariaDB", FOR_MYSQL}, {"MySQL", FOR_MYSQL}};
 
+/// PostgreSQL's drivers. Their calls end when their socket is shut down.
+constexpr std::string_view ENDED_BY_SOCKET[] = {"psqlodbcw.so", "psqlodbca.so"};
+
+/// Returns a descriptor of the only one of `sockets` for which `is_wanted(socket)`. Empty if there
+/// is not exactly one.
+template <typename IsWanted>
+FileDescriptor CopyOnly(const std::vector<ConnectedSocket>& sockets, IsWanted&& is_wanted) {
+    const auto found = std::find_if(sockets.begin(), sockets.end(), is_wanted);
+    if (found == sockets.end() || std::any_of(std::next(found), sockets.end(), is_wanted))
+        return FileDescriptor();
+    return FileDescriptor(::fcntl(found->fd, F_DUPFD_CLOEXEC, 0));
+}
+
 SQLPOINTER Number(std::uintptr_t number) {
     return reinterpret_cast<SQLPOINTER>(number);
 }
@@ -40,7 +57,7 @@ std::uintptr_t SecondsOf(std::chrono::milliseconds time) {
 } // namespace
 
 OdbcSession::OdbcSession(const Server& server, const ServerSettings& settings)
-    : m_limits{settings.max_rows, SecondsOf(settings.timeout)} {
+    : m_limits{settings.max_rows, SecondsOf(settings.timeout)}, m_port(server.port) {
     ::SQLSetEnvAttr(m_environment.Get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
     m_connection = std::make_unique<OdbcHandle<SQL_HANDLE_DBC>>(m_environment.Get());
     Connect(server, settings);
@@ -103,6 +120,35 @@ void OdbcSession::Ask(const Select& select, const std::string& value, Answer& an
         m_statements.erase(select.get());
         answer.Clear();
     }
+}
+
+FileDescriptor OdbcSession::CopySocket() {
+    const std::string driver = Info(SQL_DRIVER_NAME);
+    if (std::find(std::begin(ENDED_BY_SOCKET), std::end(ENDED_BY_SOCKET), driver) ==
+        std::end(ENDED_BY_SOCKET))
+        return FileDescriptor();
+    const auto added = NewSockets(m_before, ListConnectedSockets());
+    FileDescriptor copy = CopyOnly(
+        added, [this](const ConnectedSocket& socket) { return socket.peer_port == m_port; });
+    if (!copy) // the port is not known, or other threads have connected to it meanwhile
+        copy = CopyOnly(added, [port = AskPort()](const ConnectedSocket& socket) {
+            return socket.local_port == port;
+        });
+    return copy;
+}
+
+/// Returns the port of this process that the server sees, which is another one behind a pooler or
+/// a router, or -1.
+int OdbcSession::AskPort() {
+    const OdbcHandle<SQL_HANDLE_STMT> statement(m_connection->Get());
+    SQLINTEGER port = -1;
+    SQLLEN length = 0;
+    const bool done =
+        SQL_SUCCEEDED(
+            ::SQLExecDirect(statement.Get(), OdbcText("select inet_client_port()"), SQL_NTS)) &&
+        SQL_SUCCEEDED(::SQLFetch(statement.Get())) &&
+        SQL_SUCCEEDED(::SQLGetData(statement.Get(), 1, SQL_C_SLONG, &port, sizeof(port), &length));
+    return done && length != SQL_NULL_DATA ? port : -1;
 }
 
 OdbcStatement& OdbcSession::Prepare(const Select& select) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "families/servers/Answer.h"
+#include "families/servers/ConnectedSockets.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
 #include "families/sql/InsertStatement.h"
@@ -10,11 +11,13 @@
 #include "plugins/odbc/OdbcHandle.h"
 #include "plugins/odbc/OdbcInserter.h"
 #include "plugins/odbc/OdbcStatement.h"
+#include "text/FileDescriptor.h"
 
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace kwlookup {
 
@@ -30,6 +33,10 @@ public:
     ~OdbcSession();
     OdbcSession(const OdbcSession&) = delete;
     OdbcSession& operator=(const OdbcSession&) = delete;
+
+    /// A descriptor of the driver's socket. Empty if the driver may not notice that its socket is
+    /// shut down, or if it is not certain which socket is the driver's.
+    FileDescriptor CopySocket();
 
     /// Put the rows for `value` into `answer`. Throws what OdbcStatement throws.
     void Ask(const Select& select, const std::string& value, Answer& answer);
@@ -50,6 +57,7 @@ private:
 
     void Connect(const Server& server, const ServerSettings& settings);
     std::string Info(SQLUSMALLINT what) const;
+    int AskPort();
     OdbcStatement& Prepare(const Select& select);
     template <typename Call>
     void Checked(Call&& call);
@@ -59,6 +67,8 @@ private:
     bool IsDead() const;
 
     const OdbcLimits m_limits;
+    const int m_port; ///< of the server; 0 if only the driver knows it
+    const std::vector<ConnectedSocket> m_before = ListConnectedSockets(); ///< of this process
     OdbcHandle<SQL_HANDLE_ENV> m_environment{SQL_NULL_HANDLE};
     std::unique_ptr<OdbcHandle<SQL_HANDLE_DBC>> m_connection;
     char m_quote = ' ';

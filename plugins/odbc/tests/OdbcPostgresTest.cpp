@@ -2,6 +2,12 @@
 #include "plugins/odbc/tests/OdbcService.h"
 #include "servers/SqlServerTest.h"
 
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <list>
+#include <thread>
+
 using namespace kwlookup;
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Odbc, SqlServerTest, OdbcService);
@@ -9,6 +15,10 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Odbc, SqlServerTest, OdbcService);
 namespace {
 
 class OdbcPostgresTest : public SqlServerTest<OdbcService> {};
+
+std::ptrdiff_t CountThreads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
 
 TEST_F(OdbcPostgresTest, ServerAnswers) {
     ExpectWorks(List(Server().GetHost()));
@@ -24,6 +34,25 @@ TEST_F(OdbcPostgresTest, ServerThatStopsFailsSearchesInTime) {
     ExpectFailsInTime(kept, "no answer in time");
     Server().Continue();
     ExpectWorksInTime(kept);
+}
+
+TEST_F(OdbcPostgresTest, ConnectionsHaveNoThreadsOfTheirOwn) {
+    constexpr int CONNECTIONS = 6;
+    constexpr int SHARED = 2; // one thread closes idle connections, one watches the limits
+    const auto before = CountThreads();
+    std::list<KwLookupHolder> holders;
+    for (int i = 0; i < CONNECTIONS; ++i)
+        holders.emplace_back(m_log).Init(
+            List(Server().GetHost(), "Timeout=" + std::to_string(20 + i)));
+    std::list<std::thread> searches;
+    for (const KwLookupHolder& holder : holders)
+        searches.emplace_back([&] { EXPECT_EQ(FailureOf(holder), "found OK"); });
+    for (std::thread& search : searches)
+        search.join();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (CountThreads() > before + SHARED && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_LE(CountThreads(), before + SHARED);
 }
 
 TEST_F(OdbcPostgresTest, PreparesAgainWhatTheServerHasForgotten) {

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/firebird/CancelWatch.h"
+#include "families/servers/CancelWatch.h"
 
 #include "families/servers/PerProcess.h"
 #include "families/servers/ServerFault.h"
 #include "families/servers/StartThread.h"
-#include "plugins/firebird/FirebirdAttachment.h"
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 namespace kwlookup {
 
@@ -32,7 +32,7 @@ public:
         return instance.Get();
     }
 
-    std::list<Watched>::iterator Add(FirebirdAttachment& attachment, Deadline deadline) {
+    std::list<Watched>::iterator Add(std::function<void()> cancel, Deadline deadline) {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (!m_runs) {
             try {
@@ -44,7 +44,7 @@ public:
         } else if (deadline.GetTime() < m_wakes_at) {
             m_changed.notify_one();
         }
-        m_watched.push_back({attachment, deadline.GetTime()});
+        m_watched.push_back({std::move(cancel), deadline.GetTime()});
         return std::prev(m_watched.end());
     }
 
@@ -66,8 +66,8 @@ private:
             m_wakes_at = now + IDLE;
             for (Watched& watched : m_watched) {
                 if (watched.at <= now) {
-                    // Under the lock, so that the attachment is not destroyed meanwhile.
-                    watched.attachment.Cancel();
+                    // Under the lock, so that what it cancels is not destroyed meanwhile.
+                    watched.cancel();
                     watched.cancelled = true;
                     watched.at = now + AGAIN;
                 }
@@ -88,8 +88,8 @@ private:
     bool m_runs = false;
 };
 
-CancelWatch::CancelWatch(FirebirdAttachment& attachment, Deadline deadline)
-    : m_watcher(Watcher::Instance()), m_watched(m_watcher->Add(attachment, deadline)) {}
+CancelWatch::CancelWatch(std::function<void()> cancel, Deadline deadline)
+    : m_watcher(Watcher::Instance()), m_watched(m_watcher->Add(std::move(cancel), deadline)) {}
 
 CancelWatch::~CancelWatch() {
     m_watcher->Remove(m_watched);
