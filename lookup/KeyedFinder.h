@@ -49,8 +49,8 @@ public:
     /// cannot name them; the list is then walked.
     virtual bool GetKeys(FinderKeys& keys) const = 0;
 
-    /// Returns true when a search of the list whose Fetch() got this finder last cannot match,
-    /// because the list has none of the keys. The search need not be made then.
+    /// Returns true when the list whose Fetch() got this finder last has none of its keys. A search
+    /// of that list cannot match then. It tells nothing of other lists, not even in one holder.
     bool IsRuledOut() const { return m_fetched.AreNone(); }
 
     /// Returns true from NoteRes() to ClearRes().
