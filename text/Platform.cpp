@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "text/Platform.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
@@ -9,7 +10,9 @@
 #include <new>
 #include <sched.h>
 #include <sys/mman.h>
+#include <unistd.h>
 #if defined(__GLIBC__)
+#include <malloc.h>
 #include <sys/single_threaded.h>
 #endif
 
@@ -39,6 +42,20 @@ void AdviseHugePages(void* begin, std::size_t size) {
 #else
     static_cast<void>(begin);
     static_cast<void>(size);
+#endif
+}
+
+void UseHugePagesForHeap() {
+#if defined(__GLIBC__) && defined(M_TOP_PAD)
+    constexpr int SIZE = 64 * 1024 * 1024;        // 1,000,000 addresses need 48 MB
+    constexpr std::size_t FROM_HEAP = 127 * 1024; // malloc() maps blocks from 128 KiB on
+    char* const begin = static_cast<char*>(::sbrk(0));
+    ::mallopt(M_TOP_PAD, SIZE);
+    void* volatile block = std::malloc(FROM_HEAP); // volatile, so that the call is not removed
+    std::free(block);
+    char* const end = static_cast<char*>(::sbrk(0));
+    if (end > begin)
+        AdviseHugePages(begin, static_cast<std::size_t>(end - begin));
 #endif
 }
 

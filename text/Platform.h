@@ -49,6 +49,12 @@ inline void Prefetch(const void* address) {
 /// Asks the system for huge pages, for large memory with random access. It is a hint.
 void AdviseHugePages(void* begin, std::size_t size);
 
+/// Does the same for the next 64 MiB of the heap, where the C library can be told. Strings that are
+/// loaded then cost fewer page faults, and searches of them fewer look-ups of addresses. Uses no
+/// memory by itself. It changes how the process gets memory, so it is for a program, not for a
+/// library. Call it while there is one thread.
+void UseHugePagesForHeap();
+
 /// Returns the nanoseconds of a clock that never goes back. It moves in steps of CoarseTick(). A
 /// call costs about 5 ns.
 std::int64_t CoarseNanoseconds();

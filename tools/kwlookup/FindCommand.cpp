@@ -4,6 +4,7 @@
 #include "ExitStatus.h"
 #include "InputBlocks.h"
 #include "InputLines.h"
+#include "text/Platform.h"
 #include "tools/lists/AskItem.h"
 #include "tools/lists/Report.h"
 
@@ -93,6 +94,7 @@ int RunFindCommand(const FindOptions& options, const LogClass& log) {
     // Not freed unless it has plug-ins, which may have connections to close: the process ends, and
     // freeing a million records takes as long as tens of thousands of searches.
     static auto& list = *new std::optional<ItemList>;
+    UseHugePagesForHeap();
     try {
         list.emplace(options.list, log, options.checks);
     } catch (const std::invalid_argument& error) {
