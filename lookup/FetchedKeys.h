@@ -9,7 +9,8 @@
 namespace kwlookup {
 
 /// The keys of a finder that may be in a list, with their hashes. KwVectorStrLookup::Fetch() stores
-/// them in the finder for the next search. Usually there is at most one.
+/// them in the finder for the next search. Usually there is at most one. For an exact search the
+/// text is the key.
 ///
 /// The keys point into the finder, so a copy of this object has none.
 class FetchedKeys {

@@ -50,7 +50,8 @@ public:
     virtual bool GetKeys(FinderKeys& keys) const = 0;
 
     /// Returns true when the list whose Fetch() got this finder last has none of its keys. A search
-    /// of that list cannot match then. It tells nothing of other lists, not even in one holder.
+    /// of that list with the flags of that Fetch() cannot match then. It tells nothing of other
+    /// lists, not even in one holder.
     bool IsRuledOut() const { return m_fetched.AreNone(); }
 
     /// Returns true from NoteRes() to ClearRes().
@@ -60,7 +61,8 @@ protected:
     /// Records that Match() has made the result.
     void NoteRes() const { m_has_res = true; }
 
-    /// To be called when the keys change. Forgets the result, and what a list knows of the keys.
+    /// To be called when the keys or the text of GetRequest() change. Forgets the result, and what
+    /// a list knows of the keys and the text.
     void NoteNewKeys() {
         m_has_res = false;
         m_fetched = FetchedKeys();

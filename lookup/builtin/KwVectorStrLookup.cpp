@@ -90,8 +90,9 @@ bool KwVectorStrLookup::Find(const KwLookupFinder& finder, std::string* res, int
     const SortedStrings* const sorted = GetSorted();
     const SortedStrings& order = sorted ? *sorted : Sort(nocase);
     const std::string_view text = ViewOf(finder.GetRequest());
-    const std::string_view found =
-        nocase ? order.FindNoCase(text, LocaleBytes::Current()) : order.Find(text);
+    const FetchedKeys* const fetched = KeySource(finder).GetFetched();
+    const std::string_view found = nocase ? order.FindNoCase(text, LocaleBytes::Current(), fetched)
+                                          : order.Find(text, fetched);
     if (!found.data())
         return false;
     if (matched)
@@ -191,12 +192,13 @@ void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t 
                         index && index->AnswersUnder(LocaleBytes::Current()))
                         index->Fetch(finders, size);
             } else if (sorted) {
-                std::array<std::string_view, AT_ONCE> texts;
+                std::array<TextIndex::Question, AT_ONCE> questions;
                 std::size_t asked = 0;
                 for (std::size_t i = 0; i < size; ++i)
                     if (finders[i])
-                        texts[asked++] = ViewOf(finders[i]->GetRequest());
-                sorted->Fetch(texts.data(), asked, flags & FIND_NOCASE);
+                        questions[asked++] = {ViewOf(finders[i]->GetRequest()),
+                                              KeySource(*finders[i]).GetFetched()};
+                sorted->Fetch(questions.data(), asked, flags & FIND_NOCASE);
             }
         }
     } catch (...) { // only a hint

@@ -74,10 +74,10 @@ public:
 
     /// Loads into the processor's cache what searches for `count` finders with `flags` will read,
     /// so that they do not wait for memory one by one. Skips null finders. Calls each finder for
-    /// its text or its keys. A KeyedFinder stores which of its keys may be in the list, and the
-    /// search does not ask for them again. It is a hint: it changes no answer, makes no index and
-    /// throws nothing. On a list that does not fit the cache it saves more than twice its cost,
-    /// with 8 to 32 finders at a time.
+    /// its text or its keys. A KeyedFinder stores which of its keys, or whether its text, may be in
+    /// the list, and the search does not find that out again. It is a hint: it changes no answer,
+    /// makes no index and throws nothing. On a list that does not fit the cache it saves more than
+    /// twice its cost, with 8 to 32 finders at a time.
     void Fetch(const KwLookupFinder* const* finders, std::size_t count, int flags) const noexcept;
 
     /// Appends a copy of `value`. The next exact search sorts again. Not guarded.

@@ -36,21 +36,23 @@ void SortedStrings::MakeIndex(const LocaleBytes* nocase) {
         m_index.reset();
 }
 
-std::string_view SortedStrings::Find(std::string_view text) const {
-    return m_index && !m_nocase ? m_index->Find(text) : GetOrder().Find(text);
+std::string_view SortedStrings::Find(std::string_view text, const FetchedKeys* fetched) const {
+    return m_index && !m_nocase ? m_index->Find(text, fetched) : GetOrder().Find(text);
 }
 
-std::string_view SortedStrings::FindNoCase(std::string_view text, const LocaleBytes& bytes) const {
+std::string_view SortedStrings::FindNoCase(std::string_view text, const LocaleBytes& bytes,
+                                           const FetchedKeys* fetched) const {
     if (m_index && m_nocase) {
         if (m_ascii_upper ? bytes.UpperIsAscii() : bytes.GetUpperTable() == m_upper)
-            return m_index->Find(text);
+            return m_index->Find(text, fetched);
     }
     return GetOrder().FindNoCase(text, bytes.GetUpperTable());
 }
 
-void SortedStrings::Fetch(const std::string_view* texts, std::size_t count, bool nocase) const {
+void SortedStrings::Fetch(const TextIndex::Question* questions, std::size_t count,
+                          bool nocase) const {
     if (m_index && nocase == m_nocase)
-        m_index->Fetch(texts, count);
+        m_index->Fetch(questions, count);
 }
 
 const SortedOrder& SortedStrings::GetOrder() const {

@@ -33,15 +33,17 @@ public:
     SortedStrings(const std::vector<std::string>& strings, const LocaleBytes* nocase);
 
     /// Returns the first of the equal strings that a binary search finds, which compares bytes as
-    /// signed values. Its data() is null when there is none.
-    std::string_view Find(std::string_view text) const;
+    /// signed values. Its data() is null when there is none. `fetched` is what Fetch() has stored
+    /// for the text, or null.
+    std::string_view Find(std::string_view text, const FetchedKeys* fetched) const;
 
     /// Returns the first of the equal strings that a binary search by the upper-case forms of
     /// `bytes` finds. Its data() is null when there is none.
-    std::string_view FindNoCase(std::string_view text, const LocaleBytes& bytes) const;
+    std::string_view FindNoCase(std::string_view text, const LocaleBytes& bytes,
+                                const FetchedKeys* fetched) const;
 
     /// Loads into the cache what such searches need.
-    void Fetch(const std::string_view* texts, std::size_t count, bool nocase) const;
+    void Fetch(const TextIndex::Question* questions, std::size_t count, bool nocase) const;
 
     /// Returns the positions of the strings in sorted order.
     const SortedOrder& GetOrder() const;

@@ -88,47 +88,60 @@ template <typename Fold>
     return place;
 }
 
-std::string_view TextIndex::Find(std::string_view text) const {
+std::string_view TextIndex::Find(std::string_view text, const FetchedKeys* fetched) const {
     return WithFold([&](const auto& fold) {
-        const std::uint64_t hash = Hash(fold, text, m_seed);
-        // Fetch the slot while the filter is tested.
-        Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
-        if (!m_filter.MayHold(hash))
-            return std::string_view();
+        std::uint64_t hash;
+        if (fetched && fetched->AreOf(m_seed.first)) {
+            if (fetched->begin() == fetched->end())
+                return std::string_view();
+            hash = fetched->begin()->hash;
+        } else {
+            hash = Hash(fold, text, m_seed);
+            // Fetch the slot while the filter is tested.
+            Prefetch(&m_slots[PlaceOf(hash, m_slots.size())]);
+            if (!m_filter.MayHold(hash))
+                return std::string_view();
+        }
         const TextSlot slot = m_slots[Probe(fold, text, hash)];
         return slot.IsFree() ? std::string_view() : TextOf(slot);
     });
 }
 
-void TextIndex::Fetch(const std::string_view* texts, std::size_t count) const {
+void TextIndex::Fetch(const Question* questions, std::size_t count) const {
     // Fetch the filter for several texts, then their slots, then their strings, so that each step
     // waits for all of them at once.
     constexpr std::size_t AT_ONCE = 32;
-    struct Question {
+    struct Asked {
         std::uint64_t hash;
-        TextSlot::Key key;
+        const Question* question;
     };
-    std::array<Question, AT_ONCE> questions;
-    for (std::size_t begin = 0; begin < count; begin += AT_ONCE) {
-        const std::size_t size = std::min(AT_ONCE, count - begin);
+    std::array<Asked, AT_ONCE> asked;
+    for (; count != 0; questions += std::min(count, AT_ONCE), count -= std::min(count, AT_ONCE)) {
+        const std::size_t size = std::min(AT_ONCE, count);
         for (std::size_t i = 0; i < size; ++i) {
-            const std::string_view text = texts[begin + i];
             const std::uint64_t hash =
-                WithFold([&](const auto& fold) { return Hash(fold, text, m_seed); });
+                WithFold([&](const auto& fold) { return Hash(fold, questions[i].text, m_seed); });
             m_filter.Fetch(hash);
-            questions[i] = {hash, TextSlot::KeyOf(text, hash)};
+            asked[i] = {hash, &questions[i]};
         }
-        std::size_t asked = 0;
+        // Without a branch that half of the texts would take: it cannot be predicted.
+        std::size_t held = 0;
         for (std::size_t i = 0; i < size; ++i) {
-            if (!m_filter.MayHold(questions[i].hash))
-                continue;
-            Prefetch(&m_slots[PlaceOf(questions[i].hash, m_slots.size())]);
-            questions[asked++] = questions[i];
+            if (asked[i].question->fetched)
+                asked[i].question->fetched->Begin(m_seed.first);
+            asked[held] = asked[i];
+            held += m_filter.MayHold(asked[held].hash);
         }
-        for (std::size_t i = 0; i < asked; ++i) {
-            std::size_t place = PlaceOf(questions[i].hash, m_slots.size());
+        for (std::size_t i = 0; i < held; ++i) {
+            Prefetch(&m_slots[PlaceOf(asked[i].hash, m_slots.size())]);
+            if (FetchedKeys* const fetched = asked[i].question->fetched)
+                fetched->Add({asked[i].question->text, asked[i].hash, {}});
+        }
+        for (std::size_t i = 0; i < held; ++i) {
+            const TextSlot::Key key = TextSlot::KeyOf(asked[i].question->text, asked[i].hash);
+            std::size_t place = PlaceOf(asked[i].hash, m_slots.size());
             for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
-                if (slot.HasKey(questions[i].key)) {
+                if (slot.HasKey(key)) {
                     Prefetch(slot.GetAddress());
                     break;
                 }

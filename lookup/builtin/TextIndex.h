@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "lookup/FetchedKeys.h"
 #include "lookup/builtin/FoldedHash.h"
 #include "lookup/builtin/HashFilter.h"
 #include "lookup/builtin/SortedOrder.h"
@@ -38,11 +39,19 @@ public:
     /// Returns true when strings that are equal under the index differ in their bytes.
     bool IsAmbiguous() const { return m_ambiguous; }
 
-    /// Returns the string that equals `text`. Its data() is null when there is none.
-    std::string_view Find(std::string_view text) const;
+    /// A text that Find() will be asked for, and where Fetch() stores what it learns of it. That
+    /// may be null.
+    struct Question {
+        std::string_view text;
+        FetchedKeys* fetched;
+    };
 
-    /// Loads into the cache what Find() needs for each of `texts`.
-    void Fetch(const std::string_view* texts, std::size_t count) const;
+    /// Returns the string that equals `text`. Its data() is null when there is none. `fetched` is
+    /// that of the question, or null.
+    std::string_view Find(std::string_view text, const FetchedKeys* fetched) const;
+
+    /// Loads into the cache what Find() needs for each of `questions`.
+    void Fetch(const Question* questions, std::size_t count) const;
 
 private:
     template <typename Use>

@@ -562,28 +562,34 @@ TEST(IndexedAddress, FetchingChangesNoAnswer) {
         not_there.SetText("jdoe@other.lan");
         EXPECT_FALSE(not_there.IsRuledOut());
     }
-    for (const int flags : {0, FIND_EXACT + 0, FIND_EXACT | FIND_NOCASE}) {
-        SCOPED_TRACE(flags);
-        KwLookupHolder holder(log), plain(log);
-        for (KwLookupHolder* each : {&holder, &plain})
-            each->Init("literal, file:" + file);
-        for (int round = 0; round < 3; ++round) {
-            std::vector<std::unique_ptr<AddressFinder>> finders;
-            std::vector<const KwLookupFinder*> pointers = {nullptr};
-            for (int i = 0; i < 50; ++i) {
-                finders.push_back(std::make_unique<AddressFinder>(texts[i % texts.size()]));
-                pointers.push_back(finders.back().get());
-            }
-            holder.Fetch(pointers.data(), pointers.size(), flags);
-            holder.Fetch(pointers.data(), 0, flags);
-            for (const auto& finder : finders) {
-                const TextRange request = finder->GetRequest();
-                const AddressFinder other(std::string(request.begin(), request.end()));
-                std::string res[2], matched[2];
-                EXPECT_EQ(holder.Find(*finder, &res[0], flags, &matched[0]),
-                          plain.Find(other, &res[1], flags, &matched[1]));
-                EXPECT_EQ(res[0], res[1]);
-                EXPECT_EQ(matched[0], matched[1]);
+    const int all_flags[] = {0, FIND_EXACT, FIND_EXACT | FIND_NOCASE};
+    for (const int flags : all_flags) {
+        for (const int fetched : all_flags) {
+            SCOPED_TRACE(std::to_string(flags) + " after " + std::to_string(fetched));
+            KwLookupHolder holder(log), plain(log);
+            for (KwLookupHolder* each : {&holder, &plain})
+                each->Init("literal, file:" + file);
+            for (std::size_t round = 0; round < 4; ++round) {
+                std::vector<std::unique_ptr<AddressFinder>> finders;
+                std::vector<const KwLookupFinder*> pointers = {nullptr};
+                for (std::size_t i = 0; i < 50; ++i) {
+                    finders.push_back(std::make_unique<AddressFinder>(texts[i % texts.size()]));
+                    pointers.push_back(finders.back().get());
+                }
+                holder.Fetch(pointers.data(), pointers.size(), fetched);
+                holder.Fetch(pointers.data(), 0, flags);
+                for (std::size_t i = 0; i < finders.size(); ++i) {
+                    AddressFinder& finder = *finders[i];
+                    if (round == 3) // what was fetched for the text before must be forgotten
+                        finder.SetText(texts[(i + 1) % texts.size()]);
+                    const TextRange request = finder.GetRequest();
+                    const AddressFinder other(std::string(request.begin(), request.end()));
+                    std::string res[2], matched[2];
+                    EXPECT_EQ(holder.Find(finder, &res[0], flags, &matched[0]),
+                              plain.Find(other, &res[1], flags, &matched[1]));
+                    EXPECT_EQ(res[0], res[1]);
+                    EXPECT_EQ(matched[0], matched[1]);
+                }
             }
         }
     }

@@ -11,18 +11,6 @@ namespace kwlookup {
 
 namespace {
 
-/// The request of an exact search, which needs no more of a finder than its text.
-class ExactFinder : public KwLookupFinder {
-public:
-    explicit ExactFinder(const std::string& text) : m_text(text) {}
-
-    bool Match(const std::string& value) const override { return value == m_text; }
-    TextRange GetRequest() const override { return TextRange(m_text.begin(), m_text.end()); }
-
-private:
-    const std::string& m_text;
-};
-
 const std::string& MatchedValue(const AddressFinder& finder, const std::string& matched) {
     return matched.empty() ? finder.GetMatchedValue() : matched;
 }
@@ -53,15 +41,23 @@ std::string Question(const ItemList::Item& item, const std::string& text) {
 void FetchedFinders::Fetch(const ItemList& list, const std::string* texts, std::size_t count,
                            int flags) {
     m_item = nullptr;
+    m_exact = false;
     if (count < 2)
         return;
     std::array<const KwLookupFinder*, READ_AHEAD> pointers;
     if (flags & FIND_EXACT) {
-        std::array<std::optional<ExactFinder>, READ_AHEAD> finders;
-        for (std::size_t i = 0; i < count; ++i)
-            pointers[i] = &finders[i].emplace(texts[i]);
-        for (const ItemList::Item& item : list.GetItems())
+        for (const ItemList::Item& item : list.GetItems()) {
+            if (item.GetType() != "file")
+                continue;
+            // A finder without what another file has told.
+            for (std::size_t i = 0; i < count; ++i) {
+                m_exact_finders[i].SetText(texts[i]);
+                pointers[i] = &m_exact_finders[i];
+            }
             item.holder->Fetch(pointers.data(), count, flags);
+            m_item = &item;
+            m_exact = true;
+        }
         return;
     }
     const auto item =
@@ -80,11 +76,12 @@ void FetchedFinders::Fetch(const ItemList& list, const std::string* texts, std::
 }
 
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
-                    const LogClass& log, Answer& answer, const AddressFinder* finder) {
+                    const LogClass& log, Answer& answer, FetchedFinders::Finder finder) {
     try {
-        const bool found = flags & FIND_EXACT ? AskWith(item, ExactFinder(text), flags, answer)
-                           : finder           ? AskWith(item, *finder, flags, answer)
-                                              : AskWith(item, AddressFinder(text), flags, answer);
+        const bool found = finder.exact         ? AskWith(item, *finder.exact, flags, answer)
+                           : finder.address     ? AskWith(item, *finder.address, flags, answer)
+                           : flags & FIND_EXACT ? AskWith(item, ExactFinder(text), flags, answer)
+                                                : AskWith(item, AddressFinder(text), flags, answer);
         return found ? ItemVerdict::Match : ItemVerdict::Miss;
     } catch (const std::exception& error) {
         ReportError(log, Question(item, text) + ": " + error.what());

@@ -31,28 +31,67 @@ inline const AddressFinder& Renew(std::optional<AddressFinder>& finder, const st
     return *finder;
 }
 
-/// The finders of the texts that are asked next.
-class FetchedFinders {
+/// The request of an exact search, which needs no more of a finder than its text. It is a
+/// KeyedFinder only so that a list can store in it what Fetch() learns of the text.
+class ExactFinder final : public KeyedFinder {
 public:
-    /// Prefetch the memory that searches of `list` for `count` texts, at most READ_AHEAD, will
-    /// read. For searches by address it does so for the first file of the list only.
-    void Fetch(const ItemList& list, const std::string* texts, std::size_t count, int flags);
+    /// Without a text it must not be used.
+    ExactFinder() = default;
+    explicit ExactFinder(const std::string& text) : m_text(&text) {}
 
-    /// Returns the finder of the text at `number` for `item`, or null when there is none. It can be
-    /// used for one search.
-    const AddressFinder* Get(const ItemList::Item& item, std::size_t number) const {
-        return &item == m_item ? &*m_finders[number] : nullptr;
+    /// Keeps the address of `text`.
+    void SetText(const std::string& text) {
+        m_text = &text;
+        NoteNewKeys();
+    }
+
+    bool Match(const std::string& value) const override { return value == *m_text; }
+    TextRange GetRequest() const override { return TextRange(m_text->begin(), m_text->end()); }
+    KeyPart GetKeyPart() const override { return WholeValue; }
+    bool GetKeys(FinderKeys& keys) const override {
+        keys.Add(*m_text);
+        return true;
     }
 
 private:
-    const ItemList::Item* m_item = nullptr;
+    const std::string* m_text = nullptr;
+};
+
+/// The finders of the texts that are asked next.
+class FetchedFinders {
+public:
+    /// A finder for one search. At most one pointer is not null.
+    struct Finder {
+        const AddressFinder* address = nullptr;
+        const ExactFinder* exact = nullptr;
+        bool is_ruled_out = false; ///< it would find nothing
+    };
+
+    /// Prefetch the memory that searches of `list` for `count` texts, at most READ_AHEAD, will
+    /// read. For searches by address it does so for the first file of the list only. Keeps the
+    /// addresses of the texts.
+    void Fetch(const ItemList& list, const std::string* texts, std::size_t count, int flags);
+
+    /// Returns the finder of the text at `number` for `item`, if there is one. An AddressFinder can
+    /// be used for one search.
+    Finder Get(const ItemList::Item& item, std::size_t number) const {
+        if (m_exact) {
+            const ExactFinder& finder = m_exact_finders[number];
+            return {nullptr, &finder, &item == m_item && finder.IsRuledOut()};
+        }
+        return {&item == m_item ? &*m_finders[number] : nullptr};
+    }
+
+private:
+    bool m_exact = false;
+    std::array<ExactFinder, READ_AHEAD> m_exact_finders;
+    const ItemList::Item* m_item = nullptr; ///< whose list was fetched from last
     std::array<std::optional<AddressFinder>, READ_AHEAD> m_finders;
 };
 
 /// Ask one item of a list about `text`; `flags` are KwFindFlags. Overwrites the result and the
-/// value of `answer`, which are valid after a match only. `finder`, if any, is an unused one for
-/// `text`.
+/// value of `answer`, which are valid after a match only. `finder` is for `text`, if it is any.
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
-                    const LogClass& log, Answer& answer, const AddressFinder* finder = nullptr);
+                    const LogClass& log, Answer& answer, FetchedFinders::Finder finder = {});
 
 } // namespace kwlookup

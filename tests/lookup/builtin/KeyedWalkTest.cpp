@@ -163,6 +163,20 @@ TEST_F(KeyedWalk, APrefetchedSearchNamesNoKeys) {
     }
 }
 
+TEST_F(KeyedWalk, APrefetchedExactSearchSeesAListThatHasGrown) {
+    StringList list(Strings{"other"});
+    const NamedKeys finder(Strings{}); // asks for "text"
+    ASSERT_FALSE(Ask(list, finder, FIND_EXACT).found);
+    const KwLookupFinder* const finders[] = {&finder};
+    for (const bool found : {false, true}) {
+        list.Fetch(finders, 1, FIND_EXACT);
+        EXPECT_EQ(Ask(list, finder, FIND_EXACT).found, found);
+        EXPECT_EQ(Ask(list, NamedKeys(finder), FIND_EXACT).found, found) << "a copy";
+        list.Init("text");
+        EXPECT_TRUE(Ask(list, finder, FIND_EXACT).found);
+    }
+}
+
 TEST_F(KeyedWalk, DoesNotSort) {
     Strings values(100, "m");
     values[1] = "b";
