@@ -31,9 +31,14 @@ void AnswerWriter::Write(const std::string& text, const Answer& answer) {
     } else if (m_options.format == Value) {
         AddField(answer.Shown(text));
     } else {
+        const std::size_t begin = m_buffer.size();
         AddField(text);
+        const std::size_t size = m_buffer.size() - begin;
         m_buffer += '\t';
-        AddField(answer.Shown(text));
+        if (const std::string& shown = answer.Shown(text); shown == text)
+            m_buffer.append(m_buffer, begin, size); // cheaper than to test each byte again
+        else
+            AddField(shown);
         if (m_options.explain) {
             for (const std::string* field : {&answer.item, &answer.value, &answer.file}) {
                 m_buffer += '\t';

@@ -20,7 +20,7 @@ Asker::Asker(const Options& options, const LogClass& log, std::function<bool()> 
 void Asker::Ask(const ItemList& list, const std::string& text, std::size_t number) {
     bool answered = false;
     for (const ItemList::Item& item : list.GetItems()) {
-        const std::size_t errors = CountLoggedErrors();
+        const std::size_t errors = m_options.strict ? CountLoggedErrors() : 0;
         const ItemVerdict verdict =
             AskItem(item, text, m_options.flags, m_log, m_answer, m_fetched.Get(item, number));
         m_findings.fault |=

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Field.h"
 
-#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -28,30 +29,28 @@ bool IsControlPair(std::string_view text) {
     return text.size() >= 2 && text[0] == '\xc2' && (text[1] & 0xe0) == 0x80;
 }
 
-/// Not zero if one of the eight bytes may have to be escaped.
-std::uint64_t Suspects(std::uint64_t word) {
-    constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
-    // If any byte of `w` is less than n, the highest bit of some byte of `below(w, n)` is set.
-    const auto below = [](std::uint64_t w, std::uint64_t n) { return (w - n * EACH_BYTE) & ~w; };
-    const auto equal = [&](unsigned char c) { return below(word ^ (c * EACH_BYTE), 1); };
-    return (below(word, 0x20) | equal(0x7f) | equal('\\') | equal(0xc2)) & (0x80 * EACH_BYTE);
-}
-
-/// True if no byte has to be escaped. Tests eight bytes at once, since nearly every text is plain.
+/// True if no byte has to be escaped. Tests a block of bytes at once, since nearly every text is
+/// plain.
 bool IsPlain(std::string_view text) {
-    if (text.size() < sizeof(std::uint64_t))
-        return std::none_of(text.begin(), text.end(),
-                            [](char c) { return IsControl(c) || c == '\\' || c == '\xc2'; });
-    std::uint64_t suspects = 0;
-    const auto look_at = [&](std::size_t at) {
-        std::uint64_t word;
-        std::memcpy(&word, text.data() + at, sizeof(word));
-        suspects |= Suspects(word);
+    using Block [[gnu::vector_size(16)]] = unsigned char;
+    constexpr std::size_t SIZE = sizeof(Block);
+    Block suspects{};
+    const auto look_at = [&](const char* bytes, std::size_t size) {
+        Block block = Block{} + 0x20; // plain bytes
+        std::memcpy(&block, bytes, size);
+        suspects |= (block < 0x20) | (block == 0x7f) | (block == '\\') | (block == 0xc2);
     };
-    for (std::size_t at = 0; at < text.size() - sizeof(std::uint64_t); at += sizeof(std::uint64_t))
-        look_at(at);
-    look_at(text.size() - sizeof(std::uint64_t));
-    return suspects == 0;
+    if (text.size() < SIZE) {
+        look_at(text.data(), text.size());
+    } else {
+        for (std::size_t at = 0; at < text.size() - SIZE; at += SIZE)
+            look_at(text.data() + at, SIZE);
+        look_at(text.data() + text.size() - SIZE, SIZE);
+    }
+    std::array<std::uint64_t, 2> words;
+    static_assert(sizeof(words) == SIZE);
+    std::memcpy(words.data(), &suspects, SIZE);
+    return (words[0] | words[1]) == 0;
 }
 
 void AppendEscaped(std::string& line, char c) {
