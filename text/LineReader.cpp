@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "text/LineReader.h"
 
+#include "text/Platform.h"
 #include "text/SystemError.h"
 
 #include <algorithm>
@@ -48,6 +49,21 @@ bool LineReader::NextBuffered(std::string_view& line) {
     if (!m_at_end || m_begin == m_end)
         return false;
     Give(m_end - m_begin, 0, line);
+    return true;
+}
+
+bool LineReader::NextLines(std::size_t most, std::string_view& lines) {
+    if (!Next(lines))
+        return false;
+    --m_line_number;
+    const char* const begin = lines.data();
+    const auto taken = static_cast<std::size_t>(m_buffer.data() + m_begin - begin);
+    const std::size_t limit = std::min({most, m_longest_line, taken + m_end - m_begin});
+    if (taken < limit) {
+        const std::string_view next(begin + taken, limit - taken);
+        m_begin += FindLastByte(next, m_line_end) + 1; // npos + 1 is 0
+    }
+    lines = std::string_view(begin, static_cast<std::size_t>(m_buffer.data() + m_begin - begin));
     return true;
 }
 

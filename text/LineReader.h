@@ -39,6 +39,15 @@ public:
     /// never waits.
     bool NextBuffered(std::string_view& line);
 
+    /// Sets `lines` to several whole lines, with their line ends: to the next line, for which it
+    /// may wait, and to those after it that are in memory, up to `most` bytes in all. Returns what
+    /// Next() returns. The caller splits the lines, perhaps in another thread, and calls
+    /// CountLines().
+    bool NextLines(std::size_t most, std::string_view& lines);
+
+    /// Adds `count` lines of NextLines() to the lines read so far.
+    void CountLines(std::size_t count) { m_line_number += count; }
+
     /// Returns true when NextBuffered() would return true.
     bool HasBuffered() const;
 

@@ -45,9 +45,8 @@ std::vector<std::string> ExpectedLines(const std::string& bytes) {
     return lines;
 }
 
-TEST(LineReader, ReadsTheLinesOfAFile) {
-    const TempDir dir;
-    const std::string texts[] = {
+std::vector<std::string> Texts() {
+    return {
         "",
         "\n",
         "\n\n",
@@ -66,7 +65,11 @@ TEST(LineReader, ReadsTheLinesOfAFile) {
         std::string(5 * BLOCK + 7, 'x'),
         "short\n" + std::string(3 * BLOCK, 'y') + "\nshort\n" + std::string(2 * BLOCK, 'z'),
     };
-    for (const std::string& text : texts) {
+}
+
+TEST(LineReader, ReadsTheLinesOfAFile) {
+    const TempDir dir;
+    for (const std::string& text : Texts()) {
         SCOPED_TRACE(std::to_string(text.size()) + " bytes: " + text.substr(0, 20));
         const FileDescriptor file = FileDescriptor::OpenForReading(dir.Write("f", text));
         LineReader reader(file.Get());
@@ -82,6 +85,64 @@ TEST(LineReader, ReadsTheLinesOfAFile) {
         EXPECT_FALSE(reader.HasBuffered());
         EXPECT_EQ(reader.GetLineNumber(), lines.size());
     }
+}
+
+TEST(LineReader, GivesSeveralLinesAtOnce) {
+    const TempDir dir;
+    for (const std::string& text : Texts()) {
+        SCOPED_TRACE(std::to_string(text.size()) + " bytes: " + text.substr(0, 20));
+        const FileDescriptor file = FileDescriptor::OpenForReading(dir.Write("f", text));
+        for (const std::size_t most : {std::size_t{0}, std::size_t{3}, BLOCK / 2, 9 * BLOCK}) {
+            ::lseek(file.Get(), 0, SEEK_SET);
+            LineReader reader(file.Get());
+            std::string all;
+            std::size_t count = 0;
+            for (std::string_view lines; reader.NextLines(most, lines);) {
+                ASSERT_FALSE(lines.empty());
+                EXPECT_TRUE(lines.size() <= most || ExpectedLines(std::string(lines)).size() == 1);
+                all += lines;
+                EXPECT_TRUE(lines.back() == '\n' || all.size() == text.size());
+                EXPECT_EQ(reader.GetLineNumber(), count);
+                reader.CountLines(1);
+                ++count;
+            }
+            EXPECT_TRUE(all == text);
+            EXPECT_EQ(reader.GetError(), 0);
+        }
+    }
+}
+
+TEST(LineReader, GivesTheLinesThatAreThereWithoutWaiting) {
+    Pipe pipe;
+    LineReader reader(pipe.reader.Get());
+    std::string_view lines;
+    pipe.Write("a\nb\nc");
+    ASSERT_TRUE(reader.NextLines(BLOCK, lines));
+    EXPECT_EQ(lines, "a\nb\n");
+    pipe.Write("d\ne\nf\n");
+    ASSERT_TRUE(reader.NextLines(5, lines));
+    EXPECT_EQ(lines, "cd\ne\n");
+    pipe.Write("g");
+    pipe.writer = FileDescriptor();
+    ASSERT_TRUE(reader.NextLines(BLOCK, lines));
+    EXPECT_EQ(lines, "f\n");
+    ASSERT_TRUE(reader.NextLines(BLOCK, lines));
+    EXPECT_EQ(lines, "g");
+    EXPECT_FALSE(reader.NextLines(BLOCK, lines));
+}
+
+TEST(LineReader, GivesNoLineThatIsTooLong) {
+    const TempDir dir;
+    const FileDescriptor file =
+        FileDescriptor::OpenForReading(dir.Write("f", "a\n" + std::string(11, 'b') + "\nc\n"));
+    LineReader reader(file.Get());
+    reader.SetLongestLine(10);
+    std::string_view lines;
+    ASSERT_TRUE(reader.NextLines(BLOCK, lines));
+    EXPECT_EQ(lines, "a\n");
+    reader.CountLines(1);
+    EXPECT_FALSE(reader.NextLines(BLOCK, lines));
+    EXPECT_EQ(reader.GetErrorText(), "line 2 is longer than 10 bytes");
 }
 
 TEST(LineReader, EndsAtItsLimit) {

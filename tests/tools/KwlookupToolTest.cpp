@@ -81,9 +81,38 @@ TEST(ToolFind, ManyLinesAreAnsweredInTheirOrder) {
     EXPECT_EQ(Lines(full.err).size(), 1u) << full.err;
 }
 
+TEST(ToolFind, LinesOfAnySizeAreAnsweredInTheirOrder) {
+    std::mt19937 random(5);
+    std::string list, lines, ended, answers, ended_answers;
+    for (int line = 0; line < 6000; ++line) { // more than one thread answers
+        const std::size_t size = line % 500 == 0 ? random() % 100'000 : random() % 20;
+        const std::string text =
+            random() % 10 == 0 ? "" : std::to_string(line) + std::string(size, 'x');
+        const std::string answer = text + '\t' + text;
+        list += text + '\n';
+        lines += text + (random() % 3 == 0 ? "\r\n" : "\n");
+        ended += text + '\0';
+        answers += answer + '\n';
+        ended_answers += answer + '\0';
+    }
+    const TempDir dir;
+    const std::string items = "\"\", last, file:" + dir.Write("list", list);
+    // The last line needs no line end.
+    EXPECT_TRUE(RunTool({"find", "--exact", items, "-"}, lines) == Answers(answers));
+    EXPECT_TRUE(RunTool({"find", "--exact", items, "-"}, lines + "last") ==
+                Answers(answers + "last\tlast\n"));
+    EXPECT_TRUE(RunTool({"find", "--exact", "--null", items, "-"}, ended + "last") ==
+                Answers(ended_answers + "last\tlast" + '\0'));
+}
+
 TEST(ToolFind, ATextOfStandardInputThatIsTooLongIsAnError) {
     const std::string longest(16 << 20, 'x');
     EXPECT_EQ(RunTool({"find", "a", "-"}, longest + "\na\n"), Answers("a\ta\n"));
+    std::string many;
+    for (int line = 0; line < 5000; ++line) // more than one thread answers
+        many += "a\n";
+    EXPECT_THAT(RunTool({"find", "a", "-"}, many + longest + "x\na\n").err,
+                HasSubstr("line 5001 is longer than 16777216 bytes\n"));
     for (const char* command : {"find", "compare", "-q"}) {
         const ProgramResult result =
             command == "-q"s     ? RunTool({"-q", "-", "a"}, "a\n" + longest + "x\na\n")

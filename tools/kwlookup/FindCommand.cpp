@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -19,11 +20,17 @@ namespace kwlookup {
 
 namespace {
 
-/// Ask `list` about blocks of lines until there are no more.
-void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, Asker& asker, const ItemList& list) {
+/// Ask `list` about blocks of `lines` until there are no more.
+void AskBlocks(InputBlocks& blocks, InputBlocks::Block& block, const InputLines& lines,
+               Asker& asker, const ItemList& list) {
     const auto write = [&](const std::string& answers) { return asker.Write(answers); };
+    std::vector<std::string> texts(READ_AHEAD);
     while (blocks.Take(block)) {
-        asker.Ask(list, block.texts.data(), block.count);
+        std::string_view rest = block.lines;
+        while (const std::size_t count = lines.Split(rest, texts)) {
+            block.count += count;
+            asker.Ask(list, texts.data(), count);
+        }
         blocks.Write(block, asker.TakeAnswers(), write);
     }
 }
@@ -36,7 +43,7 @@ void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
         try {
             InputBlocks::Block block;
             Asker own(options, log, [&] { return blocks.AwaitTurn(block); });
-            AskBlocks(blocks, block, own, list);
+            AskBlocks(blocks, block, lines, own, list);
             return own.GetFindings();
         } catch (...) {
             blocks.Stop();
@@ -57,7 +64,7 @@ void ShareInput(InputLines& lines, Asker& asker, const Asker::Options& options,
 void AskStandardInput(Asker& asker, const Asker::Options& options, const ItemList& list, bool null,
                       const LogClass& log) {
     InputLines lines(null);
-    std::vector<std::string> texts(InputBlocks::LARGEST);
+    std::vector<std::string> texts(1024); // as many at once are worth a second thread
     // Answers gathered so far are written before those of the blocks.
     std::size_t count = 0;
     bool share = false;

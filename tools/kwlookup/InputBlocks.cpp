@@ -7,10 +7,12 @@ namespace kwlookup {
 
 bool InputBlocks::Take(Block& block) {
     const std::lock_guard lock(m_input);
-    block.count = m_stopped ? 0 : m_lines.Next(block.texts);
-    block.number = m_taken;
-    m_taken += block.count != 0;
-    return block.count != 0;
+    m_lines.CountLines(block.count);
+    block.count = 0;
+    if (m_stopped || !m_lines.NextLines(BLOCK_BYTES, block.lines))
+        return false;
+    block.number = m_taken++;
+    return true;
 }
 
 bool InputBlocks::AwaitTurn(const Block& block) {

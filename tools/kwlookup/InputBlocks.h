@@ -10,7 +10,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace kwlookup {
 
@@ -19,13 +18,10 @@ namespace kwlookup {
 /// Threads: any, each with a block of its own.
 class InputBlocks {
 public:
-    /// The largest number of lines in a block: small enough for the processor's cache.
-    static constexpr std::size_t LARGEST = 1024;
-
     struct Block {
-        std::vector<std::string> texts = std::vector<std::string>(LARGEST);
-        std::size_t count = 0;
+        std::string lines;
         std::size_t number = 0;
+        std::size_t count = 0; ///< of its lines, set by the thread that has it
     };
 
     /// Keeps the address of `lines`.
@@ -34,8 +30,8 @@ public:
     /// Write answers to the output. False if that fails.
     using Writer = std::function<bool(const std::string& answers)>;
 
-    /// Fill `block` with the next lines. False if there are no more, and after Stop(). A thread
-    /// that has a block must call Write() for it, or Stop().
+    /// Fill `block` with the next lines, and count those that it had. False if there are no more,
+    /// and after Stop(). A thread that has a block must call Write() for it, or Stop().
     bool Take(Block& block);
 
     /// Wait until all blocks before `block` have been written. False after Stop(): do not write the
@@ -51,6 +47,10 @@ public:
     void Stop();
 
 private:
+    /// The size of a block in bytes: small enough for the processor's cache, and for its answers to
+    /// be written at once.
+    static constexpr std::size_t BLOCK_BYTES = 32 * 1024;
+
     std::mutex m_input; ///< for m_lines and m_taken
     InputLines& m_lines;
     std::size_t m_taken = 0;

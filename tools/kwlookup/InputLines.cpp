@@ -30,6 +30,24 @@ std::size_t InputLines::Next(std::vector<std::string>& texts) {
     return count;
 }
 
+bool InputLines::NextLines(std::size_t most, std::string& lines) {
+    std::string_view next;
+    if (!m_lines.NextLines(most, next))
+        return false;
+    lines.assign(next);
+    return true;
+}
+
+std::size_t InputLines::Split(std::string_view& lines, std::vector<std::string>& texts) const {
+    std::size_t count = 0;
+    for (; count < texts.size() && !lines.empty(); ++count) {
+        const std::size_t size = lines.find(m_null ? '\0' : '\n');
+        Assign(texts[count], lines.substr(0, size));
+        lines.remove_prefix(size < lines.size() ? size + 1 : lines.size());
+    }
+    return count;
+}
+
 void InputLines::Assign(std::string& text, std::string_view line) const {
     if (!m_null && !line.empty() && line.back() == '\r')
         line.remove_suffix(1);

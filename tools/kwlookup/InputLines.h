@@ -23,6 +23,18 @@ public:
     /// already. Returns their number, 0 at the end. Throws std::bad_alloc only.
     std::size_t Next(std::vector<std::string>& texts);
 
+    /// Copy the next lines to `lines`, to be split by Split(): at least one, which may block, and
+    /// those that are buffered already, up to `most` bytes in all. False at the end. Throws
+    /// std::bad_alloc only.
+    bool NextLines(std::size_t most, std::string& lines);
+
+    /// Move the first texts of `lines`, up to the size of `texts`, to `texts`. Returns their
+    /// number. Any thread may call it.
+    std::size_t Split(std::string_view& lines, std::vector<std::string>& texts) const;
+
+    /// Note that `count` texts were in what NextLines() copied.
+    void CountLines(std::size_t count) { m_lines.CountLines(count); }
+
     /// True if Next() does not block.
     bool HasBuffered() const { return m_lines.HasBuffered(); }
 
