@@ -198,7 +198,8 @@ void KwVectorStrLookup::Fetch(const KwLookupFinder* const* finders, std::size_t 
                     if (finders[i])
                         questions[asked++] = {ViewOf(finders[i]->GetRequest()),
                                               KeySource(*finders[i]).GetFetched()};
-                sorted->Fetch(questions.data(), asked, flags & FIND_NOCASE);
+                sorted->Fetch(questions.data(), asked,
+                              flags & FIND_NOCASE ? &LocaleBytes::Current() : nullptr);
             }
         }
     } catch (...) { // only a hint

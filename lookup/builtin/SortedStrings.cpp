@@ -42,17 +42,20 @@ std::string_view SortedStrings::Find(std::string_view text, const FetchedKeys* f
 
 std::string_view SortedStrings::FindNoCase(std::string_view text, const LocaleBytes& bytes,
                                            const FetchedKeys* fetched) const {
-    if (m_index && m_nocase) {
-        if (m_ascii_upper ? bytes.UpperIsAscii() : bytes.GetUpperTable() == m_upper)
-            return m_index->Find(text, fetched);
-    }
+    if (m_index && m_nocase && HasUpperOf(bytes))
+        return m_index->Find(text, fetched);
     return GetOrder().FindNoCase(text, bytes.GetUpperTable());
 }
 
 void SortedStrings::Fetch(const TextIndex::Question* questions, std::size_t count,
-                          bool nocase) const {
-    if (m_index && nocase == m_nocase)
+                          const LocaleBytes* nocase) const {
+    if (m_index && m_nocase == (nocase != nullptr) && (!nocase || HasUpperOf(*nocase)))
         m_index->Fetch(questions, count);
+}
+
+/// Returns true when the sort has used the upper-case forms of `bytes`.
+bool SortedStrings::HasUpperOf(const LocaleBytes& bytes) const {
+    return m_ascii_upper ? bytes.UpperIsAscii() : bytes.GetUpperTable() == m_upper;
 }
 
 const SortedOrder& SortedStrings::GetOrder() const {

@@ -42,8 +42,10 @@ public:
     std::string_view FindNoCase(std::string_view text, const LocaleBytes& bytes,
                                 const FetchedKeys* fetched) const;
 
-    /// Loads into the cache what such searches need.
-    void Fetch(const TextIndex::Question* questions, std::size_t count, bool nocase) const;
+    /// Loads into the cache what such searches need, by the upper-case forms of `nocase` or, when
+    /// it is null, by bytes.
+    void Fetch(const TextIndex::Question* questions, std::size_t count,
+               const LocaleBytes* nocase) const;
 
     /// Returns the positions of the strings in sorted order.
     const SortedOrder& GetOrder() const;
@@ -53,6 +55,7 @@ public:
 
 private:
     void MakeIndex(const LocaleBytes* nocase);
+    bool HasUpperOf(const LocaleBytes& bytes) const;
 
     const std::vector<std::string>& m_strings;
     const bool m_nocase;

@@ -547,22 +547,22 @@ TEST(IndexedAddress, FetchingChangesNoAnswer) {
                            std::string(300, 'x'),
                            "",
                            "a.b.c.d.e.f@g.h.i.j.k.l.m"};
-    {
+    const int all_flags[] = {0, FIND_EXACT, FIND_EXACT | FIND_NOCASE};
+    for (const int flags : all_flags) {
         KwFileLookup list;
         list.Init(file);
         AddressFinder there("jdoe@other.lan"), not_there("jdoe@nowhere.example");
         const KwLookupFinder* const finders[] = {&there, &not_there};
         std::string res;
-        list.Fetch(finders, 2, 0);
+        list.Fetch(finders, 2, flags);
         EXPECT_FALSE(not_there.IsRuledOut()) << "there is no index yet";
-        list.Find(there, &res, 0, nullptr);
-        list.Fetch(finders, 2, 0);
+        list.Find(there, &res, flags, nullptr);
+        list.Fetch(finders, 2, flags);
         EXPECT_FALSE(there.IsRuledOut());
         EXPECT_TRUE(not_there.IsRuledOut());
         not_there.SetText("jdoe@other.lan");
         EXPECT_FALSE(not_there.IsRuledOut());
     }
-    const int all_flags[] = {0, FIND_EXACT, FIND_EXACT | FIND_NOCASE};
     for (const int flags : all_flags) {
         for (const int fetched : all_flags) {
             SCOPED_TRACE(std::to_string(flags) + " after " + std::to_string(fetched));

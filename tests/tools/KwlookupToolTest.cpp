@@ -81,6 +81,25 @@ TEST(ToolFind, ManyLinesAreAnsweredInTheirOrder) {
     EXPECT_EQ(Lines(full.err).size(), 1u) << full.err;
 }
 
+TEST(ToolFind, ManyExactSearchesAskEachFile) {
+    const TempDir dir;
+    const std::string list = "literal, file:" + dir.Write("one", "a\nboth\nA\n") +
+                             ", file:" + dir.Write("two", "b\nboth\n") +
+                             ", file:" + dir.Path("missing") + ", last";
+    std::string texts, answers;
+    for (const char* text : {"a", "b", "both", "none", "literal", "last", ""}) {
+        texts += text + "\n"s;
+        if (*text != '\0' && text != "none"s)
+            answers += text + "\t"s + text + "\n";
+    }
+    std::string all_texts, all_answers;
+    for (int i = 0; i < 100; ++i) {
+        all_texts += texts;
+        all_answers += answers;
+    }
+    EXPECT_EQ(RunTool({"find", "--exact", list, "-"}, all_texts).out, all_answers);
+}
+
 TEST(ToolFind, LinesOfAnySizeAreAnsweredInTheirOrder) {
     std::mt19937 random(5);
     std::string list, lines, ended, answers, ended_answers;
