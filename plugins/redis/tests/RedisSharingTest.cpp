@@ -247,6 +247,32 @@ TEST_F(RedisSharingTest, IdleConnectionsAreClosedWithoutSearches) {
     EXPECT_EQ(proxy.GetAcceptedCount(), 4);
 }
 
+TEST_F(RedisSharingTest, ParametersWorkAtTheirLimits) {
+    const std::string least = "Timeout=1|ConnectTimeout=1|MaxConnections=1|IdleTimeout=0|"
+                              "RetryInterval=0|CacheTime=0|NegativeCacheTime=0|CacheSize=1|"
+                              "StaleTime=0|MaxRows=1";
+    const std::string most = "Timeout=1d|ConnectTimeout=1d|MaxConnections=1000|IdleTimeout=1d|"
+                             "RetryInterval=1d|CacheTime=1d|NegativeCacheTime=1d|"
+                             "CacheSize=10000000|StaleTime=1d|MaxRows=2147483647";
+    for (const bool is_most : {false, true}) {
+        SCOPED_TRACE(is_most);
+        FaultyProxy proxy(m_server.GetPort());
+        KwLookupHolder holder(m_log);
+        holder.Init(Item(proxy.GetHost(), (is_most ? most : least) + "|GET $s"));
+        for (int i = 0; i < 3; ++i) {
+            ExpectFound(holder);
+            EXPECT_EQ(Ask(holder, "nobody"), Miss());
+        }
+        EXPECT_EQ(proxy.GetAcceptedCount(), is_most ? 1 : 6) << "kept, or closed after each";
+        proxy.SetFault(FaultyProxy::Fault::Close);
+        proxy.Disconnect();
+        EXPECT_NE(SearchError(holder, "other"), "");
+        EXPECT_EQ(SearchError(holder).empty(), is_most) << "from the cache, or asked";
+        proxy.SetFault(FaultyProxy::Fault::None);
+        EXPECT_EQ(SearchError(holder, "other").empty(), !is_most) << "not tried for a day, or now";
+    }
+}
+
 TEST_F(RedisSharingTest, AnswersAreKeptOnRequest) {
     RedisServer server;
     Fill(server);
