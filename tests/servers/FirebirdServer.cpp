@@ -52,12 +52,7 @@ FirebirdServer::FirebirdServer() {
     const std::string users = GetDir().Path("root/security3.fdb");
     GetDir().Write("root/databases.conf",
                    "test = " + GetDatabaseName() + "\nsecurity.db = " + users + "\n");
-    GetDir().Write("root/firebird.conf", "RemoteBindAddress = 127.0.0.1\n"
-                                         "AuthServer = Srp\n"
-                                         "AuthClient = Srp\n"
-                                         "UserManager = Srp\n"
-                                         "SecurityDatabase = " +
-                                             users + "\n");
+    WriteConfiguration();
     ExecuteIn(GetDir(), "", "create database '" + users + "';\n");
     ExecuteIn(GetDir(), users,
               std::string("create user ") + OWNER + " password '" + PASSWORD +
@@ -74,8 +69,22 @@ std::string FirebirdServer::GetDatabaseName() const {
     return GetDir().Path("test.fdb");
 }
 
+void FirebirdServer::WriteConfiguration() const {
+    // With the option -p it would listen at all addresses.
+    GetDir().Write("root/firebird.conf", "RemoteBindAddress = 127.0.0.1\n"
+                                         "RemoteServicePort = " +
+                                             std::to_string(GetPort()) +
+                                             "\n"
+                                             "AuthServer = Srp\n"
+                                             "AuthClient = Srp\n"
+                                             "UserManager = Srp\n"
+                                             "SecurityDatabase = " +
+                                             GetDir().Path("root/security3.fdb") + "\n");
+}
+
 std::vector<std::string> FirebirdServer::GetCommand() const {
-    return WithRoot(GetDir(), {ServerFile("usr/sbin/firebird"), "-p", std::to_string(GetPort())});
+    WriteConfiguration();
+    return WithRoot(GetDir(), {ServerFile("usr/sbin/firebird")});
 }
 
 bool FirebirdServer::Answers() {

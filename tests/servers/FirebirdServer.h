@@ -26,6 +26,7 @@ public:
                                  const std::string& statements);
 
 private:
+    void WriteConfiguration() const;
     std::vector<std::string> GetCommand() const override;
     bool Answers() override;
     std::string GetDatabaseName() const;

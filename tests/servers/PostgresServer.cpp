@@ -22,6 +22,7 @@ PostgresServer::PostgresServer(const TestCertificate* certificate) : TestServer(
                       "--encoding=UTF8", "--locale=C"});
     std::ofstream(GetDir().Path("data/pg_hba.conf")) << "local all test_admin,+trusted trust\n"
                                                         "local all all scram-sha-256\n"
+                                                        "hostssl all certified all cert\n"
                                                         "hostnossl all +tls all reject\n"
                                                         "host all all all scram-sha-256\n";
     Start();
@@ -51,7 +52,15 @@ std::vector<std::string> PostgresServer::GetCommand() const {
              {std::string("ssl=on"), "ssl_cert_file=" + GetCertificateFile(),
               "ssl_key_file=" + GetKeyFile(), "ssl_ca_file=" + GetCaFile()})
             command.insert(command.end(), {"-c", setting});
+    if (m_file_limit > 0)
+        command.insert(command.begin(),
+                       {"/usr/bin/prlimit", "--fsize=" + std::to_string(m_file_limit)});
     return command;
+}
+
+void PostgresServer::LimitFiles(std::size_t bytes) {
+    m_file_limit = bytes;
+    Restart();
 }
 
 bool PostgresServer::Answers() {

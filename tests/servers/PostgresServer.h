@@ -3,6 +3,7 @@
 
 #include "servers/TestServer.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,15 @@ public:
     /// Executes statements as the superuser, and returns the rows with "|" between columns.
     std::string Execute(const std::string& statements, const std::string& database = "postgres");
 
+    /// Restarts it so that it can make no file longer, as if the disk were full. Its log of changes
+    /// needs files of 16 MiB.
+    void LimitFiles(std::size_t bytes);
+
 private:
     std::vector<std::string> GetCommand() const override;
     bool Answers() override;
+
+    std::size_t m_file_limit = 0;
 };
 
 } // namespace kwlookup

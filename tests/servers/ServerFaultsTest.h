@@ -58,6 +58,22 @@ TYPED_TEST_P(ServerFaultsTest, ResolverThatHangsFailsSearchesInTime) {
     this->ExpectWorksInTime(holder);
 }
 
+TYPED_TEST_P(ServerFaultsTest, NameIsLookedUpForEachConnection) {
+    constexpr const char* HERE = "127.0.0.1";
+    constexpr const char* NOBODY = "127.0.0.2";
+    KwLookupHolder holder(this->m_log);
+    holder.Init(this->List("hang.test:" + std::to_string(this->Server().GetPort())));
+    HangingResolver::MoveTo(NOBODY);
+    EXPECT_THAT(this->FailureOf(holder), testing::HasSubstr(this->Get().GetRefusal()));
+    HangingResolver::MoveTo(HERE);
+    this->ExpectWorks(holder);
+    HangingResolver::MoveTo(NOBODY);
+    this->Server().Restart();
+    EXPECT_THAT(this->FailureOf(holder), testing::HasSubstr(this->Get().GetRefusal()));
+    HangingResolver::MoveTo(HERE);
+    this->ExpectWorks(holder);
+}
+
 TYPED_TEST_P(ServerFaultsTest, ServerMayBeDownWhenTheListIsLoaded) {
     this->Server().Kill();
     KwLookupHolder holder(this->m_log);
@@ -267,7 +283,7 @@ TYPED_TEST_P(ServerFaultsTest, LongRunLeavesNothingBehind) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(ServerFaultsTest, AnswersByPortAndBySocket,
-                            ResolverThatHangsFailsSearchesInTime,
+                            ResolverThatHangsFailsSearchesInTime, NameIsLookedUpForEachConnection,
                             ServerMayBeDownWhenTheListIsLoaded, AnotherServerAnswersInItsPlace,
                             RestartCostsNoSearch, ServerDiesWhileItIsAsked,
                             StoppedServerFailsSearchesInTime,

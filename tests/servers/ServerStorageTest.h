@@ -103,6 +103,15 @@ TYPED_TEST_P(ServerStorageTest, StoresABatchWholeOrNotAtAll) {
     EXPECT_THAT(this->Numbers(), testing::ElementsAre(1, 2, 3));
 }
 
+TYPED_TEST_P(ServerStorageTest, AnItemEitherSearchesOrStores) {
+    EXPECT_THAT(this->ErrorOf(this->Item()), testing::HasSubstr(": wait select COLUMN"));
+    KwStorageHolder holder(this->m_log);
+    holder.Init(this->List(this->Server().GetHost()));
+    EXPECT_TRUE(holder.Empty());
+    EXPECT_THAT(this->TakeErrors(),
+                testing::ElementsAre(testing::HasSubstr(": wait insert into TABLE")));
+}
+
 TYPED_TEST_P(ServerStorageTest, StoresOnceWhateverBecomesOfTheConnection) {
     kwlookup::FaultyProxy proxy(this->Server().GetPort());
     KwStorageHolder kept(this->m_log);
@@ -164,4 +173,5 @@ TYPED_TEST_P(ServerStorageTest, EightThreadsStoreAtOnce) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(ServerStorageTest, StoresValuesAsTheyAre, StoresABatchWholeOrNotAtAll,
-                            StoresOnceWhateverBecomesOfTheConnection, EightThreadsStoreAtOnce);
+                            AnItemEitherSearchesOrStores, StoresOnceWhateverBecomesOfTheConnection,
+                            EightThreadsStoreAtOnce);

@@ -12,6 +12,7 @@ namespace {
 
 std::atomic<bool> g_hang{false};
 std::atomic<int> g_asked{0};
+std::atomic<const char*> g_address{"127.0.0.1"};
 
 void Pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -29,6 +30,10 @@ HangingResolver::~HangingResolver() {
         Pause();
 }
 
+void HangingResolver::MoveTo(const char* address) {
+    g_address = address;
+}
+
 // Plug-ins find it, too.
 extern "C" __attribute__((visibility("default"))) int
 getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** list) {
@@ -39,7 +44,7 @@ getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo*
         while (g_hang)
             Pause();
         --g_asked;
-        host = "127.0.0.1";
+        host = g_address;
     }
     return system(host, port, hints, list);
 }

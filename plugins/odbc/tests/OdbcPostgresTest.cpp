@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/odbc/tests/OdbcService.h"
+#include "servers/FaultyProxy.h"
 #include "servers/SqlServerTest.h"
 
 #include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <list>
+#include <map>
+#include <string>
 #include <thread>
 
 using namespace kwlookup;
@@ -66,6 +69,32 @@ TEST_F(OdbcPostgresTest, PreparesAgainWhatTheServerHasForgotten) {
 
 TEST_F(OdbcPostgresTest, WrongConfigurationIsSaidToBeOne) {
     EXPECT_THAT(FailureWith(Select("nowhere")), testing::StartsWith("error of configuration: "));
+}
+
+TEST_F(OdbcPostgresTest, StateDecidesWhetherAnotherServerIsAsked) {
+    const std::map<std::string, bool> states = {
+        {"08006", true},  {"40001", true},  {"40P01", true},  {"53300", true},
+        {"57P01", true},  {"HYT00", true},  {"22000", false}, {"28000", false},
+        {"42501", false}, {"42P01", false}, {"XX000", false}, {"HY000", false}};
+    std::string rows;
+    for (const auto& [state, another] : states)
+        rows += (rows.empty() ? "('" : ", ('") + state + "')";
+    Sql("create function fail(state text) returns text language plpgsql as "
+        "$$ begin raise exception 'as asked' using errcode = state; end $$;\n"
+        "create table states (address text);\n"
+        "insert into states values " +
+        rows + ";\ncreate view failing as select address, fail(address) as result from states;\n" +
+        GrantOf("select", "failing"));
+    for (const auto& [state, another] : states) {
+        FaultyProxy first(Server().GetPort());
+        FaultyProxy second(Server().GetPort());
+        const std::string list =
+            ListOf(Select("failing"), first.GetHost() + ", " + second.GetHost());
+        KwLookupHolder holder(m_log);
+        holder.Init(list);
+        EXPECT_THAT(FailureOf(holder, state), testing::HasSubstr("as asked"));
+        EXPECT_EQ(second.GetAcceptedCount() > 0, another) << state;
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "plugins/postgres/tests/PostgresService.h"
 #include "servers/FaultyProxy.h"
 #include "servers/SqlServerTest.h"
+#include "servers/TestAuthority.h"
 #include "support/CapturedStandardError.h"
 
 #include <cstdlib>
@@ -45,6 +46,23 @@ TEST_F(PostgresPluginTest, AnswersOfItsOwnTypes) {
     ExpectAnswer(Item(Select("other.answers", "result, more")), "jdoe", 0,
                  {true, " 2.50 2026-01-02 03:04:05", "jdoe"});
     ExpectAnswer(Item(Select("padded")), "jdoe", 0, {true, " padded", "jdoe"});
+}
+
+TEST_F(PostgresPluginTest, UserWithACertificate) {
+    Sql("create role certified login; grant select on access to certified");
+    const TestAuthority authority;
+    Server().UseCertificate(authority.ForServer());
+    const std::string list =
+        "\"postgres:OnError=exception|Hosts=" + Server().GetHost() +
+        "|User=certified|Database=postgres|Tls=require|TlsCaFile=" + authority.GetCaFile() + "|";
+    const auto with = [&](const std::string& user) {
+        const TestCertificate certificate = authority.ForClient(user);
+        return list + "TlsCertFile=" + certificate.certificate_file +
+               "|TlsKeyFile=" + certificate.key_file + "|" + Get().GetQuery() + '"';
+    };
+    ExpectWorks(with("certified"));
+    EXPECT_THAT(FailureOf(with("another")), HasSubstr("certificate authentication failed"));
+    EXPECT_THAT(FailureOf(list + Get().GetQuery() + '"'), HasSubstr("valid client certificate"));
 }
 
 TEST_F(PostgresPluginTest, RefusesItems) {

@@ -3,6 +3,10 @@
 #include "servers/ServerStorageTest.h"
 #include "servers/ServerThreadsTest.h"
 
+#include <random>
+#include <string>
+#include <vector>
+
 INSTANTIATE_TYPED_TEST_SUITE_P(Postgres, ServerStorageTest, PostgresService);
 INSTANTIATE_TYPED_TEST_SUITE_P(Postgres, ServerThreadsTest, PostgresService);
 
@@ -21,6 +25,27 @@ TEST_F(PostgresStorageTest, TimesAreInUtcInColumnsWithAZoneToo) {
     Sql("alter role kw reset timezone");
     EXPECT_EQ(Sql("select address, seen at time zone 'UTC' from stored"),
               "\\x00ff|2026-11-22 06:08:09");
+}
+
+TEST_F(PostgresStorageTest, AFullDiskStoresNothing) {
+    kwlookup::PostgresServer server;
+    server.Execute("create role kw login password 'secret of the test';\n" + Get().GetStored());
+    server.LimitFiles(17 << 20);
+    std::mt19937_64 random; // the server compresses long texts
+    std::vector<KwStorageValuesMap> rows;
+    for (int number = 0; number < 20; ++number) {
+        std::string address(1 << 20, ' ');
+        for (char& c : address)
+            c = static_cast<char>('!' + random() % 90);
+        rows.push_back(Row(number, address));
+    }
+    KwStorageHolder holder(m_log);
+    holder.Init(Item(server.GetHost()));
+    EXPECT_THAT(BatchError(holder, rows),
+                testing::AllOf(testing::StartsWith("1"), // at one of the last rows
+                               testing::HasSubstr(server.GetHost() + ": could not extend file")));
+    EXPECT_EQ(StoreError(holder, Row(100)), "");
+    EXPECT_EQ(server.Execute("select number from stored"), "100\n");
 }
 
 TEST_F(PostgresStorageTest, AnotherWriterOfTheSameKeyIsWaitedFor) {

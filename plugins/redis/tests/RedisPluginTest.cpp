@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/redis/tests/RedisSupport.h"
 #include "servers/HostileAddress.h"
+#include "servers/TestAuthority.h"
 #include "support/Rounds.h"
 
 #include <netinet/in.h>
@@ -231,6 +232,26 @@ TEST_F(RedisPluginTest, SelectsTheDatabase) {
     EXPECT_EQ(AskList(Item(server.GetHost()), "jdoe@corp.lan"), Miss());
     EXPECT_EQ(SearchErrorOf(Item(server.GetHost(), "Database=16|GET $s"), "jdoe@corp.lan"),
               server.GetHost() + ": ERR DB index is out of range");
+}
+
+TEST_F(RedisPluginTest, ServerMayWantACertificate) {
+    const TestAuthority authority;
+    const TestCertificate server_certificate = authority.ForServer();
+    RedisServer::Options options;
+    options.certificate = &server_certificate;
+    RedisServer server(options);
+    server.Load({{"SET", "jdoe@corp.lan", "OK"}});
+    server.Run({"CONFIG", "SET", "tls-auth-clients", "yes"});
+    const TestCertificate certificate = authority.ForClient("reader");
+    const std::string trusting = "Tls=require|TlsCaFile=" + authority.GetCaFile() + "|";
+    EXPECT_EQ(
+        AskList(Item(server.GetTlsHost(), trusting + "TlsCertFile=" + certificate.certificate_file +
+                                              "|TlsKeyFile=" + certificate.key_file + "|GET $s"),
+                "jdoe@corp.lan")
+            .res,
+        " OK");
+    EXPECT_THAT(SearchErrorOf(Item(server.GetTlsHost(), trusting + "GET $s"), "jdoe@corp.lan"),
+                HasSubstr("certificate required"));
 }
 
 TEST_F(RedisPluginTest, HostileTextsMatchNothingElse) {
