@@ -142,7 +142,9 @@ void TextIndex::Fetch(const Question* questions, std::size_t count) const {
             std::size_t place = PlaceOf(asked[i].hash, m_slots.size());
             for (TextSlot slot; !(slot = m_slots[place]).IsFree();) {
                 if (slot.HasKey(key)) {
-                    Prefetch(slot.GetAddress());
+                    const auto* const begin = static_cast<const char*>(slot.GetAddress());
+                    Prefetch(begin);
+                    Prefetch(begin + asked[i].question->text.size()); // may be in the next line
                     break;
                 }
                 if (++place == m_slots.size())

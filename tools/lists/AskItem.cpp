@@ -76,7 +76,9 @@ void FetchedFinders::Fetch(const ItemList& list, const std::string* texts, std::
 }
 
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
-                    const LogClass& log, Answer& answer, FetchedFinders::Finder finder) {
+                    const LogClass& log, Answer& answer, const FetchedFinders::Finder& finder) {
+    if (finder.is_ruled_out)
+        return ItemVerdict::Miss;
     try {
         const bool found = finder.exact         ? AskWith(item, *finder.exact, flags, answer)
                            : finder.address     ? AskWith(item, *finder.address, flags, answer)

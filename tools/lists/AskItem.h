@@ -79,7 +79,10 @@ public:
             const ExactFinder& finder = m_exact_finders[number];
             return {nullptr, &finder, &item == m_item && finder.IsRuledOut()};
         }
-        return {&item == m_item ? &*m_finders[number] : nullptr};
+        if (&item != m_item)
+            return {};
+        const AddressFinder& finder = *m_finders[number];
+        return {&finder, nullptr, finder.IsRuledOut()};
     }
 
 private:
@@ -92,6 +95,6 @@ private:
 /// Ask one item of a list about `text`; `flags` are KwFindFlags. Overwrites the result and the
 /// value of `answer`, which are valid after a match only. `finder` is for `text`, if it is any.
 ItemVerdict AskItem(const ItemList::Item& item, const std::string& text, int flags,
-                    const LogClass& log, Answer& answer, FetchedFinders::Finder finder = {});
+                    const LogClass& log, Answer& answer, const FetchedFinders::Finder& finder = {});
 
 } // namespace kwlookup
