@@ -3,6 +3,7 @@
 // interface, in tables of 1,000,000 records.
 #include "bench/BenchData.h"
 #include "bench/PluginList.h"
+#include "lookup/KwFactory.h"
 
 #include <benchmark/benchmark.h>
 
@@ -118,6 +119,7 @@ struct Variants {
     Berkeley hash{"list.hash"};
     PluginList btree_list{"berkeley:OnError=exception|Database=" + DataFile("list.btree") + "|$s"};
     Berkeley btree{"list.btree"};
+    const bool lmdb_is_known = KwFactory<KwIfLookup>::Instance().Register("lmdb", nullptr);
     PluginList lmdb_list{"lmdb:OnError=exception|Database=" + DataFile("list.lmdb") + "|$s"};
     Lmdb lmdb;
     PluginList sqlite_list{"sqlite:OnError=exception|Database=" + DataFile("list.sqlite") +
