@@ -33,8 +33,8 @@ constexpr const char* FOR_MYSQL =
 constexpr Preparation PREPARATIONS[] = {
     {"PostgreSQL", "set local time zone 'UTC'"}, {"MariaDB", FOR_MYSQL}, {"MySQL", FOR_MYSQL}};
 
-/// PostgreSQL's drivers. Their calls end when their socket is shut down.
-constexpr std::string_view ENDED_BY_SOCKET[] = {"psqlodbcw.so", "psqlodbca.so"};
+/// PostgreSQL's driver. Its calls end when its socket is shut down.
+constexpr std::string_view ENDED_BY_SOCKET = "psqlodbcw.so";
 
 /// Returns a descriptor of the only one of `sockets` for which `is_wanted(socket)`. Empty if there
 /// is not exactly one.
@@ -123,9 +123,7 @@ void OdbcSession::Ask(const Select& select, const std::string& value, Answer& an
 }
 
 FileDescriptor OdbcSession::CopySocket() {
-    const std::string driver = Info(SQL_DRIVER_NAME);
-    if (std::find(std::begin(ENDED_BY_SOCKET), std::end(ENDED_BY_SOCKET), driver) ==
-        std::end(ENDED_BY_SOCKET))
+    if (Info(SQL_DRIVER_NAME) != ENDED_BY_SOCKET)
         return FileDescriptor();
     const auto added = NewSockets(m_before, ListConnectedSockets());
     FileDescriptor copy = CopyOnly(
