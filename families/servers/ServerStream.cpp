@@ -26,8 +26,20 @@ namespace {
 /// In ms. The system may end a read an eighth of its time late, but for some short times.
 constexpr int LONGEST_READ = 500;
 
-[[noreturn]] void FailWithErrno() {
-    throw ServerFault(SystemErrorText(errno));
+/// The server has closed the connection, or the system has.
+class ConnectionLost : public ServerFault {
+public:
+    using ServerFault::ServerFault;
+};
+
+bool IsLoss(int error) {
+    return error == EPIPE || error == ECONNRESET;
+}
+
+[[noreturn]] void FailWithError(int error) {
+    if (IsLoss(error))
+        throw ConnectionLost(SystemErrorText(error));
+    throw ServerFault(SystemErrorText(error));
 }
 
 [[noreturn]] void FailClosed() {
@@ -196,7 +208,7 @@ int ServerStream::Tls(Deadline deadline, Step&& step) {
         case SSL_ERROR_SYSCALL:
             if (done == 0 || system_error == 0)
                 FailClosed();
-            throw ServerFault(SystemErrorText(system_error));
+            FailWithError(system_error);
         default:
             const long verified = ::SSL_get_verify_result(m_tls.get());
             if (verified != X509_V_OK && ::SSL_get_verify_mode(m_tls.get()) != SSL_VERIFY_NONE)
@@ -212,6 +224,14 @@ void ServerStream::Wait(short events, Deadline deadline) const {
 }
 
 void ServerStream::Write(std::string_view bytes, Deadline deadline) {
+    try {
+        WriteAll(bytes, deadline);
+    } catch (const ConnectionLost&) {
+        // The server may have said why before it closed. Read() finds that, or the loss.
+    }
+}
+
+void ServerStream::WriteAll(std::string_view bytes, Deadline deadline) {
     while (!bytes.empty()) {
         if (m_tls) {
             const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT_MAX));
@@ -226,7 +246,7 @@ void ServerStream::Write(std::string_view bytes, Deadline deadline) {
         else if (WouldBlock())
             Wait(POLLOUT, deadline);
         else
-            FailWithErrno();
+            FailWithError(errno);
     }
 }
 
@@ -244,7 +264,7 @@ std::size_t ServerStream::Read(char* buffer, std::size_t size, Deadline deadline
         if (got == 0)
             FailClosed();
         if (!WouldBlock())
-            FailWithErrno();
+            FailWithError(errno);
         if (deadline.IsOver())
             throw ServerFault("no answer in time");
     }
@@ -257,7 +277,7 @@ void ServerStream::LimitRead(Deadline deadline) {
         return;
     const timeval time{limit / 1000, limit % 1000 * 1000};
     if (::setsockopt(m_socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof(time)) != 0)
-        FailWithErrno();
+        FailWithError(errno);
     m_longest_read = limit;
 }
 

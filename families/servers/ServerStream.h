@@ -38,7 +38,8 @@ public:
     /// next connection uses new files.
     void StartTls(const TlsSettings& settings, const Server& server, Deadline deadline);
 
-    /// Send all of `bytes`.
+    /// Send all of `bytes`. A server that has closed the connection is no fault yet: what it said
+    /// before, such as why, is read next, and then Read() throws.
     void Write(std::string_view bytes, Deadline deadline);
 
     /// Wait for bytes, and read at least one and at most `size`.
@@ -52,6 +53,7 @@ private:
     /// Call `step()`, an operation of OpenSSL, until it is done. Returns its result.
     template <typename Step>
     int Tls(Deadline deadline, Step&& step);
+    void WriteAll(std::string_view bytes, Deadline deadline);
     void Wait(short events, Deadline deadline) const;
     void LimitRead(Deadline deadline);
 
