@@ -96,7 +96,8 @@ TEST(ListGenerationTest, AsksWithTheExtensionOfALocalPartFirst) {
     EXPECT_EQ(AskList(settings, "jdoe+x@corp.lan"), "found all");
     settings.sub_address = "+";
     EXPECT_EQ(AskList(settings, "JDoe+X@corp.lan"), "found tagged");
-    EXPECT_EQ(AskList(settings, "jdoe+y@corp.lan"), "found all");
+    EXPECT_EQ(AskList(settings, "jdoe+y@corp.lan"), "found base");
+    EXPECT_EQ(AskList(settings, "other+y@corp.lan"), "found all");
     settings.objects = "jdoe@corp.lan base, a+b@ local";
     EXPECT_EQ(AskList(settings, "jdoe+y+z@corp.lan"), "found base");
     EXPECT_EQ(AskList(settings, "a+b@corp.lan"), "found local");

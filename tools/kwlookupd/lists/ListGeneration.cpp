@@ -173,9 +173,9 @@ private:
     }
 
     bool AskAddress(const std::string& address) {
-        // With the extension first: it is more exact than any key of the address without it.
+        // An address is more exact than its domain, with the extension or without it.
         const std::string base = WithoutExtension(address, m_list.m_settings.sub_address);
-        if (!base.empty() && (AskKey(address) || AskKeys(base, 0)))
+        if (!base.empty() && (AskKey(address) || AskKey(base) || AskKeys(base, 0)))
             return true;
         return AskKeys(address, 0);
     }
