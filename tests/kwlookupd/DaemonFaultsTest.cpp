@@ -14,9 +14,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <mutex>
 #include <random>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <thread>
 
 namespace {
@@ -47,14 +49,27 @@ protected:
         m_dir.Write("hosts", m_hosts + "both.lan REJECT 1\n");
     }
 
-    std::string Config() const {
-        std::string config = "[list hosts]\nObjects = file:@/hosts\nSettle = 1 h\n";
-        const std::string rules = "Ask = sender:hosts\n";
-        for (const std::string protocol : {"socketmap", "tcp", "policy", "milter", "dict", "http"})
-            config += "[door " + protocol + "]\nProtocol = " + protocol + "\nAddress = unix:@/" +
-                      protocol + "\n" +
-                      (protocol == "policy" || protocol == "milter" ? rules : "Lists = hosts\n");
+    /// The daemon answers from the list "hosts" at once. The list "slow" has the same records, and
+    /// is asked by workers. Each has a door for each protocol.
+    static std::string Config() {
+        std::string config = "Types = waiting\n"
+                             "[list hosts]\nObjects = file:@/hosts\nSettle = 1 h\n"
+                             "[list slow]\nObjects = waiting:5, file:@/hosts\nSettle = 1 h\n";
+        for (const std::string list : {"hosts", "slow"})
+            for (const std::string protocol :
+                 {"socketmap", "tcp", "policy", "milter", "dict", "http"}) {
+                const std::string name = Door(list, protocol);
+                config +=
+                    "[door " + name + "]\nProtocol = " + protocol + "\nAddress = unix:@/" + name +
+                    "\n" +
+                    (protocol == "policy" || protocol == "milter" ? "Ask = sender:" : "Lists = ") +
+                    list + "\n";
+            }
         return config;
+    }
+
+    static std::string Door(const std::string& list, const std::string& protocol) {
+        return list == "hosts" ? protocol : list + '-' + protocol;
     }
 
     std::string Address(const std::string& door) const { return "unix:" + m_dir.Path(door); }
@@ -70,25 +85,35 @@ protected:
         std::string encoded = text;
         encoded.replace(6, 1, "%20");
         const std::string refusal = "y550 5.7.1 " + result;
-        return {
-            {"socketmap", net("hosts " + host), net(found ? "OK " + text : "NOTFOUND ")},
-            {"tcp", "get " + host + "\n", found ? "200 " + encoded + "\n" : "500 not%20found\n"},
-            {"policy",
-             "request=smtpd_access_policy\nprotocol_state=RCPT\nsender=a@" + host + "\n\n",
-             "action=" + (found ? text : "DUNNO") + "\n\n"},
-            {"milter", HELLO + Packet("M<a@" + host + ">" + '\0'),
-             found ? Packet(refusal + '\0') : Packet("c")},
-            {"dict", "H3\t2\t0\t\thosts\nLshared/" + host + "\tbob\n",
-             found ? "O" + text + "\n" : "N\n"},
-            {"http",
-             "GET /hosts?text=" + host + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n",
-             found ? "HTTP/1.1 200 " : "HTTP/1.1 404 "},
-        };
+        std::vector<Exchange> exchanges;
+        for (const std::string list : {"hosts", "slow"}) {
+            const Exchange each[] = {
+                {"socketmap", net(list + ' ' + host), net(found ? "OK " + text : "NOTFOUND ")},
+                {"tcp", "get " + host + "\n",
+                 found ? "200 " + encoded + "\n" : "500 not%20found\n"},
+                {"policy",
+                 "request=smtpd_access_policy\nprotocol_state=RCPT\nsender=a@" + host + "\n\n",
+                 "action=" + (found ? text : "DUNNO") + "\n\n"},
+                {"milter", HELLO + Packet("M<a@" + host + ">" + '\0'),
+                 found ? Packet(refusal + '\0') : Packet("c")},
+                {"dict", "H3\t2\t0\t\t" + list + "\nLshared/" + host + "\tbob\n",
+                 found ? "O" + text + "\n" : "N\n"},
+                {"http",
+                 "GET /" + list + "?text=" + host +
+                     " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n",
+                 found ? "HTTP/1.1 200 " : "HTTP/1.1 404 "},
+            };
+            for (const Exchange& exchange : each) {
+                exchanges.push_back(exchange);
+                exchanges.back().door = Door(list, exchange.door);
+            }
+        }
+        return exchanges;
     }
 
     /// Reads the answer to `exchange`. Empty if the connection ends before.
     static std::string ReceiveAnswer(Client& client, const Exchange& exchange) {
-        if (exchange.door == "milter")
+        if (exchange.request.rfind(HELLO, 0) == 0)
             client.Receive(HELLO.size()); // the answer to it is as long
         const std::string answer = client.Receive(exchange.answer.size());
         return answer.size() == exchange.answer.size() ? answer : std::string();
@@ -261,6 +286,92 @@ long OpenDescriptors(pid_t pid) {
     return std::distance(begin(files), end(files));
 }
 
+TEST_F(DaemonFaults, SurvivesConnectionsCutAfterEachByte) {
+#if defined(KWLOOKUP_UNDER_ASAN) || defined(__SANITIZE_THREAD__)
+    constexpr std::size_t STEP = 7;
+#else
+    constexpr std::size_t STEP = 1;
+#endif
+    std::string config = Config();
+    std::map<std::string, std::string> tcp; // a UNIX socket cannot be reset
+    for (const Exchange& exchange : Exchanges("both.lan", "1")) {
+        tcp[exchange.door] = "127.0.0.1:" + std::to_string(UnusedPort());
+        const std::string address = "Address = unix:@/" + exchange.door;
+        config.replace(config.find(address + '\n'), address.size(),
+                       address + ", " + tcp[exchange.door]);
+    }
+    Daemon daemon(m_dir, config);
+    const long descriptors = OpenDescriptors(daemon.GetPid());
+    for (const Exchange& exchange : Exchanges("both.lan", "1")) {
+        const std::string_view request = exchange.request;
+        for (std::size_t i = 0; i < request.size(); i += STEP) {
+            Client(Address(exchange.door)).Send(request.substr(0, i));
+            Client reset(tcp[exchange.door]);
+            reset.Send(request.substr(0, i));
+            const linger now{1, 0};
+            ::setsockopt(reset.GetSocket(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+            Client ended(Address(exchange.door));
+            ended.Send(request.substr(0, i));
+            ended.End();
+            // Only a last line of this protocol needs no line end.
+            const bool complete = exchange.request.rfind("get ", 0) == 0 && i + 1 == request.size();
+            EXPECT_EQ(ended.ReceiveAll().find(exchange.answer) != std::string::npos, complete)
+                << exchange.door << " after " << i << " bytes";
+        }
+        Client whole(Address(exchange.door));
+        whole.Send(request);
+        whole.End();
+        const std::string answer = whole.ReceiveAll();
+        EXPECT_NE(answer.find(exchange.answer), std::string::npos) << exchange.door;
+        for (std::size_t i = 0; i < answer.size(); i += STEP) {
+            Client client(Address(exchange.door));
+            client.Send(request);
+            client.Receive(i);
+        }
+    }
+    for (const Exchange& exchange : Exchanges("both.lan", "1")) {
+        Client client(Address(exchange.door));
+        client.Send(exchange.request);
+        EXPECT_EQ(ReceiveAnswer(client, exchange), exchange.answer) << exchange.door;
+    }
+    EXPECT_TRUE(ComesTrue([&] { return OpenDescriptors(daemon.GetPid()) <= descriptors; }))
+        << OpenDescriptors(daemon.GetPid()) << " of " << descriptors;
+    EXPECT_EQ(daemon.Stop(), 0);
+}
+
+TEST_F(DaemonFaults, AnswersInTimeAtEachDoor) {
+    // Far longer than any of its clients waits. So the daemon is not stopped, but killed.
+    constexpr seconds STUCK(100), LIMIT(50);
+    std::string config = Config();
+    const std::string item = "waiting:5";
+    config.replace(config.find(item), item.size(),
+                   "waiting:" + std::to_string(milliseconds(STUCK).count()));
+    const Daemon daemon(m_dir, "AnswerTime = 200 ms\n" + config);
+    const std::string later = "Cannot look this up now, try again later";
+    const std::map<std::string, std::string> answers = {
+        {"slow-socketmap", "14:TEMP timed out,"},
+        {"slow-tcp", "400 timed%20out\n"},
+        {"slow-policy",
+         "action=DEFER_IF_PERMIT 4.3.0 cannot look this up now, try again later\n\n"},
+        {"slow-milter", Packet("y451 4.3.0 " + later + '\0')},
+        {"slow-dict", "Ftimed out\n"},
+        {"slow-http", "HTTP/1.1 503 "}};
+    std::size_t asked = 0;
+    for (Exchange exchange : Exchanges("both.lan", "1")) {
+        const auto answer = answers.find(exchange.door);
+        if (answer != answers.end()) {
+            exchange.answer = answer->second;
+            ++asked;
+        }
+        const auto start = FaultClock::now();
+        Client client(Address(exchange.door));
+        client.Send(exchange.request);
+        EXPECT_EQ(ReceiveAnswer(client, exchange), exchange.answer) << exchange.door;
+        EXPECT_LT(FaultClock::now() - start, LIMIT) << exchange.door;
+    }
+    EXPECT_EQ(asked, answers.size());
+}
+
 TEST_F(DaemonFaults, ManyKindsOfClientsLeaveNothingBehind) {
     Daemon daemon(m_dir, Config());
     std::atomic<bool> end{false};
@@ -299,8 +410,9 @@ TEST_F(DaemonFaults, ManyKindsOfClientsLeaveNothingBehind) {
         const auto stop = FaultClock::now() + time;
         for (int i = 0; FaultClock::now() < stop; ++i) {
             m_dir.Write("hosts", m_hosts + "both.lan REJECT " + std::to_string(i) + "\n");
-            EXPECT_EQ(daemon.Ctl({"reload", "hosts"}).status, 0);
+            EXPECT_EQ(daemon.Ctl({"reload"}).status, 0);
             EXPECT_EQ(daemon.Ctl({"rollback", "hosts"}).status, 0);
+            EXPECT_EQ(daemon.Ctl({"rollback", "slow"}).status, 0);
             std::this_thread::sleep_for(milliseconds(100));
         }
     };
