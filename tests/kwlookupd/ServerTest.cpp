@@ -24,6 +24,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -374,34 +375,55 @@ TEST_F(ServerTest, ClosesIdleConnectionsIfToldTo) {
 
 TEST_F(ServerTest, SwapsListsWithoutAWrongAnswer) {
     Start();
-    std::atomic<bool> stop{false};
-    std::vector<std::future<int>> clients;
-    for (int i = 0; i < 4; ++i)
-        clients.push_back(std::async(std::launch::async, [&] {
-            Client client(Maps());
-            int answers = 0;
-            for (; !stop; ++answers) {
-                client.Send(Net("fast jdoe@corp.lan"));
-                const std::string answer = client.Receive(9);
-                if (answer != "6:OK yes," && answer != "6:OK new,")
-                    return -1;
-            }
-            return answers;
-        }));
-    const auto old_list = MakeList("jdoe@corp.lan yes"), new_list = MakeList("jdoe@corp.lan new");
+    // The second list is asked by workers.
+    const std::string lists[] = {"", "waiting:1, "};
+    const auto swap = [&](int round, const std::function<void()>& done) {
+        for (std::size_t i = 0; i < 2; ++i)
+            m_server->SetList(
+                i, MakeList(lists[i] + "jdoe@corp.lan " + (round % 2 == 0 ? "old" : "new")), done);
+    };
     std::atomic<int> done{0};
-    for (int i = 0; i < 50; ++i) {
-        m_server->SetList(0, i % 2 == 0 ? old_list : new_list, [&] { ++done; });
+    swap(0, [&] { ++done; });
+    EXPECT_TRUE(Becomes([&] { return done == 2; }));
+    std::atomic<bool> stop{false}, wrong{false};
+    std::atomic<int> seen[2][2] = {}; // of each list, old and new ones
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 4; ++i)
+        clients.emplace_back([&] {
+            Client client(Maps());
+            while (!stop && !wrong) {
+                client.Send(Net("fast jdoe@corp.lan") + Net("slow jdoe@corp.lan"));
+                for (auto& list : seen) {
+                    const std::string answer = client.Receive(9);
+                    if (answer == "6:OK old,")
+                        ++list[0];
+                    else if (answer == "6:OK new,")
+                        ++list[1];
+                    else
+                        wrong = true;
+                }
+            }
+        });
+    const auto seen_all = [&] { return seen[0][0] && seen[0][1] && seen[1][0] && seen[1][1]; };
+    int rounds = 1;
+    for (; rounds < 50 || (rounds < 5000 && !seen_all()); ++rounds) {
         std::this_thread::sleep_for(milliseconds(5));
+        swap(rounds, [&] { ++done; });
     }
-    EXPECT_TRUE(Becomes([&] { return done == 50; }));
-    EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK new,");
-    EXPECT_EQ(old_list.use_count(), 1); // the loops have let go of it
+    EXPECT_TRUE(seen_all());
+    EXPECT_TRUE(Becomes([&] { return done == 2 * rounds; }));
+    const std::string answer = rounds % 2 == 0 ? "6:OK new," : "6:OK old,";
+    EXPECT_EQ(Ask("fast jdoe@corp.lan"), answer);
+    EXPECT_EQ(Ask("slow jdoe@corp.lan"), answer);
     stop = true;
-    for (std::future<int>& client : clients)
-        EXPECT_GT(client.get(), 0);
+    for (std::thread& client : clients)
+        client.join();
+    EXPECT_FALSE(wrong);
+    const auto last = MakeList("jdoe@corp.lan yes");
+    m_server->SetList(0, last);
     m_server->SetList(0, nullptr, [&] { ++done; });
-    EXPECT_TRUE(Becomes([&] { return done == 51; }));
+    EXPECT_TRUE(Becomes([&] { return done == 2 * rounds + 1; }));
+    EXPECT_EQ(last.use_count(), 1); // the loops have let go of it
     EXPECT_EQ(Ask("fast jdoe@corp.lan"), Net("TEMP the list has not been loaded"));
 }
 
@@ -469,29 +491,62 @@ TEST_F(ServerTest, AnswersWhatHasArrivedBeforeItStops) {
 }
 
 TEST_F(ServerTest, HoldsIdleConnectionsInLittleMemory) {
-    Start();
+    constexpr std::size_t COUNT = 10000, MORE = 200; // descriptors for other things
     rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const std::size_t count = std::min<std::size_t>(10000, limit.rlim_cur / 2 - 100);
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_max = std::max<rlim_t>(limit.rlim_max, COUNT + MORE); // root may raise it
+    limit.rlim_cur = limit.rlim_max;
+    if (::setrlimit(RLIMIT_NOFILE, &limit) != 0)
+        GTEST_SKIP() << "only root can raise the limit of descriptors to " << COUNT + MORE;
+    // The clients are another process, which needs as many descriptors.
+    int sockets[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+    kwlookup::FileDescriptor own(sockets[0]), child_end(sockets[1]);
+    const pid_t pid = ::fork(); // while there are no threads
+    if (pid == 0) {
+        own = kwlookup::FileDescriptor();
+        char answered = 'n';
+        std::vector<Client> clients;
+        try {
+            static_cast<void>(!::read(child_end.Get(), &answered, 1)); // the server listens
+            for (std::size_t i = 0; i < COUNT; ++i) {
+                clients.emplace_back("unix:" + m_dir.Path("maps"));
+                clients.back().Send(Net("fast jdoe@corp.lan"));
+            }
+            answered = 'y';
+            for (Client& client : clients)
+                if (client.Receive(9) != "6:OK yes,")
+                    answered = 'n';
+        } catch (const std::exception&) {
+            answered = 'n';
+        }
+        static_cast<void>(!::write(child_end.Get(), &answered, 1));
+        static_cast<void>(!::read(child_end.Get(), &answered, 1)); // until the test has ended
+        ::_exit(0);
+    }
+    ASSERT_GT(pid, 0);
+    child_end = kwlookup::FileDescriptor();
+    m_settings.max_connections = COUNT + 1;
+    Start();
     const auto resident = [] {
         std::ifstream file("/proc/self/statm");
         std::size_t pages = 0;
         file >> pages >> pages;
         return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     };
-    std::vector<std::unique_ptr<Client>> clients;
-    clients.reserve(count);
     const std::size_t before = resident();
-    for (std::size_t i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<Client>(Maps()));
-        clients.back()->Send(Net("fast jdoe@corp.lan"));
-    }
-    for (const auto& client : clients)
-        ASSERT_EQ(client->Receive(9), "6:OK yes,");
+    char answered = 'n';
+    ASSERT_EQ(::write(own.Get(), "", 1), 1);
+    ASSERT_EQ(::read(own.Get(), &answered, 1), 1);
+    EXPECT_EQ(answered, 'y');
+    EXPECT_EQ(m_metrics->GetConnections(0), COUNT);
 #if !defined(KWLOOKUP_UNDER_ASAN) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT((resident() - before) / count, 8192U);
+    EXPECT_LT((resident() - before) / COUNT, 8192U);
 #else
     static_cast<void>(before);
 #endif
     EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
+    own = kwlookup::FileDescriptor();
+    ::waitpid(pid, nullptr, 0);
+    EXPECT_TRUE(Becomes([&] { return m_metrics->GetConnections(0) == 0; }));
 }
