@@ -110,6 +110,51 @@ TEST_F(HttpDaemonTest, AnOpenDoorWantsItsToken) {
     }
 }
 
+// The file is read again for each text, which takes too long for the thread that serves all.
+TEST_F(HttpDaemonTest, ExplainsManyTextsAside) {
+    std::string lines, texts;
+    for (int i = 0; i < 100'000; ++i)
+        lines += "host" + std::to_string(i) + ".example\n";
+    for (int i = 0; i < 10'000; ++i)
+        texts += "host99999.example\n";
+    m_dir.Write("blocked", lines);
+    const Daemon daemon(m_dir, "IoThreads = 1\nAnswerTime = 20 s\n"
+                               "[list blocked]\nObjects = file:@/blocked\n" +
+                                   m_door);
+    Client many("unix:" + m_dir.Path("web"));
+    many.Send("POST /blocked?explain HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+              std::to_string(texts.size()) + "\r\n\r\n" + texts);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // the daemon begins with it
+    EXPECT_THAT(Send("GET /blocked?text=host1.example"), HasSubstr("\r\n\r\nhost1.example\n"));
+    EXPECT_FALSE(many.HasInput(0));
+}
+
+TEST_F(HttpDaemonTest, EndsWhatNobodyWaitsForAnyMore) {
+    std::string texts, answers;
+    for (int i = 0; i < 100; ++i) {
+        texts += "x@corp.lan\n";
+        answers += "unavailable timed out\n";
+    }
+    // A table is asked for each label of a domain.
+    const std::string labels = "/walks?text=x@" + std::string(200, '.');
+    const Daemon daemon(m_dir, "Types = waiting\nWorkers = 1\nAnswerTime = 1 s\n"
+                               "[list slow]\nObjects = waiting:100\n"
+                               "[list walks]\nObjects = waiting:100 $s\n" +
+                                   m_door);
+    EXPECT_THAT(
+        Send("POST /slow", "Content-Length: " + std::to_string(texts.size()) + "\r\n\r\n" + texts),
+        HasSubstr("\r\n\r\n" + answers));
+    const auto is_answered = [this] {
+        for (int i = 0; i < 5; ++i) // seconds, on a machine that is busy
+            if (Send("GET /slow?text=slow@corp.lan").find(" 200 ") != std::string::npos)
+                return true;
+        return false;
+    };
+    EXPECT_TRUE(is_answered());
+    EXPECT_THAT(Send("GET " + labels), HasSubstr("\r\n\r\ntimed out\n"));
+    EXPECT_TRUE(is_answered());
+}
+
 // A client that is told to stop may first send all that it has. It takes the answer after that.
 TEST_F(HttpDaemonTest, AClientThatStillSendsGetsTheAnswer) {
     struct Case {

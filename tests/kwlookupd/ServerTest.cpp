@@ -240,6 +240,9 @@ TEST_F(ServerTest, AnswersInTime) {
         EXPECT_EQ(client.Receive(37 + 18 + 12),
                   Net("TEMP the list has not been loaded") + "14:TEMP timed out,9:NOTFOUND ,");
     }
+    EXPECT_THAT(
+        RecordingLog::Texts(WARN),
+        testing::Contains("list list: the question for [slow@corp.lan] timed out").Times(1));
 }
 
 TEST_F(ServerTest, RefusesWhatIsTooMuchForTheWorkers) {
@@ -257,6 +260,16 @@ TEST_F(ServerTest, RefusesWhatIsTooMuchForTheWorkers) {
     EXPECT_THAT(answers, HasSubstr(Net("TEMP too many requests are waiting")));
     EXPECT_THAT(answers, HasSubstr(Net("TEMP timed out")));
     EXPECT_EQ(std::count(answers.begin(), answers.end(), ','), 3000);
+    const auto contains_once = [](const std::string& end) {
+        return testing::Contains("list list: the question for [slow@corp.lan] " + end).Times(1);
+    };
+    EXPECT_THAT(RecordingLog::Texts(WARN), contains_once("timed out"));
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                contains_once("was refused, because too many requests are waiting"));
+    EXPECT_TRUE(Becomes([&] {
+        return testing::Matches(contains_once("was dropped, because no worker was free in time"))(
+            RecordingLog::Texts(WARN));
+    }));
 }
 
 TEST_F(ServerTest, StopsReadingWhileAClientDoesNotTakeAnswers) {

@@ -89,6 +89,12 @@ std::string WithoutExtension(std::string_view address, const std::string& marks)
     return std::string(address.substr(0, mark)).append(address.substr(at));
 }
 
+/// Returns the end of a message that stands for others, too.
+std::string AndOthers(std::uint64_t left_out) {
+    return left_out == 0 ? std::string()
+                         : " (and " + std::to_string(left_out) + " more since the last such line)";
+}
+
 /// Passes on each value that it is offered, and matches none.
 class ValueTaker : public KwLookupFinder {
 public:
@@ -110,7 +116,8 @@ private:
 /// One search after the other, each up to the first match or fault. Its strings keep their memory.
 class ListGeneration::Search {
 public:
-    explicit Search(const ListGeneration& list) : m_list(list) {}
+    explicit Search(const ListGeneration& list, Time deadline = Time::max())
+        : m_list(list), m_deadline(deadline) {}
 
     /// Begins a search. `finder` may be one for exactly this text, which has not been used.
     void Begin(Reply& reply, const std::string& text, const AddressFinder* finder) {
@@ -237,12 +244,17 @@ private:
     template <typename Finder>
     bool Find(const Entry& entry, const std::string& text, const KwLookupFinder& finder, int flags,
               const Finder& named) {
-        if (!entry.may_wait || m_list.m_settings.slow_time.count() == 0)
+        if (!entry.may_wait)
             return FindIn(entry, text, finder, flags, named);
-        const auto start = std::chrono::steady_clock::now();
+        const Time start = std::chrono::steady_clock::now();
+        if (start >= m_deadline) {
+            m_reply->outcome = Outcome::Unavailable;
+            m_reply->text = "timed out";
+            return true;
+        }
         const bool over = FindIn(entry, text, finder, flags, named);
         const auto time = std::chrono::steady_clock::now() - start;
-        if (time > m_list.m_settings.slow_time)
+        if (m_list.m_settings.slow_time.count() != 0 && time > m_list.m_settings.slow_time)
             if (const auto left_out = entry.slow_answers->Count())
                 ReportWarning(
                     m_list.m_log,
@@ -280,20 +292,13 @@ private:
         return true;
     }
 
-    /// Returns the end of a message that stands for others, too.
-    static std::string AndOthers(std::uint64_t left_out) {
-        return left_out == 0
-                   ? std::string()
-                   : " (and " + std::to_string(left_out) + " more since the last such line)";
-    }
-
     /// Returns the beginning of a message about one question.
     std::string About(const Entry& entry, const std::string& text) const {
-        return "list " + m_list.m_settings.name + ": the question for [" + Shortened(text) +
-               "] to [" + Shortened(entry.item->text) + ']';
+        return m_list.About(text) + " to [" + Shortened(entry.item->text) + ']';
     }
 
     const ListGeneration& m_list;
+    const Time m_deadline;
     Reply* m_reply = nullptr;
     const AddressFinder* m_finder = nullptr;
     const std::string* m_finder_text = nullptr;
@@ -360,8 +365,23 @@ bool ListGeneration::HasOneLocalPart(const std::string& address) const {
     return weight <= 1;
 }
 
-void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply) const noexcept {
-    Search search(*this);
+void ListGeneration::ReportRefusal(Refusal reason, const std::string& text) const {
+    static constexpr std::array<const char*, 3> ENDS = {
+        "timed out", "was refused, because too many requests are waiting",
+        "was dropped, because no worker was free in time"};
+    const auto number = static_cast<std::size_t>(reason);
+    if (const auto left_out = m_refusals[number].Count())
+        ReportWarning(m_log, About(text) + ' ' + ENDS[number] + AndOthers(*left_out));
+}
+
+/// Returns the beginning of a message about the question for `text`.
+std::string ListGeneration::About(const std::string& text) const {
+    return "list " + m_settings.name + ": the question for [" + Shortened(text) + ']';
+}
+
+void ListGeneration::Ask(const std::string& text, bool explain, Reply& reply,
+                         Time deadline) const noexcept {
+    Search search(*this, deadline);
     search.Begin(reply, text, nullptr);
     Ask(text, explain, search);
 }

@@ -10,6 +10,7 @@
 #include "tools/lists/ItemList.h"
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <ctime>
 #include <functional>
@@ -27,6 +28,8 @@ namespace kwlookup {
 /// a time.
 class ListGeneration {
 public:
+    using Time = std::chrono::steady_clock::time_point;
+
     /// How the records differ from those of the generation before.
     struct Change {
         std::size_t added = 0;
@@ -50,7 +53,9 @@ public:
     /// Looks for `text` and sets all of `reply` but `ask`. The empty text means the null sender,
     /// "<>". A list item that cannot answer makes the reply Unavailable, and is logged, at most
     /// once a minute. With `explain` the file of the answer is read again to find the line.
-    void Ask(const std::string& text, bool explain, Reply& reply) const noexcept;
+    /// After `deadline` no server is asked, and the reply is Unavailable.
+    void Ask(const std::string& text, bool explain, Reply& reply,
+             Time deadline = Time::max()) const noexcept;
 
     /// A text to look for, and where the answer goes.
     struct Question {
@@ -63,6 +68,11 @@ public:
     /// Answers each question as Ask() does without `explain`. The searches wait for memory at the
     /// same time, which is faster than one by one.
     void AskAll(const Question* questions, std::size_t count, Finders& finders) const noexcept;
+
+    /// Why a question got no answer from this list.
+    enum class Refusal { TimedOut, TooMany, NoWorker };
+    /// Logs that the question for `text` got none, at most once a minute for each reason.
+    void ReportRefusal(Refusal reason, const std::string& text) const;
 
     /// Returns the number of values and lines. The records of tables and servers are not counted.
     std::size_t GetRecordCount() const { return m_record_count; }
@@ -86,6 +96,7 @@ private:
     };
 
     bool HasOneLocalPart(const std::string& address) const;
+    std::string About(const std::string& text) const;
     void Ask(const std::string& text, bool explain, Search& search) const noexcept;
     bool FetchFor(const Question* questions, std::size_t count, Finders& finders) const noexcept;
     void Explain(Search& search) const;
@@ -95,6 +106,7 @@ private:
     const LogClass& m_log;
     const ItemList m_items;
     const std::time_t m_load_time;
+    mutable std::array<LogLimit, 3> m_refusals; ///< lines for each reason
     std::vector<Entry> m_entries;
     const Entry* m_first_file = nullptr;
     /// For each byte of an address: 0 if it tells nothing of the local part, 1 for '@'.

@@ -5,30 +5,56 @@
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 
+#include <chrono>
 #include <cstddef>
 #include <vector>
 
 namespace kwlookup {
 
 /// Answers `query`. `get_list(i)` returns the list of the i-th ask; it may be null. `replies` gets
-/// one reply, or one for each ask if the query says `all`. Its memory is reused.
+/// one reply, or one for each ask if the query says `all`. Its memory is reused. Returns false,
+/// without the rest of the answers, as soon as `deadline` has passed.
 template <typename GetList>
-void AskLists(const Query& query, const GetList& get_list, std::vector<Reply>& replies) {
+bool AskLists(const Query& query, const GetList& get_list, std::vector<Reply>& replies,
+              ListGeneration::Time deadline = ListGeneration::Time::max()) {
     replies.resize(query.all ? query.asks.size() : 1);
     if (!query.all)
         replies[0].outcome = Outcome::NotFound;
     for (std::size_t i = 0; i < query.asks.size(); ++i) {
+        if (deadline != ListGeneration::Time::max() && std::chrono::steady_clock::now() >= deadline)
+            return false;
         Reply& reply = replies[query.all ? i : 0];
         reply.ask = i;
         if (const ListGeneration* list = get_list(i))
-            list->Ask(query.asks[i].text, query.explain, reply);
+            list->Ask(query.asks[i].text, query.explain, reply, deadline);
         else {
             reply.outcome = Outcome::Unavailable;
             reply.text = "the list has not been loaded";
         }
         if (!query.all && reply.outcome != Outcome::NotFound)
-            return;
+            return true;
     }
+    return true;
+}
+
+/// Returns the first ask of `query` whose answer takes time, because its list may wait or its file
+/// is to be read. Null if there is none.
+template <typename GetList>
+const Query::Ask* FindSlowAsk(const Query& query, const GetList& get_list) {
+    for (std::size_t i = 0; i < query.asks.size(); ++i) {
+        const ListGeneration* list = get_list(i);
+        if (list && (query.explain || list->MayWait()))
+            return &query.asks[i];
+    }
+    return nullptr;
+}
+
+/// Logs that `query` got no answer, in the name of the list that it waited for.
+template <typename GetList>
+void ReportRefusal(const Query& query, const GetList& get_list, ListGeneration::Refusal reason) {
+    if (const Query::Ask* ask = FindSlowAsk(query, get_list))
+        get_list(static_cast<std::size_t>(ask - query.asks.data()))
+            ->ReportRefusal(reason, ask->text);
 }
 
 } // namespace kwlookup

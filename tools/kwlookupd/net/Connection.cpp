@@ -54,15 +54,33 @@ bool Connection::OnReady(const Poller::Event& event) {
 }
 
 bool Connection::OnAnswer(std::uint64_t question, std::vector<Reply> replies) {
+    Question* const open = FindOpen(question);
+    if (!open)
+        return true;
+    open->replies = std::move(replies);
+    open->answered = true;
+    return GoOnAfter(question);
+}
+
+bool Connection::OnTimeout(std::uint64_t question) {
+    Question* const open = FindOpen(question);
+    if (!open)
+        return true;
+    Refuse(*open, ListGeneration::Refusal::TimedOut);
+    return GoOnAfter(question);
+}
+
+/// Returns a question that has no answer yet, or null.
+Connection::Question* Connection::FindOpen(std::uint64_t question) {
     const std::uint64_t place = question - m_first;
     if (question < m_first || place >= m_open.size() || m_open[place].answered)
-        return true;
-    Question& open = m_open[place];
-    open.replies = std::move(replies);
-    if (open.query.all)
-        open.replies.resize(open.query.asks.size(), open.replies.front());
-    open.answered = true;
-    return place != 0 || GoOn(m_input);
+        return nullptr;
+    return &m_open[place];
+}
+
+/// Sends what waited for the answer to `question`.
+bool Connection::GoOnAfter(std::uint64_t question) {
+    return question != m_first || GoOn(m_input);
 }
 
 bool Connection::OnSecond() {
@@ -222,10 +240,8 @@ void Connection::AnswerNow(Query& query, Output& output) {
 }
 
 bool Connection::Waits(const Query& query) const {
-    return std::any_of(query.asks.begin(), query.asks.end(), [this](const Query::Ask& ask) {
-        const ListGeneration* list = m_loop.GetList(ask.list);
-        return list && list->MayWait();
-    });
+    const auto get_list = [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); };
+    return FindSlowAsk(query, get_list) != nullptr;
 }
 
 void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
@@ -240,13 +256,21 @@ void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
     Question& question = m_open.back();
     if (!waits)
         question.replies = replies;
-    else if (!m_loop.AskLater(question.query, {m_id, number})) {
-        Reply reply;
-        reply.outcome = Outcome::Unavailable;
-        reply.text = "too many requests are waiting";
-        question.replies.assign(question.query.all ? question.query.asks.size() : 1, reply);
-        question.answered = true;
-    }
+    else if (!m_loop.AskLater(question.query, {m_id, number}))
+        Refuse(question, ListGeneration::Refusal::TooMany);
+}
+
+/// Gives a question the answer that its list cannot be asked, and logs it.
+void Connection::Refuse(Question& question, ListGeneration::Refusal reason) const {
+    const Query& query = question.query;
+    ReportRefusal(
+        query, [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); }, reason);
+    Reply reply;
+    reply.outcome = Outcome::Unavailable;
+    reply.text =
+        reason == ListGeneration::Refusal::TimedOut ? "timed out" : "too many requests are waiting";
+    question.replies.assign(query.all ? query.asks.size() : 1, reply);
+    question.answered = true;
 }
 
 /// Keeps what is left of an input of `size` bytes. See GoOn().

@@ -6,6 +6,7 @@
 #include "tools/kwlookupd/doors/Query.h"
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/doors/Session.h"
+#include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/net/Batch.h"
 #include "tools/kwlookupd/net/Poller.h"
 
@@ -49,6 +50,8 @@ public:
     bool OnBatch(Batch& batch, const Batch::Share& share);
     /// Gives the answer to a question that waited. Ignores a second one.
     bool OnAnswer(std::uint64_t question, std::vector<Reply> replies);
+    /// Answers a question that has waited too long.
+    bool OnTimeout(std::uint64_t question);
     /// Checks the limits of time. To be called about each second.
     bool OnSecond();
     /// Takes what has arrived. To be called before Finish().
@@ -79,6 +82,9 @@ private:
     void AnswerNow(Query& query, Output& output);
     bool Waits(const Query& query) const;
     void Search(const Query& query, std::vector<Reply>& replies) const;
+    Question* FindOpen(std::uint64_t question);
+    bool GoOnAfter(std::uint64_t question);
+    void Refuse(Question& question, ListGeneration::Refusal reason) const;
     void Open(Query& query, std::vector<Reply>& replies, bool waits);
     void Keep(std::string_view input, std::size_t size);
     void AnswerOpen(Output& output);

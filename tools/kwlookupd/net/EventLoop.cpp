@@ -188,7 +188,9 @@ bool EventLoop::AskLater(const Query& query, Connection::QuestionId id) {
     job.deadline = m_now + m_settings.answer_time;
     job.done = [this, id](std::vector<Reply> replies) {
         Post([this, id, replies = std::move(replies)]() mutable {
-            GiveAnswer(id, std::move(replies));
+            ServeNumber(id.connection, [&](Connection& connection) {
+                return connection.OnAnswer(id.question, std::move(replies));
+            });
         });
     };
     m_deadlines.push_back({job.deadline, id});
@@ -228,22 +230,12 @@ void EventLoop::RunTasks() {
     }
 }
 
-void EventLoop::GiveAnswer(Connection::QuestionId id, std::vector<Reply> replies) {
-    const auto found = m_connections.find(id.connection);
-    if (found == m_connections.end())
-        return;
-    Connection& connection = *found->second;
-    Serve(connection, [&] { return connection.OnAnswer(id.question, std::move(replies)); });
-}
-
 void EventLoop::ExpireQuestions() {
     while (!m_deadlines.empty() && m_deadlines.front().time <= m_now) {
         const Connection::QuestionId id = m_deadlines.front().id;
         m_deadlines.pop_front();
-        Reply reply;
-        reply.outcome = Outcome::Unavailable;
-        reply.text = "timed out";
-        GiveAnswer(id, {reply});
+        ServeNumber(id.connection,
+                    [&](Connection& connection) { return connection.OnTimeout(id.question); });
     }
     if (m_connections.empty())
         m_deadlines.clear();
@@ -258,6 +250,14 @@ void EventLoop::CheckSecond() {
         connections.push_back(connection.get());
     for (Connection* connection : connections)
         Serve(*connection, [&] { return connection->OnSecond(); });
+}
+
+/// Lets the connection with this number act, if it is still there.
+template <typename Action>
+void EventLoop::ServeNumber(std::uint64_t id, const Action& action) {
+    const auto found = m_connections.find(id);
+    if (found != m_connections.end())
+        Serve(*found->second, [&] { return action(*found->second); });
 }
 
 /// Lets a connection act, and closes it if it is done or fails.

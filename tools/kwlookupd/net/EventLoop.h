@@ -93,9 +93,10 @@ private:
     void CountAnswers();
     int GetTimeout() const;
     void RunTasks();
-    void GiveAnswer(Connection::QuestionId id, std::vector<Reply> replies);
     void ExpireQuestions();
     void CheckSecond();
+    template <typename Action>
+    void ServeNumber(std::uint64_t id, const Action& action);
     template <typename Action>
     void Serve(Connection& connection, const Action& action);
 

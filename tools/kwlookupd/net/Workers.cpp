@@ -52,13 +52,13 @@ void Workers::Work() {
         const Job job = std::move(m_jobs.front());
         m_jobs.pop_front();
         lock.unlock();
-        if (std::chrono::steady_clock::now() >= job.deadline)
-            continue;
+        const auto get_list = [&](std::size_t i) { return job.lists[i].get(); };
         try {
             std::vector<Reply> replies;
-            AskLists(
-                job.query, [&](std::size_t i) { return job.lists[i].get(); }, replies);
-            job.done(std::move(replies));
+            if (std::chrono::steady_clock::now() >= job.deadline)
+                ReportRefusal(job.query, get_list, ListGeneration::Refusal::NoWorker);
+            else if (AskLists(job.query, get_list, replies, job.deadline))
+                job.done(std::move(replies));
         } catch (const std::bad_alloc&) {
             // The client gets its answer at the deadline.
         }

@@ -24,7 +24,7 @@ public:
     struct Job {
         Query query;
         std::vector<std::shared_ptr<const ListGeneration>> lists; ///< of each ask; may be null
-        /// A job that no worker has begun by then is dropped: its client has got an answer.
+        /// Then the job is dropped, even if a worker has begun it: its client has got an answer.
         std::chrono::steady_clock::time_point deadline;
         /// Called in the worker's thread with the answer. May throw std::bad_alloc.
         std::function<void(std::vector<Reply> replies)> done;
