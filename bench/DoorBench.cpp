@@ -36,7 +36,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The requests of one measurement: about a second.
+/// The requests of one measurement, for each that is in flight on a connection: about a second.
 constexpr std::size_t REQUESTS = 200000;
 constexpr std::size_t IDLE_CONNECTIONS = 10000;
 
@@ -266,13 +266,14 @@ private:
 void MeasureLoad(benchmark::State& state, const std::string& path, const ServerProcess& server,
                  bool checks, std::size_t in_flight) {
     LoadClient client(path, 16, in_flight);
+    const std::size_t requests = REQUESTS * in_flight;
     const double before = server.GetProcessorTime();
     for (auto _ : state)
-        client.Run([](std::size_t answers) { return answers >= REQUESTS; });
-    state.SetItemsProcessed(static_cast<std::int64_t>(REQUESTS));
+        client.Run([requests](std::size_t answers) { return answers >= requests; });
+    state.SetItemsProcessed(static_cast<std::int64_t>(requests));
     state.counters["p99"] = client.GetP99();
     state.counters["processor"] =
-        (server.GetProcessorTime() - before) / static_cast<double>(REQUESTS);
+        (server.GetProcessorTime() - before) / static_cast<double>(requests);
     if (checks && client.GetWrongCount() > 0)
         state.SkipWithError("wrong answers");
 }

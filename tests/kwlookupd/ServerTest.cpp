@@ -16,9 +16,13 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <future>
+#include <map>
 #include <poll.h>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
@@ -63,6 +67,23 @@ bool Becomes(const Condition& holds) {
         std::this_thread::sleep_for(milliseconds(10));
     }
     return false;
+}
+
+/// The threads of this process, as folders.
+std::set<std::string> GetThreads() {
+    std::set<std::string> threads;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        threads.insert(entry.path());
+    return threads;
+}
+
+/// How often a thread has waited and gone on. 0 for one that has ended.
+long CountWakes(const std::string& thread) {
+    std::ifstream status(thread + "/status");
+    for (std::string name, value; status >> name && std::getline(status, value);)
+        if (name == "voluntary_ctxt_switches:")
+            return std::stol(value);
+    return 0;
 }
 
 /// A server with the lists "fast" (in memory), "slow" (waits 20 ms), "stuck" (1 s) and "none" (not
@@ -225,6 +246,51 @@ TEST_F(ServerTest, AnswersManyConnectionsAtOnceEachItsOwn) {
                 ASSERT_EQ(clients[i].Receive(answer.size()), answer) << i;
         }
     }
+}
+
+TEST_F(ServerTest, SharesItsWorkAmongThreads) {
+    const std::set<std::string> others = GetThreads();
+    Start();
+    // Counts the threads of the server that have woken up at least ten times while `work` was done.
+    const auto count_busy = [&](const std::function<void()>& work) {
+        std::map<std::string, long> wakes;
+        for (const std::string& thread : GetThreads())
+            if (others.count(thread) == 0)
+                wakes[thread] = -CountWakes(thread);
+        work();
+        return std::count_if(wakes.begin(), wakes.end(), [](const auto& thread) {
+            return thread.second + CountWakes(thread.first) >= 10;
+        });
+    };
+    // Answers of 60 KB, so that the server has more to do than its clients.
+    const std::string request = Net("fast big@corp.lan"),
+                      answer = Net("OK " + std::string(60000, 'b'));
+    std::deque<Client> clients;
+    for (int i = 0; i < 8; ++i)
+        clients.emplace_back(Maps());
+    const auto ask_often = [&] {
+        std::vector<std::thread> threads;
+        for (Client& client : clients)
+            threads.emplace_back([&] {
+                for (int i = 0; i < 200; ++i)
+                    client.Send(request);
+                for (int i = 0; i < 200; ++i)
+                    EXPECT_TRUE(client.Receive(answer.size()) == answer);
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+    };
+    const auto ask_rarely = [&] {
+        for (int i = 0; i < 25; ++i) {
+            std::this_thread::sleep_for(milliseconds(5));
+            for (Client& client : clients) {
+                client.Send(Net("fast jdoe@corp.lan"));
+                EXPECT_EQ(client.Receive(9), "6:OK yes,");
+            }
+        }
+    };
+    EXPECT_TRUE(Becomes([&] { return count_busy(ask_often) >= 2; }));
+    EXPECT_TRUE(Becomes([&] { return count_busy(ask_rarely) == 1; }));
 }
 
 TEST_F(ServerTest, AnswersInTime) {

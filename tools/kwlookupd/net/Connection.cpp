@@ -28,7 +28,7 @@ constexpr std::chrono::seconds MAX_LINGER_PAUSE{2};
 
 Connection::Connection(EventLoop& loop, std::uint64_t id, FileDescriptor socket, std::size_t door,
                        std::unique_ptr<Session> session)
-    : m_loop(loop), m_id(id), m_socket(std::move(socket)), m_door(door),
+    : m_loop(&loop), m_id(id), m_socket(std::move(socket)), m_door(door),
       m_session(std::move(session)), m_pipelines(m_session->MayPipeline()), m_active(loop.GetNow()),
       m_began(loop.GetNow()) {}
 
@@ -45,7 +45,7 @@ bool Connection::OnReady(const Poller::Event& event) {
     case Sent::Failed:
         return false;
     case Sent::Blocked:
-        m_active = m_loop.GetNow();
+        m_active = m_loop->GetNow();
         return true;
     default:
         m_unsent = Output();
@@ -84,7 +84,7 @@ bool Connection::GoOnAfter(std::uint64_t question) {
 }
 
 bool Connection::OnSecond() {
-    const Time now = m_loop.GetNow();
+    const Time now = m_loop->GetNow();
     if (m_lingering)
         return now - m_active < MAX_LINGER_PAUSE && now - m_began < MAX_LINGER_TIME;
     if (!m_unsent.IsEmpty())
@@ -93,7 +93,7 @@ bool Connection::OnSecond() {
         return true;
     if (!m_input.empty())
         return now - m_began < MAX_REQUEST_TIME;
-    const std::chrono::milliseconds idle_time = m_loop.GetSettings().idle_time;
+    const std::chrono::milliseconds idle_time = m_loop->GetSettings().idle_time;
     return idle_time.count() == 0 || now - m_active < idle_time;
 }
 
@@ -108,14 +108,14 @@ bool Connection::Finish() {
 
 /// Reads into the buffer of the loop. `ended` says that the client will send no more.
 ssize_t Connection::ReceiveSome(bool ended) {
-    auto& buffer = m_loop.GetScratch().input;
+    auto& buffer = m_loop->GetScratch().input;
     ssize_t size;
     do
         size = ::recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
     while (size < 0 && errno == EINTR);
     // The event comes once. Ask for another one if there may be more to read.
     if (size == static_cast<ssize_t>(buffer.size()) || (ended && size > 0))
-        m_loop.GetPoller().Change(m_socket.Get(), this, m_reading, m_writing);
+        m_loop->GetPoller().Change(m_socket.Get(), this, m_reading, m_writing);
     return size;
 }
 
@@ -124,9 +124,9 @@ bool Connection::Receive(bool ended) {
     const ssize_t size = ReceiveSome(ended);
     if (size < 0)
         return errno == EAGAIN;
-    m_active = m_loop.GetNow();
+    m_active = m_loop->GetNow();
     m_ended = size == 0;
-    const std::string_view received(m_loop.GetScratch().input.data(),
+    const std::string_view received(m_loop->GetScratch().input.data(),
                                     static_cast<std::size_t>(size));
     if (m_input.empty()) {
         m_began = m_active;
@@ -140,19 +140,19 @@ bool Connection::Receive(bool ended) {
 bool Connection::Discard(bool ended) {
     const ssize_t size = ReceiveSome(ended);
     if (size > 0)
-        m_active = m_loop.GetNow();
+        m_active = m_loop->GetNow();
     return size > 0 || (size < 0 && errno == EAGAIN);
 }
 
 /// Answers what can be answered of `input`, which is m_input or follows it while that is empty.
 bool Connection::GoOn(std::string_view input) {
-    Output& output = m_loop.GetScratch().output;
+    Output& output = m_loop->GetScratch().output;
     output.Clear();
     AnswerOpen(output);
     if (m_pipelines)
         return Send(output) && ReadAhead(input);
     const std::size_t size = input.size();
-    Query& query = m_loop.GetScratch().query;
+    Query& query = m_loop->GetScratch().query;
     Session::Step step = Session::Step::Go;
     while (step != Session::Step::NeedMore && MayRead()) {
         step = Read(input, query, m_open.empty() ? output : m_last);
@@ -170,14 +170,14 @@ bool Connection::GoOn(std::string_view input) {
 
 /// Reads requests into the loop's batch, so that they are answered soon.
 bool Connection::ReadAhead(std::string_view input) {
-    Batch& batch = m_loop.GetBatch();
+    Batch& batch = m_loop->GetBatch();
     const std::size_t begin = batch.count;
     std::size_t end = begin;
     const std::size_t size = input.size();
     Session::Step step = Session::Step::NeedMore;
     if (MayRead()) {
         const std::size_t room = std::min(Batch::MAX_REQUESTS - begin,
-                                          m_loop.GetSettings().max_in_flight - m_open.size());
+                                          m_loop->GetSettings().max_in_flight - m_open.size());
         step = Session::Step::Go;
         while (end - begin < room) {
             step = Read(input, batch.requests[end].query, m_last);
@@ -209,7 +209,7 @@ Session::Step Connection::Read(std::string_view& input, Query& query, Output& ou
 }
 
 bool Connection::OnBatch(Batch& batch, const Batch::Share& share) {
-    Output& output = m_loop.GetScratch().output;
+    Output& output = m_loop->GetScratch().output;
     output.Clear();
     for (std::size_t i = share.begin; i != share.end; ++i) {
         Batch::Request& request = batch.requests[i];
@@ -218,7 +218,7 @@ bool Connection::OnBatch(Batch& batch, const Batch::Share& share) {
             Search(request.query, request.replies);
         if (waits || !m_open.empty())
             Open(request.query, request.replies, waits);
-        else if (!Answer(request.query, request.replies, m_loop.GetNow(), output))
+        else if (!Answer(request.query, request.replies, m_loop->GetNow(), output))
             break;
         if (output.GetSize() > MAX_OUTPUT && !Send(output))
             return false;
@@ -229,34 +229,34 @@ bool Connection::OnBatch(Batch& batch, const Batch::Share& share) {
 
 /// Answers a query, at once if it need not wait for anything.
 void Connection::AnswerNow(Query& query, Output& output) {
-    std::vector<Reply>& replies = m_loop.GetScratch().replies;
+    std::vector<Reply>& replies = m_loop->GetScratch().replies;
     const bool waits = Waits(query);
     if (!waits)
         Search(query, replies);
     if (waits || !m_open.empty())
         Open(query, replies, waits);
     else
-        Answer(query, replies, m_loop.GetNow(), output);
+        Answer(query, replies, m_loop->GetNow(), output);
 }
 
 bool Connection::Waits(const Query& query) const {
-    const auto get_list = [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); };
+    const auto get_list = [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); };
     return FindSlowAsk(query, get_list) != nullptr;
 }
 
 void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
     AskLists(
-        query, [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); }, replies);
+        query, [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); }, replies);
 }
 
 /// Keeps a question until its turn to be answered comes. It has its replies unless it `waits`.
 void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
     const std::uint64_t number = m_first + m_open.size();
-    m_open.push_back({std::move(query), {}, m_loop.GetNow(), !waits});
+    m_open.push_back({std::move(query), {}, m_loop->GetNow(), !waits});
     Question& question = m_open.back();
     if (!waits)
         question.replies = replies;
-    else if (!m_loop.AskLater(question.query, {m_id, number}))
+    else if (!m_loop->AskLater(question.query, {m_id, number}))
         Refuse(question, ListGeneration::Refusal::TooMany);
 }
 
@@ -264,7 +264,7 @@ void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
 void Connection::Refuse(Question& question, ListGeneration::Refusal reason) const {
     const Query& query = question.query;
     ReportRefusal(
-        query, [&](std::size_t i) { return m_loop.GetList(query.asks[i].list); }, reason);
+        query, [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); }, reason);
     Reply reply;
     reply.outcome = Outcome::Unavailable;
     reply.text =
@@ -276,7 +276,7 @@ void Connection::Refuse(Question& question, ListGeneration::Refusal reason) cons
 /// Keeps what is left of an input of `size` bytes. See GoOn().
 void Connection::Keep(std::string_view input, std::size_t size) {
     if (input.size() < size)
-        m_began = m_loop.GetNow();
+        m_began = m_loop->GetNow();
     if (m_input.empty())
         m_input = input;
     else if (input.empty())
@@ -303,7 +303,7 @@ void Connection::AnswerOpen(Output& output) {
 /// Writes an answer. False if nothing may follow it.
 bool Connection::Answer(const Query& query, const std::vector<Reply>& replies, Time asked,
                         Output& output) {
-    m_loop.Count(m_door, query, replies, asked);
+    m_loop->Count(m_door, query, replies, asked);
     if (m_session->Answer(query, replies, output))
         return true;
     m_closing = true;
@@ -333,7 +333,7 @@ bool Connection::Send(Output& output) {
     const Sent sent = m_unsent.IsEmpty() ? Write(output) : Sent::Blocked;
     if (sent == Sent::Blocked) {
         m_unsent.Append(output);
-        m_active = m_loop.GetNow();
+        m_active = m_loop->GetNow();
     }
     output.Clear();
     return sent != Sent::Failed;
@@ -346,12 +346,12 @@ bool Connection::Settle() {
             return false;
         ::shutdown(m_socket.Get(), SHUT_WR);
         m_lingering = true;
-        m_active = m_began = m_loop.GetNow();
+        m_active = m_began = m_loop->GetNow();
     }
     const bool reads = m_lingering || (!m_ended && MayRead());
     const bool writes = !m_unsent.IsEmpty();
     if (reads != m_reading || writes != m_writing) {
-        m_loop.GetPoller().Change(m_socket.Get(), this, reads, writes);
+        m_loop->GetPoller().Change(m_socket.Get(), this, reads, writes);
         m_reading = reads;
         m_writing = writes;
     }
@@ -360,7 +360,7 @@ bool Connection::Settle() {
 
 bool Connection::MayRead() const {
     return !m_closing && m_unsent.IsEmpty() &&
-           m_open.size() < (m_pipelines ? m_loop.GetSettings().max_in_flight : 1);
+           m_open.size() < (m_pipelines ? m_loop->GetSettings().max_in_flight : 1);
 }
 
 } // namespace kwlookup

@@ -43,6 +43,17 @@ public:
     std::size_t GetDoor() const { return m_door; }
     int GetSocket() const { return m_socket.Get(); }
 
+    /// Returns true if another loop can take over the connection: nothing waits for this one.
+    bool MayMove() const {
+        return m_open.empty() && m_unsent.IsEmpty() && m_reading && !m_ended && !m_closing;
+    }
+    void MoveTo(EventLoop& loop, std::uint64_t id) {
+        m_loop = &loop;
+        m_id = id;
+    }
+    /// Returns when bytes were last received or sent.
+    std::chrono::steady_clock::time_point GetLastActive() const { return m_active; }
+
     // Each of these returns false when the connection is to be closed.
 
     bool OnReady(const Poller::Event& event);
@@ -94,8 +105,8 @@ private:
     bool Settle();
     bool MayRead() const;
 
-    EventLoop& m_loop;
-    const std::uint64_t m_id;
+    EventLoop* m_loop;
+    std::uint64_t m_id;
     FileDescriptor m_socket;
     const std::size_t m_door;
     const std::unique_ptr<Session> m_session;

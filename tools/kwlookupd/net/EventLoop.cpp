@@ -15,6 +15,18 @@
 
 namespace kwlookup {
 
+namespace {
+
+/// A loop as busy as this cannot keep up, in percent. One that waits for its clients now and then
+/// is quicker than two that share its connections.
+constexpr int TOO_BUSY = 95;
+/// Only a loop that is less busy by so much gets connections of such a loop.
+constexpr int DIFFERENCE = 30;
+/// One loop serves the connections of two that are together less busy than this.
+constexpr int ENOUGH_FOR_ONE = 90;
+
+} // namespace
+
 EventLoop::EventLoop(const ServerSettings& settings, std::size_t number, Metrics* metrics,
                      Workers& workers, std::function<void(std::size_t door)> closed)
     : m_settings(settings), m_number(number), m_metrics(metrics), m_workers(workers),
@@ -34,15 +46,23 @@ EventLoop::EventLoop(const ServerSettings& settings, std::size_t number, Metrics
 EventLoop::~EventLoop() = default;
 
 void EventLoop::Post(std::function<void()> task) {
+    AddTask(std::move(task), true);
+}
+
+/// Returns false, without the task, if the loop has been stopped.
+bool EventLoop::AddTask(std::function<void()> task, bool even_if_stopped) {
     bool wake;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_stopped && !even_if_stopped)
+            return false;
         wake = m_tasks.empty();
         m_tasks.push_back(std::move(task));
     }
     // The pipe cannot be full: it has a byte only while there are tasks.
     if (wake && ::write(m_wake_write.Get(), "", 1) < 0)
         throw std::system_error(errno, std::system_category(), "write");
+    return true;
 }
 
 void EventLoop::Run() {
@@ -58,8 +78,12 @@ void EventLoop::Run() {
 }
 
 void EventLoop::TakeTurn() {
+    const Time now = std::chrono::steady_clock::now();
+    ShareConnections(now);
+    m_load.BeginWait(now);
     const std::vector<Poller::Event>& events = m_poller.Wait(GetTimeout());
     m_now = std::chrono::steady_clock::now();
+    m_load.EndWait(m_now);
     for (const Poller::Event& event : events) {
         if (m_batch->IsFull() || !event.owner)
             AnswerBatches();
@@ -73,6 +97,84 @@ void EventLoop::TakeTurn() {
     ExpireQuestions();
     CheckSecond();
     AnswerBatches();
+}
+
+/// Gives connections to other loops where that makes all quicker.
+void EventLoop::ShareConnections(Time now) {
+    if (m_stopping)
+        return;
+    if (m_load.EndShort(now)) {
+        const int busy = m_load.GetBusyNow(now);
+        EventLoop* idlest = this;
+        int least = busy;
+        for (EventLoop* loop : m_loops) {
+            const int its = loop->m_load.GetBusyNow(now);
+            if (its < least) {
+                idlest = loop;
+                least = its;
+            }
+        }
+        if (busy >= TOO_BUSY && least + DIFFERENCE <= busy)
+            GiveAway(*idlest, 100 * (busy - least) / (2 * busy), now - LoopLoad::SHORT);
+    }
+    if (m_load.EndLong(now)) {
+        const int busy = m_load.GetBusyForLong(now);
+        for (EventLoop* loop : m_loops) {
+            if (loop == this)
+                break;
+            if (loop->m_load.GetBusyForLong(now) + busy < ENOUGH_FOR_ONE) {
+                GiveAway(*loop, 100, now - LoopLoad::LONG);
+                break;
+            }
+        }
+    }
+}
+
+/// Gives away so much of the connections that were active and can be moved.
+void EventLoop::GiveAway(EventLoop& loop, int percent, Time active_since) {
+    std::vector<Connection*> active;
+    for (const auto& [id, connection] : m_connections)
+        if (connection->MayMove() && connection->GetLastActive() >= active_since)
+            active.push_back(connection.get());
+    active.resize(active.size() * static_cast<std::size_t>(percent) / 100);
+    if (active.empty())
+        return;
+    const auto given = std::make_shared<std::vector<std::unique_ptr<Connection>>>();
+    given->reserve(active.size());
+    const std::function<void()> take = [&loop, given] { loop.TakeOver(std::move(*given)); };
+    for (const Connection* connection : active) {
+        const auto found = m_connections.find(connection->GetId());
+        m_poller.Remove(connection->GetSocket());
+        given->push_back(std::move(found->second));
+        m_connections.erase(found);
+    }
+    bool is_given = false;
+    try {
+        is_given = loop.AddTask(take, false);
+    } catch (const std::exception&) { // keep them
+    }
+    if (!is_given)
+        TakeOver(std::move(*given));
+}
+
+void EventLoop::TakeOver(std::vector<std::unique_ptr<Connection>> connections) {
+    for (std::unique_ptr<Connection>& taken : connections) {
+        Connection& connection = *taken;
+        const std::uint64_t id = m_next_id++;
+        connection.MoveTo(*this, id);
+        try {
+            m_connections[id] = std::move(taken);
+            m_poller.Add(connection.GetSocket(), &connection, true, false);
+        } catch (const std::exception& e) {
+            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
+                    std::string("a connection is closed: ") + e.what());
+            CountClosed(connection.GetDoor());
+            m_connections.erase(id);
+            continue;
+        }
+        if (m_stopping)
+            StopConnection(connection);
+    }
 }
 
 /// Answers all requests that were read.
@@ -118,14 +220,22 @@ void EventLoop::Search(Batch& batch) {
 void EventLoop::Stop(std::chrono::milliseconds limit) {
     m_stopping = true;
     m_stop_at = m_now + limit;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_stopped = true;
+    }
+    RunTasks(); // which may bring connections
     std::vector<Connection*> connections;
     for (const auto& [id, connection] : m_connections)
         connections.push_back(connection.get());
-    for (Connection* connection : connections) {
-        Serve(*connection, [&] { return connection->TakeRest(); });
-        AnswerBatches();
-        Serve(*connection, [&] { return connection->Finish(); });
-    }
+    for (Connection* connection : connections)
+        StopConnection(*connection);
+}
+
+void EventLoop::StopConnection(Connection& connection) {
+    Serve(connection, [&] { return connection.TakeRest(); });
+    AnswerBatches();
+    Serve(connection, [&] { return connection.Finish(); });
 }
 
 void EventLoop::Add(FileDescriptor socket, std::size_t door, std::unique_ptr<Session> session) {
@@ -275,14 +385,18 @@ void EventLoop::Serve(Connection& connection, const Action& action) {
     CountAnswers();
     if (goes_on)
         return;
-    if (m_metrics)
-        m_metrics->CountConnection(m_number, connection.GetDoor(), -1);
     m_poller.Remove(connection.GetSocket());
     connection.Close();
     const auto found = m_connections.find(connection.GetId());
     m_dead.push_back(std::move(found->second));
     m_connections.erase(found);
-    m_closed(connection.GetDoor());
+    CountClosed(connection.GetDoor());
+}
+
+void EventLoop::CountClosed(std::size_t door) {
+    if (m_metrics)
+        m_metrics->CountConnection(m_number, door, -1);
+    m_closed(door);
 }
 
 } // namespace kwlookup

@@ -6,6 +6,7 @@
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/net/Batch.h"
 #include "tools/kwlookupd/net/Connection.h"
+#include "tools/kwlookupd/net/LoopLoad.h"
 #include "tools/kwlookupd/net/Poller.h"
 #include "tools/kwlookupd/net/ServerSettings.h"
 #include "tools/kwlookupd/net/Workers.h"
@@ -24,8 +25,13 @@
 
 namespace kwlookup {
 
-/// Serves many connections in one thread. Threads: Run() makes one the loop's; only Post() may be
-/// called by others.
+/// Serves many connections in one thread.
+///
+/// Loops give connections to each other: one that cannot keep up to others, and those with little
+/// to do to the first, since a thread that works on is quicker than several that sleep and are
+/// woken.
+///
+/// Threads: Run() makes one the loop's; only Post() and GetBusy() may be called by others.
 class EventLoop {
 public:
     /// What connections use one after the other, so that a request allocates nothing.
@@ -46,8 +52,15 @@ public:
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
+    /// The loops that may get connections of this one, in the same order for all of them. They
+    /// outlive it. To be called before Run().
+    void SetLoops(std::vector<EventLoop*> loops) { m_loops = std::move(loops); }
+
     /// Calls `task` in the loop's thread.
     void Post(std::function<void()> task);
+
+    /// Returns how busy the loop is, in percent.
+    int GetBusy() const { return m_load.GetBusyNow(std::chrono::steady_clock::now()); }
 
     /// Serves connections until Stop().
     void Run();
@@ -88,6 +101,12 @@ private:
     };
 
     void TakeTurn();
+    void ShareConnections(Time now);
+    void GiveAway(EventLoop& loop, int percent, Time active_since);
+    void TakeOver(std::vector<std::unique_ptr<Connection>> connections);
+    bool AddTask(std::function<void()> task, bool even_if_stopped);
+    void StopConnection(Connection& connection);
+    void CountClosed(std::size_t door);
     void AnswerBatches();
     void Search(Batch& batch);
     void CountAnswers();
@@ -117,12 +136,15 @@ private:
     FileDescriptor m_wake_read, m_wake_write;
     std::mutex m_lock;
     std::vector<std::function<void()>> m_tasks;
+    bool m_stopped = false; ///< guarded by m_lock, as m_tasks
 
     Scratch m_scratch;
     std::array<Batch, 2> m_batches; ///< one is filled while the other is answered
     Batch* m_batch = &m_batches[0];
     ListGeneration::Finders m_finders;
     std::vector<std::shared_ptr<const ListGeneration>> m_lists;
+    std::vector<EventLoop*> m_loops;
+    LoopLoad m_load;
     std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
     std::vector<std::unique_ptr<Connection>> m_dead; ///< events of this turn may name them
     std::uint64_t m_next_id = 0;

@@ -43,6 +43,9 @@ constexpr std::chrono::seconds STOP_TIME{3};
 /// So many connections are accepted before other events get their turn.
 constexpr int MAX_ACCEPTS = 64;
 
+/// A loop that is so busy, in percent, gets no more connections while another is not.
+constexpr int BUSY = 70;
+
 /// Each connection needs a descriptor.
 void RaiseDescriptorLimit() {
     rlimit limit{};
@@ -100,7 +103,6 @@ struct Server::State {
     std::vector<std::unique_ptr<ServedDoor>> doors;
     std::vector<std::unique_ptr<EventLoop>> loops;
     std::unique_ptr<Workers> workers; ///< destroyed before the loops that wait for it
-    std::size_t next_loop = 0;
     asio::steady_timer watchdog{context};
     std::atomic<std::size_t> silent_loops{0};
 
@@ -128,6 +130,11 @@ struct Server::State {
         for (std::size_t i = 0; i < settings.io_threads; ++i)
             loops.push_back(std::make_unique<EventLoop>(
                 settings, i, metrics, *workers, [this](std::size_t door) { OnClosed(door); }));
+        std::vector<EventLoop*> all;
+        for (const auto& loop : loops)
+            all.push_back(loop.get());
+        for (const auto& loop : loops)
+            loop->SetLoops(all);
     }
 
     void Wait(std::size_t door, OpenListener& listener) {
@@ -196,9 +203,25 @@ struct Server::State {
         });
     }
 
+    /// Returns the first loop that can take more connections, or else the one that is least busy.
+    EventLoop& ChooseLoop() const {
+        EventLoop* idlest = nullptr;
+        int least = 0;
+        for (const auto& loop : loops) {
+            const int busy = loop->GetBusy();
+            if (busy < BUSY)
+                return *loop;
+            if (!idlest || busy < least) {
+                idlest = loop.get();
+                least = busy;
+            }
+        }
+        return *idlest;
+    }
+
     void HandOut(std::size_t number, FileDescriptor socket) {
         ServedDoor& door = *doors[number];
-        EventLoop& loop = *loops[next_loop++ % loops.size()];
+        EventLoop& loop = ChooseLoop();
         if (!door.rules.Allows(socket.Get())) {
             door.log.Warn("door " + door.config.name + ": refused a client that may not ask");
             loop.Post([number, &loop] { loop.CountRefused(number); });
