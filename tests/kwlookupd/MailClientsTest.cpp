@@ -26,6 +26,10 @@ TEST_F(MailClients, PostmapAsksSocketmap) {
                "\"a,b\"@example.test\tquoted\ngr\xc3\xbcn@example.test\tgr\xc3\xbc\n"
                "<>\tnull sender\nbig@example.test\t" +
                std::string(99997, 'b') + "\n";
+    for (const std::string& key : {LongKey(100000), LongKey(131072 - 10)}) {
+        keys += key + '\n';
+        answers += key + "\tlong\n";
+    }
     const ProgramResult found = Postmap("-", Socketmap("socketmap"), keys);
     EXPECT_EQ(found.out, answers);
     EXPECT_EQ(found.err, "");
@@ -61,20 +65,66 @@ TEST_F(MailClients, PostmapIsToldOfFaults) {
     EXPECT_EQ(big.status, 1);
     EXPECT_THAT(big.err, HasSubstr("socketmap server temporary error: "));
     EXPECT_THAT(m_daemon->GetLog(), HasSubstr("too-big@example.test"));
+    const ProgramResult longest = Postmap("-", Socketmap("socketmap"), LongKey(131072 - 9) + '\n');
+    EXPECT_EQ(longest.status, 1);
+    EXPECT_EQ(longest.out, "");
+    EXPECT_THAT(longest.err, HasSubstr("socketmap server permanent error: "));
 }
 
 TEST_F(MailClients, PostmapAsksTcp) {
+    const std::string key = LongKey(4091);
     const ProgramResult found = Postmap("-", Tcp(),
                                         "none\nfound-1@example.test\ngr\xc3\xbcn@example.test\n<>\n"
-                                        "line@example.test\n");
+                                        "\"a,b\"@example.test\nline@example.test\n" +
+                                            key + '\n');
     EXPECT_EQ(found.out, "found-1@example.test\tvalue-of-found-1\n"
                          "gr\xc3\xbcn@example.test\tgr\xc3\xbc\n<>\tnull sender\n"
-                         "line@example.test\t" +
-                             std::string(4091, 'l') + "\n");
+                         "\"a,b\"@example.test\tquoted\nline@example.test\t" +
+                             std::string(4091, 'l') + '\n' + key + "\tlong\n");
     EXPECT_EQ(found.err, "");
     const ProgramResult too_long = Postmap("too-long@example.test", Tcp());
     EXPECT_EQ(too_long.status, 1);
     EXPECT_THAT(too_long.err, HasSubstr("query error"));
+    const ProgramResult down = Postmap("found-1@example.test", TcpDown());
+    EXPECT_EQ(down.status, 1);
+    EXPECT_THAT(down.err, HasSubstr("query error"));
+}
+
+TEST_F(MailClients, PostmapGoesOnWithAnotherListAndAnotherDaemon) {
+    WritePostmapConfig();
+    const std::string key = "key@example.test";
+    // Each line fills a buffer of postmap, so that the next one pushes it out.
+    const std::string values[] = {std::string(4091, '1'), std::string(4091, '2')};
+    for (const std::string list : {"socketmap", "tcp"}) {
+        SCOPED_TRACE(list);
+        Load(list, key + ' ' + values[0] + '\n');
+        std::vector<std::string> command =
+            MailCommand({"usr/sbin/postmap", "-c", m_dir.Path(""), "-q", "-",
+                         list == "tcp" ? Tcp() : Socketmap(list)});
+        command.insert(command.begin(), {"/usr/bin/env", "--ignore-signal=PIPE"}); // as in smtpd
+        RunningProgram postmap(command);
+        const auto ask_twice = [&] { postmap.Write(key + '\n' + key + '\n'); };
+        const auto expect = [&](const std::string& value) {
+            EXPECT_EQ(postmap.ReadLine(), key + '\t' + value);
+        };
+        ask_twice();
+        expect(values[0]);
+        Load(list, key + ' ' + values[1] + '\n');
+        ask_twice();
+        expect(values[0]);
+        expect(values[1]);
+        m_daemon->Kill();
+        m_daemon->Start();
+        ask_twice();
+        expect(values[1]);
+        expect(values[1]);
+        const ProgramResult result = postmap.Finish();
+        EXPECT_EQ(result.out, key + '\t' + values[1] + '\n');
+        EXPECT_THAT(result.err, testing::Not(HasSubstr("error")));
+        EXPECT_EQ(result.status, 0);
+    }
+    m_daemon->Kill();
+    EXPECT_THAT(Postmap(key, Socketmap("socketmap")).err, HasSubstr("error"));
 }
 
 TEST_F(MailClients, EximReadsAnAnswerAndTheEnd) {
@@ -94,6 +144,10 @@ TEST_F(MailClients, EximReadsAnAnswerAndTheEnd) {
     EXPECT_EQ(ask("socketmap found-1@example.test"), "19:OK value-of-found-1,\n");
     EXPECT_EQ(ask("socketmap none@example.test"), "9:NOTFOUND ,\n");
     EXPECT_EQ(ask("socketmap "), "14:OK null sender,\n");
+    EXPECT_EQ(ask("socketmap gr\xc3\xbcn@example.test"), "7:OK gr\xc3\xbc,\n");
+    EXPECT_EQ(ask("socketmap \"a,b\"@example.test"), "9:OK quoted,\n");
+    EXPECT_EQ(ask("socketmap big@example.test"), "100000:OK " + std::string(99997, 'b') + ",\n");
+    EXPECT_THAT(ask("socketmap too-big@example.test"), testing::MatchesRegex("[0-9]+:TEMP .*,\n"));
     EXPECT_THAT(ask("down none@example.test"), testing::MatchesRegex("[0-9]+:TEMP .*,\n"));
     m_daemon->Kill();
     EXPECT_EQ(ask("socketmap found-1@example.test"), "SOCKFAIL\n");
@@ -110,7 +164,8 @@ TEST_F(MailClients, SendmailAsksSocketmap) {
     const ProgramResult result =
         RunMailProgram({"usr/libexec/sendmail/sendmail", "-C", config, "-bt"},
                        "/map socketmap found-1@example.test\n/map socketmap none@example.test\n"
-                       "/map down none@example.test\n/map socketmap plain@example.test\n",
+                       "/map down none@example.test\n/map socketmap plain@example.test\n"
+                       "/map socketmap big@example.test\n/map socketmap too-big@example.test\n",
                        SendmailEnvironment(m_dir));
     EXPECT_THAT(result.out, HasSubstr("returns value-of-found-1<FOUND> (0)"));
     EXPECT_THAT(result.out, HasSubstr("no match (68)"));
@@ -151,6 +206,18 @@ TEST_F(MailClients, DoveadmAsksDict) {
     EXPECT_THAT(set.err, HasSubstr("this dictionary is read-only"));
     m_daemon->Kill();
     EXPECT_EQ(doveadm("get", "dict", "shared/found-1@example.test").status, 75);
+    m_daemon->Start();
+    EXPECT_EQ(doveadm("get", "dict", "shared/found-1@example.test").status, 0);
+    EXPECT_THAT(doveadm("get", "dict", "shared/").out, HasSubstr("null sender"));
+    EXPECT_THAT(doveadm("get", "dict", "shared/<>").out, HasSubstr("null sender"));
+    EXPECT_THAT(doveadm("get", "dict", "shared/\"a,b\"@example.test").out, HasSubstr("quoted"));
+    // "L", the key, a tab, the user and a line feed.
+    const std::size_t rest = std::string("Lshared/\tbob\n").size();
+    EXPECT_THAT(doveadm("get", "dict", "shared/" + LongKey(65536 - rest)).out, HasSubstr("long"));
+    EXPECT_EQ(doveadm("get", "dict", "shared/" + LongKey(65536 - rest + 1)).status, 75);
+    Load("dict", "none@example.test now\n");
+    EXPECT_THAT(doveadm("get", "dict", "shared/none@example.test").out, HasSubstr("now"));
+    EXPECT_EQ(doveadm("get", "dict", "shared/found-1@example.test").status, 68);
 }
 
 const char ACTIONS[] = "reject@example.test REJECT 5.7.1 50% listed\n"

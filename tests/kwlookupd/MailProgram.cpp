@@ -3,6 +3,8 @@
 
 #include "servers/ServerProgram.h"
 
+#include <chrono>
+#include <filesystem>
 #include <stdexcept>
 
 using kwlookup::ServerFile;
@@ -23,6 +25,11 @@ std::vector<std::string> MailCommand(const std::vector<std::string>& arguments,
 ProgramResult RunMailProgram(const std::vector<std::string>& arguments, const std::string& input,
                              const std::vector<std::string>& environment) {
     return RunProgram(MailCommand(arguments, environment), input);
+}
+
+void AgePostfixConfig(const std::string& file) {
+    using std::filesystem::last_write_time;
+    last_write_time(file, last_write_time(file) - std::chrono::hours(1));
 }
 
 std::vector<std::string> EximEnvironment(const TempDir& dir) {

@@ -17,6 +17,9 @@ ProgramResult RunMailProgram(const std::vector<std::string>& arguments,
                              const std::string& input = "",
                              const std::vector<std::string>& environment = {});
 
+/// Makes a file of Postfix look old. Programs of Postfix wait while main.cf has just changed.
+void AgePostfixConfig(const std::string& file);
+
 /// The environment in which Exim runs without being installed. Writes files to `dir`.
 std::vector<std::string> EximEnvironment(const TempDir& dir);
 

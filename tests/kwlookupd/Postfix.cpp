@@ -2,6 +2,7 @@
 #include "kwlookupd/Postfix.h"
 
 #include "kwlookupd/Client.h"
+#include "kwlookupd/MailProgram.h"
 #include "servers/ServerProgram.h"
 
 #include <filesystem>
@@ -66,6 +67,7 @@ Postfix::Postfix(const TempDir& doors, const std::string& sender_maps, const std
                   " inet n - n - - smtpd\n"
                   "cleanup unix n - n - 0 cleanup\nrewrite unix - - n - - trivial-rewrite\n"
                   "anvil unix - - n - 1 anvil\npostlog unix-dgram n - n - 1 postlogd\n");
+    AgePostfixConfig(dir.Path("postfix/main.cf"));
     m_master = std::make_unique<RunningProgram>(std::vector<std::string>{
         "/usr/bin/env", "-i", "PATH=/usr/bin:/bin", libraries, "setpriv", "--pdeathsig=TERM",
         lib + "/sbin/master", "-c", dir.Path("postfix"), "-d"});
