@@ -220,6 +220,8 @@ TEST_F(MailClients, DoveadmAsksDict) {
     EXPECT_EQ(doveadm("get", "dict", "shared/found-1@example.test").status, 68);
 }
 
+const char NOBODY[] = "unused.test OK\n";
+
 const char ACTIONS[] = "reject@example.test REJECT 5.7.1 50% listed\n"
                        "hold@example.test HOLD for review\n"
                        "header@example.test PREPEND X-Listed: yes\n"
@@ -227,14 +229,18 @@ const char ACTIONS[] = "reject@example.test REJECT 5.7.1 50% listed\n"
                        "ok@example.test OK\n"
                        "misspelt@example.test REJCT\n"
                        "plain@example.test\n"
+                       "\"a,b\"@example.test\n"
+                       "gr\xc3\xbcn@example.test\n"
+                       "long.test\n"
+                       "192.0.2.9 REJECT client\n"
+                       "bad-helo.test REJECT helo\n"
                        "<> 550 no bounces\n";
 
 TEST_F(MailClients, MiltertestAsksMilter) {
-    m_dir.Write("milter.list", ACTIONS);
-    ASSERT_EQ(m_daemon->Ctl({"reload", "milter"}).status, 0);
-    const std::string script = m_dir.Write("script.lua", R"(
+    Load("milter", ACTIONS);
+    const std::string functions = "address = 'unix:" + m_dir.Path("milter") + "'" + R"(
         function session()
-            local conn = mt.connect("unix:SOCKET", 40, 0.05)
+            local conn = mt.connect(address, 40, 0.05)
             if conn == nil then error("no connection") end
             mt.conninfo(conn, "client.test", "192.0.2.7")
             mt.helo(conn, "helo.test")
@@ -251,6 +257,12 @@ TEST_F(MailClients, MiltertestAsksMilter) {
             check(conn, expected, address)
             mt.disconnect(conn)
         end
+    )";
+    const auto run = [&](const std::string& script) {
+        return RunMailProgram(
+            {"usr/bin/miltertest", "-s", m_dir.Write("script.lua", functions + script)});
+    };
+    const ProgramResult result = run(R"(
         sender("<reject@example.test>", SMFIR_REPLYCODE)
         sender("<REJECT@Example.Test>", SMFIR_REPLYCODE)
         sender("<>", SMFIR_REPLYCODE)
@@ -259,6 +271,18 @@ TEST_F(MailClients, MiltertestAsksMilter) {
         sender("<none@example.test>", SMFIR_CONTINUE)
         sender("<ok@example.test>", SMFIR_ACCEPT)
         sender("<discard@example.test>", SMFIR_DISCARD)
+        sender('<"a,b"@example.test>', SMFIR_REPLYCODE)
+        sender("<gr\xc3\xbcn@example.test>", SMFIR_REPLYCODE)
+        sender("<gr\xc3\xbcm@example.test>", SMFIR_CONTINUE)
+        sender("<" .. string.rep("x", 240) .. "@long.test>", SMFIR_REPLYCODE)
+        conn = mt.connect(address, 40, 0.05)
+        mt.conninfo(conn, "client.test", "192.0.2.9")
+        check(conn, SMFIR_REPLYCODE, "client")
+        mt.disconnect(conn)
+        conn = session()
+        mt.helo(conn, "Bad-Helo.Test")
+        check(conn, SMFIR_REPLYCODE, "helo")
+        mt.disconnect(conn)
         conn = session()
         mt.mailfrom(conn, "<hold@example.test>")
         mt.rcptto(conn, "<header@example.test>")
@@ -271,11 +295,27 @@ TEST_F(MailClients, MiltertestAsksMilter) {
         if not mt.eom_check(conn, MT_HDRADD, "X-Listed", "yes") then error("no header") end
         mt.disconnect(conn)
     )");
-    const std::string command = "sed -i s,SOCKET," + m_dir.Path("milter") + ", " + script;
-    ASSERT_EQ(RunProgram({"/bin/sh", "-c", command}).status, 0);
-    const ProgramResult result = RunMailProgram({"usr/bin/miltertest", "-s", script});
     EXPECT_EQ(result.out + result.err, "");
     EXPECT_EQ(result.status, 0);
+
+    Load("milter", "none@example.test\n");
+    EXPECT_EQ(run(R"(sender("<none@example.test>", SMFIR_REPLYCODE)
+                     sender("<reject@example.test>", SMFIR_CONTINUE))")
+                  .status,
+              0);
+    m_daemon->Kill();
+    EXPECT_NE(run("session()").status, 0);
+    m_daemon->Start();
+    EXPECT_EQ(run(R"(sender("<none@example.test>", SMFIR_REPLYCODE))").status, 0);
+    // The list cannot be asked.
+    std::filesystem::remove(m_dir.Path("milter.list"));
+    m_daemon->Kill();
+    m_daemon->Start();
+    EXPECT_EQ(run(R"(conn = mt.connect(address, 40, 0.05)
+                     mt.conninfo(conn, "client.test", "192.0.2.7")
+                     check(conn, SMFIR_REPLYCODE, "client"))")
+                  .status,
+              0);
 }
 
 TEST_F(MailClients, PostfixAsksAllDoors) {
@@ -327,6 +367,86 @@ TEST_F(MailClients, PostfixAsksAllDoors) {
     EXPECT_EQ(sender("milter@bad.test"), "550 5.7.1 50% by milter");
 }
 
+TEST_F(MailClients, PostfixAsksEachDoorAboutUnusualSenders) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start Postfix";
+    const std::string lists[] = {"socketmap", "tcp", "policy", "milter"};
+    for (const std::string& list : lists)
+        Load(list, NOBODY);
+    const Postfix postfix(m_dir, "check_sender_access " + Socketmap("socketmap") +
+                                     ", check_sender_access " + Tcp());
+    std::unique_ptr<SmtpSession> client = postfix.Connect();
+    const auto refusal = [&](const std::string& sender) {
+        const std::string reply = client->Mail(sender);
+        return reply[0] == '2' ? client->Say("RCPT TO:<a@example.test>") : reply;
+    };
+    const std::string senders[] = {"", "\"a,b\"@bad.test", "\"c d\"@bad.test",
+                                   "gr\xc3\xbcn@bad.test", "\"x y\"@all.test"};
+    for (const std::string& sender : senders)
+        EXPECT_EQ(refusal(sender), "250 2.1.5 Ok") << sender;
+    for (const std::string& list : lists) {
+        SCOPED_TRACE(list);
+        client = postfix.Connect(); // smtpd is slow to answer after some errors
+        EXPECT_EQ(refusal(""), "250 2.1.5 Ok");
+        Load(list, "<> REJECT null sender by " + list + "\n\"a,b\"@bad.test REJECT quoted by " +
+                       list + "\ngr\xc3\xbcn@bad.test REJECT eight bits by " + list +
+                       "\nall.test REJECT domain by " + list + "\n");
+        const char* const answers[] = {"null sender by ", "quoted by ", "", "eight bits by ",
+                                       "domain by "};
+        for (std::size_t i = 0; i < std::size(senders); ++i) {
+            const std::string reply = refusal(senders[i]);
+            if (*answers[i] == '\0') {
+                EXPECT_EQ(reply, "250 2.1.5 Ok") << senders[i];
+            } else {
+                EXPECT_THAT(reply,
+                            testing::AllOf(StartsWith("55"), testing::EndsWith(answers[i] + list)))
+                    << senders[i];
+            }
+        }
+        Load(list, NOBODY);
+        for (const std::string& sender : senders)
+            EXPECT_EQ(refusal(sender), "250 2.1.5 Ok") << sender;
+    }
+    // Recipients are quoted, too.
+    for (const std::string list : {"policy", "milter"}) {
+        Load(list, "\"a,b\"@example.test REJECT recipient by " + list + "\n");
+        client->Mail("good@x.test");
+        EXPECT_THAT(client->Say("RCPT TO:<\"a,b\"@example.test>"),
+                    HasSubstr("recipient by " + list));
+        Load(list, NOBODY);
+    }
+}
+
+TEST_F(MailClients, PostfixCarriesOutWhatTheMilterSays) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start Postfix";
+    for (const std::string list : {"socketmap", "policy"})
+        Load(list, NOBODY);
+    Load("milter", ACTIONS);
+    const Postfix postfix(m_dir, "check_sender_access " + Socketmap("socketmap"));
+    const std::unique_ptr<SmtpSession> client = postfix.Connect();
+    const auto send = [&](const std::string& sender) {
+        EXPECT_EQ(client->Mail(sender), "250 2.1.0 Ok") << sender;
+        EXPECT_EQ(client->Say("RCPT TO:<a@example.test>"), "250 2.1.5 Ok");
+        EXPECT_THAT(client->Say("DATA"), StartsWith("354 "));
+        EXPECT_THAT(client->Say("Subject: " + sender + "\r\n\r\ntext\r\n."), StartsWith("250 "))
+            << postfix.GetLog();
+    };
+    using testing::AllOf;
+    using testing::ElementsAre;
+    using testing::IsEmpty;
+    using testing::Not;
+    send("discard@example.test");
+    EXPECT_THAT(postfix.GetMails("incoming"), IsEmpty());
+    send("hold@example.test");
+    EXPECT_THAT(postfix.GetMails("incoming"), IsEmpty());
+    EXPECT_THAT(postfix.GetMails("hold"), ElementsAre(HasSubstr("hold@example.test")));
+    send("header@example.test");
+    EXPECT_THAT(postfix.GetMails("incoming"),
+                ElementsAre(AllOf(HasSubstr("header@example.test"), HasSubstr("X-Listed: yes"))));
+    EXPECT_THAT(postfix.GetMails("hold"), ElementsAre(Not(HasSubstr("X-Listed"))));
+}
+
 TEST_F(MailClients, PostfixTakesTheLongestResults) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can start Postfix";
@@ -364,19 +484,26 @@ TEST_F(MailClients, PostfixDefersWhatCannotBeAsked) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can start Postfix";
     m_daemon->Stop();
-    const auto refusal = [&](const std::string& rule) {
+    const auto refusal = [&](const std::string& text, const std::string& other,
+                             const std::string& maps) {
         std::string config = Config();
-        config.replace(config.find(rule), rule.size(), "sender:down");
+        if (!text.empty())
+            config.replace(config.find(text), text.size(), other);
         const Daemon down(m_dir, config);
-        const Postfix postfix(m_dir, "");
+        const Postfix postfix(m_dir, maps);
         const std::unique_ptr<SmtpSession> client = postfix.Connect();
         const std::string reply = client->Say("MAIL FROM:<a@x.test>");
         return reply[0] == '2' ? client->Say("RCPT TO:<a@example.test>") : reply;
     };
-    EXPECT_EQ(refusal("sender:milter"), "451 4.3.0 Cannot look this up now, try again later");
-    EXPECT_EQ(refusal("sender:policy"),
+    EXPECT_EQ(refusal("sender:milter", "sender:down", ""),
+              "451 4.3.0 Cannot look this up now, try again later");
+    EXPECT_EQ(refusal("sender:policy", "sender:down", ""),
               "450 4.3.0 <a@example.test>: Recipient address rejected: cannot look this up now, "
               "try again later");
+    for (const std::string& map : {Socketmap("down"), TcpDown()})
+        EXPECT_EQ(refusal("", "", "check_sender_access " + map),
+                  "451 4.3.5 <a@x.test>: Sender address rejected: Server configuration error")
+            << map;
 }
 
 } // namespace

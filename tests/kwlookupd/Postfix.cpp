@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <vector>
 
 using kwlookup::GiveToServer;
 using kwlookup::ServerFile;
@@ -53,6 +52,7 @@ Postfix::Postfix(const TempDir& doors, const std::string& sender_maps, const std
                   "mydestination = example.test\nmynetworks = 127.0.0.2/32\n"
                   "inet_interfaces = loopback-only\ninet_protocols = ipv4\nalias_maps =\n"
                   "local_recipient_maps =\nnotify_classes =\nsmtpd_peername_lookup = no\n"
+                  "in_flow_delay = 0\n" // there is no qmgr to wait for
                   "smtpd_delay_reject = no\nsmtpd_sender_restrictions = " +
                   sender_maps +
                   "\n"
@@ -82,4 +82,13 @@ std::unique_ptr<SmtpSession> Postfix::Connect() const {
 std::string Postfix::GetLog() const {
     std::ifstream in(m_dir.Path("maillog"), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> Postfix::GetMails(const std::string& queue) const {
+    std::vector<std::string> mails;
+    for (const auto& file : std::filesystem::directory_iterator(m_dir.Path("queue/" + queue))) {
+        std::ifstream in(file.path(), std::ios::binary);
+        mails.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return mails;
 }

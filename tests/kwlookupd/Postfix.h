@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 /// A Postfix whose smtpd asks each door of a daemon. Its other programs are not needed. Only root
 /// can start it.
@@ -22,6 +23,9 @@ public:
 
     /// All that it has logged.
     std::string GetLog() const;
+
+    /// The mails in a queue, as their files.
+    std::vector<std::string> GetMails(const std::string& queue) const;
 
 private:
     const TempDir m_dir;
