@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <stdexcept>
+#include <unistd.h>
 
 using kwlookup::ServerFile;
 
@@ -60,4 +61,18 @@ std::string WriteSendmailConfig(const TempDir& dir, const std::string& macros) {
     if (made.status != 0)
         throw std::runtime_error("m4: " + made.err);
     return dir.Write("sendmail.cf", made.out);
+}
+
+std::string SendmailDaemonMacros(const TempDir& dir, int port) {
+    const std::string queue = dir.Path("queue");
+    const std::string user = ::geteuid() == 0 ? "nobody" : std::to_string(::geteuid());
+    std::filesystem::create_directory(queue);
+    kwlookup::GiveToServer(queue);
+    return "define(`QUEUE_DIR',`" + queue + "')dnl\ndefine(`confPID_FILE',`" + queue +
+           "/pid')dnl\ndefine(`STATUS_FILE',`" + queue +
+           "/status')dnl\ndefine(`confTRUSTED_USER',`" + user +
+           // A busy machine is no reason to refuse.
+           "')dnl\ndefine(`confREFUSE_LA',`9999')dnl\ndefine(`confQUEUE_LA',`9999')dnl\n"
+           "FEATURE(`accept_unresolvable_domains')dnl\nDAEMON_OPTIONS(`Port=" +
+           std::to_string(port) + ", Addr=127.0.0.1, Name=MTA')dnl\n";
 }

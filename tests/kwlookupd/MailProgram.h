@@ -26,6 +26,9 @@ std::vector<std::string> EximEnvironment(const TempDir& dir);
 /// The environment in which Sendmail finds the name of its host. Writes a file to `dir`.
 std::vector<std::string> SendmailEnvironment(const TempDir& dir);
 
+/// The lines of m4 for a Sendmail that listens at this port of 127.0.0.1. Its files are in `dir`.
+std::string SendmailDaemonMacros(const TempDir& dir, int port);
+
 /// Writes a configuration of Sendmail, made from the lines `macros` of m4, to `dir`, and returns
 /// its name.
 std::string WriteSendmailConfig(const TempDir& dir, const std::string& macros);

@@ -2,6 +2,7 @@
 // Mail servers with the lines of docs/mail-servers.md ask the daemon with the configuration there.
 #include "kwlookupd/MailClients.h"
 #include "kwlookupd/Postfix.h"
+#include "kwlookupd/SmtpSession.h"
 
 #include <boost/algorithm/string.hpp>
 #include <gmock/gmock.h>
@@ -69,14 +70,34 @@ TEST_F(MailServersPage, Postfix) {
 }
 
 TEST_F(MailServersPage, Sendmail) {
+    const int port = UnusedPort();
     const std::string config = WriteSendmailConfig(
-        m_dir,
-        Block("sendmail-milter") + "MAILER(local)dnl\nMAILER(smtp)dnl\n" + Block("sendmail-table"));
-    const ProgramResult result = RunMailProgram(
-        {"usr/libexec/sendmail/sendmail", "-C", config, "-bt"},
-        "/map blocked x@bulk.example\n/map blocked x@other.example\n", SendmailEnvironment(m_dir));
+        m_dir, SendmailDaemonMacros(m_dir, port) + Block("sendmail-milter") +
+                   "MAILER(local)dnl\nMAILER(smtp)dnl\n" + Block("sendmail-table"));
+    const std::vector<std::string> environment = SendmailEnvironment(m_dir);
+    const ProgramResult result =
+        RunMailProgram({"usr/libexec/sendmail/sendmail", "-C", config, "-bt"},
+                       "/map blocked x@bulk.example\n/map blocked x@other.example\n", environment);
     EXPECT_THAT(result.out, HasSubstr("returns REJECT 5.7.1 No bulk mail, please (0)"));
     EXPECT_THAT(result.out, HasSubstr("no match (68)"));
+
+    const RunningProgram server(
+        MailCommand({"usr/libexec/sendmail/sendmail", "-C", config, "-bD"}, environment));
+    const auto connect = [&] {
+        auto session = std::make_unique<SmtpSession>(port);
+        session->Say("HELO client.test");
+        return session;
+    };
+    auto session = connect();
+    EXPECT_EQ(session->Mail("x@bulk.example"),
+              "550 5.7.1 <x@bulk.example>... No bulk mail, please");
+    EXPECT_EQ(session->Mail("x@slow.example"), "451 4.7.1 Try again tomorrow");
+    EXPECT_THAT(session->Mail("x@other.example"), testing::StartsWith("250 "));
+    m_daemon->Kill();
+    session.reset();
+    EXPECT_THAT(connect()->Mail("x@other.example"), testing::StartsWith("451 "));
+    m_daemon->Start();
+    EXPECT_THAT(connect()->Mail("x@other.example"), testing::StartsWith("250 "));
 }
 
 TEST_F(MailServersPage, Exim) {

@@ -112,30 +112,18 @@ TEST_F(MailSessions, OfExim) {
 TEST_F(MailSessions, OfSendmail) {
     const int port = UnusedPort();
     const std::string socket = m_dir.Path("socketmap");
-    const std::string queue = m_dir.Path("queue");
-    const std::string user = ::geteuid() == 0 ? "nobody" : std::to_string(::geteuid());
-    std::filesystem::create_directory(queue);
-    kwlookup::GiveToServer(queue);
-    const std::string config = WriteSendmailConfig(
-        m_dir, "define(`QUEUE_DIR',`" + queue + "')dnl\ndefine(`confPID_FILE',`" + queue +
-                   "/pid')dnl\ndefine(`STATUS_FILE',`" + queue +
-                   // A busy machine is no reason to refuse.
-                   "/status')dnl\ndefine(`confTRUSTED_USER',`" + user +
-                   "')dnl\ndefine(`confREFUSE_LA',`9999')dnl\ndefine(`confQUEUE_LA',`9999')dnl\n"
-                   "FEATURE(`accept_unresolvable_domains')dnl\n"
-                   "DAEMON_OPTIONS(`Port=" +
-                   std::to_string(port) +
-                   ", Addr=127.0.0.1, Name=MTA')dnl\n"
-                   "MAILER(local)dnl\nMAILER(smtp)dnl\nLOCAL_CONFIG\n"
-                   "Ksocketmap socket -a<FOUND> -T<TMPF> unix:" +
-                   socket + "\nKdown socket -a<FOUND> -T<TMPF> unix:" + socket +
-                   "\nLOCAL_RULESETS\nSLocal_check_mail\n"
-                   "R$*\t$: $&f\n"
-                   "R$* @down.test\t$: $(down $1@down.test $: OKAY $)\n"
-                   "R$* <TMPF>\t$#error $@ 4.3.0 $: \"451 cannot ask now\"\n"
-                   "R$*\t$: $(socketmap $&f $: OKAY $)\n"
-                   "R$* <TMPF>\t$#error $@ 4.3.0 $: \"451 cannot ask now\"\n"
-                   "R$* <FOUND>\t$#error $@ 5.7.1 $: \"550 listed: \" $1\n");
+    const std::string config =
+        WriteSendmailConfig(m_dir, SendmailDaemonMacros(m_dir, port) +
+                                       "MAILER(local)dnl\nMAILER(smtp)dnl\nLOCAL_CONFIG\n"
+                                       "Ksocketmap socket -a<FOUND> -T<TMPF> unix:" +
+                                       socket + "\nKdown socket -a<FOUND> -T<TMPF> unix:" + socket +
+                                       "\nLOCAL_RULESETS\nSLocal_check_mail\n"
+                                       "R$*\t$: $&f\n"
+                                       "R$* @down.test\t$: $(down $1@down.test $: OKAY $)\n"
+                                       "R$* <TMPF>\t$#error $@ 4.3.0 $: \"451 cannot ask now\"\n"
+                                       "R$*\t$: $(socketmap $&f $: OKAY $)\n"
+                                       "R$* <TMPF>\t$#error $@ 4.3.0 $: \"451 cannot ask now\"\n"
+                                       "R$* <FOUND>\t$#error $@ 5.7.1 $: \"550 listed: \" $1\n");
     const RunningProgram server(MailCommand({"usr/libexec/sendmail/sendmail", "-C", config, "-bD"},
                                             SendmailEnvironment(m_dir)));
     const auto connect = [&] {
