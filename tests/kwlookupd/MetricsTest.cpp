@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/status/Metrics.h"
+#include "kwlookupd/Client.h"
+#include "kwlookupd/Daemon.h"
 #include "support/Rounds.h"
 #include "support/RunProgram.h"
 #include "tools/kwlookupd/status/Escape.h"
@@ -252,6 +254,27 @@ TEST(Metrics, PrometheusReadsTheText) {
     plugins.answers = {{HOSTILE, "server", 1}, {HOSTILE, "cache", 2}};
     const std::string text = metrics.ToPrometheus({state}, 1'700'000'000, plugins);
     EXPECT_THAT(text, HasSubstr("list=\"a\\\\b\\\"c\\nd{}\xef\xbf\xbd\xe2\x82\xac</x>\x01\""));
+    const ProgramResult result = RunProgram({PROMTOOL, "check", "metrics"}, text);
+    EXPECT_EQ(result.status, 0) << result.err << text;
+    EXPECT_EQ(result.out + result.err, "");
+}
+
+TEST(Metrics, PrometheusReadsTheTextOfADaemon) {
+    const TempDir dir;
+    const Daemon daemon(dir, "[list hosts]\nObjects = a.lan\n[list bad]\nObjects = file:@/none\n"
+                             "[door maps]\nProtocol = socketmap\nAddress = unix:@/maps\n"
+                             "[door rules]\nProtocol = policy\nAddress = unix:@/rules\n"
+                             "Ask = sender:hosts, recipient:hosts\n"
+                             "[door web]\nProtocol = http\nAddress = unix:@/web\n");
+    for (const char* list : {"hosts", "bad", "other"})
+        EXPECT_NE(Daemon::Ask("unix:" + dir.Path("maps"), list, "x@a.lan"), "");
+    Client web("unix:" + dir.Path("web"));
+    web.Send("GET /metrics HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const std::string answer = web.ReceiveAll();
+    EXPECT_THAT(answer, testing::StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(answer, HasSubstr("\r\nContent-Type: text/plain; version=0.0.4"));
+    const std::string text = answer.substr(answer.find("\r\n\r\n") + 4);
+    EXPECT_THAT(text, HasSubstr("kwlookupd_list_loaded{list=\"bad\"} 0\n"));
     const ProgramResult result = RunProgram({PROMTOOL, "check", "metrics"}, text);
     EXPECT_EQ(result.status, 0) << result.err << text;
     EXPECT_EQ(result.out + result.err, "");

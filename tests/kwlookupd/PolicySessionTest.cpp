@@ -121,6 +121,20 @@ TEST(PolicySessionTest, AnswersRequests) {
     }
 }
 
+TEST(PolicySessionTest, AsksTheRulesInTheirOrder) {
+    const auto ask = [](const std::string& input) {
+        return AnswerAtEveryCut(*kwlookup::MakeDoor(PolicyConfig({{"sasl_username", {"users", 3}},
+                                                                  {"sender", {"senders", 1}},
+                                                                  {"helo_name", {"names", 3}}})),
+                                AnswerPolicy, input);
+    };
+    EXPECT_EQ(ask("sender=a@bad.test\nsasl_username=192.0.2.7\n\n"), "action=OK\n\n");
+    EXPECT_EQ(ask("sender=a@bad.test\nsasl_username=none\n\n"), "action=REJECT 5.7.1 listed\n\n");
+    EXPECT_EQ(ask("sender=a@bad.test\nsasl_username=\n\n"), "action=REJECT 5.7.1 listed\n\n");
+    EXPECT_EQ(ask("sender=a@bad.test\nsasl_username=temp@x.test\n\n"), POLICY_DEFER);
+    EXPECT_EQ(ask("helo_name=192.0.2.7\nsender=none@x.test\n\n"), "action=OK\n\n");
+}
+
 TEST(PolicySessionTest, LimitsRequestsToTheirExactByte) {
     // With its line end, the attribute takes all bytes but the last, which is the empty line's.
     const std::string fits = "sender=" + std::string(65536 - 9, 'x');
