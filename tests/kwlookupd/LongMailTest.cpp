@@ -89,10 +89,21 @@ TEST_F(OpenSmtpd, StartsTheFilter) {
     const std::string filter = KWLOOKUP_TOOL " filter opensmtpd --sub-address + --ask sender "
                                              "--ask recipient 'file:" +
                                m_dir.Path("filter.list") + "'";
-    StartSmtpd("filter kw proc-exec \"" + filter +
-                   "\"\naction \"drop\" maildir \"/tmp/none\"\n"
-                   "match from any for domain \"example.test\" action \"drop\"\n",
-               "filter kw");
+    // The lines of the manual page, with this filter and address.
+    std::ifstream in(SOURCE_DIR "/tools/kwlookup/kwlookup.1");
+    std::string page{std::istreambuf_iterator<char>(in), {}};
+    page = page.substr(page.find("\nfilter kw ") + 1);
+    page = page.substr(0, page.find(".Ed\n"));
+    const std::string command = "/usr/bin/kwlookup filter opensmtpd file:/etc/mail/blocked";
+    const std::string listen = "listen on 0.0.0.0 ";
+    ASSERT_NE(page.find(command), std::string::npos);
+    ASSERT_NE(page.find(listen), std::string::npos);
+    page.replace(page.find(command), command.size(), filter);
+    const std::size_t end = page.find(listen);
+    StartSmtpd("action \"drop\" maildir \"/tmp/none\"\n"
+               "match from any for domain \"example.test\" action \"drop\"\n" +
+                   page.substr(0, end),
+               page.substr(end + listen.size()));
     const std::pair<std::string, std::string> cases[] = {
         {"listed@bad.test", "550 5.1.8 listed"},
         {"LISTED@Bad.Test", "550 5.1.8 listed"},
