@@ -21,6 +21,7 @@
 #include <functional>
 #include <future>
 #include <map>
+#include <netinet/in.h>
 #include <poll.h>
 #include <set>
 #include <stdexcept>
@@ -443,6 +444,31 @@ TEST_F(ServerTest, GoesOnAfterDescriptorsRanOut) {
     ::setrlimit(RLIMIT_NOFILE, &old);
     EXPECT_THAT(RecordingLog::Texts(WARN),
                 testing::Each("door maps: cannot accept connections: Too many open files"));
+}
+
+// With a client that has vanished, nothing but the system notices.
+TEST_F(ServerTest, LetsTheSystemProbeIdleClients) {
+    Start();
+    Client client(m_server->GetAddresses(0).at(0));
+    client.Send(Net("fast jdoe@corp.lan"));
+    EXPECT_EQ(client.Receive(9), "6:OK yes,");
+    const auto get_name = [](auto function, int fd) {
+        sockaddr_in name{};
+        socklen_t size = sizeof name;
+        function(fd, reinterpret_cast<sockaddr*>(&name), &size);
+        return std::pair(name.sin_addr.s_addr, name.sin_port);
+    };
+    int found = 0;
+    for (int fd = 0; fd < 1024; ++fd) { // the server's end is in this process, too
+        if (get_name(::getpeername, fd) != get_name(::getsockname, client.GetSocket()))
+            continue;
+        ++found;
+        int on = 0;
+        socklen_t size = sizeof on;
+        ::getsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, &size);
+        EXPECT_NE(on, 0);
+    }
+    EXPECT_EQ(found, 1);
 }
 
 TEST_F(ServerTest, ClosesIdleConnectionsIfToldTo) {

@@ -229,8 +229,10 @@ struct Server::State {
         }
         ::fcntl(socket.Get(), F_SETFD, FD_CLOEXEC);
         ::fcntl(socket.Get(), F_SETFL, O_NONBLOCK);
-        const int on = 1; // fails on a UNIX socket, which needs no such thing
+        const int on = 1; // a UNIX socket needs neither
         ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        // Without IdleTime, nothing else ends the connection of a machine that has vanished.
+        ::setsockopt(socket.Get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
         ++door.connections;
         const auto shared = std::make_shared<FileDescriptor>(std::move(socket));
         loop.Post([this, number, shared, &loop, &door] {

@@ -266,7 +266,7 @@ std::string Metrics::ToPrometheus(const std::vector<ListState>& lists, std::time
         text.Line(Label("door", m_doors[i].name),
                   Sum(i, [](const DoorCounters& c) { return c.opened.Get(); }));
     text.Family("kwlookupd_connections_refused_total", "counter",
-                "Connections closed at once: the client may not ask, or there are too many.");
+                "Connections closed at once, because the client may not ask.");
     for (std::size_t i = 0; i < m_doors.size(); ++i)
         text.Line(Label("door", m_doors[i].name),
                   Sum(i, [](const DoorCounters& c) { return c.refused.Get(); }));
