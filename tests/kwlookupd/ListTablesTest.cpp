@@ -9,13 +9,16 @@
 #include "support/MakeDatabase.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
+#include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/lists/Plugin.h"
 
 #include <boost/make_shared.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 using kwlookup::ListGeneration;
 using kwlookup::ListSettings;
@@ -205,4 +208,48 @@ TEST_F(ListTablesTest, TheDaemonAsksTables) {
     EXPECT_THAT(web.ReceiveAll(),
                 HasSubstr("\"result\":\"reject 550 No gambling\",\"item\":\"rfile:" + LISTS +
                           "patterns\",\"file\":\"" + LISTS + "patterns\",\"line\":3}\n"));
+}
+
+TEST_F(ListTablesTest, ARuleIsARecord) {
+    m_settings.objects = "x.example, rfile:" + m_dir.Path("patterns");
+    kwlookup::ListKeeper lists({m_settings}, TABLES_LOG, [](auto, const auto&) {});
+    std::string rules = "# no rule\n\n";
+    for (int i = 0; i < 9; ++i)
+        rules += "  /^user" + std::to_string(i) + "@/i reject\n";
+    m_dir.Write("patterns", rules);
+    EXPECT_EQ(lists.Load(0, false).text, "+10 -0 =0");
+    m_dir.Write("patterns", rules + "more\n");
+    EXPECT_EQ(lists.Load(0, false).text, "+1 -0 =10");
+    m_dir.Write("patterns", "# no rule\n");
+    EXPECT_EQ(lists.Load(0, false).text,
+              "the new list has 1 records, the old one 11, and MaxShrink is 20 %; 'kwlookupd ctl "
+              "reload test --force' takes it");
+    Reply reply;
+    lists.GetList(0)->Ask("user8@corp.lan", false, reply);
+    EXPECT_EQ(reply.outcome, Outcome::Found);
+    EXPECT_EQ(lists.Load(0, true).text, "+0 -10 =1");
+}
+
+// Patterns are asked by the thread that serves all, but not many texts at once.
+TEST_F(ListTablesTest, ManyTextsDelayNobody) {
+    std::string rules, texts;
+    for (int i = 0; i < 10'000; ++i) {
+        rules += "^[a-c][d-f]$\n"; // is tried on every text
+        texts += "x\n";
+    }
+    m_dir.Write("patterns", rules);
+    const Daemon daemon(m_dir, "IoThreads = 1\nAnswerTime = 20 s\nSlowTime = 1 ms\n"
+                               "[list fast]\nObjects = a.lan\n"
+                               "[list patterns]\nObjects = rfile:@/patterns\n"
+                               "[door web]\nProtocol = http\nAddress = unix:@/web\n");
+    Client many("unix:" + m_dir.Path("web")), other("unix:" + m_dir.Path("web"));
+    many.Send("POST /patterns HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+              std::to_string(texts.size()) + "\r\n\r\n" + texts);
+    for (int i = 0; i < 3000 && daemon.GetLog().find("/patterns] took ") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_THAT(daemon.GetLog(),
+                HasSubstr("the question for [x] to [rfile:" + m_dir.Path("patterns") + "] took "));
+    other.Send("GET /fast?text=a.lan HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(other.Receive(15), "HTTP/1.1 200 OK");
+    EXPECT_FALSE(many.HasInput(0));
 }

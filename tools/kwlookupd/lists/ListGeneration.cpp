@@ -89,6 +89,27 @@ std::string WithoutExtension(std::string_view address, const std::string& marks)
     return std::string(address.substr(0, mark)).append(address.substr(at));
 }
 
+std::string_view WithoutSpace(std::string_view line) {
+    const char* begin = line.data();
+    const char* end = begin + line.size();
+    LocaleBytes::Current().Trim(begin, end);
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+/// Adds a hash of each rule of a file of patterns.
+void HashRules(const std::string& name, std::vector<std::size_t>& hashes) {
+    const FileDescriptor file = OpenTextFile(name);
+    LineReader lines(file.Get(), BytesToRead(file.Get()));
+    for (std::string_view line; lines.Next(line);) {
+        const std::string_view rule =
+            WithoutSpace(lines.GetLineNumber() == 1 ? WithoutByteOrderMark(line) : line);
+        if (!rule.empty() && rule[0] != '#')
+            hashes.push_back(std::hash<std::string_view>()(rule));
+    }
+    if (lines.GetError() != 0)
+        throw CanNotLoad(name, lines.GetError());
+}
+
 /// Returns the end of a message that stands for others, too.
 std::string AndOthers(std::uint64_t left_out) {
     return left_out == 0 ? std::string()
@@ -244,7 +265,7 @@ private:
     template <typename Finder>
     bool Find(const Entry& entry, const std::string& text, const KwLookupFinder& finder, int flags,
               const Finder& named) {
-        if (!entry.may_wait)
+        if (!entry.is_plugin)
             return FindIn(entry, text, finder, flags, named);
         const Time start = std::chrono::steady_clock::now();
         if (start >= m_deadline) {
@@ -329,8 +350,11 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
         const bool may_wait =
             is_plugin && !IsOneOf(type, {"berkeley", "cdb", "lmdb", "regex", "rfile"});
         m_may_wait |= may_wait;
-        m_entries.push_back({&item, type == "file", is_plugin, walks, may_wait,
-                             std::make_unique<LogLimit>(), std::make_unique<LogLimit>()});
+        m_has_plugins |= is_plugin;
+        if (type == "rfile")
+            HashRules(item.GetFile(), m_rules);
+        m_entries.push_back({&item, type == "file", is_plugin, walks, std::make_unique<LogLimit>(),
+                             std::make_unique<LogLimit>()});
     }
     const auto file = std::find_if(m_entries.begin(), m_entries.end(),
                                    [](const Entry& entry) { return entry.is_file; });
@@ -476,10 +500,7 @@ void ListGeneration::Explain(Search& search) const {
         return;
     LineReader lines(file.Get(), BytesToRead(file.Get()));
     for (std::string_view line; reply.line == 0 && lines.Next(line);) {
-        const char* begin = line.data();
-        const char* end = begin + line.size();
-        LocaleBytes::Current().Trim(begin, end);
-        if (std::string_view(begin, static_cast<std::size_t>(end - begin)) == value)
+        if (WithoutSpace(line) == value)
             reply.line = lines.GetLineNumber();
     }
 }
@@ -495,7 +516,7 @@ void ListGeneration::ForEachValue(const std::function<void(std::string_view)>& t
 
 /// Returns a hash of each record, sorted.
 std::vector<std::size_t> ListGeneration::HashRecords() const {
-    std::vector<std::size_t> hashes;
+    std::vector<std::size_t> hashes = m_rules;
     ForEachValue(
         [&](std::string_view value) { hashes.push_back(std::hash<std::string_view>()(value)); });
     std::sort(hashes.begin(), hashes.end());

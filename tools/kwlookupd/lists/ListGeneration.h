@@ -49,11 +49,13 @@ public:
     /// True when a search may wait for a server or for the lock of a database. Other searches read
     /// memory or mapped files only.
     bool MayWait() const { return m_may_wait; }
+    /// True when a search asks plug-ins. Those that do not wait may still need milliseconds for it.
+    bool HasPlugins() const { return m_has_plugins; }
 
     /// Looks for `text` and sets all of `reply` but `ask`. The empty text means the null sender,
     /// "<>". A list item that cannot answer makes the reply Unavailable, and is logged, at most
     /// once a minute. With `explain` the file of the answer is read again to find the line.
-    /// After `deadline` no server is asked, and the reply is Unavailable.
+    /// After `deadline` no plug-in is asked, and the reply is Unavailable.
     void Ask(const std::string& text, bool explain, Reply& reply,
              Time deadline = Time::max()) const noexcept;
 
@@ -74,7 +76,8 @@ public:
     /// Logs that the question for `text` got none, at most once a minute for each reason.
     void ReportRefusal(Refusal reason, const std::string& text) const;
 
-    /// Returns the number of values and lines. The records of tables and servers are not counted.
+    /// Returns the number of values, lines and patterns. The records of tables and servers are not
+    /// counted.
     std::size_t GetRecordCount() const { return m_record_count; }
     const Change& GetChange() const { return m_change; }
     std::time_t GetLoadTime() const { return m_load_time; }
@@ -91,7 +94,6 @@ private:
         bool is_file;
         bool is_plugin;
         bool walks; ///< ask it about the domain and its parents, too
-        bool may_wait;
         std::unique_ptr<LogLimit> faults, slow_answers; ///< lines about them
     };
 
@@ -112,6 +114,8 @@ private:
     /// For each byte of an address: 0 if it tells nothing of the local part, 1 for '@'.
     std::array<unsigned, 256> m_weights;
     bool m_may_wait = false;
+    bool m_has_plugins = false;
+    std::vector<std::size_t> m_rules; ///< hashes of the patterns in files
     std::size_t m_record_count = 0;
     Change m_change;
 };

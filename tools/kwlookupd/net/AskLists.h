@@ -37,13 +37,13 @@ bool AskLists(const Query& query, const GetList& get_list, std::vector<Reply>& r
     return true;
 }
 
-/// Returns the first ask of `query` whose answer takes time, because its list may wait or its file
-/// is to be read. Null if there is none.
+/// Returns the first ask of `query` whose answer takes time: its list may wait, its file is to be
+/// read, or plug-ins are asked about many texts. Null if there is none.
 template <typename GetList>
 const Query::Ask* FindSlowAsk(const Query& query, const GetList& get_list) {
     for (std::size_t i = 0; i < query.asks.size(); ++i) {
         const ListGeneration* list = get_list(i);
-        if (list && (query.explain || list->MayWait()))
+        if (list && (query.explain || list->MayWait() || (query.all && list->HasPlugins())))
             return &query.asks[i];
     }
     return nullptr;
