@@ -5,8 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 using testing::HasSubstr;
@@ -106,6 +109,45 @@ TEST(ToolFilter, AnswersInTimeAndEndsWhileAListWaits) {
     EXPECT_EQ(end.status, Found);
     EXPECT_EQ(end.out, "filter-result|S|last" + FILTER_FAULT + "\n");
     EXPECT_THAT(end.err, HasSubstr("no answer in time for [a@x.test]\n"));
+}
+
+TEST(ToolFilter, ReadsChangedFilesAgain) {
+    const TempDir dir;
+    const auto write = [&](const std::string& name, const std::string& text) {
+        dir.Write("new", text);
+        std::filesystem::rename(dir.Path("new"), dir.Path(name));
+    };
+    write("first", "first.test\n");
+    write("list", "old.test\n");
+    Filter filter({"file:" + dir.Path("first"), "file:" + dir.Path("list")});
+    int token = 0;
+    const auto is_refused = [&](const std::string& domain) {
+        const std::string answer = filter.Ask("mail-from", std::to_string(++token), "x@" + domain);
+        EXPECT_THAT(answer, testing::AnyOf(HasSubstr("|proceed"), HasSubstr("|reject|550 ")));
+        return answer.find("|reject|") != std::string::npos;
+    };
+    const auto becomes_refused = [&](const std::string& domain) {
+        for (int i = 0; i < 300; ++i) { // 30 seconds
+            if (is_refused(domain))
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        return false;
+    };
+    EXPECT_TRUE(is_refused("old.test"));
+    // A list that cannot be loaded leaves the old one, and its fault is told once.
+    std::filesystem::remove(dir.Path("list"));
+    write("first", "second.test\n");
+    EXPECT_TRUE(becomes_refused("second.test"));
+    EXPECT_FALSE(is_refused("first.test"));
+    EXPECT_TRUE(is_refused("old.test"));
+    write("list", "new.test\n");
+    EXPECT_TRUE(becomes_refused("new.test"));
+    EXPECT_FALSE(is_refused("old.test"));
+    const std::string err = filter.GetProgram().Finish().err;
+    const std::string fault = "; the old list stays in use\n";
+    EXPECT_THAT(err, HasSubstr(fault));
+    EXPECT_EQ(err.find(fault), err.rfind(fault));
 }
 
 TEST(ToolFilter, RefusesWrongUsage) {

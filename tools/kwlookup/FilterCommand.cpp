@@ -5,6 +5,7 @@
 #include "text/FileDescriptor.h"
 #include "text/SystemError.h"
 #include "tools/kwlookupd/doors/OpenSmtpdSession.h"
+#include "tools/kwlookupd/lists/FileStamp.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/lists/Report.h"
 
@@ -38,6 +39,7 @@ public:
             settings.sub_address = options.sub_address;
             m_settings.push_back(settings);
         }
+        m_files.resize(m_settings.size());
         m_lists.resize(m_settings.size());
         std::thread([this] { Load(); }).detach();
     }
@@ -50,11 +52,18 @@ public:
     }
 
 private:
+    /// The files of a list.
+    struct Files {
+        std::vector<FileStamp> seen;  ///< at the last look
+        std::vector<FileStamp> tried; ///< when it was last loaded, or could not be loaded
+    };
+
     [[noreturn]] void Load() {
-        constexpr std::chrono::seconds PAUSE(10); // a file or server that comes late is soon used
-        for (;;) {
+        constexpr std::chrono::seconds PAUSE(1); // to look at a few files costs little
+        constexpr unsigned RETRY = 10;           // a file or server that comes late is soon used
+        for (unsigned turn = 0;; ++turn) {
             for (std::size_t i = 0; i < m_settings.size(); ++i)
-                LoadList(i);
+                LoadList(i, turn % RETRY == 0);
             {
                 const std::lock_guard<std::mutex> lock(m_lock);
                 m_tried_once = true;
@@ -64,21 +73,30 @@ private:
         }
     }
 
-    void LoadList(std::size_t number) {
-        if (m_lists[number]) // only this thread changes it
-            return;
+    /// Loads a list whose files have changed and rested, or, with `retry`, that is missing.
+    void LoadList(std::size_t number, bool retry) {
+        const bool has_old = m_lists[number] != nullptr; // only this thread changes it
+        Files& files = m_files[number];
         try {
+            std::vector<FileStamp> now = StampFiles(m_settings[number].objects);
+            const bool has_rested = now == files.seen; // otherwise it may be half written
+            files.seen = std::move(now);
+            if ((files.seen == files.tried || !has_rested) && (has_old || !retry))
+                return;
+            files.tried = files.seen;
             auto list = std::make_shared<const ListGeneration>(m_settings[number], m_log, nullptr);
             const std::lock_guard<std::mutex> lock(m_lock);
             m_lists[number] = std::move(list);
         } catch (...) {
             ReportError(m_log, "the list [" + Shortened(m_settings[number].objects) +
-                                   "] is not loaded: " + CaughtReason());
+                                   "] is not loaded: " + CaughtReason() +
+                                   (has_old ? "; the old list stays in use" : ""));
         }
     }
 
     const LogClass& m_log;
     std::vector<ListSettings> m_settings;
+    std::vector<Files> m_files; ///< for the thread that loads
     std::mutex m_lock;
     std::condition_variable m_tried;
     bool m_tried_once = false;
@@ -140,7 +158,7 @@ private:
             }
             Reply reply;
             for (std::size_t i = 0; i < job->query.asks.size(); ++i) {
-                AskOne(job->query.asks[i], reply);
+                AskOne(job->query.asks[i], job->deadline, reply);
                 reply.ask = i;
                 if (reply.outcome != Outcome::NotFound)
                     break;
@@ -155,11 +173,11 @@ private:
         }
     }
 
-    void AskOne(const Query::Ask& ask, Reply& reply) {
+    void AskOne(const Query::Ask& ask, Clock::time_point deadline, Reply& reply) {
         const std::shared_ptr<const ListGeneration> list = m_lists.Get(ask.list);
         reply.outcome = Outcome::Unavailable;
         if (list)
-            list->Ask(ask.text, false, reply);
+            list->Ask(ask.text, false, reply, deadline);
     }
 
     FilterLists& m_lists;

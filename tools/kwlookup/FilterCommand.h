@@ -19,7 +19,9 @@ struct FilterOptions {
 /// `kwlookup filter opensmtpd`: answer the requests of smtpd, which has started this program, until
 /// the input ends. Nothing else ends it, because smtpd ends with its filters. Each request is
 /// answered within `answer_time_ms`: with a refusal for now if a list has not answered by then, or
-/// is not loaded. A list that cannot be loaded is tried again every ten seconds.
+/// is not loaded. A list is loaded again when its files have changed and rested for a second;
+/// if that fails, the old one stays in use. A list that is missing is tried again every ten
+/// seconds.
 ///
 /// Does not return: searches that still wait are left behind.
 [[noreturn]] void RunFilterCommand(const FilterOptions& options, const LogClass& log);
