@@ -60,6 +60,7 @@ private:
 
     void Connect(const Server& server, const std::string& address, const ServerSettings& settings,
                  Deadline deadline, bool& reached);
+    void LetReadsWait();
     const Prepared& Prepare(const std::string& statement, Deadline deadline);
     void Forget(const std::string& statement, Deadline deadline);
     Result Execute(const Prepared& prepared, const std::string& value, Deadline deadline);
@@ -75,6 +76,7 @@ private:
     [[noreturn]] static void Fail(const PGresult* result);
 
     std::unique_ptr<PGconn, Free> m_connection;
+    bool m_reads_wait = false;                  ///< see LetReadsWait()
     std::map<std::string, Prepared> m_prepared; ///< by statement
 };
 
