@@ -4,6 +4,7 @@
 #include "kwlookupd/Postfix.h"
 #include "kwlookupd/SmtpSession.h"
 
+#include <boost/algorithm/string.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -174,6 +175,97 @@ TEST_F(OpenSmtpd, AsksSocketmapByLines) {
     EXPECT_EQ(rcpt("none@example.test"), "250");
 }
 
+TEST_F(RootMailClients, DovecotReadsPasswords) {
+    Load("dict", "pass/jdoe@x.test {\"password\":\"secret\"}\n");
+    const std::string run = m_dir.Path("run");
+    m_dir.Write("dict.conf", "uri = proxy:" + m_dir.Path("dict") +
+                                 ":dict\nkey passdb {\n  key = pass/%u\n  format = json\n}\n"
+                                 "passdb_objects = passdb\ndefault_pass_scheme = PLAIN\n");
+    const std::string config =
+        m_dir.Write("dovecot.conf", "base_dir = " + run + "\nlog_path = " + m_dir.Path("dovelog") +
+                                        "\nssl = no\nprotocols =\nauth_failure_delay = 0 secs\n"
+                                        "service anvil {\n  unix_listener anvil-auth-penalty {\n"
+                                        "    mode = 0\n  }\n}\n"
+                                        "passdb {\n  driver = dict\n  args = " +
+                                        m_dir.Path("dict.conf") +
+                                        "\n}\nuserdb {\n  driver = static\n"
+                                        "  args = uid=65534 gid=65534 home=/tmp\n}\n");
+    const RunningProgram server(
+        UnpackedCommand("dovecot", m_dir, {"/usr/sbin/dovecot", "-F", "-c", config}));
+    ASSERT_TRUE(
+        WaitFor(seconds(60), [&] { return std::filesystem::exists(run + "/auth-client"); }));
+    const auto log_in = [&](const std::string& user, const std::string& password) {
+        const ProgramResult result = RunMailProgram(
+            {"usr/bin/doveadm", "auth", "test", "-a", run + "/auth-client", user, password});
+        return result.status == 0                                       ? "yes"
+               : result.out.find("code=temp_fail") != std::string::npos ? "later"
+               : result.out.find(" auth failed\n") != std::string::npos ? "no"
+                                                                        : result.out + result.err;
+    };
+    EXPECT_EQ(log_in("jdoe@x.test", "secret"), "yes");
+    EXPECT_EQ(log_in("JDoe@X.Test", "secret"), "yes");
+    EXPECT_EQ(log_in("jdoe@x.test", "wrong"), "no");
+    EXPECT_EQ(log_in("other@x.test", "secret"), "no");
+    Load("dict", "pass/jdoe@x.test {\"password\":\"changed\"}\n");
+    EXPECT_EQ(log_in("jdoe@x.test", "secret"), "no");
+    EXPECT_EQ(log_in("jdoe@x.test", "changed"), "yes");
+    m_daemon->Kill();
+    EXPECT_EQ(log_in("jdoe@x.test", "changed"), "later");
+    m_daemon->Start();
+    EXPECT_EQ(log_in("jdoe@x.test", "changed"), "yes");
+    // It asks twice, for 30 seconds each.
+    m_daemon->Signal(SIGSTOP);
+    const auto start = LongClock::now();
+    EXPECT_EQ(log_in("jdoe@x.test", "changed"), "later");
+    EXPECT_GT(LongClock::now() - start, seconds(50));
+    EXPECT_LT(LongClock::now() - start, seconds(120));
+    m_daemon->Signal(SIGCONT);
+    EXPECT_EQ(log_in("jdoe@x.test", "changed"), "yes");
+    EXPECT_EQ(log_in("jdoe@x.test", "secret"), "no");
+}
+
+TEST_F(MailClients, GiveUpWhileTheDaemonHangs) {
+    const std::string exim =
+        m_dir.Write("exim.conf", "keep_environment =\nspool_directory = " + m_dir.Path("") +
+                                     "\nlog_file_path = " + m_dir.Path("%slog") + "\n");
+    const std::string sendmail =
+        WriteSendmailConfig(m_dir, "MAILER(local)dnl\nMAILER(smtp)dnl\nLOCAL_CONFIG\n"
+                                   "Ksocketmap socket -T<TMPF> unix:" +
+                                       m_dir.Path("socketmap") + "\n");
+    struct Case {
+        std::vector<std::string> command;
+        std::string input;
+        std::string answer; ///< part of what it prints
+        int least, most;    ///< seconds that it waits
+    };
+    const Case cases[] = {
+        {MailCommand({"usr/sbin/exim4", "-C", exim, "-be",
+                      "${readsocket{" + m_dir.Path("socketmap") + "}{12:socketmap <>,}}"},
+                     EximEnvironment(m_dir)),
+         "", "Failed: ", 4, 25},
+        {MailCommand({"usr/libexec/sendmail/sendmail", "-C", sendmail, "-bt"},
+                     SendmailEnvironment(m_dir)),
+         "/map socketmap found-1@example.test\n", "no match (75)", 25, 90},
+        {MailCommand({"usr/bin/doveadm", "dict", "get", "-u", "bob",
+                      "proxy:" + m_dir.Path("dict") + ":dict", "shared/found-1@example.test"}),
+         "", "imeout", 25, 120}};
+    m_daemon->Signal(SIGSTOP);
+    std::vector<std::thread> askers;
+    for (const Case& each : cases)
+        askers.emplace_back([&each] {
+            const auto start = LongClock::now();
+            const ProgramResult result = RunProgram(each.command, each.input);
+            const auto time = LongClock::now() - start;
+            EXPECT_THAT(result.out + result.err, testing::HasSubstr(each.answer));
+            EXPECT_GT(time, seconds(each.least)) << each.answer;
+            EXPECT_LT(time, seconds(each.most)) << each.answer;
+        });
+    for (std::thread& asker : askers)
+        asker.join();
+    m_daemon->Signal(SIGCONT);
+    EXPECT_EQ(Daemon::Ask("unix:" + m_dir.Path("socketmap"), "socketmap", "<>"), "OK null sender");
+}
+
 /// rspamd with a list that it polls.
 class Rspamd : public RootMailClients {
 protected:
@@ -204,12 +296,25 @@ protected:
                 "\"; count = 1; }\n"
                 "modules { path = \"/usr/share/rspamd/plugins/multimap.lua\"; }\n"
                 "metric { name = \"default\"; actions { reject = 15; } }\n"
-                "multimap { KW_FROM { type = \"from\"; " +
-                map + "score = 5.0; }\n  KW_RCPT { type = \"rcpt\"; filter = \"email:domain\"; " +
-                map + "score = 2.0; } }\n");
+                "multimap { KW_DOWN { type = \"from\"; map = \"http://127.0.0.1:" +
+                std::to_string(m_door) +
+                "/down/all\"; score = 5.0; }\n" // 503
+                "  KW_RCPT { type = \"rcpt\"; filter = \"email:domain\"; " +
+                map + "score = 2.0; }\n" + LinesOfThePage() + "\n");
         m_server = std::make_unique<RunningProgram>(UnpackedCommand(
             "rspamd", m_dir,
             {"/usr/bin/rspamd", "-f", "-u", "_rspamd", "-g", "_rspamd", "-c", config}));
+    }
+
+    /// The lines of docs/kwlookupd.md after "multimap {", with the door and the list of this test.
+    std::string LinesOfThePage() const {
+        std::ifstream in(SOURCE_DIR "/docs/kwlookupd.md");
+        const std::string page{std::istreambuf_iterator<char>(in), {}};
+        const std::string start = "\nmultimap {\n";
+        const std::size_t begin = page.find(start) + start.size();
+        std::string lines = page.substr(begin, page.find("\n```\n", begin) - begin);
+        boost::replace_all(lines, ":8825/blocked/", ":" + std::to_string(m_door) + "/tcp/");
+        return lines;
     }
 
     /// What rspamd says of a mail; empty while it does not answer.
@@ -242,10 +347,12 @@ protected:
 
 TEST_F(Rspamd, PollsAWholeList) {
     constexpr seconds LIMIT(300); // it starts in 6 to 26 seconds, and has its lists after 33
-    ASSERT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_FROM", "listed@bad.test", "a@x.test"); }));
-    EXPECT_TRUE(Knows("KW_FROM", "LISTED@Bad.Test", "a@x.test"));
-    EXPECT_TRUE(Knows("KW_FROM", "anybody@all.test", "a@x.test"));
-    EXPECT_FALSE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+    ASSERT_TRUE(
+        WaitFor(LIMIT, [&] { return Knows("BLOCKED_SENDER", "listed@bad.test", "a@x.test"); }));
+    EXPECT_TRUE(Knows("BLOCKED_SENDER", "LISTED@Bad.Test", "a@x.test"));
+    EXPECT_TRUE(Knows("BLOCKED_SENDER", "anybody@all.test", "a@x.test"));
+    EXPECT_FALSE(Knows("BLOCKED_SENDER", "other@bad.test", "a@x.test"));
+    EXPECT_FALSE(Knows("KW_DOWN", "listed@bad.test", "a@x.test"));
     EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_RCPT", "a@x.test", "anybody@all.test"); }));
     EXPECT_FALSE(Knows("KW_RCPT", "a@x.test", "listed@bad.test"));
 
@@ -256,15 +363,16 @@ TEST_F(Rspamd, PollsAWholeList) {
     // It takes a new list.
     m_dir.Write("tcp.list", "other@bad.test\nall.test\n");
     ASSERT_EQ(m_daemon->Ctl({"reload", "tcp"}).status, 0);
-    EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_FROM", "other@bad.test", "a@x.test"); }));
-    EXPECT_FALSE(Knows("KW_FROM", "listed@bad.test", "a@x.test"));
+    EXPECT_TRUE(
+        WaitFor(LIMIT, [&] { return Knows("BLOCKED_SENDER", "other@bad.test", "a@x.test"); }));
+    EXPECT_FALSE(Knows("BLOCKED_SENDER", "listed@bad.test", "a@x.test"));
 
     // It keeps the last list while the daemon is away.
     m_daemon->Kill();
     std::this_thread::sleep_for(seconds(10));
-    EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+    EXPECT_TRUE(Knows("BLOCKED_SENDER", "other@bad.test", "a@x.test"));
     m_daemon->Start();
-    EXPECT_TRUE(Knows("KW_FROM", "other@bad.test", "a@x.test"));
+    EXPECT_TRUE(Knows("BLOCKED_SENDER", "other@bad.test", "a@x.test"));
 }
 
 /// A Postfix whose smtpd asks one door only.
@@ -346,6 +454,17 @@ TEST_F(PostfixLimits, WhileTheDaemonIsAway) {
     std::this_thread::sleep_for(seconds(3));
     m_daemon->Start();
     asker.join();
+    for (const std::string door : {"socketmap", "policy", "milter"}) {
+        const auto other = StartPostfix(door);
+        const auto before = other->Connect();
+        EXPECT_THAT(ReplyTo(*before, "listed@bad.test"), StartsWith("55")) << door;
+        m_daemon->Kill();
+        EXPECT_THAT(ReplyTo(*before, "listed@bad.test"), StartsWith("451 ")) << door;
+        m_daemon->Start();
+        const auto after = other->Connect();
+        EXPECT_THAT(ReplyTo(*after, "listed@bad.test"), StartsWith("55")) << door;
+        EXPECT_THAT(ReplyTo(*after, "none@bad.test"), StartsWith("250 ")) << door;
+    }
 }
 
 TEST_F(PostfixLimits, AfterItHasBeenIdle) {

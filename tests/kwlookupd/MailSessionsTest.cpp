@@ -39,6 +39,34 @@ protected:
         return reply.substr(0, 3);
     }
 
+    /// Writes a configuration of Exim.
+    std::string WriteEximConfig() const {
+        const bool root = ::geteuid() == 0;
+        const std::string user = root ? "nobody" : std::to_string(::geteuid());
+        const std::string group = root ? "65534" : std::to_string(::getegid());
+        const std::string socket = m_dir.Path("socketmap");
+        // An answer that is neither "found" nor "not found" may be part of one.
+        return m_dir.Write(
+            "exim.conf",
+            "keep_environment =\nspool_directory = " + m_dir.Path("spool") +
+                "\nlog_file_path = " + m_dir.Path("%slog") + "\nexim_user = " + user +
+                "\nexim_group = " + group + "\npid_file_path = " + m_dir.Path("pid") +
+                "\nprimary_hostname = mx.example.test\nsmtp_accept_max_nonmail = "
+                "100\nacl_smtp_mail = "
+                "mail\n"
+                "begin acl\nmail:\n"
+                "  warn set acl_m1 = ${if eq{$sender_address_domain}{down.test}"
+                "{down}{socketmap}} $sender_address\n"
+                "       set acl_m0 = ${readsocket{" +
+                socket +
+                "}{${strlen:$acl_m1}:$acl_m1,}{5s}{}{SOCKFAIL}}\n"
+                "  deny condition = ${if match{$acl_m0}{\\N^\\d+:OK (.*),$\\N}{yes}{no}}\n"
+                "       message = listed: ${if match{$acl_m0}{\\N^\\d+:OK (.*),$\\N}{$1}}\n"
+                "  defer condition = ${if match{$acl_m0}{\\N^\\d+:NOTFOUND ,$\\N}{no}{yes}}\n"
+                "       message = cannot ask now\n"
+                "  accept\n");
+    }
+
     /// Mails from each sender; then with a new list, without the daemon, and with it again.
     /// `connect` begins a session.
     void Talk(const std::function<std::unique_ptr<SmtpSession>()>& connect) {
@@ -80,33 +108,28 @@ protected:
 };
 
 TEST_F(MailSessions, OfExim) {
-    const std::string socket = m_dir.Path("socketmap");
-    // An answer that is neither "found" nor "not found" may be part of one.
-    const std::string config = m_dir.Write(
-        "exim.conf",
-        "keep_environment =\nspool_directory = " + m_dir.Path("") +
-            "\nlog_file_path = " + m_dir.Path("%slog") +
-            "\nprimary_hostname = mx.example.test\nsmtp_accept_max_nonmail = 100\nacl_smtp_mail = "
-            "mail\n"
-            "begin acl\nmail:\n"
-            "  warn set acl_m1 = ${if eq{$sender_address_domain}{down.test}"
-            "{down}{socketmap}} $sender_address\n"
-            "       set acl_m0 = ${readsocket{" +
-            socket +
-            "}{${strlen:$acl_m1}:$acl_m1,}{5s}{}{SOCKFAIL}}\n"
-            "  deny condition = ${if match{$acl_m0}{\\N^\\d+:OK (.*),$\\N}{yes}{no}}\n"
-            "       message = listed: ${if match{$acl_m0}{\\N^\\d+:OK (.*),$\\N}{$1}}\n"
-            "  defer condition = ${if match{$acl_m0}{\\N^\\d+:NOTFOUND ,$\\N}{no}{yes}}\n"
-            "       message = cannot ask now\n"
-            "  accept\n");
-    const std::vector<std::string> command =
-        MailCommand({"usr/sbin/exim4", "-C", config, "-bh", "192.0.2.1"}, EximEnvironment(m_dir));
-    const auto connect = [&] {
+    const std::vector<std::string> command = MailCommand(
+        {"usr/sbin/exim4", "-C", WriteEximConfig(), "-bh", "192.0.2.1"}, EximEnvironment(m_dir));
+    Talk([&] {
         auto session = std::make_unique<SmtpSession>(command);
         session->Say("HELO client.test");
         return session;
-    };
-    Talk(connect);
+    });
+}
+
+TEST_F(MailSessions, OfEximAsADaemon) {
+    const int port = UnusedPort();
+    const std::string spool = m_dir.Path("spool");
+    std::filesystem::create_directory(spool);
+    kwlookup::GiveToServer(spool);
+    const RunningProgram server(MailCommand({"usr/sbin/exim4", "-C", WriteEximConfig(), "-bdf",
+                                             "-oX", "127.0.0.1." + std::to_string(port)},
+                                            EximEnvironment(m_dir)));
+    Talk([&] {
+        auto session = std::make_unique<SmtpSession>(port);
+        session->Say("HELO client.test");
+        return session;
+    });
 }
 
 TEST_F(MailSessions, OfSendmail) {
