@@ -2,6 +2,7 @@
 #include "tools/kwlookupd/net/Server.h"
 
 #include "kwlookupd/Client.h"
+#include "objects/TestPlugins.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
@@ -292,6 +293,28 @@ TEST_F(ServerTest, SharesItsWorkAmongThreads) {
     };
     EXPECT_TRUE(Becomes([&] { return count_busy(ask_often) >= 2; }));
     EXPECT_TRUE(Becomes([&] { return count_busy(ask_rarely) == 1; }));
+}
+
+TEST_F(ServerTest, AsksAServerOnceAboutEachKey) {
+    kwlookup::ListSettings settings;
+    settings.name = "list";
+    settings.sub_address = "+";
+    const auto count = [&](const std::string& objects, const std::string& address) {
+        settings.objects = objects;
+        const ListGeneration list(settings, SERVER_LOG, nullptr);
+        const int before = LoadedPlugin("waiting").GetCounts().searched;
+        kwlookup::Reply reply;
+        list.Ask(address, false, reply);
+        EXPECT_EQ(reply.outcome, kwlookup::Outcome::NotFound);
+        return LoadedPlugin("waiting").GetCounts().searched - before;
+    };
+    EXPECT_EQ(count("waiting:0", "jdoe@corp.lan"), 1);
+    EXPECT_EQ(count("waiting:0", "jdoe+tag@corp.lan"), 2);
+    EXPECT_EQ(count("waiting:0, waiting:0", "jdoe+tag@corp.lan"), 4);
+    // The address, jdoe@corp.lan, corp.lan, @corp.lan, .lan, jdoe+tag@ and jdoe@.
+    EXPECT_EQ(count("waiting:0 $s", "jdoe+tag@corp.lan"), 7);
+    // Both forms, the three of the domain, and "jdoe"@.
+    EXPECT_EQ(count("waiting:0 $s", "\"jdoe\"@corp.lan"), 6);
 }
 
 TEST_F(ServerTest, AnswersInTime) {

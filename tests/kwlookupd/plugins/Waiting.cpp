@@ -18,6 +18,7 @@ public:
     }
 
     bool Find(const KwLookupFinder& finder, std::string* res, int, std::string*) const override {
+        ++g_counts.searched;
         std::this_thread::sleep_for(m_time);
         *res = "waited";
         return finder.Match("slow@corp.lan");

@@ -14,6 +14,7 @@ class IfConfParser;
 struct PluginCounts {
     std::atomic<int> made{0};
     std::atomic<int> alive{0};
+    std::atomic<int> searched{0}; ///< counted by some only
 };
 
 extern "C" KW_EXPORT PluginCounts g_counts;

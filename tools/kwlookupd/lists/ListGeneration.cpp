@@ -151,6 +151,7 @@ public:
         reply.line = 0;
         m_finder = finder;
         m_finder_text = &text;
+        m_asked.clear();
     }
 
     Reply& GetReply() const { return *m_reply; }
@@ -225,14 +226,14 @@ private:
             if (!folded)
                 folded = Lower(text);
             if (!entry.walks) {
-                if (Ask(entry, *folded, flags))
+                if (AskPlugin(entry, *folded, flags))
                     return true;
                 continue;
             }
             if (!keys)
                 keys = AddressKeys(*folded);
             for (const std::string& key : *keys)
-                if (Ask(entry, key, flags))
+                if (AskPlugin(entry, key, flags))
                     return true;
         }
         return false;
@@ -245,7 +246,7 @@ private:
             if (entry.is_plugin) {
                 if (!folded)
                     folded = Lower(key);
-                if (Ask(entry, *folded, 0))
+                if (AskPlugin(entry, *folded, 0))
                     return true;
             } else {
                 const KeyFinder finder(key);
@@ -254,6 +255,17 @@ private:
             }
         }
         return false;
+    }
+
+    /// Asks once in a search: forms of an address have keys in common.
+    bool AskPlugin(const Entry& entry, const std::string& text, int flags) {
+        const auto asked = [&](const auto& question) {
+            return question.first == &entry && question.second == text;
+        };
+        if (std::any_of(m_asked.begin(), m_asked.end(), asked))
+            return false;
+        m_asked.emplace_back(&entry, text);
+        return Ask(entry, text, flags);
     }
 
     bool Ask(const Entry& entry, const std::string& text, int flags) {
@@ -325,6 +337,7 @@ private:
     const std::string* m_finder_text = nullptr;
     const Entry* m_entry = nullptr;
     std::string m_value;
+    std::vector<std::pair<const Entry*, std::string>> m_asked; ///< of plug-ins, and not found
 };
 
 ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log,
