@@ -6,6 +6,7 @@
 #include "bench/BenchData.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/net/Server.h"
+#include "tools/kwlookupd/status/Metrics.h"
 
 #include <benchmark/benchmark.h>
 
@@ -79,17 +80,18 @@ void RunDaemon(const std::string& path) {
     kwlookup::ServerSettings settings;
     settings.max_connections = 2 * IDLE_CONNECTIONS;
     settings.io_threads = CountThreads();
+    kwlookup::Metrics metrics({door}, {"list"}, settings.io_threads);
     std::vector<kwlookup::Server::OpenDoor> doors;
     doors.push_back({door, kwlookup::MakeDoor(door)});
     static const LogClass log("bench");
-    const auto load = [] {
+    const auto load = [](const kwlookup::ListGeneration* previous) {
         kwlookup::ListSettings list;
         list.name = "list";
         list.objects = "file:" + DataFile("list");
-        return std::make_shared<const kwlookup::ListGeneration>(list, log, nullptr);
+        return std::make_shared<const kwlookup::ListGeneration>(list, log, previous);
     };
-    auto current = load();
-    kwlookup::Server server(settings, std::move(doors));
+    auto current = load(nullptr);
+    kwlookup::Server server(settings, std::move(doors), &metrics);
     server.SetList(0, current);
     boost::asio::signal_set signals(server.GetMainContext(), SIGHUP);
     std::thread reloading;
@@ -98,7 +100,7 @@ void RunDaemon(const std::string& path) {
             if (reloading.joinable())
                 reloading.join();
             reloading = std::thread([&] {
-                auto next = load();
+                auto next = load(current.get());
                 std::swap(current, next);
                 server.SetList(0, current, [next] {});
             });
