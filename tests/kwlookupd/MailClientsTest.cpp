@@ -168,9 +168,11 @@ TEST_F(MailClients, SendmailAsksSocketmap) {
                        "/map socketmap big@example.test\n/map socketmap too-big@example.test\n",
                        SendmailEnvironment(m_dir));
     EXPECT_THAT(result.out, HasSubstr("returns value-of-found-1<FOUND> (0)"));
-    EXPECT_THAT(result.out, HasSubstr("no match (68)"));
-    EXPECT_THAT(result.out, HasSubstr("no match (75)"));
+    EXPECT_THAT(result.out, HasSubstr("socketmap (none@example.test) no match (68)"));
+    EXPECT_THAT(result.out, HasSubstr("down (none@example.test) no match (75)"));
     EXPECT_THAT(result.out, HasSubstr("returns plain@example.test<FOUND> (0)"));
+    EXPECT_THAT(result.out, HasSubstr(" returns " + std::string(99997, 'b') + "<FOUND> (0)"));
+    EXPECT_THAT(result.out, HasSubstr("(too-big@example.test) no match (75)"));
     EXPECT_EQ(result.status, 0);
 }
 
