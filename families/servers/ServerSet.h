@@ -9,6 +9,7 @@
 #include "families/servers/ServerPool.h"
 #include "families/servers/ServerReport.h"
 #include "families/servers/ServerSettings.h"
+#include "families/servers/StoreTime.h"
 
 #include <chrono>
 #include <memory>
@@ -45,18 +46,19 @@ public:
         });
     }
 
-    /// Call `connection.Store(query, rows, timeout, progress)` in the same way, each time with a
-    /// new `progress`. If a connection fails during the commit, it is unknown whether the rows are
+    /// Call `connection.Store(query, rows, time, progress)` in the same way, each time with a new
+    /// `progress`. If a connection fails during the commit, it is unknown whether the rows are
     /// stored, and no other server is asked.
     ///
     /// Throws what Ask() throws.
     template <typename Query, typename Rows, typename Progress>
     void Store(const Query& query, const Rows& rows, std::chrono::milliseconds timeout,
                Progress& progress) {
-        Use(Deadline(timeout), [&](Connection& connection) {
+        const StoreTime time(timeout, rows.size());
+        Use(time.ForStatement(), [&](Connection& connection) {
             progress = Progress();
             try {
-                connection.Store(query, rows, timeout, progress);
+                connection.Store(query, rows, time, progress);
             } catch (const ServerFault& fault) {
                 if (!progress.committing)
                     throw;

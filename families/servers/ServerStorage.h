@@ -21,9 +21,9 @@ namespace kwlookup {
 ///     timeout, StoreProgress&)`, which stores all rows in one transaction, and throws what its
 ///     Ask() throws.
 ///
-/// With ServerSet, the `Connection` provides Store(). There `timeout` limits each statement, and
-/// `committing` must be set before the commit. If the connection is lost before that, all rows are
-/// stored again over another connection, so the server must have discarded them.
+/// With ServerSet, the `Connection` provides Store(). It has a StoreTime instead of `timeout`,
+/// and `committing` must be set before the commit. If the connection is lost before that, all rows
+/// are stored again over another connection, so the server must have discarded them.
 template <typename Config, typename Query, typename Insert, typename Source>
 class ServerStorage
     : public SqlStorage<ServerLookup<Config, Query, Source, KwLookupAndStorageWithConfig>> {

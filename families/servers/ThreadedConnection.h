@@ -9,6 +9,7 @@
 #include "families/servers/Server.h"
 #include "families/servers/ServerFault.h"
 #include "families/servers/ServerSettings.h"
+#include "families/servers/StoreTime.h"
 #include "families/sql/StoreProgress.h"
 #include "families/sql/StoredRow.h"
 #include "text/FileDescriptor.h"
@@ -32,8 +33,9 @@ namespace kwlookup {
 /// `Session` has a constructor from (const Server&, const ServerSettings&), which connects and logs
 /// in, and `Ask(const Statement&, const std::string& value, Answer&)`. `Statement` is the type of
 /// the query's `GetStatement()`, which is copied for each search. A session that stores has
-/// `Begin(const Insert&)`, `Insert(const StoredRow&)`, `Commit()` and `Rollback()`, with the
-/// `Insert` of ServerStorage. These operations and the destructor may block. The destructor takes
+/// `bool Begin(const Insert&)`, `Insert(const StoredRow&)`, `Commit()` and `Rollback()`, with the
+/// `Insert` of ServerStorage. Begin() returns false if the table has no transactions, so that each
+/// row is kept at once. These operations and the destructor may block. The destructor takes
 /// back what was not committed. A session whose calls end soon after its socket is shut down has
 /// `FileDescriptor CopySocket()`, which may block, and returns an empty one if it finds no socket.
 ///
@@ -90,27 +92,32 @@ public:
 
     /// Stores all rows in one transaction. Throws as Ask() does.
     template <typename Insert>
-    void Store(const Insert& insert, const std::vector<StoredRow>& rows,
-               std::chrono::milliseconds timeout, StoreProgress& progress) {
+    void Store(const Insert& insert, const std::vector<StoredRow>& rows, const StoreTime& time,
+               StoreProgress& progress) {
         // The thread may outlive both.
         const auto owned_insert = std::make_shared<const Insert>(insert);
         const auto owned_rows = std::make_shared<const std::vector<StoredRow>>(rows);
-        const auto step = [this, timeout](std::function<void()> call) {
+        const auto step = [this, &time](std::function<void()> call) {
             if (m_thread)
-                m_thread->Do(Deadline(timeout), std::move(call));
+                m_thread->Do(time.ForStatement(), std::move(call));
             else
-                DoHere(Deadline(timeout), call);
+                DoHere(time.ForStatement(), call);
         };
         Session* const session = m_session;
+        const auto has_transactions = std::make_shared<bool>(true);
         try {
-            step([session, owned_insert] { session->Begin(*owned_insert); });
+            step([session, owned_insert, has_transactions] {
+                *has_transactions = session->Begin(*owned_insert);
+            });
             for (const StoredRow& row : *owned_rows) {
+                progress.committing = !*has_transactions;
                 step([session, owned_rows, &row] { session->Insert(row); });
                 ++progress.row;
             }
             progress.committing = true;
             step([session] { session->Commit(); });
         } catch (const QuestionFault& fault) {
+            progress.unknown = !*has_transactions && progress.row > 0;
             try {
                 step([session] { session->Rollback(); });
             } catch (const ServerFault&) { // to the server, too, the transaction is over

@@ -67,11 +67,11 @@ void FirebirdConnection::AskInTime(const std::string& text, const std::string& v
 }
 
 void FirebirdConnection::Store(const FirebirdInsert& insert, const std::vector<StoredRow>& rows,
-                               std::chrono::milliseconds timeout, StoreProgress& progress) {
+                               const StoreTime& time, StoreProgress& progress) {
     std::optional<CancelWatch> watch;
     const auto next_step = [&] {
         watch.reset();
-        watch.emplace([this] { m_attachment->Cancel(); }, Deadline(timeout));
+        watch.emplace([this] { m_attachment->Cancel(); }, time.ForStatement());
     };
     next_step();
     try {

@@ -5,6 +5,7 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/servers/StoreTime.h"
 #include "families/sql/StoreProgress.h"
 #include "families/sql/StoredRow.h"
 #include "plugins/firebird/FirebirdAttachment.h"
@@ -12,7 +13,6 @@
 #include "plugins/firebird/FirebirdQuery.h"
 #include "plugins/firebird/FirebirdStatement.h"
 
-#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,7 +37,7 @@ public:
 
     /// Stores all rows in one transaction. Throws as Ask() does.
     void Store(const FirebirdInsert& insert, const std::vector<StoredRow>& rows,
-               std::chrono::milliseconds timeout, StoreProgress& progress);
+               const StoreTime& time, StoreProgress& progress);
 
 private:
     void AskInTime(const std::string& text, const std::string& value, Answer& answer);

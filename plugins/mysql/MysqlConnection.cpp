@@ -158,11 +158,11 @@ void MysqlConnection::Ask(const MysqlQuery& query, const std::string& value, Dea
 }
 
 void MysqlConnection::Store(const MysqlInsert& insert, const std::vector<StoredRow>& rows,
-                            std::chrono::milliseconds timeout, StoreProgress& progress) {
+                            const StoreTime& time, StoreProgress& progress) {
     std::optional<MysqlWait> wait;
     const auto next_step = [&] {
         wait.reset(); // there is one at a time
-        wait.emplace(Deadline(timeout), m_tls);
+        wait.emplace(time.ForStatement(), m_tls);
     };
     next_step();
     BeginStoring();

@@ -5,13 +5,13 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/servers/StoreTime.h"
 #include "families/sql/StoreProgress.h"
 #include "families/sql/StoredRow.h"
 #include "plugins/mysql/MysqlInsert.h"
 #include "plugins/mysql/MysqlQuery.h"
 #include "plugins/mysql/MysqlStatement.h"
 
-#include <chrono>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -38,9 +38,9 @@ public:
     void Ask(const MysqlQuery& query, const std::string& value, Deadline deadline, Answer& answer);
 
     /// Stores all of `rows` in one transaction: all of them or none, where the table has
-    /// transactions. Each statement has the time `timeout`. Throws as Ask() does.
-    void Store(const MysqlInsert& insert, const std::vector<StoredRow>& rows,
-               std::chrono::milliseconds timeout, StoreProgress& progress);
+    /// transactions. Throws as Ask() does.
+    void Store(const MysqlInsert& insert, const std::vector<StoredRow>& rows, const StoreTime& time,
+               StoreProgress& progress);
 
 private:
     struct Close {

@@ -46,8 +46,7 @@ OdbcColumn ColumnOf(SQLSMALLINT type) {
 std::vector<OdbcColumn> DescribeColumns(SQLHANDLE connection, const std::string& text) {
     const OdbcHandle<SQL_HANDLE_STMT> handle(connection);
     const SQLHANDLE statement = handle.Get();
-    CheckOdbc(statement,
-              ::SQLExecDirect(statement, OdbcText(text), static_cast<SQLINTEGER>(text.size())));
+    ExecuteOdbc(connection, statement, text);
     SQLSMALLINT count = 0;
     CheckOdbc(statement, ::SQLNumResultCols(statement, &count));
     std::vector<OdbcColumn> columns;

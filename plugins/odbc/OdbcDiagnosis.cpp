@@ -3,6 +3,7 @@
 
 #include "families/servers/QuestionFault.h"
 #include "families/servers/ServerFault.h"
+#include "plugins/odbc/OdbcHandle.h"
 
 #include <array>
 #include <new>
@@ -15,6 +16,8 @@ namespace {
 constexpr std::string_view OF_CONFIGURATION[] = {"28", "42", "3D", "3F", "IM"};
 /// Connections, time limits, transactions; in PostgreSQL also lack of resources and a shutdown.
 constexpr std::string_view OF_SERVER[] = {"08", "HYT", "40", "53", "57P"};
+/// MariaDB's driver, when the connection is lost.
+constexpr std::string_view CRASHES_IN_EXEC_DIRECT = "libmaodbc.so";
 constexpr std::string_view NO_MEMORY = "HY001";
 /// A warning, such as that the driver's library cannot be opened. The next record has the error.
 constexpr std::string_view WARNING = "01";
@@ -74,7 +77,8 @@ bool OdbcDiagnosis::IsOfServer() const {
 }
 
 void OdbcDiagnosis::Fail(bool is_dead) const {
-    if (m_state == NO_MEMORY)
+    // MariaDB's driver reports a lack of memory when the connection is lost during a commit.
+    if (m_state == NO_MEMORY && !is_dead)
         throw std::bad_alloc();
     if (IsOneOf(OF_CONFIGURATION, m_state))
         throw QuestionFault(std::string("error of configuration: ") + what());
@@ -86,6 +90,20 @@ void OdbcDiagnosis::Fail(bool is_dead) const {
 void CheckOdbc(SQLHANDLE statement, SQLRETURN done) {
     if (!SQL_SUCCEEDED(done))
         throw OdbcDiagnosis(SQL_HANDLE_STMT, statement);
+}
+
+void ExecuteOdbc(SQLHANDLE connection, SQLHANDLE statement, const std::string& text) {
+    const auto size = static_cast<SQLINTEGER>(text.size());
+    SQLCHAR driver[64] = "";
+    ::SQLGetInfo(connection, SQL_DRIVER_NAME, driver, sizeof(driver), nullptr);
+    SQLRETURN done;
+    if (reinterpret_cast<const char*>(driver) == CRASHES_IN_EXEC_DIRECT) {
+        CheckOdbc(statement, ::SQLPrepare(statement, OdbcText(text), size));
+        done = ::SQLExecute(statement);
+    } else {
+        done = ::SQLExecDirect(statement, OdbcText(text), size);
+    }
+    CheckOdbc(statement, done);
 }
 
 } // namespace kwlookup

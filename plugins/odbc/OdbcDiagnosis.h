@@ -41,4 +41,8 @@ private:
 /// Throws OdbcDiagnosis when the call for `statement` failed that gave `done`.
 void CheckOdbc(SQLHANDLE statement, SQLRETURN done);
 
+/// Execute `text`, which has no parameters, as `statement` of `connection`. Throws what CheckOdbc()
+/// throws.
+void ExecuteOdbc(SQLHANDLE connection, SQLHANDLE statement, const std::string& text);
+
 } // namespace kwlookup

@@ -163,8 +163,9 @@ OdbcStatement& OdbcSession::Prepare(const Select& select) {
     return *(m_statements[select.get()] = {select, std::move(statement)}).statement;
 }
 
-void OdbcSession::Begin(const InsertStatement& insert) {
+bool OdbcSession::Begin(const InsertStatement& insert) {
     InsertStatement written = insert;
+    bool has_transactions = true;
     if (m_folds_names)
         written.FoldTable();
     Checked([&] {
@@ -176,8 +177,34 @@ void OdbcSession::Begin(const InsertStatement& insert) {
         for (const Preparation& preparation : PREPARATIONS)
             if (database == preparation.database)
                 Execute(preparation.statement);
+        has_transactions = HasTransactions(database, written.GetTable());
         m_inserter->Prepare();
     });
+    return has_transactions;
+}
+
+/// In MariaDB and MySQL it depends on the table.
+bool OdbcSession::HasTransactions(const std::string& database, const std::string& table) const {
+    if (database != "MariaDB" && database != "MySQL") {
+        SQLUSMALLINT capable = SQL_TC_ALL;
+        ::SQLGetInfo(m_connection->Get(), SQL_TXN_CAPABLE, &capable, sizeof(capable), nullptr);
+        return capable != SQL_TC_NONE;
+    }
+    const std::size_t dot = table.find('.');
+    const std::string schema =
+        dot == std::string::npos ? "database()" : '\'' + table.substr(0, dot) + '\'';
+    const std::string name = dot == std::string::npos ? table : table.substr(dot + 1);
+    const std::string question = "select count(*) from information_schema.tables"
+                                 " join information_schema.engines using (engine)"
+                                 " where transactions = 'YES' and table_schema = " +
+                                 schema + " and table_name = '" + name + '\'';
+    const OdbcHandle<SQL_HANDLE_STMT> statement(m_connection->Get());
+    ExecuteOdbc(m_connection->Get(), statement.Get(), question);
+    CheckOdbc(statement.Get(), ::SQLFetch(statement.Get()));
+    SQLINTEGER tables = 0;
+    CheckOdbc(statement.Get(),
+              ::SQLGetData(statement.Get(), 1, SQL_C_SLONG, &tables, sizeof(tables), nullptr));
+    return tables != 0;
 }
 
 void OdbcSession::Insert(const StoredRow& row) {
@@ -208,8 +235,7 @@ void OdbcSession::SetAutocommit(bool on) {
 
 void OdbcSession::Execute(const std::string& text) {
     const OdbcHandle<SQL_HANDLE_STMT> statement(m_connection->Get());
-    CheckOdbc(statement.Get(), ::SQLExecDirect(statement.Get(), OdbcText(text),
-                                               static_cast<SQLINTEGER>(text.size())));
+    ExecuteOdbc(m_connection->Get(), statement.Get(), text);
 }
 
 /// Makes faults of what the driver tells.

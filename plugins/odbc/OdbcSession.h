@@ -41,8 +41,9 @@ public:
     /// Put the rows for `value` into `answer`. Throws what OdbcStatement throws.
     void Ask(const Select& select, const std::string& value, Answer& answer);
 
-    /// Begins a transaction that stores. Throws what OdbcDiagnosis::Fail() throws, as all of these.
-    void Begin(const InsertStatement& insert);
+    /// Begins a transaction that stores. Returns false if the table has no transactions. Throws
+    /// what OdbcDiagnosis::Fail() throws, as all of these.
+    bool Begin(const InsertStatement& insert);
     /// Throws what OdbcInserter throws besides.
     void Insert(const StoredRow& row);
     void Commit();
@@ -63,6 +64,7 @@ private:
     void Checked(Call&& call);
     void SetAutocommit(bool on);
     void Execute(const std::string& statement);
+    bool HasTransactions(const std::string& database, const std::string& table) const;
     void End(SQLSMALLINT how);
     bool IsDead() const;
 

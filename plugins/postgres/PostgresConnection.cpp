@@ -303,18 +303,18 @@ bool PostgresConnection::CanBeHeld(const std::string& value, Deadline deadline) 
 }
 
 void PostgresConnection::Store(const PostgresInsert& insert, const std::vector<StoredRow>& rows,
-                               std::chrono::milliseconds timeout, StoreProgress& progress) {
+                               const StoreTime& time, StoreProgress& progress) {
     const auto command = [&](const char* text) {
-        Result result = Command(text, Deadline(timeout));
+        Result result = Command(text, time.ForStatement());
         if (!IsGood(result.get()))
             Fail(result.get());
         return result;
     };
     command("begin");
     try {
-        const std::vector<Oid> types = PrepareInsert(insert.GetStatement(), Deadline(timeout));
+        const std::vector<Oid> types = PrepareInsert(insert.GetStatement(), time.ForStatement());
         for (const StoredRow& row : rows) {
-            Insert(insert, row, types, Deadline(timeout));
+            Insert(insert, row, types, time.ForStatement());
             ++progress.row;
         }
         progress.committing = true;
@@ -323,7 +323,7 @@ void PostgresConnection::Store(const PostgresInsert& insert, const std::vector<S
             throw QuestionFault("the server took the transaction back");
     } catch (const QuestionFault& fault) {
         try {
-            Command("rollback", Deadline(timeout));
+            Command("rollback", time.ForStatement());
         } catch (const ServerFault&) { // to the server, too, the transaction is over
             throw std::runtime_error(fault.what());
         }

@@ -5,12 +5,12 @@
 #include "families/servers/Deadline.h"
 #include "families/servers/Server.h"
 #include "families/servers/ServerSettings.h"
+#include "families/servers/StoreTime.h"
 #include "families/sql/StoreProgress.h"
 #include "families/sql/StoredRow.h"
 #include "plugins/postgres/PostgresInsert.h"
 #include "plugins/postgres/PostgresQuery.h"
 
-#include <chrono>
 #include <libpq-fe.h>
 #include <map>
 #include <memory>
@@ -38,11 +38,10 @@ public:
     void Ask(const PostgresQuery& query, const std::string& value, Deadline deadline,
              Answer& answer);
 
-    /// Stores all of `rows` in one transaction: all of them or none. Each statement has the time
-    /// `timeout`. Throws as Ask() does, QuestionFault also for a text with a NUL byte in a column
-    /// that is no bytea.
+    /// Stores all of `rows` in one transaction: all of them or none. Throws as Ask() does,
+    /// QuestionFault also for a text with a NUL byte in a column that is no bytea.
     void Store(const PostgresInsert& insert, const std::vector<StoredRow>& rows,
-               std::chrono::milliseconds timeout, StoreProgress& progress);
+               const StoreTime& time, StoreProgress& progress);
 
 private:
     struct Free {

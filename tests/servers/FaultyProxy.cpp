@@ -155,6 +155,7 @@ bool FaultyProxy::ForwardAnswer(Connection& connection) {
     const ssize_t got = ::recv(connection.server.Get(), bytes, sizeof(bytes), 0);
     if (got <= 0)
         return false;
+    std::this_thread::sleep_for(m_delay.load());
     auto length = static_cast<std::size_t>(got);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

@@ -4,6 +4,7 @@
 #include "text/FileDescriptor.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <list>
 #include <mutex>
@@ -38,6 +39,9 @@ public:
     /// connections and never answer, use Hang after 0 bytes. Flip changes the bits of `flipped`.
     void SetFault(Fault fault, std::size_t bytes = 0, unsigned char flipped = 0);
 
+    /// Forward each answer so much later. Other connections wait meanwhile.
+    void SetDelay(std::chrono::milliseconds delay) { m_delay = delay; }
+
     /// Closes all connections.
     void Disconnect();
 
@@ -70,6 +74,7 @@ private:
     std::atomic<int> m_accepted{0};
     std::atomic<int> m_open{0};
     std::atomic<std::size_t> m_forwarded{0};
+    std::atomic<std::chrono::milliseconds> m_delay{std::chrono::milliseconds(0)};
     std::mutex m_mutex;
     Fault m_fault = Fault::None; ///< guarded by m_mutex, as the next two
     std::size_t m_bytes = 0;

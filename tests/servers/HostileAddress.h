@@ -82,7 +82,7 @@ inline std::string HostileAddress(unsigned i) {
         address += PIECES[random() % std::size(PIECES)];
     if (i % 5000 == 0) {
         const std::string piece = address;
-        while (address.size() < 1000000)
+        while (address.size() < 1 << 20)
             address += piece;
     }
     return address;

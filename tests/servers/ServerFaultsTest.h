@@ -4,6 +4,7 @@
 #include "kwlog/Logging.h"
 #include "servers/FaultyProxy.h"
 #include "servers/ServerPluginTest.h"
+#include "servers/SilentListener.h"
 #include "support/HangingResolver.h"
 
 #include <malloc.h>
@@ -89,6 +90,61 @@ TYPED_TEST_P(ServerFaultsTest, AnotherServerAnswersInItsPlace) {
     dead.SetFault(TestFixture::Fault::Close);
     this->ExpectWorks(this->List(dead.GetHost() + ", " + this->Server().GetHost()));
     EXPECT_GE(dead.GetAcceptedCount(), 1);
+}
+
+TYPED_TEST_P(ServerFaultsTest, AKeptConnectionThatHangsFailsOneSearchOnly) {
+    kwlookup::FaultyProxy first(this->Server().GetPort());
+    KwLookupHolder holder(this->m_log);
+    int lists = 0;
+    const auto connect = [&] {
+        first.SetFault(TestFixture::Fault::None);
+        do // each list with connections of its own
+            holder.Init(this->List(first.GetHost() + ", " + this->Server().GetHost(),
+                                   this->LIMITED +
+                                       std::string("|RetryInterval=1h|MaxConnections=") +
+                                       std::to_string(++lists)));
+        while (this->FailureOf(holder) != "found OK");
+        first.SetFault(TestFixture::Fault::Hang);
+    };
+    this->ExpectInTime([&] { return this->FailureOf(holder); },
+                       first.GetHost() + ": no answer in time", connect);
+    const int accepted = first.GetAcceptedCount();
+    this->ExpectWorksInTime(holder);
+    EXPECT_EQ(first.GetAcceptedCount(), accepted);
+}
+
+TYPED_TEST_P(ServerFaultsTest, ConnectTimeoutLeavesTimeForAnotherServer) {
+    const std::string limited = "Timeout=60|ConnectTimeout=1";
+    kwlookup::FaultyProxy hanging(this->Server().GetPort());
+    hanging.SetFault(TestFixture::Fault::Hang);
+    const kwlookup::SilentListener dropping;
+    for (const std::string& host : {hanging.GetHost(), dropping.GetHost()}) {
+        SCOPED_TRACE(host);
+        KwLookupHolder alone(this->m_log);
+        alone.Init(this->List(host, limited));
+        this->ExpectFailsInTime(alone, host + ": ");
+        KwLookupHolder two(this->m_log);
+        two.Init(this->List(host + ", " + this->Server().GetHost(), limited));
+        const auto time = this->TimeOf([&] { this->ExpectWorksInTime(two); });
+        EXPECT_GE(time, this->LIMIT / 2);
+        EXPECT_LT(time, std::chrono::seconds(45)) << "it waited for Timeout";
+    }
+}
+
+TYPED_TEST_P(ServerFaultsTest, ServersThatAreDownAreLeftAlone) {
+    kwlookup::FaultyProxy first(this->Server().GetPort());
+    kwlookup::FaultyProxy second(this->Server().GetPort());
+    first.SetFault(TestFixture::Fault::Close);
+    second.SetFault(TestFixture::Fault::Close);
+    KwLookupHolder holder(this->m_log);
+    holder.Init(this->List(first.GetHost() + ", " + second.GetHost(), "RetryInterval=1h"));
+    const std::string reason = this->FailureOf(holder);
+    EXPECT_THAT(reason, testing::AllOf(testing::HasSubstr(first.GetHost() + ": "),
+                                       testing::HasSubstr(second.GetHost() + ": ")));
+    const int accepted = first.GetAcceptedCount() + second.GetAcceptedCount();
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(this->FailureOf(holder), reason);
+    EXPECT_EQ(first.GetAcceptedCount() + second.GetAcceptedCount(), accepted);
 }
 
 TYPED_TEST_P(ServerFaultsTest, RestartCostsNoSearch) {
@@ -285,8 +341,10 @@ TYPED_TEST_P(ServerFaultsTest, LongRunLeavesNothingBehind) {
 REGISTER_TYPED_TEST_SUITE_P(ServerFaultsTest, AnswersByPortAndBySocket,
                             ResolverThatHangsFailsSearchesInTime, NameIsLookedUpForEachConnection,
                             ServerMayBeDownWhenTheListIsLoaded, AnotherServerAnswersInItsPlace,
-                            RestartCostsNoSearch, ServerDiesWhileItIsAsked,
-                            StoppedServerFailsSearchesInTime,
+                            AKeptConnectionThatHangsFailsOneSearchOnly,
+                            ConnectTimeoutLeavesTimeForAnotherServer,
+                            ServersThatAreDownAreLeftAlone, RestartCostsNoSearch,
+                            ServerDiesWhileItIsAsked, StoppedServerFailsSearchesInTime,
                             AnswerThatStopsSomewhereFailsSearchesInTime,
                             AnswerCutAfterAnyByteIsAFault, GarbageIsNeverAMiss,
                             WrongPasswordIsAFaultThatShowsNoSecret, LongRunLeavesNothingBehind,

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <string>
 
@@ -103,10 +104,18 @@ protected:
     /// Expect that a search fails within its limit. A machine under load may delay it, but not each
     /// time.
     static void ExpectFailsInTime(const KwLookupHolder& holder, const std::string& reason) {
+        ExpectInTime([&] { return FailureOf(holder); }, reason);
+    }
+
+    /// The same for anything that returns a reason. `prepare` is not measured.
+    template <typename Work>
+    static void ExpectInTime(
+        Work&& work, const std::string& reason, const std::function<void()>& prepare = [] {}) {
         Milliseconds time{0};
         for (int i = 0; i < 20; ++i) {
             std::string failure;
-            time = TimeOf([&] { failure = FailureOf(holder); });
+            prepare();
+            time = TimeOf([&] { failure = work(); });
             EXPECT_THAT(failure, testing::HasSubstr(reason));
             if (time <= LIMIT + GRACE)
                 return;

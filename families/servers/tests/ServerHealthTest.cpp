@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <set>
 #include <string>
 #include <thread>
@@ -111,6 +113,35 @@ TEST(ServerHealth, LetsOneSearchTryAfterTheInterval) {
                   std::this_thread::sleep_for(SHORT);
                   return seen + OrderOf(two); // the oldest failure first
               }));
+}
+
+TEST(ServerHealth, LetsOneOfManyThreadsTryAfterTheInterval) {
+    constexpr int THREADS = 8;
+    ServerHealth health(1, false, SHORT);
+    int counted = 0;
+    for (int round = 0; counted < 10 && round < 500; ++round) {
+        health.Failed(0, "gone");
+        std::this_thread::sleep_for(SHORT);
+        const auto begin = Deadline::Clock::now();
+        std::atomic<bool> go{false};
+        std::atomic<int> tries{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < THREADS; ++i)
+            threads.emplace_back([&] {
+                while (!go)
+                    std::this_thread::yield();
+                tries += DownReason(health).empty();
+            });
+        go = true;
+        for (std::thread& thread : threads)
+            thread.join();
+        // On a machine under load the interval may be over again.
+        if (Deadline::Clock::now() - begin < SHORT) {
+            EXPECT_EQ(tries, 1);
+            ++counted;
+        }
+    }
+    EXPECT_GT(counted, 0);
 }
 
 } // namespace

@@ -29,6 +29,7 @@ public:
     kwlookup::SlapdServer& GetServer() { return m_server; }
     std::string GetTlsHost() const { return m_server.GetTlsHost(); }
     std::vector<std::string> GetTlsModes() const { return {"require"}; }
+    std::string GetNameFault() const { return "address mismatch"; }
     std::string GetType() const { return "ldap"; }
     std::string GetLogin() const {
         return "BindDn=cn=reader,dc=example,dc=test|Password=secret of the test|"

@@ -112,8 +112,7 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
          [](const Parts& parts) { return "uid=" + parts.user; }},
     };
     const unsigned rounds = HostileAddresses(ADDRESSES);
-    for (std::size_t t = 0; t < std::size(templates); ++t) {
-        const Template& test = templates[t];
+    for (const Template& test : templates) {
         SCOPED_TRACE(test.filter);
         KwLookupHolder holder(m_log);
         holder.Init("\"ldap:OnError=exception|Timeout=60|Attributes=cn|Hosts=" +
@@ -122,7 +121,7 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
         ASSERT_EQ(Ask(holder, "jdoe@corp.lan"), Miss());
         const std::vector<ber::Node> harmless = ber::Read(TakeRequest());
         std::size_t asked = 0;
-        for (auto i = static_cast<unsigned>(t); i < rounds; i += std::size(templates)) {
+        for (unsigned i = 0; i < rounds; ++i) {
             const Parts parts(HostileAddress(i));
             ASSERT_EQ(Ask(holder, parts.text), Miss());
             const std::string request = TakeRequest();
@@ -159,7 +158,7 @@ TEST_F(LdapWireTest, HostileAddressesChangeNothingButValues) {
                 ASSERT_EQ(name.front(), test.base_value(parts)) << i;
             }
         }
-        EXPECT_GT(asked, rounds / std::size(templates) / 20);
+        EXPECT_GT(asked, rounds / 20);
     }
 }
 

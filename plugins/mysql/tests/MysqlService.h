@@ -28,6 +28,7 @@ public:
     }
     std::string GetTlsHost() const { return m_server.GetHost(); }
     std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
+    std::string GetNameFault() const { return "Validation of SSL server certificate failed"; }
     std::string GetType() const { return "mysql"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=test"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "plugins/mysql/tests/MysqlService.h"
-#include "servers/OdbcDriver.h"
+#include "plugins/odbc/tests/OdbcMariaService.h"
+#include "servers/ServerStorageTest.h"
 #include "servers/StoredColumnsTest.h"
 
 #include <string>
@@ -8,17 +8,10 @@
 // Another program has these tests for a driver; here only what differs is tested.
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SqlServerTest);
 
-namespace {
+// This driver's calls are left behind in their threads when they take too long.
+INSTANTIATE_TYPED_TEST_SUITE_P(OdbcMaria, ServerStorageTest, OdbcMariaService);
 
-/// MariaDB, asked by way of its driver.
-class OdbcMariaService : public MysqlService {
-public:
-    std::string GetType() const { return "odbc"; }
-    std::string GetLogin() const {
-        return "Connection=Driver=" + kwlookup::OdbcDriver("libmaodbc.so") +
-               ";Server=$h;Port=$p;Database=test|User=kw|Password=secret of the test";
-    }
-};
+namespace {
 
 using OdbcMariaTest = StoredColumnsTest<OdbcMariaService>;
 
@@ -29,6 +22,14 @@ TEST_F(OdbcMariaTest, Answers) {
     for (const std::string& text : {"jdoe@corp.lan\0"s, "\xff"s, "' or '1'='1"s, "\\"s})
         EXPECT_EQ(AskList(item, text), Miss()) << text;
     EXPECT_THAT(FailureWith(Select("access", "nothing")), testing::HasSubstr("Unknown column"));
+}
+
+TEST_F(OdbcMariaTest, WrongConfigurationIsSaidToBeOne) {
+    std::string list = List(Server().GetHost());
+    const std::string password = "secret of the test";
+    list.replace(list.find(password), password.size(), "wrong");
+    EXPECT_THAT(ReasonOf(list), testing::StartsWith("error of configuration: "));
+    EXPECT_THAT(FailureWith(Select("nowhere")), testing::StartsWith("error of configuration: "));
 }
 
 TEST_F(OdbcMariaTest, StoresEveryKindOfValueInEveryTypeOfColumn) {
@@ -46,6 +47,19 @@ TEST_F(OdbcMariaTest, StoresEveryKindOfValueInEveryTypeOfColumn) {
         {"datetime", "timestamp", "2026-11-22T07:07:08+01:00", time},
         {"datetime", "varchar", "soon", "!Incorrect datetime value"},
     });
+}
+
+class OdbcMariaStorageTest : public ServerStorageTest<OdbcMariaService> {};
+
+TEST_F(OdbcMariaStorageTest, TableWithoutTransactionsKeepsTheRecordsBeforeTheOneThatFailed) {
+    Sql("alter table stored engine = myisam");
+    KwStorageHolder holder(m_log);
+    holder.Init(Item());
+    EXPECT_THAT(BatchError(holder, {Row(1), Row(2), Row(1), Row(3)}),
+                testing::StartsWith("?2: " + Server().GetHost() + ": "));
+    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2));
+    EXPECT_EQ(BatchError(holder, {Row(3)}), "");
+    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2, 3));
 }
 
 } // namespace

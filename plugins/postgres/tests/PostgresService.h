@@ -26,6 +26,7 @@ public:
     }
     std::string GetTlsHost() const { return m_server.GetHost(); }
     std::vector<std::string> GetTlsModes() const { return {"starttls", "require"}; }
+    std::string GetNameFault() const { return "does not match host name"; }
     std::string GetType() const { return "postgres"; }
     std::string GetLogin() const { return "User=kw|Password=secret of the test|Database=postgres"; }
     std::string Execute(const std::string& statements) { return m_server.Execute(statements); }

@@ -18,6 +18,7 @@ public:
     kwlookup::RedisServer& GetServer() { return m_server; }
     std::string GetTlsHost() const { return m_server.GetTlsHost(); }
     std::vector<std::string> GetTlsModes() const { return {"require"}; }
+    std::string GetNameFault() const { return "address mismatch"; }
     std::string GetType() const { return "redis"; }
     std::string GetLogin() const { return "Password=secret of the test"; }
     std::string GetQuery() const { return "GET $s"; }
