@@ -4,6 +4,7 @@
 #include "conf/ConfParser.h"
 #include "host/LogClass.h"
 #include "lookup/KwIfSharedLookup.h"
+#include "lookup/KwIfSharedStorage.h"
 #include "support/RecordingLog.h"
 
 #include <boost/make_shared.hpp>
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -126,6 +128,18 @@ TEST_P(ManualTest, DescribesTheParameters) {
     const Parameters registered = Registered(GetParam());
     EXPECT_GE(registered.size(), 2u); // OnError, SkipDomains
     EXPECT_THAT(Described(GetParam()), testing::ContainerEq(registered));
+}
+
+TEST_P(ManualTest, SaysWhetherTheTypeStores) {
+    void* library = ::dlopen((PLUGIN_DIR "/libkw_lookup_" + GetParam() + ".so").c_str(), RTLD_NOW);
+    ASSERT_TRUE(library) << ::dlerror();
+    const auto create = reinterpret_cast<PluginCreator>(::dlsym(library, "CreateLookup"));
+    const LogClass log("manual");
+    const std::unique_ptr<KwIfSharedLookup> lookup(create(log));
+    std::ifstream page(SOURCE_DIR "/plugins/" + GetParam() + "/kw_lookup_" + GetParam() + ".5");
+    const std::string text{std::istreambuf_iterator<char>(page), {}};
+    EXPECT_EQ(text.find("The statement can also be an insert statement") != std::string::npos,
+              dynamic_cast<KwIfSharedStorage*>(lookup.get()) != nullptr);
 }
 
 TEST_P(ManualTest, TheTableOfTypesHasARow) {

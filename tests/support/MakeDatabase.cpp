@@ -3,6 +3,10 @@
 
 #include "support/RunProgram.h"
 
+#if defined(HAVE_LMDB)
+#include "plugins/lmdb/tests/LmdbFile.h"
+#endif
+
 #include <stdexcept>
 
 namespace {
@@ -31,6 +35,13 @@ void MakeKeyValueFile(const std::string& format, const std::string& name, const 
         Run({CDB_TOOL, "-c", name}, input + "\n");
         return;
     }
+#if defined(HAVE_LMDB)
+    if (format == "lmdb") {
+        // A map of the default size would make the file too long to be copied into memory.
+        LmdbFile(name, 0, 0, 16 << 20).Put(records);
+        return;
+    }
+#endif
     std::string input = "VERSION=3\nformat=bytevalue\ntype=" + format +
                         "\ndb_pagesize=512\nduplicates=1\nHEADER=END\n";
     for (const auto& [key, value] : records)

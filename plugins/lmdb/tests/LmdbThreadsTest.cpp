@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
+#include "families/files/tests/RewrittenFileTest.h"
 #include "plugins/lmdb/tests/LmdbFile.h"
-#include "support/DatabaseSupport.h"
 
 #include <atomic>
 #include <thread>
+
+INSTANTIATE_TEST_SUITE_P(Formats, DatabaseThreadsTest, testing::Values("lmdb"),
+                         [](const auto& test) { return std::string(test.param); });
+
+INSTANTIATE_TEST_SUITE_P(Formats, RewrittenFileTest, testing::Values("lmdb"),
+                         [](const auto& test) { return std::string(test.param); });
 
 namespace {
 
@@ -40,6 +46,8 @@ TEST_P(LmdbThreadsTest, SearchesBesideTransactions) {
         });
     for (int i = 0; running > 0; ++i) {
         file.Put({{"other" + std::to_string(i % 100), std::string(100, 'x')}});
+        KwObjectHolder::BeforeReload(m_log);
+        KwObjectHolder::AfterReload(m_log);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     for (std::thread& thread : threads)
