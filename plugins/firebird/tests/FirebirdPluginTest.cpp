@@ -2,6 +2,8 @@
 #include "plugins/firebird/tests/FirebirdService.h"
 #include "servers/SqlServerTest.h"
 
+#include <thread>
+
 using namespace kwlookup;
 
 namespace {
@@ -147,6 +149,15 @@ TEST_F(FirebirdPluginTest, StatementThatTakesTooLongIsCancelled) {
     holder.Init(Item("select result from slow_view where address = '$s'", "Timeout=1"));
     ExpectFailsInTime(holder, "no answer in time");
     ExpectWorks(Item(Get().GetQuery(), "MaxRows=7"));
+    // The server ends it too.
+    const auto runs = [] {
+        return Sql("select 'runs' from mon$statements where mon$state <> 0 and"
+                   "  mon$attachment_id <> current_connection and mon$sql_text containing 'slow';")
+                   .find("runs") != std::string::npos;
+    };
+    for (int i = 0; i < 600 && runs(); ++i)
+        std::this_thread::sleep_for(Milliseconds(100));
+    EXPECT_FALSE(runs());
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "plugins/odbc/tests/OdbcService.h"
 #include "servers/FaultyProxy.h"
 #include "servers/SqlServerTest.h"
+#include "servers/TestAuthority.h"
 
 #include <chrono>
 #include <filesystem>
@@ -74,6 +75,23 @@ TEST_F(OdbcPostgresTest, WrongConfigurationIsSaidToBeOne) {
     list.replace(list.find(password), password.size(), "wrong");
     // The driver says no more than that there is no connection.
     EXPECT_THAT(ReasonOf(list), testing::HasSubstr("password authentication failed"));
+}
+
+TEST_F(OdbcPostgresTest, DriverVerifiesTheCertificate) {
+    const TestAuthority authority;
+    const TestAuthority foreign("Foreign Authority");
+    const auto list = [&](const TestAuthority& trusted) {
+        std::string with = List(Server().GetHost());
+        const std::string database = ";Database=postgres";
+        return with.replace(with.find(database), database.size(),
+                            database +
+                                ";SSLmode=verify-full;pqopt=sslrootcert=" + trusted.GetCaFile());
+    };
+    Server().UseCertificate(authority.ForServer());
+    ExpectWorks(list(authority));
+    EXPECT_THAT(FailureOf(list(foreign)), testing::HasSubstr("certificate verify failed"));
+    Server().UseCertificate(authority.WithWrongName());
+    EXPECT_THAT(FailureOf(list(authority)), testing::HasSubstr("does not match host name"));
 }
 
 TEST_F(OdbcPostgresTest, StateDecidesWhetherAnotherServerIsAsked) {

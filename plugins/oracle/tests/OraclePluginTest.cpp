@@ -2,6 +2,7 @@
 #include "plugins/oracle/tests/OracleService.h"
 #include "servers/SqlServerTest.h"
 
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@ protected:
     ~OraclePluginTest() override {
         Client().is_down = false;
         Client().hangs = false;
+        Client().hangs_in_attach = false;
         Client().knows_no_limit = false;
     }
 
@@ -218,6 +220,49 @@ TEST_F(OraclePluginTest, OldLibraryThatHangsFailsSearchesInTime) {
     Client().hangs = false;
     WaitForNoHandles();
     ExpectWorksInTime(holder);
+}
+
+TEST_F(OraclePluginTest, ConnectTimeoutLimitsAConnectionThatHangs) {
+    KwLookupHolder holder(m_log);
+    holder.Init(List(Server().GetHost(), "Timeout=60|ConnectTimeout=1|MaxConnections=3"));
+    Client().hangs_in_attach = true;
+    ExpectFailsInTime(holder, "no answer in time");
+    Client().hangs_in_attach = false;
+    ExpectWorksInTime(holder);
+}
+
+TEST_F(OraclePluginTest, PreparesAStatementOnceAConnection) {
+    KwLookupHolder holder(m_log);
+    holder.Init(List(Server().GetHost(), "MaxConnections=5"));
+    const int before = Client().prepared;
+    ExpectWorks(holder);
+    const int prepared = Client().prepared;
+    const int of_connection = prepared - before;
+    for (int i = 0; i < 100; ++i)
+        ExpectWorks(holder);
+    EXPECT_EQ(Client().prepared, prepared);
+    Client().killed = Client().sessions.load();
+    ExpectWorks(holder);
+    EXPECT_EQ(Client().prepared, prepared + of_connection);
+}
+
+TEST_F(OraclePluginTest, LongRunLeavesNothingBehind) {
+    RecordingLog::Silence();
+    KwLookupHolder holder(m_log);
+    holder.Init(List(Server().GetHost()));
+    const auto search = [&](int rounds) {
+        for (int i = 0; i < rounds; ++i) {
+            if (i % 100 == 0)
+                Client().killed = Client().sessions.load();
+            EXPECT_EQ(FailureOf(holder), "found OK");
+        }
+    };
+    search(500);
+    const std::size_t heap = ::mallinfo2().uordblks;
+    const auto files = OpenFiles();
+    search(10000);
+    EXPECT_LT(::mallinfo2().uordblks, heap + 65536);
+    EXPECT_LE(OpenFiles(), files + 2) << "a connection"; // of the stand-in, with a file beside it
 }
 
 TEST_F(OraclePluginTest, NothingIsLeftBehind) {

@@ -356,6 +356,8 @@ KW_EXPORT int OCIServerAttach(void* server, void* error, const unsigned char* na
         assert(std::regex_match(address, parts, descriptor));
         service = parts[2];
     }
+    while (State().hangs_in_attach)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     if (State().is_down || (!parts.empty() && parts[1] == "away.test"))
         return Fail(error, 12541, "TNS:no listener");
     sqlite3* database = nullptr;
@@ -405,6 +407,7 @@ KW_EXPORT int OCIStmtPrepare2(void* service, void** statement, void* error,
     As(ERROR, error);
     assert(As(SERVICE, service).session && statement && !key && !key_length);
     assert(language == 1 && mode == 0);
+    ++State().prepared;
     auto handle = std::make_unique<Handle>(STATEMENT);
     handle->text.assign(reinterpret_cast<const char*>(text), length);
     *statement = handle.release();

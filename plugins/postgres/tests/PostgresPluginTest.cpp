@@ -48,6 +48,18 @@ TEST_F(PostgresPluginTest, AnswersOfItsOwnTypes) {
     ExpectAnswer(Item(Select("padded")), "jdoe", 0, {true, " padded", "jdoe"});
 }
 
+TEST_F(PostgresPluginTest, StatementIsPreparedOnceAConnection) {
+    Sql("create view times as select 'times'::text as address,"
+        "  string_agg(prepare_time::text, ' ') as result from pg_prepared_statements;"
+        "grant select on times to kw");
+    KwLookupHolder holder(m_log);
+    holder.Init(Item(Select("times"), "MaxConnections=1|MaxRows=9"));
+    const std::string time = FailureOf(holder, "times");
+    EXPECT_THAT(time, StartsWith("found 20"));
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(FailureOf(holder, "times"), time);
+}
+
 TEST_F(PostgresPluginTest, UserWithACertificate) {
     Sql("create role certified login; grant select on access to certified");
     const TestAuthority authority;
