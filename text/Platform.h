@@ -41,6 +41,7 @@ inline Product Multiply(std::uint64_t a, std::uint64_t b) {
 inline void Prefetch(const void* address) {
 #if defined(__GNUC__)
     __builtin_prefetch(address);
+    asm volatile(""); // GCC removes loops that do nothing else
 #else
     static_cast<void>(address);
 #endif
