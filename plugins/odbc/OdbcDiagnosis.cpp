@@ -22,6 +22,12 @@ constexpr std::string_view NO_MEMORY = "HY001";
 /// A warning, such as that the driver's library cannot be opened. The next record has the error.
 constexpr std::string_view WARNING = "01";
 
+/// How messages of MariaDB's driver begin, and the codes of its client library. The state HY000
+/// does not tell them from errors of a statement.
+constexpr std::string_view OF_MARIADB = "[ma-";
+constexpr SQLINTEGER FIRST_OF_CLIENT = 2000;
+constexpr SQLINTEGER LAST_OF_CLIENT = 2999;
+
 template <std::size_t SIZE>
 bool IsOneOf(const std::string_view (&classes)[SIZE], std::string_view state) {
     for (const std::string_view of_class : classes)
@@ -48,7 +54,7 @@ std::string Reason(std::string_view message) {
 
 OdbcDiagnosis::OdbcDiagnosis(const Record& record)
     : std::runtime_error(record.reason + (record.state.empty() ? "" : " (" + record.state + ')')),
-      m_state(record.state) {}
+      m_state(record.state), m_is_of_client(record.is_of_client) {}
 
 OdbcDiagnosis::Record OdbcDiagnosis::Read(SQLSMALLINT type, SQLHANDLE handle) {
     std::array<SQLCHAR, 6> state{}; // five characters and a NUL
@@ -61,7 +67,10 @@ OdbcDiagnosis::Record OdbcDiagnosis::Read(SQLSMALLINT type, SQLHANDLE handle) {
                                            static_cast<SQLSMALLINT>(text.size()), &length)))
             break;
         text.back() = 0;
-        const std::string reason = Reason(reinterpret_cast<const char*>(text.data()));
+        const std::string_view message(reinterpret_cast<const char*>(text.data()));
+        record.is_of_client |= message.substr(0, OF_MARIADB.size()) == OF_MARIADB &&
+                               code >= FIRST_OF_CLIENT && code <= LAST_OF_CLIENT;
+        const std::string reason = Reason(message);
         record.reason += record.reason.empty() ? reason : ": " + reason;
         const std::string_view read(reinterpret_cast<const char*>(state.data()));
         if (read.substr(0, WARNING.size()) != WARNING)
@@ -73,7 +82,7 @@ OdbcDiagnosis::Record OdbcDiagnosis::Read(SQLSMALLINT type, SQLHANDLE handle) {
 }
 
 bool OdbcDiagnosis::IsOfServer() const {
-    return IsOneOf(OF_SERVER, m_state);
+    return IsOneOf(OF_SERVER, m_state) || m_is_of_client;
 }
 
 void OdbcDiagnosis::Fail(bool is_dead) const {

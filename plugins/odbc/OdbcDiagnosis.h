@@ -21,8 +21,8 @@ public:
     /// Throws the exception that a search needs:
     ///   - QuestionFault "error of configuration: REASON" if the login, the statement or the driver
     ///     is wrong (classes 28, 42, 3D, 3F and IM);
-    ///   - ServerFault if another connection may succeed (08, HYT, 40, 53 and 57P), or if
-    ///   `is_dead`;
+    ///   - ServerFault if another connection may succeed (08, HYT, 40, 53, 57P, and any error of
+    ///     MariaDB's client library), or if `is_dead`;
     ///   - QuestionFault otherwise.
     [[noreturn]] void Fail(bool is_dead) const;
 
@@ -30,12 +30,14 @@ private:
     struct Record {
         std::string state;
         std::string reason;
+        bool is_of_client = false;
     };
 
     explicit OdbcDiagnosis(const Record& record);
     static Record Read(SQLSMALLINT type, SQLHANDLE handle);
 
     std::string m_state;
+    bool m_is_of_client; ///< of MariaDB's client library, and not of a server
 };
 
 /// Throws OdbcDiagnosis when the call for `statement` failed that gave `done`.
