@@ -7,6 +7,7 @@
 
 #include <array>
 #include <new>
+#include <sqlext.h>
 #include <string_view>
 
 namespace kwlookup {
