@@ -84,10 +84,9 @@ void AnswerCache::Fail(Turn& turn, const char* reason) {
     Land(turn, nullptr, reason);
 }
 
-std::string AnswerCache::TakeStaleReason() {
+std::string AnswerCache::TakeStaleReason(Deadline::Clock::time_point now) {
     if (m_stale_time.count() == 0)
         return {};
-    const auto now = Deadline::Clock::now();
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_stale_reason.empty() || now < m_stale_told)
         return {};

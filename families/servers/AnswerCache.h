@@ -63,7 +63,7 @@ public:
     }
 
     /// Why an old answer was used, once a minute for the log; otherwise empty.
-    std::string TakeStaleReason();
+    std::string TakeStaleReason(Deadline::Clock::time_point now = Deadline::Clock::now());
 
 private:
     /// The index links the answers themselves: to find one is to wait for memory, mostly.

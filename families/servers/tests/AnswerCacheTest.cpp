@@ -168,6 +168,11 @@ TEST_F(AnswerCacheTest, OldAnswersStandInForAServerThatIsAway) {
     EXPECT_EQ(Cache().TakeStaleReason(), "gone");
     EXPECT_EQ(Ask("a"), "OK");
     EXPECT_EQ(Cache().TakeStaleReason(), ""); // once a minute
+    const auto now = Deadline::Clock::now();
+    EXPECT_EQ(Cache().TakeStaleReason(now + std::chrono::seconds(50)), "");
+    EXPECT_EQ(Cache().TakeStaleReason(now + std::chrono::seconds(60)), "gone");
+    EXPECT_EQ(Ask("a"), "OK");
+    EXPECT_EQ(Cache().TakeStaleReason(now + std::chrono::seconds(110)), "");
     EXPECT_EQ(Ask("b"), "gone");
     // Only for a server that cannot be asked.
     m_away = "";
