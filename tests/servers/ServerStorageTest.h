@@ -62,6 +62,19 @@ protected:
                 numbers.insert(std::stoi(word));
         return numbers;
     }
+
+    /// Expect that a table of MariaDB without transactions keeps the records before the one that
+    /// failed, and that the error says so.
+    void ExpectKeptWithoutTransactions() {
+        Sql("alter table stored engine = myisam");
+        KwStorageHolder holder(this->m_log);
+        holder.Init(Item());
+        EXPECT_THAT(BatchError(holder, {Row(1), Row(2), Row(1), Row(3)}),
+                    testing::StartsWith("?2: " + this->Server().GetHost() + ": "));
+        EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2));
+        EXPECT_EQ(BatchError(holder, {Row(3)}), "");
+        EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2, 3));
+    }
 };
 
 TYPED_TEST_SUITE_P(ServerStorageTest);

@@ -11,14 +11,7 @@ namespace {
 class MysqlStorageTest : public ServerStorageTest<MysqlService> {};
 
 TEST_F(MysqlStorageTest, TableWithoutTransactionsKeepsTheRecordsBeforeTheOneThatFailed) {
-    Sql("alter table stored engine = myisam");
-    KwStorageHolder holder(m_log);
-    holder.Init(Item());
-    EXPECT_THAT(BatchError(holder, {Row(1), Row(2), Row(1), Row(3)}),
-                testing::StartsWith("?2: " + Server().GetHost() + ": "));
-    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2));
-    EXPECT_EQ(BatchError(holder, {Row(3)}), "");
-    EXPECT_THAT(Numbers(), testing::ElementsAre(1, 2, 3));
+    ExpectKeptWithoutTransactions();
 }
 
 TEST_F(MysqlStorageTest, AnotherWriterOfTheSameKeyIsWaitedFor) {

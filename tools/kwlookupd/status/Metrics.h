@@ -71,8 +71,7 @@ public:
                std::uint64_t nanoseconds) noexcept;
     /// Counts a connection that was opened (1) or closed (-1).
     void CountConnection(std::size_t thread, std::size_t door, int change) noexcept;
-    /// Counts a connection that was closed at once, because the client may not ask or there are too
-    /// many.
+    /// Counts a connection that was closed at once, because the client may not ask.
     void CountRefused(std::size_t thread, std::size_t door) noexcept;
 
     // For any thread.
