@@ -129,14 +129,15 @@ bool AddressFinder::GetKeys(FinderKeys& keys) const {
         return false;
     // From the shortest to the longest: they have the same end, so one pass hashes all of them.
     const bool is_domain = m_domain.data() == m_request.data();
-    if (!m_domain.empty()) {
+    if (!m_domain.empty() && !keys.NeedAt()) {
         keys.AddEndings(m_domain, true);
         if (is_domain)
             keys.AddWholeValue(m_request);
         else if (m_domain.front() != '.') // a key with a leading dot is for sub-domains
             keys.Add(m_domain);
-        keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
     }
+    if (!m_domain.empty())
+        keys.Add(std::string_view(m_domain.data() - 1, m_domain.size() + 1)); // with the '@'
     if (m_address.size() != m_request.size() && !m_address.empty())
         keys.Add(m_address);
     if (!is_domain || m_domain.empty())

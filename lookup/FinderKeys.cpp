@@ -10,7 +10,8 @@ namespace kwlookup {
 // An untrusted domain may be a megabyte of dots. So the loops go over the sizes, or the dots, that
 // stored values can have.
 void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
-    if (m_sizes.size() <= m_most_dots) {
+    const std::size_t most_dots = m_most_dots & ~NEED_AT;
+    if (m_sizes.size() <= most_dots) {
         for (const std::size_t size : m_sizes) {
             if (size >= domain.size())
                 return;
@@ -22,7 +23,7 @@ void FinderKeys::AddEndings(std::string_view domain, bool with_dot) {
     }
     if (domain.empty())
         return;
-    std::size_t left = with_dot ? m_most_dots : m_most_dots + 1;
+    std::size_t left = with_dot ? most_dots : most_dots + 1;
     const std::size_t reach = GetLongest() + (with_dot ? 0 : 1);
     const std::string_view reached = domain.substr(domain.size() - std::min(domain.size(), reach));
     for (std::size_t dot = reached.size(); left != 0; --left) {

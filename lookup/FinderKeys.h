@@ -40,18 +40,25 @@ public:
     /// Returns the size of the longest key that a stored value can equal.
     std::size_t GetLongest() const { return m_sizes.empty() ? 0 : m_sizes.back(); }
 
+    /// Returns true when stored values equal only keys with an '@', so that others need not be
+    /// added.
+    bool NeedAt() const { return (m_most_dots & NEED_AT) != 0; }
+
 protected:
     /// `sizes` are the sizes, in ascending order, of the keys that stored values can equal.
-    /// None of these keys has more than `most_dots` dots.
-    FinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots)
-        : m_sizes(sizes), m_most_dots(most_dots) {}
+    /// None of these keys has more than `most_dots` dots. With `need_at` each has an '@'.
+    FinderKeys(const std::vector<std::size_t>& sizes, std::size_t most_dots, bool need_at = false)
+        : m_sizes(sizes), m_most_dots((most_dots & ~NEED_AT) | (need_at ? NEED_AT : 0)) {}
     ~FinderKeys() = default;
 
 private:
+    static constexpr std::size_t NEED_AT = ~(~std::size_t(0) >> 1);
+
     virtual void Take(std::string_view key) = 0;
     virtual void TakeWholeValue(std::string_view value) = 0;
 
     const std::vector<std::size_t>& m_sizes;
+    /// With NEED_AT in it, since the layout of this class is part of the binary interface.
     const std::size_t m_most_dots;
 };
 

@@ -29,7 +29,9 @@ constexpr std::size_t LONG_KEY = 1024;
 class KeyIndex::Keys final : public FinderKeys {
 public:
     explicit Keys(const KeyIndex& index)
-        : FinderKeys(index.m_shapes.GetSizes(), index.m_shapes.GetMostDots()), m_index(index) {}
+        : FinderKeys(index.m_shapes.GetSizes(), index.m_shapes.GetMostDots(),
+                     index.m_shapes.AllHaveAt()),
+          m_index(index) {}
 
     /// Drops most of the keys that are not in the index, and loads the slots of the others into the
     /// cache.
@@ -281,6 +283,16 @@ template <typename Use>
     }
 }
 
+/// Returns the first slot for which ForEachLike() would call, or a free one.
+[[gnu::always_inline]] inline KeyIndex::Slot KeyIndex::FirstLike(const Key& key) const {
+    const TextSlot::Key slot_key = TextSlot::KeyOf(key.text, key.hash);
+    std::size_t place = PlaceOf(key.hash, m_slots.size());
+    while (!m_slots[place].GetText().IsFree() && !m_slots[place].GetText().HasKey(slot_key))
+        if (++place == m_slots.size())
+            place = 0;
+    return m_slots[place];
+}
+
 /// Returns true when many strings have the same part as the one at `rank`. 0 stands for no string.
 bool KeyIndex::AreMany(std::uint32_t rank) const {
     constexpr int FEW = 16; // Match() for so many takes about as long as ten searches
@@ -373,11 +385,13 @@ void KeyIndex::Fetch(const KwLookupFinder* const* finders, std::size_t count) co
                 fetched->Add(*key);
     }
     for (std::size_t i = 0; i < asked; ++i)
-        for (const Key& key : *questions[i].fetched)
-            ForEachLike(key.text, key.hash, [this](const Slot& slot) {
-                Prefetch(slot.GetText().GetAddress());
-                Prefetch(&TextAt(slot.GetRank()));
-            });
+        for (const Key& key : *questions[i].fetched) {
+            const Slot slot = FirstLike(key); // rarely is there another
+            if (slot.GetText().IsFree())
+                continue;
+            Prefetch(slot.GetText().GetAddress());
+            Prefetch(&TextAt(slot.GetRank()));
+        }
 }
 
 } // namespace kwlookup

@@ -97,6 +97,7 @@ private:
     const KeyIndex* GetWholeValues() const;
     template <typename Use>
     void ForEachLike(std::string_view key, std::uint64_t hash, const Use& use) const;
+    Slot FirstLike(const Key& key) const;
     template <typename Fold>
     std::size_t Probe(const Fold& fold, std::string_view key, std::uint64_t hash) const;
     Answer Ask(const KwLookupFinder& finder, const KeySource& source, const Key* begin,

@@ -58,6 +58,8 @@ public:
     const std::vector<std::size_t>& GetSizes() const { return m_sizes; }
     /// Returns a number of dots that no part exceeds.
     std::size_t GetMostDots() const { return m_most_dots; }
+    /// Returns true when each part equals only keys with an '@'.
+    bool AllHaveAt() const { return m_all_have_at; }
 
 private:
     static unsigned char Upper(char c, const LocaleBytes& bytes) {

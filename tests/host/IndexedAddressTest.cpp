@@ -205,6 +205,15 @@ bool Compare(const KwIfLookup& list, const AddressFinder& by_index, const std::s
     return seen.found;
 }
 
+/// Inserts an '@' into the first word of `value` unless it has one.
+void GiveAt(std::string& value, Random& random) {
+    constexpr std::string_view BLANKS = " \t\n\r\v\f\xa0";
+    const std::size_t begin = std::min(value.find_first_not_of(BLANKS), value.size());
+    const std::size_t end = std::min(value.find_first_of(BLANKS, begin), value.size());
+    if (value.find('@', begin) >= end)
+        value.insert(begin + random.Below(end - begin + 1), "@");
+}
+
 TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
     int found = 0, ruled_out = 0;
@@ -221,7 +230,7 @@ TEST(IndexedAddress, TheIndexAnswersAsAWalk) {
             values.push_back(values.empty() || !random.OneIn(6) ? texts.Value()
                                                                 : random.Of(values));
             if (only_addresses)
-                values.back().insert(random.Below(values.back().size() + 1), "@");
+                GiveAt(values.back(), random);
             list.Init(values.back());
         }
         for (int i = 0; i < 60; ++i) {
@@ -333,16 +342,18 @@ TEST(IndexedAddress, ManyEqualKeysAreTriedInTheirOrder) {
 /// Counts the keys that a finder names for a list whose values have parts of these sizes.
 class KeyCounter final : public FinderKeys {
 public:
-    explicit KeyCounter(const std::vector<std::size_t>& sizes, std::size_t most_dots = SIZE_MAX)
-        : FinderKeys(sizes, most_dots) {}
+    explicit KeyCounter(const std::vector<std::size_t>& sizes, std::size_t most_dots = SIZE_MAX,
+                        bool need_at = false)
+        : FinderKeys(sizes, most_dots, need_at) {}
 
-    std::size_t keys = 0, empty = 0, longest = 0;
+    std::size_t keys = 0, empty = 0, longest = 0, without_at = 0;
 
 private:
     void Take(std::string_view key) override {
         ++keys;
         empty += key.empty() ? 1 : 0;
         longest = std::max(longest, key.size());
+        without_at += key.find('@') == std::string_view::npos ? 1 : 0;
     }
     void TakeWholeValue(std::string_view value) override {
         if (value.size() <= GetLongest())
@@ -380,6 +391,30 @@ TEST(IndexedAddress, NoTextHasManyOrLongKeys) {
             EXPECT_LE(counter.keys, list.endings + 5) << text.substr(0, 10) << "...";
             EXPECT_LE(counter.longest, list.sizes.back()) << text.substr(0, 10) << "...";
         }
+}
+
+TEST(IndexedAddress, NamesOnlyAddressesWhereOthersAreNotNeeded) {
+    const struct {
+        std::string text;
+        std::size_t keys, without_at, left; ///< left of those when they are not needed
+    } cases[] = {{"jdoe@mail.corp.lan", 6, 3, 0},
+                 {"<jdoe@corp.lan>", 6, 2, 0},
+                 {"corp.lan", 3, 2, 0},
+                 {"<corp.lan>", 5, 4, 2},
+                 {"@corp.lan", 4, 2, 0},
+                 {"jdoe@", 2, 0, 0},
+                 {"", 1, 1, 1}};
+    std::vector<std::size_t> sizes(100);
+    std::iota(sizes.begin(), sizes.end(), 0);
+    for (const auto& c : cases) {
+        KeyCounter all(sizes), needed(sizes, SIZE_MAX, true);
+        ASSERT_TRUE(AddressFinder(c.text).GetKeys(all));
+        ASSERT_TRUE(AddressFinder(c.text).GetKeys(needed));
+        EXPECT_EQ(all.keys, c.keys) << c.text;
+        EXPECT_EQ(all.without_at, c.without_at) << c.text;
+        EXPECT_EQ(needed.keys - needed.without_at, c.keys - c.without_at) << c.text;
+        EXPECT_EQ(needed.without_at, c.left) << c.text;
+    }
 }
 
 /// Counts the calls of Match() of an AddressFinder.
