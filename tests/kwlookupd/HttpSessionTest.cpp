@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "kwlookupd/ConstantView.h"
 #include "kwlookupd/Conversation.h"
+#include "kwlookupd/CountAnswer.h"
 #include "tools/kwlookupd/doors/Door.h"
 #include "tools/kwlookupd/doors/HttpDate.h"
 
@@ -389,7 +390,7 @@ TEST_F(HttpSession, TellsHealthAndMetrics) {
     view.lists[1].loaded = true;
     EXPECT_EQ(Get("/healthz").status, 200);
     EXPECT_EQ(Get("/healthz").body, "ok\n");
-    view.GetCounters().Count(0, 0, 0, Outcome::Found, 1);
+    CountAnswer(view.GetCounters(), 0, 0, 0, Outcome::Found, 1);
     const HttpAnswer answer = Get("/metrics");
     EXPECT_EQ(answer.Get("Content-Type"), "text/plain; version=0.0.4; charset=utf-8");
     EXPECT_THAT(

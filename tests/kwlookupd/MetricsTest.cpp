@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/status/Metrics.h"
 #include "kwlookupd/Client.h"
+#include "kwlookupd/CountAnswer.h"
 #include "kwlookupd/Daemon.h"
 #include "support/Rounds.h"
 #include "support/RunProgram.h"
@@ -41,10 +42,10 @@ Metrics MakeMetrics(std::size_t threads) {
 
 TEST(Metrics, AddsUpWhatAllThreadsCounted) {
     Metrics metrics = MakeMetrics(3);
-    metrics.Count(0, 0, 0, Outcome::Found, 900);
-    metrics.Count(1, 0, 0, Outcome::Found, 1'000);
-    metrics.Count(2, 0, 1, Outcome::NotFound, 1'001);
-    metrics.Count(2, 1, 1, Outcome::Unavailable, 6'000'000'000);
+    CountAnswer(metrics, 0, 0, 0, Outcome::Found, 900);
+    CountAnswer(metrics, 1, 0, 0, Outcome::Found, 1'000);
+    CountAnswer(metrics, 2, 0, 1, Outcome::NotFound, 1'001);
+    CountAnswer(metrics, 2, 1, 1, Outcome::Unavailable, 6'000'000'000);
 
     EXPECT_EQ(metrics.GetDoorCounts(0).found, 2U);
     EXPECT_EQ(metrics.GetDoorCounts(0).not_found, 1U);
@@ -71,6 +72,19 @@ TEST(Metrics, AddsUpWhatAllThreadsCounted) {
         EXPECT_THAT(text, HasSubstr(std::string(line) + "\n"));
     // A door has no line for a list that it does not serve, and one for each that it does.
     EXPECT_THAT(text, Not(HasSubstr(R"(door="policy",list="blocked")")));
+}
+
+TEST(Metrics, CountsTheTimeOfEachOfManyAnswers) {
+    Metrics metrics = MakeMetrics(1);
+    metrics.CountTimes(0, 0, 2'000, 16);
+    const std::string text = metrics.ToPrometheus({}, 0);
+    for (const char* line : {
+             R"(kwlookupd_request_duration_seconds_bucket{door="map",le="1e-06"} 0)",
+             R"(kwlookupd_request_duration_seconds_bucket{door="map",le="2e-06"} 16)",
+             R"(kwlookupd_request_duration_seconds_sum{door="map"} 0.000032000)",
+             R"(kwlookupd_request_duration_seconds_count{door="map"} 16)",
+         })
+        EXPECT_THAT(text, HasSubstr(std::string(line) + "\n"));
 }
 
 TEST(Metrics, CountsConnectionsAndReloads) {
@@ -140,11 +154,11 @@ TEST(Metrics, SamplesHoldWhatWasCountedSinceTheLast) {
     const auto start = std::chrono::steady_clock::now();
     metrics.TakeSample(start);
     for (int i = 0; i < 98; ++i)
-        metrics.Count(i % 2, 0, 0, Outcome::Found, 3'000);
-    metrics.Count(0, 0, 0, Outcome::NotFound, 40'000);
-    metrics.Count(1, 0, 1, Outcome::Unavailable, 900'000'000);
+        CountAnswer(metrics, i % 2, 0, 0, Outcome::Found, 3'000);
+    CountAnswer(metrics, 0, 0, 0, Outcome::NotFound, 40'000);
+    CountAnswer(metrics, 1, 0, 1, Outcome::Unavailable, 900'000'000);
     metrics.TakeSample(start + seconds(10));
-    metrics.Count(0, 0, 0, Outcome::Found, 9'000'000'000);
+    CountAnswer(metrics, 0, 0, 0, Outcome::Found, 9'000'000'000);
     metrics.TakeSample(start + seconds(30));
     metrics.TakeSample(start + seconds(40));
 
@@ -169,7 +183,7 @@ TEST(Metrics, HistoryIsOneHour) {
     Metrics metrics = MakeMetrics(1);
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 400; ++i) {
-        metrics.Count(0, 0, 0, Outcome::Found, 1);
+        CountAnswer(metrics, 0, 0, 0, Outcome::Found, 1);
         metrics.TakeSample(start + Metrics::SAMPLE_PERIOD * i);
     }
     double covered = 0;
@@ -219,7 +233,7 @@ TEST(MetricsThreads, CountWithoutLoss) {
         threads.emplace_back([&, thread] {
             for (int i = 0; i < rounds; ++i) {
                 metrics.CountConnection(thread, 1, 1);
-                metrics.Count(thread, 0, 0, Outcome::Found, static_cast<std::uint64_t>(i));
+                CountAnswer(metrics, thread, 0, 0, Outcome::Found, static_cast<std::uint64_t>(i));
                 metrics.CountConnection(thread, 1, -1);
                 if (i % 1024 == 0) {
                     metrics.NoteFault(0, "server gone");
@@ -243,7 +257,7 @@ constexpr const char* HOSTILE = "a\\b\"c\nd{}\xff\xe2\x82\xac</x>\x01";
 TEST(Metrics, PrometheusReadsTheText) {
     Metrics metrics({MakeDoorConfig(HOSTILE, {{HOSTILE, 0}}), MakeDoorConfig("empty", {{"b", 1}})},
                     {HOSTILE, "b"}, 2);
-    metrics.Count(0, 0, 0, Outcome::Found, 1'500);
+    CountAnswer(metrics, 0, 0, 0, Outcome::Found, 1'500);
     metrics.CountConnection(1, 0, 1);
     ListState state;
     state.name = HOSTILE;

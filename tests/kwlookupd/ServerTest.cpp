@@ -3,6 +3,7 @@
 
 #include "kwlookupd/Client.h"
 #include "objects/TestPlugins.h"
+#include "support/FailingAllocation.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
@@ -23,6 +24,7 @@
 #include <future>
 #include <map>
 #include <netinet/in.h>
+#include <optional>
 #include <poll.h>
 #include <set>
 #include <stdexcept>
@@ -88,6 +90,27 @@ long CountWakes(const std::string& thread) {
     return 0;
 }
 
+/// A door that calls a function, if there is one, in the thread of each new connection. Threads:
+/// any may set the function.
+class HookedDoor : public kwlookup::Door {
+public:
+    using Hook = std::function<void()>;
+
+    explicit HookedDoor(const DoorConfig& config) : m_door(kwlookup::MakeDoor(config)) {}
+    std::unique_ptr<kwlookup::Session> NewSession() const override {
+        if (const auto hook = std::atomic_load(&m_hook))
+            (*hook)();
+        return m_door->NewSession();
+    }
+    void SetHook(const Hook& hook) {
+        std::atomic_store(&m_hook, hook ? std::make_shared<Hook>(hook) : nullptr);
+    }
+
+private:
+    const std::unique_ptr<kwlookup::Door> m_door;
+    std::shared_ptr<Hook> m_hook;
+};
+
 /// A server with the lists "fast" (in memory), "slow" (waits 20 ms), "stuck" (1 s) and "none" (not
 /// loaded), and with a socketmap door on TCP and UNIX sockets and a tcp door.
 class ServerTest : public testing::Test {
@@ -110,8 +133,10 @@ protected:
 
     void Start() {
         std::vector<Server::OpenDoor> doors;
-        for (const DoorConfig& config : {m_socketmap, m_tcp})
-            doors.push_back({config, kwlookup::MakeDoor(config)});
+        auto hooked = std::make_unique<HookedDoor>(m_socketmap);
+        m_door = hooked.get();
+        doors.push_back({m_socketmap, std::move(hooked)});
+        doors.push_back({m_tcp, kwlookup::MakeDoor(m_tcp)});
         m_metrics = std::make_unique<kwlookup::Metrics>(
             std::vector<DoorConfig>{m_socketmap, m_tcp},
             std::vector<std::string>{"fast", "slow", "stuck", "none"}, m_settings.io_threads);
@@ -143,6 +168,7 @@ protected:
     TempDir m_dir;
     ServerSettings m_settings;
     DoorConfig m_socketmap, m_tcp;
+    HookedDoor* m_door = nullptr; ///< of m_socketmap
     std::unique_ptr<kwlookup::Metrics> m_metrics;
     std::unique_ptr<Server> m_server;
     std::thread m_thread;
@@ -295,6 +321,71 @@ TEST_F(ServerTest, SharesItsWorkAmongThreads) {
     EXPECT_TRUE(Becomes([&] { return count_busy(ask_rarely) == 1; }));
 }
 
+#ifndef __SANITIZE_THREAD__ // which makes these clients too slow to keep a thread busy
+TEST_F(ServerTest, ClosesAConnectionThatAnotherThreadCannotTakeOver) {
+    constexpr std::size_t COUNT = 8;
+    m_settings.max_connections = COUNT + 1;
+    Start();
+    // The first thread works, so the other one gets the clients.
+    std::promise<void> held, release;
+    m_door->SetHook([&] {
+        held.set_value();
+        release.get_future().wait();
+        throw std::runtime_error("refused");
+    });
+    Client refused(Maps());
+    held.get_future().wait();
+    m_door->SetHook({});
+    std::this_thread::sleep_for(milliseconds(50));
+    std::optional<FailingAllocation> failing;
+    std::atomic<bool> fails{false};
+    m_server->SetList(4, nullptr, [&] {
+        failing.emplace(0);
+        fails = true;
+    });
+    std::deque<Client> clients;
+    for (std::size_t i = 0; i < COUNT; ++i) {
+        clients.emplace_back(Maps());
+        clients.back().Send(Net("fast jdoe@corp.lan"));
+        EXPECT_EQ(clients.back().Receive(9), "6:OK yes,");
+    }
+    release.set_value();
+    EXPECT_TRUE(Becomes([&] { return fails.load(); }));
+
+    const std::string request = Net("fast big@corp.lan"),
+                      answer = Net("OK " + std::string(60000, 'b'));
+    std::atomic<std::size_t> closed{0};
+    std::vector<std::thread> threads;
+    for (Client& client : clients)
+        threads.emplace_back([&] {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (closed == 0 && std::chrono::steady_clock::now() < end) {
+                for (int i = 0; i < 200; ++i)
+                    client.Send(request);
+                for (int i = 0; i < 200; ++i) {
+                    const std::string got = client.Receive(answer.size());
+                    if (got.empty()) {
+                        ++closed;
+                        return;
+                    }
+                    EXPECT_TRUE(got == answer);
+                }
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(closed, 1U);
+    EXPECT_THAT(RecordingLog::Texts(ERROR),
+                ElementsAre("refused", "a connection is closed: std::bad_alloc"));
+    for (int i = 0; i < 2; ++i) { // one in the place of that which was closed
+        clients.emplace_back(Maps());
+        clients.back().Send(Net("fast jdoe@corp.lan"));
+        EXPECT_EQ(clients.back().Receive(9), "6:OK yes,");
+    }
+    EXPECT_EQ(m_metrics->GetConnections(0), COUNT + 1);
+}
+#endif
+
 TEST_F(ServerTest, AsksAServerOnceAboutEachKey) {
     kwlookup::ListSettings settings;
     settings.name = "list";
@@ -438,6 +529,7 @@ TEST_F(ServerTest, LetsClientsWaitWhileItHasTooManyConnections) {
 }
 
 TEST_F(ServerTest, GoesOnAfterDescriptorsRanOut) {
+    m_settings.io_threads = 1; // UBSan: with two, connections may move meanwhile. See below.
     Start();
     EXPECT_EQ(Ask("fast jdoe@corp.lan"), "6:OK yes,");
     Client waiting(Maps()); // has its descriptor already
@@ -492,6 +584,45 @@ TEST_F(ServerTest, LetsTheSystemProbeIdleClients) {
         EXPECT_NE(on, 0);
     }
     EXPECT_EQ(found, 1);
+}
+
+TEST_F(ServerTest, GoesOnAfterMemoryRanOut) {
+    m_settings.io_threads = 1;
+    m_settings.max_connections = 3;
+    Start();
+    const std::string requests =
+        Net("fast jdoe@corp.lan") + Net("slow slow@corp.lan") + Net("fast none@corp.lan");
+    const std::string fault = "[0-9]+:TEMP [a-z ]+,";
+    const std::string answers =
+        "((6:OK yes,|" + fault + ")((9:OK waited,|" + fault + ")(9:NOTFOUND ,|" + fault + ")?)?)?";
+    std::optional<FailingAllocation> failing;
+    const auto fail_in_loop = [&](int after) {
+        m_door->SetHook([&, after] { failing.emplace(after); });
+    };
+    const auto fail_in_main = [&](int after) {
+        m_door->SetHook({});
+        std::promise<void> done;
+        boost::asio::steady_timer timer(m_server->GetMainContext(), std::chrono::seconds(0));
+        timer.async_wait([&](const boost::system::error_code&) {
+            failing.emplace(after);
+            done.set_value();
+        });
+        done.get_future().wait();
+    };
+    // As many allocations as each thread makes for what the clients ask here.
+    for (const auto& [fail, most] : std::initializer_list<std::pair<std::function<void(int)>, int>>{
+             {fail_in_loop, 40}, {fail_in_main, 20}})
+        for (int after = 0; after < most; ++after) {
+            fail(after);
+            std::deque<Client> clients;
+            for (int i = 0; i < 3; ++i) {
+                clients.emplace_back(Maps());
+                clients.back().Send(requests);
+                clients.back().End();
+            }
+            for (Client& client : clients) // each gets its answers, or the end
+                EXPECT_THAT(client.ReceiveAll(), testing::MatchesRegex(answers)) << after;
+        }
 }
 
 TEST_F(ServerTest, ClosesIdleConnectionsIfToldTo) {
@@ -616,6 +747,57 @@ TEST_F(ServerTest, AnswersWhatHasArrivedBeforeItStops) {
     stopping.join();
     EXPECT_THROW(Client("unix:" + m_dir.Path("maps")), std::runtime_error);
     EXPECT_FALSE(std::filesystem::exists(m_dir.Path("maps")));
+}
+
+// Threads give each other connections meanwhile.
+TEST_F(ServerTest, LosesNothingWhenItStopsUnderLoad) {
+    const std::string big = Net("fast big@corp.lan"), small = Net("fast jdoe@corp.lan"),
+                      big_answer = Net("OK " + std::string(60000, 'b')), small_answer = "6:OK yes,";
+    constexpr int COUNT = 8, LAST = 100; // small answers fit into the system's buffers
+    for (int round = 0; round < 10; ++round) {
+        Start();
+        std::atomic<bool> stopping{false};
+        std::atomic<int> ready{0};
+        // Connections that come meanwhile make the server's threads late.
+        m_door->SetHook([] { std::this_thread::sleep_for(milliseconds(10)); });
+        std::vector<std::thread> threads;
+        threads.emplace_back([address = Maps()] {
+            try {
+                for (;; std::this_thread::sleep_for(milliseconds(12)))
+                    Client late(address);
+            } catch (const std::runtime_error&) { // the server has stopped
+            }
+        });
+        for (int i = 0; i < COUNT; ++i)
+            threads.emplace_back([&, i, client = Client(Maps())]() mutable {
+                const bool is_last_counted = i % 2 == 0;
+                std::string got = "-";
+                while (!(is_last_counted && stopping) && !got.empty()) {
+                    for (int j = 0; j < 10; ++j)
+                        client.Send(big);
+                    for (int j = 0; j < 10 && !got.empty(); ++j) {
+                        got = client.Receive(big_answer.size());
+                        EXPECT_TRUE(got.empty() || got == big_answer) << got.size();
+                    }
+                }
+                if (!is_last_counted)
+                    return;
+                EXPECT_FALSE(got.empty());
+                for (int j = 0; j < LAST; ++j)
+                    EXPECT_TRUE(client.Send(small));
+                ++ready;
+                for (int j = 0; j < LAST; ++j)
+                    EXPECT_EQ(client.Receive(small_answer.size()), small_answer);
+                EXPECT_EQ(client.ReceiveAll(), "");
+            });
+        std::this_thread::sleep_for(milliseconds(20 + 7 * round));
+        stopping = true;
+        EXPECT_TRUE(Becomes([&] { return ready == COUNT / 2; }));
+        Stop();
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(m_metrics->GetConnections(0), 0U);
+    }
 }
 
 TEST_F(ServerTest, HoldsIdleConnectionsInLittleMemory) {

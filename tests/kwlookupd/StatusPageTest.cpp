@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/status/StatusPage.h"
 #include "kwlookupd/ConstantView.h"
+#include "kwlookupd/CountAnswer.h"
 #include "support/RunProgram.h"
 
 #include <gmock/gmock.h>
@@ -44,8 +45,8 @@ TEST(StatusPage, TellsListsAndDoors) {
     const auto start = std::chrono::steady_clock::now();
     metrics.TakeSample(start);
     for (int i = 0; i < 45; ++i)
-        metrics.Count(0, 0, 0, Outcome::Found, 3'000);
-    metrics.Count(0, 0, 1, Outcome::Unavailable, 600'000'000);
+        CountAnswer(metrics, 0, 0, 0, Outcome::Found, 3'000);
+    CountAnswer(metrics, 0, 0, 1, Outcome::Unavailable, 600'000'000);
     metrics.TakeSample(start + std::chrono::seconds(10));
     const std::string html = MakePage(view).ToHtml();
     for (const char* part : {
@@ -79,7 +80,7 @@ TEST(StatusPage, DrawsTheWholeHour) {
     metrics.TakeSample(now);
     for (int i = 0; i < 400; ++i) {
         for (int j = 0; j < i % 7; ++j)
-            metrics.Count(0, 0, 0, Outcome::Found, 3'000);
+            CountAnswer(metrics, 0, 0, 0, Outcome::Found, 3'000);
         metrics.TakeSample(now += std::chrono::seconds(10));
     }
     const std::string html = MakePage(view).ToHtml();

@@ -111,8 +111,7 @@ private:
     mutable std::array<LogLimit, 3> m_refusals; ///< lines for each reason
     std::vector<Entry> m_entries;
     const Entry* m_first_file = nullptr;
-    /// For each byte of an address: 0 if it tells nothing of the local part, 1 for '@'.
-    std::array<unsigned, 256> m_weights;
+    bool m_extensions_are_marked; ///< by bytes that are not plain
     bool m_may_wait = false;
     bool m_has_plugins = false;
     std::vector<std::size_t> m_rules; ///< hashes of the patterns in files

@@ -15,8 +15,8 @@ class Connection;
 /// Requests of some connections that were read, and are answered together: their searches wait for
 /// memory at the same time. The memory is reused.
 struct Batch {
-    /// Enough to hide the latency of memory.
-    static constexpr std::size_t MAX_REQUESTS = 32;
+    /// Those of MAX_SHARES clients with 16 requests in flight each. Searches are quickest together.
+    static constexpr std::size_t MAX_REQUESTS = 128;
     /// Few, because the answer to the first waits until the last has been read.
     static constexpr std::size_t MAX_SHARES = 8;
 

@@ -3,6 +3,7 @@
 
 #include "host/LogText.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/kwlookupd/net/ConnectionShares.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,13 +18,20 @@ namespace kwlookup {
 
 namespace {
 
-/// A loop as busy as this cannot keep up, in percent. One that waits for its clients now and then
-/// is quicker than two that share its connections.
-constexpr int TOO_BUSY = 95;
-/// Only a loop that is less busy by so much gets connections of such a loop.
-constexpr int DIFFERENCE = 30;
-/// One loop serves the connections of two that are together less busy than this.
-constexpr int ENOUGH_FOR_ONE = 90;
+/// There is room for so many closed connections, more than a turn usually has: one that could not
+/// be kept until the end of the turn would never be counted as closed.
+constexpr std::size_t USUAL_DEAD = 1024;
+
+/// Logs a fault if there is memory for it. What follows must be done in any case.
+void LogFault(const char* text, const std::exception& fault) noexcept {
+    try {
+        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
+                std::string(text) + fault.what());
+    } catch (const std::exception&) {
+    }
+}
+
+constexpr char CLOSED[] = "a connection is closed: ";
 
 } // namespace
 
@@ -41,6 +49,7 @@ EventLoop::EventLoop(const ServerSettings& settings, std::size_t number, Metrics
         ::fcntl(end, F_SETFD, FD_CLOEXEC);
     }
     m_poller.Add(m_wake_read.Get(), nullptr, true, false);
+    m_dead.reserve(USUAL_DEAD);
 }
 
 EventLoop::~EventLoop() = default;
@@ -70,7 +79,7 @@ void EventLoop::Run() {
         try {
             TakeTurn();
         } catch (const std::exception& e) { // memory has run out; what was not done comes again
-            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+            LogFault("", e);
         }
         m_dead.clear();
     }
@@ -114,35 +123,44 @@ void EventLoop::ShareConnections(Time now) {
                 least = its;
             }
         }
-        if (busy >= TOO_BUSY && least + DIFFERENCE <= busy)
-            GiveAway(*idlest, 100 * (busy - least) / (2 * busy), now - LoopLoad::SHORT);
+        if (CountToGive(busy, least, m_connections.size()) != 0) {
+            std::vector<Connection*> active = GetActive(now - LoopLoad::SHORT);
+            active.resize(CountToGive(busy, least, active.size()));
+            GiveAway(*idlest, active);
+        }
     }
     if (m_load.EndLong(now)) {
         const int busy = m_load.GetBusyForLong(now);
         for (EventLoop* loop : m_loops) {
             if (loop == this)
                 break;
-            if (loop->m_load.GetBusyForLong(now) + busy < ENOUGH_FOR_ONE) {
-                GiveAway(*loop, 100, now - LoopLoad::LONG);
+            const int its = loop->m_load.GetBusyForLong(now);
+            if (CountToReturn(busy, its, m_connections.size()) != 0) {
+                std::vector<Connection*> active = GetActive(now - LoopLoad::LONG);
+                active.resize(CountToReturn(busy, its, active.size()));
+                GiveAway(*loop, active);
                 break;
             }
         }
     }
 }
 
-/// Gives away so much of the connections that were active and can be moved.
-void EventLoop::GiveAway(EventLoop& loop, int percent, Time active_since) {
+/// Returns the connections that were active since then, and can be moved.
+std::vector<Connection*> EventLoop::GetActive(Time since) const {
     std::vector<Connection*> active;
     for (const auto& [id, connection] : m_connections)
-        if (connection->MayMove() && connection->GetLastActive() >= active_since)
+        if (connection->MayMove() && connection->GetLastActive() >= since)
             active.push_back(connection.get());
-    active.resize(active.size() * static_cast<std::size_t>(percent) / 100);
-    if (active.empty())
+    return active;
+}
+
+void EventLoop::GiveAway(EventLoop& loop, const std::vector<Connection*>& connections) {
+    if (connections.empty())
         return;
     const auto given = std::make_shared<std::vector<std::unique_ptr<Connection>>>();
-    given->reserve(active.size());
+    given->reserve(connections.size());
     const std::function<void()> take = [&loop, given] { loop.TakeOver(std::move(*given)); };
-    for (const Connection* connection : active) {
+    for (const Connection* connection : connections) {
         const auto found = m_connections.find(connection->GetId());
         m_poller.Remove(connection->GetSocket());
         given->push_back(std::move(found->second));
@@ -166,8 +184,7 @@ void EventLoop::TakeOver(std::vector<std::unique_ptr<Connection>> connections) {
             m_connections[id] = std::move(taken);
             m_poller.Add(connection.GetSocket(), &connection, true, false);
         } catch (const std::exception& e) {
-            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
-                    std::string("a connection is closed: ") + e.what());
+            LogFault(CLOSED, e);
             CountClosed(connection.GetDoor());
             m_connections.erase(id);
             continue;
@@ -266,10 +283,13 @@ void EventLoop::Count(std::size_t door, const Query& query, const std::vector<Re
         return;
     for (const Reply& reply : replies) {
         const std::size_t list = query.asks[reply.ask].list;
-        m_answered.push_back({door, list, reply.outcome, asked});
+        m_metrics->Count(m_number, door, list, reply.outcome);
         if (reply.outcome == Outcome::Unavailable)
             m_metrics->NoteFault(list, reply.text);
     }
+    if (m_answered.empty() || m_answered.back().door != door || m_answered.back().asked != asked)
+        m_answered.push_back({door, asked, 0});
+    m_answered.back().count += replies.size();
 }
 
 void EventLoop::CountAnswers() {
@@ -278,8 +298,8 @@ void EventLoop::CountAnswers() {
     const Time now = std::chrono::steady_clock::now();
     for (const Answered& answer : m_answered) {
         const auto time = std::chrono::nanoseconds(now - answer.asked).count();
-        m_metrics->Count(m_number, answer.door, answer.list, answer.outcome,
-                         static_cast<std::uint64_t>(time));
+        m_metrics->CountTimes(m_number, answer.door, static_cast<std::uint64_t>(time),
+                              answer.count);
     }
     m_answered.clear();
 }
@@ -335,7 +355,7 @@ void EventLoop::RunTasks() {
         try {
             task();
         } catch (const std::exception& e) {
-            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+            LogFault("", e);
         }
     }
 }
@@ -379,8 +399,7 @@ void EventLoop::Serve(Connection& connection, const Action& action) {
     try {
         goes_on = action();
     } catch (const std::exception& e) {
-        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
-                std::string("a connection is closed: ") + e.what());
+        LogFault(CLOSED, e);
     }
     CountAnswers();
     if (goes_on)

@@ -102,7 +102,8 @@ private:
 
     void TakeTurn();
     void ShareConnections(Time now);
-    void GiveAway(EventLoop& loop, int percent, Time active_since);
+    std::vector<Connection*> GetActive(Time since) const;
+    void GiveAway(EventLoop& loop, const std::vector<Connection*>& connections);
     void TakeOver(std::vector<std::unique_ptr<Connection>> connections);
     bool AddTask(std::function<void()> task, bool even_if_stopped);
     void StopConnection(Connection& connection);
@@ -119,11 +120,11 @@ private:
     template <typename Action>
     void Serve(Connection& connection, const Action& action);
 
-    /// An answer that was given in this turn.
+    /// Answers that were given in this turn, to questions of one time.
     struct Answered {
-        std::size_t door, list;
-        Outcome outcome;
+        std::size_t door;
         Time asked;
+        std::size_t count;
     };
 
     const ServerSettings& m_settings;
@@ -148,7 +149,7 @@ private:
     std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
     std::vector<std::unique_ptr<Connection>> m_dead; ///< events of this turn may name them
     std::uint64_t m_next_id = 0;
-    std::vector<Answered> m_answered; ///< to be counted, so that the clock is read once
+    std::vector<Answered> m_answered; ///< their times are counted together
     std::deque<Deadline> m_deadlines; ///< in order: all questions have the same time
     Time m_now;
     Time m_next_second;

@@ -16,7 +16,7 @@ public:
     /// The time after which a loop that cannot keep up gets help.
     static constexpr std::chrono::milliseconds SHORT{20};
     /// The time for which load must be low before it is worth moving connections.
-    static constexpr std::chrono::milliseconds LONG{1000};
+    static constexpr std::chrono::milliseconds LONG{200};
 
     void BeginWait(Time now) {
         AddWork(now);

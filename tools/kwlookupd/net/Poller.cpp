@@ -33,6 +33,7 @@ struct Poller::System {
 Poller::Poller() : m_set(::epoll_create1(EPOLL_CLOEXEC)), m_system(std::make_unique<System>()) {
     if (!m_set)
         throw std::system_error(errno, std::system_category(), "epoll_create1");
+    m_events.reserve(System::MAX_EVENTS); // events that do not fit would not come again
 }
 
 void Poller::Add(int fd, void* owner, bool read, bool write) {

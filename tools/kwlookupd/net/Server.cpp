@@ -78,6 +78,7 @@ struct Server::State {
         std::string address; ///< as configured
         asio::posix::stream_descriptor descriptor;
         asio::steady_timer timer;
+        bool waits = false;   ///< for a client, or for the timer
         bool is_full = false; ///< waits until a connection of its door is closed
 
         OpenListener(asio::io_context& context, FileDescriptor listening, std::string its_address)
@@ -137,16 +138,30 @@ struct Server::State {
             loop->SetLoops(all);
     }
 
+    /// Makes all listeners wait that do not. One that ran out of memory does not.
+    void WaitForClients() {
+        for (std::size_t door = 0; door < doors.size(); ++door) {
+            for (const auto& listener : doors[door]->listeners) {
+                if (listener->waits)
+                    continue;
+                listener->is_full = false;
+                Wait(door, *listener);
+            }
+        }
+    }
+
     void Wait(std::size_t door, OpenListener& listener) {
         listener.descriptor.async_wait(asio::posix::stream_descriptor::wait_read,
                                        [this, door, &listener](boost::system::error_code error) {
                                            if (!error)
                                                Accept(door, listener);
                                        });
+        listener.waits = true;
     }
 
     void Accept(std::size_t number, OpenListener& listener) {
         ServedDoor& door = *doors[number];
+        listener.waits = false;
         for (int i = 0; i < MAX_ACCEPTS; ++i) {
             if (door.connections >= settings.max_connections && !MayGoOn(door, listener))
                 return;
@@ -169,6 +184,7 @@ struct Server::State {
                         if (!error)
                             Accept(number, listener);
                     });
+                listener.waits = true;
                 return;
             }
         }
@@ -195,12 +211,16 @@ struct Server::State {
         --door.connections;
         if (!door.is_full.exchange(false))
             return;
-        asio::post(context, [this, number, &door] {
-            for (const auto& listener : door.listeners) {
-                if (std::exchange(listener->is_full, false))
-                    Accept(number, *listener);
-            }
-        });
+        try {
+            asio::post(context, [this, number, &door] {
+                for (const auto& listener : door.listeners) {
+                    if (std::exchange(listener->is_full, false))
+                        Accept(number, *listener);
+                }
+            });
+        } catch (const std::exception&) { // memory has run out; the next one tries again
+            door.is_full = true;
+        }
     }
 
     /// Returns the first loop that can take more connections, or else the one that is least busy.
@@ -234,17 +254,22 @@ struct Server::State {
         // Without IdleTime, nothing else ends the connection of a machine that has vanished.
         ::setsockopt(socket.Get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
         ++door.connections;
-        const auto shared = std::make_shared<FileDescriptor>(std::move(socket));
-        loop.Post([this, number, shared, &loop, &door] {
-            std::unique_ptr<Session> session;
-            try {
-                session = door.door->NewSession();
-            } catch (...) {
-                OnClosed(number);
-                throw;
-            }
-            loop.Add(std::move(*shared), number, std::move(session));
-        });
+        try {
+            const auto shared = std::make_shared<FileDescriptor>(std::move(socket));
+            loop.Post([this, number, shared, &loop, &door] {
+                std::unique_ptr<Session> session;
+                try {
+                    session = door.door->NewSession();
+                } catch (...) {
+                    OnClosed(number);
+                    throw;
+                }
+                loop.Add(std::move(*shared), number, std::move(session));
+            });
+        } catch (...) {
+            OnClosed(number);
+            throw;
+        }
     }
 
     /// Feeds the watchdog if all loops have taken a turn since the last time.
@@ -307,21 +332,19 @@ void Server::Run() {
     std::vector<std::thread> threads;
     for (const auto& loop : m_state->loops)
         threads.emplace_back([&its_loop = *loop] { its_loop.Run(); });
-    for (std::size_t i = 0; i < m_state->doors.size(); ++i) {
-        for (const auto& listener : m_state->doors[i]->listeners)
-            m_state->Wait(i, *listener);
-    }
-    if (GetWatchdogTime().count() > 0)
-        m_state->FeedWatchdog();
     NotifySystemd("READY=1\nSTATUS=Serving " + std::to_string(m_state->doors.size()) +
                   (m_state->doors.size() == 1 ? " door" : " doors"));
 
     const auto work = asio::make_work_guard(m_state->context);
     while (!m_state->context.stopped()) {
         try {
+            m_state->WaitForClients();
+            if (GetWatchdogTime().count() > 0)
+                m_state->FeedWatchdog();
             m_state->context.run();
-        } catch (const std::exception& e) {
+        } catch (const std::exception& e) { // memory has run out
             LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+            std::this_thread::sleep_for(ACCEPT_PAUSE);
         }
     }
 

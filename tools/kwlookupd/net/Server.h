@@ -49,9 +49,9 @@ public:
     /// Returns the addresses of a door, with their real ports.
     std::vector<std::string> GetAddresses(std::size_t door) const;
 
-    /// Gives all threads a new list of this number; null takes it away. `done` is called in one of
-    /// them after the last has taken it. Keep the old list until then, so that no thread that
-    /// serves clients has to free it. Threads: any.
+    /// Gives all threads a new list of this number; null takes it away. `done` is called after the
+    /// last has taken it, in that thread or in the caller's. Keep the old list until then, so that
+    /// no thread that serves clients has to free it. Threads: any.
     void SetList(std::size_t number, std::shared_ptr<const ListGeneration> list,
                  const std::function<void()>& done = {});
 

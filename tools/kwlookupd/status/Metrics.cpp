@@ -111,16 +111,20 @@ Metrics::Metrics(const std::vector<DoorConfig>& doors, std::vector<std::string> 
         m_threads.emplace_back(m_doors.size(), m_lists.size());
 }
 
-void Metrics::Count(std::size_t thread, std::size_t door, std::size_t list, Outcome outcome,
-                    std::uint64_t nanoseconds) noexcept {
-    ThreadCounters& counters = m_threads[thread];
-    counters.outcomes[door * m_lists.size() + list][static_cast<std::size_t>(outcome)].Add(1);
-    DoorCounters& latency = counters.doors[door];
+void Metrics::Count(std::size_t thread, std::size_t door, std::size_t list,
+                    Outcome outcome) noexcept {
+    auto& outcomes = m_threads[thread].outcomes[door * m_lists.size() + list];
+    outcomes[static_cast<std::size_t>(outcome)].Add(1);
+}
+
+void Metrics::CountTimes(std::size_t thread, std::size_t door, std::uint64_t nanoseconds,
+                         std::uint64_t count) noexcept {
+    DoorCounters& latency = m_threads[thread].doors[door];
     std::size_t bucket = 0; // most answers are quick
     while (bucket < BOUNDS.size() && nanoseconds > BOUNDS[bucket].nanoseconds)
         ++bucket;
-    latency.latencies[bucket].Add(1);
-    latency.nanoseconds.Add(nanoseconds);
+    latency.latencies[bucket].Add(count);
+    latency.nanoseconds.Add(nanoseconds * count);
 }
 
 void Metrics::CountConnection(std::size_t thread, std::size_t door, int change) noexcept {

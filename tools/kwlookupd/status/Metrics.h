@@ -67,8 +67,10 @@ public:
     // For the thread of the number `thread` only.
 
     /// Counts a request that was answered. `list` is the one that answered.
-    void Count(std::size_t thread, std::size_t door, std::size_t list, Outcome outcome,
-               std::uint64_t nanoseconds) noexcept;
+    void Count(std::size_t thread, std::size_t door, std::size_t list, Outcome outcome) noexcept;
+    /// Counts the time that each of `count` such requests took.
+    void CountTimes(std::size_t thread, std::size_t door, std::uint64_t nanoseconds,
+                    std::uint64_t count) noexcept;
     /// Counts a connection that was opened (1) or closed (-1).
     void CountConnection(std::size_t thread, std::size_t door, int change) noexcept;
     /// Counts a connection that was closed at once, because the client may not ask.
