@@ -169,6 +169,8 @@ TEST_F(HttpSession, TheStatusTellsTheOutcome) {
         {"/missing", 404, "this door serves no list of that name\n"},
         {"/a/b/c", 404, "there is no such page\n"},
         {"/blocked/x", 404, "there is no such page\n"},
+        {"/blocked/x?text=a", 400, "there is no such page\n"},
+        {"//blocked?text=a", 400, "there is no such page\n"},
         {"//", 404, "this door serves no list of that name\n"},
         {"/missing/all", 404, "this door serves no list of that name\n"},
         // As proxies are asked
@@ -254,6 +256,9 @@ TEST_F(HttpSession, AnswersManyTexts) {
     EXPECT_EQ(Post("/blocked", "").status, 400);
     EXPECT_EQ(Post("/blocked", "a", "Content-Type: multipart/form-data; boundary=x\r\n").status,
               415);
+    EXPECT_EQ(Post("/blocked", "\x1f\x8b", "Content-Encoding: gzip\r\n").status, 415);
+    EXPECT_EQ(Post("/blocked", "a", "Content-Encoding: identity\r\n").status, 200);
+    EXPECT_EQ(Post("/blocked?text=a", "b").status, 400);
     EXPECT_EQ(Post("/", "a").status, 405);
     EXPECT_EQ(Post("/metrics", "a").status, 405);
     EXPECT_EQ(Post("/missing", "a").status, 405);

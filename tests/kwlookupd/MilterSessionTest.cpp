@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "kwlookupd/AnswerFrom.h"
 #include "kwlookupd/EveryCut.h"
+#include "support/RecordingLog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -212,6 +213,18 @@ TEST(MilterSessionTest, DefersWhatTheMailServerDoesNotOffer) {
               Offer(6, 0x20, 0) + fault + Packet("c"));
     EXPECT_EQ(AskMilter(Offer(6, 0x01, 0) + Packets({"M<header@x.test>|", "M<>|"})),
               Offer(6, 0x01, 0) + Packet("c") + fault);
+}
+
+TEST(MilterSessionTest, LogsResultsThatCannotBeCarriedOut) {
+    RecordingLog::Reset();
+    const auto door = MilterDoor();
+    Conversation talk(door->NewSession(), AnswerMilter);
+    talk.Send(Offer(6, 0, 0) + Packets({"M<misspelt@x.test>|", "M<>|", "M<Bob@Bad.Test>|"}));
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::ElementsAre(
+                    "door milter: the result of [misspelt@x.test] is no action: [REJCT]",
+                    "door milter: the result of [<>] needs an action that the mail server does not "
+                    "offer: [HOLD null sender]"));
 }
 
 TEST(MilterSessionTest, LimitsPacketsToTheirExactByte) {

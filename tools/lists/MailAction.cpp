@@ -80,7 +80,9 @@ MailAction Refusal(std::string_view code, std::string_view detail, std::string_v
 }
 
 MailAction NoAction() {
-    return Refusal("451", "3.5", "Server configuration error");
+    MailAction action = Refusal("451", "3.5", "Server configuration error");
+    action.is_known = false;
+    return action;
 }
 
 MailAction Header(std::string_view text) {

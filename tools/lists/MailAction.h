@@ -27,7 +27,8 @@ struct MailAction {
     /// Refuse: the whole reply to the client, a line of printable ASCII such as "550 5.7.1 Access
     /// denied". Hold: the reason. AddHeader: the name.
     std::string text;
-    std::string value; ///< AddHeader
+    std::string value;    ///< AddHeader
+    bool is_known = true; ///< false if it stands for a result that is no action
 
     /// Reads a result. One that is no action, has a line end or a NUL, or more than 8192 bytes,
     /// refuses for now with "451 4.3.5 Server configuration error", so that a misspelt action

@@ -365,7 +365,8 @@ Session::Step HttpSession::Serve(Query& query, Output& output) {
         return ServeList(path[0], query, output);
     if (path.size() == 2 && path[1] == "all")
         return ServeWholeList(path[0], output);
-    return Respond({404, "there is no such page\n"}, output);
+    // Clients take 404 for an answer to a question.
+    return Respond({target.Find("text") ? 400U : 404U, "there is no such page\n"}, output);
 }
 
 Session::Step HttpSession::ServeList(const std::string& name, Query& query, Output& output) {
@@ -384,6 +385,11 @@ Session::Step HttpSession::ServeTexts(const DoorConfig::List& list, Query& query
     const std::string& body = m_request->GetMessage().body();
     const std::string_view type = m_request->Get(http::field::content_type);
     std::vector<std::string> texts;
+    const std::string_view encoding = m_request->Get(http::field::content_encoding);
+    if (!encoding.empty() && !EqualNoCase(encoding, "identity"))
+        return Respond({415, "the body must have no Content-Encoding\n"}, output);
+    if (m_request->target.Find("text"))
+        return Respond({400, "the texts of POST are its body\n"}, output);
     if (ContainsNoCase(type, "application/json")) {
         TextsHandler handler(texts, MAX_TEXTS);
         if (!nlohmann::json::sax_parse(body, &handler))

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/MilterSession.h"
 
+#include "host/LogText.h"
 #include "text/AsciiLower.h"
 #include "tools/kwlookupd/doors/CheckRules.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <iterator>
@@ -295,10 +297,20 @@ bool MilterSession::Answer(const Query& query, const std::vector<Reply>& replies
     const std::uint32_t needed = action.kind == MailAction::Hold        ? MAY_QUARANTINE
                                  : action.kind == MailAction::AddHeader ? MAY_ADD_HEADERS
                                                                         : 0;
-    if ((needed & ~m_actions) != 0)
+    if (!action.is_known)
+        LogResult(query, reply, "is no action");
+    if ((needed & ~m_actions) != 0) {
+        LogResult(query, reply, "needs an action that the mail server does not offer");
         action = MailAction::ForFault();
+    }
     Act(static_cast<char>(query.tag), action, output);
     return true;
+}
+
+void MilterSession::LogResult(const Query& query, const Reply& reply, const char* fault) const {
+    LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
+            "door " + m_config.name + ": the result of [" + Shortened(query.asks[reply.ask].text) +
+                "] " + fault + ": [" + Shortened(reply.text) + ']');
 }
 
 void MilterSession::Act(char command, const MailAction& action, Output& output) {

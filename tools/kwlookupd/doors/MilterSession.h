@@ -51,6 +51,7 @@ private:
     void TakeMacros(std::string_view data);
     void AskFor(std::string_view attribute, std::string_view text, Query& query) const;
     Step EndCommand(char command, Query& query, Output& output);
+    void LogResult(const Query& query, const Reply& reply, const char* fault) const;
     void Act(char command, const MailAction& action, Output& output);
     void EndMessage(Output& output);
 
