@@ -91,6 +91,7 @@ TEST(DaemonConfigTest, TellsFileAndLineOfEachError) {
          "c:2: 'Workers' must be a number up to 4294967295"},
         {"[kwlookupd]\nAnswerTime = 5 weeks\n",
          "c:2: 'AnswerTime' must be a time, such as 900 ms, 2 s, 5 m, 1 h or 1 d"},
+        {"[kwlookupd]\nAnswerTime = 0\n", "c:2: 'AnswerTime' must be more than 0"},
         {"[kwlookupd]\nColour = red\n", "c:2: unknown key 'Colour' in [kwlookupd]"},
         {"[kwlookupd]\nLog = paper\n", "c:2: 'Log' must be one of stderr, syslog"},
         {"[kwlookupd]\nTypes = a b\n", "c:2: 'Types' is wrong: 'a b' is not a type: the name of a "
@@ -113,10 +114,22 @@ TEST(DaemonConfigTest, TellsFileAndLineOfEachError) {
          "c:4: 'Ask' has 'sender', which is not ATTRIBUTE:LIST"},
         {"[door x]\nProtocol = tcp\nAddress = a\nToken = b\n",
          "c:4: unknown key 'Token' in [door x]"},
+        {"[door x]\nProtocol = tcp\nAddress = a\nLists =\n", "c:4: 'Lists' has no value"},
+        {"[door x]\nProtocol = tcp\nAddress = a\nAllowFrom = ,\n", "c:4: 'AllowFrom' has no value"},
+        {"[door x]\nProtocol = tcp\nAddress = 127.0.0.1:2\nAllowUser = root\n",
+         "c:1: [door x] has no UNIX socket, and AllowUser and AllowGroup hold for these only; use "
+         "AllowFrom"},
+        {"[door x]\nProtocol = tcp\nAddress = unix:/a\n[door y]\nProtocol = tcp\n"
+         "Address = b, unix:/a\n",
+         "c:4: [door y] has the address unix:/a, as has [door x]"},
         {"no section\n", "c:1: neither a section, nor a setting, nor a comment"},
     };
     for (const auto& [text, error] : cases)
         EXPECT_THAT(ReadText(text + DOOR).errors, ElementsAre(error)) << text;
+    EXPECT_THAT(ReadText("[door a]\nProtocol = tcp\nAddress = 127.0.0.1:0, unix:/a\n"
+                         "AllowUser = root\n[door b]\nProtocol = tcp\nAddress = 127.0.0.1:0\n")
+                    .errors,
+                IsEmpty());
     EXPECT_THAT(ReadText("[list a]\nObjects =\n").errors,
                 ElementsAre("c: there is no [door NAME]"));
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -34,9 +35,16 @@ struct Exchange {
     std::string answer; ///< for HTTP its beginning
 };
 
+/// The length of a packet of the milter protocol.
+std::string Length(std::uint32_t size) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        bytes += static_cast<char>(size >> shift & 0xff);
+    return bytes;
+}
+
 std::string Packet(const std::string& data) {
-    const auto size = static_cast<unsigned char>(data.size());
-    return std::string(3, '\0') + static_cast<char>(size) + data;
+    return Length(static_cast<std::uint32_t>(data.size())) + data;
 }
 
 const std::string HELLO = Packet(std::string("O\0\0\0\6\0\0\1\xff\0\x1f\xff\xff", 13));
@@ -271,6 +279,39 @@ TEST_F(DaemonFaults, BadClientsHarmNobody) {
         EXPECT_EQ(client->Receive(15), "11:OK REJECT 1,");
     }
     EXPECT_EQ(daemon.Stop(), 0);
+}
+
+// Mail servers never send such packets, and their tools crash before.
+TEST_F(DaemonFaults, MilterPacketsAreLimitedToTheirExactByte) {
+    constexpr std::size_t LONGEST = 65536;
+    const Daemon daemon(m_dir, Config());
+    const auto sender = [](std::size_t size) {
+        const std::string end = std::string("@both.lan>") + '\0';
+        return "M<" + std::string(size - 2 - end.size(), 'x') + end;
+    };
+    const std::string refusal = Packet(std::string("y550 5.7.1 1") + '\0');
+    for (const std::string door : {"milter", "slow-milter"}) {
+        SCOPED_TRACE(door);
+        Client client(Address(door));
+        client.Send(HELLO + Packet(sender(LONGEST)) + Packet(sender(LONGEST - 1)));
+        client.Receive(HELLO.size());
+        EXPECT_EQ(client.Receive(2 * refusal.size()), refusal + refusal);
+        const std::string refused[] = {Packet(sender(LONGEST + 1)), Length(0) + "M",
+                                       Length(0xffffffff) + sender(100)};
+        for (const std::string& packet : refused) {
+            Client other(Address(door));
+            other.Send(HELLO + Packet(sender(100)) + packet + Packet(sender(100)));
+            other.Receive(HELLO.size());
+            EXPECT_EQ(other.ReceiveAll(), refusal) << packet.size(); // and the end
+        }
+        // Nothing is kept of a body, so it may be as long as its length can say.
+        Client body(Address(door));
+        body.Send(HELLO + Length(0xffffffff) + "B" + std::string(1000000, 'b'));
+        body.Receive(HELLO.size());
+        EXPECT_FALSE(body.HasInput(100));
+        client.Send(Packet(std::string("M<a@none.lan>") + '\0'));
+        EXPECT_EQ(client.Receive(5), Packet("c"));
+    }
 }
 
 /// The resident memory of a process in bytes.

@@ -18,7 +18,7 @@ protected:
         return "[list blocked]\nObjects = redis:GET $s\nSearch = exact\n"
                "[door maps]\nProtocol = socketmap\nAddress = unix:@/maps\n"
                "[door web]\nProtocol = http\nAddress = unix:@/web\n"
-               "[lookup_redis]\nHosts = 127.0.0.1:1\nOnError = exception\n" +
+               "[lookup_redis]\nHosts = 127.0.0.1:1\n" +
                settings;
     }
 
@@ -45,6 +45,16 @@ TEST_F(DaemonPluginsTest, TellsServersThatFailed) {
     EXPECT_THAT(Get("/metrics"),
                 HasSubstr("kwlookupd_server_up{type=\"redis\",server=\"127.0.0.1:1\"} 0\n"));
     EXPECT_THAT(Get("/"), HasSubstr("<code>127.0.0.1:1</code>"));
+}
+
+TEST_F(DaemonPluginsTest, AFaultIsAMissOnlyWhereTheConfigurationSaysSo) {
+    EXPECT_THAT(Ask("a@b.example"), HasSubstr("TEMP "));
+    Daemon::WriteConfig(m_dir, Config("OnError = ignore\n"));
+    EXPECT_EQ(m_daemon.Ctl({"reload"}).status, 0);
+    EXPECT_EQ(Ask("a@b.example"), "NOTFOUND ");
+    Daemon::WriteConfig(m_dir, Config());
+    EXPECT_EQ(m_daemon.Ctl({"reload"}).status, 0);
+    EXPECT_THAT(Ask("a@b.example"), HasSubstr("TEMP "));
 }
 
 TEST_F(DaemonPluginsTest, LogsAFaultOnceAMinute) {

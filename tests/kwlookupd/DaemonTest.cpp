@@ -77,7 +77,10 @@ TEST_F(DaemonTest, AListThatCannotBeLoadedIsUnavailableWhileOthersAnswer) {
                              DOOR);
     EXPECT_EQ(Ask("good", "a.lan"), "OK a.lan");
     EXPECT_THAT(Ask("bad", "a.lan"), StartsWith("TEMP "));
-    EXPECT_THAT(daemon.Ctl({"status"}).out, HasSubstr("bad: not loaded; the list has errors\n"));
+    const std::string fault =
+        "the list has errors in [file:" + m_dir.Path("bad") + "], see the log\n";
+    EXPECT_THAT(daemon.Ctl({"status"}).out, HasSubstr("bad: not loaded; " + fault));
+    EXPECT_EQ(daemon.Ctl({"reload", "bad"}).err, "bad: " + fault);
     m_dir.Write("bad", "b.lan\n");
     EXPECT_TRUE(Becomes([&] { return Ask("bad", "b.lan") == "OK b.lan"; }));
 }
@@ -362,6 +365,11 @@ TEST_F(DaemonTest, ChecksItsConfiguration) {
     EXPECT_THAT(result.out, HasSubstr("kwlookupd.conf: 1 list, 1 door, no errors\n"));
     EXPECT_FALSE(std::filesystem::exists(m_dir.Path("maps"))) << "it opens no sockets";
 
+    m_dir.Write("hosts", "a.lan\n# a comment\n");
+    result = check(list + DOOR);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("hosts:2: '#' does not begin a comment here"));
+
     // The daemon may run already, as another user, in a directory that is made at the start.
     for (const char* address : {"unix:@/none/maps", "unix:@/hosts", "192.0.2.1:8823"}) {
         result = check(list + "[door a]\nProtocol = socketmap\nAddress = " + address + "\n");
@@ -386,7 +394,7 @@ TEST_F(DaemonTest, ChecksItsConfiguration) {
         {list + "[door a]\nProtocol = tcp\nAddress = 127.0.0.1:1\nAllowFrom = here\n",
          "kwlookupd.conf:5: "},
         {std::string("[list a]\nObjects = file:@/none\n") + DOOR,
-         "list a: the list has errors; it cannot be asked"}};
+         "none], see the log; it cannot be asked"}};
     for (const auto& [config, error] : cases) {
         result = check(config);
         EXPECT_EQ(result.status, 78) << config;

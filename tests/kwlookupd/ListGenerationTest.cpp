@@ -82,7 +82,14 @@ TEST(ListGenerationTest, SearchesInTheWayThatIsSet) {
         {Search::Exact, "Secret", "Secret", "found Secret"},
         {Search::Exact, "Secret", "secret", "not found"},
         {Search::Exact, "corp.lan", "jdoe@corp.lan", "not found"},
+        {Search::Exact, "Secret yes", "Secret", "found yes"},
+        {Search::Exact, "Secret yes", "secret", "not found"},
+        {Search::Exact, "a b c, a d", "a b c", "found a b c"},
+        {Search::Exact, "a B c, a d", "a b c", "not found"},
+        {Search::Exact, "a b, a c", "a", "found b"},
+        {Search::Exact, "jdoe@corp.lan yes", "<jdoe@corp.lan>", "not found"},
         {Search::ExactNoCase, "Secret", "sECRET", "found Secret"},
+        {Search::ExactNoCase, "Secret yes", "sECRET", "found yes"},
         {Search::ExactNoCase, "<>", "", "found <>"},
     };
     for (const SearchCase& each : cases)
@@ -103,6 +110,14 @@ TEST(ListGenerationTest, AsksWithTheExtensionOfALocalPartFirst) {
     EXPECT_EQ(AskList(settings, "a+b@corp.lan"), "found local");
     EXPECT_EQ(AskList(settings, "\"jdoe+y\"@corp.lan"), "not found");
     EXPECT_EQ(AskList(settings, "+jdoe@corp.lan"), "not found");
+    for (std::size_t size = 1; size < 100; ++size) {
+        const std::string local(size, 'a');
+        settings.objects = local + "@corp.lan base";
+        EXPECT_EQ(AskList(settings, local + "+y@corp.lan"), "found base") << size;
+        EXPECT_EQ(AskList(settings, local + "@corp.lan"), "found base") << size;
+        EXPECT_EQ(AskList(settings, '"' + local + "\"@corp.lan"), "found base") << size;
+    }
+    settings.objects = "jdoe@corp.lan base";
     settings.sub_address = "-+";
     EXPECT_EQ(AskList(settings, "jdoe-y@corp.lan"), "found base");
 }
@@ -173,6 +188,26 @@ TEST(ListGenerationTest, TellsItemFileAndLine) {
     EXPECT_EQ(reply.item, "x.lan");
     EXPECT_EQ(reply.file, "");
     EXPECT_EQ(reply.line, 0u);
+}
+
+TEST(ListGenerationTest, FindsExactTextsInALongFile) {
+    const TempDir dir;
+    std::string lines;
+    for (int i = 0; i < 3000; ++i)
+        lines += "Key-" + std::to_string(i) + " result " + std::to_string(i) + "\n";
+    const std::string list = "file:" + dir.Write("long", lines + "a text\n<>\n");
+    const SearchCase cases[] = {
+        {Search::Exact, list.c_str(), "Key-2999", "found result 2999"},
+        {Search::Exact, list.c_str(), "key-2999", "not found"},
+        {Search::Exact, list.c_str(), "Key-7 result 7", "found Key-7 result 7"},
+        {Search::Exact, list.c_str(), "a text", "found a text"},
+        {Search::Exact, list.c_str(), "a", "found text"},
+        {Search::Exact, list.c_str(), "", "found <>"},
+        {Search::ExactNoCase, list.c_str(), "key-2999", "found result 2999"},
+        {Search::ExactNoCase, list.c_str(), "A TEXT", "found a text"},
+    };
+    for (const SearchCase& each : cases)
+        EXPECT_EQ(AskList(ListOf(each.objects, each.search), each.text), each.answer) << each.text;
 }
 
 TEST(ListGenerationTest, CountsWhatChanged) {

@@ -133,14 +133,15 @@ TEST_F(ListKeeperTest, KeepsAListThatCannotBeLoaded) {
     EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Failed);
     EXPECT_EQ(m_publications, 0);
     EXPECT_FALSE(m_lists.GetState(0).loaded);
-    EXPECT_EQ(m_lists.GetState(0).fault, "the list has errors");
+    const std::string fault = "the list has errors in [file:" + m_file + "], see the log";
+    EXPECT_EQ(m_lists.GetState(0).fault, fault);
     Write(Lines(1, 10));
     m_lists.Load(0, false);
     std::filesystem::remove(m_file);
     EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Failed);
     EXPECT_TRUE(Has("host1.lan"));
     EXPECT_THAT(RecordingLog::Texts(ERROR),
-                testing::Contains("list hosts: the list has errors; the old list stays in use"));
+                testing::Contains("list hosts: " + fault + "; the old list stays in use"));
 }
 
 TEST_F(ListKeeperTest, RefusesAListThatHasShrunkTooMuch) {
@@ -177,6 +178,9 @@ TEST_F(ListKeeperTest, GoesBackToTheListBefore) {
     EXPECT_EQ(m_lists.GetState(0).fault, "rolled back");
     m_lists.Rollback(0);
     EXPECT_TRUE(Has("new.lan"));
+    m_lists.Load(0, false); // the same once more
+    m_lists.Rollback(0);
+    EXPECT_TRUE(Has("old.lan"));
 }
 
 TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
@@ -193,6 +197,29 @@ TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
     std::filesystem::remove(m_file);
     m_dir.Write("hosts", "one.lan\ntwo.lan\nthree.lan\nfour.lan\n");
     EXPECT_TRUE(WaitFor("four.lan")) << "a file that was missing for a while";
+}
+
+TEST_F(ListKeeperTest, WatchesWhereLinksLead) {
+    std::filesystem::create_directory(m_dir.Path("first"));
+    std::filesystem::create_directory(m_dir.Path("second"));
+    std::filesystem::create_directory(m_dir.Path("links"));
+    m_dir.Write("first/hosts", "one.lan\n");
+    m_dir.Write("second/hosts", "one.lan\ntwo.lan\n");
+    std::filesystem::create_symlink("first", m_dir.Path("current"));
+    std::filesystem::create_symlink("../current/hosts", m_dir.Path("links/hosts"));
+    ListKeeper lists(Settings("file:" + m_dir.Path("links/hosts")), KEEPER_LOG, Publish());
+    lists.Load(0, false);
+    Reloader reloader(
+        lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {});
+    reloader.Start();
+    for (const char* directory : {"links", "first", "."})
+        ASSERT_TRUE(IsWatched(m_dir.Path(directory))) << directory;
+    m_dir.Write("first/hosts", "one.lan\nthree.lan\n");
+    EXPECT_TRUE(WaitFor("three.lan")) << "a file that a link leads to";
+    std::filesystem::create_symlink("second", m_dir.Path("new"));
+    std::filesystem::rename(m_dir.Path("new"), m_dir.Path("current"));
+    EXPECT_TRUE(WaitFor("two.lan")) << "a link to another directory";
+    EXPECT_TRUE(IsWatched(m_dir.Path("second")));
 }
 
 TEST_F(ListKeeperTest, LooksAtFilesThatItCannotWatch) {

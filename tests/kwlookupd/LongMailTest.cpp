@@ -271,7 +271,8 @@ class Rspamd : public RootMailClients {
 protected:
     Rspamd() : m_door(UnusedPort()), m_port(UnusedPort()) {
         m_daemon->Stop();
-        m_dir.Write("tcp.list", "listed@bad.test\nall.test\n");
+        m_dir.Write("tcp.list",
+                    "listed@bad.test\nall.test\ngr\xc3\xbcn@bad.test\nxn--grn-hoa.test\n");
         m_daemon = std::make_unique<Daemon>(
             m_dir, Config() + "[door http]\nProtocol = http\nAddress = 127.0.0.1:" +
                        std::to_string(m_door) + "\n");
@@ -355,6 +356,12 @@ TEST_F(Rspamd, PollsAWholeList) {
     EXPECT_FALSE(Knows("KW_DOWN", "listed@bad.test", "a@x.test"));
     EXPECT_TRUE(WaitFor(LIMIT, [&] { return Knows("KW_RCPT", "a@x.test", "anybody@all.test"); }));
     EXPECT_FALSE(Knows("KW_RCPT", "a@x.test", "listed@bad.test"));
+
+    // It refuses to read an address that is not ASCII, whatever the list has.
+    const std::string unread = Check("gr\xc3\xbcn@bad.test", "a@x.test");
+    EXPECT_THAT(unread, testing::HasSubstr("\"BROKEN_HEADERS\""));
+    EXPECT_THAT(unread, testing::Not(testing::HasSubstr("BLOCKED_SENDER")));
+    EXPECT_TRUE(Knows("BLOCKED_SENDER", "a@xn--grn-hoa.test", "a@x.test"));
 
     // It is told that the list is the same.
     EXPECT_TRUE(WaitFor(LIMIT, [&] { return Log().find("not modified") != std::string::npos; }))

@@ -419,6 +419,83 @@ TEST_F(MailClients, PostfixAsksEachDoorAboutUnusualSenders) {
     }
 }
 
+TEST_F(MailClients, PostfixAsksWhoHasLoggedIn) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start Postfix";
+    m_daemon->Stop();
+    std::string config = Config();
+    const std::string policy = "Ask = sender:policy, recipient:policy\n",
+                      milter = "Ask = client_address:milter, helo_name:milter, sender:milter, "
+                               "recipient:milter\n";
+    config.replace(config.find(policy), policy.size(),
+                   "Ask = sasl_username:policy, sender:socketmap\n");
+    config.replace(config.find(milter), milter.size(), "Ask = sasl_username:milter\n");
+    const Daemon daemon(m_dir, config);
+    m_dir.Write("policy.list", "mallory REJECT user by policy\nalice@corp.lan OK\n"
+                               "gr\xc3\xbcn REJECT eight bits\n");
+    m_dir.Write("milter.list", "trudy REJECT user by milter\n");
+    m_dir.Write("socketmap.list", "listed@bad.test REJECT sender by policy\n");
+    for (const std::string list : {"policy", "milter", "socketmap"})
+        ASSERT_EQ(daemon.Ctl({"reload", list}).status, 0);
+    // A proxy in front of smtpd, which tells it the user.
+    const Postfix postfix(m_dir, "", "smtpd_authorized_xclient_hosts = 127.0.0.1\n");
+    const auto reply = [&](const std::string& user, const std::string& sender) {
+        const std::unique_ptr<SmtpSession> client = postfix.Connect();
+        if (!user.empty()) {
+            EXPECT_THAT(client->Say("XCLIENT LOGIN=" + user), StartsWith("220 "));
+        }
+        EXPECT_THAT(client->Say("EHLO client.test"), StartsWith("250 "));
+        const std::string mail = client->Mail(sender);
+        return mail[0] == '2' ? client->Say("RCPT TO:<a@example.test>") : mail;
+    };
+    const std::string refused = "554 5.7.1 <a@example.test>: Recipient address rejected: ";
+    EXPECT_EQ(reply("mallory", "good@x.test"), refused + "user by policy");
+    EXPECT_EQ(reply("Mallory", "good@x.test"), refused + "user by policy");
+    EXPECT_EQ(reply("gr+C3+BCn", "good@x.test"), refused + "eight bits");
+    EXPECT_EQ(reply("trudy", "good@x.test"), "550 5.7.1 user by milter");
+    EXPECT_EQ(reply("bob", "good@x.test"), "250 2.1.5 Ok");
+    EXPECT_EQ(reply("", "good@x.test"), "250 2.1.5 Ok");
+    // The first rule that finds something decides.
+    EXPECT_EQ(reply("bob", "listed@bad.test"), refused + "sender by policy");
+    EXPECT_EQ(reply("", "listed@bad.test"), refused + "sender by policy");
+    EXPECT_EQ(reply("mallory", "listed@bad.test"), refused + "user by policy");
+    EXPECT_EQ(reply("alice@corp.lan", "listed@bad.test"), "250 2.1.5 Ok");
+}
+
+TEST_F(MailClients, PostfixAsksAboutClientsRecipientsAndDomains) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start Postfix";
+    Load("socketmap", "192.0.2.9 REJECT client\nbad-helo.test REJECT helo\n"
+                      "listed@example.test REJECT recipient\n");
+    Load("policy", "relay.test\n");
+    Load("milter", "moved@example.test error:5.1.6 moved away\n");
+    const std::string map = Socketmap("socketmap");
+    const Postfix postfix(m_dir, "",
+                          "smtpd_authorized_xclient_hosts = 127.0.0.1\nsmtpd_milters =\n"
+                          "smtpd_client_restrictions = check_client_access " +
+                              map + "\nsmtpd_helo_restrictions = check_helo_access " + map +
+                              "\nsmtpd_recipient_restrictions = check_recipient_access " + map +
+                              "\nrelay_domains = " + Socketmap("policy") +
+                              "\ntransport_maps = " + Socketmap("milter") + "\n");
+    EXPECT_EQ(postfix.Connect()->Say("XCLIENT ADDR=192.0.2.9"),
+              "554 5.7.1 <unknown[192.0.2.9]>: Client host rejected: client");
+    const std::unique_ptr<SmtpSession> client = postfix.Connect();
+    const auto say = [&](const std::string& command) { return client->Say(command); };
+    EXPECT_THAT(say("XCLIENT ADDR=192.0.2.7"), StartsWith("220 "));
+    EXPECT_EQ(say("EHLO Bad-Helo.Test"), "554 5.7.1 <Bad-Helo.Test>: Helo command rejected: helo");
+    EXPECT_THAT(say("EHLO client.test"), StartsWith("250 "));
+    EXPECT_EQ(say("MAIL FROM:<good@x.test>"), "250 2.1.0 Ok");
+    EXPECT_EQ(say("RCPT TO:<Listed@Example.Test>"),
+              "554 5.7.1 <Listed@Example.Test>: Recipient address rejected: recipient");
+    EXPECT_EQ(say("RCPT TO:<Moved@Example.Test>"), // maps of transports get it as it was typed
+              "550 5.1.6 <Moved@Example.Test>: Recipient address rejected: moved away");
+    EXPECT_EQ(say("RCPT TO:<a@example.test>"), "250 2.1.5 Ok");
+    EXPECT_EQ(say("RCPT TO:<a@Relay.Test>"), "250 2.1.5 Ok");
+    EXPECT_EQ(say("RCPT TO:<a@other.test>"), "554 5.7.1 <a@other.test>: Relay access denied");
+    m_daemon->Kill();
+    EXPECT_THAT(say("RCPT TO:<b@relay.test>"), StartsWith("451 "));
+}
+
 TEST_F(MailClients, PostfixCarriesOutWhatTheMilterSays) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can start Postfix";

@@ -357,7 +357,7 @@ class Daemons:
         self.programs, self.program, self.processes = programs, program, {}
         section = arrangement.SECTION
         if section:
-            section += "OnError = exception\nConnectTimeout = 1s\nTimeout = 1s\nRetryInterval = 5s\n"
+            section += "ConnectTimeout = 1s\nTimeout = 1s\nRetryInterval = 5s\n"
         if cached:
             section += (f"CacheTime = {CACHE_TIME}s\nNegativeCacheTime = {CACHE_TIME}s\n"
                         "StaleTime = 1h\n")

@@ -38,6 +38,9 @@ constexpr std::size_t LONGEST_COMMAND = 4096;
 /// A client that says nothing for so long is cut off.
 constexpr std::chrono::seconds PATIENCE{10};
 
+/// After a client could not be accepted, for example because there are too many open files.
+constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+
 std::string TimeText(std::time_t time) {
     std::tm utc{};
     ::gmtime_r(&time, &utc);
@@ -110,7 +113,8 @@ ControlAnswer Obey(std::vector<std::string> words, Reloader& reloader, ListKeepe
 
 struct Control::State {
     State(asio::io_context& its_context, Reloader& its_reloader, ListKeeper& its_lists)
-        : context(its_context), reloader(its_reloader), lists(its_lists), acceptor(context) {}
+        : context(its_context), reloader(its_reloader), lists(its_lists), acceptor(context),
+          pause(context) {}
 
     void Accept();
 
@@ -118,6 +122,7 @@ struct Control::State {
     Reloader& reloader;
     ListKeeper& lists;
     LocalSocket::acceptor acceptor;
+    asio::steady_timer pause;
     std::string path;
 };
 
@@ -180,9 +185,16 @@ void Control::State::Accept() {
     acceptor.async_accept([this](error_code error, LocalSocket::socket socket) {
         if (error == asio::error::operation_aborted)
             return;
-        if (!error)
+        if (!error) {
             std::make_shared<Client>(std::move(socket), *this)->Start();
-        Accept();
+            Accept();
+            return;
+        }
+        pause.expires_after(ACCEPT_PAUSE); // the client is still there
+        pause.async_wait([this](error_code stopped) {
+            if (!stopped)
+                Accept();
+        });
     });
 }
 
@@ -216,15 +228,16 @@ Control::~Control() {
     ::unlink(m_state->path.c_str());
 }
 
-int RunControlCommand(const std::string& path, const std::string& command, const LogClass& log) {
+int RunControlCommand(const std::string& path, const std::string& command,
+                      std::chrono::milliseconds limit, const LogClass& log) {
     try {
         asio::io_context context;
         LocalSocket::socket socket(context);
         socket.connect(LocalSocket::endpoint(path));
         asio::write(socket, asio::buffer(command + '\n'));
         std::string answer;
-        error_code error;
-        asio::read(socket, asio::dynamic_buffer(answer), error);
+        asio::async_read(socket, asio::dynamic_buffer(answer), [](error_code, std::size_t) {});
+        context.run_for(limit);
         const std::size_t line = answer.find('\n');
         if (line == std::string::npos)
             throw std::runtime_error("the daemon did not answer");

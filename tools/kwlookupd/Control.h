@@ -3,6 +3,7 @@
 
 #include "host/LogClass.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -42,7 +43,9 @@ private:
 };
 
 /// Sends `command` to the daemon that listens at `path`, and prints its answer on standard output,
-/// or an error on standard error. Returns the exit status.
-int RunControlCommand(const std::string& path, const std::string& command, const LogClass& log);
+/// or an error on standard error. Waits for the answer no longer than `limit`. Returns the exit
+/// status.
+int RunControlCommand(const std::string& path, const std::string& command,
+                      std::chrono::milliseconds limit, const LogClass& log);
 
 } // namespace kwlookup

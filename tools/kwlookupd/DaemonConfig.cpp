@@ -110,6 +110,12 @@ void CheckName(const std::string& name) {
         throw std::invalid_argument("a name has letters, digits, '_', '-' and '.' only");
 }
 
+/// Throws std::invalid_argument unless `value` names something.
+void CheckNotEmpty(const std::string& value) {
+    if (value.find_first_not_of(", \t") == std::string::npos)
+        throw std::invalid_argument("has no value");
+}
+
 class Reader {
 public:
     explicit Reader(const std::string& name) {
@@ -181,10 +187,17 @@ private:
         const auto time = [](std::chrono::milliseconds& to) {
             return [&to](const std::string& v) { to = ParseTime(v); };
         };
+        const auto limit = [](std::chrono::milliseconds& to) {
+            return [&to](const std::string& v) {
+                to = ParseTime(v);
+                if (to.count() == 0)
+                    throw std::invalid_argument("must be more than 0");
+            };
+        };
         ReadSection(DAEMON_SECTION,
                     {{"IoThreads", number(c.io_threads, 1, 256)},
                      {"Workers", number(c.workers, 1, 1024)},
-                     {"AnswerTime", time(c.answer_time)},
+                     {"AnswerTime", limit(c.answer_time)},
                      {"SlowTime", time(c.slow_time)},
                      {"IdleTime", time(c.idle_time)},
                      {"MaxConnections", number(c.max_connections, 1, 1000000)},
@@ -264,6 +277,7 @@ private:
             {"Address", [&](const std::string& v) { door.addresses = SplitNames(v); }},
             {"Lists",
              [&](const std::string& v) {
+                 CheckNotEmpty(v);
                  for (const std::string& name : SplitNames(v))
                      door.lists.push_back(ListNamed(name));
              }},
@@ -275,7 +289,10 @@ private:
             keys[key] = [&door, key](const std::string& v) { door.settings[LowerCase(key)] = v; };
         };
         for (const char* key : SOCKET_KEYS)
-            keep(key);
+            keys[key] = [&door, key](const std::string& v) {
+                CheckNotEmpty(v); // without a name, all clients may ask
+                door.settings[LowerCase(key)] = v;
+            };
         const auto protocol =
             std::find_if(SectionOf(section).settings.begin(), SectionOf(section).settings.end(),
                          [](const auto& each) { return LowerCase(each.key) == "protocol"; });
@@ -289,10 +306,30 @@ private:
             AddError(line, "'Protocol' is missing in [" + section + "]");
         if (door.addresses.empty())
             AddError(line, "'Address' is missing in [" + section + "]");
+        CheckAddresses(section, door);
         if (door.rules.empty() && door.lists.empty())
             for (const ListSettings& list : m_config.lists)
                 door.lists.push_back(ListNamed(list.name));
         m_config.doors.push_back(std::move(door));
+    }
+
+    /// Reports rules for users that no client would have to meet, and addresses of other doors.
+    void CheckAddresses(const std::string& section, const DoorConfig& door) {
+        const std::size_t line = SectionOf(section).line;
+        const bool has_unix = std::any_of(
+            door.addresses.begin(), door.addresses.end(), [](const std::string& address) {
+                return StartsWith(address, "unix:") || StartsWith(address, "systemd:");
+            });
+        if (!has_unix && (door.settings.count("allowuser") || door.settings.count("allowgroup")))
+            AddError(line, "[" + section +
+                               "] has no UNIX socket, and AllowUser and AllowGroup hold for these "
+                               "only; use AllowFrom");
+        for (const std::string& address : door.addresses) {
+            const auto added = m_doors_by_address.emplace(address, door.name);
+            if (!added.second && address.substr(address.rfind(':') + 1) != "0") // any free port
+                AddError(line, "[" + section + "] has the address " + address + ", as has [door " +
+                                   added.first->second + "]");
+        }
     }
 
     void CheckSectionName(const std::string& section, const std::string& name) {
@@ -304,6 +341,7 @@ private:
     }
 
     DaemonConfig m_config;
+    std::map<std::string, std::string> m_doors_by_address;
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "tools/kwlookupd/Control.h"
 #include "tools/kwlookupd/DaemonConfig.h"
 #include "tools/kwlookupd/LiveView.h"
+#include "tools/kwlookupd/StrictLoader.h"
 #include "tools/kwlookupd/doors/Door.h"
 #include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/kwlookupd/lists/Reloader.h"
@@ -35,6 +36,11 @@ namespace {
 
 /// Where ctl finds the daemon, and the daemon listens for it, if the configuration does not say.
 constexpr char DEFAULT_CONTROL[] = "/run/kwlookupd/control";
+
+/// How long ctl waits for a daemon that does not answer. It answers at once but for lists that are
+/// loaded, and the longest of these take a minute.
+constexpr std::chrono::seconds STATUS_LIMIT{10};
+constexpr std::chrono::minutes LOAD_LIMIT{10};
 
 ServerSettings SettingsOf(const DaemonConfig& config) {
     ServerSettings settings;
@@ -196,6 +202,8 @@ void CheckDoors(DaemonConfig& config, const LogClass& log) {
 
 /// Checks the configuration, and loads all lists. Returns the exit status.
 int Check(DaemonConfig& config, const LogClass& log) {
+    for (ListSettings& list : config.lists)
+        list.check_lines = true;
     ListKeeper lists(config.lists, log, [](std::size_t, const ListKeeper::List&) {});
     const LiveView view(config.doors, lists, 1);
     MakeDoors(config, view);
@@ -255,13 +263,13 @@ int main(int argc, char** argv) {
             if (force)
                 command += " --force";
             return RunControlCommand(config.control.empty() ? DEFAULT_CONTROL : config.control,
-                                     command, log);
+                                     command, command == "status" ? STATUS_LIMIT : LOAD_LIMIT, log);
         }
         if (config.syslog && !check)
             SetLogging(LogTarget::Syslog, log4cxx::Level::LEVEL_WARN, "kwlookupd");
         else if (config.debug)
             SetLogging(LogTarget::StandardError, log4cxx::Level::LEVEL_DEBUG);
-        const auto loader = boost::make_shared<ConfFileLoader>();
+        const auto loader = boost::make_shared<StrictLoader>();
         loader->SetFile(config.file);
         KwObjectHolder::SetConfLoader(loader);
         return check ? Check(config, log) : RunDaemon(config, *loader, log);

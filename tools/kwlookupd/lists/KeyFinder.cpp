@@ -5,6 +5,11 @@
 
 namespace kwlookup {
 
+bool KeyFinder::IsKey(std::string_view text) const {
+    return m_letter_case == LetterCase::Counts ? text == m_key
+                                               : LocaleBytes::Current().EqualNoCase(text, m_key);
+}
+
 bool KeyFinder::Match(const std::string& value) const {
     if (HasRes())
         return false;
@@ -13,19 +18,21 @@ bool KeyFinder::Match(const std::string& value) const {
     const char* end = begin + value.size();
     bytes.Trim(begin, end);
     const char* result = bytes.FindSpace(begin, end);
-    if (!bytes.EqualNoCase(std::string_view(begin, static_cast<std::size_t>(result - begin)),
-                           m_key))
+    if (IsKey(std::string_view(begin, static_cast<std::size_t>(end - begin)))) {
+        m_value = value;
+        return true;
+    }
+    if (!IsKey(std::string_view(begin, static_cast<std::size_t>(result - begin))))
         return false;
     m_value = value;
     bytes.Trim(result, end);
     m_result.assign(result, end);
-    if (!m_result.empty())
-        NoteRes();
-    return m_result.empty();
+    NoteRes();
+    return false;
 }
 
 bool KeyFinder::GetKeys(FinderKeys& keys) const {
-    keys.Add(m_key);
+    keys.AddWholeValue(m_key);
     return true;
 }
 

@@ -34,8 +34,9 @@ bool IsPlain(char c) {
            (byte >= 0x80);
 }
 
-ListChecks DaemonChecks() {
+ListChecks ChecksFor(const ListSettings& settings) {
     ListChecks checks;
+    checks.whole_files = settings.check_lines;
     checks.hints = false;
     return checks;
 }
@@ -115,6 +116,16 @@ void HashRules(const std::string& name, std::vector<std::size_t>& hashes) {
         throw CanNotLoad(name, lines.GetError());
 }
 
+/// Returns which item of a list has an error. The log has the errors themselves.
+std::string FaultOf(const ItemList& items) {
+    const std::vector<ItemList::Item>& all = items.GetItems();
+    const auto failed = std::find_if(all.begin(), all.end(),
+                                     [](const ItemList::Item& item) { return item.failed; });
+    const std::size_t others = items.GetFailedCount() - 1;
+    return "the list has errors in [" + Shortened(failed->text) + ']' +
+           (others == 0 ? "" : " and " + std::to_string(others) + " more items") + ", see the log";
+}
+
 /// Returns the end of a message that stands for others, too.
 std::string AndOthers(std::uint64_t left_out) {
     return left_out == 0 ? std::string()
@@ -164,10 +175,18 @@ public:
     const std::string& GetValue() const { return m_value; }
 
     void AskExact(const std::string& text, int flags) {
-        const std::string folded = flags & FIND_NOCASE ? Lower(text) : std::string();
+        const bool fold = flags & FIND_NOCASE;
+        const std::string folded = fold ? Lower(text) : std::string();
         for (const Entry& entry : m_list.m_entries) {
-            const bool fold = entry.is_plugin && flags & FIND_NOCASE;
-            if (Ask(entry, fold ? folded : text, flags))
+            if (entry.is_plugin) {
+                if (Ask(entry, fold ? folded : text, flags))
+                    return;
+                continue;
+            }
+            // With FIND_EXACT a value with a result would match as a whole only.
+            const KeyFinder finder(text, fold ? KeyFinder::LetterCase::Ignored
+                                              : KeyFinder::LetterCase::Counts);
+            if (Find(entry, text, finder, 0, finder))
                 return;
         }
     }
@@ -347,12 +366,12 @@ private:
 
 ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log,
                                const ListGeneration* previous)
-    : m_settings(settings), m_log(log), m_items(settings.objects, log, DaemonChecks()),
+    : m_settings(settings), m_log(log), m_items(settings.objects, log, ChecksFor(settings)),
       m_load_time(std::time(nullptr)) {
     m_extensions_are_marked =
         std::none_of(settings.sub_address.begin(), settings.sub_address.end(), IsPlain);
     if (m_items.GetFailedCount() != 0)
-        throw std::runtime_error("the list has errors");
+        throw std::runtime_error(FaultOf(m_items));
     for (const ItemList::Item& item : m_items.GetItems()) {
         const std::string type = item.GetType();
         const bool is_plugin = item.IsPlugin();
@@ -383,14 +402,10 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
     m_change = {records.size() - kept.size(), before.size() - kept.size(), kept.size()};
     // The first search in memory makes an index.
     const std::string any = "x@y";
-    const int flags = m_settings.search == ListSettings::Search::Exact ? FIND_EXACT
-                      : m_settings.search == ListSettings::Search::ExactNoCase
-                          ? FIND_EXACT | FIND_NOCASE
-                          : 0;
     for (const Entry& entry : m_entries) {
         std::string result;
         if (!entry.is_plugin)
-            entry.item->holder->Find(AddressFinder(any), &result, flags, nullptr);
+            entry.item->holder->Find(AddressFinder(any), &result, 0, nullptr);
     }
 }
 

@@ -54,7 +54,9 @@ ListKeeper::LoadResult ListKeeper::Load(std::size_t number, bool force) {
                     std::move(files));
     const ListGeneration::Change change = list->GetChange();
     const bool same = before && change.added == 0 && change.removed == 0;
-    Swap(number, std::move(list), std::string(), std::move(files));
+    // A plug-in may have got other settings.
+    const bool keep_previous = same && !list->HasPlugins();
+    Swap(number, std::move(list), std::string(), std::move(files), keep_previous);
     ReportNotice(m_log, "list " + settings.name + ": loaded, " + Describe(change));
     return {same ? LoadResult::Unchanged : LoadResult::Swapped, Describe(change)};
 }
@@ -111,12 +113,14 @@ ListState ListKeeper::GetState(std::size_t number) const {
 }
 
 void ListKeeper::Swap(std::size_t number, List list, std::string fault,
-                      std::vector<FileStamp> files) {
+                      std::vector<FileStamp> files, bool keep_previous) {
     List oldest; // freed without the lock
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         Served& served = m_lists[number];
-        oldest = std::exchange(served.previous, std::exchange(served.current, list));
+        oldest = std::exchange(served.current, list);
+        if (!keep_previous)
+            std::swap(oldest, served.previous);
         ++served.generation;
         served.fault = std::move(fault);
         served.files = std::move(files);

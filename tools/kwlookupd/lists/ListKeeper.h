@@ -42,11 +42,11 @@ public:
                std::function<void(std::size_t number, const List& list)> publish);
 
     /// Loads a list, in a second for 1,000,000 lines, and publishes it if it is good. The list
-    /// before stays for Rollback(). Unless `force` is set, a list is refused that has become empty
-    /// or has shrunk by more than MaxShrink. The result is logged.
+    /// before stays for Rollback(), unless it is the same. Unless `force` is set, a list is refused
+    /// that has become empty or has shrunk by more than MaxShrink. The result is logged.
     LoadResult Load(std::size_t number, bool force);
 
-    /// Publishes the list before the present one, and keeps the present one for the next call.
+    /// Publishes the list before the last change, and keeps the present one for the next call.
     /// Throws std::runtime_error if there is none.
     LoadResult Rollback(std::size_t number);
 
@@ -70,7 +70,8 @@ private:
         std::vector<FileStamp> files;
     };
 
-    void Swap(std::size_t number, List list, std::string fault, std::vector<FileStamp> files);
+    void Swap(std::size_t number, List list, std::string fault, std::vector<FileStamp> files,
+              bool keep_previous = false);
     LoadResult Fail(std::size_t number, LoadResult::Kind kind, const std::string& reason,
                     std::vector<FileStamp> files);
 

@@ -25,6 +25,8 @@ struct ListSettings {
     std::chrono::milliseconds settle{2000}; ///< how long a changed file must rest before a reload
     /// Searches of servers that take longer are logged. Zero: none.
     std::chrono::milliseconds slow_time{0};
+    /// Warn of lines of files that are probably not read as intended. It takes longer.
+    bool check_lines = false;
 };
 
 } // namespace kwlookup

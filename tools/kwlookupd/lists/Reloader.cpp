@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <system_error>
 #include <unistd.h>
@@ -18,9 +19,31 @@ namespace {
 constexpr std::chrono::seconds PERIOD_WITH_WATCH{30};
 constexpr std::chrono::seconds PERIOD_WITHOUT{2};
 
-std::string DirectoryOf(const std::string& file) {
-    const std::size_t slash = file.rfind('/');
-    return slash == std::string::npos ? "." : file.substr(0, slash + 1);
+/// Adds the directories where a change can give `name` another content: that of the file, and
+/// those of the links that lead to it.
+void AddDirectories(const std::string& name, std::set<std::string>& directories) {
+    constexpr int MOST_LINKS = 40; // as many as the system follows
+    std::filesystem::path path = name;
+    for (int links = 0; links <= MOST_LINKS; ++links) {
+        std::filesystem::path link, rest;
+        std::error_code error;
+        bool is_link = false;
+        for (const std::filesystem::path& part : path) {
+            if (is_link) {
+                rest /= part;
+            } else {
+                link /= part;
+                is_link = std::filesystem::is_symlink(link, error);
+            }
+        }
+        const std::filesystem::path directory = link.parent_path();
+        directories.insert(directory.empty() ? "." : directory.string());
+        if (!is_link)
+            return;
+        path = directory / std::filesystem::read_symlink(link, error);
+        if (!rest.empty())
+            path /= rest;
+    }
 }
 
 } // namespace
@@ -122,7 +145,7 @@ void Reloader::WatchDirectories() {
     std::set<std::string> directories;
     for (const Seen& seen : m_seen)
         for (const FileStamp& file : seen.files)
-            directories.insert(DirectoryOf(file.name));
+            AddDirectories(file.name, directories);
     m_watches_all = m_watch.Watch(directories);
 }
 

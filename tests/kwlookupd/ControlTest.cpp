@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kwlookupd/Control.h"
+#include "support/RecordingLog.h"
+#include "support/TempDir.h"
+#include "text/FileDescriptor.h"
+
+#include "tools/kwlookupd/lists/ListKeeper.h"
+#include "tools/kwlookupd/lists/Reloader.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace {
+
+sockaddr_un NameOf(const std::string& path) {
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    EXPECT_LT(path.size(), sizeof name.sun_path);
+    std::memcpy(name.sun_path, path.c_str(), std::min(path.size(), sizeof name.sun_path - 1));
+    return name;
+}
+
+} // namespace
+
+TEST(RunControlCommand, DoesNotWaitForEverForADaemonThatHangs) {
+    RecordingLog::Reset();
+    const TempDir dir;
+    const std::string path = dir.Path("control");
+    const sockaddr_un name = NameOf(path);
+    const kwlookup::FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM, 0));
+    ASSERT_EQ(::bind(silent.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    ASSERT_EQ(::listen(silent.Get(), 1), 0);
+    EXPECT_EQ(
+        kwlookup::RunControlCommand(path, "status", std::chrono::milliseconds(50), LogClass("ctl")),
+        1);
+    EXPECT_THAT(RecordingLog::Texts(ERROR),
+                testing::ElementsAre(path + ": the daemon did not answer"));
+}
+
+TEST(Control, RestsWhileDescriptorsAreExhausted) {
+    const TempDir dir;
+    const LogClass log("control");
+    kwlookup::ListKeeper lists({}, log, [](std::size_t, const kwlookup::ListKeeper::List&) {});
+    kwlookup::Reloader reloader(
+        lists, [](std::size_t, const kwlookup::ListKeeper::LoadResult&) {}, [] {});
+    boost::asio::io_context context;
+    const kwlookup::Control control(context, dir.Path("control"), reloader, lists);
+    // UBSan needs a pipe when it first sees the type of an object. Let it see those of timers now.
+    boost::asio::steady_timer timer(context, std::chrono::seconds(0));
+    timer.async_wait([](const boost::system::error_code&) {});
+    context.run_one();
+    const kwlookup::FileDescriptor client(::socket(AF_UNIX, SOCK_STREAM, 0));
+    const sockaddr_un name = NameOf(dir.Path("control"));
+    ASSERT_EQ(::connect(client.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    rlimit old{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+    const rlimit low = {static_cast<rlim_t>(client.Get()), old.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    const std::size_t calls = context.run_for(std::chrono::milliseconds(250));
+    ::setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_LE(calls, 10u);
+    ASSERT_EQ(::send(client.Get(), "status\n", 7, 0), 7);
+    char answer[4] = {};
+    for (int i = 0; i < 200 && ::recv(client.Get(), answer, 3, MSG_DONTWAIT) != 3; ++i)
+        context.run_for(std::chrono::milliseconds(50));
+    EXPECT_STREQ(answer, "ok\n");
+}
