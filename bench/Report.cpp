@@ -263,9 +263,9 @@ int main(int argc, char** argv) {
 
     Heading("100,000 rows into a table of SQLite, rows a second", "store", "import");
     const auto store = [&](const char* what, const std::string& name, Aim aim) {
-        const double ours = 1e9 / results[name + "/kwlookup"].GetMedian();
-        const double import = 1e9 / results[name + "/sqlite3"].GetMedian();
-        Row(what, ours, import, ours / import, aim, 0.8);
+        const double stored = 1e9 / results[name + "/kwlookup"].GetMedian();
+        const double imported = 1e9 / results[name + "/sqlite3"].GetMedian();
+        Row(what, stored, imported, stored / imported, aim, 0.8);
     };
     store("in memory: store / import of sqlite3 in one transaction", "store_memory", Aim::AtLeast);
     // SQLite waits for the disk several times a transaction, which nothing makes up for.
