@@ -171,6 +171,7 @@ Session::Step MilterSession::TakePacket(char command, std::string_view data, Que
     case 'C':
         return TakeConnect(data, query, output);
     case 'H':
+        m_helo = Verdict();
         AskFor("helo_name", TakeText(data), query);
         break;
     case 'M': {
@@ -221,7 +222,7 @@ bool MilterSession::Negotiate(std::string_view data, Output& output) {
 
 /// The client: its name, '4' or '6' with a port of two bytes and an address, or another letter.
 Session::Step MilterSession::TakeConnect(std::string_view data, Query& query, Output& output) {
-    m_connection = m_message = Verdict();
+    m_connection = m_helo = m_message = Verdict();
     m_user.clear();
     const std::string_view name = TakeText(data);
     const char family = data.empty() ? 'U' : data.front();
@@ -268,17 +269,18 @@ Session::Step MilterSession::EndCommand(char command, Query& query, Output& outp
     if (command == 'Q')
         return Step::Close;
     if (command == 'K') // the next connection of a client follows
-        m_connection = m_message = Verdict();
+        m_connection = m_helo = m_message = Verdict();
     if (command == 'A')
         m_message = Verdict();
     if (!WantsAnswer(command))
         return Step::Go;
-    const bool is_decided = m_connection.discarded || m_connection.passed || m_message.passed;
+    const bool is_discarded = m_connection.discarded || m_helo.discarded;
+    const bool is_passed = m_connection.passed || m_helo.passed || m_message.passed;
     if (command == 'E')
         EndMessage(output);
-    else if (command == 'M' && m_connection.discarded)
+    else if (command == 'M' && is_discarded)
         WritePacket('d', {}, output);
-    else if (!is_decided && !query.asks.empty()) {
+    else if (!is_discarded && !is_passed && !query.asks.empty()) {
         query.tag = static_cast<unsigned char>(command);
         return Step::Ask;
     } else
@@ -315,7 +317,7 @@ void MilterSession::LogResult(const Query& query, const Reply& reply, const char
 
 void MilterSession::Act(char command, const MailAction& action, Output& output) {
     const bool is_client = command == 'C' || command == 'H';
-    Verdict& verdict = is_client ? m_connection : m_message;
+    Verdict& verdict = command == 'C' ? m_connection : command == 'H' ? m_helo : m_message;
     switch (action.kind) {
     case MailAction::Dunno:
         break;
@@ -323,7 +325,7 @@ void MilterSession::Act(char command, const MailAction& action, Output& output) 
         if (command == 'R') // a word to the mail server would let the others pass, too
             break;
         verdict.passed = true;
-        if (m_connection.at_end.empty()) {
+        if (m_connection.at_end.empty() && m_helo.at_end.empty()) {
             WritePacket('a', {}, output);
             return;
         }
@@ -347,7 +349,7 @@ void MilterSession::Act(char command, const MailAction& action, Output& output) 
 }
 
 void MilterSession::EndMessage(Output& output) {
-    for (const Verdict* verdict : {&m_connection, &m_message}) {
+    for (const Verdict* verdict : {&m_connection, &m_helo, &m_message}) {
         for (const MailAction& action : verdict->at_end) {
             std::string data = action.text + '\0';
             if (action.kind == MailAction::AddHeader)

@@ -62,6 +62,7 @@ private:
     char m_skipped_command = 0;
     std::string m_user; ///< who has logged in
     Verdict m_connection;
+    Verdict m_helo; ///< of the last HELO: there is another after STARTTLS
     Verdict m_message;
 };
 
