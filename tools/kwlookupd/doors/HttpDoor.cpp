@@ -112,8 +112,6 @@ HttpDoor::HttpDoor(DoorConfig config, const DaemonView& view)
     }
     if (const auto hosts = settings.find("host"); hosts != settings.end())
         m_hosts = SplitHosts(hosts->second);
-    if (!m_config.rules.empty())
-        throw std::invalid_argument("the protocol http has no setting Ask");
     for (const DoorConfig::List& list : m_config.lists)
         if (list.name == "metrics" || list.name == "healthz")
             throw std::invalid_argument("the path of a list named \"" + list.name +

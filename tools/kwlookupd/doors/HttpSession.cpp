@@ -238,7 +238,7 @@ Session::Step HttpSession::ReadHeader(std::string_view& input, Query& query, Out
     if (m_request->parser.is_done())
         return Serve(query, output);
     m_request->parser.eager(true);
-    if (m_request->Count(http::field::expect) != 0)
+    if (m_request->Count(http::field::expect) != 0 && m_request->GetMessage().version() > 10)
         output.Append("HTTP/1.1 100 Continue\r\n\r\n");
     return Step::Go;
 }
@@ -342,6 +342,9 @@ Session::Step HttpSession::Serve(Query& query, Output& output) {
     for (const char* name : {"text", "list"})
         if (target.HasTwice(name))
             return Respond({400, std::string("there are two parameters ") + name + "\n"}, output);
+    // A text with a "&" that is not encoded would be cut, and not be found.
+    if (target.Find("text") && !target.HasOnly({"explain", "format", "list", "text"}))
+        return Respond({400, "a parameter is unknown; write & in a text as %26\n"}, output);
     if (path.size() == 1 && m_door.FindList(path[0]) && post)
         return ServeTexts(*m_door.FindList(path[0]), query, output);
     if (post) {

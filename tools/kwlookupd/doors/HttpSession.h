@@ -14,13 +14,12 @@ namespace kwlookup {
 
 /// HTTP/1.1 and 1.0, one request after the other.
 ///
-/// | request | answer |
-/// |---|---|
-/// | `GET /LIST?text=TEXT` | 200 and the result; 404 if not found; 503 if the list cannot be asked
-/// | | `POST /LIST` | 200 and an answer for each text: lines, or an array of JSON | | `GET
-/// /LIST/all` | all keys of a list, for programs that keep it themselves | | `GET /metrics` |
-/// counters, for Prometheus | | `GET /healthz` | 200 if all lists of the door are loaded, else 503
-/// | | `GET /` | the status page; with `list` and `text` it tells which item answered |
+/// - `GET /LIST?text=TEXT`: 200 and the result; 404 if not found; 503 if the list cannot be asked
+/// - `POST /LIST`: 200 and an answer for each text: lines, or an array of JSON
+/// - `GET /LIST/all`: all keys of a list, for programs that keep it themselves
+/// - `GET /metrics`: counters, for Prometheus
+/// - `GET /healthz`: 200 if all lists of the door are loaded, else 503
+/// - `GET /`: the status page; with `list` and `text` it tells which item answered
 ///
 /// HEAD does the same as GET without the body. Only a text that was looked for and not found gets
 /// 404: a list that the door does not serve gets 400, since a wrong name is not "not found".

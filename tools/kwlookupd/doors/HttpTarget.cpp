@@ -80,4 +80,10 @@ bool HttpTarget::HasTwice(std::string_view name) const {
                          [&](const auto& parameter) { return parameter.first == name; }) > 1;
 }
 
+bool HttpTarget::HasOnly(std::initializer_list<std::string_view> names) const {
+    return std::all_of(parameters.begin(), parameters.end(), [&](const auto& parameter) {
+        return std::find(names.begin(), names.end(), parameter.first) != names.end();
+    });
+}
+
 } // namespace kwlookup
