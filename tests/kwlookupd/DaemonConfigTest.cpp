@@ -38,9 +38,9 @@ TEST(DaemonConfigTest, ReadsEachKey) {
                  "IdleTime = 5 m\nMaxConnections = 7\nMaxInFlight = 8\nUser = mail\n"
                  "Control = /c\nLog = syslog\nDebug = yes\nTypes = own, other\n"
                  "[lookup_cdb]\nOnError = exception\n"
-                 "[list one]\nObjects = a, \"b, c\"\nSearch = Exact-NoCase\nSubAddress = +-\n"
+                 "[list one]\nObjects = a, \"b, c\"\nSubAddress = +-\n"
                  "Idn = yes\nMaxShrink = 5 %\nSettle = 1 h\n"
-                 "[list another]\nObjects =\n"
+                 "[list another]\nObjects =\nSearch = Exact-NoCase\n"
                  "[door web]\nProtocol = HTTP\nAddress = unix:/a, [::1]:2\nLists = another, one\n"
                  "Token = abc\nMode = 0660\n"
                  "[door check]\nProtocol = policy\nAddress = 127.0.0.1:3\n"
@@ -61,12 +61,12 @@ TEST(DaemonConfigTest, ReadsEachKey) {
     ASSERT_EQ(config.lists.size(), 2u);
     EXPECT_EQ(config.lists[0].name, "one");
     EXPECT_EQ(config.lists[0].objects, "a, \"b, c\"");
-    EXPECT_EQ(config.lists[0].search, ListSettings::Search::ExactNoCase);
     EXPECT_EQ(config.lists[0].sub_address, "+-");
     EXPECT_TRUE(config.lists[0].idn);
     EXPECT_EQ(config.lists[0].max_shrink, 5u);
     EXPECT_EQ(config.lists[0].settle, std::chrono::hours(1));
     EXPECT_EQ(config.lists[1].name, "another");
+    EXPECT_EQ(config.lists[1].search, ListSettings::Search::ExactNoCase);
     ASSERT_EQ(config.doors.size(), 3u);
     const DoorConfig& web = config.doors[0];
     EXPECT_EQ(web.protocol, "http");
@@ -104,6 +104,10 @@ TEST(DaemonConfigTest, TellsFileAndLineOfEachError) {
         {"[list a]\nObjects =\nMaxShrink = 101 %\n",
          "c:3: 'MaxShrink' must be a number from 0 to 100"},
         {"[list a]\nObjects =\nSubAddress = @\n", "c:3: 'SubAddress' must not have '@' or '\"'"},
+        {"[list a]\nObjects =\nSearch = domain\nSubAddress = +\n",
+         "c:1: [list a]: SubAddress needs Search = address"},
+        {"[list a]\nObjects =\nSearch = exact-nocase\nIdn = yes\n",
+         "c:1: [list a]: Idn needs Search = address or domain"},
         {"[list a b]\nObjects =\n",
          "c:1: [list a b]: a name has letters, digits, '_', '-' and '.' only"},
         {"[door x]\nAddress = a\n", "c:1: 'Protocol' is missing in [door x]"},
@@ -122,14 +126,24 @@ TEST(DaemonConfigTest, TellsFileAndLineOfEachError) {
         {"[door x]\nProtocol = tcp\nAddress = unix:/a\n[door y]\nProtocol = tcp\n"
          "Address = b, unix:/a\n",
          "c:4: [door y] has the address unix:/a, as has [door x]"},
+        {"[door x]\nProtocol = tcp\nAddress = unix:/a, unix:/b\nAllowFrom = ::1\n",
+         "c:1: [door x] has only UNIX sockets, and AllowFrom holds for others only; use AllowUser "
+         "or AllowGroup"},
+        {"[list a]\nObjects =\n[door x]\nProtocol = tcp\nAddress = a\nAsk = sender:a\n",
+         "c:3: [door x]: Protocol tcp has no rules; use Lists in place of Ask"},
+        {"[list a]\nObjects =\n[door x]\nProtocol = policy\nAddress = a\nAsk = sender:a\n"
+         "Lists = a\n",
+         "c:3: [door x]: Protocol policy needs rules; use Ask in place of Lists"},
         {"no section\n", "c:1: neither a section, nor a setting, nor a comment"},
     };
     for (const auto& [text, error] : cases)
         EXPECT_THAT(ReadText(text + DOOR).errors, ElementsAre(error)) << text;
-    EXPECT_THAT(ReadText("[door a]\nProtocol = tcp\nAddress = 127.0.0.1:0, unix:/a\n"
+    EXPECT_THAT(ReadText("[list l]\nObjects =\n[door a]\nProtocol = tcp\n"
+                         "Address = 127.0.0.1:0, unix:/a\n"
                          "AllowUser = root\n[door b]\nProtocol = tcp\nAddress = 127.0.0.1:0\n")
                     .errors,
                 IsEmpty());
+    EXPECT_THAT(ReadText(DOOR).errors, ElementsAre("c: there is no [list NAME]"));
     EXPECT_THAT(ReadText("[list a]\nObjects =\n").errors,
                 ElementsAre("c: there is no [door NAME]"));
 }

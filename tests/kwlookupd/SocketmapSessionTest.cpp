@@ -171,6 +171,8 @@ TEST_F(SocketmapSessionTest, UnderstandsLines) {
         {"users found-1\n", "OK u found-1\n"},
         {"users found-1\r\nrcpt none\nusers temp\n", "OK u found-1\nNOTFOUND \nTEMP timed out\n"},
         {"users \n", "OK u <>\n"},
+        {"_other x\n", "PERM unknown list\n"},
+        {"1other x\n", "22:PERM malformed request, closed"},
         {"users empty\n", "OK \n"},
         {"users found-\xfc x\n", "OK u found-\xfc x\n"},
         {"users lf\n", "TEMP the result has a line end\n"},

@@ -32,6 +32,11 @@ const struct {
     const char* key;
 } PROTOCOL_KEYS[] = {{"http", "Host"}, {"http", "Token"}};
 
+/// Protocols whose clients name a list, or ask all lists of their door.
+constexpr std::string_view LIST_PROTOCOLS[] = {"dict", "http", "socketmap", "tcp"};
+/// Protocols whose clients tell several attributes, so that rules say which list is asked.
+constexpr std::string_view RULE_PROTOCOLS[] = {"milter", "policy"};
+
 /// What to do with the value of a key. Throws std::invalid_argument if the value is wrong.
 using Take = std::function<void(const std::string&)>;
 
@@ -141,6 +146,8 @@ public:
                 AddError(line, "unknown section [" + *name + "]");
         if (m_config.doors.empty() && m_config.errors.empty())
             AddError(0, "there is no [door NAME]");
+        if (m_config.lists.empty() && m_config.errors.empty())
+            AddError(0, "there is no [list NAME]");
         return std::move(m_config);
     }
 
@@ -251,6 +258,13 @@ private:
              {"Settle", [&](const std::string& v) { list.settle = ParseTime(v); }}});
         if (!has_objects)
             AddError(SectionOf(section).line, "'Objects' is missing in [" + section + "]");
+        const bool is_exact = list.search == Search::Exact || list.search == Search::ExactNoCase;
+        if (!list.sub_address.empty() && list.search != Search::Address)
+            AddError(SectionOf(section).line,
+                     "[" + section + "]: SubAddress needs Search = address");
+        if (list.idn && is_exact)
+            AddError(SectionOf(section).line,
+                     "[" + section + "]: Idn needs Search = address or domain");
         m_config.lists.push_back(std::move(list));
     }
 
@@ -307,6 +321,7 @@ private:
         if (door.addresses.empty())
             AddError(line, "'Address' is missing in [" + section + "]");
         CheckAddresses(section, door);
+        CheckLists(section, door);
         if (door.rules.empty() && door.lists.empty())
             for (const ListSettings& list : m_config.lists)
                 door.lists.push_back(ListNamed(list.name));
@@ -324,12 +339,34 @@ private:
             AddError(line, "[" + section +
                                "] has no UNIX socket, and AllowUser and AllowGroup hold for these "
                                "only; use AllowFrom");
+        const bool has_tcp =
+            std::any_of(door.addresses.begin(), door.addresses.end(),
+                        [](const std::string& address) { return !StartsWith(address, "unix:"); });
+        if (!has_tcp && !door.addresses.empty() && door.settings.count("allowfrom"))
+            AddError(line, "[" + section +
+                               "] has only UNIX sockets, and AllowFrom holds for others only; use "
+                               "AllowUser or AllowGroup");
         for (const std::string& address : door.addresses) {
             const auto added = m_doors_by_address.emplace(address, door.name);
             if (!added.second && address.substr(address.rfind(':') + 1) != "0") // any free port
                 AddError(line, "[" + section + "] has the address " + address + ", as has [door " +
                                    added.first->second + "]");
         }
+    }
+
+    /// Reports lists and rules that the protocol does not ask.
+    void CheckLists(const std::string& section, const DoorConfig& door) {
+        const auto is_of = [&](const auto& protocols) {
+            return std::find(std::begin(protocols), std::end(protocols), door.protocol) !=
+                   std::end(protocols);
+        };
+        const std::size_t line = SectionOf(section).line;
+        if (is_of(LIST_PROTOCOLS) && !door.rules.empty())
+            AddError(line, "[" + section + "]: Protocol " + door.protocol +
+                               " has no rules; use Lists in place of Ask");
+        if (is_of(RULE_PROTOCOLS) && !door.lists.empty())
+            AddError(line, "[" + section + "]: Protocol " + door.protocol +
+                               " needs rules; use Ask in place of Lists");
     }
 
     void CheckSectionName(const std::string& section, const std::string& name) {

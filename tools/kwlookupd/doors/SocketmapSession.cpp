@@ -16,8 +16,9 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool IsLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+/// Returns true for a byte that begins no netstring, not even a malformed one.
+bool BeginsLine(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
 } // namespace
@@ -30,7 +31,7 @@ Session::Step SocketmapSession::Read(std::string_view& input, Query& query, Outp
     if (input.empty())
         return Step::NeedMore;
     if (m_dialect == Dialect::Unknown) {
-        m_lines = IsLetter(input.front());
+        m_lines = BeginsLine(input.front());
         m_dialect = m_lines ? Dialect::Lines : Dialect::Netstrings;
     }
     if (m_dialect == Dialect::Broken) {
