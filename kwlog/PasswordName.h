@@ -3,7 +3,6 @@
 
 #include "text/AsciiLower.h"
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -11,8 +10,7 @@ namespace kwlookup {
 
 /// Returns true when the name of a setting says that its value is a password.
 inline bool IsPasswordName(std::string_view name) {
-    std::string lower(name);
-    std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
+    const std::string lower = AsciiLowerCase(std::string(name));
     for (const char* word : {"password", "passwd", "secret"})
         if (lower.find(word) != std::string::npos)
             return true;

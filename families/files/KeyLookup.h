@@ -9,12 +9,12 @@
 #include "lookup/config/Values.h"
 #include "text/AsciiLower.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace kwlookup {
 
@@ -53,7 +53,7 @@ protected:
         if (key.size() >= std::numeric_limits<std::uint32_t>::max())
             throw std::length_error("the key is too long");
         if (table.lower_case)
-            std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
+            key = AsciiLowerCase(std::move(key));
         Database& database =
             table.files.Get().Get([&table] { return std::make_unique<Database>(table.name); });
 

@@ -10,13 +10,13 @@
 #include "tools/lists/BoundedWarnings.h"
 #include "tools/lists/Report.h"
 
-#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace kwlookup {
 
@@ -39,7 +39,7 @@ std::size_t AddRecords(SourceFile& file, const BuildOptions& options, Warnings& 
     const auto add = [&](std::string_view text, std::string_view value, std::size_t line) {
         key.assign(text);
         if (!options.keep_case)
-            std::transform(key.begin(), key.end(), key.begin(), AsciiLower);
+            key = AsciiLowerCase(std::move(key));
         if (keep_first) {
             const auto [first, is_new] = lines.emplace(key, line);
             if (!is_new) {

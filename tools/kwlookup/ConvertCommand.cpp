@@ -52,8 +52,7 @@ int RunConvertCommand(const std::string& input, Warnings::Mode mode, const LogCl
         BoundedWarnings bounded(warnings, file.GetName());
         const LocaleBytes& bytes = LocaleBytes::Current();
         const auto add = [&](std::string_view key, std::string_view value, std::size_t line) {
-            std::string lower(key);
-            std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
+            std::string lower = AsciiLowerCase(std::string(key));
             const auto [first, is_new] = lines.emplace(std::move(lower), line);
             const std::string name(key);
             if (!is_new) {

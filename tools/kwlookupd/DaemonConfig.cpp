@@ -40,11 +40,6 @@ constexpr std::string_view RULE_PROTOCOLS[] = {"milter", "policy"};
 /// What to do with the value of a key. Throws std::invalid_argument if the value is wrong.
 using Take = std::function<void(const std::string&)>;
 
-std::string LowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), AsciiLower);
-    return text;
-}
-
 /// Returns the names of a comma-separated list.
 std::vector<std::string> SplitNames(const std::string& value) {
     std::vector<std::string> names;
@@ -75,7 +70,7 @@ std::chrono::milliseconds ParseTime(std::string_view text) {
     const std::uint64_t number = TakeNumber(text);
     static const std::map<std::string, std::uint64_t> units = {
         {"ms", 1}, {"s", 1000}, {"", 1000}, {"m", 60 * 1000}, {"h", 3600 * 1000}, {"d", 86400000}};
-    const auto unit = units.find(LowerCase(std::string(text)));
+    const auto unit = units.find(AsciiLowerCase(std::string(text)));
     if (unit == units.end())
         throw std::invalid_argument("must be a time, such as 900 ms, 2 s, 5 m, 1 h or 1 d");
     return std::chrono::milliseconds(number * unit->second);
@@ -97,7 +92,7 @@ bool ParseBool(const std::string& text) {
 
 template <typename Value>
 Value ParseWord(const std::string& text, const std::map<std::string, Value>& words) {
-    const auto word = words.find(LowerCase(text));
+    const auto word = words.find(AsciiLowerCase(text));
     if (word != words.end())
         return word->second;
     std::string names;
@@ -166,7 +161,7 @@ private:
             if (setting.secret)
                 HideInMessages(setting.value);
             const auto key = std::find_if(keys.begin(), keys.end(), [&](const auto& each) {
-                return LowerCase(each.first) == LowerCase(setting.key);
+                return AsciiLowerCase(each.first) == AsciiLowerCase(setting.key);
             });
             if (key == keys.end()) {
                 AddError(setting.line, "unknown key '" + setting.key + "' in [" + name + "]");
@@ -287,7 +282,7 @@ private:
         door.name = section.substr(DOOR_SECTION.size());
         CheckSectionName(section, door.name);
         std::map<std::string, Take> keys = {
-            {"Protocol", [&](const std::string& v) { door.protocol = LowerCase(v); }},
+            {"Protocol", [&](const std::string& v) { door.protocol = AsciiLowerCase(v); }},
             {"Address", [&](const std::string& v) { door.addresses = SplitNames(v); }},
             {"Lists",
              [&](const std::string& v) {
@@ -300,19 +295,21 @@ private:
                      door.rules.push_back(RuleOf(rule));
              }}};
         const auto keep = [&](const char* key) {
-            keys[key] = [&door, key](const std::string& v) { door.settings[LowerCase(key)] = v; };
+            keys[key] = [&door, key](const std::string& v) {
+                door.settings[AsciiLowerCase(key)] = v;
+            };
         };
         for (const char* key : SOCKET_KEYS)
             keys[key] = [&door, key](const std::string& v) {
                 CheckNotEmpty(v); // without a name, all clients may ask
-                door.settings[LowerCase(key)] = v;
+                door.settings[AsciiLowerCase(key)] = v;
             };
         const auto protocol =
             std::find_if(SectionOf(section).settings.begin(), SectionOf(section).settings.end(),
-                         [](const auto& each) { return LowerCase(each.key) == "protocol"; });
+                         [](const auto& each) { return AsciiLowerCase(each.key) == "protocol"; });
         for (const auto& each : PROTOCOL_KEYS)
             if (protocol != SectionOf(section).settings.end() &&
-                LowerCase(protocol->value) == each.protocol)
+                AsciiLowerCase(protocol->value) == each.protocol)
                 keep(each.key);
         ReadSection(section, keys);
         const std::size_t line = SectionOf(section).line;

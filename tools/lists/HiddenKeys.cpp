@@ -26,8 +26,7 @@ bool IsAddress(std::string_view key) {
 } // namespace
 
 HiddenKeys::Earlier HiddenKeys::Add(std::string_view key, std::size_t line) {
-    std::string lower(key);
-    std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
+    std::string lower = AsciiLowerCase(std::string(key));
     std::string_view name = lower;
     if (IsMarkedDomain(name))
         name.remove_prefix(1);

@@ -16,12 +16,6 @@ namespace {
 /// Shorter tokens can be guessed.
 constexpr std::size_t SHORTEST_TOKEN = 16;
 
-std::string InLowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
-    return lower;
-}
-
 /// Returns the host of "HOST:PORT", without the brackets of an IPv6 address.
 std::string HostOf(std::string_view address) {
     if (!address.empty() && address[0] == '[')
@@ -61,7 +55,7 @@ std::vector<std::string> SplitHosts(std::string_view names) {
     std::vector<std::string> hosts;
     while (!names.empty()) {
         const std::size_t end = std::min(names.find(','), names.size());
-        std::string host = InLowerCase(names.substr(0, end));
+        std::string host = AsciiLowerCase(std::string(names.substr(0, end)));
         host.erase(0, host.find_first_not_of(' '));
         host.erase(host.find_last_not_of(' ') + 1);
         hosts.push_back(std::move(host));
@@ -143,7 +137,7 @@ bool HttpDoor::MayAsk(std::string_view authorization) const {
     if (m_token.empty())
         return true;
     const std::size_t blank = std::min(authorization.find(' '), authorization.size());
-    const std::string scheme = InLowerCase(authorization.substr(0, blank));
+    const std::string scheme = AsciiLowerCase(std::string(authorization.substr(0, blank)));
     authorization.remove_prefix(blank);
     authorization.remove_prefix(
         std::min(authorization.find_first_not_of(' '), authorization.size()));
@@ -162,7 +156,7 @@ bool HttpDoor::IsOwnHost(std::string_view host) const {
         return true;
     // A port is a colon and digits. In an IPv6 address, colons stand in brackets.
     const bool has_port = host.rfind(':') != std::string_view::npos && host.back() != ']';
-    const std::string name = InLowerCase(
+    const std::string name = AsciiLowerCase(
         has_port || (!host.empty() && host[0] == '[') ? HostOf(host) : std::string(host));
     return name == "localhost" || IsAddress(name) ||
            std::find(m_hosts.begin(), m_hosts.end(), name) != m_hosts.end();

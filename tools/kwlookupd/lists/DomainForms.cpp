@@ -19,9 +19,7 @@ using Text = std::unique_ptr<char, void (*)(void*)>;
 bool MayBeInternational(const std::string& domain) {
     if (domain.size() > LONGEST || domain.find('\0') != std::string::npos)
         return false;
-    std::string lower(domain);
-    std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
-    return lower.find("xn--") != std::string::npos ||
+    return AsciiLowerCase(domain).find("xn--") != std::string::npos ||
            std::any_of(domain.begin(), domain.end(),
                        [](char c) { return static_cast<unsigned char>(c) > 0x7f; });
 }

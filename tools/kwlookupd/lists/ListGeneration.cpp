@@ -45,11 +45,6 @@ bool IsOneOf(const std::string& type, std::initializer_list<const char*> types) 
     return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), AsciiLower);
-    return text;
-}
-
 bool HasBrackets(const std::string& text) {
     return text.size() > 2 && text.front() == '<' && text.back() == '>';
 }
@@ -176,7 +171,7 @@ public:
 
     void AskExact(const std::string& text, int flags) {
         const bool fold = flags & FIND_NOCASE;
-        const std::string folded = fold ? Lower(text) : std::string();
+        const std::string folded = fold ? AsciiLowerCase(text) : std::string();
         for (const Entry& entry : m_list.m_entries) {
             if (entry.is_plugin) {
                 if (Ask(entry, fold ? folded : text, flags))
@@ -248,7 +243,7 @@ private:
                 continue;
             }
             if (!folded)
-                folded = Lower(text);
+                folded = AsciiLowerCase(text);
             if (!entry.walks) {
                 if (AskPlugin(entry, *folded, flags))
                     return true;
@@ -269,7 +264,7 @@ private:
         for (const Entry& entry : m_list.m_entries) {
             if (entry.is_plugin) {
                 if (!folded)
-                    folded = Lower(key);
+                    folded = AsciiLowerCase(key);
                 if (AskPlugin(entry, *folded, 0))
                     return true;
             } else {
