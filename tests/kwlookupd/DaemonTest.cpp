@@ -105,6 +105,8 @@ TEST_F(DaemonTest, ReloadsOnCommand) {
     EXPECT_EQ(daemon.Ctl({"reload", "hosts", "--force"}).out, "hosts: +0 -4 =0\n");
     EXPECT_EQ(Ask("hosts", "d.lan"), "NOTFOUND ");
     EXPECT_EQ(daemon.Ctl({"rollback", "hosts"}).out, "hosts: 4 records\n");
+    result = daemon.Ctl({"status"});
+    EXPECT_THAT(result.out, HasSubstr(", +4 -0 =0, rolled back\n"));
     EXPECT_EQ(Ask("hosts", "d.lan"), "OK d.lan");
 
     std::filesystem::remove(m_dir.Path("hosts"));

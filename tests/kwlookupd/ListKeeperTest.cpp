@@ -175,12 +175,51 @@ TEST_F(ListKeeperTest, GoesBackToTheListBefore) {
     m_lists.Load(0, false);
     EXPECT_EQ(m_lists.Rollback(0).text, "1 records");
     EXPECT_TRUE(Has("old.lan"));
-    EXPECT_EQ(m_lists.GetState(0).fault, "rolled back");
     m_lists.Rollback(0);
     EXPECT_TRUE(Has("new.lan"));
     m_lists.Load(0, false); // the same once more
     m_lists.Rollback(0);
     EXPECT_TRUE(Has("old.lan"));
+}
+
+TEST_F(ListKeeperTest, TellsWhatARollbackChanged) {
+    Write(Lines(1, 10));
+    m_lists.Load(0, false);
+    Write(Lines(3, 15));
+    m_lists.Load(0, false);
+    m_lists.Load(0, false); // the same once more
+    Write("");
+    EXPECT_EQ(m_lists.Load(0, false).kind, Kind::Refused);
+    m_lists.Rollback(0);
+    const ListState back = m_lists.GetState(0);
+    EXPECT_TRUE(back.rolled_back);
+    EXPECT_EQ(back.fault, "");
+    EXPECT_EQ(back.records, 10u);
+    EXPECT_EQ(back.added, 2u);
+    EXPECT_EQ(back.removed, 5u);
+    EXPECT_EQ(back.kept, 8u);
+    m_lists.Rollback(0);
+    const ListState newest = m_lists.GetState(0);
+    EXPECT_FALSE(newest.rolled_back);
+    EXPECT_EQ(newest.fault, "");
+    EXPECT_EQ(newest.added, 5u);
+    EXPECT_EQ(newest.removed, 2u);
+    m_lists.Rollback(0);
+    Write(Lines(1, 10));
+    m_lists.Load(0, false);
+    EXPECT_FALSE(m_lists.GetState(0).rolled_back);
+}
+
+TEST_F(ListKeeperTest, KeepsAListForItsSettingsOfPlugins) {
+    Write("old.lan\n");
+    m_lists.Load(0, false);
+    Write("new.lan\n");
+    m_lists.Load(0, false);
+    m_lists.NoteNewSettings();
+    m_lists.Load(0, false);
+    m_lists.Load(0, false); // the same once more
+    m_lists.Rollback(0);
+    EXPECT_TRUE(Has("new.lan")) << "the list before had other settings";
 }
 
 TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {

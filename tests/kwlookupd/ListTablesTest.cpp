@@ -230,6 +230,30 @@ TEST_F(ListTablesTest, ARuleIsARecord) {
     EXPECT_EQ(lists.Load(0, true).text, "+0 -10 =1");
 }
 
+TEST_F(ListTablesTest, ARollbackGoesToOtherRecordsOrSettings) {
+    const auto configure = [&](const std::string& setting) {
+        const std::string table = "[lookup_cdb]\nOnError = exception\n";
+        return "[list mixed]\nObjects = file:@/mixed, " + ACCESS + "$s\nSettle = 1 h\n" +
+               "[door maps]\nProtocol = socketmap\nAddress = unix:@/maps\n" + table + setting;
+    };
+    const auto has_new = [&] {
+        return Daemon::Ask("unix:" + m_dir.Path("maps"), "mixed", "x@new.lan") == "OK new.lan";
+    };
+    m_dir.Write("mixed", "old.lan\n");
+    const Daemon daemon(m_dir, configure(""));
+    m_dir.Write("mixed", "old.lan\nnew.lan\n");
+    EXPECT_EQ(daemon.Ctl({"reload"}).out, "mixed: +1 -0 =1\n");
+    EXPECT_EQ(daemon.Ctl({"reload"}).out, "mixed: +0 -0 =2\n");
+    EXPECT_TRUE(has_new());
+    EXPECT_EQ(daemon.Ctl({"rollback", "mixed"}).status, 0);
+    EXPECT_FALSE(has_new());
+    EXPECT_EQ(daemon.Ctl({"rollback", "mixed"}).status, 0);
+    Daemon::WriteConfig(m_dir, configure("LowerCase = no\n"));
+    EXPECT_EQ(daemon.Ctl({"reload"}).out, "mixed: +0 -0 =2\n");
+    EXPECT_EQ(daemon.Ctl({"rollback", "mixed"}).status, 0);
+    EXPECT_TRUE(has_new()) << "the list before had other settings";
+}
+
 // Patterns are asked by the thread that serves all, but not many texts at once.
 TEST_F(ListTablesTest, ManyTextsDelayNobody) {
     std::string rules, texts;

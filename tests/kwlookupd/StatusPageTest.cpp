@@ -38,6 +38,7 @@ std::string Between(const std::string& text, const std::string& begin, const std
 
 TEST(StatusPage, TellsListsAndDoors) {
     ConstantView view;
+    view.lists[0].rolled_back = true;
     view.lists[1].fault = "cannot open <file>";
     kwlookup::Metrics& metrics = view.GetCounters();
     metrics.CountConnection(0, 0, 1);
@@ -58,6 +59,7 @@ TEST(StatusPage, TellsListsAndDoors) {
              "data-label=\"Loaded\">60 s ago</td>",
              "data-label=\"Last change\">+12 \u22123 =1,234,555</td>",
              "data-label=\"Found\">45</td>",
+             "<td colspan=\"8\">rolled back</td>",
              "class=\"bad\">not loaded</td>",
              "class=\"bad\">cannot open &lt;file&gt;</td>",
              "<span class=\"bad\">server gone</span>",

@@ -55,7 +55,7 @@ std::string Describe(const ListState& list) {
     if (list.loaded)
         out << list.records << " records, generation " << list.generation << " of "
             << TimeText(list.load_time) << ", +" << list.added << " -" << list.removed << " ="
-            << list.kept;
+            << list.kept << (list.rolled_back ? ", rolled back" : "");
     else
         out << "not loaded";
     if (!list.fault.empty())

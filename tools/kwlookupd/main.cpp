@@ -23,12 +23,14 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <functional>
 #include <iostream>
 #include <sysexits.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace kwlookup {
 
@@ -92,9 +94,20 @@ ReloadResult MetricOf(ListKeeper::LoadResult::Kind kind) {
     return ReloadResult::Failed;
 }
 
+/// Returns what a configuration sets for plug-ins: section, key and value.
+std::vector<std::array<std::string, 3>> PluginSettings(const ConfFile& file) {
+    std::vector<std::array<std::string, 3>> settings;
+    for (const auto& [name, section] : file.GetSections())
+        if (!PluginTypeOf(name).empty())
+            for (const ConfFile::Setting& setting : section.settings)
+                settings.push_back({name, setting.key, setting.value});
+    return settings;
+}
+
 /// Reads the sections of plug-ins again, for the lists that are loaded next. If the file has an
 /// error, they stay as they are. Plug-ins from elsewhere may not bear it while they are searched.
-void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, const LogClass& log) {
+void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, ListKeeper& lists,
+                          const LogClass& log) {
     if (!config.types.empty())
         return;
     try {
@@ -102,6 +115,8 @@ void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, co
         if (!ReportErrors(fresh, log))
             throw std::runtime_error(config.file.GetName() + " has errors");
         TakeCollectedErrors(); // otherwise nothing is read
+        if (PluginSettings(fresh.file) != PluginSettings(loader.GetFile()))
+            lists.NoteNewSettings();
         loader.SetFile(std::move(fresh.file));
         LogClass own_log(log);
         KwObjectHolder::BeforeReload(own_log);
@@ -132,7 +147,7 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
         [&](std::size_t number, const ListKeeper::LoadResult& result) {
             metrics.CountReload(number, MetricOf(result.kind));
         },
-        [&] { RereadPluginSections(config, loader, log); });
+        [&] { RereadPluginSections(config, loader, lists, log); });
     boost::asio::io_context& context = server.GetMainContext();
     std::unique_ptr<Control> control;
     if (!config.control.empty())

@@ -387,14 +387,8 @@ ListGeneration::ListGeneration(const ListSettings& settings, const LogClass& log
     const auto file = std::find_if(m_entries.begin(), m_entries.end(),
                                    [](const Entry& entry) { return entry.is_file; });
     m_first_file = file == m_entries.end() ? nullptr : &*file;
-    const std::vector<std::size_t> records = HashRecords();
-    const std::vector<std::size_t> before =
-        previous ? previous->HashRecords() : std::vector<std::size_t>();
-    std::vector<std::size_t> kept;
-    std::set_intersection(records.begin(), records.end(), before.begin(), before.end(),
-                          std::back_inserter(kept));
-    m_record_count = records.size();
-    m_change = {records.size() - kept.size(), before.size() - kept.size(), kept.size()};
+    m_change = CompareWith(previous);
+    m_record_count = m_change.added + m_change.kept;
     // The first search in memory makes an index.
     const std::string any = "x@y";
     for (const Entry& entry : m_entries) {
@@ -543,6 +537,16 @@ void ListGeneration::ForEachValue(const std::function<void(std::string_view)>& t
         if (!entry.is_plugin)
             entry.item->holder->Find(taker, &result, 0, nullptr);
     }
+}
+
+ListGeneration::Change ListGeneration::CompareWith(const ListGeneration* before) const {
+    const std::vector<std::size_t> records = HashRecords();
+    const std::vector<std::size_t> others =
+        before ? before->HashRecords() : std::vector<std::size_t>();
+    std::vector<std::size_t> kept;
+    std::set_intersection(records.begin(), records.end(), others.begin(), others.end(),
+                          std::back_inserter(kept));
+    return {records.size() - kept.size(), others.size() - kept.size(), kept.size()};
 }
 
 /// Returns a hash of each record, sorted.

