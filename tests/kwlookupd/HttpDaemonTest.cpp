@@ -90,6 +90,10 @@ TEST_F(HttpDaemonTest, WholeListsChangeTheirTagWithTheirContent) {
     const std::string head = Send("HEAD /blocked/all", fields);
     EXPECT_THAT(head, StartsWith("HTTP/1.1 200 "));
     EXPECT_EQ(FieldOf(head, "Content-Length"), "59");
+    EXPECT_EQ(daemon.Ctl({"rollback", "blocked"}).status, 0);
+    EXPECT_THAT(
+        Send("HEAD /blocked/all", "If-Modified-Since: " + FieldOf(head, "Last-Modified") + "\r\n"),
+        StartsWith("HTTP/1.1 200 "));
 }
 
 TEST_F(HttpDaemonTest, AnOpenDoorWantsItsToken) {

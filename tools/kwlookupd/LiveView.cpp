@@ -4,9 +4,11 @@
 #include "lookup/PluginFigures.h"
 #include "text/LocaleBytes.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <functional>
+#include <new>
 #include <utility>
 
 namespace kwlookup {
@@ -41,6 +43,17 @@ std::string EtagOf(const std::string& text) {
     return etag;
 }
 
+std::shared_ptr<DaemonView::WholeList> MakeWhole(const ListGeneration& list) {
+    auto whole = std::make_shared<DaemonView::WholeList>();
+    if (list.HasPlugins()) {
+        whole->why_not = "an item of the list asks a table or a server";
+    } else {
+        list.ForEachValue([&](std::string_view value) { AppendLine(value, whole->text); });
+        whole->etag = EtagOf(whole->text);
+    }
+    return whole;
+}
+
 } // namespace
 
 LiveView::LiveView(std::vector<DoorConfig> doors, const ListKeeper& lists, std::size_t threads)
@@ -66,24 +79,39 @@ PluginStates LiveView::GetPlugins() const {
 }
 
 std::shared_ptr<const DaemonView::WholeList> LiveView::GetWholeList(std::size_t list) const {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    Body& body = m_bodies[list];
+    if (body.whole)
+        return body.whole;
     const ListKeeper::List current = m_lists.GetList(list);
     if (!current)
         return nullptr;
-    const std::lock_guard<std::mutex> guard(m_lock);
-    Body& body = m_bodies[list];
-    if (body.list == current)
-        return body.whole;
-    auto whole = std::make_shared<WholeList>();
-    if (current->GetItems().HasPlugins()) {
-        whole->why_not = "an item of the list asks a table or a server";
-    } else {
-        current->ForEachValue([&](std::string_view value) { AppendLine(value, whole->text); });
-        whole->etag = EtagOf(whole->text);
-        whole->changed = body.whole && body.whole->etag == whole->etag ? body.whole->changed
-                                                                       : current->GetLoadTime();
+    const auto whole = MakeWhole(*current);
+    whole->changed = body.published;
+    return body.whole = whole;
+}
+
+void LiveView::NotePublished(std::size_t number, const ListGeneration& list) {
+    std::shared_ptr<const WholeList> before;
+    std::time_t published = GetTime();
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        before = m_bodies[number].whole;
+        if (before) // a client may compare nothing but the time, and clocks may be set back
+            published = std::max(published, before->changed + 1);
+        m_bodies[number].published = published;
     }
-    body = {current, whole};
-    return whole;
+    if (!before)
+        return;
+    std::shared_ptr<WholeList> whole;
+    try {
+        whole = MakeWhole(list);
+        whole->changed = before->etag == whole->etag ? before->changed : published;
+    } catch (const std::bad_alloc&) {
+        // The next client that asks has it made.
+    }
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_bodies[number].whole = std::move(whole);
 }
 
 } // namespace kwlookup

@@ -128,11 +128,13 @@ void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, Li
 int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log) {
     const ServerSettings settings = SettingsOf(config);
     Server* publisher = nullptr;
-    ListKeeper lists(config.lists, log,
-                     [&publisher](std::size_t number, const ListKeeper::List& list) {
-                         publisher->SetList(number, list);
-                     });
+    LiveView* shown = nullptr;
+    ListKeeper lists(config.lists, log, [&](std::size_t number, const ListKeeper::List& list) {
+        publisher->SetList(number, list);
+        shown->NotePublished(number, *list);
+    });
     LiveView view(config.doors, lists, settings.io_threads);
+    shown = &view;
     Metrics& metrics = view.GetMetrics();
     std::vector<Server::OpenDoor> doors = MakeDoors(config, view);
     if (!ReportErrors(config, log))

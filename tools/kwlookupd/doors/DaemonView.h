@@ -21,9 +21,11 @@ public:
     struct WholeList {
         /// A key a line, with its result after a blank; empty if `why_not` is not.
         std::string text;
-        std::string etag;        ///< with its quotes; differs whenever `text` does
-        std::time_t changed = 0; ///< when `text` became as it is
-        std::string why_not;     ///< why the list cannot be given whole: an item asks a server
+        std::string etag; ///< with its quotes; differs whenever `text` does
+        /// When `text` became as it is: later for each other text, so that it may be in the future
+        /// if the list has changed twice in a second.
+        std::time_t changed = 0;
+        std::string why_not; ///< why the list cannot be given whole: an item asks a server
     };
 
     virtual ~DaemonView() = default;
@@ -37,8 +39,8 @@ public:
     virtual PluginStates GetPlugins() const = 0;
     /// Returns the current time.
     virtual std::time_t GetTime() const { return std::time(nullptr); }
-    /// Returns the list with this number; null if it is not loaded. Clients that are sent the same
-    /// generation share one text, which is made when the first asks for it.
+    /// Returns the list with this number; null if it is not loaded. Clients share one text. It is
+    /// made when the first asks for it, and then whenever the list is replaced.
     virtual std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const = 0;
 };
 
