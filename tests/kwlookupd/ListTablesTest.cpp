@@ -122,6 +122,23 @@ TEST_F(ListTablesTest, AsksForNoParentsOfWhatIsNoDomain) {
     EXPECT_EQ(Ask("postmaster@" + domain(256)), "accept");
 }
 
+TEST_F(ListTablesTest, AsksForTheLastParentsOfALongDomain) {
+    std::string domain = "lan";
+    for (int i = 1; i < 10; ++i)
+        domain = std::to_string(i) + '.' + domain;
+    const std::string key = '.' + domain;
+    for (int i = 0; i < 110; ++i)
+        domain = "a." + domain;
+    m_settings.objects = Table({key}) + "$s";
+    EXPECT_EQ(Ask("x@" + domain), "by " + key);
+    m_settings.objects = Table({".a" + key}) + "$s";
+    EXPECT_EQ(Ask("x@" + domain), "not found") << "the eleventh";
+    m_settings.objects = Table({domain}) + "$s";
+    EXPECT_EQ(Ask("x@" + domain), "by " + domain);
+    m_settings.objects = ".a" + key;
+    EXPECT_EQ(Ask("x@" + domain), m_settings.objects) << "a value is no table";
+}
+
 TEST_F(ListTablesTest, AsksOnceForAPartOfAnAddress) {
     m_settings.objects = ACCESS + "$d";
     EXPECT_EQ(Ask("x@BULK.example"), "reject 550 No bulk mail, please");

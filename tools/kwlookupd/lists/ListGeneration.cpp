@@ -24,6 +24,9 @@ namespace {
 
 /// No domain name is longer. Each label of a domain costs a search in tables.
 constexpr std::size_t LONGEST_DOMAIN = 255;
+/// A table is asked for so many parents of a domain. Nobody lists a parent with more labels, but
+/// the sender of a message may choose a domain with 127, and each may cost a query of a server.
+constexpr std::size_t MAX_PARENTS = 10;
 
 /// Returns true for letters, digits, and "-./_". They give a local part no other form. Without a
 /// branch, so that many bytes are tested at once.
@@ -57,9 +60,12 @@ void AddDomainKeys(const std::string& domain, std::vector<std::string>& keys) {
     keys.push_back('@' + domain);
     if (domain.size() > LONGEST_DOMAIN)
         return;
+    std::vector<std::size_t> dots;
     for (std::size_t dot = domain.find('.', 1); dot < domain.size() - 1;
          dot = domain.find('.', dot + 1))
-        keys.push_back(domain.substr(dot));
+        dots.push_back(dot);
+    for (std::size_t i = dots.size() - std::min(dots.size(), MAX_PARENTS); i < dots.size(); ++i)
+        keys.push_back(domain.substr(dots[i]));
 }
 
 /// Returns the keys under which a table may have `address`, the nearest first.
