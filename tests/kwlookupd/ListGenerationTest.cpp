@@ -146,6 +146,33 @@ TEST(ListGenerationTest, AsksBothFormsOfAnInternationalDomain) {
               "found a");
 }
 
+TEST(ListGenerationTest, AsksAllFormsOfAnAddressBeforeItsDomain) {
+    const std::string ascii = "@xn--grn-ioa.example", unicode = "@gr\xc3\xbcn.example";
+    const struct {
+        std::string objects, text;
+        const char* answer;
+    } cases[] = {
+        {"\"a,b" + ascii + " quoted\"", "\"a,b\"" + ascii, "found quoted"},
+        {"\"a,b" + ascii + " quoted\"", "\"a,b\"" + unicode, "found quoted"},
+        {"\"a,b" + unicode + " quoted\"", "\"a,b\"" + ascii, "found quoted"},
+        {R"(\"a\,b\")" + unicode + " plain", "a,b" + ascii, "found plain"},
+        {unicode.substr(1) + " REJECT, good" + ascii + " OK", "good" + unicode, "found OK"},
+        {ascii.substr(1) + " REJECT, good" + unicode + " OK", "good" + ascii, "found OK"},
+        {ascii.substr(1) + " REJECT, good" + unicode + " OK", "good+tag" + ascii, "found OK"},
+        {unicode.substr(1) + " REJECT, good" + ascii + " OK", "bad" + ascii, "found REJECT"},
+        {ascii.substr(1) + " a, " + unicode.substr(1) + " u", "x" + unicode, "found u"},
+        {".example parent, a+b@ local, good@ base", "good+tag" + unicode, "found parent"},
+        {"good@ base", "good+tag" + unicode, "found base"},
+        {"good+tag@ local", "good+tag" + unicode, "found local"},
+    };
+    for (const auto& each : cases) {
+        ListSettings settings = ListOf(each.objects);
+        settings.idn = true;
+        settings.sub_address = "+";
+        EXPECT_EQ(AskList(settings, each.text), each.answer) << each.objects << " " << each.text;
+    }
+}
+
 TEST(ListGenerationTest, RefusesAListWithErrors) {
     EXPECT_THROW(ListGeneration(ListOf("a, file:/nonexistent/list"), LIST_LOG, nullptr),
                  std::runtime_error);

@@ -194,14 +194,30 @@ public:
 
     /// Ask about an address in all its forms.
     void AskAddressForms(const std::string& address) {
-        const bool over =
-            m_list.HasOneLocalPart(address) ? AskKeys(address, 0) : AskLocalParts(address);
-        if (over || !m_list.m_settings.idn)
+        const std::size_t at_end = address.rfind('@') + 1; // 0 without an '@'
+        std::vector<std::string> domains;
+        if (m_list.m_settings.idn)
+            domains = OtherDomainForms(address.substr(at_end));
+        if (domains.empty() && m_list.HasOneLocalPart(address)) {
+            AskKeys(address, 0);
             return;
-        const std::size_t domain = address.rfind('@') + 1; // 0 without an '@'
-        for (const std::string& form : OtherDomainForms(address.substr(domain)))
-            if (AskAddress(address.substr(0, domain) + form))
-                return;
+        }
+        const std::string other = OtherLocalPartForm(address);
+        const std::string base = WithoutExtension(address, m_list.m_settings.sub_address);
+        if (domains.empty() && other.empty() && base.empty()) {
+            AskKeys(address, 0);
+            return;
+        }
+        domains.insert(domains.begin(), address.substr(at_end));
+        // Each form of the address is more exact than each of its domain.
+        for (const std::string* form : {&address, &other, &base})
+            for (const std::string& domain : domains)
+                if (!form->empty() && AskKey(form->substr(0, form->rfind('@') + 1) + domain))
+                    return;
+        for (const std::string& domain : domains)
+            for (const std::string* form : {&base, &address})
+                if (!form->empty() && AskKeys(form->substr(0, form->rfind('@') + 1) + domain, 0))
+                    return;
     }
 
     /// Ask about the domain of `text` in all its forms.
@@ -216,23 +232,6 @@ public:
 
 private:
     // Each of these returns true when the search is over.
-
-    /// Ask about an address in all forms of its local part.
-    bool AskLocalParts(const std::string& address) {
-        const std::string other = OtherLocalPartForm(address);
-        // Either form is more exact than the domain.
-        if (!other.empty() && (AskKey(address) || AskKey(other)))
-            return true;
-        return AskAddress(address);
-    }
-
-    bool AskAddress(const std::string& address) {
-        // An address is more exact than its domain, with the extension or without it.
-        const std::string base = WithoutExtension(address, m_list.m_settings.sub_address);
-        if (!base.empty() && (AskKey(address) || AskKey(base) || AskKeys(base, 0)))
-            return true;
-        return AskKeys(address, 0);
-    }
 
     /// Ask about `text` under all of its keys.
     bool AskKeys(const std::string& text, int flags) {
