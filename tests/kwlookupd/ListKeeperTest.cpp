@@ -2,6 +2,7 @@
 #include "tools/kwlookupd/lists/ListKeeper.h"
 
 #include "kwlog/Logging.h"
+#include "support/FailingAllocation.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "tools/kwlookupd/lists/Reloader.h"
@@ -9,15 +10,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -236,6 +240,87 @@ TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
     std::filesystem::remove(m_file);
     m_dir.Write("hosts", "one.lan\ntwo.lan\nthree.lan\nfour.lan\n");
     EXPECT_TRUE(WaitFor("four.lan")) << "a file that was missing for a while";
+}
+
+TEST_F(ListKeeperTest, TriesAgainToLoadAListAfterDescriptorsRanOut) {
+    Write("one.lan\n");
+    m_lists.Load(0, false);
+    Reloader reloader(
+        m_lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {},
+        std::chrono::milliseconds(10));
+    reloader.Start();
+    ASSERT_TRUE(IsWatched(m_dir.Path(".")));
+    m_dir.Write("new", "one.lan\ntwo.lan\n");
+    rlimit old{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+    const rlimit none = {0, old.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::filesystem::rename(m_dir.Path("new"), m_file);
+    while (!m_lists.HasFailed(0))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ::setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_TRUE(WaitFor("two.lan"));
+    EXPECT_FALSE(m_lists.HasFailed(0));
+}
+
+TEST_F(ListKeeperTest, TriesNoListAgainThatWasRefusedOrTakenBack) {
+    Write(Lines(1, 10));
+    m_lists.Load(0, false);
+    Write(Lines(1, 9));
+    m_lists.Load(0, false);
+    const auto publications = m_publications;
+    std::atomic<int> loads{0};
+    Reloader reloader(
+        m_lists, [&](std::size_t, const ListKeeper::LoadResult&) { ++loads; }, [] {},
+        std::chrono::milliseconds(0));
+    reloader.Start();
+    const auto look = [&] { // between two jobs
+        for (int i = 0; i < 10; ++i) {
+            std::promise<void> done;
+            reloader.Post([&] { done.set_value(); });
+            done.get_future().wait();
+        }
+    };
+    Write("");
+    while (loads == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    look();
+    EXPECT_EQ(loads, 1) << "refused";
+    std::filesystem::remove(m_file);
+    while (loads < 10)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(m_lists.HasFailed(0)) << "tried again";
+    reloader.Post([&] { m_lists.Rollback(0); });
+    look();
+    const int before = loads;
+    look();
+    EXPECT_EQ(loads, before) << "taken back";
+    EXPECT_EQ(m_publications, publications + 1);
+}
+
+TEST_F(ListKeeperTest, GoesOnLoadingAfterMemoryRanOut) {
+    Write("one.lan\n");
+    m_lists.Load(0, false);
+    Reloader reloader(
+        m_lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {},
+        std::chrono::milliseconds(1));
+    reloader.Start();
+    ASSERT_TRUE(IsWatched(m_dir.Path(".")));
+    std::optional<FailingAllocation> failing;
+    // More allocations than the thread makes to notice a change and load the file.
+    constexpr int MOST = 400;
+    for (int after = 0; after < MOST; ++after) {
+        std::promise<bool> had_failed;
+        reloader.Post([&] {
+            had_failed.set_value(!failing || failing->HasFailed());
+            failing.emplace(after);
+        });
+        if (!had_failed.get_future().get())
+            break;
+        const std::string host = "host" + std::to_string(after) + ".lan";
+        Write("one.lan\n" + host + '\n');
+        ASSERT_TRUE(WaitFor(host)) << after;
+    }
 }
 
 TEST_F(ListKeeperTest, WatchesWhereLinksLead) {

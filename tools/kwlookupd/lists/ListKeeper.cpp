@@ -54,7 +54,8 @@ ListKeeper::LoadResult ListKeeper::Load(std::size_t number, bool force) {
                     std::move(files));
     const ListGeneration::Change change = list->GetChange();
     const bool same = before && change.added == 0 && change.removed == 0;
-    Loaded oldest; // freed without the lock
+    m_publish(number, list); // before it is kept: a load without memory for this is tried again
+    Loaded oldest;           // freed without the lock
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         Served& served = m_lists[number];
@@ -65,9 +66,9 @@ ListKeeper::LoadResult ListKeeper::Load(std::size_t number, bool force) {
         served.rolled_back = false;
         ++served.generation;
         served.fault.clear();
+        served.failed = false;
         served.files = std::move(files);
     }
-    m_publish(number, list);
     ReportNotice(m_log, "list " + settings.name + ": loaded, " + Describe(change));
     return {same ? LoadResult::Unchanged : LoadResult::Swapped, Describe(change)};
 }
@@ -83,6 +84,7 @@ ListKeeper::LoadResult ListKeeper::Rollback(std::size_t number) {
     if (!previous)
         throw std::runtime_error("the list " + settings.name + " has no generation before");
     const ListGeneration::Change change = previous->CompareWith(current.get());
+    m_publish(number, previous);
     {
         // The files stay as they are; only another change of them loads the list again.
         const std::lock_guard<std::mutex> guard(m_lock);
@@ -92,8 +94,8 @@ ListKeeper::LoadResult ListKeeper::Rollback(std::size_t number) {
         served.rolled_back = !served.rolled_back; // the second call goes to the newest list
         ++served.generation;
         served.fault.clear();
+        served.failed = false;
     }
-    m_publish(number, previous);
     const std::string text = std::to_string(previous->GetRecordCount()) + " records";
     ReportNotice(m_log, "list " + settings.name + ": rolled back to " + text);
     return {LoadResult::Swapped, text};
@@ -109,6 +111,11 @@ std::size_t ListKeeper::GetNumber(const std::string& name) const {
 ListKeeper::List ListKeeper::GetList(std::size_t number) const {
     const std::lock_guard<std::mutex> guard(m_lock);
     return m_lists[number].current.list;
+}
+
+bool ListKeeper::HasFailed(std::size_t number) const {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return m_lists[number].failed;
 }
 
 std::vector<FileStamp> ListKeeper::GetFiles(std::size_t number) const {
@@ -145,6 +152,7 @@ ListKeeper::LoadResult ListKeeper::Fail(std::size_t number, LoadResult::Kind kin
         Served& served = m_lists[number];
         loaded = served.current.list != nullptr;
         served.fault = text;
+        served.failed = kind == LoadResult::Failed;
         served.files = std::move(files);
     }
     ReportError(m_log, "list " + m_lists[number].settings.name + ": " + reason +

@@ -61,6 +61,9 @@ public:
     /// Returns the list that answers, or null.
     List GetList(std::size_t number) const;
     ListState GetState(std::size_t number) const;
+    /// True if the last load failed, and no rollback came after it. One that was refused has not
+    /// failed.
+    bool HasFailed(std::size_t number) const;
     /// Returns the files of a list as they were when it was last loaded, or could not be loaded.
     std::vector<FileStamp> GetFiles(std::size_t number) const;
 
@@ -77,6 +80,7 @@ private:
         bool rolled_back = false;
         std::size_t generation = 0;
         std::string fault;
+        bool failed = false;
         std::vector<FileStamp> files;
     };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/lists/Reloader.h"
 
+#include "tools/kwlookupd/lists/LogFault.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -18,6 +20,10 @@ namespace {
 /// How often to look at the files: seldom where the system reports changes, since some are missed.
 constexpr std::chrono::seconds PERIOD_WITH_WATCH{30};
 constexpr std::chrono::seconds PERIOD_WITHOUT{2};
+/// A list with an error that stays costs a load, and lines of the log, each time.
+constexpr std::chrono::minutes LONGEST_RETRY{15};
+/// After memory ran out.
+constexpr std::chrono::milliseconds PAUSE{100};
 
 /// Adds the directories where a change can give `name` another content: that of the file, and
 /// those of the links that lead to it.
@@ -50,9 +56,10 @@ void AddDirectories(const std::string& name, std::set<std::string>& directories)
 
 Reloader::Reloader(ListKeeper& lists,
                    std::function<void(std::size_t, const ListKeeper::LoadResult&)> loaded,
-                   std::function<void()> prepare)
-    : m_lists(lists), m_loaded(std::move(loaded)), m_prepare(std::move(prepare)),
-      m_seen(lists.GetCount()) {
+                   std::function<void()> prepare, std::chrono::milliseconds retry)
+    : m_lists(lists), m_loaded(std::move(loaded)), m_prepare(std::move(prepare)), m_retry(retry) {
+    for (std::size_t i = 0; i < lists.GetCount(); ++i)
+        m_seen.push_back({lists.GetFiles(i), Time(), retry, std::chrono::steady_clock::now()});
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -84,29 +91,42 @@ void Reloader::Post(std::function<void()> job) {
 
 ListKeeper::LoadResult Reloader::Load(std::size_t number, bool force) {
     ListKeeper::LoadResult result = m_lists.Load(number, force);
+    Seen& seen = m_seen[number];
+    seen.loaded = std::chrono::steady_clock::now();
+    if (result.kind != ListKeeper::LoadResult::Failed)
+        seen.wait = m_retry;
     m_loaded(number, result);
     return result;
 }
 
 void Reloader::Run() {
-    for (std::size_t i = 0; i < m_seen.size(); ++i)
-        m_seen[i] = {m_lists.GetFiles(i), Time()};
-    WatchDirectories();
     while (!m_stop) {
-        if (const std::function<void()> job = TakeJob()) {
-            job();
-            continue;
+        try {
+            TakeTurn();
+        } catch (const std::exception& e) { // memory has run out; files are looked at again
+            LogFault("", e);
+            std::this_thread::sleep_for(PAUSE);
         }
-        const Time now = std::chrono::steady_clock::now();
-        const auto wait =
-            std::chrono::ceil<std::chrono::milliseconds>(LookAtFiles(now) - now).count();
-        std::array<pollfd, 2> ready = {pollfd{m_wake_read.Get(), POLLIN, 0},
-                                       pollfd{m_watch.GetDescriptor(), POLLIN, 0}};
-        ::poll(ready.data(), ready.size(), static_cast<int>(std::max<decltype(wait)>(wait, 0)));
-        if (ready[1].revents != 0) {
-            m_watch.Clear();
-            WatchDirectories();
-        }
+    }
+}
+
+void Reloader::TakeTurn() {
+    if (m_must_watch) {
+        WatchDirectories();
+        m_must_watch = false;
+    }
+    if (const std::function<void()> job = TakeJob()) {
+        job();
+        return;
+    }
+    const Time now = std::chrono::steady_clock::now();
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(LookAtFiles(now) - now).count();
+    std::array<pollfd, 2> ready = {pollfd{m_wake_read.Get(), POLLIN, 0},
+                                   pollfd{m_watch.GetDescriptor(), POLLIN, 0}};
+    ::poll(ready.data(), ready.size(), static_cast<int>(std::max<decltype(wait)>(wait, 0)));
+    if (ready[1].revents != 0) {
+        m_watch.Clear();
+        m_must_watch = true;
     }
 }
 
@@ -122,21 +142,28 @@ std::function<void()> Reloader::TakeJob() {
     return job;
 }
 
-/// Loads the lists whose files have changed and rested. Returns when to look again.
+/// Loads the lists whose files have changed and rested, and those whose load failed long enough
+/// ago. Returns when to look again.
 Reloader::Time Reloader::LookAtFiles(Time now) {
     Time next = now + (m_watches_all ? PERIOD_WITH_WATCH : PERIOD_WITHOUT);
     for (std::size_t i = 0; i < m_lists.GetCount(); ++i) {
         const ListSettings& settings = m_lists.GetSettings(i);
         std::vector<FileStamp> files = StampFiles(settings.objects);
-        if (!(files == m_seen[i].files))
-            m_seen[i] = {files, now};
-        if (files == m_lists.GetFiles(i))
-            continue;
-        const Time rested = m_seen[i].since + settings.settle;
-        if (rested <= now)
-            Load(i, false);
-        else
-            next = std::min(next, rested);
+        Seen& seen = m_seen[i];
+        if (!(files == seen.files))
+            seen = {files, now, m_retry};
+        Time due = seen.since + settings.settle;
+        if (files == m_lists.GetFiles(i)) {
+            if (!m_lists.HasFailed(i))
+                continue;
+            due = seen.loaded + seen.wait;
+            if (due <= now)
+                seen.wait = std::min<std::chrono::milliseconds>(2 * seen.wait, LONGEST_RETRY);
+        }
+        if (due > now)
+            next = std::min(next, due);
+        else if (Load(i, false).kind == ListKeeper::LoadResult::Failed)
+            next = std::min(next, seen.loaded + seen.wait);
     }
     return next;
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/net/EventLoop.h"
 
-#include "host/LogText.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/kwlookupd/lists/LogFault.h"
 #include "tools/kwlookupd/net/ConnectionShares.h"
 
 #include <algorithm>
@@ -21,15 +21,6 @@ namespace {
 /// There is room for so many closed connections, more than a turn usually has: one that could not
 /// be kept until the end of the turn would never be counted as closed.
 constexpr std::size_t USUAL_DEAD = 1024;
-
-/// Logs a fault if there is memory for it. What follows must be done in any case.
-void LogFault(const char* text, const std::exception& fault) noexcept {
-    try {
-        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR,
-                std::string(text) + fault.what());
-    } catch (const std::exception&) {
-    }
-}
 
 constexpr char CLOSED[] = "a connection is closed: ";
 

@@ -4,6 +4,7 @@
 #include "host/LogText.h"
 #include "text/SystemError.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
+#include "tools/kwlookupd/lists/LogFault.h"
 #include "tools/kwlookupd/net/AccessRules.h"
 #include "tools/kwlookupd/net/EventLoop.h"
 #include "tools/kwlookupd/net/Listening.h"
@@ -343,7 +344,7 @@ void Server::Run() {
                 m_state->FeedWatchdog();
             m_state->context.run();
         } catch (const std::exception& e) { // memory has run out
-            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_ERROR, e.what());
+            LogFault("", e);
             std::this_thread::sleep_for(ACCEPT_PAUSE);
         }
     }
