@@ -83,6 +83,17 @@ protected:
                                   [&] { return m_keys.count(key) != 0; });
     }
 
+    /// Waits until `holds`, for at most 25 seconds.
+    template <typename Condition>
+    static bool Becomes(const Condition& holds) {
+        for (int i = 0; i < 25000; ++i) {
+            if (holds())
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
     /// Waits until this process watches a directory.
     static bool IsWatched(const std::string& directory) {
         struct stat status {};
@@ -256,8 +267,7 @@ TEST_F(ListKeeperTest, TriesAgainToLoadAListAfterDescriptorsRanOut) {
     const rlimit none = {0, old.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     std::filesystem::rename(m_dir.Path("new"), m_file);
-    while (!m_lists.HasFailed(0))
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(Becomes([&] { return m_lists.HasFailed(0); }));
     ::setrlimit(RLIMIT_NOFILE, &old);
     EXPECT_TRUE(WaitFor("two.lan"));
     EXPECT_FALSE(m_lists.HasFailed(0));
@@ -282,14 +292,11 @@ TEST_F(ListKeeperTest, TriesNoListAgainThatWasRefusedOrTakenBack) {
         }
     };
     Write("");
-    while (loads == 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(Becomes([&] { return loads != 0; }));
     look();
     EXPECT_EQ(loads, 1) << "refused";
     std::filesystem::remove(m_file);
-    while (loads < 10)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_TRUE(m_lists.HasFailed(0)) << "tried again";
+    EXPECT_TRUE(Becomes([&] { return loads >= 10; })) << "tried again";
     reloader.Post([&] { m_lists.Rollback(0); });
     look();
     const int before = loads;
