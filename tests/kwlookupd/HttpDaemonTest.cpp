@@ -96,6 +96,18 @@ TEST_F(HttpDaemonTest, WholeListsChangeTheirTagWithTheirContent) {
         StartsWith("HTTP/1.1 200 "));
 }
 
+TEST_F(HttpDaemonTest, NamesTheItemThatKeepsAListFromBeingGivenWhole) {
+    const std::string item = "waiting:0 " + std::string(300, 'x');
+    const Daemon daemon(m_dir, "Types = waiting\n[list a]\nObjects = a.lan, " + item +
+                                   ", waiting:1\n" + m_door);
+    const std::string answer = Send("GET /a/all");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 501 "));
+    EXPECT_THAT(answer, testing::EndsWith(
+                            "\r\n\r\nthe list cannot be given whole, because its item [" +
+                            item.substr(0, 200) +
+                            "... (310 bytes)] is neither a value nor a text file of values\n"));
+}
+
 TEST_F(HttpDaemonTest, AnOpenDoorWantsItsToken) {
     m_dir.Write("token", "0123456789abcdef\n");
     const std::string list = "[list a]\nObjects = a.lan\n";

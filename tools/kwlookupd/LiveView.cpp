@@ -3,6 +3,7 @@
 
 #include "lookup/PluginFigures.h"
 #include "text/LocaleBytes.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <cinttypes>
@@ -45,8 +46,12 @@ std::string EtagOf(const std::string& text) {
 
 std::shared_ptr<DaemonView::WholeList> MakeWhole(const ListGeneration& list) {
     auto whole = std::make_shared<DaemonView::WholeList>();
-    if (list.HasPlugins()) {
-        whole->why_not = "an item of the list asks a table or a server";
+    const std::vector<ItemList::Item>& items = list.GetItems().GetItems();
+    const auto plugin = std::find_if(items.begin(), items.end(),
+                                     [](const ItemList::Item& item) { return item.IsPlugin(); });
+    if (plugin != items.end()) {
+        whole->why_not = "the list cannot be given whole, because its item [" +
+                         Shortened(plugin->text) + "] is neither a value nor a text file of values";
     } else {
         std::size_t size = 0;
         list.ForEachValue([&](std::string_view value) { size += value.size() + 1; });

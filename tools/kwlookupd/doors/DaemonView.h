@@ -25,7 +25,7 @@ public:
         /// When `text` became as it is: later for each other text, so that it may be in the future
         /// if the list has changed twice in a second.
         std::time_t changed = 0;
-        std::string why_not; ///< why the list cannot be given whole: an item asks a server
+        std::string why_not; ///< why the list cannot be given whole: it names the item
     };
 
     virtual ~DaemonView() = default;
