@@ -127,12 +127,6 @@ std::string FaultOf(const ItemList& items) {
            (others == 0 ? "" : " and " + std::to_string(others) + " more items") + ", see the log";
 }
 
-/// Returns the end of a message that stands for others, too.
-std::string AndOthers(std::uint64_t left_out) {
-    return left_out == 0 ? std::string()
-                         : " (and " + std::to_string(left_out) + " more since the last such line)";
-}
-
 /// Passes on each value that it is offered, and matches none.
 class ValueTaker : public KwLookupFinder {
 public:

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace kwlookup {
@@ -37,5 +38,11 @@ private:
     std::optional<Clock::time_point> m_next; ///< nothing before the first
     std::uint64_t m_left_out = 0;
 };
+
+/// Returns the end of a line that stands for those that were left out, too.
+inline std::string AndOthers(std::uint64_t left_out) {
+    return left_out == 0 ? std::string()
+                         : " (and " + std::to_string(left_out) + " more since the last such line)";
+}
 
 } // namespace kwlookup

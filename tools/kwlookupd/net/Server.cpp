@@ -5,6 +5,7 @@
 #include "text/SystemError.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/lists/LogFault.h"
+#include "tools/kwlookupd/lists/LogLimit.h"
 #include "tools/kwlookupd/net/AccessRules.h"
 #include "tools/kwlookupd/net/EventLoop.h"
 #include "tools/kwlookupd/net/Listening.h"
@@ -56,21 +57,6 @@ void RaiseDescriptorLimit() {
     }
 }
 
-/// Logs a fault that may repeat with each connection, at most once a second.
-class RareLog {
-public:
-    void Warn(const std::string& text) {
-        const auto now = std::chrono::steady_clock::now();
-        if (now < m_next)
-            return;
-        m_next = now + std::chrono::seconds(1);
-        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN, text);
-    }
-
-private:
-    std::chrono::steady_clock::time_point m_next;
-};
-
 } // namespace
 
 struct Server::State {
@@ -93,11 +79,17 @@ struct Server::State {
         AccessRules rules;
         std::vector<std::unique_ptr<OpenListener>> listeners;
         std::atomic<std::size_t> connections{0};
-        std::atomic<bool> is_full{false}; ///< a listener waits
-        RareLog log;
+        std::atomic<bool> is_full{false};                 ///< a listener waits
+        LogLimit not_accepted, not_served, full, refused; ///< lines about these faults
 
         explicit ServedDoor(OpenDoor open)
             : config(std::move(open.config)), door(std::move(open.door)), rules(config.settings) {}
+
+        void Warn(LogLimit& limit, const std::string& text) const {
+            if (const auto left_out = limit.Count())
+                LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
+                        "door " + config.name + text + AndOthers(*left_out));
+        }
     };
 
     const ServerSettings settings;
@@ -171,14 +163,14 @@ struct Server::State {
                 try {
                     HandOut(number, std::move(socket));
                 } catch (const std::exception& e) {
-                    door.log.Warn("door " + door.config.name +
-                                  ": cannot serve a connection: " + e.what());
+                    door.Warn(door.not_served,
+                              std::string(": cannot serve a connection: ") + e.what());
                 }
             } else if (errno == EAGAIN)
                 break;
             else if (errno != EINTR && errno != ECONNABORTED) {
-                door.log.Warn("door " + door.config.name +
-                              ": cannot accept connections: " + SystemErrorText(errno));
+                door.Warn(door.not_accepted,
+                          ": cannot accept connections: " + SystemErrorText(errno));
                 listener.timer.expires_after(ACCEPT_PAUSE);
                 listener.timer.async_wait(
                     [this, number, &listener](boost::system::error_code error) {
@@ -197,9 +189,8 @@ struct Server::State {
         listener.is_full = true;
         door.is_full = true;
         if (door.connections >= settings.max_connections) {
-            door.log.Warn("door " + door.config.name + " has " +
-                          std::to_string(settings.max_connections) +
-                          " connections; more clients must wait");
+            door.Warn(door.full, " has " + std::to_string(settings.max_connections) +
+                                     " connections; more clients must wait");
             return false;
         }
         listener.is_full = false;
@@ -244,7 +235,7 @@ struct Server::State {
         ServedDoor& door = *doors[number];
         EventLoop& loop = ChooseLoop();
         if (!door.rules.Allows(socket.Get())) {
-            door.log.Warn("door " + door.config.name + ": refused a client that may not ask");
+            door.Warn(door.refused, ": refused a client that may not ask");
             loop.Post([number, &loop] { loop.CountRefused(number); });
             return;
         }
