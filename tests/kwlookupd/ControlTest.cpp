@@ -13,11 +13,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -39,11 +42,25 @@ TEST(RunControlCommand, DoesNotWaitForEverForADaemonThatHangs) {
     const kwlookup::FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM, 0));
     ASSERT_EQ(::bind(silent.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
     ASSERT_EQ(::listen(silent.Get(), 1), 0);
-    EXPECT_EQ(
-        kwlookup::RunControlCommand(path, "status", std::chrono::milliseconds(50), LogClass("ctl")),
-        1);
-    EXPECT_THAT(RecordingLog::Texts(ERROR),
-                testing::ElementsAre(path + ": the daemon did not answer"));
+    const auto expect_fault = [&](std::chrono::milliseconds limit, const std::string& fault) {
+        EXPECT_EQ(kwlookup::RunControlCommand(path, "status", limit, LogClass("ctl")), 1);
+        EXPECT_THAT(RecordingLog::Texts(ERROR), testing::ElementsAre(path + ": " + fault));
+        RecordingLog::Reset();
+    };
+    expect_fault(std::chrono::milliseconds(50), "the daemon did not answer within 0.05 s");
+    std::vector<kwlookup::FileDescriptor> queued; // until the queue is full
+    do
+        queued.emplace_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0));
+    while (::connect(queued.back().Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) ==
+           0);
+    expect_fault(std::chrono::milliseconds(50), "the daemon did not answer within 0.05 s");
+    std::thread closing([&] {
+        while (kwlookup::FileDescriptor(::accept(silent.Get(), nullptr, nullptr))) {
+        }
+    });
+    expect_fault(std::chrono::minutes(1), "the daemon closed the connection without an answer");
+    ::shutdown(silent.Get(), SHUT_RDWR);
+    closing.join();
 }
 
 TEST(Control, RestsWhileDescriptorsAreExhausted) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/Control.h"
 
+#include "text/SystemError.h"
 #include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/kwlookupd/lists/Reloader.h"
 #include "tools/lists/Report.h"
@@ -15,12 +16,15 @@
 #include <boost/asio/write.hpp>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -107,6 +111,30 @@ ControlAnswer Obey(std::vector<std::string> words, Reloader& reloader, ListKeepe
         answer.AddLine(error.what());
     }
     return answer;
+}
+
+/// Connects to the daemon. False if its queue stays full.
+bool Connect(LocalSocket::socket& socket, const std::string& path,
+             std::chrono::milliseconds limit) {
+    const LocalSocket::endpoint endpoint(path);
+    socket.open();
+    timeval time{};
+    time.tv_sec = limit.count() / 1000;
+    time.tv_usec = limit.count() % 1000 * 1000;
+    ::setsockopt(socket.native_handle(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+    // Asio would take the end of this time for success.
+    if (::connect(socket.native_handle(), endpoint.data(), endpoint.size()) == 0)
+        return true;
+    if (errno != EAGAIN)
+        throw std::runtime_error(SystemErrorText(errno));
+    return false;
+}
+
+std::runtime_error NoAnswerWithin(std::chrono::milliseconds limit) {
+    std::ostringstream text;
+    text << "the daemon did not answer within " << std::chrono::duration<double>(limit).count()
+         << " s";
+    return std::runtime_error(text.str());
 }
 
 } // namespace
@@ -231,16 +259,21 @@ Control::~Control() {
 int RunControlCommand(const std::string& path, const std::string& command,
                       std::chrono::milliseconds limit, const LogClass& log) {
     try {
+        const auto end = std::chrono::steady_clock::now() + limit;
         asio::io_context context;
         LocalSocket::socket socket(context);
-        socket.connect(LocalSocket::endpoint(path));
-        asio::write(socket, asio::buffer(command + '\n'));
+        if (!Connect(socket, path, limit))
+            throw NoAnswerWithin(limit);
+        const std::string request = command + '\n';
         std::string answer;
+        asio::async_write(socket, asio::buffer(request), [](error_code, std::size_t) {});
         asio::async_read(socket, asio::dynamic_buffer(answer), [](error_code, std::size_t) {});
-        context.run_for(limit);
+        context.run_until(end);
+        if (!context.stopped())
+            throw NoAnswerWithin(limit);
         const std::size_t line = answer.find('\n');
         if (line == std::string::npos)
-            throw std::runtime_error("the daemon did not answer");
+            throw std::runtime_error("the daemon closed the connection without an answer");
         const bool good = answer.compare(0, line, "ok") == 0;
         (good ? std::cout : std::cerr) << answer.substr(line + 1) << std::flush;
         return good ? EXIT_SUCCESS : EXIT_FAILURE;

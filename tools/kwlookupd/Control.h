@@ -43,7 +43,7 @@ private:
 };
 
 /// Sends `command` to the daemon that listens at `path`, and prints its answer on standard output,
-/// or an error on standard error. Waits for the answer no longer than `limit`. Returns the exit
+/// or an error on standard error. Waits for the daemon no longer than `limit`. Returns the exit
 /// status.
 int RunControlCommand(const std::string& path, const std::string& command,
                       std::chrono::milliseconds limit, const LogClass& log);
