@@ -130,6 +130,38 @@ TEST_F(DaemonTest, ReloadsOnHangup) {
     }
 }
 
+TEST_F(DaemonTest, TakesSignalsWhileItLoadsItsLists) {
+    const std::string pipe = m_dir.Path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const std::string config = Daemon::WriteConfig(
+        m_dir, std::string("Types = waiting\n[list hosts]\nObjects = waiting:@/pipe\n") + DOOR);
+    const auto wait_for_load = [&] {
+        kwlookup::FileDescriptor writer;
+        EXPECT_TRUE(Becomes([&] {
+            writer = kwlookup::FileDescriptor(::open(pipe.c_str(), O_WRONLY | O_NONBLOCK));
+            return static_cast<bool>(writer);
+        }));
+        return writer;
+    };
+    {
+        RunningProgram daemon({KWLOOKUPD, "--config", config});
+        kwlookup::FileDescriptor writer = wait_for_load();
+        for (const int signal : {SIGUSR1, SIGUSR2, SIGHUP})
+            ::kill(daemon.GetPid(), signal);
+        EXPECT_EQ(::write(writer.Get(), "", 1), 1);
+        writer = kwlookup::FileDescriptor();
+        EXPECT_EQ(Ask("hosts", "a.lan"), "NOTFOUND ");
+        writer = wait_for_load(); // that of the hangup
+        EXPECT_EQ(::write(writer.Get(), "", 1), 1);
+        ::kill(daemon.GetPid(), SIGTERM);
+        EXPECT_EQ(daemon.Finish().status, 0);
+    }
+    RunningProgram daemon({KWLOOKUPD, "--config", config});
+    const kwlookup::FileDescriptor writer = wait_for_load();
+    ::kill(daemon.GetPid(), SIGTERM);
+    EXPECT_EQ(daemon.Finish().status, 128 + SIGTERM);
+}
+
 TEST_F(DaemonTest, EveryAnswerIsThatOfTheOldOrTheNewList) {
     // Each list has one of the two hosts, with the same number of records.
     std::string hosts;

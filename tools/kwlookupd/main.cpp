@@ -125,6 +125,14 @@ void RereadPluginSections(const DaemonConfig& config, ConfFileLoader& loader, Li
     }
 }
 
+/// Blocks SIGHUP in this thread and those that it starts (SIG_BLOCK), or takes it (SIG_UNBLOCK).
+void MaskHangups(int how) {
+    sigset_t hangups;
+    sigemptyset(&hangups);
+    sigaddset(&hangups, SIGHUP);
+    ::pthread_sigmask(how, &hangups, nullptr);
+}
+
 int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log) {
     const ServerSettings settings = SettingsOf(config);
     Server* publisher = nullptr;
@@ -178,6 +186,7 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
         });
     };
     await_hangup();
+    MaskHangups(SIG_UNBLOCK);
     boost::asio::steady_timer samples(context);
     const std::function<void()> await_sample = [&] {
         samples.expires_after(Metrics::SAMPLE_PERIOD);
@@ -270,6 +279,12 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? EX_OK : EX_USAGE;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    if (!check && !ctl.parsed()) {
+        // Scripts send these to daemons with log files. The default is to end.
+        std::signal(SIGUSR1, SIG_IGN);
+        std::signal(SIGUSR2, SIG_IGN);
+        MaskHangups(SIG_BLOCK); // one that comes early waits until the lists are loaded
+    }
     RegisterOwnTypes();
     try {
         DaemonConfig config = ReadDaemonConfig(config_file);

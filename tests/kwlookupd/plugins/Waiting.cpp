@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // A plug-in that knows slow@corp.lan. Its answer takes the milliseconds that its item names:
-// "waiting:20".
+// "waiting:20". With the path of a pipe in its place, loading the item waits for a byte from there.
 #include "objects/plugins/TestPlugin.h"
 
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -14,7 +15,10 @@ namespace {
 class WaitingLookup : public PluginLookup {
 public:
     void Init(const std::string& milliseconds) override {
-        m_time = std::chrono::milliseconds(std::stoi(milliseconds));
+        if (milliseconds.rfind('/', 0) == 0)
+            std::ifstream(milliseconds).get();
+        else
+            m_time = std::chrono::milliseconds(std::stoi(milliseconds));
     }
 
     bool Find(const KwLookupFinder& finder, std::string* res, int, std::string*) const override {
