@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/Control.h"
+#include "support/FailingAllocation.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "text/FileDescriptor.h"
@@ -7,14 +8,17 @@
 #include "tools/kwlookupd/lists/ListKeeper.h"
 #include "tools/kwlookupd/lists/Reloader.h"
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -61,6 +65,46 @@ TEST(RunControlCommand, DoesNotWaitForEverForADaemonThatHangs) {
     expect_fault(std::chrono::minutes(1), "the daemon closed the connection without an answer");
     ::shutdown(silent.Get(), SHUT_RDWR);
     closing.join();
+}
+
+TEST(Control, GoesOnAfterMemoryRanOut) {
+    const TempDir dir;
+    const LogClass log("control");
+    kwlookup::ListKeeper lists({}, log, [](std::size_t, const kwlookup::ListKeeper::List&) {});
+    kwlookup::Reloader reloader(
+        lists, [](std::size_t, const kwlookup::ListKeeper::LoadResult&) {}, [] {});
+    boost::asio::io_context context;
+    kwlookup::Control control(context, dir.Path("control"), reloader, lists);
+    const auto work = boost::asio::make_work_guard(context);
+    const sockaddr_un name = NameOf(dir.Path("control"));
+    const auto ask = [&](int tries) {
+        const kwlookup::FileDescriptor client(::socket(AF_UNIX, SOCK_STREAM, 0));
+        EXPECT_EQ(::connect(client.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name),
+                  0);
+        EXPECT_EQ(::send(client.Get(), "status\n", 7, 0), 7);
+        std::array<char, 3> answer{};
+        for (int i = 0; i < tries; ++i) {
+            try {
+                context.run_for(std::chrono::milliseconds(10));
+            } catch (const std::bad_alloc&) {
+                control.Wait();
+            }
+            const ssize_t size = ::recv(client.Get(), answer.data(), answer.size(), MSG_DONTWAIT);
+            if (size >= 0)
+                return std::string(answer.data(), static_cast<std::size_t>(size));
+        }
+        return std::string("nothing");
+    };
+    bool has_failed = true;
+    for (int after = 0; has_failed; ++after) {
+        ASSERT_LT(after, 100);
+        {
+            const FailingAllocation failing(after);
+            ask(10); // this client may get nothing, and is cut off later
+            has_failed = failing.HasFailed();
+        }
+        EXPECT_EQ(ask(1000), "ok\n") << after;
+    }
 }
 
 TEST(Control, RestsWhileDescriptorsAreExhausted) {

@@ -210,6 +210,8 @@ private:
 };
 
 void Control::State::Accept() {
+    acceptor.cancel(); // two that wait would never become one again
+    pause.cancel();
     acceptor.async_accept([this](error_code error, LocalSocket::socket socket) {
         if (error == asio::error::operation_aborted)
             return;
@@ -249,6 +251,10 @@ Control::Control(asio::io_context& context, const std::string& path, Reloader& r
     } catch (const std::exception& error) {
         throw std::runtime_error(path + ": " + error.what());
     }
+    m_state->Accept();
+}
+
+void Control::Wait() {
     m_state->Accept();
 }
 

@@ -35,6 +35,9 @@ public:
     Control(const Control&) = delete;
     Control& operator=(const Control&) = delete;
 
+    /// Waits for clients again, after memory ran out in a handler of the context.
+    void Wait();
+
 private:
     class Client;
     struct State;

@@ -174,6 +174,7 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
     });
     boost::asio::signal_set hangups(context, SIGHUP);
     const std::function<void()> await_hangup = [&] {
+        hangups.cancel(); // two that wait would never become one again
         hangups.async_wait([&](error_code error, int) {
             if (error)
                 return;
@@ -185,7 +186,6 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
             await_hangup();
         });
     };
-    await_hangup();
     MaskHangups(SIG_UNBLOCK);
     boost::asio::steady_timer samples(context);
     const std::function<void()> await_sample = [&] {
@@ -197,8 +197,12 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
             await_sample();
         });
     };
-    await_sample();
-    server.Run();
+    server.Run([&] {
+        await_hangup();
+        await_sample();
+        if (control)
+            control->Wait();
+    });
     return EX_OK;
 }
 

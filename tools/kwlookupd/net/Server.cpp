@@ -320,7 +320,7 @@ void Server::SetList(std::size_t number, std::shared_ptr<const ListGeneration> l
         loop->Post([&its_loop = *loop, number, list, last] { its_loop.SetList(number, list); });
 }
 
-void Server::Run() {
+void Server::Run(const std::function<void()>& wait) {
     std::vector<std::thread> threads;
     for (const auto& loop : m_state->loops)
         threads.emplace_back([&its_loop = *loop] { its_loop.Run(); });
@@ -331,6 +331,8 @@ void Server::Run() {
     while (!m_state->context.stopped()) {
         try {
             m_state->WaitForClients();
+            if (wait)
+                wait();
             if (GetWatchdogTime().count() > 0)
                 m_state->FeedWatchdog();
             m_state->context.run();

@@ -56,7 +56,9 @@ public:
                  const std::function<void()>& done = {});
 
     /// Serves clients until Stop(). Tells systemd when it begins and ends, and feeds its watchdog.
-    void Run();
+    /// Calls `wait` at the beginning, and again whenever a handler in the main context throws
+    /// because memory has run out: let it begin the waits of signals and timers anew.
+    void Run(const std::function<void()>& wait = {});
 
     /// Ends Run(): answers what has arrived, for at most three seconds. Threads: any.
     void Stop();
