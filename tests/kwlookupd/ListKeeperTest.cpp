@@ -254,6 +254,8 @@ TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
 }
 
 TEST_F(ListKeeperTest, TriesAgainToLoadAListAfterDescriptorsRanOut) {
+    // UBSan needs a pipe when it first sees the type of an object. Let it see those of a fault now.
+    m_lists.Load(0, false);
     Write("one.lan\n");
     m_lists.Load(0, false);
     Reloader reloader(
@@ -270,7 +272,7 @@ TEST_F(ListKeeperTest, TriesAgainToLoadAListAfterDescriptorsRanOut) {
     EXPECT_TRUE(Becomes([&] { return m_lists.HasFailed(0); }));
     ::setrlimit(RLIMIT_NOFILE, &old);
     EXPECT_TRUE(WaitFor("two.lan"));
-    EXPECT_FALSE(m_lists.HasFailed(0));
+    EXPECT_TRUE(Becomes([&] { return !m_lists.HasFailed(0); }));
 }
 
 TEST_F(ListKeeperTest, TriesNoListAgainThatWasRefusedOrTakenBack) {
@@ -308,17 +310,17 @@ TEST_F(ListKeeperTest, TriesNoListAgainThatWasRefusedOrTakenBack) {
 TEST_F(ListKeeperTest, GoesOnLoadingAfterMemoryRanOut) {
     Write("one.lan\n");
     m_lists.Load(0, false);
+    std::optional<FailingAllocation> failing; // outlives the thread that sets it
     Reloader reloader(
         m_lists, [](std::size_t, const ListKeeper::LoadResult&) {}, [] {},
         std::chrono::milliseconds(1));
     reloader.Start();
     ASSERT_TRUE(IsWatched(m_dir.Path(".")));
-    std::optional<FailingAllocation> failing;
     // More allocations than the thread makes to notice a change and load the file.
     constexpr int MOST = 400;
     for (int after = 0; after < MOST; ++after) {
         std::promise<bool> had_failed;
-        reloader.Post([&] {
+        reloader.Post([&, after] {
             had_failed.set_value(!failing || failing->HasFailed());
             failing.emplace(after);
         });
