@@ -16,7 +16,6 @@
 #include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
@@ -130,32 +129,6 @@ TEST_F(DaemonTest, ReloadsOnHangup) {
         EXPECT_TRUE(Becomes([&] { return Ask("hosts", host) == std::string("OK ") + host; }));
     }
 }
-
-#ifdef FAIL_ON_SIGNAL
-TEST_F(DaemonTest, TakesHangupsAfterMemoryRanOut) {
-    m_dir.Write("hosts", "a.lan\n");
-    ::setenv("LD_PRELOAD", FAIL_ON_SIGNAL, 1);
-    Daemon daemon(m_dir,
-                  std::string("[list hosts]\nObjects = file:@/hosts\nSettle = 1 h\n") + DOOR);
-    ::unsetenv("LD_PRELOAD");
-    const auto hang_up = [&] { // returns what is logged then
-        const std::size_t before = daemon.GetLog().size();
-        daemon.Signal(SIGHUP);
-        std::string more;
-        EXPECT_TRUE(Becomes([&] {
-            more = daemon.GetLog().substr(before);
-            return !more.empty() && more.back() == '\n';
-        }));
-        return more;
-    };
-    ::syscall(SYS_tgkill, daemon.GetPid(), daemon.GetPid(), SIGRTMIN); // for the main thread
-    // Few hangups need memory there.
-    for (int i = 0; hang_up().find("std::bad_alloc") == std::string::npos; ++i)
-        ASSERT_LT(i, 100) << daemon.GetLog();
-    EXPECT_THAT(hang_up(), HasSubstr("list hosts: loaded"));
-    EXPECT_EQ(daemon.Stop(), 0);
-}
-#endif
 
 TEST_F(DaemonTest, TakesSignalsWhileItLoadsItsLists) {
     const std::string pipe = m_dir.Path("pipe");

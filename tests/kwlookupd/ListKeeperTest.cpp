@@ -253,6 +253,29 @@ TEST_F(ListKeeperTest, LoadsAChangedFileByItself) {
     EXPECT_TRUE(WaitFor("four.lan")) << "a file that was missing for a while";
 }
 
+TEST_F(ListKeeperTest, LoadsAllListsOnceHoweverOftenThatIsAskedFor) {
+    Write("one.lan\n");
+    m_lists.Load(0, false);
+    std::atomic<int> loads{0}, preparations{0};
+    Reloader reloader(
+        m_lists, [&](std::size_t, const ListKeeper::LoadResult&) { ++loads; },
+        [&] { ++preparations; });
+    std::promise<void> held, release;
+    reloader.Post([&] {
+        held.set_value();
+        release.get_future().wait();
+    });
+    reloader.Start();
+    held.get_future().wait();
+    for (int i = 0; i < 20; ++i)
+        reloader.ReloadAll();
+    release.set_value();
+    EXPECT_TRUE(Becomes([&] { return loads == 1; }));
+    reloader.ReloadAll();
+    EXPECT_TRUE(Becomes([&] { return loads == 2; }));
+    EXPECT_EQ(preparations, 2);
+}
+
 TEST_F(ListKeeperTest, TriesAgainToLoadAListAfterDescriptorsRanOut) {
     // UBSan needs a pipe when it first sees the type of an object. Let it see those of a fault now.
     m_lists.Load(0, false);

@@ -44,7 +44,7 @@ protected:
     ClockedView* m_shown = nullptr;
     ListKeeper m_lists{Settings(), VIEW_LOG, [this](std::size_t number, const auto& list) {
                            if (m_notes)
-                               m_shown->NotePublished(number, *list);
+                               m_shown->NotePublished(number, list);
                        }};
     ClockedView m_view{m_lists};
 };

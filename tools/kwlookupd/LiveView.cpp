@@ -91,15 +91,15 @@ std::shared_ptr<const DaemonView::WholeList> LiveView::GetWholeList(std::size_t 
     Body& body = m_bodies[list];
     if (body.whole)
         return body.whole;
-    const ListKeeper::List current = m_lists.GetList(list);
-    if (!current)
+    const ListKeeper::List published = body.list.lock();
+    if (!published)
         return nullptr;
-    const auto whole = MakeWhole(*current);
+    const auto whole = MakeWhole(*published);
     whole->changed = body.published;
     return body.whole = whole;
 }
 
-void LiveView::NotePublished(std::size_t number, const ListGeneration& list) {
+void LiveView::NotePublished(std::size_t number, const ListKeeper::List& list) {
     std::shared_ptr<const WholeList> before;
     std::time_t published = GetTime();
     {
@@ -108,12 +108,13 @@ void LiveView::NotePublished(std::size_t number, const ListGeneration& list) {
         if (before) // a client may compare nothing but the time, and clocks may be set back
             published = std::max(published, before->changed + 1);
         m_bodies[number].published = published;
+        m_bodies[number].list = list;
     }
     if (!before)
         return;
     std::shared_ptr<WholeList> whole;
     try {
-        whole = MakeWhole(list);
+        whole = MakeWhole(*list);
         whole->changed = before->etag == whole->etag ? before->changed : published;
     } catch (const std::bad_alloc&) {
         // The next client that asks has it made.

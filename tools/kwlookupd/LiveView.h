@@ -20,17 +20,19 @@ public:
     PluginStates GetPlugins() const override;
     std::shared_ptr<const WholeList> GetWholeList(std::size_t list) const override;
 
-    /// Notes that this list answers from now on. If it was asked for whole before, its text is made
-    /// here, so that no client waits for it; until then they get the text before. Threads: one at a
-    /// time, not one that serves clients. Cost: for 1,000,000 lines 0.1 s.
-    void NotePublished(std::size_t number, const ListGeneration& list);
+    /// Notes that `list` answers from now on; the caller keeps it. If it was asked for whole
+    /// before, its text is made here, so that no client waits for it; until then they get the text
+    /// before. Threads: one at a time, not one that serves clients. Cost: for 1,000,000 lines 0.1
+    /// s.
+    void NotePublished(std::size_t number, const ListKeeper::List& list);
 
     Metrics& GetMetrics() { return m_metrics; }
 
 private:
     struct Body {
-        std::time_t published = 0;              ///< when the list began to answer
-        std::shared_ptr<const WholeList> whole; ///< null until somebody asks for it
+        std::weak_ptr<const ListGeneration> list; ///< that answers
+        std::time_t published = 0;                ///< when it began to
+        std::shared_ptr<const WholeList> whole;   ///< null until somebody asks for it
     };
 
     const std::vector<DoorConfig> m_doors;

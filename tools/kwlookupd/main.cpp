@@ -139,7 +139,7 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
     LiveView* shown = nullptr;
     ListKeeper lists(config.lists, log, [&](std::size_t number, const ListKeeper::List& list) {
         publisher->SetList(number, list);
-        shown->NotePublished(number, *list);
+        shown->NotePublished(number, list);
     });
     LiveView view(config.doors, lists, settings.io_threads);
     shown = &view;
@@ -178,11 +178,7 @@ int RunDaemon(DaemonConfig& config, ConfFileLoader& loader, const LogClass& log)
         hangups.async_wait([&](error_code error, int) {
             if (error)
                 return;
-            reloader.Post([&] {
-                reloader.Prepare();
-                for (std::size_t i = 0; i < lists.GetCount(); ++i)
-                    reloader.Load(i, false);
-            });
+            reloader.ReloadAll();
             await_hangup();
         });
     };

@@ -85,6 +85,15 @@ void Reloader::Start() {
 void Reloader::Post(std::function<void()> job) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_jobs.push_back(std::move(job));
+    Wake();
+}
+
+void Reloader::ReloadAll() noexcept {
+    m_reload_all = true;
+    Wake();
+}
+
+void Reloader::Wake() noexcept {
     // A full pipe wakes it as well.
     static_cast<void>(!::write(m_wake_write.Get(), "", 1));
 }
@@ -117,6 +126,17 @@ void Reloader::TakeTurn() {
     }
     if (const std::function<void()> job = TakeJob()) {
         job();
+        return;
+    }
+    if (m_reload_all.exchange(false)) {
+        try {
+            m_prepare();
+            for (std::size_t i = 0; i < m_lists.GetCount(); ++i)
+                Load(i, false);
+        } catch (...) { // memory has run out
+            m_reload_all = true;
+            throw;
+        }
         return;
     }
     const Time now = std::chrono::steady_clock::now();

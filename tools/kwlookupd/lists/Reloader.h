@@ -5,6 +5,7 @@
 #include "text/FileDescriptor.h"
 #include "tools/kwlookupd/lists/ListKeeper.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -40,6 +41,10 @@ public:
     /// Starts the thread. Lists are loaded by nobody else from then on.
     void Start();
 
+    /// Loads all lists, without `force`. If it is asked for again before it begins, it loads them
+    /// once. Threads: any. Throws nothing.
+    void ReloadAll() noexcept;
+
     /// Calls `job` in the reloader's thread. Threads: any.
     void Post(std::function<void()> job);
 
@@ -64,6 +69,7 @@ private:
 
     void Run();
     void TakeTurn();
+    void Wake() noexcept;
     std::function<void()> TakeJob();
     Time LookAtFiles(Time now);
     void WatchDirectories();
@@ -78,6 +84,7 @@ private:
     std::vector<Seen> m_seen;
     FileDescriptor m_wake_read;
     FileDescriptor m_wake_write;
+    std::atomic<bool> m_reload_all{false};
     std::mutex m_lock;
     std::deque<std::function<void()>> m_jobs;
     bool m_stop = false;
