@@ -44,6 +44,7 @@ public:
     Step Read(std::string_view& input, Query& query, Output& output) override;
     Step ReadEnd(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
+    bool IsInsideRequest() const override { return m_request != nullptr; }
     std::size_t GetMaxRequest() const override { return MAX_HEADER; }
 
 private:

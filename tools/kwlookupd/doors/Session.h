@@ -41,6 +41,9 @@ public:
     /// True if Read() may be called while queries are not answered yet.
     virtual bool MayPipeline() const { return false; }
 
+    /// True if the session has taken a part of a request, and not its end.
+    virtual bool IsInsideRequest() const { return false; }
+
     /// The largest request in bytes. Read() has ended a longer one with Close, or skips it.
     virtual std::size_t GetMaxRequest() const = 0;
 };

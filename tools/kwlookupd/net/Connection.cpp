@@ -16,8 +16,6 @@ namespace {
 
 /// Answers of so many bytes are sent before more requests are answered.
 constexpr std::size_t MAX_OUTPUT = 65536;
-/// The time for a whole request, and to take a part of an answer: as long as Postfix would wait.
-constexpr std::chrono::seconds MAX_REQUEST_TIME{100};
 /// How long a client has to take the last answer. It may send all that it has before it looks.
 /// Closing the socket while it sends would destroy the answer.
 constexpr std::chrono::seconds MAX_LINGER_TIME{30};
@@ -49,6 +47,7 @@ bool Connection::OnReady(const Poller::Event& event) {
         return true;
     default:
         m_unsent = Output();
+        m_began = m_loop->GetNow(); // nothing was read meanwhile
         return GoOn(m_input);
     }
 }
@@ -88,11 +87,11 @@ bool Connection::OnSecond() {
     if (m_lingering)
         return now - m_active < MAX_LINGER_PAUSE && now - m_began < MAX_LINGER_TIME;
     if (!m_unsent.IsEmpty())
-        return now - m_active < MAX_REQUEST_TIME;
+        return now - m_active < m_loop->GetSettings().request_time;
     if (!m_open.empty())
         return true;
-    if (!m_input.empty())
-        return now - m_began < MAX_REQUEST_TIME;
+    if (!m_input.empty() || m_session->IsInsideRequest())
+        return now - m_began < m_loop->GetSettings().request_time;
     const std::chrono::milliseconds idle_time = m_loop->GetSettings().idle_time;
     return idle_time.count() == 0 || now - m_active < idle_time;
 }
@@ -129,7 +128,8 @@ bool Connection::Receive(bool ended) {
     const std::string_view received(m_loop->GetScratch().input.data(),
                                     static_cast<std::size_t>(size));
     if (m_input.empty()) {
-        m_began = m_active;
+        if (!m_session->IsInsideRequest())
+            m_began = m_active;
         return GoOn(received);
     }
     m_input += received;
@@ -203,6 +203,8 @@ Session::Step Connection::Read(std::string_view& input, Query& query, Output& ou
         if (step == Session::Step::NeedMore)
             step = Session::Step::Close;
     }
+    if (step == Session::Step::Ask || (step == Session::Step::Go && !m_session->IsInsideRequest()))
+        m_began = m_loop->GetNow(); // what follows is another request
     if (step == Session::Step::Close)
         m_closing = true;
     return step;
@@ -275,8 +277,6 @@ void Connection::Refuse(Question& question, ListGeneration::Refusal reason) cons
 
 /// Keeps what is left of an input of `size` bytes. See GoOn().
 void Connection::Keep(std::string_view input, std::size_t size) {
-    if (input.size() < size)
-        m_began = m_loop->GetNow();
     if (m_input.empty())
         m_input = input;
     else if (input.empty())
