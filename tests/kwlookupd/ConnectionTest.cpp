@@ -3,11 +3,13 @@
 
 #include "kwlookupd/Client.h"
 #include "kwlookupd/ConstantView.h"
+#include "objects/TestPlugins.h"
 #include "support/RecordingLog.h"
 #include "support/TempDir.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/net/Server.h"
 #include "tools/kwlookupd/status/Metrics.h"
+#include "tools/lists/Plugin.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -140,4 +142,34 @@ TEST_F(ConnectionTest, ClosesConnectionsWhoseRequestDoesNotEnd) {
         EXPECT_EQ(stalled[i].Receive(1, 0), "");
         ask(idle[i], cases[i]);
     }
+}
+
+TEST_F(ConnectionTest, CountsAnswersForTheListThatGaveThem) {
+    Start({{"first", 0}, {"second", 1}});
+    SetList(0, "a@b.test yes");
+    SetList(1, "c@d.test yes");
+    Client client(Address("tcp"));
+    client.Send("get c@d.test\nget c@d.test\nget a@b.test\nget x@y.test\n");
+    EXPECT_EQ(client.Receive(40), "200 yes\n200 yes\n200 yes\n500 not%20found\n");
+    EXPECT_EQ(m_metrics->GetListCounts(0).found, 1U);
+    EXPECT_EQ(m_metrics->GetListCounts(1).found, 2U);
+    EXPECT_EQ(m_metrics->GetListCounts(1).not_found, 1U); // the last that was asked
+}
+
+TEST_F(ConnectionTest, CountsTimeoutsForTheListThatHangs) {
+    m_settings.answer_time = std::chrono::seconds(1);
+    kwlookup::RegisterType("waiting");
+    Start({{"memory", 0}, {"quick", 1}, {"hanging", 2}, {"rest", 3}});
+    SetList(0, "a@b.test yes");
+    SetList(1, "waiting:0");
+    SetList(2, "waiting:2500");
+    SetList(3, "waiting:0");
+    Client client(Address("policy"));
+    client.Send("sender=c@d.test\n\n");
+    EXPECT_EQ(client.Receive(71),
+              "action=DEFER_IF_PERMIT 4.3.0 cannot look this up now, try again later\n\n");
+    EXPECT_EQ(m_metrics->GetListCounts(2).unavailable, 1U);
+    for (const std::size_t other : {0, 1, 3})
+        EXPECT_EQ(m_metrics->GetListCounts(other).unavailable, 0U) << other;
+    EXPECT_EQ(m_metrics->GetFault(2).reason, "timed out");
 }

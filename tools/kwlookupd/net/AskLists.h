@@ -37,24 +37,31 @@ bool AskLists(const Query& query, const GetList& get_list, std::vector<Reply>& r
     return true;
 }
 
-/// Returns the first ask of `query` whose answer takes time: its list may wait, its file is to be
-/// read, or plug-ins are asked about many texts. Null if there is none.
+/// Returns the number of the first ask of `query`, from `begin` on, whose answer takes time: its
+/// list may wait, its file is to be read, or plug-ins are asked about many texts. Without one it
+/// returns the number of all asks.
 template <typename GetList>
-const Query::Ask* FindSlowAsk(const Query& query, const GetList& get_list) {
-    for (std::size_t i = 0; i < query.asks.size(); ++i) {
+std::size_t FindSlowAsk(const Query& query, const GetList& get_list, std::size_t begin = 0) {
+    for (std::size_t i = begin; i < query.asks.size(); ++i) {
         const ListGeneration* list = get_list(i);
         if (list && (query.explain || list->MayWait() || (query.all && list->HasPlugins())))
-            return &query.asks[i];
+            return i;
     }
-    return nullptr;
+    return query.asks.size();
 }
 
-/// Logs that `query` got no answer, in the name of the list that it waited for.
+/// Logs that `query` got no answer, in the name of the list that it waited for: `asked` is the ask
+/// that was reached. Returns the number of the ask of that list.
 template <typename GetList>
-void ReportRefusal(const Query& query, const GetList& get_list, ListGeneration::Refusal reason) {
-    if (const Query::Ask* ask = FindSlowAsk(query, get_list))
-        get_list(static_cast<std::size_t>(ask - query.asks.data()))
-            ->ReportRefusal(reason, ask->text);
+std::size_t ReportRefusal(const Query& query, const GetList& get_list,
+                          ListGeneration::Refusal reason, std::size_t asked) {
+    std::size_t slow = FindSlowAsk(query, get_list, asked);
+    if (slow == query.asks.size())
+        slow = FindSlowAsk(query, get_list);
+    if (slow == query.asks.size())
+        return asked;
+    get_list(slow)->ReportRefusal(reason, query.asks[slow].text);
+    return slow;
 }
 
 } // namespace kwlookup

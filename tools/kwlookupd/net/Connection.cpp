@@ -243,7 +243,7 @@ void Connection::AnswerNow(Query& query, Output& output) {
 
 bool Connection::Waits(const Query& query) const {
     const auto get_list = [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); };
-    return FindSlowAsk(query, get_list) != nullptr;
+    return FindSlowAsk(query, get_list) != query.asks.size();
 }
 
 void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
@@ -254,24 +254,30 @@ void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
 /// Keeps a question until its turn to be answered comes. It has its replies unless it `waits`.
 void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
     const std::uint64_t number = m_first + m_open.size();
-    m_open.push_back({std::move(query), {}, m_loop->GetNow(), !waits});
+    m_open.push_back({std::move(query), {}, m_loop->GetNow(), !waits, nullptr});
     Question& question = m_open.back();
-    if (!waits)
+    if (!waits) {
         question.replies = replies;
-    else if (!m_loop->AskLater(question.query, {m_id, number}))
+        return;
+    }
+    question.ask = std::make_shared<std::atomic<std::size_t>>(0);
+    if (!m_loop->AskLater(question.query, {m_id, number}, question.ask))
         Refuse(question, ListGeneration::Refusal::TooMany);
 }
 
 /// Gives a question the answer that its list cannot be asked, and logs it.
 void Connection::Refuse(Question& question, ListGeneration::Refusal reason) const {
     const Query& query = question.query;
-    ReportRefusal(
-        query, [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); }, reason);
     Reply reply;
+    reply.ask = ReportRefusal(
+        query, [&](std::size_t i) { return m_loop->GetList(query.asks[i].list); }, reason,
+        *question.ask);
     reply.outcome = Outcome::Unavailable;
     reply.text =
         reason == ListGeneration::Refusal::TimedOut ? "timed out" : "too many requests are waiting";
     question.replies.assign(query.all ? query.asks.size() : 1, reply);
+    for (std::size_t i = 0; query.all && i < question.replies.size(); ++i)
+        question.replies[i].ask = i;
     question.answered = true;
 }
 

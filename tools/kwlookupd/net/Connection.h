@@ -10,6 +10,7 @@
 #include "tools/kwlookupd/net/Batch.h"
 #include "tools/kwlookupd/net/Poller.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -81,6 +82,7 @@ private:
         std::vector<Reply> replies;
         Time asked;
         bool answered;
+        std::shared_ptr<std::atomic<std::size_t>> ask; ///< that a worker is at; null without one
     };
     enum class Sent { All, Blocked, Failed };
 

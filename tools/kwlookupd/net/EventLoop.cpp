@@ -301,8 +301,10 @@ void EventLoop::SetList(std::size_t number, std::shared_ptr<const ListGeneration
     m_lists[number] = std::move(list);
 }
 
-bool EventLoop::AskLater(const Query& query, Connection::QuestionId id) {
+bool EventLoop::AskLater(const Query& query, Connection::QuestionId id,
+                         std::shared_ptr<std::atomic<std::size_t>> asked) {
     Workers::Job job;
+    job.asked = std::move(asked);
     job.query = query;
     for (const Query::Ask& ask : query.asks)
         job.lists.push_back(ask.list < m_lists.size() ? m_lists[ask.list] : nullptr);

@@ -13,6 +13,7 @@
 #include "tools/kwlookupd/status/Metrics.h"
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -88,9 +89,10 @@ public:
     /// Counts the answer to a request that came at the time `asked`.
     void Count(std::size_t door, const Query& query, const std::vector<Reply>& replies,
                std::chrono::steady_clock::time_point asked);
-    /// Has a question answered by a worker. The connection gets the answer in time. False if there
-    /// are too many.
-    bool AskLater(const Query& query, Connection::QuestionId id);
+    /// Has a question answered by a worker, which sets `asked` to the ask that it is at. The
+    /// connection gets the answer in time. False if there are too many.
+    bool AskLater(const Query& query, Connection::QuestionId id,
+                  std::shared_ptr<std::atomic<std::size_t>> asked);
 
 private:
     using Time = std::chrono::steady_clock::time_point;

@@ -18,7 +18,8 @@ struct ServerSettings {
     /// After this time without a request, a connection is closed. Zero: never, because some clients
     /// report a fault then.
     std::chrono::milliseconds idle_time{0};
-    /// The time for a whole request, and to take a part of an answer: as long as Postfix would wait.
+    /// The time for a whole request, and to take a part of an answer: as long as Postfix
+    /// would wait.
     std::chrono::milliseconds request_time = std::chrono::seconds(100);
     std::string user; ///< to become after all sockets are bound; empty: stay the same
 };

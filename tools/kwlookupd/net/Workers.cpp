@@ -53,11 +53,15 @@ void Workers::Work() {
         m_jobs.pop_front();
         lock.unlock();
         const auto get_list = [&](std::size_t i) { return job.lists[i].get(); };
+        const auto ask_list = [&](std::size_t i) {
+            *job.asked = i;
+            return get_list(i);
+        };
         try {
             std::vector<Reply> replies;
             if (std::chrono::steady_clock::now() >= job.deadline)
-                ReportRefusal(job.query, get_list, ListGeneration::Refusal::NoWorker);
-            else if (AskLists(job.query, get_list, replies, job.deadline))
+                ReportRefusal(job.query, get_list, ListGeneration::Refusal::NoWorker, 0);
+            else if (AskLists(job.query, ask_list, replies, job.deadline))
                 job.done(std::move(replies));
         } catch (const std::bad_alloc&) {
             // The client gets its answer at the deadline.

@@ -4,6 +4,7 @@
 #include "tools/kwlookupd/doors/Query.h"
 #include "tools/kwlookupd/doors/Reply.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -24,6 +25,7 @@ public:
     struct Job {
         Query query;
         std::vector<std::shared_ptr<const ListGeneration>> lists; ///< of each ask; may be null
+        std::shared_ptr<std::atomic<std::size_t>> asked; ///< gets the number of the current ask
         /// Then the job is dropped, even if a worker has begun it: its client has got an answer.
         std::chrono::steady_clock::time_point deadline;
         /// Called in the worker's thread with the answer. May throw std::bad_alloc.
