@@ -8,8 +8,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,7 +21,11 @@ namespace kwlookup {
 
 class ListGeneration;
 
-/// Threads that ask lists whose answers take time. Threads: any may add jobs.
+/// Threads that ask lists whose answers take time.
+///
+/// At most half of them ask the same list, and at most a quarter explain answers, but always one.
+/// So a server that hangs does not delay the answers of others. Jobs that must wait for that are
+/// overtaken by others; otherwise they are done in their order. Threads: any may add jobs.
 class Workers {
 public:
     struct Job {
@@ -44,17 +50,37 @@ public:
     bool Add(Job job);
 
 private:
-    /// As many jobs wait for one worker, so that the memory of jobs is bounded. With an answer a
-    /// millisecond, the last of them would be answered after the usual AnswerTime.
+    /// As many jobs wait for one worker that may do them, so that the memory of jobs is bounded.
+    /// With an answer a millisecond, the last of them would be answered after the usual AnswerTime.
     static constexpr std::size_t MAX_WAITING = 1000;
+
+    /// What workers are limited for: numbers of lists, and EXPLAINING. Sorted.
+    using Uses = std::vector<std::size_t>;
+    static constexpr std::size_t EXPLAINING = static_cast<std::size_t>(-1);
+
+    struct Waiting {
+        std::uint64_t number; ///< in the order in which jobs were added
+        Uses uses;
+        Job job;
+    };
+    using Queues = std::map<Uses, std::deque<Waiting>>;
 
     void Stop();
     void Work();
+    void Do(const Job& job) const;
+    static Uses GetUses(const Job& job);
+    std::size_t GetMost(std::size_t use) const;
+    bool MayBegin(const Uses& uses) const;
+    Queues::iterator FindNext();
 
     std::mutex m_lock;
     std::condition_variable m_added;
-    std::deque<Job> m_jobs;
+    Queues m_queues;
+    std::size_t m_waiting = 0; ///< jobs in all queues
+    std::uint64_t m_added_count = 0;
+    std::map<std::size_t, std::size_t> m_busy; ///< workers for each use that a job ever had
     bool m_stopped = false;
+    const std::size_t m_count;
     std::vector<std::thread> m_threads;
 };
 
