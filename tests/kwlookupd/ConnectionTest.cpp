@@ -16,6 +16,7 @@
 
 #include <chrono>
 #include <deque>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -71,8 +72,11 @@ protected:
         kwlookup::ListSettings settings;
         settings.name = "list";
         settings.objects = objects;
+        std::promise<void> done;
         m_server->SetList(
-            number, std::make_shared<kwlookup::ListGeneration>(settings, CONNECTION_LOG, nullptr));
+            number, std::make_shared<kwlookup::ListGeneration>(settings, CONNECTION_LOG, nullptr),
+            [&] { done.set_value(); });
+        done.get_future().wait();
     }
     std::string Address(const std::string& door) const { return "unix:" + m_dir.Path(door); }
 
@@ -172,4 +176,38 @@ TEST_F(ConnectionTest, CountsTimeoutsForTheListThatHangs) {
     for (const std::size_t other : {0, 1, 3})
         EXPECT_EQ(m_metrics->GetListCounts(other).unavailable, 0U) << other;
     EXPECT_EQ(m_metrics->GetFault(2).reason, "timed out");
+}
+
+TEST_F(ConnectionTest, MakesFewAnswersThatTheClientDoesNotTake) {
+    constexpr std::size_t COUNT = 128; // as many are read together
+    const std::string value(60000, 'v');
+    kwlookup::RegisterType("waiting");
+    Start({{"list", 0}});
+    SetList(0, "a@b.test " + value);
+    const auto read_answers = [](Client& client, const std::string& answer) {
+        for (std::size_t i = 0; i < COUNT; ++i)
+            EXPECT_EQ(client.Receive(answer.size()), answer) << i;
+        EXPECT_EQ(client.ReceiveAll(), "22:PERM malformed request,");
+    };
+    const std::string question = "13:list a@b.test,";
+    std::string questions;
+    for (std::size_t i = 0; i < COUNT; ++i)
+        questions += question;
+    const std::string answer = "60003:OK " + value + ",";
+    Client first(Address("socketmap")), second(Address("socketmap")), other(Address("tcp"));
+    for (Client* client : {&first, &second})
+        client->Send(questions + "x");
+    other.Send("get x@y.test\n"); // then both were served
+    EXPECT_EQ(other.Receive(16), "500 not%20found\n");
+    EXPECT_LT(m_metrics->GetListCounts(0).found, 2U * 16); // the system keeps some
+    read_answers(first, answer);
+    EXPECT_LT(m_metrics->GetListCounts(0).found, COUNT + 16);
+    // What is left is asked as the list is now.
+    const std::size_t old = m_metrics->GetListCounts(0).found - COUNT;
+    SetList(0, "waiting:0");
+    for (std::size_t i = 0; i < old; ++i)
+        EXPECT_EQ(second.Receive(answer.size()), answer) << i;
+    for (std::size_t i = old; i < COUNT; ++i)
+        EXPECT_EQ(second.Receive(12), "9:NOTFOUND ,");
+    EXPECT_EQ(second.ReceiveAll(), "22:PERM malformed request,");
 }

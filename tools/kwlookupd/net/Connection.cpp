@@ -14,7 +14,8 @@ namespace kwlookup {
 
 namespace {
 
-/// Answers of so many bytes are sent before more requests are answered.
+/// Answers of so many bytes are sent before more requests are answered. If the client does not take
+/// them, so many more are kept.
 constexpr std::size_t MAX_OUTPUT = 65536;
 /// How long a client has to take the last answer. It may send all that it has before it looks.
 /// Closing the socket while it sends would destroy the answer.
@@ -57,7 +58,7 @@ bool Connection::OnAnswer(std::uint64_t question, std::vector<Reply> replies) {
     if (!open)
         return true;
     open->replies = std::move(replies);
-    open->answered = true;
+    open->state = Question::Answered;
     return GoOnAfter(question);
 }
 
@@ -69,10 +70,10 @@ bool Connection::OnTimeout(std::uint64_t question) {
     return GoOnAfter(question);
 }
 
-/// Returns a question that has no answer yet, or null.
+/// Returns a question that a worker was asked and that has no answer yet, or null.
 Connection::Question* Connection::FindOpen(std::uint64_t question) {
     const std::uint64_t place = question - m_first;
-    if (question < m_first || place >= m_open.size() || m_open[place].answered)
+    if (question < m_first || place >= m_open.size() || m_open[place].state != Question::Asked)
         return nullptr;
     return &m_open[place];
 }
@@ -148,7 +149,8 @@ bool Connection::Discard(bool ended) {
 bool Connection::GoOn(std::string_view input) {
     Output& output = m_loop->GetScratch().output;
     output.Clear();
-    AnswerOpen(output);
+    if (!AnswerOpen(output))
+        return false;
     if (m_pipelines)
         return Send(output) && ReadAhead(input);
     const std::size_t size = input.size();
@@ -158,8 +160,7 @@ bool Connection::GoOn(std::string_view input) {
         step = Read(input, query, m_open.empty() ? output : m_last);
         if (step == Session::Step::Ask)
             AnswerNow(query, output);
-        AnswerOpen(output);
-        if (output.GetSize() > MAX_OUTPUT && !Send(output))
+        if (!AnswerOpen(output) || (output.GetSize() > MAX_OUTPUT && !Send(output)))
             return false;
     }
     if (!Send(output))
@@ -222,11 +223,21 @@ bool Connection::OnBatch(Batch& batch, const Batch::Share& share) {
             Open(request.query, request.replies, waits);
         else if (!Answer(request.query, request.replies, m_loop->GetNow(), output))
             break;
-        if (output.GetSize() > MAX_OUTPUT && !Send(output))
+        if (output.GetSize() <= MAX_OUTPUT)
+            continue;
+        if (!Send(output))
             return false;
+        if (m_unsent.GetSize() <= MAX_OUTPUT)
+            continue;
+        for (++i; i != share.end; ++i) // their answers would need memory
+            m_open.push_back({std::move(batch.requests[i].query),
+                              {},
+                              m_loop->GetNow(),
+                              Question::Unasked,
+                              nullptr});
+        break;
     }
-    AnswerOpen(output);
-    return Send(output) && (share.more ? GoOn(m_input) : Settle());
+    return AnswerOpen(output) && Send(output) && (share.more ? GoOn(m_input) : Settle());
 }
 
 /// Answers a query, at once if it need not wait for anything.
@@ -254,12 +265,19 @@ void Connection::Search(const Query& query, std::vector<Reply>& replies) const {
 /// Keeps a question until its turn to be answered comes. It has its replies unless it `waits`.
 void Connection::Open(Query& query, std::vector<Reply>& replies, bool waits) {
     const std::uint64_t number = m_first + m_open.size();
-    m_open.push_back({std::move(query), {}, m_loop->GetNow(), !waits, nullptr});
-    Question& question = m_open.back();
-    if (!waits) {
-        question.replies = replies;
-        return;
-    }
+    m_open.push_back({std::move(query),
+                      {},
+                      m_loop->GetNow(),
+                      waits ? Question::Asked : Question::Answered,
+                      nullptr});
+    if (waits)
+        AskWorker(m_open.back(), number);
+    else
+        m_open.back().replies = replies;
+}
+
+void Connection::AskWorker(Question& question, std::uint64_t number) {
+    question.state = Question::Asked;
     question.ask = std::make_shared<std::atomic<std::size_t>>(0);
     if (!m_loop->AskLater(question.query, {m_id, number}, question.ask))
         Refuse(question, ListGeneration::Refusal::TooMany);
@@ -278,7 +296,7 @@ void Connection::Refuse(Question& question, ListGeneration::Refusal reason) cons
     question.replies.assign(query.all ? query.asks.size() : 1, reply);
     for (std::size_t i = 0; query.all && i < question.replies.size(); ++i)
         question.replies[i].ask = i;
-    question.answered = true;
+    question.state = Question::Answered;
 }
 
 /// Keeps what is left of an input of `size` bytes. See GoOn().
@@ -291,19 +309,38 @@ void Connection::Keep(std::string_view input, std::size_t size) {
         m_input.erase(0, size - input.size());
 }
 
-/// Writes the answers of the questions that have theirs, up to the first that has not.
-void Connection::AnswerOpen(Output& output) {
-    while (!m_open.empty() && m_open.front().answered) {
+/// Asks the first of m_open, which was left for later.
+void Connection::AskFirst() {
+    Question& first = m_open.front();
+    if (Waits(first.query)) { // its list has changed
+        AskWorker(first, m_first);
+        return;
+    }
+    Search(first.query, first.replies);
+    first.state = Question::Answered;
+}
+
+/// Writes the answers of the questions that have theirs, up to the first that has not, or until the
+/// client must take some first.
+bool Connection::AnswerOpen(Output& output) {
+    while (!m_open.empty() && m_unsent.GetSize() <= MAX_OUTPUT) {
+        if (m_open.front().state == Question::Unasked)
+            AskFirst();
+        if (m_open.front().state == Question::Asked)
+            return true;
         const Question question = std::move(m_open.front());
         m_open.pop_front();
         ++m_first;
         if (!Answer(question.query, question.replies, question.asked, output))
-            return;
+            return true;
+        if (output.GetSize() > MAX_OUTPUT && !Send(output))
+            return false;
     }
     if (m_open.empty() && !m_last.IsEmpty()) {
         output.Append(m_last);
         m_last = Output();
     }
+    return true;
 }
 
 /// Writes an answer. False if nothing may follow it.

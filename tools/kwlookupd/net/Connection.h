@@ -81,7 +81,7 @@ private:
         Query query;
         std::vector<Reply> replies;
         Time asked;
-        bool answered;
+        enum { Unasked, Asked, Answered } state;
         std::shared_ptr<std::atomic<std::size_t>> ask; ///< that a worker is at; null without one
     };
     enum class Sent { All, Blocked, Failed };
@@ -100,7 +100,9 @@ private:
     void Refuse(Question& question, ListGeneration::Refusal reason) const;
     void Open(Query& query, std::vector<Reply>& replies, bool waits);
     void Keep(std::string_view input, std::size_t size);
-    void AnswerOpen(Output& output);
+    void AskWorker(Question& question, std::uint64_t number);
+    void AskFirst();
+    bool AnswerOpen(Output& output);
     bool Answer(const Query& query, const std::vector<Reply>& replies, Time asked, Output& output);
     Sent Write(Output& output) const;
     bool Send(Output& output);
