@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/kwlookupd/lists/LogLimit.h"
+#include "tools/kwlookupd/status/LogLimit.h"
 
 #include <gtest/gtest.h>
 

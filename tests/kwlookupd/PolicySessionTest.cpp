@@ -164,10 +164,9 @@ TEST(PolicySessionTest, LogsAnActionThatCannotBeSent) {
     const auto door = kwlookup::MakeDoor(PolicyConfig());
     Conversation talk(door->NewSession(), AnswerPolicy);
     talk.Send("client_address=192.0.2.8\n\n");
-    EXPECT_THAT(
-        RecordingLog::Texts(WARN),
-        testing::ElementsAre("door rules: the result of \"192.0.2.8\" is no action: it has a "
-                             "line end or a NUL, or more than 8192 bytes"));
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::ElementsAre("door rules: the result of [192.0.2.8] is no action: it has a "
+                                     "line end or a NUL, or more than 8192 bytes"));
 }
 
 TEST(PolicySessionTest, RefusesRulesThatCannotBeAsked) {

@@ -144,10 +144,9 @@ TEST_F(SocketmapSessionTest, LimitsAnswersToTheirExactByte) {
     EXPECT_EQ(Ask(Netstring("users big-99997")), Netstring("OK " + std::string(99997, 'x')));
     EXPECT_THAT(RecordingLog::Texts(WARN), testing::IsEmpty());
     EXPECT_EQ(Ask(Netstring("users big-99998")), Netstring("TEMP the result is too long"));
-    EXPECT_THAT(
-        RecordingLog::Texts(WARN),
-        testing::ElementsAre("door postfix: the result of \"big-99998\" has 99998 bytes; the "
-                             "protocol allows 99997"));
+    EXPECT_THAT(RecordingLog::Texts(WARN),
+                testing::ElementsAre("door postfix: the result of [big-99998] has 99998 bytes; the "
+                                     "protocol allows 99997"));
 }
 
 TEST_F(SocketmapSessionTest, TakesKeysUpToTheLimit) {

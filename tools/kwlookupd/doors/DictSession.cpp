@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/DictSession.h"
 
+#include "tools/lists/Report.h"
+
 #include <algorithm>
 
 namespace kwlookup {
@@ -81,6 +83,8 @@ Session::Step DictSession::Read(std::string_view& input, Query& query, Output& o
     if (std::min(end, input.size()) >= MAX_DICT_LINE) {
         input = {};
         WriteDictFailure("the line is too long", output);
+        m_config.refusals->Count(Refusals::Malformed, m_config.name,
+                                 [] { return "the line of a request is too long"; });
         return Step::Close;
     }
     if (end == std::string_view::npos)
@@ -106,6 +110,7 @@ Session::Step DictSession::TakeLine(std::string_view line, Query& query, Output&
             std::find_if(m_config.lists.begin(), m_config.lists.end(),
                          [&](const DoorConfig::List& each) { return each.name == name; });
         m_list = list == m_config.lists.end() ? nullptr : &*list;
+        m_name = m_list ? std::string() : Shortened(name);
         return Step::Go;
     }
     case 'L': // look up: key, user
@@ -128,6 +133,8 @@ Session::Step DictSession::TakeLine(std::string_view line, Query& query, Output&
         return Step::Go;
     default:
         WriteDictFailure("unknown command", output);
+        m_config.refusals->Count(Refusals::Malformed, m_config.name,
+                                 [] { return "a request has an unknown command"; });
         return Step::Close;
     }
 }
@@ -135,6 +142,8 @@ Session::Step DictSession::TakeLine(std::string_view line, Query& query, Output&
 Session::Step DictSession::TakeLookup(std::string_view fields, Query& query, Output& output) const {
     if (!m_list) {
         WriteDictFailure("there is no such dictionary", output);
+        m_config.refusals->Count(Refusals::UnknownList, m_config.name,
+                                 [&] { return "there is no list [" + m_name + ']'; });
         return Step::Go;
     }
     query = Query();

@@ -35,6 +35,7 @@ private:
 
     const DoorConfig& m_config;
     const DoorConfig::List* m_list = nullptr; ///< null until the hello has named a list
+    std::string m_name;                       ///< that the hello has, if there is no such list
 };
 
 } // namespace kwlookup

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tools/kwlookupd/doors/Refusals.h"
+
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +31,8 @@ struct DoorConfig {
     std::vector<Rule> rules; ///< `Ask`, in order
     std::map<std::string, std::string>
         settings; ///< the protocol's own, by their names in lower case
+    /// What was refused at the door. Copies share it: the sessions count, and monitoring reads.
+    std::shared_ptr<Refusals> refusals = std::make_shared<Refusals>();
 };
 
 } // namespace kwlookup

@@ -4,6 +4,7 @@
 #include "tools/kwlookupd/doors/HttpDate.h"
 #include "tools/kwlookupd/doors/HttpTarget.h"
 #include "tools/kwlookupd/status/StatusPage.h"
+#include "tools/lists/Report.h"
 
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -348,6 +349,8 @@ Session::Step HttpSession::Serve(Query& query, Output& output) {
     if (path.size() == 1 && m_door.FindList(path[0]) && post)
         return ServeTexts(*m_door.FindList(path[0]), query, output);
     if (post) {
+        if (path.size() == 1)
+            Count(Refusals::UnknownList, "there is no list [" + Shortened(path[0]) + ']');
         Response response{405, "POST is for the path of a list\n"};
         response.fields = "Allow: GET, HEAD\r\n";
         return Respond(response, output);
@@ -376,7 +379,8 @@ Session::Step HttpSession::ServeList(const std::string& name, Query& query, Outp
     const DoorConfig::List* list = m_door.FindList(name);
     const std::string* text = m_request->target.Find("text");
     if (!list)
-        return Respond({text ? 400U : 404U, "this door serves no list of that name\n"}, output);
+        return text ? RefuseList(name, 400, output) // other names are those of pages
+                    : Respond({404, "this door serves no list of that name\n"}, output);
     if (!text)
         return Respond({400, "say which text: ?text=TEXT, or /all for the whole list\n"}, output);
     query.explain = m_request->explain = m_request->target.Find("explain") != nullptr;
@@ -446,7 +450,7 @@ HttpSession::Response HttpSession::MakePage(const Reply* reply) const {
 Session::Step HttpSession::ServeWholeList(const std::string& name, Output& output) {
     const DoorConfig::List* list = m_door.FindList(name);
     if (!list)
-        return Respond({404, "this door serves no list of that name\n"}, output);
+        return RefuseList(name, 404, output);
     const auto whole = m_door.GetView().GetWholeList(list->number);
     if (!whole)
         return Respond({503, "the list has not been loaded\n"}, output);
@@ -506,12 +510,30 @@ bool HttpSession::Answer(const Query& query, const std::vector<Reply>& replies, 
         separator = m_request->json ? ",\n" : "\n";
     }
     response.body += m_request->json ? "\n]\n" : "\n";
-    if (response.body.size() > MAX_ANSWER)
-        return Respond({413, "the answer is too long; send fewer texts\n"}, output) != Step::Close;
+    if (response.body.size() > MAX_ANSWER) {
+        Count(Refusals::Unsendable, "an answer is too long");
+        return End({413, "the answer is too long; send fewer texts\n"}, output) != Step::Close;
+    }
     return Respond(response, output) != Step::Close;
 }
 
 Session::Step HttpSession::Respond(const Response& response, Output& output) {
+    if (response.status == 400 || response.status == 413 || response.status == 415)
+        Count(Refusals::Malformed, response.body.substr(0, response.body.size() - 1));
+    return End(response, output);
+}
+
+Session::Step HttpSession::RefuseList(const std::string& name, unsigned status, Output& output) {
+    Count(Refusals::UnknownList, "there is no list [" + Shortened(name) + ']');
+    return End({status, "this door serves no list of that name\n"}, output);
+}
+
+void HttpSession::Count(Refusals::Reason reason, const std::string& text) const {
+    const DoorConfig& config = m_door.GetConfig();
+    config.refusals->Count(reason, config.name, [&] { return text; });
+}
+
+Session::Step HttpSession::End(const Response& response, Output& output) {
     Write(response, output);
     const bool close = m_request->close;
     m_request.reset();
@@ -528,7 +550,11 @@ Session::Step HttpSession::Refuse(unsigned status, const std::string& why, Outpu
     else if (status == 401)
         response.fields = "WWW-Authenticate: Bearer realm=\"kwlookupd\"\r\n"
                           "WWW-Authenticate: Basic realm=\"kwlookupd\"\r\n";
-    return Respond(response, output);
+    Count(status == 401   ? Refusals::WrongToken
+          : status == 421 ? Refusals::WrongHost
+                          : Refusals::Malformed,
+          why);
+    return End(response, output);
 }
 
 void HttpSession::Write(const Response& response, Output& output) {

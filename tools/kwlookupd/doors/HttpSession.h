@@ -63,8 +63,11 @@ private:
     Step ServeHealth(Output& output);
     Response MakePage(const Reply* reply) const;
 
-    /// Ends the request with `response`.
+    /// Ends the request with `response`. Counts it as malformed if the status says so.
     Step Respond(const Response& response, Output& output);
+    Step End(const Response& response, Output& output);
+    Step RefuseList(const std::string& name, unsigned status, Output& output);
+    void Count(Refusals::Reason reason, const std::string& text) const;
     /// Refuses the request and says why, and ends the connection.
     Step Refuse(unsigned status, const std::string& why, Output& output);
     void Write(const Response& response, Output& output);

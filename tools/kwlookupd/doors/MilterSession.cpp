@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/MilterSession.h"
 
-#include "host/LogText.h"
 #include "text/AsciiLower.h"
 #include "tools/kwlookupd/doors/CheckRules.h"
 #include "tools/lists/Report.h"
@@ -143,7 +142,7 @@ Session::Step MilterSession::Read(std::string_view& input, Query& query, Output&
     const std::size_t length = ReadNumber(input);
     const char command = input[4];
     if (length == 0 || (!m_negotiated && command != 'O'))
-        return Step::Close;
+        return Break();
     if (std::string_view("OCDHMR").find(command) == std::string_view::npos) {
         // Nothing in it is of use, and it may be long.
         input.remove_prefix(5);
@@ -152,7 +151,7 @@ Session::Step MilterSession::Read(std::string_view& input, Query& query, Output&
         return m_skip != 0 ? Step::Go : EndCommand(command, query, output);
     }
     if (length > MAX_MILTER_PACKET - 4)
-        return Step::Close;
+        return Break();
     if (input.size() < 4 + length)
         return Step::NeedMore;
     const std::string_view data = input.substr(5, length - 1);
@@ -160,11 +159,17 @@ Session::Step MilterSession::Read(std::string_view& input, Query& query, Output&
     return TakePacket(command, data, query, output);
 }
 
+Session::Step MilterSession::Break() const {
+    m_config.refusals->Count(Refusals::Malformed, m_config.name,
+                             [] { return "a packet breaks the protocol"; });
+    return Step::Close;
+}
+
 Session::Step MilterSession::TakePacket(char command, std::string_view data, Query& query,
                                         Output& output) {
     switch (command) {
     case 'O':
-        return Negotiate(data, output) ? Step::Go : Step::Close;
+        return Negotiate(data, output) ? Step::Go : Break();
     case 'D':
         TakeMacros(data);
         return Step::Go;
@@ -310,9 +315,10 @@ bool MilterSession::Answer(const Query& query, const std::vector<Reply>& replies
 }
 
 void MilterSession::LogResult(const Query& query, const Reply& reply, const char* fault) const {
-    LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
-            "door " + m_config.name + ": the result of [" + Shortened(query.asks[reply.ask].text) +
-                "] " + fault + ": [" + Shortened(reply.text) + ']');
+    m_config.refusals->Count(Refusals::Unsendable, m_config.name, [&] {
+        return "the result of [" + Shortened(query.asks[reply.ask].text) + "] " + fault + ": [" +
+               Shortened(reply.text) + ']';
+    });
 }
 
 void MilterSession::Act(char command, const MailAction& action, Output& output) {

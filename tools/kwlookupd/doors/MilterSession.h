@@ -46,6 +46,7 @@ private:
         std::vector<MailAction> at_end; ///< headers and quarantine
     };
 
+    Step Break() const;
     Step TakePacket(char command, std::string_view data, Query& query, Output& output);
     bool Negotiate(std::string_view data, Output& output);
     Step TakeConnect(std::string_view data, Query& query, Output& output);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/PolicySession.h"
 
-#include "host/LogText.h"
 #include "tools/kwlookupd/doors/CheckRules.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <iterator>
@@ -55,12 +55,6 @@ void Defer(std::string_view text, Output& output) {
     output.Append("\n\n");
 }
 
-Session::Step BreakPolicy(std::string_view text, std::string_view& input, Output& output) {
-    input = {};
-    Defer(text, output);
-    return Session::Step::Close;
-}
-
 } // namespace
 
 void PolicySession::Check(const DoorConfig& config) {
@@ -75,7 +69,7 @@ Session::Step PolicySession::Read(std::string_view& input, Query& query, Output&
     for (;;) {
         const std::size_t end = input.find('\n');
         if (m_size + std::min(end, input.size()) >= MAX_POLICY_REQUEST)
-            return BreakPolicy("the request is too long", input, output);
+            return Break("the request is too long", input, output);
         if (end == std::string_view::npos)
             return Step::NeedMore;
         const std::string_view line = input.substr(0, end);
@@ -84,13 +78,21 @@ Session::Step PolicySession::Read(std::string_view& input, Query& query, Output&
         if (line.empty())
             return EndRequest(query, output);
         if (!TakeAttribute(line))
-            return BreakPolicy("the request is malformed", input, output);
+            return Break("the request is malformed", input, output);
     }
 }
 
 Session::Step PolicySession::ReadEnd(std::string_view& input, Query& query, Output& output) {
     const Step step = Read(input, query, output);
     return step == Step::NeedMore ? Step::Close : step;
+}
+
+Session::Step PolicySession::Break(const char* text, std::string_view& input,
+                                   Output& output) const {
+    input = {};
+    Defer(text, output);
+    m_config.refusals->Count(Refusals::Malformed, m_config.name, [&] { return text; });
+    return Step::Close;
 }
 
 /// False if `line` is no attribute.
@@ -138,11 +140,11 @@ bool PolicySession::Answer(const Query& query, const std::vector<Reply>& replies
             WriteAction(reply.text, output);
         else {
             Defer("the action cannot be sent", output);
-            LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
-                    "door " + m_config.name + ": the result of \"" +
-                        query.asks[reply.ask].text.substr(0, 200) +
-                        "\" is no action: it has a line end or a NUL, or more than " +
-                        std::to_string(MAX_POLICY_ACTION) + " bytes");
+            m_config.refusals->Count(Refusals::Unsendable, m_config.name, [&] {
+                return "the result of [" + Shortened(query.asks[reply.ask].text) +
+                       "] is no action: it has a line end or a NUL, or more than " +
+                       std::to_string(MAX_POLICY_ACTION) + " bytes";
+            });
         }
         break;
     case Outcome::NotFound:

@@ -37,6 +37,7 @@ public:
     std::size_t GetMaxRequest() const override;
 
 private:
+    Step Break(const char* text, std::string_view& input, Output& output) const;
     bool TakeAttribute(std::string_view line);
     Step EndRequest(Query& query, Output& output);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/SocketmapSession.h"
 
-#include "host/LogText.h"
+#include "tools/lists/Report.h"
 
 #include <algorithm>
 #include <array>
@@ -78,7 +78,13 @@ Session::Step SocketmapSession::ReadLine(std::string_view& input, Query& query) 
     return Take(line, query);
 }
 
-Session::Step SocketmapSession::Refuse(Tag refusal, Query& query) {
+Session::Step SocketmapSession::Refuse(Tag refusal, Query& query, std::string_view list) const {
+    const bool is_unknown = refusal == UNKNOWN_LIST;
+    m_config.refusals->Count(
+        is_unknown ? Refusals::UnknownList : Refusals::Malformed, m_config.name, [&] {
+            return is_unknown ? "there is no list [" + Shortened(std::string(list)) + ']'
+                              : "a request is malformed";
+        });
     query.asks.clear();
     query.tag = refusal;
     return Step::Ask;
@@ -92,7 +98,7 @@ Session::Step SocketmapSession::Take(std::string_view request, Query& query) con
     const auto list = std::find_if(m_config.lists.begin(), m_config.lists.end(),
                                    [&](const DoorConfig::List& l) { return l.name == name; });
     if (list == m_config.lists.end())
-        return Refuse(UNKNOWN_LIST, query);
+        return Refuse(UNKNOWN_LIST, query, name);
     const std::string_view key = request.substr(blank + 1);
     query.tag = REQUEST;
     query.asks.resize(1);
@@ -127,16 +133,20 @@ bool SocketmapSession::Answer(const Query& query, const std::vector<Reply>& repl
         Write("NOTFOUND ", {}, output);
     else if (reply.outcome == Outcome::Unavailable)
         Write("TEMP ", reply.text, output);
-    else if (m_lines && reply.text.find('\n') != std::string::npos)
+    else if (m_lines && reply.text.find('\n') != std::string::npos) {
         Write("TEMP ", "the result has a line end", output);
-    else if (reply.text.size() <= MAX_ANSWER - 3)
+        m_config.refusals->Count(Refusals::Unsendable, m_config.name, [&] {
+            return "the result of [" + Shortened(query.asks[0].text) + "] has a line end";
+        });
+    } else if (reply.text.size() <= MAX_ANSWER - 3)
         Write("OK ", reply.text, output);
     else {
         Write("TEMP ", "the result is too long", output);
-        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
-                "door " + m_config.name + ": the result of \"" + query.asks[0].text.substr(0, 200) +
-                    "\" has " + std::to_string(reply.text.size()) + " bytes; the protocol allows " +
-                    std::to_string(MAX_ANSWER - 3));
+        m_config.refusals->Count(Refusals::Unsendable, m_config.name, [&] {
+            return "the result of [" + Shortened(query.asks[0].text) + "] has " +
+                   std::to_string(reply.text.size()) + " bytes; the protocol allows " +
+                   std::to_string(MAX_ANSWER - 3);
+        });
     }
     return true;
 }

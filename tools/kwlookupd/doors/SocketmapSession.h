@@ -50,7 +50,7 @@ private:
     Step ReadLine(std::string_view& input, Query& query);
     /// Makes the query of a whole request.
     Step Take(std::string_view request, Query& query) const;
-    static Step Refuse(Tag refusal, Query& query);
+    Step Refuse(Tag refusal, Query& query, std::string_view list = {}) const;
     /// Drops the rest of the input: nothing tells where the next request would begin.
     Step Break(std::string_view& input, Query& query);
     void Write(std::string_view status, std::string_view text, Output& output) const;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/TcpSession.h"
 
-#include "host/LogText.h"
+#include "tools/lists/Report.h"
 
 #include <string>
 
@@ -105,10 +105,14 @@ Session::Step TcpSession::Take(std::string_view line, Query& query) const {
 bool TcpSession::Answer(const Query& query, const std::vector<Reply>& replies, Output& output) {
     if (query.tag == UNKNOWN_COMMAND) {
         WriteLine("400 ", "unknown%20command", output);
+        m_config.refusals->Count(Refusals::Malformed, m_config.name,
+                                 [] { return "a request has an unknown command"; });
         return true;
     }
     if (query.tag == TOO_LONG) {
         WriteLine("400 ", "the%20line%20is%20too%20long", output);
+        m_config.refusals->Count(Refusals::Malformed, m_config.name,
+                                 [] { return "the line of a request is too long"; });
         return false;
     }
     const Reply& reply = replies.front();
@@ -125,11 +129,11 @@ bool TcpSession::Answer(const Query& query, const std::vector<Reply>& replies, O
         WriteLine("200 ", text, output);
     else {
         WriteLine("400 ", "the%20result%20is%20too%20long", output);
-        LogText(LogClass("kwlookupd"), log4cxx::Level::LEVEL_WARN,
-                "door " + m_config.name + ": the result of \"" +
-                    query.asks[reply.ask].text.substr(0, 200) + "\" has " +
-                    std::to_string(reply.text.size()) + " bytes; the protocol allows " +
-                    std::to_string(MAX_RESULT) + " with %XX for special ones");
+        m_config.refusals->Count(Refusals::Unsendable, m_config.name, [&] {
+            return "the result of [" + Shortened(query.asks[reply.ask].text) + "] has " +
+                   std::to_string(reply.text.size()) + " bytes; the protocol allows " +
+                   std::to_string(MAX_RESULT) + " with %XX for special ones";
+        });
     }
     return true;
 }

@@ -5,7 +5,7 @@
 #include "kwhost/AddressFinder.h"
 #include "tools/kwlookupd/doors/Reply.h"
 #include "tools/kwlookupd/lists/ListSettings.h"
-#include "tools/kwlookupd/lists/LogLimit.h"
+#include "tools/kwlookupd/status/LogLimit.h"
 #include "tools/lists/AskItem.h"
 #include "tools/lists/ItemList.h"
 

@@ -275,6 +275,13 @@ std::string Metrics::ToPrometheus(const std::vector<ListState>& lists, std::time
         text.Line(Label("door", m_doors[i].name),
                   Sum(i, [](const DoorCounters& c) { return c.refused.Get(); }));
 
+    text.Family("kwlookupd_requests_refused_total", "counter",
+                "Requests that could not be answered as they were, by door and reason.");
+    for (const DoorConfig& door : m_doors)
+        for (std::size_t reason = 0; reason < Refusals::NAMES.size(); ++reason)
+            text.Line(Label("door", door.name) + "," + Label("reason", Refusals::NAMES[reason]),
+                      door.refusals->GetCount(reason));
+
     text.Family("kwlookupd_list_loaded", "gauge", "1 if the list can be asked, else 0.");
     for (const ListState& list : lists)
         text.Line(Label("list", list.name), std::uint64_t{list.loaded});
