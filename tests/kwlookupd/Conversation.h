@@ -41,6 +41,8 @@ public:
 
 private:
     static constexpr std::size_t MAX_OPEN = 3;
+    /// The longest request that a session leaves in the input, that of socketmap.
+    static constexpr std::size_t MAX_LEFT = 131072 + 8;
 
     void Run(bool ended) {
         using Step = kwlookup::Session::Step;
@@ -64,7 +66,7 @@ private:
             } while ((step == Step::Ask && open.size() < max_open) ||
                      (step == Step::Go && m_session->MayPipeline()));
             Check(!ended || step != Step::NeedMore, "it needs more after the end");
-            Check(step != Step::NeedMore || input.size() < m_session->GetMaxRequest(),
+            Check(step != Step::NeedMore || input.size() < MAX_LEFT,
                   "it waits for a request that is too long");
             if (open.empty())
                 Take(output);

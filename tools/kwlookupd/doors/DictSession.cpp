@@ -74,10 +74,6 @@ void WriteDictFailure(std::string_view reason, Output& output) {
 
 } // namespace
 
-std::size_t DictSession::GetMaxRequest() const {
-    return MAX_DICT_LINE;
-}
-
 Session::Step DictSession::Read(std::string_view& input, Query& query, Output& output) {
     const std::size_t end = input.find('\n');
     if (std::min(end, input.size()) >= MAX_DICT_LINE) {

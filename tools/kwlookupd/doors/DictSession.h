@@ -27,7 +27,6 @@ public:
     Step Read(std::string_view& input, Query& query, Output& output) override;
     Step ReadEnd(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
-    std::size_t GetMaxRequest() const override;
 
 private:
     Step TakeLine(std::string_view line, Query& query, Output& output);

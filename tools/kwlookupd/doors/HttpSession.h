@@ -45,7 +45,6 @@ public:
     Step ReadEnd(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
     bool IsInsideRequest() const override { return m_request != nullptr; }
-    std::size_t GetMaxRequest() const override { return MAX_HEADER; }
 
 private:
     struct Request;

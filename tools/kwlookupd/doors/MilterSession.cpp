@@ -125,10 +125,6 @@ void MilterSession::Check(const DoorConfig& config) {
     CheckRules(config, names);
 }
 
-std::size_t MilterSession::GetMaxRequest() const {
-    return MAX_MILTER_PACKET;
-}
-
 Session::Step MilterSession::Read(std::string_view& input, Query& query, Output& output) {
     query.asks.clear();
     if (m_skip != 0) {

@@ -36,7 +36,6 @@ public:
     Step Read(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
     bool IsInsideRequest() const override { return m_skip != 0; }
-    std::size_t GetMaxRequest() const override;
 
 private:
     /// What is to happen to a message.

@@ -75,10 +75,6 @@ void OpenSmtpdSession::Check(const DoorConfig& config) {
     CheckRules(config, {"client_address", "client_name", "helo_name", "sender", "recipient"});
 }
 
-std::size_t OpenSmtpdSession::GetMaxRequest() const {
-    return MAX_FILTER_LINE;
-}
-
 Session::Step OpenSmtpdSession::Read(std::string_view& input, Query& query, Output&) {
     const std::size_t end = input.find('\n');
     const bool is_whole = end != std::string_view::npos;

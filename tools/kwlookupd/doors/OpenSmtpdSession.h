@@ -35,7 +35,6 @@ public:
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
     bool IsInsideRequest() const override { return m_skipping; }
     bool MayPipeline() const override { return true; }
-    std::size_t GetMaxRequest() const override;
 
 private:
     Step TakeLine(std::string_view line, bool is_whole, Query& query);

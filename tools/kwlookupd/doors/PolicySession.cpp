@@ -61,10 +61,6 @@ void PolicySession::Check(const DoorConfig& config) {
     CheckRules(config, {std::begin(POLICY_ATTRIBUTES), std::end(POLICY_ATTRIBUTES)});
 }
 
-std::size_t PolicySession::GetMaxRequest() const {
-    return MAX_POLICY_REQUEST;
-}
-
 Session::Step PolicySession::Read(std::string_view& input, Query& query, Output& output) {
     for (;;) {
         const std::size_t end = input.find('\n');

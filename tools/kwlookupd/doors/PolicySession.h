@@ -34,7 +34,6 @@ public:
     Step ReadEnd(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
     bool IsInsideRequest() const override { return m_size != 0; }
-    std::size_t GetMaxRequest() const override;
 
 private:
     Step Break(const char* text, std::string_view& input, Output& output) const;

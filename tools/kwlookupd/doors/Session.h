@@ -24,8 +24,9 @@ public:
 
     virtual ~Session() = default;
 
-    /// Take bytes from the front of `input`. Each byte is offered until it is taken. `query` may
-    /// hold the last request; a session overwrites it, and reuses the memory of its strings.
+    /// Take bytes from the front of `input`. Each byte is offered until it is taken. A session
+    /// bounds what it leaves: it ends a request that is too long with Close, or skips it. `query`
+    /// may hold the last request; a session overwrites it, and reuses the memory of its strings.
     virtual Step Read(std::string_view& input, Query& query, Output& output) = 0;
 
     /// As Read(), after the client has ended its side of the connection.
@@ -43,9 +44,6 @@ public:
 
     /// True if the session has taken a part of a request, and not its end.
     virtual bool IsInsideRequest() const { return false; }
-
-    /// The largest request in bytes. Read() has ended a longer one with Close, or skips it.
-    virtual std::size_t GetMaxRequest() const = 0;
 };
 
 } // namespace kwlookup

@@ -23,10 +23,6 @@ bool BeginsLine(char c) {
 
 } // namespace
 
-std::size_t SocketmapSession::GetMaxRequest() const {
-    return MAX_DIGITS + 1 + MAX_PAYLOAD + 1;
-}
-
 Session::Step SocketmapSession::Read(std::string_view& input, Query& query, Output&) {
     if (input.empty())
         return Step::NeedMore;

@@ -29,7 +29,6 @@ public:
     Step ReadEnd(std::string_view& input, Query& query, Output& output) override;
     bool Answer(const Query& query, const std::vector<Reply>& replies, Output& output) override;
     bool MayPipeline() const override { return true; }
-    std::size_t GetMaxRequest() const override;
 
 private:
     enum class Dialect { Unknown, Netstrings, Lines, Broken };

@@ -51,10 +51,6 @@ void WriteLine(std::string_view code, std::string_view text, Output& output) {
 
 } // namespace
 
-std::size_t TcpSession::GetMaxRequest() const {
-    return MAX_LINE;
-}
-
 Session::Step TcpSession::Read(std::string_view& input, Query& query, Output&) {
     if (m_broken)
         input = {};
