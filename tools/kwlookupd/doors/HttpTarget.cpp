@@ -1,21 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/HttpTarget.h"
 
+#include "tools/kwlookupd/doors/HexValue.h"
+
 #include <algorithm>
 
 namespace kwlookup {
 
 namespace {
-
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 /// Appends the decoded `text` to `decoded`. False if a "%" has no two digits.
 bool Decode(std::string_view text, bool plus_is_blank, std::string& decoded) {
@@ -25,8 +17,8 @@ bool Decode(std::string_view text, bool plus_is_blank, std::string& decoded) {
         } else if (text[i] != '%') {
             decoded += text[i];
         } else {
-            const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
-            const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
+            const int high = i + 2 < text.size() ? HexValue(text[i + 1]) : -1;
+            const int low = i + 2 < text.size() ? HexValue(text[i + 2]) : -1;
             if (high < 0 || low < 0)
                 return false;
             decoded += static_cast<char>(high * 16 + low);

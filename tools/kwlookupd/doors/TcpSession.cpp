@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kwlookupd/doors/TcpSession.h"
 
+#include "tools/kwlookupd/doors/HexValue.h"
 #include "tools/lists/Report.h"
 
 #include <string>
@@ -8,15 +9,6 @@
 namespace kwlookup {
 
 namespace {
-
-/// The value of a hexadecimal digit, or -1.
-int HexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
 
 void DecodePercent(std::string_view text, std::string& decoded) {
     decoded.clear();
