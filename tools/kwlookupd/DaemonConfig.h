@@ -4,6 +4,7 @@
 #include "kwhost/ConfFile.h"
 #include "tools/kwlookupd/doors/DoorConfig.h"
 #include "tools/kwlookupd/lists/ListSettings.h"
+#include "tools/kwlookupd/net/ServerSettings.h"
 
 #include <chrono>
 #include <cstddef>
@@ -15,7 +16,7 @@ namespace kwlookup {
 /// The configuration of the daemon, from its file. kwlookupd.conf(5) describes the keys.
 struct DaemonConfig {
     std::size_t io_threads = 0; ///< 0: one for each processor
-    std::size_t workers = 16;
+    std::size_t workers = ServerSettings().workers;
     std::chrono::milliseconds answer_time{900};
     std::chrono::milliseconds slow_time{500};
     std::chrono::milliseconds idle_time{0}; ///< 0: connections may be idle for ever

@@ -10,7 +10,7 @@ namespace kwlookup {
 /// The limits of the daemon towards its clients.
 struct ServerSettings {
     std::size_t io_threads = 1; ///< read requests, and answer those that need not wait
-    std::size_t workers = 4;    ///< ask lists that may wait, and explain answers
+    std::size_t workers = 16;   ///< ask lists that may wait, and explain answers
     /// After this time, a question that waits is answered as unavailable, before clients give up.
     std::chrono::milliseconds answer_time{900};
     std::size_t max_connections = 10000; ///< of a door; more clients wait to be accepted
