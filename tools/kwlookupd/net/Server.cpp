@@ -5,13 +5,13 @@
 #include "text/SystemError.h"
 #include "tools/kwlookupd/lists/ListGeneration.h"
 #include "tools/kwlookupd/lists/LogFault.h"
-#include "tools/kwlookupd/lists/LogLimit.h"
 #include "tools/kwlookupd/net/AccessRules.h"
 #include "tools/kwlookupd/net/EventLoop.h"
 #include "tools/kwlookupd/net/Listening.h"
 #include "tools/kwlookupd/net/SystemAccounts.h"
 #include "tools/kwlookupd/net/Systemd.h"
 #include "tools/kwlookupd/net/Workers.h"
+#include "tools/kwlookupd/status/LogLimit.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
