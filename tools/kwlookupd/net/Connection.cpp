@@ -31,6 +31,12 @@ Connection::Connection(EventLoop& loop, std::uint64_t id, FileDescriptor socket,
       m_session(std::move(session)), m_pipelines(m_session->MayPipeline()), m_active(loop.GetNow()),
       m_began(loop.GetNow()) {}
 
+bool Connection::MayMove() const {
+    return !m_ended && !m_closing &&
+           std::none_of(m_open.begin(), m_open.end(),
+                        [](const Question& question) { return question.state == Question::Asked; });
+}
+
 bool Connection::OnReady(const Poller::Event& event) {
     if (m_lingering)
         return Discard(event.ended);

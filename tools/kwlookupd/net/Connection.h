@@ -43,11 +43,12 @@ public:
     std::uint64_t GetId() const { return m_id; }
     std::size_t GetDoor() const { return m_door; }
     int GetSocket() const { return m_socket.Get(); }
+    /// Returns true if it waits to read, or to write.
+    bool IsReading() const { return m_reading; }
+    bool IsWriting() const { return m_writing; }
 
-    /// Returns true if another loop can take over the connection: nothing waits for this one.
-    bool MayMove() const {
-        return m_open.empty() && m_unsent.IsEmpty() && m_reading && !m_ended && !m_closing;
-    }
+    /// Returns true if another loop can take over the connection: no worker has a question of it.
+    bool MayMove() const;
     void MoveTo(EventLoop& loop, std::uint64_t id) {
         m_loop = &loop;
         m_id = id;

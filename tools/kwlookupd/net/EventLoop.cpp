@@ -115,7 +115,7 @@ void EventLoop::ShareConnections(Time now) {
             }
         }
         if (CountToGive(busy, least, m_connections.size()) != 0) {
-            std::vector<Connection*> active = GetActive(now - LoopLoad::SHORT);
+            std::vector<Connection*> active = GetActive(std::min(m_now, now - LoopLoad::SHORT));
             active.resize(CountToGive(busy, least, active.size()));
             GiveAway(*idlest, active);
         }
@@ -127,7 +127,7 @@ void EventLoop::ShareConnections(Time now) {
                 break;
             const int its = loop->m_load.GetBusyForLong(now);
             if (CountToReturn(busy, its, m_connections.size()) != 0) {
-                std::vector<Connection*> active = GetActive(now - LoopLoad::LONG);
+                std::vector<Connection*> active = GetActive(std::min(m_now, now - LoopLoad::LONG));
                 active.resize(CountToReturn(busy, its, active.size()));
                 GiveAway(*loop, active);
                 break;
@@ -136,7 +136,8 @@ void EventLoop::ShareConnections(Time now) {
     }
 }
 
-/// Returns the connections that were active since then, and can be moved.
+/// Returns the connections that were active since then, and can be moved. Those of the last turn
+/// have its time, m_now, even if it took long.
 std::vector<Connection*> EventLoop::GetActive(Time since) const {
     std::vector<Connection*> active;
     for (const auto& [id, connection] : m_connections)
@@ -173,7 +174,8 @@ void EventLoop::TakeOver(std::vector<std::unique_ptr<Connection>> connections) {
         connection.MoveTo(*this, id);
         try {
             m_connections[id] = std::move(taken);
-            m_poller.Add(connection.GetSocket(), &connection, true, false);
+            m_poller.Add(connection.GetSocket(), &connection, connection.IsReading(),
+                         connection.IsWriting());
         } catch (const std::exception& e) {
             LogFault(CLOSED, e);
             CountClosed(connection.GetDoor());
