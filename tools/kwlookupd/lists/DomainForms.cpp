@@ -12,12 +12,12 @@ namespace kwlookup {
 namespace {
 
 /// No domain has so many bytes in UTF-8. The library takes long ones, at some cost.
-constexpr std::size_t LONGEST = 1024;
+constexpr std::size_t MAX_SIZE = 1024;
 
 using Text = std::unique_ptr<char, void (*)(void*)>;
 
 bool MayBeInternational(const std::string& domain) {
-    if (domain.size() > LONGEST || domain.find('\0') != std::string::npos)
+    if (domain.size() > MAX_SIZE || domain.find('\0') != std::string::npos)
         return false;
     return AsciiLowerCase(domain).find("xn--") != std::string::npos ||
            std::any_of(domain.begin(), domain.end(),
